@@ -1,0 +1,15 @@
+#pragma once
+
+#include "platform/platform.h"
+#include "platform/result.h"
+
+#include <memory>
+
+namespace nimbrale {
+
+/// Probes the running system and makes its platform. Call once on the main thread, after the toolkit's application
+/// object and before any window of the application: the capture must see every window come. Fails with a message for
+/// the user where the system lacks what nothing can stand in for.
+[[nodiscard]] Result<std::unique_ptr<Platform>> createPlatform();
+
+} // namespace nimbrale

@@ -1,0 +1,9 @@
+#include "platform/log.h"
+
+namespace nimbrale {
+
+Q_LOGGING_CATEGORY(captureLog, "Nimbrale.capture")
+Q_LOGGING_CATEGORY(virtualDisplayLog, "Nimbrale.virtual-display")
+Q_LOGGING_CATEGORY(settingsLog, "Nimbrale.settings")
+
+} // namespace nimbrale

@@ -1,0 +1,11 @@
+#pragma once
+
+#include <QLoggingCategory>
+
+namespace nimbrale {
+
+Q_DECLARE_LOGGING_CATEGORY(captureLog)        // "Nimbrale.capture"
+Q_DECLARE_LOGGING_CATEGORY(virtualDisplayLog) // "Nimbrale.virtual-display"
+Q_DECLARE_LOGGING_CATEGORY(settingsLog)       // "Nimbrale.settings"
+
+} // namespace nimbrale

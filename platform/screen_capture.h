@@ -1,0 +1,133 @@
+#pragma once
+
+#include "platform/geometry.h"
+#include "platform/result.h"
+#include "platform/screens.h"
+#include "platform/serial_queue.h"
+#include "platform/surface.h"
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace nimbrale {
+
+using ProcessID = std::int64_t;
+
+/// The identifier under which shareable content lists whatever shows the desktop's notifications.
+inline constexpr const char* notificationApplicationIdentifier = "org.freedesktop.Notifications";
+
+struct CaptureDisplay {
+    DisplayID displayID = 0;
+    double width = 0;  ///< points
+    double height = 0; ///< points
+};
+
+struct CaptureApplication {
+    /// 0 for an entry that stands for windows of several processes, such as the notifications'.
+    ProcessID processID = 0;
+    std::string bundleIdentifier;
+
+    bool operator==(const CaptureApplication&) const = default;
+};
+
+struct CaptureWindow {
+    /// Absent when the system does not tell.
+    std::optional<ProcessID> owningProcess;
+    bool isOnScreen = false;
+};
+
+struct ShareableContent {
+    std::vector<CaptureDisplay> displays;
+    std::vector<CaptureApplication> applications;
+    std::vector<CaptureWindow> windows;
+};
+
+/// What a stream leaves out of the picture of `displayID`.
+struct ContentFilter {
+    DisplayID displayID = 0;
+    std::vector<CaptureApplication> excludedApplications;
+
+    bool operator==(const ContentFilter&) const = default;
+};
+
+enum class PixelFormat {
+    bgra, ///< 8 bits a channel, blue in the lowest byte
+};
+
+struct FrameInterval {
+    std::int64_t value = 1;
+    std::int32_t timescale = 30; ///< the interval is value ÷ timescale seconds
+
+    bool operator==(const FrameInterval&) const = default;
+};
+
+struct StreamConfiguration {
+    /// Region coordinates of the filter's display.
+    Rect sourceRect;
+    /// Of the delivered pictures, in pixels.
+    std::int64_t width = 0;
+    std::int64_t height = 0;
+    bool preservesAspectRatio = false;
+    PixelFormat pixelFormat = PixelFormat::bgra;
+    FrameInterval minimumFrameInterval;
+    bool showsCursor = true;
+
+    bool operator==(const StreamConfiguration&) const = default;
+};
+
+enum class OutputType { screen, audio };
+
+enum class FrameStatus { complete = 0, idle = 1, blank = 2, suspended = 3, started = 4, stopped = 5 };
+
+/// One thing that a stream delivers. Only `complete` screen samples carry a picture.
+struct CaptureSample {
+    OutputType type = OutputType::screen;
+    std::optional<FrameStatus> status;
+    std::shared_ptr<const Surface> surface;
+};
+
+/// A running capture. Created stopped; all calls on the main thread. Destroying it stops delivery at once.
+///
+/// Completions run on the main queue, once each, in the order of the calls. A picture composed under an older
+/// configuration never reaches the sample handler after the completion of the update that replaced it was posted.
+class CaptureStream {
+public:
+    using Completion = std::function<void(Result<void>)>;
+    using SampleHandler = std::function<void(const CaptureSample&)>;
+
+    virtual ~CaptureStream() = default;
+
+    /// `handler` gets the samples of `type` on `queue`, which must outlive the stream. One handler per type.
+    [[nodiscard]] virtual Result<void> addOutput(OutputType type, SerialQueue& queue, SampleHandler handler) = 0;
+    virtual void start(Completion completion) = 0;
+    virtual void stop(Completion completion) = 0;
+    virtual void updateConfiguration(const StreamConfiguration& configuration, Completion completion) = 0;
+    virtual void updateContentFilter(const ContentFilter& filter, Completion completion) = 0;
+};
+
+/// Access to the pixels of the desktop. Main thread only.
+class ScreenCapture {
+public:
+    using ContentCompletion = std::function<void(Result<ShareableContent>)>;
+
+    virtual ~ScreenCapture() = default;
+
+    /// Whether capturing is permitted, without asking the user.
+    [[nodiscard]] virtual bool preflightAccess() const = 0;
+    /// Lets the system ask the user for the permission. The answer counts from the next start on.
+    virtual void requestAccess() = 0;
+    /// What can be captured now; `completion` runs on the main queue.
+    virtual void shareableContent(ContentCompletion completion) = 0;
+    /// `onStopped` runs on the main queue when the stream ends by itself.
+    [[nodiscard]] virtual std::unique_ptr<CaptureStream> makeStream(const ContentFilter& filter,
+                                                                    const StreamConfiguration& configuration,
+                                                                    std::function<void(Error)> onStopped) = 0;
+    /// What this system's capture cannot do, in words for the user; empty when it can do everything. Known after start.
+    [[nodiscard]] virtual std::vector<std::string> limitations() const = 0;
+};
+
+} // namespace nimbrale

@@ -1,0 +1,35 @@
+#pragma once
+
+#include "platform/geometry.h"
+
+#include <cstdint>
+#include <vector>
+
+namespace nimbrale {
+
+/// A rectangle of whole pixels, top-left origin.
+struct PixelRect {
+    int x = 0;
+    int y = 0;
+    int width = 0;
+    int height = 0;
+
+    bool operator==(const PixelRect&) const = default;
+};
+
+/// One captured picture, shared by reference and never copied. Pictures of one stream usually share their storage: a
+/// picture then says which part of that storage is new, so that whoever shows it need touch nothing else.
+class Surface {
+public:
+    virtual ~Surface() = default;
+
+    /// In pixels.
+    [[nodiscard]] virtual int width() const = 0;
+    [[nodiscard]] virtual int height() const = 0;
+    /// Equal for pictures that share storage; never 0.
+    [[nodiscard]] virtual std::uint64_t storage() const = 0;
+    /// What differs from the picture delivered before it in the same storage; everything for the first one.
+    [[nodiscard]] virtual const std::vector<PixelRect>& changed() const = 0;
+};
+
+} // namespace nimbrale

@@ -1,0 +1,39 @@
+#pragma once
+
+#include "platform/main_queue.h"
+#include "platform/screen_capture.h"
+#include "platform/x11/capture_engine.h"
+#include "platform/x11/x11_screens.h"
+
+#include <memory>
+
+namespace nimbrale::x11 {
+
+/// A stream of pictures from the capture thread. The pictures have the size of the source in pixels: nothing is
+/// scaled. Main thread only.
+class X11CaptureStream final : public CaptureStream {
+public:
+    X11CaptureStream(CaptureEngine& engine, const X11Screens& screens, MainQueue& mainQueue,
+                     const ContentFilter& filter, const StreamConfiguration& configuration);
+    ~X11CaptureStream() override;
+
+    [[nodiscard]] Result<void> addOutput(OutputType type, SerialQueue& queue, SampleHandler handler) override;
+    void start(Completion completion) override;
+    void stop(Completion completion) override;
+    void updateConfiguration(const StreamConfiguration& configuration, Completion completion) override;
+    void updateContentFilter(const ContentFilter& filter, Completion completion) override;
+
+private:
+    /// In root pixels; fails when the display is not there.
+    [[nodiscard]] Result<SessionConfiguration> sessionConfiguration() const;
+    void postCompletion(Completion completion, Result<void> result);
+
+    CaptureEngine& engine_;
+    const X11Screens& screens_;
+    MainQueue& mainQueue_;
+    ContentFilter filter_;
+    StreamConfiguration configuration_;
+    std::shared_ptr<CaptureSession> session_;
+};
+
+} // namespace nimbrale::x11

@@ -1,0 +1,64 @@
+#pragma once
+
+#include "platform/surface.h"
+
+#include <functional>
+#include <memory>
+#include <xcb/sync.h>
+#include <xcb/xcb.h>
+
+namespace nimbrale::x11 {
+
+/// A pixmap in the server that pictures of one stream share, in the root window's depth and visual. Freed by whoever
+/// lets go of it last, through the connection that shows it, so that what was sent there before still finds it.
+class SharedPixmap {
+public:
+    /// `release` frees the pixmap; it runs on whichever thread drops the last reference.
+    SharedPixmap(xcb_pixmap_t pixmap, int width, int height, std::function<void(xcb_pixmap_t)> release)
+        : pixmap_(pixmap), width_(width), height_(height), release_(std::move(release))
+    {}
+    ~SharedPixmap() { release_(pixmap_); }
+    SharedPixmap(const SharedPixmap&) = delete;
+    SharedPixmap& operator=(const SharedPixmap&) = delete;
+
+    [[nodiscard]] xcb_pixmap_t pixmap() const { return pixmap_; }
+    [[nodiscard]] int width() const { return width_; }
+    [[nodiscard]] int height() const { return height_; }
+
+private:
+    xcb_pixmap_t pixmap_;
+    int width_;
+    int height_;
+    std::function<void(xcb_pixmap_t)> release_;
+};
+
+/// A moment on another connection: what that connection sent before it is done once the counter has the value.
+/// Counters only rise. Without the SYNC extension `counter` is 0 and the moment has passed already.
+struct SyncPoint {
+    xcb_sync_counter_t counter = 0;
+    std::int64_t value = 0;
+};
+
+/// A picture in the server. Whoever draws from it on another connection first lets that connection wait for `ready`
+/// (xcb_sync_await, which makes the server wait and not the client).
+class X11Surface final : public Surface {
+public:
+    X11Surface(std::shared_ptr<SharedPixmap> storage, std::vector<PixelRect> changed, SyncPoint ready)
+        : storage_(std::move(storage)), changed_(std::move(changed)), ready_(ready)
+    {}
+
+    [[nodiscard]] int width() const override { return storage_->width(); }
+    [[nodiscard]] int height() const override { return storage_->height(); }
+    [[nodiscard]] std::uint64_t storage() const override { return storage_->pixmap(); }
+    [[nodiscard]] const std::vector<PixelRect>& changed() const override { return changed_; }
+
+    [[nodiscard]] xcb_pixmap_t pixmap() const { return storage_->pixmap(); }
+    [[nodiscard]] SyncPoint ready() const { return ready_; }
+
+private:
+    std::shared_ptr<SharedPixmap> storage_;
+    std::vector<PixelRect> changed_;
+    SyncPoint ready_;
+};
+
+} // namespace nimbrale::x11
