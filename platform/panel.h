@@ -3,6 +3,7 @@
 #include "platform/geometry.h"
 #include "platform/layer.h"
 
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <string>
@@ -91,6 +92,9 @@ public:
     virtual ~Panels() = default;
 
     [[nodiscard]] virtual std::unique_ptr<Panel> create(const PanelOptions& options) = 0;
+    /// Keeps a window of the toolkit, by its native identifier, in front of all panels; 0 ends it. For the window that
+    /// the user works in while panels lie over it.
+    virtual void setWindowAbovePanels(std::uintptr_t nativeWindow) = 0;
 };
 
 } // namespace nimbrale

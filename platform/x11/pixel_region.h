@@ -21,6 +21,16 @@ public:
             pixman_region32_init(&region_);
     }
     explicit PixelRegion(const PixelRect& rect) : PixelRegion(rect.x, rect.y, rect.width, rect.height) {}
+    explicit PixelRegion(const std::vector<PixelRect>& rects)
+    {
+        std::vector<pixman_box32_t> boxes;
+        boxes.reserve(rects.size());
+        for (const PixelRect& rect : rects) {
+            if (rect.width > 0 && rect.height > 0)
+                boxes.push_back({rect.x, rect.y, rect.x + rect.width, rect.y + rect.height});
+        }
+        pixman_region32_init_rects(&region_, boxes.data(), int(boxes.size()));
+    }
     PixelRegion(const PixelRegion& other) : PixelRegion() { pixman_region32_copy(&region_, other.handle()); }
     PixelRegion& operator=(const PixelRegion& other)
     {

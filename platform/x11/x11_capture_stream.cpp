@@ -6,6 +6,14 @@ namespace nimbrale::x11 {
 
 namespace {
 
+/// An interval without a meaning (a rate of zero or less in the settings) is one second: slow, but alive.
+std::chrono::nanoseconds intervalOf(const FrameInterval& interval)
+{
+    if (interval.timescale <= 0 || interval.value < 0)
+        return std::chrono::seconds(1);
+    return std::chrono::nanoseconds(1'000'000'000 * interval.value / interval.timescale);
+}
+
 SessionFilter sessionFilter(const ContentFilter& filter)
 {
     SessionFilter result;
@@ -98,8 +106,7 @@ Result<SessionConfiguration> X11CaptureStream::sessionConfiguration() const
     result.source = {screen->pixels.x + static_cast<int>(std::lround(configuration_.sourceRect.minX() * scale)),
                      screen->pixels.y + static_cast<int>(std::lround(configuration_.sourceRect.minY() * scale)),
                      static_cast<int>(configuration_.width), static_cast<int>(configuration_.height)};
-    result.interval = std::chrono::nanoseconds(1'000'000'000 * configuration_.minimumFrameInterval.value /
-                                               configuration_.minimumFrameInterval.timescale);
+    result.interval = intervalOf(configuration_.minimumFrameInterval);
     result.showsCursor = configuration_.showsCursor;
     return result;
 }

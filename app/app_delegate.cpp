@@ -1,0 +1,263 @@
+#include "app/app_delegate.h"
+
+#include "app/alerts.h"
+
+#include <chrono>
+#include <utility>
+
+namespace nimbrale {
+
+namespace {
+
+constexpr std::chrono::milliseconds settingsDebounceTime{100};
+constexpr std::chrono::milliseconds displayCheckDelay{500};
+constexpr const char* screenCapturePrivacyLocation =
+    "x-apple.systempreferences:com.apple.preference.security?Privacy_ScreenCapture";
+
+} // namespace
+
+std::shared_ptr<AppDelegate> AppDelegate::create(Platform& platform, AppSettings& settings,
+                                                 std::function<void()> showSettingsWindow, const OverlayColors& colors)
+{
+    return std::shared_ptr<AppDelegate>(new AppDelegate(platform, settings, std::move(showSettingsWindow), colors));
+}
+
+AppDelegate::AppDelegate(Platform& platform, AppSettings& settings, std::function<void()> showSettingsWindow,
+                         const OverlayColors& colors)
+    : platform_(platform), settings_(settings), showSettingsWindow_(std::move(showSettingsWindow)), colors_(colors),
+      sharedScreen_(platform.virtualDisplays(), platform.panels(), platform.screens(), platform.mainQueue())
+{}
+
+AppDelegate::~AppDelegate()
+{
+    if (editor_)
+        editor_->close();
+}
+
+void AppDelegate::applicationWillFinishLaunching()
+{
+    const std::weak_ptr weak = weak_from_this();
+    screensObserver_ = platform_.screens().observeChanges([weak] {
+        if (const auto self = weak.lock())
+            self->screensDidChange();
+    });
+    settingsObserver_ = settings_.observeChanges([weak] {
+        if (const auto self = weak.lock())
+            self->settingsWillChange();
+    });
+    startCaptureChain();
+}
+
+void AppDelegate::openSettings()
+{
+    platform_.workspace().activate();
+    showSettingsWindow_();
+}
+
+void AppDelegate::startCaptureChain()
+{
+    capturedDisplaySetting_ = settings_.displayID();
+    capture_ = RegionCapture::create(platform_.screenCapture(), platform_.screens(), platform_.mainQueue(), settings_);
+    capture_->onFrame = [weak = weak_from_this()](const Frame& frame) {
+        if (const auto self = weak.lock())
+            self->sharedScreen_.show(frame);
+    };
+    if (!platform_.screenCapture().preflightAccess()) {
+        startCapture(capture_, std::nullopt);
+        return;
+    }
+    platform_.screenCapture().shareableContent(
+        [weak = weak_from_this(), waiting = std::weak_ptr(capture_)](const Result<ShareableContent>& content) {
+            const auto self = weak.lock();
+            const auto capture = waiting.lock();
+            if (self && capture && self->capture_ == capture)
+                self->startCapture(capture, content);
+        });
+}
+
+void AppDelegate::startCapture(const std::shared_ptr<RegionCapture>& capture,
+                               std::optional<Result<ShareableContent>> content)
+{
+    capture->start(std::move(content),
+                   [weak = weak_from_this(), started = std::weak_ptr(capture)](const Result<void>& result) {
+                       const auto self = weak.lock();
+                       // A capture that was replaced meanwhile has nothing to say any more.
+                       if (self && self->capture_ && self->capture_ == started.lock())
+                           self->captureStarted(result);
+                   });
+}
+
+void AppDelegate::captureStarted(const Result<void>& result)
+{
+    if (!result) {
+        showCaptureAlert(result.error());
+        return;
+    }
+    const std::optional<DisplayGeometry>& geometry = capture_->geometry();
+    if (!geometry)
+        programmingError("a capture that started without a display");
+    sharedScreen_.activate(capture_->region(), *geometry, capture_->pixelScale());
+    createEditor();
+    tellLimitationsOnce();
+}
+
+void AppDelegate::createEditor()
+{
+    editor_ = RegionEditor::create(platform_, capture_, *capture_->geometry(), settings_, colors_);
+    const std::weak_ptr weak = weak_from_this();
+    editor_->onRegionChange = [weak](const Rect& region) {
+        if (const auto self = weak.lock())
+            self->sharedScreen_.setRegion(region);
+    };
+    editor_->onRegionChangeEnded = [weak] {
+        const auto self = weak.lock();
+        if (!self || !self->capture_)
+            return;
+        self->capture_->storeRegionInSettings();
+        self->sharedScreen_.regionChangeEnded();
+    };
+    editor_->onMoveToDisplay = [weak](DisplayID displayID, const DisplayGeometry& geometry, const Rect& region) {
+        if (const auto self = weak.lock())
+            self->moveToDisplay(displayID, geometry, region);
+    };
+    editor_->onClose = [weak] {
+        if (const auto self = weak.lock())
+            self->platform_.workspace().terminate();
+    };
+    editor_->onOpenSettings = [weak] {
+        const auto self = weak.lock();
+        if (!self)
+            return;
+        self->settings_.setSettingsTab(AppSettings::SettingsTab::general);
+        self->openSettings();
+    };
+}
+
+void AppDelegate::moveToDisplay(DisplayID displayID, const DisplayGeometry& geometry, const Rect& region)
+{
+    const StoredRegion stored = geometry.storedFromRegion(region);
+    settings_.setLeft(stored.left);
+    settings_.setTop(stored.top);
+    settings_.setWidth(stored.width);
+    settings_.setHeight(stored.height);
+    settings_.setDisplayID(displayID);
+    if (capturedDisplaySetting_ != displayID)
+        return;
+    // The setting names this display already: it was away when the capture started and came back since. The settings
+    // alone would not tell that the capture has to move. The editor is still in its own call.
+    platform_.mainQueue().post([weak = weak_from_this()] {
+        if (const auto self = weak.lock())
+            self->restartCaptureChain();
+    });
+}
+
+void AppDelegate::restartCaptureChain()
+{
+    if (isRestarting_)
+        return;
+    isRestarting_ = true;
+    if (editor_)
+        editor_->close();
+    editor_.reset();
+    sharedScreen_.deactivate();
+    const std::shared_ptr<RegionCapture> capture = std::exchange(capture_, nullptr);
+    if (!capture) {
+        continueRestart();
+        return;
+    }
+    capture->stop([weak = weak_from_this()] {
+        if (const auto self = weak.lock())
+            self->continueRestart();
+    });
+}
+
+void AppDelegate::continueRestart()
+{
+    isRestarting_ = false;
+    startCaptureChain();
+}
+
+void AppDelegate::settingsWillChange()
+{
+    settingsDebounce_ = platform_.mainQueue().schedule(settingsDebounceTime, [weak = weak_from_this()] {
+        if (const auto self = weak.lock())
+            self->settingsDidChange();
+    });
+}
+
+void AppDelegate::settingsDidChange()
+{
+    if (isRestarting_ || !capture_ || !capture_->geometry())
+        return;
+    if (settings_.displayID() != capturedDisplaySetting_) {
+        restartCaptureChain();
+        return;
+    }
+    if (capture_->settingsChanged())
+        followRegion();
+}
+
+void AppDelegate::followRegion()
+{
+    const Rect region = capture_->region();
+    if (editor_)
+        editor_->showRegion(region);
+    sharedScreen_.setRegion(region);
+    sharedScreen_.regionChangeEnded();
+}
+
+void AppDelegate::screensDidChange()
+{
+    displayCheck_ = platform_.mainQueue().schedule(displayCheckDelay, [weak = weak_from_this()] {
+        if (const auto self = weak.lock())
+            self->checkCapturedDisplay();
+    });
+}
+
+void AppDelegate::checkCapturedDisplay()
+{
+    if (isRestarting_ || !capture_ || !capture_->geometry() || !capture_->display())
+        return;
+    const std::optional<Screen> screen = findScreen(platform_.screens(), capture_->display()->displayID);
+    const bool isUnchanged = screen && screen->frame == capture_->geometry()->screenFrame &&
+                             screen->backingScaleFactor == capture_->pixelScale();
+    if (!isUnchanged) {
+        restartCaptureChain();
+        return;
+    }
+    if (editor_)
+        editor_->showRegion(capture_->region());
+}
+
+void AppDelegate::showCaptureAlert(const Error& error)
+{
+    const bool isPermissionMissing = error.code == ErrorCode::captureDeclined;
+    platform_.workspace().activate();
+    platform_.workspace().showAlert(isPermissionMissing ? alerts::capturePermissionNeeded()
+                                                        : alerts::captureCouldNotStart(error),
+                                    [weak = weak_from_this(), isPermissionMissing](int button) {
+                                        const auto self = weak.lock();
+                                        if (!self)
+                                            return;
+                                        if (isPermissionMissing && button == alerts::openSystemSettingsButton) {
+                                            if (!self->platform_.workspace().openLocation(screenCapturePrivacyLocation))
+                                                self->restartCaptureChain();
+                                        } else if (!isPermissionMissing && button == alerts::tryAgainButton) {
+                                            self->restartCaptureChain();
+                                        } else {
+                                            self->platform_.workspace().terminate();
+                                        }
+                                    });
+}
+
+void AppDelegate::tellLimitationsOnce()
+{
+    const std::vector<std::string> limitations = platform_.screenCapture().limitations();
+    if (hasToldLimitations_ || limitations.empty())
+        return;
+    hasToldLimitations_ = true;
+    platform_.workspace().activate();
+    platform_.workspace().showAlert(alerts::captureIsLimited(limitations), [](int) {});
+}
+
+} // namespace nimbrale

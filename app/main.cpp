@@ -1,0 +1,72 @@
+#include "app/nimbrale_app.h"
+#include "platform/create.h"
+
+#include <QApplication>
+#include <QMessageBox>
+
+#include <cstdio>
+#include <cstdlib>
+#include <string_view>
+
+namespace {
+
+constexpr const char* help = "Usage: nimbrale [--help | --version]\n"
+                             "Shares the part of the screen inside a yellow frame in any meeting application.\n";
+
+/// Answers the arguments that need no desktop. The exit code, or -1 to go on.
+int answerArguments(int argumentCount, char** arguments)
+{
+    constexpr int goOn = -1;
+    if (argumentCount < 2)
+        return goOn;
+    const std::string_view argument = arguments[1];
+    if (argument == "--version") {
+        std::puts("nimbrale " NIMBRALE_VERSION);
+        return EXIT_SUCCESS;
+    }
+    const bool isHelpWanted = argument == "--help" || argument == "-h";
+    std::fputs(help, isHelpWanted ? stdout : stderr);
+    return isHelpWanted ? EXIT_SUCCESS : 2;
+}
+
+bool hasDisplay()
+{
+    return !qEnvironmentVariableIsEmpty("DISPLAY") || !qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY");
+}
+
+/// The toolkit aborts when it cannot reach the desktop, which would be reported as a crash.
+void exitOnFatalMessage(QtMsgType type, const QMessageLogContext&, const QString& message)
+{
+    std::fprintf(stderr, "Nimbrale: %s\n", qUtf8Printable(message));
+    if (type == QtFatalMsg)
+        std::_Exit(EXIT_FAILURE);
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    if (const int exitCode = answerArguments(argc, argv); exitCode >= 0)
+        return exitCode;
+    if (!hasDisplay()) {
+        std::fputs("Nimbrale needs a desktop: neither DISPLAY nor WAYLAND_DISPLAY is set. Start it from a desktop "
+                   "session.\n",
+                   stderr);
+        return EXIT_FAILURE;
+    }
+    const QtMessageHandler usualHandler = qInstallMessageHandler(exitOnFatalMessage);
+    QApplication application(argc, argv);
+    qInstallMessageHandler(usualHandler);
+    QApplication::setApplicationName("Nimbrale");
+    QApplication::setApplicationVersion(NIMBRALE_VERSION);
+    QApplication::setDesktopFileName("nimbrale");
+
+    auto platform = nimbrale::createPlatform();
+    if (!platform) {
+        std::fprintf(stderr, "Nimbrale: %s\n", platform.error().message.c_str());
+        QMessageBox::critical(nullptr, "Nimbrale", QString::fromStdString(platform.error().message));
+        return EXIT_FAILURE;
+    }
+    nimbrale::NimbraleApp app(**platform, nimbrale::AppSettings::shared());
+    return app.run();
+}

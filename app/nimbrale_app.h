@@ -1,0 +1,41 @@
+#pragma once
+
+#include "app/app_delegate.h"
+#include "app/termination_signals.h"
+#include "platform/platform.h"
+#include "ui/settings_window.h"
+
+#include <memory>
+
+namespace nimbrale {
+
+/// The running application: makes the delegate and the Settings window and ends in order when it is asked to, by the
+/// user or by a signal, so that the desktop is left as it was. Main thread only.
+///
+/// A testing aid: the environment variable NIMBRALE_FRAME_COLOR=#rrggbb paints the whole frame in that colour, so that
+/// a test which looks for own windows in a shared picture knows what to look for.
+class NimbraleApp {
+public:
+    /// Both must outlive it. The toolkit's application object must exist.
+    NimbraleApp(Platform& platform, AppSettings& settings);
+    ~NimbraleApp();
+    NimbraleApp(const NimbraleApp&) = delete;
+    NimbraleApp& operator=(const NimbraleApp&) = delete;
+
+    /// Starts up and runs the event loop until the application quits; the exit code, which is 1 when the connection to
+    /// the desktop was lost.
+    [[nodiscard]] int run();
+
+private:
+    void showSettingsWindow();
+    [[nodiscard]] std::unique_ptr<SettingsWindow> makeSettingsWindow();
+
+    Platform& platform_;
+    AppSettings& settings_;
+    std::unique_ptr<SettingsWindow> settingsWindow_;
+    std::shared_ptr<AppDelegate> appDelegate_;
+    Subscription screensObserver_;
+    TerminationSignals terminationSignals_;
+};
+
+} // namespace nimbrale

@@ -1,0 +1,96 @@
+#include "benchmarks/cost.h"
+
+#include "benchmarks/desktop.h"
+#include "benchmarks/frame_counter.h"
+#include "benchmarks/measure.h"
+#include "tests/support/scene.h"
+
+#include <iostream>
+
+namespace nimbrale::benchmarks {
+
+namespace {
+
+/// What goes on on the display while it is measured.
+class Content {
+public:
+    Content(test::PrivateDesktop& desktop, const CostQuestion& question)
+    {
+        const QRect area(QPoint(), question.display);
+        if (question.content != stillContent) {
+            animation_ = startContent(desktop, question.content, area, question.contentRate);
+            return;
+        }
+        scene_ = test::Scene::start(desktop);
+        if (!scene_)
+            throw Failure("the still window does not show");
+        scene_->add("still", {.geometry = area, .seed = 7});
+    }
+
+private:
+    std::unique_ptr<test::Process> animation_;
+    std::unique_ptr<test::Scene> scene_;
+};
+
+struct Cost {
+    double server = 0;
+    double process = 0;
+    double framesPerSecond = 0;
+};
+
+double percent(Nanoseconds used, Nanoseconds passed)
+{
+    return 100.0 * static_cast<double>(used.count()) / static_cast<double>(passed.count());
+}
+
+Cost measure(test::PrivateDesktop& desktop, const Sharer* sharer, std::chrono::milliseconds time)
+{
+    std::optional<FrameCounter> counter;
+    if (sharer)
+        counter.emplace(desktop, sharer->window());
+    const pid_t server = desktop.server().pid();
+    const auto start = std::chrono::steady_clock::now();
+    const Nanoseconds serverBefore = cpuTimeOf(server);
+    const Nanoseconds processBefore = sharer ? cpuTimeOf(sharer->pid()) : Nanoseconds{};
+    test::sleepFor(time);
+    const Nanoseconds serverAfter = cpuTimeOf(server);
+    const Nanoseconds processAfter = sharer ? cpuTimeOf(sharer->pid()) : Nanoseconds{};
+    const Nanoseconds passed = std::chrono::steady_clock::now() - start;
+    const int frames = counter ? counter->take() : 0;
+    return {percent(serverAfter - serverBefore, passed), percent(processAfter - processBefore, passed),
+            frames / std::chrono::duration<double>(passed).count()};
+}
+
+} // namespace
+
+std::map<SharerKind, CostSeries> compareCosts(const CostQuestion& question, int repetitions)
+{
+    const std::unique_ptr<test::PrivateDesktop> desktop = startDesktop(question.display);
+    const Content content(*desktop, question);
+    test::sleepFor(test::Milliseconds{500});
+    std::map<SharerKind, CostSeries> results;
+    for (int repetition = 0; repetition < repetitions; ++repetition) {
+        const Cost nothing = measure(*desktop, nullptr, question.time);
+        for (const SharerKind kind : question.kinds) {
+            CostSeries& series = results[kind];
+            if (!series.missing.empty())
+                continue;
+            try {
+                const auto sharer =
+                    Sharer::start(*desktop, {kind, QRect(QPoint(), question.display), question.captureRate});
+                const Cost cost = measure(*desktop, sharer.get(), question.time);
+                series.whole.push_back(cost.process + cost.server - nothing.server);
+                series.process.push_back(cost.process);
+                series.framesPerSecond.push_back(cost.framesPerSecond);
+            } catch (const Failure& failure) {
+                if (kind == SharerKind::application)
+                    throw;
+                series = {.missing = failure.what()};
+            }
+        }
+        std::cerr << "  repetition " << repetition + 1 << " of " << repetitions << '\n';
+    }
+    return results;
+}
+
+} // namespace nimbrale::benchmarks

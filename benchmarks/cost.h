@@ -1,0 +1,39 @@
+#pragma once
+
+#include "benchmarks/effort.h"
+#include "benchmarks/sharer.h"
+
+#include <map>
+#include <string>
+#include <vector>
+
+namespace nimbrale::benchmarks {
+
+/// What one program cost in each repetition, in percent of one processor core.
+struct CostSeries {
+    /// The program and the X server together, less what the server spends on the same content without any program.
+    std::vector<double> whole = {};
+    /// The program's own process.
+    std::vector<double> process = {};
+    std::vector<double> framesPerSecond = {};
+    /// Why there are no values, where there are none.
+    std::string missing = {};
+};
+
+struct CostQuestion {
+    QSize display;
+    /// Fills the display; `still` is painted once.
+    std::string content;
+    int contentRate = 30;
+    int captureRate = 30;
+    std::vector<SharerKind> kinds;
+    std::chrono::milliseconds time{4000};
+};
+
+inline constexpr const char* stillContent = "still";
+
+/// Measures the programs one after another in every repetition, so that a busy moment of the machine meets all of them.
+/// Throws Failure when the application cannot be measured; another missing program leaves its series empty.
+[[nodiscard]] std::map<SharerKind, CostSeries> compareCosts(const CostQuestion& question, int repetitions);
+
+} // namespace nimbrale::benchmarks

@@ -1,0 +1,113 @@
+#include "benchmarks/cost.h"
+#include "benchmarks/desktop.h"
+#include "benchmarks/rows.h"
+
+#include <sstream>
+
+namespace nimbrale::benchmarks {
+
+namespace {
+
+constexpr double greatestStaticShare = 0.3;
+constexpr double greatestSmallChangeRatio = 0.15;
+constexpr double greatestFullHdVideoRatio = 1.2;
+constexpr double greatestScreenGrabRatio = 0.2;
+constexpr double greatestUltraHdVideoRatio = 1.0;
+
+std::string costText(const CostSeries& series)
+{
+    const Summary frames = summaryOf(series.framesPerSecond);
+    std::ostringstream text;
+    text << textOf(summaryOf(series.whole), 2, "% of a core") << ", process alone "
+         << textOf(summaryOf(series.process), 2, "%") << ", " << textOf(frames, 1, "frames/s");
+    return text.str();
+}
+
+std::string limitText(double ratio, const std::string& alternative)
+{
+    std::ostringstream text;
+    text << "≤ " << ratio << " × " << alternative;
+    return text.str();
+}
+
+/// A line that is judged by what ours costs in proportion to the alternative.
+TableRow comparison(const std::string& subject, const CostSeries& ours, const CostSeries& alternative,
+                    const std::string& alternativeName, double greatestRatio)
+{
+    TableRow row{.subject = subject, .ours = costText(ours), .mustReach = limitText(greatestRatio, alternativeName)};
+    if (!alternative.missing.empty()) {
+        row.alternative = alternativeName + ": " + alternative.missing;
+        row.ratio = "–";
+        return row;
+    }
+    const Summary ratio = ratioOf(ours.whole, alternative.whole);
+    row.alternative = alternativeName + ": " + costText(alternative);
+    row.ratio = textOf(ratio, 2);
+    row.verdict = reachedWhen(ratio.median <= greatestRatio);
+    return row;
+}
+
+} // namespace
+
+std::vector<TableRow> measureStaticScreen(const Effort& effort)
+{
+    const auto costs = compareCosts({.display = fullHd,
+                                     .content = stillContent,
+                                     .kinds = {SharerKind::application, SharerKind::copyLoop},
+                                     .time = effort.stillTime},
+                                    effort.repetitions);
+    const CostSeries& ours = costs.at(SharerKind::application);
+    const CostSeries& loop = costs.at(SharerKind::copyLoop);
+    TableRow row{.subject = "static screen, 1080p region, application + server",
+                 .ours = costText(ours),
+                 .mustReach = "≤ 0.3 % of a core, no frame sent"};
+    row.alternative = "copy loop at 30 fps: " + (loop.missing.empty() ? costText(loop) : loop.missing);
+    row.ratio = loop.missing.empty() ? textOf(ratioOf(ours.whole, loop.whole), 3) : "–";
+    const bool isStill = summaryOf(ours.framesPerSecond).greatest == 0;
+    row.verdict = reachedWhen(summaryOf(ours.whole).median <= greatestStaticShare && isStill);
+    return {row};
+}
+
+std::vector<TableRow> measureSmallChange(const Effort& effort)
+{
+    const auto costs = compareCosts({.display = fullHd,
+                                     .content = "blink",
+                                     .contentRate = 60,
+                                     .captureRate = 30,
+                                     .kinds = {SharerKind::application, SharerKind::copyLoop},
+                                     .time = effort.costTime},
+                                    effort.repetitions);
+    return {comparison("20×20 change at 60 Hz in a 1080p region, captured at 30 fps", costs.at(SharerKind::application),
+                       costs.at(SharerKind::copyLoop), "copy loop", greatestSmallChangeRatio)};
+}
+
+std::vector<TableRow> measureFullHdVideo(const Effort& effort)
+{
+    const auto costs = compareCosts({.display = fullHd,
+                                     .content = "video",
+                                     .contentRate = 30,
+                                     .captureRate = 30,
+                                     .kinds = {SharerKind::application, SharerKind::copyLoop, SharerKind::screenGrab},
+                                     .time = effort.costTime},
+                                    effort.repetitions);
+    const CostSeries& ours = costs.at(SharerKind::application);
+    const std::string subject = "1080p30 full video, application + server";
+    return {comparison(subject, ours, costs.at(SharerKind::copyLoop), "copy loop", greatestFullHdVideoRatio),
+            comparison(subject, ours, costs.at(SharerKind::screenGrab), "ffmpeg x11grab into an SDL window",
+                       greatestScreenGrabRatio)};
+}
+
+std::vector<TableRow> measureUltraHdVideo(const Effort& effort)
+{
+    const auto costs = compareCosts({.display = ultraHd,
+                                     .content = "video",
+                                     .contentRate = 60,
+                                     .captureRate = 60,
+                                     .kinds = {SharerKind::application, SharerKind::copyLoop},
+                                     .time = effort.costTime},
+                                    effort.repetitions);
+    return {comparison("2160p60 full video, application + server", costs.at(SharerKind::application),
+                       costs.at(SharerKind::copyLoop), "copy loop", greatestUltraHdVideoRatio)};
+}
+
+} // namespace nimbrale::benchmarks

@@ -1,0 +1,29 @@
+#pragma once
+
+#include "tests/support/private_desktop.h"
+
+#include <QRect>
+#include <QSize>
+
+#include <memory>
+#include <string>
+
+namespace nimbrale::benchmarks {
+
+/// A desktop with one display of that size, which can grow by a virtual display as large. It has no window manager, no
+/// compositor and nobody who watches it over a network, so that the server works only for what is measured. Throws
+/// Failure when there is no Xvfb for it.
+[[nodiscard]] std::unique_ptr<test::PrivateDesktop> startDesktop(const QSize& display);
+
+/// A window of another application in root pixels, repainted at that rate in one of nimbrale_animation's modes, until
+/// the process is ended. Throws Failure when it does not show.
+[[nodiscard]] std::unique_ptr<test::Process> startContent(test::PrivateDesktop& desktop, const std::string& mode,
+                                                          const QRect& area, int framesPerSecond);
+
+/// The child of the root that is seen at a place in root pixels; 0 when there is none.
+[[nodiscard]] std::uint32_t windowAt(const test::PrivateDesktop& desktop, const QPoint& place);
+
+inline constexpr QSize fullHd{1920, 1080};
+inline constexpr QSize ultraHd{3840, 2160};
+
+} // namespace nimbrale::benchmarks

@@ -1,0 +1,128 @@
+#include "benchmarks/latency_probe.h"
+
+#include "benchmarks/measure.h"
+#include "tests/support/x_reply.h"
+
+#include <array>
+#include <chrono>
+#include <poll.h>
+#include <thread>
+#include <xcb/damage.h>
+#include <xcb/xcb.h>
+
+namespace nimbrale::benchmarks {
+
+using test::Reply;
+using Clock = std::chrono::steady_clock;
+
+namespace {
+
+constexpr std::uint16_t side = 64;
+/// The watched pixel lies inside the window, clear of a pointer's or a neighbour's edge.
+constexpr int inset = 5;
+constexpr std::chrono::milliseconds patience{300};
+constexpr std::chrono::milliseconds pause{100};
+/// Somewhat more than a frame at 60 fps, so that changes fall at any moment between two frames.
+constexpr unsigned greatestExtraMicroseconds = 17000;
+
+} // namespace
+
+void LatencyProbe::Disconnect::operator()(xcb_connection_t* connection) const
+{
+    xcb_disconnect(connection);
+}
+
+LatencyProbe::LatencyProbe(const test::PrivateDesktop& desktop, const QPoint& place, std::uint32_t shower,
+                           const QPoint& shownAt)
+    : connection_(xcb_connect(desktop.displayName().c_str(), nullptr)), shower_(shower)
+{
+    xcb_connection_t* connection = connection_.get();
+    const xcb_screen_t& screen = desktop.screen();
+    const Reply<xcb_get_geometry_reply_t> geometry(
+        xcb_get_geometry_reply(connection, xcb_get_geometry(connection, shower), nullptr));
+    const xcb_query_extension_reply_t* extension = xcb_get_extension_data(connection, &xcb_damage_id);
+    if (!geometry || !extension || !extension->present)
+        throw Failure("the window that shows the region cannot be watched");
+    watched_ = shownAt - QPoint(geometry->x, geometry->y) + QPoint(inset, inset);
+    firstEvent_ = extension->first_event;
+    const Reply<xcb_damage_query_version_reply_t> version(
+        xcb_damage_query_version_reply(connection, xcb_damage_query_version(connection, 1, 1), nullptr));
+
+    window_ = xcb_generate_id(connection);
+    const std::array<std::uint32_t, 2> values{screen.black_pixel, 1};
+    xcb_create_window(connection, screen.root_depth, window_, screen.root, static_cast<std::int16_t>(place.x()),
+                      static_cast<std::int16_t>(place.y()), side, side, 0, XCB_WINDOW_CLASS_INPUT_OUTPUT,
+                      screen.root_visual, XCB_CW_BACK_PIXEL | XCB_CW_OVERRIDE_REDIRECT, values.data());
+    xcb_map_window(connection, window_);
+    context_ = xcb_generate_id(connection);
+    xcb_create_gc(connection, context_, window_, 0, nullptr);
+    xcb_damage_create(connection, xcb_generate_id(connection), shower, XCB_DAMAGE_REPORT_LEVEL_RAW_RECTANGLES);
+    xcb_flush(connection);
+    test::sleepFor(std::chrono::milliseconds{500});
+}
+
+LatencyProbe::~LatencyProbe() = default;
+
+std::vector<double> LatencyProbe::measure(int count)
+{
+    std::vector<double> milliseconds;
+    std::uniform_int_distribution<unsigned> extra(0, greatestExtraMicroseconds);
+    std::uniform_int_distribution<std::uint32_t> upperColour(0, 0xffff);
+    for (int index = 0; index < count; ++index) {
+        // The lowest part counts, so that no colour follows itself.
+        const auto lowest = static_cast<std::uint32_t>(index % 255 + 1);
+        milliseconds.push_back(measureOne(upperColour(random_) << 8 | lowest));
+        test::sleepFor(pause);
+        std::this_thread::sleep_for(std::chrono::microseconds{extra(random_)});
+    }
+    return milliseconds;
+}
+
+double LatencyProbe::measureOne(std::uint32_t colour)
+{
+    xcb_connection_t* connection = connection_.get();
+    while (const Reply<xcb_generic_event_t> old{xcb_poll_for_event(connection)}) {
+    }
+    xcb_change_gc(connection, context_, XCB_GC_FOREGROUND, &colour);
+    const xcb_rectangle_t whole{0, 0, side, side};
+    const auto start = Clock::now();
+    xcb_poly_fill_rectangle(connection, window_, context_, 1, &whole);
+    xcb_flush(connection);
+    while (Clock::now() < start + patience) {
+        const Reply<xcb_generic_event_t> event(xcb_poll_for_event(connection));
+        if (!event) {
+            pollfd waiting{xcb_get_file_descriptor(connection), POLLIN, 0};
+            poll(&waiting, 1, 50);
+            continue;
+        }
+        const auto time = Clock::now();
+        if (concernsProbe(event.get()) && isShown(colour))
+            return std::chrono::duration<double, std::milli>(time - start).count();
+    }
+    return std::chrono::duration<double, std::milli>(patience).count();
+}
+
+bool LatencyProbe::concernsProbe(const void* event) const
+{
+    if ((static_cast<const xcb_generic_event_t*>(event)->response_type & 0x7f) != firstEvent_ + XCB_DAMAGE_NOTIFY)
+        return false;
+    const xcb_rectangle_t& area = static_cast<const xcb_damage_notify_event_t*>(event)->area;
+    return watched_.x() >= area.x && watched_.x() < area.x + area.width && watched_.y() >= area.y &&
+           watched_.y() < area.y + area.height;
+}
+
+bool LatencyProbe::isShown(std::uint32_t colour) const
+{
+    const Reply<xcb_get_image_reply_t> image(xcb_get_image_reply(
+        connection_.get(),
+        xcb_get_image(connection_.get(), XCB_IMAGE_FORMAT_Z_PIXMAP, shower_, static_cast<std::int16_t>(watched_.x()),
+                      static_cast<std::int16_t>(watched_.y()), 1, 1, ~0U),
+        nullptr));
+    if (!image)
+        return false;
+    const std::uint8_t* bytes = xcb_get_image_data(image.get());
+    return (static_cast<std::uint32_t>(bytes[2]) << 16 | static_cast<std::uint32_t>(bytes[1]) << 8 | bytes[0]) ==
+           colour;
+}
+
+} // namespace nimbrale::benchmarks

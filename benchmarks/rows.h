@@ -1,0 +1,23 @@
+#pragma once
+
+#include "benchmarks/effort.h"
+#include "benchmarks/table.h"
+
+#include <vector>
+
+namespace nimbrale::benchmarks {
+
+// Each measures one question on desktops of its own and gives its lines of the table. Throws Failure when the
+// application cannot be measured.
+
+[[nodiscard]] std::vector<TableRow> measureStaticScreen(const Effort& effort);
+[[nodiscard]] std::vector<TableRow> measureSmallChange(const Effort& effort);
+[[nodiscard]] std::vector<TableRow> measureFullHdVideo(const Effort& effort);
+[[nodiscard]] std::vector<TableRow> measureUltraHdVideo(const Effort& effort);
+[[nodiscard]] std::vector<TableRow> measureIdleLatency(const Effort& effort);
+[[nodiscard]] std::vector<TableRow> measureLatencyBesideVideo(const Effort& effort);
+[[nodiscard]] std::vector<TableRow> measureStart(const Effort& effort);
+[[nodiscard]] std::vector<TableRow> measureMemory(const Effort& effort);
+[[nodiscard]] std::vector<TableRow> measureDragStep(const Effort& effort);
+
+} // namespace nimbrale::benchmarks

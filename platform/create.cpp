@@ -1,0 +1,59 @@
+#include "platform/create.h"
+
+#include "platform/desktop/qt_main_queue.h"
+#include "platform/desktop/qt_workspace.h"
+#include "platform/x11/x11_platform.h"
+
+#include <QtGlobal>
+
+namespace nimbrale {
+
+namespace {
+
+/// The toolkit's parts and, over them, the window system's; they go in the other order.
+class DesktopPlatform final : public Platform {
+public:
+    [[nodiscard]] Result<void> connect()
+    {
+        auto windowSystem = x11::createX11Platform(mainQueue_, workspace_);
+        if (!windowSystem)
+            return tl::make_unexpected(windowSystem.error());
+        windowSystem_ = std::move(*windowSystem);
+        windowSystem_->onConnectionLost = [this](const Error& error) {
+            if (onConnectionLost)
+                onConnectionLost(error);
+        };
+        return {};
+    }
+
+    [[nodiscard]] MainQueue& mainQueue() override { return mainQueue_; }
+    [[nodiscard]] Screens& screens() override { return windowSystem_->screens(); }
+    [[nodiscard]] ScreenCapture& screenCapture() override { return windowSystem_->screenCapture(); }
+    [[nodiscard]] VirtualDisplays& virtualDisplays() override { return windowSystem_->virtualDisplays(); }
+    [[nodiscard]] Panels& panels() override { return windowSystem_->panels(); }
+    [[nodiscard]] Workspace& workspace() override { return workspace_; }
+
+private:
+    QtMainQueue mainQueue_;
+    QtWorkspace workspace_;
+    std::unique_ptr<Platform> windowSystem_;
+};
+
+} // namespace
+
+Result<std::unique_ptr<Platform>> createPlatform()
+{
+    // On a Wayland desktop an X server shows the windows of X programs only: a share of it would be full of holes.
+    // NIMBRALE_PLATFORM=x11 uses it all the same, for tests and for who wants just that.
+    const bool isX11Forced = qEnvironmentVariable("NIMBRALE_PLATFORM") == QLatin1String("x11");
+    if (!isX11Forced && qEnvironmentVariableIsSet("WAYLAND_DISPLAY"))
+        return fail(ErrorCode::unsupported,
+                    "Nimbrale cannot capture a Wayland desktop yet. Log in to an X11 session (often listed as \"Xorg\" "
+                    "on the login screen) to use it.");
+    auto platform = std::make_unique<DesktopPlatform>();
+    if (const Result<void> connected = platform->connect(); !connected)
+        return tl::make_unexpected(connected.error());
+    return platform;
+}
+
+} // namespace nimbrale

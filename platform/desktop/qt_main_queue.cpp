@@ -1,0 +1,57 @@
+#include "platform/desktop/qt_main_queue.h"
+
+#include <QTimer>
+
+namespace nimbrale {
+
+namespace {
+
+enum class Repetition { once, forever };
+
+/// The toolkit's timers count whole milliseconds; rounding up never fires early.
+std::chrono::milliseconds wholeMilliseconds(std::chrono::nanoseconds duration)
+{
+    return std::chrono::ceil<std::chrono::milliseconds>(duration);
+}
+
+class QtTimer final : public Timer {
+public:
+    QtTimer(std::chrono::nanoseconds interval, Repetition repetition, std::function<void()> work)
+    {
+        timer_.setTimerType(Qt::PreciseTimer);
+        timer_.setSingleShot(repetition == Repetition::once);
+        // The work may destroy this timer, and itself with it: it is kept alive for as long as it runs.
+        QObject::connect(&timer_, &QTimer::timeout, [work = std::make_shared<std::function<void()>>(std::move(work))] {
+            const auto alive = work;
+            (*alive)();
+        });
+        timer_.start(wholeMilliseconds(interval));
+    }
+
+private:
+    QTimer timer_;
+};
+
+} // namespace
+
+void QtMainQueue::post(std::function<void()> work)
+{
+    QMetaObject::invokeMethod(&receiver_, std::move(work), Qt::QueuedConnection);
+}
+
+void QtMainQueue::postAfter(std::chrono::nanoseconds delay, std::function<void()> work)
+{
+    QTimer::singleShot(wholeMilliseconds(delay), Qt::PreciseTimer, &receiver_, std::move(work));
+}
+
+std::unique_ptr<Timer> QtMainQueue::schedule(std::chrono::nanoseconds delay, std::function<void()> work)
+{
+    return std::make_unique<QtTimer>(delay, Repetition::once, std::move(work));
+}
+
+std::unique_ptr<Timer> QtMainQueue::scheduleRepeating(std::chrono::nanoseconds interval, std::function<void()> work)
+{
+    return std::make_unique<QtTimer>(interval, Repetition::forever, std::move(work));
+}
+
+} // namespace nimbrale

@@ -1,0 +1,89 @@
+#include "platform/x11/x11_platform.h"
+
+#include "platform/x11/capture_engine.h"
+#include "platform/x11/connection.h"
+#include "platform/x11/event_dispatcher.h"
+#include "platform/x11/handles.h"
+#include "platform/x11/x11_panels.h"
+#include "platform/x11/x11_screen_capture.h"
+#include "platform/x11/x11_screens.h"
+#include "platform/x11/x11_virtual_displays.h"
+
+namespace nimbrale::x11 {
+
+namespace {
+
+Error connectionLost()
+{
+    return {ErrorCode::permanent,
+            "The connection to the X server is lost. Nimbrale ends; start it again when the desktop is back."};
+}
+
+class X11Platform final : public Platform {
+public:
+    X11Platform(std::unique_ptr<Connection> connection, MainQueue& mainQueue, Workspace& workspace)
+        : connection_(std::move(connection)), events_(*connection_, [this] { reportLost(); }),
+          screens_(*connection_, events_), virtualDisplays_(*connection_, events_, screens_, mainQueue),
+          panels_(*connection_, events_, screens_, mainQueue), mainQueue_(mainQueue), workspace_(workspace)
+    {
+        panels_.setVirtualArea(&virtualDisplays_.area());
+    }
+
+    [[nodiscard]] Result<void> startCapture(const std::string& displayName)
+    {
+        CaptureEngine::Callbacks callbacks;
+        // The connection that shows a pixmap frees it, after all that it was told to draw from it.
+        callbacks.releasePixmap = [&queue = mainQueue_, connection = connection_->get()](xcb_pixmap_t pixmap) {
+            queue.post([connection, pixmap] { mayFail(connection, xcb_free_pixmap_checked(connection, pixmap)); });
+        };
+        callbacks.onLost = [this] { mainQueue_.post([this] { reportLost(); }); };
+        auto engine = CaptureEngine::create(displayName, std::move(callbacks));
+        if (!engine)
+            return tl::make_unexpected(engine.error());
+        engine_ = std::move(*engine);
+        capture_ = std::make_unique<X11ScreenCapture>(*engine_, screens_, mainQueue_);
+        return {};
+    }
+
+    [[nodiscard]] MainQueue& mainQueue() override { return mainQueue_; }
+    [[nodiscard]] Screens& screens() override { return screens_; }
+    [[nodiscard]] ScreenCapture& screenCapture() override { return *capture_; }
+    [[nodiscard]] VirtualDisplays& virtualDisplays() override { return virtualDisplays_; }
+    [[nodiscard]] Panels& panels() override { return panels_; }
+    [[nodiscard]] Workspace& workspace() override { return workspace_; }
+
+private:
+    void reportLost()
+    {
+        if (std::exchange(isLost_, true) || !onConnectionLost)
+            return;
+        onConnectionLost(connectionLost());
+    }
+
+    std::unique_ptr<Connection> connection_;
+    EventDispatcher events_;
+    X11Screens screens_;
+    X11VirtualDisplays virtualDisplays_;
+    X11Panels panels_;
+    MainQueue& mainQueue_;
+    Workspace& workspace_;
+    bool isLost_ = false;
+    std::unique_ptr<CaptureEngine> engine_;
+    std::unique_ptr<X11ScreenCapture> capture_;
+};
+
+} // namespace
+
+Result<std::unique_ptr<Platform>> createX11Platform(MainQueue& mainQueue, Workspace& workspace,
+                                                    const std::string& displayName)
+{
+    auto connection = Connection::open(displayName);
+    if (!connection)
+        return tl::make_unexpected(connection.error());
+    auto platform = std::make_unique<X11Platform>(std::move(*connection), mainQueue, workspace);
+    if (const Result<void> started = platform->startCapture(displayName); !started)
+        return tl::make_unexpected(started.error());
+    return platform;
+}
+
+} // namespace nimbrale::x11

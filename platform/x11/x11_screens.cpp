@@ -1,0 +1,409 @@
+#include "platform/x11/x11_screens.h"
+
+#include "platform/x11/display_scale.h"
+#include "platform/x11/edid.h"
+#include "platform/x11/handles.h"
+#include "platform/x11/randr_layout.h"
+#include "platform/x11/window_events.h"
+#include "platform/x11/work_areas.h"
+
+#include <QTimer>
+
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <cstring>
+
+namespace nimbrale::x11 {
+
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr int monitorsVersion = 105;
+constexpr int crtcsVersion = 102;
+constexpr std::uint32_t edidLength = 128 / 4;
+
+// Windows come and go in bursts, and each changes a property that work areas are computed from.
+constexpr auto workAreaDelay = 100ms;
+
+struct Display {
+    std::string name;
+    std::string userName;
+    xcb_atom_t nameAtom = 0;
+    bool isPrimary = false;
+    PixelRect pixels;
+};
+
+std::uint32_t hashOf(const std::string& name)
+{
+    std::uint32_t hash = 2166136261U;
+    for (const char character : name) {
+        hash ^= static_cast<unsigned char>(character);
+        hash *= 16777619U;
+    }
+    return hash;
+}
+
+std::string atomName(xcb_connection_t* connection, xcb_atom_t atom)
+{
+    const Reply<xcb_get_atom_name_reply_t> reply(
+        xcb_get_atom_name_reply(connection, xcb_get_atom_name(connection, atom), nullptr));
+    if (!reply)
+        return {};
+    return {xcb_get_atom_name_name(reply.get()), static_cast<std::size_t>(xcb_get_atom_name_name_length(reply.get()))};
+}
+
+int nearestPixel(double value)
+{
+    return static_cast<int>(std::lround(value));
+}
+
+} // namespace
+
+struct X11Screens::Impl {
+    Connection& connection;
+    RandrLayout layout;
+    WorkAreas workAreas;
+    Observers observers;
+    std::shared_ptr<void> eventHandler;
+    QTimer soon;
+    std::map<xcb_atom_t, DisplayID> identifiers;
+    xcb_atom_t ownMonitor = XCB_ATOM_NONE;
+    /// Where screen points start: the bottom-left corner of the main display, in root pixels.
+    PixelRect mainPixels;
+    DisplayID mainDisplay = 0;
+    double scale = 1;
+
+    explicit Impl(Connection& theConnection)
+        : connection(theConnection), layout(theConnection), workAreas(theConnection)
+    {}
+
+    void watch(X11Screens& owner, EventDispatcher& events);
+    void handle(const xcb_generic_event_t& event);
+    void startIn(std::chrono::milliseconds delay);
+    [[nodiscard]] DisplayID identifierOf(xcb_atom_t atom, const std::string& name);
+    [[nodiscard]] std::vector<Display> monitors();
+    [[nodiscard]] std::vector<Display> crtcs();
+    [[nodiscard]] Display wholeScreen();
+    [[nodiscard]] std::vector<Display> displays();
+    [[nodiscard]] std::string modelName(const std::vector<xcb_randr_output_t>& outputs);
+    [[nodiscard]] Point topLeftOf(int rootX, int rootY) const;
+    [[nodiscard]] Rect pointsOf(const PixelRect& pixels, const PixelRect& display, bool isOwn) const;
+    [[nodiscard]] std::vector<X11Screen> read();
+};
+
+void X11Screens::Impl::watch(X11Screens& owner, EventDispatcher& events)
+{
+    addWindowEvents(connection, connection.root(), XCB_EVENT_MASK_PROPERTY_CHANGE | XCB_EVENT_MASK_STRUCTURE_NOTIFY);
+    if (connection.extensions().randr.isPresent) {
+        xcb_randr_select_input(connection.get(), connection.root(),
+                               XCB_RANDR_NOTIFY_MASK_SCREEN_CHANGE | XCB_RANDR_NOTIFY_MASK_CRTC_CHANGE |
+                                   XCB_RANDR_NOTIFY_MASK_OUTPUT_CHANGE);
+    }
+    soon.setSingleShot(true);
+    QObject::connect(&soon, &QTimer::timeout, [&owner] { owner.refresh(); });
+    eventHandler = events.add([this](const xcb_generic_event_t& event) { handle(event); });
+}
+
+void X11Screens::Impl::handle(const xcb_generic_event_t& event)
+{
+    const int type = eventType(event);
+    const Extension& randr = connection.extensions().randr;
+    const bool isRandr = randr.isPresent && (type == randr.firstEvent + XCB_RANDR_SCREEN_CHANGE_NOTIFY ||
+                                             type == randr.firstEvent + XCB_RANDR_NOTIFY);
+    if (isRandr ||
+        (type == XCB_CONFIGURE_NOTIFY && eventAs<xcb_configure_notify_event_t>(event).window == connection.root())) {
+        startIn(0ms);
+        return;
+    }
+    if (type != XCB_PROPERTY_NOTIFY)
+        return;
+    const auto& change = eventAs<xcb_property_notify_event_t>(event);
+    const bool isResources = change.window == connection.root() && change.atom == XCB_ATOM_RESOURCE_MANAGER;
+    if (isResources || workAreas.dependOn(change.window, change.atom))
+        startIn(workAreaDelay);
+}
+
+void X11Screens::Impl::startIn(std::chrono::milliseconds delay)
+{
+    if (!soon.isActive() || soon.remainingTimeAsDuration() > delay)
+        soon.start(delay);
+}
+
+// Derived from the name alone, so that a stored identifier still means the same display after a restart. Two names
+// that meet in one number are told apart by who came first.
+DisplayID X11Screens::Impl::identifierOf(xcb_atom_t atom, const std::string& name)
+{
+    const auto known = identifiers.find(atom);
+    if (known != identifiers.end())
+        return known->second;
+    DisplayID identifier = hashOf(name);
+    const auto isTaken = [this](DisplayID candidate) {
+        return std::any_of(identifiers.begin(), identifiers.end(),
+                           [candidate](const auto& entry) { return entry.second == candidate; });
+    };
+    while (identifier == 0 || isTaken(identifier))
+        ++identifier;
+    identifiers[atom] = identifier;
+    return identifier;
+}
+
+std::string X11Screens::Impl::modelName(const std::vector<xcb_randr_output_t>& outputs)
+{
+    for (const xcb_randr_output_t output : outputs) {
+        const Reply<xcb_randr_get_output_property_reply_t> reply(xcb_randr_get_output_property_reply(
+            connection.get(),
+            xcb_randr_get_output_property(connection.get(), output, connection.atom("EDID"), XCB_ATOM_ANY, 0,
+                                          edidLength, 0, 0),
+            nullptr));
+        if (!reply || reply->format != 8)
+            continue;
+        const std::uint8_t* const data = xcb_randr_get_output_property_data(reply.get());
+        const std::string name =
+            modelNameFromEdid({data, data + xcb_randr_get_output_property_data_length(reply.get())});
+        if (!name.empty())
+            return name;
+    }
+    return {};
+}
+
+std::vector<Display> X11Screens::Impl::monitors()
+{
+    std::vector<Display> result;
+    for (const RandrMonitor& monitor : layout.monitors(MonitorScope::active)) {
+        const std::string name = atomName(connection.get(), monitor.name);
+        const std::string model = modelName(monitor.outputs);
+        result.push_back({name, model.empty() ? name : model, monitor.name, monitor.isPrimary, monitor.pixels});
+    }
+    return result;
+}
+
+std::vector<Display> X11Screens::Impl::crtcs()
+{
+    std::vector<Display> result;
+    const Reply<xcb_randr_get_screen_resources_reply_t> resources(xcb_randr_get_screen_resources_reply(
+        connection.get(), xcb_randr_get_screen_resources(connection.get(), connection.root()), nullptr));
+    if (!resources)
+        return result;
+    const xcb_randr_output_t primary = connection.randrVersion() > crtcsVersion ? layout.primaryOutput() : XCB_NONE;
+    const xcb_randr_output_t* const outputs = xcb_randr_get_screen_resources_outputs(resources.get());
+    for (int index = 0; index < resources->num_outputs; ++index) {
+        const Reply<xcb_randr_get_output_info_reply_t> output(xcb_randr_get_output_info_reply(
+            connection.get(), xcb_randr_get_output_info(connection.get(), outputs[index], resources->config_timestamp),
+            nullptr));
+        if (!output || output->crtc == XCB_NONE)
+            continue;
+        const Reply<xcb_randr_get_crtc_info_reply_t> crtc(xcb_randr_get_crtc_info_reply(
+            connection.get(), xcb_randr_get_crtc_info(connection.get(), output->crtc, resources->config_timestamp),
+            nullptr));
+        if (!crtc || crtc->mode == XCB_NONE)
+            continue;
+        const PixelRect pixels{crtc->x, crtc->y, crtc->width, crtc->height};
+        // Outputs that show the same picture are one display.
+        if (std::any_of(result.begin(), result.end(), [&](const Display& other) { return other.pixels == pixels; }))
+            continue;
+        const std::string name(reinterpret_cast<const char*>(xcb_randr_get_output_info_name(output.get())),
+                               static_cast<std::size_t>(xcb_randr_get_output_info_name_length(output.get())));
+        const std::string model = modelName({outputs[index]});
+        result.push_back(
+            {name, model.empty() ? name : model, connection.atom(name), outputs[index] == primary, pixels});
+    }
+    return result;
+}
+
+Display X11Screens::Impl::wholeScreen()
+{
+    const std::string name = "Screen " + std::to_string(connection.screenNumber());
+    return {name, name, connection.atom(name), true, layout.screenPixels()};
+}
+
+std::vector<Display> X11Screens::Impl::displays()
+{
+    std::vector<Display> found;
+    if (connection.randrVersion() >= monitorsVersion)
+        found = monitors();
+    else if (connection.randrVersion() >= crtcsVersion)
+        found = crtcs();
+    std::erase_if(found, [](const Display& display) { return isEmpty(display.pixels); });
+    // A server without any display still has a screen that can be seen from afar.
+    if (found.empty())
+        found.push_back(wholeScreen());
+    return found;
+}
+
+Point X11Screens::Impl::topLeftOf(int rootX, int rootY) const
+{
+    return {(rootX - mainPixels.x) / scale, (mainPixels.y + mainPixels.height - rootY) / scale};
+}
+
+Rect X11Screens::Impl::pointsOf(const PixelRect& pixels, const PixelRect& display, bool isOwn) const
+{
+    if (!isOwn) {
+        const Point corner = topLeftOf(pixels.x, pixels.y);
+        const double height = pixels.height / scale;
+        return {corner.x, corner.y - height, pixels.width / scale, height};
+    }
+    const Point corner = topLeftOf(display.x, display.y);
+    return {corner.x + (pixels.x - display.x), corner.y - (pixels.y - display.y) - pixels.height,
+            static_cast<double>(pixels.width), static_cast<double>(pixels.height)};
+}
+
+std::vector<X11Screen> X11Screens::Impl::read()
+{
+    const std::vector<Display> found = displays();
+    const Display* main = nullptr;
+    std::vector<PixelRect> real;
+    for (const Display& display : found) {
+        if (display.nameAtom == ownMonitor)
+            continue;
+        real.push_back(display.pixels);
+        if (!main || (display.isPrimary && !main->isPrimary))
+            main = &display;
+    }
+    mainPixels = main ? main->pixels : PixelRect{};
+    mainDisplay = main ? identifierOf(main->nameAtom, main->name) : 0;
+    scale = displayScale(connection);
+
+    const std::vector<PixelRect> free = workAreas.freeAreas(real);
+    std::vector<X11Screen> result;
+    std::size_t realIndex = 0;
+    for (const Display& display : found) {
+        const bool isOwn = display.nameAtom == ownMonitor;
+        const PixelRect visible = isOwn ? display.pixels : free[realIndex++];
+        X11Screen entry;
+        entry.pixels = display.pixels;
+        entry.nameAtom = display.nameAtom;
+        entry.screen.displayID = identifierOf(display.nameAtom, display.name);
+        entry.screen.name = display.userName;
+        entry.screen.frame = pointsOf(display.pixels, display.pixels, isOwn);
+        entry.screen.visibleFrame = pointsOf(visible, display.pixels, isOwn);
+        entry.screen.backingScaleFactor = isOwn ? 1 : scale;
+        result.push_back(entry);
+    }
+    return result;
+}
+
+X11Screens::X11Screens(Connection& connection, EventDispatcher& events) : impl_(new Impl(connection))
+{
+    impl_->watch(*this, events);
+    screens_ = impl_->read();
+}
+
+X11Screens::~X11Screens() = default;
+
+std::vector<Screen> X11Screens::screens() const
+{
+    std::vector<Screen> result;
+    for (const X11Screen& entry : screens_)
+        result.push_back(entry.screen);
+    return result;
+}
+
+DisplayID X11Screens::mainDisplay() const
+{
+    return impl_->mainDisplay;
+}
+
+Point X11Screens::mouseLocation() const
+{
+    xcb_connection_t* const raw = impl_->connection.get();
+    const Reply<xcb_query_pointer_reply_t> pointer(
+        xcb_query_pointer_reply(raw, xcb_query_pointer(raw, impl_->connection.root()), nullptr));
+    return pointer ? pointOf(pointer->root_x, pointer->root_y) : Point{};
+}
+
+Subscription X11Screens::observeChanges(std::function<void()> observer)
+{
+    return impl_->observers.add(std::move(observer));
+}
+
+std::optional<X11Screen> X11Screens::find(DisplayID displayID) const
+{
+    for (const X11Screen& entry : screens_) {
+        if (entry.screen.displayID == displayID)
+            return entry;
+    }
+    return std::nullopt;
+}
+
+const X11Screen* X11Screens::screenHolding(const Rect& screenRect) const
+{
+    const X11Screen* best = nullptr;
+    double bestArea = 0;
+    for (const X11Screen& entry : screens_) {
+        const Rect common = entry.screen.frame.intersectedWith(screenRect);
+        const double area = common.isEmpty() ? 0 : common.width * common.height;
+        if (area > bestArea) {
+            best = &entry;
+            bestArea = area;
+        }
+    }
+    return best;
+}
+
+PixelRect X11Screens::pixelsOf(const Rect& screenRect) const
+{
+    const X11Screen* const holder = screenHolding(screenRect);
+    const bool isOwn = holder && impl_->ownMonitor != XCB_ATOM_NONE && holder->nameAtom == impl_->ownMonitor;
+    const PixelRect& main = impl_->mainPixels;
+    const double scale = isOwn ? 1 : impl_->scale;
+    // The root pixel of the point (0, 0), and for the own monitor of the point at which its own scale starts.
+    const double originX = isOwn ? holder->pixels.x - holder->screen.frame.minX() : main.x;
+    const double originY = isOwn ? holder->pixels.y + holder->screen.frame.maxY() : main.y + main.height;
+    const int left = nearestPixel(originX + screenRect.minX() * scale);
+    const int right = nearestPixel(originX + screenRect.maxX() * scale);
+    const int top = nearestPixel(originY - screenRect.maxY() * scale);
+    const int bottom = nearestPixel(originY - screenRect.minY() * scale);
+    return {left, top, right - left, bottom - top};
+}
+
+double X11Screens::scaleAt(const Rect& screenRect) const
+{
+    const X11Screen* const holder = screenHolding(screenRect);
+    return holder ? holder->screen.backingScaleFactor : impl_->scale;
+}
+
+Point X11Screens::pointOf(int rootX, int rootY) const
+{
+    for (const X11Screen& entry : screens_) {
+        const PixelRect& area = entry.pixels;
+        const bool isInside =
+            rootX >= area.x && rootX < area.x + area.width && rootY >= area.y && rootY < area.y + area.height;
+        if (isInside && impl_->ownMonitor != XCB_ATOM_NONE && entry.nameAtom == impl_->ownMonitor)
+            return {entry.screen.frame.minX() + (rootX - area.x), entry.screen.frame.maxY() - (rootY - area.y)};
+    }
+    return impl_->topLeftOf(rootX, rootY);
+}
+
+DisplayID X11Screens::displayIDForMonitor(xcb_atom_t nameAtom)
+{
+    return impl_->identifierOf(nameAtom, atomName(impl_->connection.get(), nameAtom));
+}
+
+void X11Screens::setOwnMonitor(xcb_atom_t nameAtom)
+{
+    if (impl_->ownMonitor == nameAtom)
+        return;
+    impl_->ownMonitor = nameAtom;
+    refresh();
+}
+
+void X11Screens::refresh()
+{
+    impl_->soon.stop();
+    const DisplayID mainBefore = impl_->mainDisplay;
+    std::vector<X11Screen> now = impl_->read();
+    const bool isSame = mainBefore == impl_->mainDisplay &&
+                        std::equal(now.begin(), now.end(), screens_.begin(), screens_.end(),
+                                   [](const X11Screen& first, const X11Screen& second) {
+                                       return first.screen == second.screen && first.pixels == second.pixels &&
+                                              first.nameAtom == second.nameAtom;
+                                   });
+    if (isSame)
+        return;
+    screens_ = std::move(now);
+    impl_->observers.notify();
+}
+
+} // namespace nimbrale::x11

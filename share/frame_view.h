@@ -1,0 +1,41 @@
+#pragma once
+
+#include "platform/layer.h"
+#include "share/frame.h"
+#include "webcam/webcam_appearance.h"
+
+#include <memory>
+
+namespace nimbrale {
+
+/// Shows the captured pictures, scaled by a fixed zoom, with the webcam on top. Draws nothing itself: a picture becomes
+/// the contents of a layer, and layers are moved. Main thread only.
+class FrameView {
+public:
+    /// Fills `root`, which must outlive the view's calls, though not the view. `region` in region coordinates; `zoom`
+    /// is points of `root` per point of the region.
+    FrameView(Layer& root, const Rect& region, double zoom);
+    FrameView(const FrameView&) = delete;
+    FrameView& operator=(const FrameView&) = delete;
+
+    /// Shows the picture at the place that its content has within the wanted area.
+    void show(const Frame& frame);
+    /// The area that is wanted from now on, region coordinates. The picture at hand stays where its content belongs.
+    void setRegion(const Rect& region);
+    void setWebcam(const WebcamAppearance& webcam);
+
+    [[nodiscard]] double zoom() const { return zoom_; }
+    [[nodiscard]] const Layer& frameLayer() const { return *frameLayer_; }
+
+private:
+    void layOutFrame();
+
+    Layer& root_;
+    double zoom_;
+    std::shared_ptr<Layer> frameLayer_;
+    Rect region_;
+    Rect frameRegion_;
+    std::shared_ptr<Layer> webcamLayer_;
+};
+
+} // namespace nimbrale

@@ -1,0 +1,171 @@
+#include "share/shared_screen.h"
+
+#include "platform/log.h"
+
+#include <string>
+
+namespace nimbrale {
+
+namespace {
+
+/// What the user looks for in the meeting application's list of windows.
+[[nodiscard]] std::string mirrorTitle(Size size)
+{
+    return "🎯 Share this · Screen area " + std::to_string(truncatedToInteger(size.width)) + "×" +
+           std::to_string(truncatedToInteger(size.height));
+}
+
+void logUnavailability(const Error& reason)
+{
+    qCCritical(virtualDisplayLog, "Virtual display unavailable; sharing a window instead");
+    qCInfo(virtualDisplayLog, "%s", reason.message.c_str());
+}
+
+} // namespace
+
+struct SharedScreen::Window {
+    Window(WindowKind windowKind, std::unique_ptr<Panel> windowPanel, const Rect& region, double zoom)
+        : kind(windowKind), panel(std::move(windowPanel)), view(panel->rootLayer(), region, zoom)
+    {}
+
+    WindowKind kind;
+    std::unique_ptr<Panel> panel;
+    FrameView view;
+};
+
+SharedScreen::SharedScreen(VirtualDisplays& virtualDisplays, Panels& panels, Screens& screens, MainQueue& mainQueue)
+    : virtualDisplays_(virtualDisplays), panels_(panels), screens_(screens), mainQueue_(mainQueue),
+      screensSubscription_(screens.observeChanges([this] { showOnVirtualDisplay(); }))
+{}
+
+SharedScreen::~SharedScreen() = default;
+
+void SharedScreen::activate(const Rect& region, const DisplayGeometry& geometry, double pixelScale)
+{
+    region_ = region;
+    geometry_ = geometry;
+    pixelScale_ = pixelScale;
+    isActive_ = true;
+    if (VirtualDisplay* const display = virtualDisplay()) {
+        display->resize(region_.size(), pixelScale_);
+        showOnVirtualDisplay();
+        return;
+    }
+    showInWindow(geometry);
+}
+
+void SharedScreen::deactivate()
+{
+    isActive_ = false;
+    closeWindow();
+}
+
+void SharedScreen::setRegion(const Rect& region)
+{
+    region_ = region;
+    if (!window_)
+        return;
+    window_->view.setRegion(region_);
+    if (window_->kind == WindowKind::mirror && geometry_)
+        window_->panel->setFrame(geometry_->screenRect(region_));
+}
+
+void SharedScreen::regionChangeEnded()
+{
+    if (VirtualDisplay* const display = virtualDisplay())
+        display->resize(region_.size(), pixelScale_);
+    if (windowKind() == WindowKind::mirror)
+        window_->panel->setTitle(mirrorTitle(region_.size()));
+}
+
+void SharedScreen::setWebcam(const WebcamAppearance& webcam)
+{
+    webcam_ = webcam;
+    if (window_)
+        window_->view.setWebcam(webcam_);
+}
+
+void SharedScreen::show(const Frame& frame)
+{
+    if (window_)
+        window_->view.show(frame);
+}
+
+std::optional<SharedScreen::WindowKind> SharedScreen::windowKind() const
+{
+    if (!window_)
+        return std::nullopt;
+    return window_->kind;
+}
+
+VirtualDisplay* SharedScreen::virtualDisplay()
+{
+    if (wasVirtualDisplayTried_)
+        return virtualDisplay_.get();
+    wasVirtualDisplayTried_ = true;
+    auto display = VirtualDisplay::create(virtualDisplays_, screens_, mainQueue_);
+    if (!display) {
+        logUnavailability(display.error());
+        return nullptr;
+    }
+    virtualDisplay_ = std::move(*display);
+    virtualDisplay_->onUnusable = [this](const Error& reason) { abandonVirtualDisplay(reason); };
+    return virtualDisplay_.get();
+}
+
+void SharedScreen::abandonVirtualDisplay(const Error& reason)
+{
+    logUnavailability(reason);
+    closeWindow();
+    virtualDisplay_.reset();
+    if (isActive_ && geometry_)
+        showInWindow(*geometry_);
+}
+
+void SharedScreen::showOnVirtualDisplay()
+{
+    if (!isActive_ || !virtualDisplay_)
+        return;
+    // The system may take a moment to make the screen; it then tells that the screens changed.
+    const std::optional<Screen> screen = virtualDisplay_->screen();
+    if (!screen)
+        return;
+    if (windowKind() == WindowKind::virtualDisplay) {
+        window_->panel->setFrame(screen->frame);
+        return;
+    }
+    PanelOptions options;
+    options.style = PanelStyle::fullScreen;
+    options.frame = screen->frame;
+    options.level = panel_level::virtualDisplay;
+    options.ignoresMouseEvents = true;
+    openWindow(WindowKind::virtualDisplay, options, pixelScale_ / screen->backingScaleFactor);
+    window_->panel->orderFront();
+}
+
+void SharedScreen::showInWindow(const DisplayGeometry& geometry)
+{
+    PanelOptions options;
+    options.style = PanelStyle::mirrorWindow;
+    options.frame = geometry.screenRect(region_);
+    options.ignoresMouseEvents = true;
+    options.title = mirrorTitle(region_.size());
+    openWindow(WindowKind::mirror, options, 1);
+    window_->panel->orderBack();
+}
+
+void SharedScreen::openWindow(WindowKind kind, const PanelOptions& options, double zoom)
+{
+    window_ = std::make_unique<Window>(kind, panels_.create(options), region_, zoom);
+    window_->view.setWebcam(webcam_);
+}
+
+void SharedScreen::closeWindow()
+{
+    if (!window_)
+        return;
+    window_->panel->orderOut();
+    window_.reset();
+}
+
+} // namespace nimbrale

@@ -1,0 +1,75 @@
+#pragma once
+
+#include "platform/main_queue.h"
+#include "platform/panel.h"
+#include "platform/screens.h"
+#include "platform/virtual_display.h"
+#include "region/display_geometry.h"
+#include "share/frame.h"
+#include "share/frame_view.h"
+#include "share/virtual_display.h"
+#include "webcam/webcam_appearance.h"
+
+#include <memory>
+#include <optional>
+
+namespace nimbrale {
+
+/// What the user picks in a meeting application: the virtual display, filled edge to edge by the captured picture, or,
+/// where there can be no virtual display, a window behind all others that lies exactly over the framed area. Main
+/// thread only.
+class SharedScreen {
+public:
+    enum class WindowKind {
+        virtualDisplay, ///< covers the virtual display
+        mirror          ///< lies over the framed area
+    };
+
+    /// What it is given must outlive it. The virtual display is made on first use.
+    SharedScreen(VirtualDisplays& virtualDisplays, Panels& panels, Screens& screens, MainQueue& mainQueue);
+    ~SharedScreen();
+    SharedScreen(const SharedScreen&) = delete;
+    SharedScreen& operator=(const SharedScreen&) = delete;
+
+    /// Shows the shared screen. `region` in region coordinates of the display that `geometry` describes, `pixelScale`
+    /// that display's pixels per point.
+    void activate(const Rect& region, const DisplayGeometry& geometry, double pixelScale);
+    void deactivate();
+
+    /// Follows the framed area while it is dragged.
+    void setRegion(const Rect& region);
+    /// Takes over the framed area's size when a drag has ended.
+    void regionChangeEnded();
+    void setWebcam(const WebcamAppearance& webcam);
+    void show(const Frame& frame);
+
+    [[nodiscard]] bool isActive() const { return isActive_; }
+    /// Which window shows the picture; absent while none does.
+    [[nodiscard]] std::optional<WindowKind> windowKind() const;
+
+private:
+    struct Window;
+
+    [[nodiscard]] VirtualDisplay* virtualDisplay();
+    void abandonVirtualDisplay(const Error& reason);
+    void showOnVirtualDisplay();
+    void showInWindow(const DisplayGeometry& geometry);
+    void openWindow(WindowKind kind, const PanelOptions& options, double zoom);
+    void closeWindow();
+
+    VirtualDisplays& virtualDisplays_;
+    Panels& panels_;
+    Screens& screens_;
+    MainQueue& mainQueue_;
+    bool wasVirtualDisplayTried_ = false;
+    std::shared_ptr<VirtualDisplay> virtualDisplay_;
+    std::unique_ptr<Window> window_;
+    WebcamAppearance webcam_;
+    bool isActive_ = false;
+    Rect region_;
+    std::optional<DisplayGeometry> geometry_;
+    double pixelScale_ = 2;
+    Subscription screensSubscription_;
+};
+
+} // namespace nimbrale

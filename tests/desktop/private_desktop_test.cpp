@@ -1,0 +1,130 @@
+#include "tests/support/image_compare.h"
+#include "tests/support/private_desktop.h"
+#include "tests/support/scene.h"
+
+#include <gtest/gtest.h>
+
+namespace nimbrale::test {
+
+namespace {
+
+using Server = PrivateDesktop::Server;
+using WindowManager = PrivateDesktop::WindowManager;
+using Compositor = PrivateDesktop::Compositor;
+
+struct Case {
+    std::string name;
+    PrivateDesktop::Options options;
+};
+
+class PrivateDesktopTest : public testing::TestWithParam<Case> {};
+
+TEST_P(PrivateDesktopTest, ShowsTheWindowsOfAnotherProcessExactly)
+{
+    std::string reason;
+    const auto desktop = PrivateDesktop::start(GetParam().options, reason);
+    if (!desktop)
+        GTEST_SKIP() << reason;
+    EXPECT_EQ(desktop->screenSize(), QSize(GetParam().options.width, GetParam().options.height));
+    const auto scene = Scene::start(*desktop);
+    ASSERT_TRUE(scene);
+    scene->add("pattern", {.geometry = {100, 80, 300, 200}, .seed = 7});
+    scene->add("colour", {.geometry = {500, 80, 50, 50}, .seed = 0, .colour = QColor(255, 0, 255)});
+
+    EXPECT_TRUE(desktop->waitForPixel(510, 90, QColor(255, 0, 255)));
+    const int tolerance = GetParam().options.depth == 16 ? 8 : 0;
+    EXPECT_TRUE(imagesMatch(desktop->screenshot({100, 80, 300, 200}), Scene::pattern(7, {300, 200}), {tolerance, 0}));
+}
+
+std::vector<Case> cases()
+{
+    return {
+        {"Xvnc", {}},
+        {"XvncDepth16", {.depth = 16}},
+        {"Xvfb", {.server = Server::xvfb}},
+        {"XvfbGrowable", {.server = Server::xvfb, .width = 1024, .height = 768, .growableTo = QSize(4096, 2048)}},
+        {"XvfbDepth30", {.server = Server::xvfb, .depth = 30}},
+        {"XorgDummy", {.server = Server::xorgDummy}},
+        {"Openbox", {.windowManager = WindowManager::openbox}},
+        {"OpenboxPicom", {.windowManager = WindowManager::openbox, .compositor = Compositor::picom}},
+        {"Xfwm4", {.windowManager = WindowManager::xfwm4}},
+        {"Xfwm4Compositing", {.windowManager = WindowManager::xfwm4, .compositor = Compositor::windowManagersOwn}},
+        {"Kwin", {.windowManager = WindowManager::kwin}},
+        {"KwinCompositing", {.windowManager = WindowManager::kwin, .compositor = Compositor::windowManagersOwn}},
+        {"Marco", {.windowManager = WindowManager::marco}},
+        {"MarcoCompositing", {.windowManager = WindowManager::marco, .compositor = Compositor::windowManagersOwn}},
+    };
+}
+
+INSTANTIATE_TEST_SUITE_P(Everywhere, PrivateDesktopTest, testing::ValuesIn(cases()),
+                         [](const testing::TestParamInfo<Case>& each) { return each.param.name; });
+
+TEST(PrivateDesktopDisplays, AnOutputIsPluggedInAndUnplugged)
+{
+    std::string reason;
+    const auto desktop = PrivateDesktop::start({.windowManager = WindowManager::openbox}, reason);
+    if (!desktop)
+        GTEST_SKIP() << reason;
+    ASSERT_EQ(desktop->monitors().size(), 1U);
+    ASSERT_TRUE(desktop->arrangeOutputs({{0, 0, 1280, 720}, {1280, 0, 1024, 768}}));
+    const auto both = desktop->monitors();
+    ASSERT_EQ(both.size(), 2U);
+    EXPECT_EQ(both[1].name, "VNC-1");
+    EXPECT_EQ(both[1].geometry, QRect(1280, 0, 1024, 768));
+
+    desktop->unplug("VNC-1");
+    EXPECT_EQ(desktop->monitors().size(), 1U);
+    desktop->plug("VNC-1", {1280, 0, 1024, 768});
+    EXPECT_EQ(desktop->monitorNamed("VNC-1")->geometry, QRect(1280, 0, 1024, 768));
+}
+
+TEST(PrivateDesktopDisplays, AMonitorIsSetBesideTheOutput)
+{
+    std::string reason;
+    const auto desktop = PrivateDesktop::start({}, reason);
+    if (!desktop)
+        GTEST_SKIP() << reason;
+    ASSERT_TRUE(desktop->resizeScreen({2000, 720}));
+    desktop->setMonitor("Beside", {1280, 0, 640, 400});
+    const auto monitor = desktop->monitorNamed("Beside");
+    ASSERT_TRUE(monitor);
+    EXPECT_EQ(monitor->geometry, QRect(1280, 0, 640, 400));
+    EXPECT_FALSE(monitor->isAutomatic);
+    EXPECT_EQ(monitor->outputCount, 0);
+}
+
+TEST(PrivateDesktopPointer, ClicksReachTheWindowUnderThePointer)
+{
+    std::string reason;
+    const auto desktop = PrivateDesktop::start({.windowManager = WindowManager::openbox}, reason);
+    if (!desktop)
+        GTEST_SKIP() << reason;
+    const auto scene = Scene::start(*desktop);
+    ASSERT_TRUE(scene);
+    scene->add("below", {.geometry = {100, 80, 300, 200}, .overrideRedirect = false});
+    ASSERT_TRUE(waitUntil([&] { return scene->focused() == "below"; }, Milliseconds{3000}));
+    scene->add("above", {.geometry = {600, 80, 100, 100}, .seed = 3});
+
+    desktop->click({650, 130});
+    EXPECT_EQ(scene->pressCount("above"), 1);
+    EXPECT_EQ(scene->pressCount("below"), 0);
+    EXPECT_EQ(desktop->pointerPosition(), QPoint(650, 130));
+}
+
+TEST(PrivateDesktopCompositor, StartsAndStops)
+{
+    std::string reason;
+    const auto desktop = PrivateDesktop::start({.windowManager = WindowManager::openbox}, reason);
+    if (!desktop)
+        GTEST_SKIP() << reason;
+    EXPECT_FALSE(desktop->isComposited());
+    desktop->startCompositor();
+    if (!desktop->isComposited())
+        GTEST_SKIP() << "picom is not installed";
+    desktop->stopCompositor();
+    EXPECT_FALSE(desktop->isComposited());
+}
+
+} // namespace
+
+} // namespace nimbrale::test

@@ -1,0 +1,44 @@
+#pragma once
+
+#include "platform/screens.h"
+
+#include <functional>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace nimbrale {
+
+/// A screen without menu bar or panels.
+[[nodiscard]] inline Screen makeScreen(DisplayID displayID, const Rect& frame, double backingScaleFactor = 1)
+{
+    return {displayID, "Display " + std::to_string(displayID), frame, frame, backingScaleFactor, std::nullopt};
+}
+
+/// Displays and a pointer that the test moves about.
+class FakeScreens final : public Screens {
+public:
+    [[nodiscard]] std::vector<Screen> screens() const override { return list; }
+    [[nodiscard]] DisplayID mainDisplay() const override { return main; }
+    [[nodiscard]] Point mouseLocation() const override { return mouse; }
+    [[nodiscard]] Subscription observeChanges(std::function<void()> observer) override
+    {
+        return observers_.add(std::move(observer));
+    }
+
+    /// Tells the observers that something changed.
+    void notify() { observers_.notify(); }
+    void remove(DisplayID displayID)
+    {
+        std::erase_if(list, [displayID](const Screen& screen) { return screen.displayID == displayID; });
+    }
+
+    std::vector<Screen> list;
+    DisplayID main = 0;
+    Point mouse;
+
+private:
+    Observers observers_;
+};
+
+} // namespace nimbrale

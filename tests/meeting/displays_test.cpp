@@ -1,0 +1,107 @@
+// Displays come and go, other programs resize the screen, the application is killed: the share goes on or is cleaned
+// up.
+
+#include "tests/support/meeting.h"
+
+#include <gtest/gtest.h>
+
+namespace nimbrale::test {
+
+namespace {
+
+const QRect firstDisplay(0, 0, 1600, 900);
+const QRect secondDisplay(1600, 0, 1024, 768);
+
+class Displays : public testing::Test {
+protected:
+    /// Whether there is a meeting; otherwise the test is skipped.
+    bool begin(bool withSecondDisplay)
+    {
+        Meeting::Options options{.application = {.region = region_}, .call = {.window = {40, 600, 320, 240}}};
+        if (withSecondDisplay)
+            options.secondDisplay = secondDisplay;
+        meeting_ = Meeting::start(options, reason_);
+        return meeting_ != nullptr;
+    }
+
+    bool isLeftClean()
+    {
+        PrivateDesktop& desktop = meeting_->desktop();
+        return !desktop.monitorNamed("Nimbrale") && desktop.screenSize() == firstDisplay.size();
+    }
+
+    const QRect region_{1000, 200, 500, 350};
+    std::unique_ptr<Meeting> meeting_;
+    std::string reason_;
+};
+
+TEST_F(Displays, AFrameDraggedOntoTheSecondDisplayIsSharedFromThere)
+{
+    if (!begin(true))
+        GTEST_SKIP() << reason_;
+    const QRect onSecond(1600 + 210, 230, 500, 350);
+    meeting_->placeMovement(onSecond.center());
+    meeting_->dragFrame(region_, onSecond.topLeft(), 40);
+    meeting_->desktop().movePointer({20, 20});
+    EXPECT_TRUE(waitUntil([&] { return meeting_->application().storedRegion() == onSecond.translated(-1600, 0); },
+                          Milliseconds{2000}));
+    EXPECT_NE(meeting_->application().storedValue("settingsDisplayID"), "0");
+    EXPECT_TRUE(meeting_->showsContentOf(onSecond));
+
+    // The display goes, and the frame comes to one that is there; it goes back when its display does.
+    meeting_->desktop().unplug("VNC-1");
+    EXPECT_TRUE(waitUntil(
+        [&] {
+            const auto display = meeting_->desktop().monitorNamed("Nimbrale");
+            return display && !display->geometry.intersects(firstDisplay);
+        },
+        Milliseconds{5000}));
+    meeting_->placeMovement({1000, 400});
+    EXPECT_TRUE(meeting_->call().waitForChangesReceived(10, Milliseconds{8000})) << "no share after the unplugging";
+
+    meeting_->desktop().plug("VNC-1", secondDisplay);
+    meeting_->placeMovement(onSecond.center());
+    EXPECT_TRUE(meeting_->showsContentOf(onSecond, Milliseconds{8000}));
+    const auto display = meeting_->desktop().monitorNamed("Nimbrale");
+    ASSERT_TRUE(display);
+    EXPECT_FALSE(display->geometry.intersects(secondDisplay)) << "the virtual display covers a real one";
+}
+
+TEST_F(Displays, AnotherProgramShrinksTheScreenAndTheShareRecovers)
+{
+    if (!begin(false))
+        GTEST_SKIP() << reason_;
+    const QSize grown = meeting_->desktop().screenSize();
+    ASSERT_NE(grown, firstDisplay.size());
+    meeting_->desktop().run("xrandr", {"--output", "VNC-0", "--primary"});
+    EXPECT_TRUE(waitUntil([&] { return meeting_->desktop().screenSize() == grown; }, Milliseconds{1000}));
+    EXPECT_TRUE(meeting_->showsContentOf(region_, Milliseconds{1000}));
+}
+
+TEST_F(Displays, NothingIsLeftAfterQuitting)
+{
+    if (!begin(false))
+        GTEST_SKIP() << reason_;
+    EXPECT_EQ(meeting_->application().quit(), 0) << meeting_->application().process().output();
+    EXPECT_TRUE(isLeftClean());
+}
+
+TEST_F(Displays, AStartAfterAKillCleansUpAndSharesAgain)
+{
+    if (!begin(false))
+        GTEST_SKIP() << reason_;
+    meeting_->application().process().signal(SIGKILL);
+    ASSERT_TRUE(meeting_->application().process().waitForEnd(Milliseconds{3000}));
+    EXPECT_FALSE(isLeftClean()) << "nothing outlived the kill, so this shows nothing";
+
+    std::string reason;
+    meeting_->restartApplication(reason);
+    ASSERT_TRUE(meeting_->application().waitForVirtualDisplay(region_.size()));
+    EXPECT_TRUE(meeting_->showsContentOf(region_, Milliseconds{8000}));
+    EXPECT_EQ(meeting_->application().quit(), 0);
+    EXPECT_TRUE(isLeftClean());
+}
+
+} // namespace
+
+} // namespace nimbrale::test

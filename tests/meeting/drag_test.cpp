@@ -1,0 +1,159 @@
+// What the far side sees while the frame is dragged and resized with a real pointer, and what is stored afterwards.
+
+#include "tests/support/meeting.h"
+
+#include <X11/keysym.h>
+#include <gtest/gtest.h>
+
+namespace nimbrale::test {
+
+namespace {
+
+constexpr Milliseconds afterRelease{1500};
+
+class FrameDrag : public testing::Test {
+protected:
+    bool begin(const QRect& region, bool snaps = false)
+    {
+        std::string reason;
+        meeting_ = Meeting::start(
+            {.application = {.region = region, .snaps = snaps}, .call = {.window = {1240, 600, 320, 240}}}, reason);
+        if (!meeting_)
+            skipReason_ = reason;
+        return meeting_ != nullptr;
+    }
+
+    /// The stored region, the virtual display, the track and its content, all within the time after a release.
+    void expectToHaveSettledOn(const QRect& region)
+    {
+        const auto start = std::chrono::steady_clock::now();
+        const auto left = [&] {
+            return std::max(Milliseconds{1}, afterRelease - std::chrono::duration_cast<Milliseconds>(
+                                                                std::chrono::steady_clock::now() - start));
+        };
+        EXPECT_TRUE(waitUntil([&] { return meeting_->application().storedRegion() == region; }, left()))
+            << "stored is " << describe(meeting_->application().storedRegion()) << " instead of " << describe(region);
+        EXPECT_TRUE(meeting_->application().waitForVirtualDisplay(region.size(), left()));
+        EXPECT_TRUE(meeting_->call().waitForTrackSize(region.size(), left()));
+        EXPECT_TRUE(meeting_->showsContentOf(region));
+    }
+
+    static std::string describe(const QRect& rectangle)
+    {
+        return std::to_string(rectangle.width()) + "x" + std::to_string(rectangle.height()) + "+" +
+               std::to_string(rectangle.x()) + "+" + std::to_string(rectangle.y());
+    }
+
+    std::unique_ptr<Meeting> meeting_;
+    std::string skipReason_;
+};
+
+TEST_F(FrameDrag, TheFarSideFollowsDuringAMove)
+{
+    const QRect region(200, 150, 500, 350);
+    if (!begin(region))
+        GTEST_SKIP() << skipReason_;
+    PrivateDesktop& desktop = meeting_->desktop();
+    const QPoint handle = Application::handleOf(region);
+    desktop.movePointer(handle);
+    sleepFor(Milliseconds{150});
+    desktop.pressButton();
+    for (int step = 1; step <= 4; ++step) {
+        const QPoint moved(step * 60, step * 25);
+        desktop.movePointer(handle + moved);
+        EXPECT_TRUE(meeting_->trackShowsContentOf(region.translated(moved), Milliseconds{1000})) << "step " << step;
+    }
+    desktop.releaseButton();
+    desktop.movePointer({20, 20});
+    expectToHaveSettledOn(region.translated(240, 100));
+}
+
+TEST_F(FrameDrag, AResizeIsFollowedByTheSameTrack)
+{
+    const QRect region(200, 150, 500, 350);
+    if (!begin(region))
+        GTEST_SKIP() << skipReason_;
+    const QPoint button = Application::resizeButtonOf(region);
+    meeting_->desktop().drag(button, button + QPoint(121, 83));
+    meeting_->desktop().movePointer({20, 20});
+    expectToHaveSettledOn({200, 150, 621, 433});
+    EXPECT_TRUE(meeting_->call().state().isLive);
+}
+
+TEST_F(FrameDrag, SnapsToHalvesAndSuperLetsItGo)
+{
+    const QRect region(207, 150, 500, 350);
+    if (!begin(region, true))
+        GTEST_SKIP() << skipReason_;
+    meeting_->dragFrame(region, {5, 150});
+    meeting_->desktop().movePointer({900, 20});
+    expectToHaveSettledOn({0, 150, 500, 350});
+
+    meeting_->desktop().pressKey(XK_Super_L);
+    meeting_->dragFrame({0, 150, 500, 350}, {5, 160});
+    meeting_->desktop().releaseKey(XK_Super_L);
+    meeting_->desktop().movePointer({900, 20});
+    expectToHaveSettledOn({5, 160, 500, 350});
+}
+
+TEST_F(FrameDrag, SuperSnapsWhereSnappingIsOff)
+{
+    const QRect region(207, 150, 500, 350);
+    if (!begin(region))
+        GTEST_SKIP() << skipReason_;
+    meeting_->desktop().pressKey(XK_Super_L);
+    meeting_->dragFrame(region, {5, 150});
+    meeting_->desktop().releaseKey(XK_Super_L);
+    meeting_->desktop().movePointer({900, 20});
+    expectToHaveSettledOn({0, 150, 500, 350});
+}
+
+TEST_F(FrameDrag, GuidesAreShownWhileSnapped)
+{
+    const QRect region(207, 150, 500, 350);
+    if (!begin(region, true))
+        GTEST_SKIP() << skipReason_;
+    PrivateDesktop& desktop = meeting_->desktop();
+    const QImage before = desktop.screenshot();
+    const QPoint handle = Application::handleOf(region);
+    desktop.movePointer(handle);
+    sleepFor(Milliseconds{150});
+    desktop.pressButton();
+    // The middle of the region comes near the middle of the display: 800 − 250.
+    for (int x = 210; x <= 553; x += 7) {
+        desktop.movePointer(handle + QPoint(x - 207, 0));
+        sleepFor(Milliseconds{15});
+    }
+    const QColor orange = QColor::fromRgbF(1.0F, 0.62F, 0.04F);
+    const bool isShown = waitUntil(
+        [&] {
+            const QImage column = desktop.screenshot({799, 600, 3, 290});
+            int dashes = 0;
+            for (int y = 0; y < column.height(); ++y) {
+                for (int x = 0; x < column.width(); ++x)
+                    dashes += column.pixel(x, y) == orange.rgb();
+            }
+            return dashes > 100 && dashes < 290;
+        },
+        Milliseconds{1000});
+    EXPECT_TRUE(isShown) << "kept as " << keepImage(desktop.screenshot(), "desktop");
+    desktop.releaseButton();
+    desktop.movePointer({20, 20});
+    expectToHaveSettledOn({550, 150, 500, 350});
+}
+
+TEST_F(FrameDrag, TheCloseButtonEndsTheShare)
+{
+    const QRect region(200, 150, 500, 350);
+    if (!begin(region))
+        GTEST_SKIP() << skipReason_;
+    meeting_->desktop().movePointer(Application::closeButtonOf(region));
+    sleepFor(Milliseconds{150});
+    meeting_->desktop().click(Application::closeButtonOf(region));
+    EXPECT_TRUE(waitUntil([&] { return !meeting_->desktop().monitorNamed("Nimbrale"); }, Milliseconds{3000}));
+    EXPECT_TRUE(waitUntil([&] { return meeting_->desktop().screenSize() == QSize(1600, 900); }, Milliseconds{3000}));
+}
+
+} // namespace
+
+} // namespace nimbrale::test

@@ -1,0 +1,101 @@
+// Nothing of the application's own is ever in a frame that the far side gets. The application paints everything of its
+// own in a marker colour for this, and the browser looks through every frame for it.
+
+#include "tests/support/meeting.h"
+
+#include <gtest/gtest.h>
+
+namespace nimbrale::test {
+
+namespace {
+
+constexpr int framesToLookThrough = 2000;
+const QRect region(300, 200, 400, 300);
+
+Meeting::Options markedMeeting()
+{
+    return {.application = {.region = region},
+            .applicationEnvironment = {{"NIMBRALE_FRAME_COLOR", "#ff00ff"}},
+            .call = {.window = {1200, 600, 320, 240}},
+            .isPatterned = false};
+}
+
+/// Whether the frame on the screen has the marker's colour: without that, looking for it shows nothing.
+bool isFrameMarked(const PrivateDesktop& desktop)
+{
+    return desktop.waitForPixel(region.left() + 60, region.top() - 3, QColor(255, 0, 255));
+}
+
+void expectNoMarker(Meeting& meeting, int frames)
+{
+    const BrowserCall::MarkerReport report = meeting.call().markerReport();
+    EXPECT_GE(report.received.looked, frames);
+    EXPECT_GE(report.shared.looked, frames);
+    EXPECT_EQ(report.shared.found, 0) << "kept as " << keepImage(meeting.call().markerImage(), "leak");
+    EXPECT_EQ(report.received.found, 0);
+    EXPECT_EQ(report.shared.unreadable + report.received.unreadable, 0);
+}
+
+/// Drags the frame around in a circle and back.
+class Wanderer {
+public:
+    explicit Wanderer(Meeting& meeting) : meeting_(meeting) {}
+
+    void wander()
+    {
+        for (const QPoint corner : {QPoint(420, 260), QPoint(360, 380), QPoint(180, 300), region.topLeft()}) {
+            meeting_.dragFrame(place_, corner, 15);
+            place_.moveTopLeft(corner);
+            sleepFor(Milliseconds{200});
+        }
+    }
+
+private:
+    Meeting& meeting_;
+    QRect place_ = region;
+};
+
+TEST(OwnWindows, AreInNoFrameWhateverHappens)
+{
+    std::string reason;
+    const auto meeting = Meeting::start(markedMeeting(), reason);
+    if (!meeting)
+        GTEST_SKIP() << reason;
+    ASSERT_TRUE(isFrameMarked(meeting->desktop())) << keepImage(meeting->desktop().screenshot(), "desktop");
+    meeting->call().watchForMarker();
+    Wanderer wanderer(*meeting);
+    const auto looked = [&] { return meeting->call().markerReport().received.looked; };
+    for (int round = 0; round < 60 && looked() < framesToLookThrough; ++round) {
+        wanderer.wander();
+        meeting->desktop().stopWindowManager();
+        sleepFor(Milliseconds{150});
+        meeting->desktop().startWindowManager();
+        wanderer.wander();
+        meeting->desktop().startCompositor();
+        sleepFor(Milliseconds{300});
+        wanderer.wander();
+        meeting->desktop().stopCompositor();
+    }
+    EXPECT_GT(meeting->call().state().received.changes, 100) << "the stream is frozen";
+    expectNoMarker(*meeting, framesToLookThrough);
+}
+
+TEST(OwnWindows, AreInNoFrameWhenTheApplicationStartsDuringACall)
+{
+    std::string reason;
+    const auto meeting = Meeting::start(markedMeeting(), reason);
+    if (!meeting)
+        GTEST_SKIP() << reason;
+    meeting->call().watchForMarker();
+    for (int round = 0; round < 3; ++round) {
+        EXPECT_EQ(meeting->application().quit(), 0);
+        meeting->restartApplication(reason);
+        ASSERT_TRUE(meeting->application().waitForVirtualDisplay(region.size()));
+        EXPECT_TRUE(meeting->call().waitForChangesReceived(20, Milliseconds{8000}));
+    }
+    expectNoMarker(*meeting, 60);
+}
+
+} // namespace
+
+} // namespace nimbrale::test

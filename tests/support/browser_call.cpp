@@ -1,0 +1,180 @@
+#include "tests/support/browser_call.h"
+
+#include <unistd.h>
+
+namespace nimbrale::test {
+
+namespace {
+
+constexpr Milliseconds answerPatience{5000};
+constexpr Milliseconds startPatience{30000};
+const char* const pageTitle = "Meeting call";
+
+std::vector<std::string> browserArguments(const BrowserCall::Options& options, const std::filesystem::path& profile,
+                                          const std::string& address)
+{
+    const QRect& window = options.window;
+    std::vector<std::string> arguments{
+        "--user-data-dir=" + profile.string(),
+        "--auto-select-desktop-capture-source=" + options.source,
+        "--window-position=" + std::to_string(window.x()) + "," + std::to_string(window.y()),
+        "--window-size=" + std::to_string(window.width()) + "," + std::to_string(window.height()),
+        "--ozone-platform=x11",
+        "--disable-gpu",
+        "--force-device-scale-factor=1",
+        "--no-first-run",
+        "--no-default-browser-check",
+        "--password-store=basic",
+        "--disable-extensions",
+        "--disable-dev-shm-usage",
+        // The page goes on at full speed wherever its window is.
+        "--disable-backgrounding-occluded-windows",
+        "--disable-renderer-backgrounding",
+        "--disable-background-timer-throttling",
+        // The call goes over loopback, and nothing else goes anywhere.
+        "--allow-loopback-in-peer-connection",
+        "--disable-features=WebRtcHideLocalIpsWithMdns,MediaRouter,OptimizationHints,Translate",
+        "--host-resolver-rules=MAP * ~NOTFOUND, EXCLUDE 127.0.0.1",
+        "--no-proxy-server",
+        "--disable-background-networking",
+        "--disable-component-update",
+        "--disable-domain-reliability",
+        "--disable-sync",
+        "--no-pings",
+    };
+    // The browser's sandbox refuses to run for root; the page that it opens is this test's own.
+    if (geteuid() == 0)
+        arguments.push_back("--no-sandbox");
+    arguments.push_back("--app=" + address);
+    return arguments;
+}
+
+QJsonObject partToRead(const QRect& part)
+{
+    return {{"x", part.x()}, {"y", part.y()}, {"width", part.width()}, {"height", part.height()}};
+}
+
+BrowserCall::Side sideFrom(const QJsonObject& object)
+{
+    return {{object["width"].toInt(), object["height"].toInt()}, object["frames"].toInt(), object["changes"].toInt()};
+}
+
+BrowserCall::MarkerCount countFrom(const QJsonObject& object)
+{
+    return {object["looked"].toInt(), object["found"].toInt(), object["unreadable"].toInt()};
+}
+
+} // namespace
+
+BrowserCall::BrowserCall(PrivateDesktop& desktop, Options options)
+    : desktop_(desktop), options_(std::move(options)), server_(NIMBRALE_CALL_PAGE)
+{}
+
+BrowserCall::~BrowserCall() = default;
+
+std::unique_ptr<BrowserCall> BrowserCall::start(PrivateDesktop& desktop, const Options& options, std::string& reason)
+{
+    std::unique_ptr<BrowserCall> call(new BrowserCall(desktop, options));
+    if (call->server_.address().empty()) {
+        reason = "the call's page cannot be served";
+        return nullptr;
+    }
+    const std::filesystem::path profile = desktop.folder() / ("browser-" + std::to_string(getpid()));
+    std::filesystem::remove_all(profile);
+    call->browser_ = desktop.spawn("chromium", browserArguments(options, profile, call->server_.address()));
+    if (!call->browser_) {
+        reason = "chromium is not installed";
+        return nullptr;
+    }
+    const bool isThere =
+        waitUntil([&] { return call->state().phase == "idle" && desktop.windowTitled(pageTitle); }, startPatience);
+    if (!isThere) {
+        reason = "chromium does not open the call's page: " + call->browser_->output();
+        return nullptr;
+    }
+    return call;
+}
+
+bool BrowserCall::share(Milliseconds timeout)
+{
+    const std::optional<QRect> window = desktop_.windowTitled(pageTitle);
+    if (!window) {
+        failure_ = "the browser's window is gone";
+        return false;
+    }
+    // A page that has just been loaded may not take clicks yet.
+    State last;
+    for (int attempt = 0; attempt < 3 && last.phase != "asking" && last.phase != "sharing"; ++attempt) {
+        desktop_.click(window->center());
+        static_cast<void>(waitUntil([&] { return (last = state()).phase != "idle"; }, Milliseconds{1500}));
+    }
+    const bool isShared = waitUntil(
+        [&] {
+            last = state();
+            return last.phase == "failed" || (last.phase == "sharing" && last.received.frames > 0);
+        },
+        timeout);
+    failure_ = "phase " + last.phase + " " + last.failure;
+    return isShared && last.phase == "sharing";
+}
+
+BrowserCall::State BrowserCall::state()
+{
+    const std::optional<QJsonObject> answer = server_.ask("state", {}, answerPatience);
+    if (!answer)
+        return {.phase = "silent"};
+    const QJsonObject& object = *answer;
+    return {.phase = object["phase"].toString().toStdString(),
+            .failure = object["failure"].toString().toStdString(),
+            .surface = object["surface"].toString().toStdString(),
+            .isLive = object["isLive"].toBool(),
+            .isMuted = object["isMuted"].toBool(),
+            .settingsSize = {object["settingsWidth"].toInt(), object["settingsHeight"].toInt()},
+            .shared = sideFrom(object["shared"].toObject()),
+            .received = sideFrom(object["received"].toObject())};
+}
+
+QImage BrowserCall::trackImage(const QRect& part)
+{
+    return server_.askForPicture("sharedPicture", partToRead(part), answerPatience);
+}
+
+QImage BrowserCall::receivedImage(const QRect& part)
+{
+    return server_.askForPicture("receivedPicture", partToRead(part), answerPatience);
+}
+
+bool BrowserCall::waitForTrackSize(QSize size, Milliseconds timeout)
+{
+    return waitUntil([&] { return trackSize() == size; }, timeout);
+}
+
+bool BrowserCall::waitForFramesReceived(int more, Milliseconds timeout)
+{
+    const int wanted = framesReceived() + more;
+    return waitUntil([&] { return framesReceived() >= wanted; }, timeout);
+}
+
+bool BrowserCall::waitForChangesReceived(int more, Milliseconds timeout)
+{
+    const int wanted = state().received.changes + more;
+    return waitUntil([&] { return state().received.changes >= wanted; }, timeout);
+}
+
+void BrowserCall::watchForMarker()
+{
+    static_cast<void>(server_.ask("watchForMarker", {}, answerPatience));
+}
+
+BrowserCall::MarkerReport BrowserCall::markerReport()
+{
+    const QJsonObject answer = server_.ask("markerReport", {}, answerPatience).value_or(QJsonObject());
+    return {countFrom(answer["shared"].toObject()), countFrom(answer["received"].toObject())};
+}
+
+QImage BrowserCall::markerImage()
+{
+    return server_.askForPicture("markerPicture", {}, answerPatience);
+}
+
+} // namespace nimbrale::test

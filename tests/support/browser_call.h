@@ -1,0 +1,100 @@
+#pragma once
+
+#include "tests/support/call_server.h"
+#include "tests/support/private_desktop.h"
+
+#include <QImage>
+#include <QRect>
+#include <QSize>
+
+#include <memory>
+#include <string>
+
+namespace nimbrale::test {
+
+/// A real browser on a private desktop, in a call with itself: its page asks for a screen or a window to share on a
+/// real click, sends it through a real-time connection, and receives it as a far participant does. Reports the shared
+/// track (what the browser captured) and the receiver (what came out of the codec). Sizes and places are pixels of the
+/// pictures. Blocking; one thread.
+class BrowserCall {
+public:
+    struct Options {
+        /// What its picker is answered with: "Screen 2" (screens are numbered in RandR's order), "Entire screen" for a
+        /// lone one, or part of a window's title, ASCII only.
+        std::string source = "Screen 2";
+        /// Where its own window goes.
+        QRect window = {20, 20, 320, 240};
+    };
+
+    struct Side {
+        QSize size = {};
+        int frames = 0;
+        /// Of those, the ones that look unlike the one before.
+        int changes = 0;
+    };
+    struct State {
+        /// "idle", "asking", "sharing" or "failed", or "silent" when the page does not answer.
+        std::string phase;
+        std::string failure = {};
+        /// "monitor" or "window".
+        std::string surface = {};
+        bool isLive = false;
+        bool isMuted = false;
+        /// As the track's settings tell it.
+        QSize settingsSize = {};
+        Side shared = {};
+        Side received = {};
+    };
+    struct MarkerCount {
+        /// Frames whose every pixel was looked at.
+        int looked = 0;
+        /// Of those, the ones in which something was magenta.
+        int found = 0;
+        int unreadable = 0;
+    };
+    struct MarkerReport {
+        MarkerCount shared;
+        MarkerCount received;
+    };
+
+    /// Null, with what is missing in `reason`, when the browser is not installed or does not start.
+    [[nodiscard]] static std::unique_ptr<BrowserCall> start(PrivateDesktop& desktop, const Options& options,
+                                                            std::string& reason);
+    ~BrowserCall();
+
+    /// Clicks the page's button and waits until frames arrive at the far side. On false, `failure` says what happened.
+    [[nodiscard]] bool share(Milliseconds timeout = Milliseconds{15000});
+    [[nodiscard]] std::string failure() { return failure_; }
+
+    [[nodiscard]] State state();
+    /// The size of the newest frame of the shared track.
+    [[nodiscard]] QSize trackSize() { return state().shared.size; }
+    [[nodiscard]] int framesShared() { return state().shared.frames; }
+    [[nodiscard]] int framesReceived() { return state().received.frames; }
+    /// The newest frame of the shared track, or a part of it.
+    [[nodiscard]] QImage trackImage(const QRect& part = {});
+    /// The newest frame that the far side decoded, or a part of it.
+    [[nodiscard]] QImage receivedImage(const QRect& part = {});
+    [[nodiscard]] bool waitForTrackSize(QSize size, Milliseconds timeout);
+    [[nodiscard]] bool waitForFramesReceived(int more, Milliseconds timeout);
+    /// Waits until the far side has got so many frames more that look unlike the one before, as only a stream does that
+    /// is not frozen, of content that moves.
+    [[nodiscard]] bool waitForChangesReceived(int more, Milliseconds timeout);
+
+    /// From now on every frame, of the track and at the far side, is looked through for magenta.
+    void watchForMarker();
+    [[nodiscard]] MarkerReport markerReport();
+    /// The first frame in which it was found; null when there is none.
+    [[nodiscard]] QImage markerImage();
+
+private:
+    BrowserCall(PrivateDesktop& desktop, Options options);
+
+    PrivateDesktop& desktop_;
+    Options options_;
+    CallServer server_;
+    std::unique_ptr<Process> browser_;
+    std::string failure_;
+};
+
+} // namespace nimbrale::test

@@ -1,0 +1,175 @@
+#include "tests/support/meeting.h"
+
+#include <QPainter>
+
+namespace nimbrale::test {
+
+namespace {
+
+constexpr int movementSize = 60;
+/// Islands of colour on a grey wall, near enough to each other that every region holds some of them.
+constexpr std::uint32_t wallSeed = 11 | greyPattern | islandPattern;
+/// The pointer's image lies within this around its position.
+constexpr QRect pointerRoom(-32, -32, 96, 96);
+const QColor quietGreen(20, 110, 40);
+
+/// Video thins out colour: within two pixels of an edge between colours it is neither the one nor the other.
+constexpr ImageTolerance sharedColours{.perChannel = 4, .edgeDistance = 2};
+constexpr ImageTolerance sharedGreys{.perChannel = 2};
+constexpr ImageTolerance receivedColours{.perChannel = 24, .edgeDistance = 2};
+constexpr ImageTolerance receivedGreys{.perChannel = 16};
+
+QImage withoutIslands(QImage picture, const QRect& pixels)
+{
+    if (picture.isNull())
+        return picture;
+    QPainter painter(&picture);
+    constexpr QRect island(islandStart * patternCellWidth, islandStart * patternCellHeight,
+                           islandSize * patternCellWidth, islandSize * patternCellHeight);
+    constexpr QPoint distance(islandDistance * patternCellWidth, islandDistance * patternCellHeight);
+    for (int y = 0; y <= pixels.bottom(); y += distance.y()) {
+        for (int x = 0; x <= pixels.right(); x += distance.x()) {
+            // Two pixels more, for the colour that bleeds out of an island.
+            painter.fillRect(island.adjusted(-2, -2, 2, 2).translated(QPoint(x, y) - pixels.topLeft()), Qt::black);
+        }
+    }
+    return picture;
+}
+
+} // namespace
+
+std::unique_ptr<Meeting> Meeting::start(const Options& options, std::string& reason)
+{
+    std::unique_ptr<Meeting> meeting(new Meeting);
+    meeting->desktop_ = PrivateDesktop::start(options.desktop, reason);
+    if (!meeting->desktop_)
+        return nullptr;
+    if (options.secondDisplay) {
+        const QRect first(0, 0, options.desktop.width, options.desktop.height);
+        if (!meeting->desktop_->arrangeOutputs({first, *options.secondDisplay})) {
+            reason = "this server takes no second display";
+            return nullptr;
+        }
+    }
+    meeting->scale_ = options.desktop.dotsPerInch >= 192 ? 2 : 1;
+    meeting->applicationEnvironment_ = options.applicationEnvironment;
+    meeting->scene_ = Scene::start(*meeting->desktop_);
+    if (!meeting->scene_) {
+        reason = "the scene does not start";
+        return nullptr;
+    }
+    meeting->fillDesktop(options.isPatterned);
+    const QRect region = meeting->pixels(options.application.region);
+    meeting->placeMovement(region.center());
+    meeting->application_ =
+        Application::start(*meeting->desktop_, options.application, reason, options.applicationEnvironment);
+    if (!meeting->application_)
+        return nullptr;
+    if (options.call.source == "Screen 2") {
+        EXPECT_TRUE(meeting->application_->waitForVirtualDisplay(region.size()))
+            << "no virtual display; the application says: " << meeting->application_->process().output();
+    }
+    meeting->call_ = BrowserCall::start(*meeting->desktop_, options.call, reason);
+    if (!meeting->call_)
+        return nullptr;
+    EXPECT_TRUE(meeting->call_->share()) << meeting->call_->failure();
+    EXPECT_TRUE(meeting->call_->waitForTrackSize(region.size(), Milliseconds{5000}))
+        << "the track is " << meeting->call_->trackSize().width() << "x" << meeting->call_->trackSize().height();
+    return meeting;
+}
+
+void Meeting::fillDesktop(bool isPatterned)
+{
+    const QSize size = desktop_->screenSize();
+    // Managed as a desktop's own window, so that it stays below everything else.
+    Scene::Window wall{.geometry = QRect({}, size), .seed = wallSeed, .type = Scene::Type::desktop};
+    wall.overrideRedirect = false;
+    content_ = Scene::pattern(wallSeed, size);
+    if (!isPatterned) {
+        wall.seed = 0;
+        wall.colour = quietGreen;
+        content_.fill(quietGreen);
+    }
+    scene_->add("wall", wall);
+    EXPECT_TRUE(desktop_->waitForPixel(size.width() / 2, size.height() / 2,
+                                       content_.pixelColor(size.width() / 2, size.height() / 2)));
+}
+
+void Meeting::placeMovement(QPoint middle)
+{
+    movementArea_ = QRect(0, 0, movementSize, movementSize);
+    movementArea_.moveCenter(middle);
+    const auto number = [](int value) { return std::to_string(value); };
+    movement_ = desktop_->spawn("nimbrale_animation", {"blink", number(movementArea_.x()), number(movementArea_.y()),
+                                                       number(movementSize), number(movementSize), "30", "0"});
+}
+
+QRect Meeting::pixels(const QRect& points) const
+{
+    return {points.x() * scale_, points.y() * scale_, points.width() * scale_, points.height() * scale_};
+}
+
+QImage Meeting::withoutWhatMoves(QImage picture, const QRect& pixels) const
+{
+    if (picture.isNull())
+        return picture;
+    QPainter painter(&picture);
+    painter.fillRect(movementArea_.adjusted(-2, -2, 2, 2).translated(-pixels.topLeft()), Qt::black);
+    painter.fillRect(pointerRoom.translated(desktop_->pointerPosition() - pixels.topLeft()), Qt::black);
+    return picture;
+}
+
+QImage Meeting::contentOf(const QRect& pixels) const
+{
+    return withoutWhatMoves(content_.copy(pixels), pixels);
+}
+
+testing::AssertionResult Meeting::trackShowsContentOf(const QRect& pixels, Milliseconds timeout)
+{
+    return pictureShows([this] { return call_->trackImage(); }, pixels, {sharedColours, sharedGreys}, timeout)
+           << " (on the shared track)";
+}
+
+testing::AssertionResult Meeting::showsContentOf(const QRect& pixels, Milliseconds timeout)
+{
+    if (testing::AssertionResult shown = trackShowsContentOf(pixels, timeout); !shown)
+        return shown;
+    testing::AssertionResult received =
+        pictureShows([this] { return call_->receivedImage(); }, pixels, {receivedColours, receivedGreys}, timeout);
+    if (!received)
+        return received << " (at the far side)";
+    if (!call_->waitForChangesReceived(10, timeout))
+        return testing::AssertionFailure() << "the stream is frozen";
+    return testing::AssertionSuccess();
+}
+
+testing::AssertionResult Meeting::pictureShows(const std::function<QImage()>& take, const QRect& pixels,
+                                               const Tolerances& tolerances, Milliseconds timeout) const
+{
+    const QImage colours = contentOf(pixels);
+    const QImage greys = withoutIslands(colours, pixels);
+    QImage picture;
+    static_cast<void>(waitUntil(
+        [&] {
+            picture = withoutWhatMoves(take(), pixels);
+            return imagesAreAlike(picture, colours, tolerances.colours) &&
+                   imagesAreAlike(withoutIslands(picture, pixels), greys, tolerances.greys);
+        },
+        timeout, Milliseconds{50}));
+    if (testing::AssertionResult match = imagesMatch(picture, colours, tolerances.colours); !match)
+        return match;
+    return imagesMatch(withoutIslands(picture, pixels), greys, tolerances.greys);
+}
+
+void Meeting::dragFrame(const QRect& region, QPoint corner, int steps, Milliseconds pause)
+{
+    const QPoint handle = Application::handleOf(region);
+    desktop_->drag(pixels(handle), pixels(handle + corner - region.topLeft()), steps, pause);
+}
+
+void Meeting::restartApplication(std::string& reason)
+{
+    application_ = Application::startAgain(*desktop_, reason, applicationEnvironment_);
+}
+
+} // namespace nimbrale::test

@@ -1,0 +1,89 @@
+#pragma once
+
+#include "tests/support/application.h"
+#include "tests/support/browser_call.h"
+#include "tests/support/image_compare.h"
+#include "tests/support/private_desktop.h"
+#include "tests/support/scene.h"
+
+#include <QImage>
+#include <QRect>
+
+#include <functional>
+#include <gtest/gtest.h>
+#include <memory>
+#include <string>
+
+namespace nimbrale::test {
+
+/// A whole meeting: a private desktop whose content is known to the pixel and moves in one place, the application that
+/// frames part of it, and a browser that shares the virtual display in a call.
+class Meeting {
+public:
+    struct Options {
+        PrivateDesktop::Options desktop = {
+            .width = 1600, .height = 900, .windowManager = PrivateDesktop::WindowManager::openbox};
+        Application::Settings application = {};
+        Environment applicationEnvironment = {};
+        BrowserCall::Options call = {};
+        /// A second display, plugged in before the application starts; Xvnc only.
+        std::optional<QRect> secondDisplay = {};
+        /// Whether the wall is painted with a pattern, or with one quiet green in which no colour is near the marker.
+        bool isPatterned = true;
+    };
+
+    /// Starts everything and shares; returns when the far side gets frames of the region's size. Null with the reason
+    /// when something is missing here, which a test skips for; a step that fails is a failure of the test.
+    [[nodiscard]] static std::unique_ptr<Meeting> start(const Options& options, std::string& reason);
+
+    [[nodiscard]] PrivateDesktop& desktop() { return *desktop_; }
+    [[nodiscard]] Scene& scene() { return *scene_; }
+    [[nodiscard]] Application& application() { return *application_; }
+    [[nodiscard]] BrowserCall& call() { return *call_; }
+    [[nodiscard]] int scale() const { return scale_; }
+    /// Points to pixels.
+    [[nodiscard]] QRect pixels(const QRect& points) const;
+    [[nodiscard]] QPoint pixels(QPoint points) const { return points * scale_; }
+
+    /// What the desktop shows there without the application, in pixels. Where the content moves, and around
+    /// the pointer, it is black.
+    [[nodiscard]] QImage contentOf(const QRect& pixels) const;
+    /// Waits for the shared track to show exactly the content of the rectangle (greys within 2, edges to the pixel,
+    /// colours within 4), for the far side to show it within the codec's error (16, colours 24), and for both to move.
+    [[nodiscard]] testing::AssertionResult showsContentOf(const QRect& pixels,
+                                                          Milliseconds timeout = Milliseconds{5000});
+    /// Waits for the shared track alone to show the content.
+    [[nodiscard]] testing::AssertionResult trackShowsContentOf(const QRect& pixels, Milliseconds timeout);
+
+    /// Drags the frame around `region` (points) by its handle so that the region's corner goes to `corner` (points).
+    void dragFrame(const QRect& region, QPoint corner, int steps = 20, Milliseconds pause = Milliseconds{15});
+    /// Puts the moving window's middle there, in pixels.
+    void placeMovement(QPoint middle);
+
+    void restartApplication(std::string& reason);
+    void forgetApplication() { application_.reset(); }
+
+private:
+    Meeting() = default;
+    /// The tolerance for everything, and the one for what is grey, edges included.
+    struct Tolerances {
+        ImageTolerance colours;
+        ImageTolerance greys;
+    };
+    void fillDesktop(bool isPatterned);
+    [[nodiscard]] testing::AssertionResult pictureShows(const std::function<QImage()>& take, const QRect& pixels,
+                                                        const Tolerances& tolerances, Milliseconds timeout) const;
+    [[nodiscard]] QImage withoutWhatMoves(QImage picture, const QRect& pixels) const;
+
+    std::unique_ptr<PrivateDesktop> desktop_;
+    std::unique_ptr<Scene> scene_;
+    std::unique_ptr<Process> movement_;
+    std::unique_ptr<Application> application_;
+    std::unique_ptr<BrowserCall> call_;
+    Environment applicationEnvironment_;
+    QImage content_;
+    QRect movementArea_;
+    int scale_ = 1;
+};
+
+} // namespace nimbrale::test

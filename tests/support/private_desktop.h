@@ -1,0 +1,185 @@
+#pragma once
+
+#include "tests/support/process.h"
+
+#include <QColor>
+#include <QImage>
+#include <QPoint>
+#include <QRect>
+#include <QSize>
+
+#include <cstdint>
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+struct xcb_connection_t;
+struct xcb_screen_t;
+
+namespace nimbrale::test {
+
+/// An X server with, where asked for, a window manager and a compositor, for one test alone: a display number that the
+/// server itself found free, no TCP, folders of its own. All of it ends with this object. Everything here is in pixels
+/// of the root window, the origin at the top-left.
+class PrivateDesktop {
+public:
+    enum class Server { xvnc, xvfb, xorgDummy };
+    enum class WindowManager { none, openbox, xfwm4, kwin, marco };
+    /// `windowManagersOwn` switches on the compositor that xfwm4, KWin and marco bring; openbox has none.
+    enum class Compositor { none, picom, windowManagersOwn };
+
+    struct Options {
+        Server server = Server::xvnc;
+        int width = 1280;
+        int height = 720;
+        /// 16, 24 or 30.
+        int depth = 24;
+        /// Xft.dpi in the resource database: 96 is scale 1, 192 is scale 2; 0 leaves it out.
+        int dotsPerInch = 96;
+        WindowManager windowManager = WindowManager::none;
+        Compositor compositor = Compositor::none;
+        /// Further arguments of the X server, such as {"-extension", "COMPOSITE"}, which leaves that extension out.
+        std::vector<std::string> serverArguments = {};
+        /// Loopback TCP port on which Xvnc serves the picture; absent serves only a private socket.
+        std::optional<int> vncPort = {};
+        /// Largest size to which Xvfb can grow; its first output then shows width × height of it. Ignored elsewhere.
+        std::optional<QSize> growableTo = {};
+    };
+
+    /// Null, with what is missing in `reason`, when this machine lacks a program for it or the server does not start.
+    /// Tests then do GTEST_SKIP() << reason.
+    [[nodiscard]] static std::unique_ptr<PrivateDesktop> start(const Options& options, std::string& reason);
+    ~PrivateDesktop();
+    PrivateDesktop(const PrivateDesktop&) = delete;
+    PrivateDesktop& operator=(const PrivateDesktop&) = delete;
+
+    /// ":123"
+    [[nodiscard]] const std::string& displayName() const { return displayName_; }
+    /// The whole environment of programs on this desktop: DISPLAY, HOME, XDG folders of its own, no session bus, no
+    /// proxy, a UTF-8 locale; sanitizers' options are handed on.
+    [[nodiscard]] const Environment& environment() const { return environment_; }
+    /// Puts DISPLAY, HOME, the XDG folders and DBUS_SESSION_BUS_ADDRESS into this process too, for tests that host
+    /// what they test.
+    void adoptEnvironment() const;
+    /// A folder of this desktop's own, removed at the end; "home", "config" and "runtime" in it are the programs'.
+    [[nodiscard]] const std::filesystem::path& folder() const { return folder_; }
+    /// $XDG_CONFIG_HOME of the programs.
+    [[nodiscard]] std::filesystem::path configFolder() const { return folder_ / "config"; }
+    /// The server's process, for tests that kill it.
+    [[nodiscard]] Process& server() { return *server_; }
+    /// This test's own connection, for requests that are not wrapped here.
+    [[nodiscard]] xcb_connection_t* connection() const { return connection_; }
+    [[nodiscard]] const xcb_screen_t& screen() const { return *screen_; }
+
+    /// Starts a program on this desktop; its output goes to a file in `folder()`. A name without a slash is looked for
+    /// first beside this test program, then by PATH. `changes` are laid over `environment()`. Null when not installed.
+    [[nodiscard]] std::unique_ptr<Process> spawn(const std::string& program,
+                                                 const std::vector<std::string>& arguments = {},
+                                                 const Environment& changes = {}, bool isSpokenWith = false);
+    /// Runs a program to its end (at most 10 s): its output.
+    std::string run(const std::string& program, const std::vector<std::string>& arguments = {});
+
+    // --- Pictures -------------------------------------------------------------------------------------------------
+
+    /// What is on the screen now, as RGB32. The pointer is not in it.
+    [[nodiscard]] QImage screenshot() const;
+    /// The part inside the screen of a rectangle; the rest is black.
+    [[nodiscard]] QImage screenshot(const QRect& area) const;
+    [[nodiscard]] QColor pixel(int x, int y) const;
+    /// Waits until a pixel has exactly this colour.
+    [[nodiscard]] bool waitForPixel(int x, int y, const QColor& colour,
+                                    Milliseconds timeout = Milliseconds{3000}) const;
+
+    // --- Pointer and keys, as from real devices -------------------------------------------------------------------
+
+    void movePointer(QPoint position);
+    [[nodiscard]] QPoint pointerPosition() const;
+    void pressButton(int button = 1);
+    void releaseButton(int button = 1);
+    void click(QPoint position, int button = 1);
+    /// Presses at `from`, moves in `steps` equal steps with a pause after each, and releases at `to`.
+    void drag(QPoint from, QPoint to, int steps = 20, Milliseconds pause = Milliseconds{15});
+    /// A keysym, as XK_Super_L.
+    void pressKey(std::uint32_t keysym);
+    void releaseKey(std::uint32_t keysym);
+
+    // --- Windows --------------------------------------------------------------------------------------------------
+
+    /// Where a viewable window is whose WM_NAME or _NET_WM_NAME contains the text, without the frame of a manager.
+    [[nodiscard]] std::optional<QRect> windowTitled(const std::string& text) const;
+
+    // --- Displays -------------------------------------------------------------------------------------------------
+
+    struct Monitor {
+        std::string name;
+        QRect geometry;
+        bool isPrimary = false;
+        /// False for monitors that a program set.
+        bool isAutomatic = false;
+        int outputCount = 0;
+
+        bool operator==(const Monitor&) const = default;
+    };
+    /// RandR's monitors in its order, those without a place on the screen left out.
+    [[nodiscard]] std::vector<Monitor> monitors() const;
+    [[nodiscard]] std::optional<Monitor> monitorNamed(const std::string& name) const;
+    /// The root window's size now.
+    [[nodiscard]] QSize screenSize() const;
+    /// Makes a monitor without outputs, as a virtual display is one. Replaces one of the same name.
+    void setMonitor(const std::string& name, const QRect& geometry);
+    void deleteMonitor(const std::string& name);
+    /// RRSetScreenSize with millimetres in proportion. False when the server refuses.
+    bool resizeScreen(const QSize& size);
+    /// Plugs outputs into Xvnc so that there is one for each rectangle, each starting where the rectangle says. False
+    /// on other servers or when the server refuses.
+    bool arrangeOutputs(const std::vector<QRect>& rectangles);
+    /// `xrandr --output NAME --off`: on Xvnc the output is then unplugged.
+    void unplug(const std::string& output);
+    /// The name of Xvnc's first output is "VNC-0"; after `arrangeOutputs` with two, the second is "VNC-1".
+    void plug(const std::string& output, const QRect& geometry);
+
+    // --- Window manager and compositor ----------------------------------------------------------------------------
+
+    void startWindowManager();
+    void stopWindowManager();
+    [[nodiscard]] bool isComposited() const;
+    /// Starts or stops picom; xfwm4, KWin and marco are instead started anew with or without their own compositor.
+    void startCompositor();
+    void stopCompositor();
+
+    /// Waits until the server has done all that this connection sent.
+    void synchronize() const;
+    /// Sets the root window to one colour and clears it.
+    void setBackground(const QColor& colour);
+
+private:
+    explicit PrivateDesktop(Options options);
+    bool prepareFolder(std::string& reason);
+    bool startServer(std::string& reason);
+    bool connect(std::string& reason);
+    void useSmallerMode();
+    void writeResources();
+    [[nodiscard]] std::vector<std::string> serverCommand() const;
+    void fakeInput(std::uint8_t type, std::uint8_t detail, QPoint position = {});
+    [[nodiscard]] std::uint8_t keycodeOf(std::uint32_t keysym) const;
+    [[nodiscard]] std::optional<QRect> findWindow(std::uint32_t parent, const std::string& text) const;
+    [[nodiscard]] std::string textProperty(std::uint32_t window, std::uint32_t property) const;
+    [[nodiscard]] std::uint32_t atom(const std::string& name) const;
+    [[nodiscard]] bool waitForWindowManager(bool present) const;
+    void waitUntilWindowManagerIsIdle() const;
+
+    Options options_;
+    std::filesystem::path folder_;
+    Environment environment_;
+    std::string displayName_;
+    std::unique_ptr<Process> server_;
+    std::unique_ptr<Process> windowManager_;
+    std::unique_ptr<Process> compositor_;
+    xcb_connection_t* connection_ = nullptr;
+    xcb_screen_t* screen_ = nullptr;
+    int spawned_ = 0;
+};
+
+} // namespace nimbrale::test

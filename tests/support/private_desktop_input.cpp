@@ -1,0 +1,144 @@
+#include "tests/support/private_desktop.h"
+
+#include "tests/support/x_reply.h"
+
+#include <QPainter>
+
+#include <cstring>
+#include <xcb/xcb.h>
+#include <xcb/xtest.h>
+
+namespace nimbrale::test {
+
+namespace {
+
+QImage::Format formatOf(int depth)
+{
+    switch (depth) {
+    case 16:
+        return QImage::Format_RGB16;
+    case 30:
+        return QImage::Format_RGB30;
+    default:
+        return QImage::Format_RGB32;
+    }
+}
+
+} // namespace
+
+QImage PrivateDesktop::screenshot() const
+{
+    return screenshot(QRect(QPoint(), screenSize()));
+}
+
+QImage PrivateDesktop::screenshot(const QRect& area) const
+{
+    QImage picture(area.size(), QImage::Format_RGB32);
+    picture.fill(Qt::black);
+    const QRect inside = area & QRect(QPoint(), screenSize());
+    if (inside.isEmpty())
+        return picture;
+    const Reply<xcb_get_image_reply_t> reply(xcb_get_image_reply(
+        connection_,
+        xcb_get_image(connection_, XCB_IMAGE_FORMAT_Z_PIXMAP, screen_->root, static_cast<std::int16_t>(inside.x()),
+                      static_cast<std::int16_t>(inside.y()), static_cast<std::uint16_t>(inside.width()),
+                      static_cast<std::uint16_t>(inside.height()), ~0U),
+        nullptr));
+    if (!reply)
+        return picture;
+    const int bytesPerLine = xcb_get_image_data_length(reply.get()) / inside.height();
+    const QImage raw(xcb_get_image_data(reply.get()), inside.width(), inside.height(), bytesPerLine,
+                     formatOf(reply->depth));
+    QPainter(&picture).drawImage(inside.topLeft() - area.topLeft(), raw.convertToFormat(QImage::Format_RGB32));
+    return picture;
+}
+
+QColor PrivateDesktop::pixel(int x, int y) const
+{
+    return screenshot(QRect(x, y, 1, 1)).pixelColor(0, 0);
+}
+
+bool PrivateDesktop::waitForPixel(int x, int y, const QColor& colour, Milliseconds timeout) const
+{
+    return waitUntil([&] { return pixel(x, y).rgb() == colour.rgb(); }, timeout);
+}
+
+void PrivateDesktop::fakeInput(std::uint8_t type, std::uint8_t detail, QPoint position)
+{
+    xcb_test_fake_input(connection_, type, detail, XCB_CURRENT_TIME, screen_->root,
+                        static_cast<std::int16_t>(position.x()), static_cast<std::int16_t>(position.y()), 0);
+    synchronize();
+}
+
+void PrivateDesktop::movePointer(QPoint position)
+{
+    fakeInput(XCB_MOTION_NOTIFY, 0, position);
+}
+
+QPoint PrivateDesktop::pointerPosition() const
+{
+    const Reply<xcb_query_pointer_reply_t> reply(
+        xcb_query_pointer_reply(connection_, xcb_query_pointer(connection_, screen_->root), nullptr));
+    return reply ? QPoint(reply->root_x, reply->root_y) : QPoint();
+}
+
+void PrivateDesktop::pressButton(int button)
+{
+    fakeInput(XCB_BUTTON_PRESS, static_cast<std::uint8_t>(button));
+}
+
+void PrivateDesktop::releaseButton(int button)
+{
+    fakeInput(XCB_BUTTON_RELEASE, static_cast<std::uint8_t>(button));
+}
+
+void PrivateDesktop::click(QPoint position, int button)
+{
+    movePointer(position);
+    sleepFor(Milliseconds{30});
+    pressButton(button);
+    sleepFor(Milliseconds{30});
+    releaseButton(button);
+}
+
+void PrivateDesktop::drag(QPoint from, QPoint to, int steps, Milliseconds pause)
+{
+    movePointer(from);
+    sleepFor(Milliseconds{100});
+    pressButton();
+    sleepFor(pause);
+    for (int step = 1; step <= steps; ++step) {
+        movePointer(from + (to - from) * step / steps);
+        sleepFor(pause);
+    }
+    releaseButton();
+}
+
+void PrivateDesktop::pressKey(std::uint32_t keysym)
+{
+    fakeInput(XCB_KEY_PRESS, keycodeOf(keysym));
+}
+
+void PrivateDesktop::releaseKey(std::uint32_t keysym)
+{
+    fakeInput(XCB_KEY_RELEASE, keycodeOf(keysym));
+}
+
+std::uint8_t PrivateDesktop::keycodeOf(std::uint32_t keysym) const
+{
+    const xcb_setup_t* setup = xcb_get_setup(connection_);
+    const auto count = static_cast<std::uint8_t>(setup->max_keycode - setup->min_keycode + 1);
+    const Reply<xcb_get_keyboard_mapping_reply_t> reply(xcb_get_keyboard_mapping_reply(
+        connection_, xcb_get_keyboard_mapping(connection_, setup->min_keycode, count), nullptr));
+    if (!reply)
+        return 0;
+    const xcb_keysym_t* keysyms = xcb_get_keyboard_mapping_keysyms(reply.get());
+    const int perKeycode = reply->keysyms_per_keycode;
+    for (int index = 0; index < count * perKeycode; ++index) {
+        if (keysyms[index] == keysym)
+            return static_cast<std::uint8_t>(setup->min_keycode + index / perKeycode);
+    }
+    return 0;
+}
+
+} // namespace nimbrale::test

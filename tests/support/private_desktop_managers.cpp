@@ -1,0 +1,121 @@
+#include "tests/support/private_desktop.h"
+
+#include "tests/support/x_reply.h"
+
+#include <fstream>
+#include <xcb/xcb.h>
+
+namespace nimbrale::test {
+
+namespace {
+
+constexpr Milliseconds managerPatience{15000};
+
+xcb_window_t windowIn(xcb_connection_t* connection, xcb_window_t window, xcb_atom_t property)
+{
+    const Reply<xcb_get_property_reply_t> reply(xcb_get_property_reply(
+        connection, xcb_get_property(connection, 0, window, property, XCB_ATOM_WINDOW, 0, 1), nullptr));
+    if (!reply || xcb_get_property_value_length(reply.get()) < 4)
+        return XCB_WINDOW_NONE;
+    return *static_cast<const xcb_window_t*>(xcb_get_property_value(reply.get()));
+}
+
+} // namespace
+
+bool PrivateDesktop::waitForWindowManager(bool present) const
+{
+    const xcb_atom_t check = atom("_NET_SUPPORTING_WM_CHECK");
+    return waitUntil(
+        [&] {
+            const xcb_window_t window = windowIn(connection_, screen_->root, check);
+            const bool alive = window && windowIn(connection_, window, check) == window;
+            return alive == present;
+        },
+        managerPatience);
+}
+
+/// A manager announces itself before it has looked at the windows that are there, and does not focus those. It knows of
+/// all windows and of the focus when it says which one is active; one with no window to name is given a moment.
+void PrivateDesktop::waitUntilWindowManagerIsIdle() const
+{
+    const xcb_atom_t active = atom("_NET_ACTIVE_WINDOW");
+    static_cast<void>(waitUntil(
+        [&] {
+            const Reply<xcb_get_property_reply_t> reply(xcb_get_property_reply(
+                connection_, xcb_get_property(connection_, 0, screen_->root, active, XCB_ATOM_ANY, 0, 1), nullptr));
+            return reply && reply->type != XCB_ATOM_NONE;
+        },
+        Milliseconds{300}));
+}
+
+void PrivateDesktop::startWindowManager()
+{
+    const bool composites = options_.compositor == Compositor::windowManagersOwn;
+    switch (options_.windowManager) {
+    case WindowManager::none:
+        return;
+    case WindowManager::openbox:
+        windowManager_ = spawn("openbox", {"--sm-disable"});
+        break;
+    case WindowManager::xfwm4:
+        // Its settings daemon is reached over a session bus only, which lives and dies with the window manager.
+        windowManager_ =
+            spawn("dbus-run-session", {"--", "xfwm4", std::string("--compositor=") + (composites ? "on" : "off")});
+        break;
+    case WindowManager::kwin:
+        std::ofstream(configFolder() / "kwinrc")
+            << "[Compositing]\nEnabled=" << (composites ? "true" : "false") << "\nOpenGLIsUnsafe=false\n";
+        windowManager_ = spawn("dbus-run-session", {"--", "kwin_x11"}, {{"LIBGL_ALWAYS_SOFTWARE", "1"}});
+        break;
+    case WindowManager::marco:
+        windowManager_ =
+            spawn("dbus-run-session", {"--", "marco", composites ? "--composite" : "--no-composite", "--sm-disable"});
+        break;
+    }
+    if (windowManager_ && !waitForWindowManager(true))
+        windowManager_.reset();
+    if (windowManager_)
+        waitUntilWindowManagerIsIdle();
+    if (windowManager_ && composites)
+        static_cast<void>(waitUntil([this] { return isComposited(); }, managerPatience));
+}
+
+void PrivateDesktop::stopWindowManager()
+{
+    windowManager_.reset();
+    static_cast<void>(waitForWindowManager(false));
+}
+
+bool PrivateDesktop::isComposited() const
+{
+    const Reply<xcb_get_selection_owner_reply_t> reply(xcb_get_selection_owner_reply(
+        connection_, xcb_get_selection_owner(connection_, atom("_NET_WM_CM_S0")), nullptr));
+    return reply && reply->owner != XCB_WINDOW_NONE;
+}
+
+void PrivateDesktop::startCompositor()
+{
+    if (options_.windowManager != WindowManager::none && options_.windowManager != WindowManager::openbox) {
+        options_.compositor = Compositor::windowManagersOwn;
+        stopWindowManager();
+        startWindowManager();
+        return;
+    }
+    // No fading and no shadows, so that pictures can be compared at once.
+    compositor_ = spawn("picom", {"--config", "/dev/null", "--backend", "xrender"});
+    static_cast<void>(waitUntil([this] { return isComposited(); }, managerPatience));
+}
+
+void PrivateDesktop::stopCompositor()
+{
+    if (compositor_) {
+        compositor_.reset();
+    } else if (options_.compositor == Compositor::windowManagersOwn) {
+        options_.compositor = Compositor::none;
+        stopWindowManager();
+        startWindowManager();
+    }
+    static_cast<void>(waitUntil([this] { return !isComposited(); }, managerPatience));
+}
+
+} // namespace nimbrale::test

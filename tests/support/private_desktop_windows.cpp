@@ -1,0 +1,55 @@
+#include "tests/support/private_desktop.h"
+
+#include "tests/support/x_reply.h"
+
+#include <xcb/xcb.h>
+
+namespace nimbrale::test {
+
+std::optional<QRect> PrivateDesktop::windowTitled(const std::string& text) const
+{
+    return findWindow(screen_->root, text);
+}
+
+std::optional<QRect> PrivateDesktop::findWindow(std::uint32_t parent, const std::string& text) const
+{
+    const Reply<xcb_query_tree_reply_t> tree(
+        xcb_query_tree_reply(connection_, xcb_query_tree(connection_, parent), nullptr));
+    if (!tree)
+        return std::nullopt;
+    const xcb_window_t* children = xcb_query_tree_children(tree.get());
+    for (int index = 0; index < xcb_query_tree_children_length(tree.get()); ++index) {
+        const xcb_window_t window = children[index];
+        const bool isTitled = textProperty(window, XCB_ATOM_WM_NAME).find(text) != std::string::npos ||
+                              textProperty(window, atom("_NET_WM_NAME")).find(text) != std::string::npos;
+        const Reply<xcb_get_window_attributes_reply_t> attributes(
+            xcb_get_window_attributes_reply(connection_, xcb_get_window_attributes(connection_, window), nullptr));
+        if (isTitled && attributes && attributes->map_state == XCB_MAP_STATE_VIEWABLE) {
+            const Reply<xcb_get_geometry_reply_t> geometry(
+                xcb_get_geometry_reply(connection_, xcb_get_geometry(connection_, window), nullptr));
+            const Reply<xcb_translate_coordinates_reply_t> origin(xcb_translate_coordinates_reply(
+                connection_, xcb_translate_coordinates(connection_, window, screen_->root, 0, 0), nullptr));
+            // The frame of a manager bears no title, or its client's on a window of another size; the client is inside.
+            const std::optional<QRect> inside = findWindow(window, text);
+            if (inside)
+                return inside;
+            if (geometry && origin)
+                return QRect(origin->dst_x, origin->dst_y, geometry->width, geometry->height);
+        }
+        if (const std::optional<QRect> found = findWindow(window, text))
+            return found;
+    }
+    return std::nullopt;
+}
+
+std::string PrivateDesktop::textProperty(std::uint32_t window, std::uint32_t property) const
+{
+    const Reply<xcb_get_property_reply_t> reply(xcb_get_property_reply(
+        connection_, xcb_get_property(connection_, 0, window, property, XCB_ATOM_ANY, 0, 256), nullptr));
+    if (!reply || reply->format != 8)
+        return {};
+    return {static_cast<const char*>(xcb_get_property_value(reply.get())),
+            static_cast<std::size_t>(xcb_get_property_value_length(reply.get()))};
+}
+
+} // namespace nimbrale::test

@@ -1,0 +1,482 @@
+#include "app/app_delegate.h"
+#include "tests/fakes/fake_platform.h"
+
+#include <QTemporaryDir>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <chrono>
+
+namespace nimbrale {
+namespace {
+
+using namespace std::chrono_literals;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+constexpr DisplayID mainDisplay = 1;
+constexpr DisplayID otherDisplay = 2;
+
+class AppDelegateTest : public testing::Test {
+protected:
+    AppDelegateTest()
+    {
+        platform_.screens().list = {makeScreen(mainDisplay, {0, 0, 1920, 1080}),
+                                    makeScreen(otherDisplay, {1920, 0, 1600, 900})};
+        platform_.screens().main = mainDisplay;
+        delegate_ = AppDelegate::create(platform_, settings_, [this] { ++settingsWindowShown_; });
+    }
+
+    [[nodiscard]] ShareableContent content()
+    {
+        ShareableContent content;
+        for (const Screen& screen : platform_.screens().list)
+            content.displays.push_back({screen.displayID, screen.frame.width, screen.frame.height});
+        content.applications = {{getpid(), "nimbrale"}};
+        content.windows = {{getpid(), true}};
+        return content;
+    }
+
+    void answerContent()
+    {
+        ASSERT_FALSE(capture().pendingContent.empty());
+        capture().answerContent(content());
+    }
+    void finishStart(Result<void> result = {})
+    {
+        answerContent();
+        ASSERT_FALSE(capture().stream().pendingStarts.empty());
+        capture().stream().completeStart(std::move(result));
+    }
+    void launch()
+    {
+        delegate_->applicationWillFinishLaunching();
+        finishStart();
+        ASSERT_TRUE(delegate_->editor());
+    }
+    void settle() { queue().advance(100ms); }
+
+    [[nodiscard]] FakeScreenCapture& capture() { return platform_.screenCapture(); }
+    [[nodiscard]] FakeMainQueue& queue() { return platform_.mainQueue(); }
+    [[nodiscard]] FakeWorkspace& workspace() { return platform_.workspace(); }
+    [[nodiscard]] std::size_t streams() { return capture().streams.size(); }
+
+    QTemporaryDir directory_;
+    AppSettings settings_{directory_.filePath("Nimbrale.conf").toStdString()};
+    FakePlatform platform_;
+    int settingsWindowShown_ = 0;
+    std::shared_ptr<AppDelegate> delegate_;
+};
+
+TEST_F(AppDelegateTest, LaunchBuildsTheWholeChain)
+{
+    delegate_->applicationWillFinishLaunching();
+    EXPECT_EQ(capture().contentRequests, 1);
+    EXPECT_FALSE(delegate_->editor());
+    EXPECT_FALSE(delegate_->sharedScreen().isActive());
+
+    finishStart();
+    EXPECT_TRUE(delegate_->editor());
+    EXPECT_TRUE(delegate_->sharedScreen().isActive());
+    EXPECT_EQ(delegate_->capture()->region(), (Rect{0, 1, 800, 600}));
+    EXPECT_THAT(workspace().alerts, IsEmpty());
+    EXPECT_EQ(platform_.virtualDisplays().device().appliedSettings.at(0).modes.at(0),
+              (VirtualDisplayMode{800, 600, 60}));
+}
+
+TEST_F(AppDelegateTest, WithoutVirtualDisplayTheMirrorWindowIsShown)
+{
+    platform_.virtualDisplays().createResult = fail(ErrorCode::unsupported, "no");
+    launch();
+    EXPECT_EQ(delegate_->sharedScreen().windowKind(), SharedScreen::WindowKind::mirror);
+}
+
+TEST_F(AppDelegateTest, FiveSettingsAssignedInOneGoRestartOnce100MillisecondsAfterTheLast)
+{
+    launch();
+    settings_.setLeft(10);
+    settings_.setTop(20);
+    queue().advance(60ms);
+    settings_.setWidth(300);
+    settings_.setHeight(200);
+    settings_.setDisplayID(otherDisplay);
+    queue().advance(99ms);
+    EXPECT_FALSE(delegate_->isRestarting());
+    EXPECT_EQ(capture().stream().stops, 0);
+
+    queue().advance(1ms);
+    EXPECT_TRUE(delegate_->isRestarting());
+    EXPECT_FALSE(delegate_->editor());
+    EXPECT_FALSE(delegate_->sharedScreen().isActive());
+    EXPECT_EQ(capture().stream().stops, 1);
+    EXPECT_EQ(capture().contentRequests, 1) << "the next start waits for the stop";
+
+    capture().stream().completeStop();
+    EXPECT_FALSE(delegate_->isRestarting());
+    finishStart();
+    settle();
+    EXPECT_EQ(streams(), 2U);
+    EXPECT_EQ(delegate_->capture()->display()->displayID, otherDisplay);
+    EXPECT_EQ(delegate_->capture()->region(), (Rect{10, 21, 300, 200}));
+    EXPECT_EQ(capture().stream().stops, 0);
+}
+
+TEST_F(AppDelegateTest, FrameRateAloneDoesNotRestart)
+{
+    launch();
+    const Rect frame = delegate_->editor()->overlay().regionFrame();
+    settings_.setFramerate(15);
+    settle();
+    EXPECT_FALSE(delegate_->isRestarting());
+    EXPECT_EQ(streams(), 1U);
+    ASSERT_EQ(capture().stream().configurationUpdates.size(), 1U);
+    EXPECT_EQ(capture().stream().configurationUpdates.front().minimumFrameInterval, (FrameInterval{1, 15}));
+    EXPECT_EQ(delegate_->editor()->overlay().regionFrame(), frame);
+}
+
+TEST_F(AppDelegateTest, NotificationSharingAloneDoesNotRestart)
+{
+    launch();
+    settings_.setShareNotifications(false);
+    settle();
+    EXPECT_FALSE(delegate_->isRestarting());
+    EXPECT_EQ(capture().contentRequests, 2);
+    answerContent();
+    EXPECT_EQ(capture().stream().filterUpdates.size(), 1U);
+    EXPECT_TRUE(capture().stream().configurationUpdates.empty());
+}
+
+TEST_F(AppDelegateTest, ChangedSizeMovesFrameAndSharedScreen)
+{
+    launch();
+    settings_.setWidth(500);
+    settings_.setLeft(40);
+    settle();
+    EXPECT_EQ(capture().stream().configurationUpdates.size(), 1U);
+    EXPECT_EQ(delegate_->editor()->overlay().regionFrame(), (Rect{40, 479, 500, 600}));
+    EXPECT_EQ(platform_.virtualDisplays().device().appliedSettings.back().modes.at(0),
+              (VirtualDisplayMode{500, 600, 60}));
+}
+
+TEST_F(AppDelegateTest, UnplugOfTheFramesDisplayRestartsFromTheStoredDisplay)
+{
+    settings_.setDisplayID(otherDisplay);
+    launch();
+    ASSERT_EQ(delegate_->capture()->display()->displayID, otherDisplay);
+
+    platform_.screens().remove(otherDisplay);
+    platform_.screens().notify();
+    queue().advance(500ms);
+    EXPECT_TRUE(delegate_->isRestarting());
+    capture().stream().completeStop();
+    finishStart();
+    EXPECT_EQ(delegate_->capture()->display()->displayID, mainDisplay);
+    EXPECT_EQ(settings_.displayID(), otherDisplay);
+}
+
+TEST_F(AppDelegateTest, ChangedScaleRestarts)
+{
+    launch();
+    platform_.screens().list.front().backingScaleFactor = 2;
+    platform_.screens().notify();
+    queue().advance(500ms);
+    EXPECT_TRUE(delegate_->isRestarting());
+}
+
+TEST_F(AppDelegateTest, ChangedFrameRestarts)
+{
+    launch();
+    platform_.screens().list.front().frame.width = 1280;
+    platform_.screens().notify();
+    queue().advance(500ms);
+    EXPECT_TRUE(delegate_->isRestarting());
+}
+
+TEST_F(AppDelegateTest, ChangedMenuBarAloneDoesNotRestart)
+{
+    launch();
+    platform_.screens().list.front().visibleFrame = {0, 0, 1920, 1050};
+    platform_.screens().notify();
+    queue().advance(500ms);
+    EXPECT_FALSE(delegate_->isRestarting());
+    EXPECT_EQ(capture().stream().stops, 0);
+    EXPECT_EQ(delegate_->editor()->overlay().regionFrame(), (Rect{0, 479, 800, 600}));
+}
+
+TEST_F(AppDelegateTest, ThreeNotificationsWithinHalfASecondCauseOneCheckHalfASecondAfterTheLast)
+{
+    launch();
+    platform_.screens().remove(mainDisplay);
+    platform_.screens().notify();
+    queue().advance(200ms);
+    platform_.screens().notify();
+    queue().advance(200ms);
+    platform_.screens().notify();
+    queue().advance(499ms);
+    EXPECT_FALSE(delegate_->isRestarting());
+    queue().advance(1ms);
+    EXPECT_TRUE(delegate_->isRestarting());
+
+    capture().stream().completeStop();
+    platform_.screens().main = otherDisplay;
+    finishStart();
+    queue().advance(2s);
+    EXPECT_EQ(streams(), 2U);
+    EXPECT_FALSE(delegate_->isRestarting());
+}
+
+TEST_F(AppDelegateTest, SecondRestartDuringARestartIsIgnored)
+{
+    launch();
+    platform_.screens().list.front().backingScaleFactor = 2;
+    delegate_->checkCapturedDisplay();
+    ASSERT_TRUE(delegate_->isRestarting());
+    delegate_->checkCapturedDisplay();
+    settings_.setDisplayID(otherDisplay);
+    settle();
+    EXPECT_EQ(capture().stream().stops, 1);
+
+    capture().stream().completeStop();
+    EXPECT_EQ(capture().contentRequests, 2);
+    finishStart();
+    settle();
+    EXPECT_EQ(streams(), 2U);
+    EXPECT_EQ(delegate_->capture()->display()->displayID, otherDisplay) << "the restart reads the newest settings";
+}
+
+TEST_F(AppDelegateTest, ContentThatComesAfterARestartStartsOnlyTheNewCapture)
+{
+    launch();
+    platform_.screens().list.front().backingScaleFactor = 2;
+    delegate_->checkCapturedDisplay();
+    capture().stream().completeStop();
+    ASSERT_EQ(capture().pendingContent.size(), 1U);
+    answerContent();
+    EXPECT_EQ(streams(), 2U);
+    EXPECT_TRUE(capture().pendingContent.empty());
+}
+
+TEST_F(AppDelegateTest, FirstLaunchWithoutPermissionShowsOnlyTheSystemsPrompt)
+{
+    capture().isPermitted = false;
+    delegate_->applicationWillFinishLaunching();
+    queue().advance(1s);
+    EXPECT_EQ(capture().accessRequests, 1);
+    EXPECT_EQ(capture().contentRequests, 0);
+    EXPECT_TRUE(settings_.hasRequestedScreenCaptureAccess());
+    EXPECT_THAT(workspace().alerts, IsEmpty());
+    EXPECT_FALSE(delegate_->editor());
+}
+
+TEST_F(AppDelegateTest, NextLaunchWithoutPermissionShowsThePermissionAlert)
+{
+    capture().isPermitted = false;
+    settings_.setHasRequestedScreenCaptureAccess(true);
+    delegate_->applicationWillFinishLaunching();
+    queue().advance(1s);
+    EXPECT_EQ(capture().accessRequests, 0);
+    EXPECT_THAT(workspace().alerts,
+                ElementsAre(Alert{AlertStyle::warning,
+                                  "Screen Recording permission needed",
+                                  "Nimbrale needs permission to record your screen. Turn it on in System Settings → "
+                                  "Privacy & Security → Screen & System Audio Recording, then quit and reopen the app.",
+                                  {"Open System Settings", "Quit"}}));
+    EXPECT_EQ(workspace().activations, 1);
+
+    workspace().answerAlert(0);
+    EXPECT_THAT(workspace().locations,
+                ElementsAre("x-apple.systempreferences:com.apple.preference.security?Privacy_ScreenCapture"));
+    EXPECT_EQ(workspace().terminations, 0);
+    queue().advance(1s);
+    EXPECT_EQ(workspace().alerts.size(), 1U) << "it stays running without a capture";
+}
+
+TEST_F(AppDelegateTest, PermissionAlertRestartsWhenTheLocationCannotBeOpened)
+{
+    capture().isPermitted = false;
+    settings_.setHasRequestedScreenCaptureAccess(true);
+    workspace().opensLocations = false;
+    delegate_->applicationWillFinishLaunching();
+    queue().advance(1s);
+    capture().isPermitted = true;
+    workspace().answerAlert(0);
+    finishStart();
+    EXPECT_TRUE(delegate_->editor());
+}
+
+TEST_F(AppDelegateTest, PermissionAlertQuits)
+{
+    capture().isPermitted = false;
+    settings_.setHasRequestedScreenCaptureAccess(true);
+    delegate_->applicationWillFinishLaunching();
+    queue().advance(1s);
+    workspace().answerAlert(1);
+    EXPECT_EQ(workspace().terminations, 1);
+    EXPECT_THAT(workspace().locations, IsEmpty());
+}
+
+TEST_F(AppDelegateTest, FailedCaptureShowsAnAlertAndTryAgainRestarts)
+{
+    delegate_->applicationWillFinishLaunching();
+    finishStart(fail(ErrorCode::captureFailedToStart, "The server said no."));
+    EXPECT_THAT(
+        workspace().alerts,
+        ElementsAre(
+            Alert{AlertStyle::warning, "Screen capture couldn't start", "The server said no.", {"Try Again", "Quit"}}));
+    EXPECT_FALSE(delegate_->editor());
+    EXPECT_FALSE(delegate_->sharedScreen().isActive());
+
+    workspace().answerAlert(0);
+    ASSERT_TRUE(delegate_->isRestarting());
+    capture().stream().completeStop();
+    finishStart();
+    EXPECT_TRUE(delegate_->editor());
+    EXPECT_EQ(workspace().alerts.size(), 1U);
+}
+
+TEST_F(AppDelegateTest, FailedQuestionForContentShowsAnAlertAndQuitEnds)
+{
+    delegate_->applicationWillFinishLaunching();
+    capture().answerContent(fail(ErrorCode::captureNoDisplayList, "No displays."));
+    ASSERT_EQ(workspace().alerts.size(), 1U);
+    EXPECT_EQ(workspace().alerts.front().informativeText, "No displays.");
+    workspace().answerAlert(1);
+    EXPECT_EQ(workspace().terminations, 1);
+    EXPECT_EQ(streams(), 0U);
+}
+
+TEST_F(AppDelegateTest, LimitationsAreToldOncePerRun)
+{
+    capture().limits = {"The pointer is missing.", "Menus are shared."};
+    launch();
+    ASSERT_EQ(workspace().alerts.size(), 1U);
+    EXPECT_EQ(workspace().alerts.front().style, AlertStyle::informational);
+    EXPECT_EQ(workspace().alerts.front().informativeText, "The pointer is missing.\nMenus are shared.");
+    workspace().answerAlert(0);
+
+    platform_.screens().list.front().backingScaleFactor = 2;
+    delegate_->checkCapturedDisplay();
+    capture().stream().completeStop();
+    finishStart();
+    EXPECT_TRUE(delegate_->editor());
+    EXPECT_EQ(workspace().alerts.size(), 1U);
+}
+
+TEST_F(AppDelegateTest, CloseButtonQuits)
+{
+    launch();
+    delegate_->editor()->onClose();
+    EXPECT_EQ(workspace().terminations, 1);
+}
+
+TEST_F(AppDelegateTest, SettingsButtonOpensTheGeneralTab)
+{
+    settings_.setSettingsTab(AppSettings::SettingsTab::recording);
+    launch();
+    delegate_->editor()->onOpenSettings();
+    EXPECT_EQ(settings_.settingsTab(), AppSettings::SettingsTab::general);
+    EXPECT_EQ(settingsWindowShown_, 1);
+    EXPECT_EQ(workspace().activations, 1);
+}
+
+TEST_F(AppDelegateTest, OpenSettingsKeepsTheLastTab)
+{
+    settings_.setSettingsTab(AppSettings::SettingsTab::recording);
+    delegate_->openSettings();
+    EXPECT_EQ(settings_.settingsTab(), AppSettings::SettingsTab::recording);
+    EXPECT_EQ(settingsWindowShown_, 1);
+}
+
+TEST_F(AppDelegateTest, EndOfADragStoresTheRegionAndResizesTheVirtualDisplay)
+{
+    launch();
+    delegate_->capture()->setRegion({100, 101, 640, 480});
+    delegate_->editor()->onRegionChange({100, 101, 640, 480});
+    delegate_->editor()->onRegionChangeEnded();
+    EXPECT_EQ(settings_.left(), 100);
+    EXPECT_EQ(settings_.top(), 100);
+    EXPECT_EQ(settings_.width(), 640);
+    EXPECT_EQ(settings_.height(), 480);
+    EXPECT_EQ(platform_.virtualDisplays().device().appliedSettings.back().modes.at(0),
+              (VirtualDisplayMode{640, 480, 60}));
+    settle();
+    EXPECT_FALSE(delegate_->isRestarting());
+}
+
+TEST_F(AppDelegateTest, MoveToAnotherDisplayStoresAllFiveAndRestartsThere)
+{
+    platform_.screens().list.back().visibleFrame = {1920, 0, 1600, 860};
+    launch();
+    const Screen& other = platform_.screens().list.back();
+    delegate_->editor()->onMoveToDisplay(otherDisplay, DisplayGeometry::of(other), {99.9, 40, 700, 500});
+    EXPECT_EQ(settings_.left(), 99);
+    EXPECT_EQ(settings_.top(), 0);
+    EXPECT_EQ(settings_.width(), 700);
+    EXPECT_EQ(settings_.height(), 500);
+    EXPECT_EQ(settings_.displayID(), otherDisplay);
+    EXPECT_FALSE(delegate_->isRestarting());
+
+    settle();
+    capture().stream().completeStop();
+    finishStart();
+    EXPECT_EQ(delegate_->capture()->display()->displayID, otherDisplay);
+    EXPECT_EQ(delegate_->capture()->region(), (Rect{99, 40, 700, 500}));
+}
+
+TEST_F(AppDelegateTest, MoveToTheStoredDisplayThatCameBackRestarts)
+{
+    settings_.setDisplayID(otherDisplay);
+    const Screen other = platform_.screens().list.back();
+    platform_.screens().remove(otherDisplay);
+    launch();
+    ASSERT_EQ(delegate_->capture()->display()->displayID, mainDisplay);
+    platform_.screens().list.push_back(other);
+
+    delegate_->editor()->onMoveToDisplay(otherDisplay, DisplayGeometry::of(other), {50, 51, 700, 500});
+    queue().runPosted();
+    ASSERT_TRUE(delegate_->isRestarting());
+    capture().stream().completeStop();
+    finishStart();
+    settle();
+    EXPECT_EQ(delegate_->capture()->display()->displayID, otherDisplay);
+    EXPECT_EQ(streams(), 2U);
+}
+
+TEST_F(AppDelegateTest, FramesReachTheSharedScreen)
+{
+    platform_.virtualDisplays().createResult = fail(ErrorCode::unsupported, "no");
+    launch();
+    Layer& root = platform_.panels().living.at(0)->rootLayer();
+    capture().stream().deliverPicture(800, 600);
+    queue().runPosted();
+    ASSERT_FALSE(root.sublayersInOrder().empty());
+    EXPECT_TRUE(root.sublayersInOrder().front()->contents());
+}
+
+TEST_F(AppDelegateTest, NothingHappensAfterItIsGone)
+{
+    launch();
+    settings_.setDisplayID(otherDisplay);
+    platform_.screens().notify();
+    delegate_.reset();
+    queue().advance(2s);
+    EXPECT_EQ(capture().contentRequests, 1);
+    EXPECT_FALSE(platform_.virtualDisplays().device().isAlive);
+    EXPECT_FALSE(capture().stream().isAlive);
+}
+
+TEST_F(AppDelegateTest, SettingsBeforeTheCaptureHasStartedDoNothing)
+{
+    delegate_->applicationWillFinishLaunching();
+    settings_.setDisplayID(otherDisplay);
+    settle();
+    EXPECT_FALSE(delegate_->isRestarting());
+    EXPECT_EQ(capture().contentRequests, 1);
+    finishStart();
+    EXPECT_EQ(delegate_->capture()->display()->displayID, otherDisplay);
+}
+
+} // namespace
+} // namespace nimbrale

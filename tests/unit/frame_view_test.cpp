@@ -1,0 +1,177 @@
+#include "share/frame_view.h"
+
+#include "tests/fakes/fake_panels.h"
+#include "tests/fakes/fake_surface.h"
+
+#include <gmock/gmock.h>
+
+namespace nimbrale {
+namespace {
+
+using testing::Contains;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+class FrameViewTest : public testing::Test {
+protected:
+    [[nodiscard]] Layer& root() { return panel.rootLayer(); }
+    [[nodiscard]] static Frame frameOf(const Rect& region, double scale)
+    {
+        return {std::make_shared<FakeSurface>(static_cast<int>(region.width * scale),
+                                              static_cast<int>(region.height * scale)),
+                region};
+    }
+
+    FakePanels panels;
+    std::unique_ptr<Panel> owner = panels.create(PanelOptions{});
+    FakePanel& panel = panels.last();
+};
+
+TEST_F(FrameViewTest, IsBlackBeforeTheFirstPicture)
+{
+    const FrameView view(root(), {100, 100, 400, 300}, 2);
+
+    EXPECT_EQ(root().backgroundColor(), (Color{0, 0, 0, 1}));
+    EXPECT_THAT(root().sublayersInOrder(), ElementsAre(&view.frameLayer()));
+    EXPECT_EQ(view.frameLayer().contents(), nullptr);
+    EXPECT_TRUE(view.frameLayer().frame().isEmpty());
+}
+
+TEST_F(FrameViewTest, PictureOfAnotherAreaStaysWhereItsContentBelongs)
+{
+    FrameView view(root(), {100, 100, 400, 300}, 2);
+
+    view.show(frameOf({90, 100, 400, 300}, 2));
+
+    EXPECT_EQ(view.frameLayer().frame(), (Rect{-20, 0, 800, 600}));
+}
+
+TEST_F(FrameViewTest, PictureFollowsTheRegionUntilTheNextOneComes)
+{
+    FrameView view(root(), {100, 100, 400, 300}, 1);
+    view.show(frameOf({100, 100, 400, 300}, 1));
+    EXPECT_EQ(view.frameLayer().frame(), (Rect{0, 0, 400, 300}));
+
+    view.setRegion({130, 90, 400, 300});
+    EXPECT_EQ(view.frameLayer().frame(), (Rect{-30, 10, 400, 300}));
+
+    view.show(frameOf({130, 90, 400, 300}, 1));
+    EXPECT_EQ(view.frameLayer().frame(), (Rect{0, 0, 400, 300}));
+}
+
+TEST_F(FrameViewTest, PictureIsSharedAndNotCopied)
+{
+    FrameView view(root(), {0, 0, 400, 300}, 1);
+    const Frame first = frameOf({0, 0, 400, 300}, 1);
+    const Frame second = frameOf({0, 0, 400, 300}, 1);
+
+    view.show(first);
+    EXPECT_EQ(view.frameLayer().contents(), first.surface);
+    EXPECT_EQ(first.surface.use_count(), 2);
+
+    view.show(second);
+    EXPECT_EQ(view.frameLayer().contents(), second.surface);
+    EXPECT_EQ(first.surface.use_count(), 1) << "the picture before must be released at once";
+}
+
+TEST_F(FrameViewTest, EachPictureAndEachMoveIsDrawnOnce)
+{
+    FrameView view(root(), {0, 0, 400, 300}, 1);
+
+    view.show(frameOf({0, 0, 400, 300}, 1));
+    EXPECT_EQ(panel.commits, 1);
+
+    view.setRegion({10, 0, 400, 300});
+    EXPECT_EQ(panel.commits, 2);
+}
+
+TEST_F(FrameViewTest, OnlyWhatChangedInThePictureIsDrawnAnew)
+{
+    FrameView view(root(), {0, 0, 400, 300}, 2);
+    view.show(frameOf({0, 0, 400, 300}, 1));
+    panel.invalidated.clear();
+
+    const std::vector<PixelRect> changed = {{10, 20, 30, 40}};
+    view.show({std::make_shared<FakeSurface>(400, 300, 1, changed), {0, 0, 400, 300}});
+
+    EXPECT_THAT(panel.invalidated, ElementsAre(Rect{20, 40, 60, 80}));
+}
+
+TEST_F(FrameViewTest, WebcamLiesAboveThePictureAtItsBoxTimesTheZoom)
+{
+    FrameView view(root(), {100, 100, 400, 300}, 2);
+    const auto webcam = std::make_shared<Layer>();
+
+    view.setWebcam({webcam, {10, 20, 160, 90}, false});
+    view.show(frameOf({100, 100, 400, 300}, 2));
+
+    EXPECT_EQ(webcam->frame(), (Rect{20, 40, 320, 180}));
+    EXPECT_EQ(webcam->zPosition(), 1);
+    EXPECT_EQ(webcam->opacity(), 1);
+    EXPECT_THAT(root().sublayersInOrder(), ElementsAre(&view.frameLayer(), webcam.get()));
+}
+
+TEST_F(FrameViewTest, WebcamStaysInPlaceWhileTheRegionMoves)
+{
+    FrameView view(root(), {100, 100, 400, 300}, 2);
+    const auto webcam = std::make_shared<Layer>();
+    view.setWebcam({webcam, {10, 20, 160, 90}, false});
+
+    view.setRegion({300, 50, 400, 300});
+
+    EXPECT_EQ(webcam->frame(), (Rect{20, 40, 320, 180}));
+}
+
+TEST_F(FrameViewTest, FadedWebcamIsDrawnAtAFifthOfItsOpacity)
+{
+    FrameView view(root(), {0, 0, 400, 300}, 1);
+    const auto webcam = std::make_shared<Layer>();
+
+    view.setWebcam({webcam, {10, 20, 160, 90}, true});
+    EXPECT_EQ(webcam->opacity(), 0.2);
+
+    view.setWebcam({webcam, {10, 20, 160, 90}, false});
+    EXPECT_EQ(webcam->opacity(), 1.0);
+}
+
+TEST_F(FrameViewTest, SwitchingTheCameraOffRemovesItsLayerAtOnce)
+{
+    FrameView view(root(), {0, 0, 400, 300}, 1);
+    const auto webcam = std::make_shared<Layer>();
+    view.setWebcam({webcam, {10, 20, 160, 90}, false});
+    panel.invalidated.clear();
+    panel.commits = 0;
+
+    view.setWebcam({});
+
+    EXPECT_EQ(webcam->superlayer(), nullptr);
+    EXPECT_EQ(webcam.use_count(), 1);
+    EXPECT_THAT(panel.invalidated, Contains(Rect{10, 20, 160, 90}));
+    EXPECT_EQ(panel.commits, 1);
+}
+
+TEST_F(FrameViewTest, AnotherWebcamLayerReplacesTheOneBefore)
+{
+    FrameView view(root(), {0, 0, 400, 300}, 1);
+    const auto first = std::make_shared<Layer>();
+    const auto second = std::make_shared<Layer>();
+    view.setWebcam({first, {10, 20, 160, 90}, false});
+
+    view.setWebcam({second, {10, 20, 160, 90}, false});
+
+    EXPECT_EQ(first->superlayer(), nullptr);
+    EXPECT_THAT(root().sublayersInOrder(), ElementsAre(&view.frameLayer(), second.get()));
+}
+
+TEST_F(FrameViewTest, WithoutAWebcamNothingIsInvalidated)
+{
+    FrameView view(root(), {0, 0, 400, 300}, 1);
+    panel.invalidated.clear();
+
+    view.setWebcam({});
+
+    EXPECT_THAT(panel.invalidated, IsEmpty());
+}
+
+} // namespace
+} // namespace nimbrale

@@ -1,0 +1,367 @@
+#include "region/region_editor.h"
+
+#include "share/virtual_display.h"
+#include "tests/fakes/offscreen_application.h"
+#include "tests/fakes/region_capture_fixture.h"
+
+#include <gmock/gmock.h>
+
+namespace nimbrale {
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+/// The fixture's main display is 1440 × 900 with a menu bar of 24 points, and the capture's region is
+/// (100, 75, 400, 300): the frame is at (100, 525, 400, 300) in screen coordinates. The side display lies to its right,
+/// 1280 × 1024, with the same bottom.
+class RegionEditorTest : public RegionCaptureTest {
+protected:
+    RegionEditorTest()
+    {
+        startOffscreenApplication();
+        startRunning();
+        makeEditorOn(*capture->geometry());
+    }
+
+    void makeEditorOn(const DisplayGeometry& geometry)
+    {
+        frameEditor = RegionEditor::create(platform, capture, geometry, settings);
+        frameEditor->onRegionChange = [this](const Rect& region) { regions.push_back(region); };
+        frameEditor->onRegionChangeEnded = [this] { events.push_back("ended"); };
+        frameEditor->onMoveToDisplay = [this](DisplayID display, const DisplayGeometry& newGeometry, const Rect& region) {
+            events.push_back("moved");
+            movedTo = RegionEditor::PendingMove{display, region, newGeometry};
+        };
+        frameEditor->onClose = [this] { events.push_back("close"); };
+        frameEditor->onOpenSettings = [this] { events.push_back("settings"); };
+        frameEditor->onToggleRecording = [this] { events.push_back("record"); };
+    }
+
+    FakePanel& panel() { return platform.panels().last(); }
+    RegionOverlayWindow& overlay() { return frameEditor->overlay(); }
+    Point centreOf(const Rect& viewRect)
+    {
+        return {viewRect.midX() + overlay().frame().x, viewRect.midY() + overlay().frame().y};
+    }
+    void press(DragZone zone)
+    {
+        const RegionOverlayLayout& layout = overlay().view().layout();
+        start = centreOf(zone == DragZone::move ? layout.handle() : layout.resizeButton());
+        panel().press(start);
+    }
+    void dragBy(double dx, double dyUp, bool isCommandHeld = false)
+    {
+        screens.mouse = {start.x + dx, start.y + dyUp};
+        panel().dragTo(screens.mouse, isCommandHeld);
+    }
+    void release() { panel().release(screens.mouse); }
+
+    std::shared_ptr<RegionEditor> frameEditor;
+    Point start;
+    std::vector<Rect> regions;
+    std::vector<std::string> events;
+    std::optional<RegionEditor::PendingMove> movedTo;
+};
+
+TEST_F(RegionEditorTest, ShowsTheFrameAroundTheRegionWithoutActivating)
+{
+    EXPECT_EQ(capture->region(), (Rect{100, 75, 400, 300}));
+    EXPECT_EQ(overlay().regionFrame(), (Rect{100, 525, 400, 300}));
+    EXPECT_EQ(overlay().screenFrame(), (Rect{0, 0, 1440, 900}));
+    EXPECT_EQ(panel().frame(), (Rect{76, 501, 448, 348}));
+    EXPECT_EQ(panel().order, FakePanel::Order::front);
+    EXPECT_EQ(platform.workspace().activations, 0);
+}
+
+TEST_F(RegionEditorTest, DragStepMovesTheCapturesRegionAndReportsIt)
+{
+    press(DragZone::move);
+    dragBy(45, -40);
+    EXPECT_EQ(capture->region(), (Rect{145, 115, 400, 300}));
+    EXPECT_THAT(regions, ElementsAre(Rect{145, 115, 400, 300}));
+    EXPECT_EQ(stream().configuration.sourceRect, (Rect{145, 115, 400, 300})) << "the capture was told";
+    EXPECT_EQ(overlay().regionFrame(), (Rect{145, 485, 400, 300}));
+    EXPECT_EQ(overlay().view().sizeLabel(), "400 × 300");
+    release();
+    EXPECT_THAT(events, ElementsAre("ended"));
+}
+
+TEST_F(RegionEditorTest, MoveSnapsWithGuidesThatSpanTheDisplay)
+{
+    press(DragZone::move);
+    dragBy(-93, 48);
+    EXPECT_EQ(capture->region(), (Rect{0, 24, 400, 300})) << "against the left edge and the menu bar";
+    EXPECT_THAT(overlay().view().guides(), ElementsAre(Rect{0, 0, 0, 900}, Rect{0, 876, 1440, 0}));
+}
+
+TEST_F(RegionEditorTest, CommandSwitchesSnappingOffForTheStep)
+{
+    press(DragZone::move);
+    dragBy(-93, 48, true);
+    EXPECT_EQ(capture->region(), (Rect{7, 27, 400, 300}));
+    EXPECT_THAT(overlay().view().guides(), IsEmpty());
+    dragBy(-93, 48);
+    EXPECT_EQ(capture->region().x, 0) << "snaps again as soon as the key is let go";
+}
+
+TEST_F(RegionEditorTest, CommandWithSnappingOnStillClamps)
+{
+    press(DragZone::move);
+    dragBy(-130, 0, true);
+    EXPECT_EQ(capture->region(), (Rect{0, 75, 400, 300}));
+}
+
+TEST_F(RegionEditorTest, CommandSwitchesSnappingOnWhereItIsOff)
+{
+    settings.setSnappingEnabled(false);
+    press(DragZone::move);
+    dragBy(-93, 48);
+    EXPECT_EQ(capture->region(), (Rect{7, 27, 400, 300}));
+    EXPECT_THAT(overlay().view().guides(), IsEmpty());
+    dragBy(-93, 48, true);
+    EXPECT_EQ(capture->region(), (Rect{0, 24, 400, 300}));
+}
+
+TEST_F(RegionEditorTest, FramePushedOffTheLeftEdgeKeepsItsSize)
+{
+    press(DragZone::move);
+    dragBy(-400, 0);
+    EXPECT_EQ(capture->region(), (Rect{0, 75, 400, 300}));
+    EXPECT_EQ(overlay().regionFrame(), (Rect{0, 525, 400, 300})) << "the frame shows what is captured";
+}
+
+TEST_F(RegionEditorTest, ResizeBelowTheDisplaysBottomIsCutThere)
+{
+    press(DragZone::resize);
+    dragBy(50, -700);
+    EXPECT_EQ(capture->region(), (Rect{100, 75, 450, 825}));
+    EXPECT_EQ(overlay().regionFrame(), (Rect{100, 0, 450, 825}));
+}
+
+TEST_F(RegionEditorTest, ResizeSnapsToAFractionOfTheArea)
+{
+    press(DragZone::resize);
+    dragBy(326, -20);
+    EXPECT_EQ(capture->region(), (Rect{100, 75, 720, 320}));
+    EXPECT_THAT(overlay().view().guides(), ElementsAre(Rect{820, 0, 0, 900}));
+    EXPECT_EQ(overlay().view().sizeLabel(), "720 × 320 · ½ width");
+}
+
+TEST_F(RegionEditorTest, MoveThatEndsOverAnotherDisplayIsHandedUp)
+{
+    press(DragZone::move);
+    dragBy(1600, -40);
+    ASSERT_TRUE(frameEditor->pendingMove());
+    EXPECT_EQ(frameEditor->pendingMove()->displayID, sideDisplay);
+    EXPECT_THAT(regions, IsEmpty());
+    EXPECT_EQ(capture->region(), (Rect{100, 75, 400, 300})) << "the capture stays as it was";
+    EXPECT_EQ(panel().frame(), (Rect{1440, 0, 1280, 1024})) << "the panel covers the new display";
+    release();
+    EXPECT_THAT(events, ElementsAre("moved"));
+    EXPECT_EQ(movedTo->displayID, sideDisplay);
+    EXPECT_EQ(movedTo->geometry, (DisplayGeometry{{1280, 1024}, {1440, 0, 1280, 1024}, 0}));
+    EXPECT_EQ(movedTo->region, (Rect{260, 239, 400, 300}));
+    EXPECT_EQ(frameEditor->pendingMove(), std::nullopt);
+}
+
+TEST_F(RegionEditorTest, RegionIsClampedAndSnappedToTheOtherDisplay)
+{
+    press(DragZone::move);
+    // The pointer is on the side display while most of the frame is not yet.
+    dragBy(1200, -40);
+    EXPECT_EQ(frameEditor->pendingMove()->region.x, 0);
+    dragBy(1338, -40);
+    EXPECT_EQ(frameEditor->pendingMove()->region, (Rect{0, 239, 400, 300}));
+    EXPECT_THAT(overlay().view().guides(), ElementsAre(Rect{1440, 0, 0, 1024}));
+    EXPECT_EQ(overlay().regionFrame(), (Rect{1440, 485, 400, 300}));
+}
+
+TEST_F(RegionEditorTest, CommandSwitchesSnappingOffOnTheOtherDisplayToo)
+{
+    press(DragZone::move);
+    dragBy(1345, 0, true);
+    EXPECT_EQ(frameEditor->pendingMove()->region.x, 5);
+    EXPECT_THAT(overlay().view().guides(), IsEmpty());
+}
+
+TEST_F(RegionEditorTest, MoveThatComesBackEndsOnTheFirstDisplay)
+{
+    press(DragZone::move);
+    dragBy(1600, 0);
+    dragBy(45, -40);
+    EXPECT_EQ(frameEditor->pendingMove(), std::nullopt);
+    EXPECT_EQ(panel().frame(), (Rect{0, 0, 1440, 900}));
+    release();
+    EXPECT_THAT(events, ElementsAre("ended"));
+    EXPECT_EQ(capture->region(), (Rect{145, 115, 400, 300}));
+    EXPECT_EQ(panel().frame(), (Rect{121, 461, 448, 348}));
+}
+
+TEST_F(RegionEditorTest, ResizeNeverLeavesTheDisplay)
+{
+    press(DragZone::resize);
+    dragBy(1600, -25);
+    EXPECT_EQ(frameEditor->pendingMove(), std::nullopt);
+    EXPECT_EQ(capture->region(), (Rect{100, 75, 1340, 325}));
+}
+
+TEST_F(RegionEditorTest, DisplayWithoutIdentifierCountsAsTheCurrentOne)
+{
+    screens.list.front().displayID = 0;
+    press(DragZone::move);
+    dragBy(1600, 0);
+    EXPECT_EQ(frameEditor->pendingMove(), std::nullopt);
+    EXPECT_EQ(capture->region().x, 1040);
+}
+
+TEST_F(RegionEditorTest, PointerOnNoDisplayStaysOnTheCurrentOne)
+{
+    press(DragZone::move);
+    dragBy(0, 2000);
+    EXPECT_EQ(frameEditor->pendingMove(), std::nullopt);
+    EXPECT_EQ(capture->region(), (Rect{100, 0, 400, 300}));
+}
+
+TEST_F(RegionEditorTest, OwnVirtualDisplayNeverTakesTheFrame)
+{
+    auto made = VirtualDisplay::create(platform.virtualDisplays(), screens, queue);
+    ASSERT_TRUE(made);
+    const auto own = VirtualDisplay::currentDisplayID();
+    ASSERT_TRUE(own);
+    screens.list.front().displayID = *own;
+    press(DragZone::move);
+    dragBy(1600, 0);
+    EXPECT_EQ(frameEditor->pendingMove(), std::nullopt);
+}
+
+TEST_F(RegionEditorTest, CaptureWithoutGeometryKeepsItsRegion)
+{
+    const DisplayGeometry geometry = *capture->geometry();
+    capture = RegionCapture::create(screenCapture, screens, queue, settings);
+    capture->setRegion({100, 75, 400, 300});
+    screens.list.erase(screens.list.begin()); // A capture without display takes every display for another one.
+    screens.list.front().displayID = 0;
+    makeEditorOn(geometry);
+    press(DragZone::move);
+    dragBy(45, 0);
+    EXPECT_THAT(regions, ElementsAre(Rect{100, 75, 400, 300}));
+    EXPECT_EQ(overlay().regionFrame(), (Rect{100, 525, 400, 300}));
+}
+
+TEST_F(RegionEditorTest, CaptureWithoutDisplayTakesEveryDisplayForAnotherOne)
+{
+    const DisplayGeometry geometry = *capture->geometry();
+    capture = RegionCapture::create(screenCapture, screens, queue, settings);
+    capture->setRegion({100, 75, 400, 300});
+    makeEditorOn(geometry);
+    press(DragZone::move);
+    dragBy(45, 0);
+    ASSERT_TRUE(frameEditor->pendingMove());
+    EXPECT_EQ(frameEditor->pendingMove()->displayID, mainDisplay);
+}
+
+TEST_F(RegionEditorTest, ShowRegionMovesTheFrame)
+{
+    frameEditor->showRegion({10, 30, 200, 100});
+    EXPECT_EQ(overlay().regionFrame(), (Rect{10, 770, 200, 100}));
+    EXPECT_EQ(panel().frame(), (Rect{-14, 746, 248, 148}));
+    EXPECT_FALSE(panel().invalidated.empty());
+}
+
+TEST_F(RegionEditorTest, ShowRegionDuringADragHasNoEffect)
+{
+    press(DragZone::move);
+    dragBy(45, -40);
+    frameEditor->showRegion({10, 30, 200, 100});
+    EXPECT_EQ(overlay().regionFrame(), (Rect{145, 485, 400, 300}));
+    EXPECT_EQ(panel().frame(), (Rect{0, 0, 1440, 900}));
+}
+
+TEST_F(RegionEditorTest, StartOfADragEndsTextEditing)
+{
+    press(DragZone::resize);
+    EXPECT_EQ(platform.workspace().focusDrops, 1);
+    dragBy(5, 5);
+    EXPECT_EQ(platform.workspace().focusDrops, 1);
+}
+
+TEST_F(RegionEditorTest, ButtonsArePassedUp)
+{
+    for (const FrameButton button : allFrameButtons) {
+        const Point centre = centreOf(overlay().view().layout().button(button));
+        panel().press(centre);
+        panel().release(centre);
+    }
+    EXPECT_THAT(events, ElementsAre("close", "settings", "record"));
+    EXPECT_EQ(platform.workspace().focusDrops, 0);
+}
+
+TEST_F(RegionEditorTest, CallbacksThatAreNotSetAreSkipped)
+{
+    frameEditor->onClose = nullptr;
+    frameEditor->onRegionChange = nullptr;
+    frameEditor->onRegionChangeEnded = nullptr;
+    const Point centre = centreOf(overlay().view().layout().button(FrameButton::close));
+    panel().press(centre);
+    panel().release(centre);
+    press(DragZone::move);
+    dragBy(45, 0);
+    release();
+    EXPECT_THAT(events, IsEmpty());
+    EXPECT_EQ(capture->region().x, 145);
+}
+
+TEST_F(RegionEditorTest, CloseHidesTheFrameAndStopsItsTimer)
+{
+    frameEditor->close();
+    EXPECT_EQ(panel().order, FakePanel::Order::out);
+    EXPECT_EQ(queue.pendingTimers(), 0U);
+    EXPECT_FALSE(overlay().isWatchingPointer());
+}
+
+TEST_F(RegionEditorTest, CloseButtonMayReleaseTheEditor)
+{
+    frameEditor->onClose = [this] {
+        frameEditor->close();
+        frameEditor.reset();
+    };
+    const Point centre = centreOf(overlay().view().layout().button(FrameButton::close));
+    panel().press(centre);
+    panel().release(centre);
+    queue.runPosted();
+    EXPECT_THAT(platform.panels().living, IsEmpty());
+}
+
+TEST_F(RegionEditorTest, EndOfAMoveMayReplaceTheEditor)
+{
+    frameEditor->onMoveToDisplay = [this](DisplayID, const DisplayGeometry& geometry, const Rect& region) {
+        frameEditor->close();
+        capture->setRegion(region);
+        makeEditorOn(geometry);
+    };
+    press(DragZone::move);
+    dragBy(1600, -40);
+    release();
+    queue.runPosted();
+    ASSERT_EQ(platform.panels().living.size(), 1U);
+    EXPECT_EQ(overlay().regionFrame(), (Rect{1700, 485, 400, 300}));
+}
+
+TEST_F(RegionEditorTest, StepAfterTheEditorIsGoneLeavesTheFrameAsDragged)
+{
+    const std::shared_ptr<RegionOverlayWindow> left = overlay().shared_from_this();
+    press(DragZone::move);
+    frameEditor.reset();
+    const RegionOverlayWindow::Change change = left->onChange({1, 2, 300, 200}, DragZone::move, false);
+    EXPECT_EQ(change.frame, (Rect{1, 2, 300, 200}));
+    EXPECT_THAT(change.guides, IsEmpty());
+    EXPECT_EQ(change.label, "");
+    EXPECT_EQ(change.screenFrame, std::nullopt);
+    left->onChangeEnded();
+    left->onClose();
+    EXPECT_THAT(events, IsEmpty());
+}
+
+} // namespace
+} // namespace nimbrale

@@ -1,0 +1,202 @@
+#include "ui/general_settings.h"
+
+#include "ui/number_field.h"
+#include "ui/secondary_label.h"
+#include "ui/settings_section.h"
+
+#include <QCheckBox>
+#include <QComboBox>
+#include <QCoreApplication>
+#include <QFrame>
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QSignalBlocker>
+#include <QSpinBox>
+
+#include <algorithm>
+#include <utility>
+
+namespace nimbrale {
+
+namespace {
+
+constexpr int displayPickerWidth = 260;
+constexpr int fieldSpacing = 16;
+constexpr int largestFramerate = 120;
+
+QString translated(const char* text)
+{
+    return QCoreApplication::translate("GeneralSettings", text);
+}
+
+QWidget* makeRow(QWidget* first, QWidget* second)
+{
+    auto* row = new QWidget;
+    auto* layout = new QHBoxLayout(row);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->setSpacing(fieldSpacing);
+    layout->addWidget(first);
+    layout->addWidget(second);
+    row->setFocusProxy(first);
+    return row;
+}
+
+QFrame* makeDivider()
+{
+    auto* divider = new QFrame;
+    divider->setFrameStyle(static_cast<int>(QFrame::HLine) | static_cast<int>(QFrame::Sunken));
+    return divider;
+}
+
+} // namespace
+
+GeneralSettings::GeneralSettings(AppSettings& settings, DisplayList displays, QWidget* parent)
+    : QWidget(parent), settings_(settings), displays_(std::move(displays))
+{
+    auto* layout = new QVBoxLayout(this);
+    layout->addWidget(makeDisplaySection());
+    for (SettingsSection* section : {makePositionSection(), makeDimensionsSection(), makePerformanceSection(),
+                                     makeSnappingSection(), makeNotificationsSection()}) {
+        layout->addWidget(makeDivider());
+        layout->addWidget(section);
+    }
+    layout->addStretch();
+    refresh();
+}
+
+SettingsSection* GeneralSettings::makeDisplaySection()
+{
+    display_ = new QComboBox;
+    display_->setFixedWidth(displayPickerWidth);
+    display_->setAccessibleName(translated(QT_TRANSLATE_NOOP("GeneralSettings", "Display")));
+    connect(display_, &QComboBox::activated, this,
+            [this](int index) { settings_.setDisplayID(display_->itemData(index).toLongLong()); });
+    auto* section = new SettingsSection(translated(QT_TRANSLATE_NOOP("GeneralSettings", "&Display")), display_);
+    section->setNote(translated(
+        QT_TRANSLATE_NOOP("GeneralSettings", "Position is relative to this display. You can also drag the yellow frame "
+                                             "to move or resize it.")));
+    return section;
+}
+
+SettingsSection* GeneralSettings::makePositionSection()
+{
+    const QString unit = translated(QT_TRANSLATE_NOOP("GeneralSettings", "px"));
+    left_ = new NumberField(translated(QT_TRANSLATE_NOOP("GeneralSettings", "&Left")),
+                            translated(QT_TRANSLATE_NOOP("GeneralSettings", "Left")), unit);
+    left_->onCommit = [this](std::int64_t value) { settings_.setLeft(value); };
+    top_ = new NumberField(translated(QT_TRANSLATE_NOOP("GeneralSettings", "&Top")),
+                           translated(QT_TRANSLATE_NOOP("GeneralSettings", "Top")), unit);
+    top_->onCommit = [this](std::int64_t value) { settings_.setTop(value); };
+    return new SettingsSection(translated(QT_TRANSLATE_NOOP("GeneralSettings", "Position")), makeRow(left_, top_));
+}
+
+SettingsSection* GeneralSettings::makeDimensionsSection()
+{
+    const QString unit = translated(QT_TRANSLATE_NOOP("GeneralSettings", "px"));
+    width_ = new NumberField(translated(QT_TRANSLATE_NOOP("GeneralSettings", "&Width")),
+                             translated(QT_TRANSLATE_NOOP("GeneralSettings", "Width")), unit);
+    width_->onCommit = [this](std::int64_t value) { settings_.setWidth(value); };
+    height_ = new NumberField(translated(QT_TRANSLATE_NOOP("GeneralSettings", "&Height")),
+                              translated(QT_TRANSLATE_NOOP("GeneralSettings", "Height")), unit);
+    height_->onCommit = [this](std::int64_t value) { settings_.setHeight(value); };
+    return new SettingsSection(translated(QT_TRANSLATE_NOOP("GeneralSettings", "Dimensions")),
+                               makeRow(width_, height_));
+}
+
+SettingsSection* GeneralSettings::makePerformanceSection()
+{
+    auto* row = new QWidget;
+    auto* label = new QLabel(translated(QT_TRANSLATE_NOOP("GeneralSettings", "&Framerate")), row);
+    framerate_ = new QSpinBox(row);
+    framerate_->setRange(1, largestFramerate);
+    framerate_->setKeyboardTracking(false); // A half-typed number is not stored.
+    framerate_->setAccessibleName(translated(QT_TRANSLATE_NOOP("GeneralSettings", "Framerate")));
+    label->setBuddy(framerate_);
+    connect(framerate_, &QSpinBox::valueChanged, this, [this](int value) { settings_.setFramerate(value); });
+    auto* largest = new SecondaryLabel(
+        translated(QT_TRANSLATE_NOOP("GeneralSettings", "Max: ")) + QString::number(largestFramerate), row);
+
+    auto* layout = new QHBoxLayout(row);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->addWidget(label);
+    layout->addWidget(framerate_);
+    layout->addWidget(largest);
+    return new SettingsSection(translated(QT_TRANSLATE_NOOP("GeneralSettings", "Performance")), row);
+}
+
+SettingsSection* GeneralSettings::makeSnappingSection()
+{
+    snapping_ = new QCheckBox(
+        translated(QT_TRANSLATE_NOOP("GeneralSettings", "&Snap to halves, thirds and quarters of the screen")));
+    connect(snapping_, &QCheckBox::clicked, this, [this](bool checked) { settings_.setSnappingEnabled(checked); });
+    snappingSection_ = new SettingsSection(translated(QT_TRANSLATE_NOOP("GeneralSettings", "Snapping")), snapping_);
+    return snappingSection_;
+}
+
+SettingsSection* GeneralSettings::makeNotificationsSection()
+{
+    notifications_ =
+        new QCheckBox(translated(QT_TRANSLATE_NOOP("GeneralSettings", "Show &notifications in the share")));
+    connect(notifications_, &QCheckBox::clicked, this,
+            [this](bool checked) { settings_.setShareNotifications(checked); });
+    notificationsSection_ =
+        new SettingsSection(translated(QT_TRANSLATE_NOOP("GeneralSettings", "Notifications")), notifications_);
+    return notificationsSection_;
+}
+
+void GeneralSettings::refresh()
+{
+    refreshDisplays();
+    left_->setValue(settings_.left());
+    top_->setValue(settings_.top());
+    width_->setValue(settings_.width());
+    height_->setValue(settings_.height());
+    const std::int64_t framerate = std::clamp<std::int64_t>(settings_.framerate(), 1, largestFramerate);
+    if (framerate_->value() != framerate) {
+        const QSignalBlocker blocker(framerate_);
+        framerate_->setValue(static_cast<int>(framerate));
+    }
+    snapping_->setChecked(settings_.snappingEnabled());
+    notifications_->setChecked(settings_.shareNotifications());
+    refreshNotes();
+}
+
+void GeneralSettings::refreshDisplays()
+{
+    std::vector<std::pair<QString, qlonglong>> entries{
+        {translated(QT_TRANSLATE_NOOP("GeneralSettings", "Main display")), 0}};
+    for (const Screen& screen : displays_())
+        entries.emplace_back(QString::fromStdString(screen.name), screen.displayID);
+
+    bool isSame = std::cmp_equal(display_->count(), entries.size());
+    for (int index = 0; isSame && index < display_->count(); ++index) {
+        const auto& [name, value] = entries[static_cast<std::size_t>(index)];
+        isSame = display_->itemText(index) == name && display_->itemData(index).toLongLong() == value;
+    }
+    if (!isSame) { // Filling the list closes it, which is not to happen under the user's hand.
+        display_->clear();
+        for (const auto& [name, value] : entries)
+            display_->addItem(name, value);
+    }
+    // A display that is not connected leaves no entry selected.
+    const int stored = display_->findData(static_cast<qlonglong>(settings_.displayID()));
+    if (display_->currentIndex() != stored)
+        display_->setCurrentIndex(stored);
+}
+
+void GeneralSettings::refreshNotes()
+{
+    snappingSection_->setNote(
+        snapping_->isChecked()
+            ? translated(QT_TRANSLATE_NOOP("GeneralSettings", "Hold ⌘ while dragging to disable snapping temporarily."))
+            : translated(
+                  QT_TRANSLATE_NOOP("GeneralSettings", "Hold ⌘ while dragging to enable snapping temporarily.")));
+    notificationsSection_->setNote(
+        notifications_->isChecked()
+            ? translated(QT_TRANSLATE_NOOP("GeneralSettings",
+                                           "Notification banners that appear inside the frame are shared, too."))
+            : translated(QT_TRANSLATE_NOOP("GeneralSettings", "Notification banners are left out of what you share, "
+                                                              "even inside the frame.")));
+}
+
+} // namespace nimbrale

@@ -1,0 +1,57 @@
+#pragma once
+
+#include "app/app_settings.h"
+#include "platform/screens.h"
+
+#include <QWidget>
+
+#include <functional>
+#include <vector>
+
+class QCheckBox;
+class QComboBox;
+class QSpinBox;
+
+namespace nimbrale {
+
+class NumberField;
+class SettingsSection;
+
+/// The displays that the frame can be on, in the system's order.
+using DisplayList = std::function<std::vector<Screen>()>;
+
+/// The controls for the frame: display, position, dimensions, frame rate, snapping and notifications. Each is bound to
+/// its setting: a change is stored at once, and changes made elsewhere show with `refresh`.
+class GeneralSettings final : public QWidget {
+public:
+    /// `settings` must outlive the widget.
+    GeneralSettings(AppSettings& settings, DisplayList displays, QWidget* parent = nullptr);
+
+    /// Shows what the settings hold and which displays there are now. Writes nothing.
+    void refresh();
+
+private:
+    [[nodiscard]] SettingsSection* makeDisplaySection();
+    [[nodiscard]] SettingsSection* makePositionSection();
+    [[nodiscard]] SettingsSection* makeDimensionsSection();
+    [[nodiscard]] SettingsSection* makePerformanceSection();
+    [[nodiscard]] SettingsSection* makeSnappingSection();
+    [[nodiscard]] SettingsSection* makeNotificationsSection();
+    void refreshDisplays();
+    void refreshNotes();
+
+    AppSettings& settings_;
+    DisplayList displays_;
+    QComboBox* display_ = nullptr;
+    NumberField* left_ = nullptr;
+    NumberField* top_ = nullptr;
+    NumberField* width_ = nullptr;
+    NumberField* height_ = nullptr;
+    QSpinBox* framerate_ = nullptr;
+    QCheckBox* snapping_ = nullptr;
+    SettingsSection* snappingSection_ = nullptr;
+    QCheckBox* notifications_ = nullptr;
+    SettingsSection* notificationsSection_ = nullptr;
+};
+
+} // namespace nimbrale

@@ -1,0 +1,42 @@
+#pragma once
+
+#include "app/app_settings.h"
+#include "ui/general_settings.h"
+
+#include <QDialog>
+
+#include <functional>
+
+namespace nimbrale {
+
+/// The window where the user edits the settings. Every change is stored at once; there is nothing to confirm. While it
+/// is shown it follows changes made elsewhere, and what the user is typing stays. Main thread only.
+class SettingsWindow final : public QDialog {
+public:
+    /// `settings` must outlive the window. `displays` are those that the frame can be on.
+    SettingsWindow(AppSettings& settings, DisplayList displays);
+
+    /// The window became the one that takes the user's keys, or ceased to be.
+    std::function<void(bool isKey)> onKeyChanged;
+
+    /// Shows the window, brings it to the front and gives it the keyboard.
+    void present();
+    /// The list of displays changed.
+    void displaysDidChange();
+
+protected:
+    void changeEvent(QEvent* event) override;
+    void showEvent(QShowEvent* event) override;
+    void hideEvent(QHideEvent* event) override;
+
+private:
+    void scheduleRefresh();
+    void setKey(bool isKey);
+
+    GeneralSettings* general_;
+    Subscription settingsObserver_;
+    bool isRefreshScheduled_ = false;
+    bool isKey_ = false;
+};
+
+} // namespace nimbrale
