@@ -3,6 +3,7 @@
 
 #include <QApplication>
 #include <QMessageBox>
+#include <QTranslator>
 
 #include <cstdio>
 #include <cstdlib>
@@ -60,6 +61,9 @@ int main(int argc, char** argv)
     QApplication::setApplicationName("Nimbrale");
     QApplication::setApplicationVersion(NIMBRALE_VERSION);
     QApplication::setDesktopFileName("nimbrale");
+    QTranslator systemWords;
+    if (systemWords.load(":/translations/nimbrale_en_linux.qm"))
+        QApplication::installTranslator(&systemWords);
 
     auto platform = nimbrale::createPlatform();
     if (!platform) {

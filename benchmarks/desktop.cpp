@@ -3,6 +3,8 @@
 #include "benchmarks/measure.h"
 #include "tests/support/x_reply.h"
 
+#include <algorithm>
+#include <span>
 #include <xcb/xcb.h>
 
 namespace nimbrale::benchmarks {
@@ -39,13 +41,22 @@ std::unique_ptr<test::Process> startContent(test::PrivateDesktop& desktop, const
 
 std::uint32_t windowAt(const test::PrivateDesktop& desktop, const QPoint& place)
 {
-    const xcb_window_t root = desktop.screen().root;
-    const Reply<xcb_translate_coordinates_reply_t> reply(xcb_translate_coordinates_reply(
-        desktop.connection(),
-        xcb_translate_coordinates(desktop.connection(), root, root, static_cast<std::int16_t>(place.x()),
-                                  static_cast<std::int16_t>(place.y())),
-        nullptr));
-    return reply ? reply->child : xcb_window_t{XCB_WINDOW_NONE};
+    // TranslateCoordinates would be one request, but it passes over windows that let clicks through.
+    xcb_connection_t* connection = desktop.connection();
+    const Reply<xcb_query_tree_reply_t> tree(
+        xcb_query_tree_reply(connection, xcb_query_tree(connection, desktop.screen().root), nullptr));
+    if (!tree)
+        return XCB_WINDOW_NONE;
+    const std::span<const xcb_window_t> children(xcb_query_tree_children(tree.get()), tree->children_len);
+    const auto topmost = std::find_if(children.rbegin(), children.rend(), [&](xcb_window_t window) {
+        const Reply<xcb_get_geometry_reply_t> geometry(
+            xcb_get_geometry_reply(connection, xcb_get_geometry(connection, window), nullptr));
+        const Reply<xcb_get_window_attributes_reply_t> attributes(
+            xcb_get_window_attributes_reply(connection, xcb_get_window_attributes(connection, window), nullptr));
+        return geometry && attributes && attributes->map_state == XCB_MAP_STATE_VIEWABLE &&
+               QRect(geometry->x, geometry->y, geometry->width, geometry->height).contains(place);
+    });
+    return topmost == children.rend() ? xcb_window_t{XCB_WINDOW_NONE} : *topmost;
 }
 
 } // namespace nimbrale::benchmarks

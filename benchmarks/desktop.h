@@ -20,7 +20,7 @@ namespace nimbrale::benchmarks {
 [[nodiscard]] std::unique_ptr<test::Process> startContent(test::PrivateDesktop& desktop, const std::string& mode,
                                                           const QRect& area, int framesPerSecond);
 
-/// The child of the root that is seen at a place in root pixels; 0 when there is none.
+/// The topmost child of the root that covers a place, in root pixels, clicks let through or not; 0 when there is none.
 [[nodiscard]] std::uint32_t windowAt(const test::PrivateDesktop& desktop, const QPoint& place);
 
 inline constexpr QSize fullHd{1920, 1080};

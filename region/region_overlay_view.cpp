@@ -97,8 +97,11 @@ void RegionOverlayView::windowWillMove(const Rect& oldFrame)
 {
     const double dx = oldFrame.x - overlayWindow_.frame().x;
     const double dy = oldFrame.y - overlayWindow_.frame().y;
-    for (Rect& rect : coveredRects_)
-        rect = rect.movedBy(dx, dy);
+    // A resized panel keeps its picture in place on the screen, one that merely moves may take it along: what was
+    // painted is to be drawn anew wherever it can be by now.
+    const std::vector<Rect> takenAlong = coveredRects_;
+    for (const Rect& rect : takenAlong)
+        coveredRects_.push_back(rect.movedBy(dx, dy));
     updateLayout();
 }
 

@@ -4,6 +4,7 @@
 #include <QEvent>
 #include <QScreen>
 #include <QScrollArea>
+#include <QScrollBar>
 #include <QShortcut>
 #include <QVBoxLayout>
 
@@ -13,8 +14,18 @@ namespace nimbrale {
 
 namespace {
 
-/// The part of a small screen that the window leaves free at least.
-constexpr double largestShareOfScreen = 0.9;
+/// The part of a small screen's height that the window takes at most.
+constexpr double largestShareOfScreen = 0.85;
+
+/// As large as `content` wants, or as the screen allows, with room for the scroll bar then.
+QSize sizeFor(const QScrollArea& scrollArea, const QWidget& content)
+{
+    const QSize wanted = content.sizeHint();
+    const int largestHeight = static_cast<int>(scrollArea.screen()->availableSize().height() * largestShareOfScreen);
+    if (wanted.height() <= largestHeight)
+        return wanted;
+    return {wanted.width() + scrollArea.verticalScrollBar()->sizeHint().width(), largestHeight};
+}
 
 } // namespace
 
@@ -34,9 +45,10 @@ SettingsWindow::SettingsWindow(AppSettings& settings, DisplayList displays)
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
     layout->addWidget(scrollArea);
-    resize(general_->sizeHint().boundedTo(screen()->availableSize() * largestShareOfScreen));
+    resize(sizeFor(*scrollArea, *general_));
 
-    connect(new QShortcut(QKeySequence::Close, this), &QShortcut::activated, this, [this] { close(); });
+    for (const QKeySequence& keys : {QKeySequence(QKeySequence::Close), QKeySequence(Qt::Key_Escape)})
+        connect(new QShortcut(keys, this), &QShortcut::activated, this, [this] { close(); });
     settingsObserver_ = settings.observeChanges([this] { scheduleRefresh(); });
 }
 
@@ -71,7 +83,7 @@ void SettingsWindow::scheduleRefresh()
 
 void SettingsWindow::changeEvent(QEvent* event)
 {
-    QDialog::changeEvent(event);
+    QWidget::changeEvent(event);
     if (event->type() == QEvent::ActivationChange)
         setKey(isVisible() && isActiveWindow());
 }
@@ -79,12 +91,12 @@ void SettingsWindow::changeEvent(QEvent* event)
 void SettingsWindow::showEvent(QShowEvent* event)
 {
     general_->refresh();
-    QDialog::showEvent(event);
+    QWidget::showEvent(event);
 }
 
 void SettingsWindow::hideEvent(QHideEvent* event)
 {
-    QDialog::hideEvent(event);
+    QWidget::hideEvent(event);
     setKey(false);
 }
 

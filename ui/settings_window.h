@@ -3,7 +3,7 @@
 #include "app/app_settings.h"
 #include "ui/general_settings.h"
 
-#include <QDialog>
+#include <QWidget>
 
 #include <functional>
 
@@ -11,7 +11,7 @@ namespace nimbrale {
 
 /// The window where the user edits the settings. Every change is stored at once; there is nothing to confirm. While it
 /// is shown it follows changes made elsewhere, and what the user is typing stays. Main thread only.
-class SettingsWindow final : public QDialog {
+class SettingsWindow final : public QWidget {
 public:
     /// `settings` must outlive the window. `displays` are those that the frame can be on.
     SettingsWindow(AppSettings& settings, DisplayList displays);

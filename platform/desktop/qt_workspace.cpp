@@ -3,6 +3,7 @@
 #include <QAbstractButton>
 #include <QApplication>
 #include <QDesktopServices>
+#include <QFileInfo>
 #include <QLabel>
 #include <QMessageBox>
 #include <QProcess>
@@ -67,7 +68,8 @@ bool QtWorkspace::openLocation(const std::string& location)
     const QUrl url(QString::fromStdString(location), QUrl::StrictMode);
     if (!url.isValid() || url.isRelative())
         return false;
-    if (!url.isLocalFile() && !hasHandler(url.scheme()))
+    const bool canBeOpened = url.isLocalFile() ? QFileInfo::exists(url.toLocalFile()) : hasHandler(url.scheme());
+    if (!canBeOpened)
         return false;
     return QDesktopServices::openUrl(url);
 }

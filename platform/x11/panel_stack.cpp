@@ -1,7 +1,7 @@
 #include "platform/x11/panel_stack.h"
 
 #include "platform/x11/handles.h"
-#include "platform/x11/root_events.h"
+#include "platform/x11/window_events.h"
 
 #include <algorithm>
 
@@ -48,7 +48,7 @@ PanelStack::PanelStack(Connection& connection, EventDispatcher& events, MainQueu
     : connection_(connection), queue_(queue)
 {
     handler_ = events.add([this](const xcb_generic_event_t& event) { handle(event); });
-    addRootEventMask(connection_, XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY);
+    addWindowEvents(connection_, connection_.root(), XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY);
 }
 
 bool PanelStack::isOurs(xcb_window_t window) const
@@ -113,7 +113,8 @@ void PanelStack::handle(const xcb_generic_event_t& event)
     default:
         return;
     }
-    if (isAbove && !isOurs(moved))
+    // The window that may stand above comes and goes at its own pace, and its place says where ours are to be.
+    if ((isAbove || windowAbove_ != XCB_NONE) && !isOurs(moved))
         scheduleCheck();
 }
 

@@ -4,6 +4,7 @@
 #include "platform/x11/composite_overlay.h"
 #include "platform/x11/handles.h"
 #include "platform/x11/randr_layout.h"
+#include "platform/x11/window_events.h"
 
 #include <algorithm>
 #include <array>
@@ -53,6 +54,7 @@ struct VirtualArea::Impl {
     void leaveOverlay();
     void exposeAll() const;
     void moveInto(xcb_window_t parent, xcb_window_t window) const;
+    void keepOrder() const;
 };
 
 void VirtualArea::Impl::handle(const xcb_generic_event_t& event)
@@ -68,6 +70,22 @@ void VirtualArea::Impl::handle(const xcb_generic_event_t& event)
     if (overlay.window() != XCB_WINDOW_NONE && type == extensions.shape.firstEvent + XCB_SHAPE_NOTIFY &&
         eventAs<xcb_shape_notify_event_t>(event).affected_window == overlay.window())
         overlay.open(pixels);
+    if (type == XCB_CONFIGURE_NOTIFY && !windows.empty() && overlay.window() == XCB_WINDOW_NONE &&
+        eventAs<xcb_configure_notify_event_t>(event).window == windows.back())
+        keepOrder();
+}
+
+// Whoever moves the frontmost window in the stack, a panel that gives way to a window that the user works in, takes the
+// ones behind it along.
+void VirtualArea::Impl::keepOrder() const
+{
+    for (std::size_t index = windows.size() - 1; index > 0; --index) {
+        const std::array<std::uint32_t, 2> values = {windows[index], XCB_STACK_MODE_BELOW};
+        mayFail(connection.get(),
+                xcb_configure_window_checked(connection.get(), windows[index - 1],
+                                             XCB_CONFIG_WINDOW_SIBLING | XCB_CONFIG_WINDOW_STACK_MODE, values.data()));
+    }
+    connection.flush();
 }
 
 bool VirtualArea::Impl::hasCompositor() const
@@ -200,6 +218,7 @@ VirtualArea::VirtualArea(Connection& connection, EventDispatcher& events, MainQu
                                       XCB_XFIXES_SELECTION_EVENT_MASK_SET_SELECTION_OWNER |
                                           XCB_XFIXES_SELECTION_EVENT_MASK_SELECTION_WINDOW_DESTROY |
                                           XCB_XFIXES_SELECTION_EVENT_MASK_SELECTION_CLIENT_CLOSE);
+    addWindowEvents(connection, connection.root(), XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY);
     impl_->eventHandler = events.add([this](const xcb_generic_event_t& event) { impl_->handle(event); });
 }
 

@@ -81,6 +81,16 @@ protected:
         return values;
     }
 
+    /// Compositing managers take a plain colour of the root for no background at all.
+    void addBackdrop()
+    {
+        Scene::Window backdrop;
+        backdrop.geometry = {0, 0, 1280, 720};
+        backdrop.seed = 0;
+        backdrop.colour = background;
+        scene->add("backdrop", backdrop);
+    }
+
     /// Among the windows that the window manager manages.
     [[nodiscard]] xcb_window_t clientWithTitle(const std::string& title)
     {
@@ -138,9 +148,10 @@ TEST_F(X11PanelTest, aPointIsTwoPixelsAtScaleTwo)
 
 TEST_F(X11PanelTest, followsACompositorThatComesAndGoes)
 {
-    startDesktop({});
+    startScene({});
     if (IsSkipped())
         return;
+    addBackdrop();
     const auto panel = showFrame();
     for (int round = 0; round < 2; ++round) {
         desktop->startCompositor();
@@ -359,9 +370,10 @@ TEST_P(X11PanelOnBothTest, growingToTheWholeDisplayKeepsThePictureInPlace)
 {
     Options options;
     options.compositor = GetParam();
-    startDesktop(options);
+    startScene(options);
     if (IsSkipped())
         return;
+    addBackdrop();
     const auto panel = host->makePanel(panelPlace);
     int paintings = 0;
     // Anchored to the screen, as a frame that is dragged is.

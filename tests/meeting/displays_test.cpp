@@ -45,7 +45,8 @@ TEST_F(Displays, AFrameDraggedOntoTheSecondDisplayIsSharedFromThere)
     meeting_->desktop().movePointer({20, 20});
     EXPECT_TRUE(waitUntil([&] { return meeting_->application().storedRegion() == onSecond.translated(-1600, 0); },
                           Milliseconds{2000}));
-    EXPECT_NE(meeting_->application().storedValue("settingsDisplayID"), "0");
+    EXPECT_TRUE(
+        waitUntil([&] { return meeting_->application().storedValue("settingsDisplayID") != "0"; }, Milliseconds{1000}));
     EXPECT_TRUE(meeting_->showsContentOf(onSecond));
 
     // The display goes, and the frame comes to one that is there; it goes back when its display does.
@@ -56,7 +57,8 @@ TEST_F(Displays, AFrameDraggedOntoTheSecondDisplayIsSharedFromThere)
             return display && !display->geometry.intersects(firstDisplay);
         },
         Milliseconds{5000}));
-    meeting_->placeMovement({1000, 400});
+    // Its place on the first display is the one that it had on the second.
+    meeting_->placeMovement(onSecond.translated(-1600, 0).center());
     EXPECT_TRUE(meeting_->call().waitForChangesReceived(10, Milliseconds{8000})) << "no share after the unplugging";
 
     meeting_->desktop().plug("VNC-1", secondDisplay);

@@ -34,7 +34,7 @@ protected:
         EXPECT_TRUE(waitUntil([&] { return meeting_->application().storedRegion() == region; }, left()))
             << "stored is " << describe(meeting_->application().storedRegion()) << " instead of " << describe(region);
         EXPECT_TRUE(meeting_->application().waitForVirtualDisplay(region.size(), left()));
-        EXPECT_TRUE(meeting_->call().waitForTrackSize(region.size(), left()));
+        EXPECT_TRUE(meeting_->call().waitForTrackSize(Meeting::sharedPart(region).size(), left()));
         EXPECT_TRUE(meeting_->showsContentOf(region));
     }
 
@@ -139,7 +139,9 @@ TEST_F(FrameDrag, GuidesAreShownWhileSnapped)
     EXPECT_TRUE(isShown) << "kept as " << keepImage(desktop.screenshot(), "desktop");
     desktop.releaseButton();
     desktop.movePointer({20, 20});
-    expectToHaveSettledOn({550, 150, 500, 350});
+    const QRect settled(550, 150, 500, 350);
+    meeting_->placeMovement(settled.center());
+    expectToHaveSettledOn(settled);
 }
 
 TEST_F(FrameDrag, TheCloseButtonEndsTheShare)

@@ -13,16 +13,16 @@ const QRect region(300, 200, 500, 350);
 /// The rectangle around everything that is clearly not the quiet wall, the moving window left out.
 std::vector<QRect> strangers(const Meeting& meeting, const QImage& picture)
 {
-    const QImage wall = meeting.contentOf(region);
+    const QRgb wall = meeting.quietColour().rgb();
+    const QRect moving = meeting.movementArea().adjusted(-2, -2, 2, 2).translated(-region.topLeft());
     QImage seen(picture.size(), QImage::Format_Grayscale8);
     seen.fill(0);
     for (int y = 0; y < picture.height(); ++y) {
         for (int x = 0; x < picture.width(); ++x) {
             const QRgb there = picture.pixel(x, y);
-            const QRgb usual = wall.pixel(x, y);
-            const int difference = std::abs(qRed(there) - qRed(usual)) + std::abs(qGreen(there) - qGreen(usual)) +
-                                   std::abs(qBlue(there) - qBlue(usual));
-            if (usual != qRgb(0, 0, 0) && difference > 60)
+            const int difference = std::abs(qRed(there) - qRed(wall)) + std::abs(qGreen(there) - qGreen(wall)) +
+                                   std::abs(qBlue(there) - qBlue(wall));
+            if (difference > 60 && !moving.contains(x, y))
                 seen.setPixel(x, y, qRgb(255, 255, 255));
         }
     }

@@ -43,9 +43,10 @@ void expectToShareExactly(const Meeting::Options& options)
     EXPECT_EQ(display->geometry.size(), region.size());
     const BrowserCall::State state = meeting->call().state();
     EXPECT_EQ(state.surface, "monitor");
-    EXPECT_EQ(state.settingsSize, region.size());
+    EXPECT_EQ(state.settingsSize, Meeting::sharedPart(region).size());
+    EXPECT_TRUE(meeting->displayShowsContentOf(region));
     EXPECT_TRUE(meeting->showsContentOf(region));
-    EXPECT_EQ(meeting->call().state().received.size, region.size());
+    EXPECT_EQ(meeting->call().state().received.size, Meeting::sharedPart(region).size());
     EXPECT_EQ(meeting->application().quit(), 0);
 }
 

@@ -73,7 +73,7 @@ std::unique_ptr<Meeting> Meeting::start(const Options& options, std::string& rea
     if (!meeting->call_)
         return nullptr;
     EXPECT_TRUE(meeting->call_->share()) << meeting->call_->failure();
-    EXPECT_TRUE(meeting->call_->waitForTrackSize(region.size(), Milliseconds{5000}))
+    EXPECT_TRUE(meeting->call_->waitForTrackSize(sharedPart(region).size(), Milliseconds{5000}))
         << "the track is " << meeting->call_->trackSize().width() << "x" << meeting->call_->trackSize().height();
     return meeting;
 }
@@ -124,6 +124,25 @@ QImage Meeting::contentOf(const QRect& pixels) const
     return withoutWhatMoves(content_.copy(pixels), pixels);
 }
 
+QRect Meeting::sharedPart(const QRect& pixels)
+{
+    return {pixels.x(), pixels.y(), pixels.width() / 2 * 2, pixels.height() / 2 * 2};
+}
+
+testing::AssertionResult Meeting::displayShowsContentOf(const QRect& pixels, Milliseconds timeout) const
+{
+    const QImage expected = contentOf(pixels);
+    QImage picture;
+    static_cast<void>(waitUntil(
+        [&] {
+            const auto display = desktop_->monitorNamed("Nimbrale");
+            picture = display ? withoutWhatMoves(desktop_->screenshot(display->geometry), pixels) : QImage();
+            return imagesAreAlike(picture, expected);
+        },
+        timeout, Milliseconds{50}));
+    return imagesMatch(picture, expected) << " (on the virtual display)";
+}
+
 testing::AssertionResult Meeting::trackShowsContentOf(const QRect& pixels, Milliseconds timeout)
 {
     return pictureShows([this] { return call_->trackImage(); }, pixels, {sharedColours, sharedGreys}, timeout)
@@ -143,9 +162,10 @@ testing::AssertionResult Meeting::showsContentOf(const QRect& pixels, Millisecon
     return testing::AssertionSuccess();
 }
 
-testing::AssertionResult Meeting::pictureShows(const std::function<QImage()>& take, const QRect& pixels,
+testing::AssertionResult Meeting::pictureShows(const std::function<QImage()>& take, const QRect& region,
                                                const Tolerances& tolerances, Milliseconds timeout) const
 {
+    const QRect pixels = sharedPart(region);
     const QImage colours = contentOf(pixels);
     const QImage greys = withoutIslands(colours, pixels);
     QImage picture;
@@ -165,6 +185,11 @@ void Meeting::dragFrame(const QRect& region, QPoint corner, int steps, Milliseco
 {
     const QPoint handle = Application::handleOf(region);
     desktop_->drag(pixels(handle), pixels(handle + corner - region.topLeft()), steps, pause);
+}
+
+QColor Meeting::quietColour()
+{
+    return quietGreen;
 }
 
 void Meeting::restartApplication(std::string& reason)

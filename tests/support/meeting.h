@@ -45,6 +45,8 @@ public:
     [[nodiscard]] QRect pixels(const QRect& points) const;
     [[nodiscard]] QPoint pixels(QPoint points) const { return points * scale_; }
 
+    /// What a browser takes of a screen: its video has even sizes, so that an odd last column or row is left out.
+    [[nodiscard]] static QRect sharedPart(const QRect& pixels);
     /// What the desktop shows there without the application, in pixels. Where the content moves, and around
     /// the pointer, it is black.
     [[nodiscard]] QImage contentOf(const QRect& pixels) const;
@@ -52,6 +54,9 @@ public:
     /// colours within 4), for the far side to show it within the codec's error (16, colours 24), and for both to move.
     [[nodiscard]] testing::AssertionResult showsContentOf(const QRect& pixels,
                                                           Milliseconds timeout = Milliseconds{5000});
+    /// Waits for the virtual display itself to show the content, bit for bit.
+    [[nodiscard]] testing::AssertionResult displayShowsContentOf(const QRect& pixels,
+                                                                 Milliseconds timeout = Milliseconds{3000}) const;
     /// Waits for the shared track alone to show the content.
     [[nodiscard]] testing::AssertionResult trackShowsContentOf(const QRect& pixels, Milliseconds timeout);
 
@@ -60,8 +65,12 @@ public:
     /// Puts the moving window's middle there, in pixels.
     void placeMovement(QPoint middle);
 
+    /// In pixels.
+    [[nodiscard]] QRect movementArea() const { return movementArea_; }
+    /// The colour of the wall that has no pattern.
+    [[nodiscard]] static QColor quietColour();
+
     void restartApplication(std::string& reason);
-    void forgetApplication() { application_.reset(); }
 
 private:
     Meeting() = default;
@@ -71,7 +80,7 @@ private:
         ImageTolerance greys;
     };
     void fillDesktop(bool isPatterned);
-    [[nodiscard]] testing::AssertionResult pictureShows(const std::function<QImage()>& take, const QRect& pixels,
+    [[nodiscard]] testing::AssertionResult pictureShows(const std::function<QImage()>& take, const QRect& region,
                                                         const Tolerances& tolerances, Milliseconds timeout) const;
     [[nodiscard]] QImage withoutWhatMoves(QImage picture, const QRect& pixels) const;
 

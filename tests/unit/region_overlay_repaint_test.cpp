@@ -60,6 +60,10 @@ private:
     void follow()
     {
         const Rect frame = panel_.frame();
+        if (frame.size() == frame_.size()) { // A window that only moves takes its picture along.
+            frame_ = frame;
+            return;
+        }
         QImage moved = blank(frame);
         QPainter painter(&moved);
         painter.drawImage(QPointF(frame_.x - frame.x, frame.maxY() - frame_.maxY()), picture_);
@@ -164,6 +168,13 @@ TEST_F(RegionOverlayRepaintTest, WhatIsDrawnInPartsIsWhatWouldBeDrawnWhole)
         window->setRegionFrame({between(0, 200) - 0.0, between(0, 150) - 0.0, between(100, 300) - 0.0, 150});
         window->setFrame(window->frameAtRest());
         ASSERT_NO_FATAL_FAILURE(check("a new region"));
+        // From the screen's left edge to its right: the border lies inside on another side.
+        window->setRegionFrame(window->regionFrame().movedBy(-window->regionFrame().x, 0));
+        window->setFrame(window->frameAtRest());
+        ASSERT_NO_FATAL_FAILURE(check("a region moved to the left edge"));
+        window->setRegionFrame(window->regionFrame().movedBy(620 - window->regionFrame().width, 0));
+        window->setFrame(window->frameAtRest());
+        ASSERT_NO_FATAL_FAILURE(check("a region moved to the right edge"));
     }
 }
 

@@ -1,0 +1,289 @@
+// Layer trees against real X servers: surfaces, paintings and colours, drawn exactly and no more than is needed.
+
+#include "tests/desktop/panel_host.h"
+#include "tests/support/image_compare.h"
+#include "tests/support/scene.h"
+
+#include <array>
+
+namespace nimbrale::test {
+namespace {
+
+using Options = PrivateDesktop::Options;
+
+QImage noise(QSize size, int seed)
+{
+    QImage image(size, QImage::Format_RGB32);
+    for (int y = 0; y < size.height(); ++y) {
+        for (int x = 0; x < size.width(); ++x)
+            image.setPixelColor(x, y, QColor((x * 37 + seed) % 256, (y * 53 + seed) % 256, (x * y + seed) % 256));
+    }
+    return image;
+}
+
+QImage filled(QSize size, const QColor& colour)
+{
+    QImage image(size, QImage::Format_RGB32);
+    image.fill(colour);
+    return image;
+}
+
+class X11LayersTest : public PanelTest {
+protected:
+    [[nodiscard]] std::shared_ptr<x11::X11Surface> surfaceOf(const QImage& image)
+    {
+        return std::make_shared<x11::X11Surface>(
+            host->makePixmap(image), std::vector<PixelRect>{{0, 0, image.width(), image.height()}}, x11::SyncPoint{});
+    }
+
+    /// A full-screen panel of 64 × 48 points at the screen's top-left.
+    [[nodiscard]] std::unique_ptr<Panel> showOpaque()
+    {
+        auto panel = host->makePanel({0, 0, 64, 48}, PanelStyle::fullScreen);
+        panel->orderFront();
+        return panel;
+    }
+
+    [[nodiscard]] static std::shared_ptr<Layer> addLayer(Layer& parent, const Rect& frame)
+    {
+        auto layer = std::make_shared<Layer>();
+        layer->setFrame(frame);
+        parent.addSublayer(layer);
+        return layer;
+    }
+};
+
+TEST_F(X11LayersTest, aSurfaceOfTheSameSizeIsShownPixelByPixelAndTheRestIsBlack)
+{
+    startDesktop({});
+    if (IsSkipped())
+        return;
+    const QImage picture = noise({40, 30}, 1);
+    const auto panel = showOpaque();
+    const auto layer = addLayer(panel->rootLayer(), {-10, 5, 40, 30});
+    layer->setContents(surfaceOf(picture));
+
+    QImage expected = filled({64, 48}, Qt::black);
+    QPainter(&expected).drawImage(-10, 5, picture);
+    EXPECT_TRUE(imagesMatch(pictureOf({0, 0, 64, 48}), expected));
+
+    layer->setFrame({20, 10, 40, 30});
+    expected.fill(Qt::black);
+    QPainter(&expected).drawImage(20, 10, picture);
+    EXPECT_TRUE(imagesMatch(pictureOf({0, 0, 64, 48}), expected));
+}
+
+TEST_F(X11LayersTest, aSurfaceOfTwoPixelsAPointIsExactAtScaleTwo)
+{
+    Options options;
+    options.dotsPerInch = 192;
+    startDesktop(options);
+    if (IsSkipped())
+        return;
+    const QImage picture = noise({128, 96}, 2);
+    const auto panel = showOpaque();
+    addLayer(panel->rootLayer(), {0, 0, 64, 48})->setContents(surfaceOf(picture));
+    EXPECT_TRUE(imagesMatch(pictureOf({0, 0, 128, 96}), picture));
+}
+
+TEST_F(X11LayersTest, aSurfaceIsStretchedToTheLayerUpToItsEdges)
+{
+    startDesktop({});
+    if (IsSkipped())
+        return;
+    QImage halves = filled({16, 12}, Qt::red);
+    QPainter(&halves).fillRect(8, 0, 8, 12, Qt::blue);
+    const auto panel = showOpaque();
+    addLayer(panel->rootLayer(), {0, 0, 64, 48})->setContents(surfaceOf(halves));
+    const QImage shown = pictureOf({0, 0, 64, 48});
+    for (const auto& [x, y, colour] : std::array<std::tuple<int, int, QColor>, 6>{{{0, 0, Qt::red},
+                                                                                   {0, 47, Qt::red},
+                                                                                   {28, 20, Qt::red},
+                                                                                   {35, 20, Qt::blue},
+                                                                                   {63, 0, Qt::blue},
+                                                                                   {63, 47, Qt::blue}}})
+        EXPECT_EQ(shown.pixelColor(x, y), colour) << x << ", " << y;
+    // In between the two are mixed.
+    EXPECT_GT(shown.pixelColor(31, 20).blue(), 0);
+    EXPECT_GT(shown.pixelColor(32, 20).red(), 0);
+}
+
+TEST_F(X11LayersTest, onlyWhatTheNextPictureCallsChangedIsDrawn)
+{
+    startDesktop({});
+    if (IsSkipped())
+        return;
+    const auto panel = showOpaque();
+    const auto layer = addLayer(panel->rootLayer(), {0, 0, 64, 48});
+    const auto storage = host->makePixmap(filled({64, 48}, Qt::red));
+    layer->setContents(
+        std::make_shared<x11::X11Surface>(storage, std::vector<PixelRect>{{0, 0, 64, 48}}, x11::SyncPoint{}));
+    EXPECT_TRUE(imagesMatch(pictureOf({0, 0, 64, 48}), filled({64, 48}, Qt::red)));
+
+    host->paintPixmap(storage->pixmap(), filled({64, 48}, Qt::green));
+    layer->setContents(std::make_shared<x11::X11Surface>(
+        storage, std::vector<PixelRect>{{10, 10, 5, 5}, {40, 20, 8, 1}}, x11::SyncPoint{}));
+    QImage expected = filled({64, 48}, Qt::red);
+    QPainter painter(&expected);
+    painter.fillRect(10, 10, 5, 5, Qt::green);
+    painter.fillRect(40, 20, 8, 1, Qt::green);
+    painter.end();
+    EXPECT_TRUE(imagesMatch(pictureOf({0, 0, 64, 48}), expected));
+}
+
+TEST_F(X11LayersTest, layersStandByTheirPositionAndBlendByTheirOpacity)
+{
+    startDesktop({});
+    if (IsSkipped())
+        return;
+    const auto panel = showOpaque();
+    const auto front = addLayer(panel->rootLayer(), {10, 10, 20, 20});
+    front->setZPosition(1);
+    front->setContents(surfaceOf(filled({20, 20}, QColor(200, 100, 50))));
+    front->setOpacity(0.2);
+    const auto back = addLayer(panel->rootLayer(), {0, 0, 64, 48});
+    back->setContents(surfaceOf(filled({64, 48}, QColor(0, 0, 250))));
+    const auto painted = addLayer(panel->rootLayer(), {40, 30, 10, 10});
+    painted->setZPosition(2);
+    PaintedRects{{{{0, 0, 4, 4}, Qt::white}, {{4, 4, 4, 4}, QColor(255, 0, 0, 128)}}}.applyTo(*painted);
+
+    QImage expected = filled({64, 48}, QColor(0, 0, 250));
+    QPainter painter(&expected);
+    painter.setOpacity(0.2);
+    painter.fillRect(10, 10, 20, 20, QColor(200, 100, 50));
+    painter.setOpacity(1);
+    painter.fillRect(40, 30, 4, 4, Qt::white);
+    painter.fillRect(44, 34, 4, 4, QColor(255, 0, 0, 128));
+    painter.end();
+    EXPECT_TRUE(imagesMatch(pictureOf({0, 0, 64, 48}), expected, {1, 0}));
+
+    front->setOpacity(1);
+    front->setZPosition(-1);
+    painted->removeFromSuperlayer();
+    EXPECT_TRUE(imagesMatch(pictureOf({0, 0, 64, 48}), filled({64, 48}, QColor(0, 0, 250))));
+    back->setHidden(true);
+    expected.fill(Qt::black);
+    QPainter(&expected).fillRect(10, 10, 20, 20, QColor(200, 100, 50));
+    EXPECT_TRUE(imagesMatch(pictureOf({0, 0, 64, 48}), expected));
+}
+
+TEST_F(X11LayersTest, waitsForWhoeverMakesThePicture)
+{
+    startDesktop({});
+    if (IsSkipped())
+        return;
+    const auto panel = showOpaque();
+    xcb_connection_t* const maker = desktop->connection();
+    const xcb_sync_counter_t counter = xcb_generate_id(maker);
+    xcb_sync_create_counter(maker, counter, {0, 0});
+    desktop->synchronize();
+
+    const auto storage = host->makePixmap(filled({64, 48}, Qt::red));
+    host->connection->synchronize();
+    addLayer(panel->rootLayer(), {0, 0, 64, 48})
+        ->setContents(std::make_shared<x11::X11Surface>(storage, std::vector<PixelRect>{{0, 0, 64, 48}},
+                                                        x11::SyncPoint{counter, 7}));
+    QCoreApplication::processEvents();
+    host->connection->flush();
+    sleepFor(Milliseconds{100});
+    EXPECT_NE(desktop->pixel(30, 30), QColor(Qt::red));
+    xcb_sync_set_counter(maker, counter, {0, 7});
+    desktop->synchronize();
+    EXPECT_TRUE(desktop->waitForPixel(30, 30, Qt::red));
+}
+
+TEST_F(X11LayersTest, aTransactionDrawsWhenItEnds)
+{
+    startDesktop({});
+    if (IsSkipped())
+        return;
+    const auto panel = showOpaque();
+    {
+        const LayerTransaction transaction(panel->rootLayer());
+        panel->rootLayer().setBackgroundColor(Color{1, 0, 0, 1});
+        panel->rootLayer().setBackgroundColor(Color{0, 0, 1, 1});
+    }
+    host->connection->synchronize();
+    EXPECT_EQ(desktop->pixel(30, 30), QColor(Qt::blue));
+}
+
+TEST_F(X11LayersTest, onlyCoveredRectanglesArePaintedAndWhatIsGivenUpIsOpenAgain)
+{
+    startDesktop({});
+    if (IsSkipped())
+        return;
+    const auto panel = host->makePanel({0, 0, 1280, 720});
+    Layer& layer = panel->rootLayer();
+    std::vector<Rect> painted;
+    layer.setPainter([&](QPainter& painter, const Rect& dirty) {
+        painted.push_back(dirty);
+        painter.fillRect(QRectF(dirty.x, dirty.y, dirty.width, dirty.height), Qt::green);
+    });
+    layer.setCoverage({{10, 10, 100, 5}, {300, 300, 20, 20}});
+    panel->orderFront();
+    EXPECT_EQ(painted, (std::vector<Rect>{{10, 10, 100, 5}, {300, 300, 20, 20}}));
+    painted.clear();
+
+    layer.setCoverage({{14, 10, 100, 5}, {300, 300, 20, 20}});
+    layer.setNeedsDisplay({10, 10, 100, 5});
+    layer.setNeedsDisplay({14, 10, 100, 5});
+    QImage expected = filled({400, 400}, background);
+    QPainter painter(&expected);
+    painter.fillRect(14, 10, 100, 5, Qt::green);
+    painter.fillRect(300, 300, 20, 20, Qt::green);
+    painter.end();
+    EXPECT_TRUE(imagesMatch(pictureOf({0, 0, 400, 400}), expected));
+    EXPECT_EQ(painted, (std::vector<Rect>{{14, 10, 100, 5}}));
+}
+
+/// Root windows of fewer and of more bits than the usual, and servers without shared memory or large requests.
+class X11LayersOnServersTest : public X11LayersTest, public testing::WithParamInterface<Options> {};
+
+TEST_P(X11LayersOnServersTest, surfacesAndPaintingsAreShown)
+{
+    startDesktop(GetParam());
+    if (IsSkipped())
+        return;
+    const auto panel = host->makePanel({0, 0, 400, 300}, PanelStyle::fullScreen);
+    panel->orderFront();
+    const QImage picture = noise({40, 30}, 3);
+    const auto surface = surfaceOf(picture);
+    addLayer(panel->rootLayer(), {20, 10, 40, 30})->setContents(surface);
+    const auto painting = addLayer(panel->rootLayer(), {0, 100, 400, 200});
+    PaintedRects{{{{0, 0, 400, 200}, Qt::red}}}.applyTo(*painting);
+
+    // What the server itself makes of those colours at this depth.
+    const QImage whole = pictureOf({0, 0, 400, 300});
+    EXPECT_TRUE(imagesMatch(whole.copy(20, 10, 40, 30), picture, {desktop->screen().root_depth == 16 ? 8 : 1, 0}));
+    EXPECT_TRUE(imagesMatch(whole.copy(0, 100, 400, 200), filled({400, 200}, Qt::red), {8, 0}));
+    EXPECT_EQ(whole.pixelColor(5, 5), QColor(Qt::black));
+
+    const auto overlay = host->makePanel({0, 320, 1200, 400});
+    const PaintedRects large{{{{0, 0, 1200, 400}, QColor(0, 0, 255)}}};
+    large.applyTo(overlay->rootLayer());
+    overlay->orderFront();
+    EXPECT_TRUE(imagesMatch(pictureOf({0, 320, 1200, 400}), filled({1200, 400}, Qt::blue), {8, 0}));
+}
+
+Options server(int depth, std::vector<std::string> arguments)
+{
+    Options options;
+    options.server = PrivateDesktop::Server::xvfb;
+    options.depth = depth;
+    options.serverArguments = std::move(arguments);
+    return options;
+}
+
+std::string serverName(const testing::TestParamInfo<Options>& parameter)
+{
+    const std::array names{"depth16", "depth30", "withoutSharedMemory", "withoutLargeRequests"};
+    return names.at(parameter.index);
+}
+
+INSTANTIATE_TEST_SUITE_P(, X11LayersOnServersTest,
+                         testing::Values(server(16, {}), server(30, {}), server(24, {"-extension", "MIT-SHM"}),
+                                         server(24, {"-extension", "MIT-SHM", "-extension", "BIG-REQUESTS"})),
+                         serverName);
+
+} // namespace
+} // namespace nimbrale::test

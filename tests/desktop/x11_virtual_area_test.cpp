@@ -1,0 +1,183 @@
+#include "tests/desktop/virtual_display_fixture.h"
+#include "tests/support/scene.h"
+
+#include <array>
+#include <gmock/gmock.h>
+#include <xcb/composite.h>
+
+namespace nimbrale::test {
+
+namespace {
+
+using Compositor = PrivateDesktop::Compositor;
+using WindowManager = PrivateDesktop::WindowManager;
+
+using VirtualAreaTest = VirtualDisplayTest;
+
+struct Managers {
+    const char* name;
+    WindowManager windowManager;
+    Compositor compositor;
+    bool needsOverlay;
+};
+
+void PrintTo(const Managers& managers, std::ostream* stream)
+{
+    *stream << managers.name;
+}
+
+class CompositedVirtualAreaTest : public VirtualDisplayTest, public testing::WithParamInterface<Managers> {
+protected:
+    void startComposited()
+    {
+        start({.width = 1280,
+               .height = 720,
+               .windowManager = GetParam().windowManager,
+               .compositor = GetParam().compositor});
+        // A compositor owns its selection before it hears of changes of the screen's size.
+        sleepFor(Milliseconds{700});
+    }
+};
+
+TEST_P(CompositedVirtualAreaTest, WindowsArriveOnTheScreen)
+{
+    startComposited();
+    if (IsSkipped())
+        return;
+    ASSERT_TRUE(desktop_->isComposited());
+    auto device = make(800, 600);
+    ASSERT_TRUE(device);
+    ASSERT_TRUE(DisplaysHost::pumpUntil([&] { return isVerified() || !unusable_.empty(); }));
+    ASSERT_EQ(unusable_, "");
+    EXPECT_EQ(host_->virtualDisplays->area().usesOverlay(), GetParam().needsOverlay);
+    EXPECT_TRUE(shows({1290, 730}, Qt::black));
+
+    const xcb_window_t window = showWindow({1280, 720, 800, 600}, 0x2060c0);
+    EXPECT_TRUE(shows({1300, 740}, QColor(0x20, 0x60, 0xc0)));
+    EXPECT_TRUE(shows({2070, 1310}, QColor(0x20, 0x60, 0xc0)));
+    ASSERT_TRUE(DisplaysHost::pumpUntil([&] { return isVerified() || !unusable_.empty(); }));
+
+    // Bigger, as after a drag of the frame: the window follows the display.
+    ASSERT_TRUE(device->applySettings(DisplaysHost::settings(1000, 700)));
+    const std::array<std::uint32_t, 2> size = {1000, 700};
+    xcb_configure_window(host_->connection->get(), window, XCB_CONFIG_WINDOW_WIDTH | XCB_CONFIG_WINDOW_HEIGHT,
+                         size.data());
+    host_->connection->flush();
+    EXPECT_TRUE(shows({2270, 1410}, QColor(0x20, 0x60, 0xc0)));
+
+    // The card comes out again when the window goes.
+    host_->virtualDisplays->area().remove(window);
+    xcb_destroy_window(host_->connection->get(), window);
+    host_->connection->flush();
+    EXPECT_TRUE(shows({1300, 740}, Qt::black));
+    device.reset();
+    EXPECT_FALSE(host_->virtualDisplays->area().usesOverlay());
+    EXPECT_EQ(desktop_->screenSize(), QSize(1280, 720));
+    EXPECT_EQ(unusable_, "");
+}
+
+TEST_P(CompositedVirtualAreaTest, TheCompositorMayGoAndComeBack)
+{
+    if (GetParam().windowManager == WindowManager::marco)
+        GTEST_SKIP() << "marco's compositor cannot be switched while it runs";
+    startComposited();
+    if (IsSkipped())
+        return;
+    auto device = make(800, 600);
+    const xcb_window_t window = showWindow({1280, 720, 800, 600}, 0x2060c0);
+    ASSERT_TRUE(DisplaysHost::pumpUntil([&] { return isVerified() || !unusable_.empty(); }));
+    const xcb_window_t other = showWindow({100, 100, 50, 50}, 0x00ff00);
+    host_->virtualDisplays->area().remove(other);
+
+    desktop_->stopCompositor();
+    ASSERT_TRUE(DisplaysHost::pumpUntil([&] { return isVerified() && !desktop_->isComposited(); }));
+    EXPECT_FALSE(host_->virtualDisplays->area().usesOverlay());
+    EXPECT_TRUE(shows({1300, 740}, QColor(0x20, 0x60, 0xc0)));
+    EXPECT_TRUE(shows({110, 110}, QColor(0x00, 0xff, 0x00)));
+
+    desktop_->startCompositor();
+    ASSERT_TRUE(DisplaysHost::pumpUntil([&] { return desktop_->isComposited(); }));
+    ASSERT_TRUE(DisplaysHost::pumpUntil([&] { return isVerified() || !unusable_.empty(); }));
+    EXPECT_EQ(host_->virtualDisplays->area().usesOverlay(), GetParam().needsOverlay);
+    EXPECT_TRUE(shows({1300, 740}, QColor(0x20, 0x60, 0xc0)));
+    EXPECT_EQ(unusable_, "");
+    host_->virtualDisplays->area().remove(window);
+}
+
+TEST_F(VirtualAreaTest, ACompositorThatMissedTheNewSizeIsWorkedAround)
+{
+    // picom takes no notice of the screen growing while it starts.
+    start({.width = 1280, .height = 720, .windowManager = WindowManager::openbox, .compositor = Compositor::picom});
+    if (IsSkipped())
+        return;
+    auto device = make(800, 600);
+    ASSERT_TRUE(DisplaysHost::pumpUntil([&] { return isVerified() || !unusable_.empty(); }));
+    const xcb_window_t window = showWindow({1280, 720, 1000, 700}, 0x2060c0);
+    EXPECT_TRUE(shows({2070, 1310}, QColor(0x20, 0x60, 0xc0)));
+    ASSERT_TRUE(device->applySettings(DisplaysHost::settings(1000, 700)));
+    EXPECT_TRUE(shows({2270, 1410}, QColor(0x20, 0x60, 0xc0)));
+    ASSERT_TRUE(DisplaysHost::pumpUntil([&] { return isVerified() || !unusable_.empty(); }));
+    EXPECT_EQ(unusable_, "");
+    host_->virtualDisplays->area().remove(window);
+}
+
+TEST_F(VirtualAreaTest, TheCardStaysBehindAWindowThatGivesWayToAnother)
+{
+    startOnOpenbox();
+    if (IsSkipped())
+        return;
+    const auto device = make(800, 600);
+    const xcb_window_t window = showWindow({1280, 720, 800, 600}, 0x2060c0);
+    ASSERT_TRUE(shows({1500, 900}, QColor(0x20, 0x60, 0xc0)));
+    auto other = Scene::start(*desktop_);
+    ASSERT_TRUE(other);
+    other->add("other", {.geometry = {0, 0, 100, 100}});
+    other->lower("other");
+    const std::array<std::uint32_t, 2> below = {other->identifier("other"), XCB_STACK_MODE_BELOW};
+    xcb_configure_window(host_->connection->get(), window, XCB_CONFIG_WINDOW_SIBLING | XCB_CONFIG_WINDOW_STACK_MODE,
+                         below.data());
+    host_->connection->flush();
+    sleepFor(Milliseconds{200});
+    EXPECT_TRUE(shows({1500, 900}, QColor(0x20, 0x60, 0xc0)));
+    host_->virtualDisplays->area().remove(window);
+}
+
+TEST_F(VirtualAreaTest, ACompositorThatHidesItEndsIt)
+{
+    startOnOpenbox();
+    if (IsSkipped())
+        return;
+    // It keeps a picture of its own in front of the whole overlay.
+    xcb_connection_t* const raw = desktop_->connection();
+    const xcb_window_t curtain = xcb_generate_id(raw);
+    const x11::Reply<xcb_composite_get_overlay_window_reply_t> overlay(xcb_composite_get_overlay_window_reply(
+        raw, xcb_composite_get_overlay_window(raw, desktop_->screen().root), nullptr));
+    ASSERT_TRUE(overlay);
+    const std::array<std::uint32_t, 2> values = {0x808080, 1};
+    xcb_create_window(raw, XCB_COPY_FROM_PARENT, curtain, overlay->overlay_win, 0, 0, 4000, 4000, 0,
+                      XCB_WINDOW_CLASS_INPUT_OUTPUT, XCB_COPY_FROM_PARENT, XCB_CW_BACK_PIXEL | XCB_CW_OVERRIDE_REDIRECT,
+                      values.data());
+    xcb_map_window(raw, curtain);
+    xcb_set_selection_owner(raw, curtain, host_->connection->atom("_NET_WM_CM_S0"), XCB_CURRENT_TIME);
+    desktop_->synchronize();
+    auto device = make(800, 600);
+    const std::uint32_t above = XCB_STACK_MODE_ABOVE;
+    EXPECT_TRUE(DisplaysHost::pumpUntil([&] {
+        xcb_configure_window(raw, curtain, XCB_CONFIG_WINDOW_STACK_MODE, &above);
+        desktop_->synchronize();
+        return !unusable_.empty();
+    }));
+    EXPECT_THAT(unusable_, testing::HasSubstr("compositing"));
+    EXPECT_FALSE(isVerified());
+}
+
+INSTANTIATE_TEST_SUITE_P(, CompositedVirtualAreaTest,
+                         testing::Values(Managers{"picom", WindowManager::openbox, Compositor::picom, false},
+                                         Managers{"marco", WindowManager::marco, Compositor::windowManagersOwn, false},
+                                         Managers{"xfwm4", WindowManager::xfwm4, Compositor::windowManagersOwn, true},
+                                         Managers{"kwin", WindowManager::kwin, Compositor::windowManagersOwn, true}),
+                         [](const auto& managers) { return std::string(managers.param.name); });
+
+} // namespace
+
+} // namespace nimbrale::test

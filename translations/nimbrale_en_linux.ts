@@ -1,0 +1,22 @@
+<?xml version="1.0" encoding="utf-8"?>
+<!DOCTYPE TS>
+<TS version="2.1" language="en" sourcelanguage="en">
+<context>
+    <name>AppDelegate</name>
+    <message>
+        <source>Nimbrale needs permission to record your screen. Turn it on in System Settings → Privacy &amp; Security → Screen &amp; System Audio Recording, then quit and reopen the app.</source>
+        <translation>Nimbrale needs permission to record your screen. Turn it on in your desktop's privacy settings, then quit and reopen the app.</translation>
+    </message>
+</context>
+<context>
+    <name>GeneralSettings</name>
+    <message>
+        <source>Hold ⌘ while dragging to disable snapping temporarily.</source>
+        <translation>Hold Super while dragging to disable snapping temporarily.</translation>
+    </message>
+    <message>
+        <source>Hold ⌘ while dragging to enable snapping temporarily.</source>
+        <translation>Hold Super while dragging to enable snapping temporarily.</translation>
+    </message>
+</context>
+</TS>
