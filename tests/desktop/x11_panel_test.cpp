@@ -1,126 +1,20 @@
 // Panels against real X servers: what they show, where clicks go, and how they stand among other programs' windows.
 
-#include "tests/desktop/panel_host.h"
+#include "tests/desktop/panel_test.h"
 #include "tests/support/image_compare.h"
-#include "tests/support/scene.h"
 
 #include <chrono>
-#include <cstring>
 #include <unistd.h>
 
 namespace nimbrale::test {
 namespace {
 
 using Options = PrivateDesktop::Options;
-using Compositor = PrivateDesktop::Compositor;
 using WindowManager = PrivateDesktop::WindowManager;
 
 constexpr std::uint32_t superKey = 0xffeb;
-const QColor yellow{255, 214, 10};
-const Rect panelPlace{100, 80, 300, 200};
-const QRect panelArea{100, 80, 300, 200};
-
-/// A frame with translucent corners, above and below the half.
-const PaintedRects frameWithCorners{{{{20, 20, 260, 5}, yellow},
-                                     {{20, 175, 260, 5}, yellow},
-                                     {{20, 25, 5, 150}, yellow},
-                                     {{275, 25, 5, 150}, yellow},
-                                     {{4, 4, 10, 10}, QColor(200, 40, 80, 191)},
-                                     {{286, 4, 10, 10}, QColor(200, 40, 80, 64)}}};
-
-class X11PanelTest : public PanelTest {
-protected:
-    void TearDown() override
-    {
-        scene.reset();
-        PanelTest::TearDown();
-    }
-
-    void startScene(const Options& options)
-    {
-        startDesktop(options);
-        if (IsSkipped())
-            return;
-        scene = Scene::start(*desktop);
-        ASSERT_TRUE(scene);
-    }
-
-    [[nodiscard]] std::unique_ptr<Panel> showFrame(const Rect& place = panelPlace)
-    {
-        auto panel = host->makePanel(place);
-        frameWithCorners.applyTo(panel->rootLayer());
-        panel->orderFront();
-        host->pump();
-        return panel;
-    }
-
-    [[nodiscard]] xcb_window_t focus()
-    {
-        xcb_connection_t* const raw = desktop->connection();
-        const x11::Reply<xcb_get_input_focus_reply_t> reply(
-            xcb_get_input_focus_reply(raw, xcb_get_input_focus(raw), nullptr));
-        return reply->focus;
-    }
-
-    [[nodiscard]] std::string property(xcb_window_t window, const std::string& name, const std::string& type)
-    {
-        xcb_connection_t* const raw = host->connection->get();
-        const x11::Reply<xcb_get_property_reply_t> reply(xcb_get_property_reply(
-            raw, xcb_get_property(raw, 0, window, host->connection->atom(name), host->connection->atom(type), 0, 1000),
-            nullptr));
-        return {static_cast<const char*>(xcb_get_property_value(reply.get())),
-                std::size_t(xcb_get_property_value_length(reply.get()))};
-    }
-
-    [[nodiscard]] std::vector<std::uint32_t> words(xcb_window_t window, const std::string& name,
-                                                   const std::string& type)
-    {
-        const std::string bytes = property(window, name, type);
-        std::vector<std::uint32_t> values(bytes.size() / 4);
-        std::memcpy(values.data(), bytes.data(), values.size() * 4);
-        return values;
-    }
-
-    /// Compositing managers take a plain colour of the root for no background at all.
-    void addBackdrop()
-    {
-        Scene::Window backdrop;
-        backdrop.geometry = {0, 0, 1280, 720};
-        backdrop.seed = 0;
-        backdrop.colour = background;
-        scene->add("backdrop", backdrop);
-    }
-
-    /// Among the windows that the window manager manages.
-    [[nodiscard]] xcb_window_t clientWithTitle(const std::string& title)
-    {
-        for (const xcb_window_t client : words(host->connection->root(), "_NET_CLIENT_LIST", "WINDOW")) {
-            if (property(client, "WM_NAME", "UTF8_STRING") == title)
-                return client;
-        }
-        return XCB_NONE;
-    }
-
-    [[nodiscard]] QRect areaOf(xcb_window_t window)
-    {
-        xcb_connection_t* const raw = host->connection->get();
-        const x11::Reply<xcb_get_geometry_reply_t> geometry(
-            xcb_get_geometry_reply(raw, xcb_get_geometry(raw, window), nullptr));
-        const x11::Reply<xcb_translate_coordinates_reply_t> place(xcb_translate_coordinates_reply(
-            raw, xcb_translate_coordinates(raw, window, host->connection->root(), 0, 0), nullptr));
-        return {place->dst_x, place->dst_y, geometry->width, geometry->height};
-    }
-
-    std::unique_ptr<Scene> scene;
-};
 
 /// With and without a compositor.
-class X11PanelOnBothTest : public X11PanelTest, public testing::WithParamInterface<Compositor> {};
-
-INSTANTIATE_TEST_SUITE_P(, X11PanelOnBothTest, testing::Values(Compositor::none, Compositor::picom),
-                         [](const auto& parameter) {
-                             return parameter.param == Compositor::none ? "withoutCompositor" : "withPicom";
-                         });
 
 TEST_F(X11PanelTest, withoutCompositorShowsWhatIsHalfOpaqueAndNothingElse)
 {
@@ -144,68 +38,6 @@ TEST_F(X11PanelTest, aPointIsTwoPixelsAtScaleTwo)
     EXPECT_EQ(panel->backingScaleFactor(), 2);
     EXPECT_TRUE(
         imagesMatch(pictureOf({100, 80, 600, 400}), frameWithCorners.over(background, panelArea.size(), 2, false)));
-}
-
-TEST_F(X11PanelTest, followsACompositorThatComesAndGoes)
-{
-    startScene({});
-    if (IsSkipped())
-        return;
-    addBackdrop();
-    const auto panel = showFrame();
-    for (int round = 0; round < 2; ++round) {
-        desktop->startCompositor();
-        if (!desktop->isComposited())
-            GTEST_SKIP() << "picom is not installed or does not start";
-        const QImage blended = frameWithCorners.over(background, panelArea.size(), 1, true);
-        EXPECT_TRUE(host->pumpUntil([&] { return desktop->pixel(100 + 288, 80 + 8) == blended.pixelColor(288, 8); },
-                                    Milliseconds{5000}));
-        EXPECT_TRUE(imagesMatch(pictureOf(panelArea), blended, {1, 0}));
-        desktop->stopCompositor();
-        host->pumpFor(Milliseconds{200});
-        EXPECT_TRUE(imagesMatch(pictureOf(panelArea), frameWithCorners.over(background, panelArea.size(), 1, false)));
-    }
-}
-
-TEST_P(X11PanelOnBothTest, onlyTheMouseRegionTakesClicks)
-{
-    Options options;
-    options.compositor = GetParam();
-    startScene(options);
-    if (IsSkipped())
-        return;
-    Scene::Window below;
-    below.geometry = {0, 0, 600, 400};
-    scene->add("below", below);
-    const auto panel = showFrame();
-    int presses = 0;
-    MouseEvent last;
-    panel->onMouseDown = [&](const MouseEvent& event) {
-        ++presses;
-        last = event;
-    };
-    // From the bottom-left: the top-left corner of the frame.
-    panel->setMouseRegion({{20, 175, 10.2, 5}});
-    host->pump();
-
-    desktop->click({250, 180});
-    EXPECT_EQ(scene->pressCount("below"), 1);
-    desktop->click({100 + 30, 80 + 22});
-    EXPECT_TRUE(host->pumpUntil([&] { return presses == 1; }));
-    EXPECT_EQ(last.locationInPanel, (Point{30, 178}));
-    EXPECT_EQ(last.screenLocation, (Point{130, 720 - 102}));
-    desktop->click({100 + 31, 80 + 22});
-    EXPECT_EQ(scene->pressCount("below"), 2);
-
-    panel->setIgnoresMouseEvents(true);
-    host->pump();
-    desktop->click({100 + 22, 80 + 22});
-    EXPECT_EQ(scene->pressCount("below"), 3);
-    panel->setIgnoresMouseEvents(false);
-    host->pump();
-    desktop->click({100 + 22, 80 + 22});
-    EXPECT_TRUE(host->pumpUntil([&] { return presses == 2; }));
-    EXPECT_EQ(scene->pressCount("below"), 3);
 }
 
 TEST_F(X11PanelTest, neverTakesTheFocus)
@@ -364,48 +196,6 @@ TEST_F(X11PanelTest, dragsDeliverTheNewestPlaceAndTheCommandKey)
     EXPECT_EQ(seen[3].first, 'u');
     EXPECT_EQ(seen[3].second.locationInPanel, (Point{1000, 20}));
     EXPECT_FALSE(seen[3].second.isCommandHeld);
-}
-
-TEST_P(X11PanelOnBothTest, growingToTheWholeDisplayKeepsThePictureInPlace)
-{
-    Options options;
-    options.compositor = GetParam();
-    startScene(options);
-    if (IsSkipped())
-        return;
-    addBackdrop();
-    const auto panel = host->makePanel(panelPlace);
-    int paintings = 0;
-    // Anchored to the screen, as a frame that is dragged is.
-    const auto paint = [&] {
-        const Rect frame = panel->frame();
-        const Rect onPanel{120 - frame.x, frame.maxY() - (720 - 100), 60, 40};
-        panel->rootLayer().setCoverage({onPanel});
-        panel->rootLayer().setPainter([&paintings, onPanel](QPainter& painter, const Rect&) {
-            ++paintings;
-            painter.fillRect(QRectF(onPanel.x, onPanel.y, onPanel.width, onPanel.height), yellow);
-        });
-    };
-    paint();
-    panel->orderFront();
-    const QImage expected = PaintedRects{{{{120, 100, 60, 40}, yellow}}}.over(background, {1280, 720}, 1, true);
-    ASSERT_TRUE(host->pumpUntil([&] { return desktop->screenshot() == expected; }));
-    paintings = 0;
-
-    for (const Rect& frame : {Rect{0, 0, 1280, 720}, host->onScreen(panelPlace)}) {
-        panel->setFrame(frame);
-        host->connection->synchronize();
-        if (GetParam() == Compositor::picom)
-            sleepFor(Milliseconds{150});
-        EXPECT_EQ(paintings, 0);
-        EXPECT_TRUE(imagesMatch(desktop->screenshot(), expected));
-        paint();
-        EXPECT_TRUE(host->pumpUntil([&] { return paintings > 0; }));
-        host->pumpFor(Milliseconds{100});
-        EXPECT_TRUE(imagesMatch(desktop->screenshot(), expected));
-        EXPECT_EQ(paintings, 1) << "exposures were painted twice";
-        paintings = 0;
-    }
 }
 
 TEST_F(X11PanelTest, theMirrorWindowIsPickableUndecoratedAndBehind)

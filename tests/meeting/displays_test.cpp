@@ -49,24 +49,29 @@ TEST_F(Displays, AFrameDraggedOntoTheSecondDisplayIsSharedFromThere)
         waitUntil([&] { return meeting_->application().storedValue("settingsDisplayID") != "0"; }, Milliseconds{1000}));
     EXPECT_TRUE(meeting_->showsContentOf(onSecond));
 
-    // The display goes, and the frame comes to one that is there; it goes back when its display does.
+    // The display goes, and the frame takes the same place on the one that is left.
+    const QRect onFirst = onSecond.translated(-1600, 0);
     meeting_->desktop().unplug("VNC-1");
-    EXPECT_TRUE(waitUntil(
+    meeting_->placeMovement(onFirst.center());
+    EXPECT_TRUE(meeting_->displayShowsContentOf(onFirst, Milliseconds{5000}));
+    EXPECT_TRUE(meeting_->showsContentOf(onFirst, Milliseconds{5000}));
+    EXPECT_TRUE(meeting_->call().state().isLive);
+
+    // It comes back to where the virtual display is by now, which makes room for it and goes on.
+    meeting_->desktop().plug("VNC-1", secondDisplay);
+    const bool hasMadeRoom = waitUntil(
         [&] {
             const auto display = meeting_->desktop().monitorNamed("Nimbrale");
-            return display && !display->geometry.intersects(firstDisplay);
+            return display && !display->geometry.intersects(secondDisplay) &&
+                   !display->geometry.intersects(firstDisplay);
         },
-        Milliseconds{5000}));
-    // Its place on the first display is the one that it had on the second.
-    meeting_->placeMovement(onSecond.translated(-1600, 0).center());
-    EXPECT_TRUE(meeting_->call().waitForChangesReceived(10, Milliseconds{8000})) << "no share after the unplugging";
-
-    meeting_->desktop().plug("VNC-1", secondDisplay);
+        Milliseconds{3000});
+    EXPECT_TRUE(hasMadeRoom);
+    EXPECT_TRUE(meeting_->showsContentOf(onFirst, Milliseconds{3000}));
     meeting_->placeMovement(onSecond.center());
+    meeting_->dragFrame(onFirst, onSecond.topLeft(), 40);
+    meeting_->desktop().movePointer({20, 20});
     EXPECT_TRUE(meeting_->showsContentOf(onSecond, Milliseconds{8000}));
-    const auto display = meeting_->desktop().monitorNamed("Nimbrale");
-    ASSERT_TRUE(display);
-    EXPECT_FALSE(display->geometry.intersects(secondDisplay)) << "the virtual display covers a real one";
 }
 
 TEST_F(Displays, AnotherProgramShrinksTheScreenAndTheShareRecovers)

@@ -22,6 +22,8 @@ std::vector<std::string> browserArguments(const BrowserCall::Options& options, c
         "--ozone-platform=x11",
         "--disable-gpu",
         "--force-device-scale-factor=1",
+        // No bar that warns of the flags: it would cover part of the page.
+        "--test-type",
         "--no-first-run",
         "--no-default-browser-check",
         "--password-store=basic",

@@ -51,7 +51,8 @@ public:
     /// the pointer, it is black.
     [[nodiscard]] QImage contentOf(const QRect& pixels) const;
     /// Waits for the shared track to show exactly the content of the rectangle (greys within 2, edges to the pixel,
-    /// colours within 4), for the far side to show it within the codec's error (16, colours 24), and for both to move.
+    /// colours within 4), for the far side to show it within the codec's error (16, colours 24, but for at most 50
+    /// pixels), and for both to move.
     [[nodiscard]] testing::AssertionResult showsContentOf(const QRect& pixels,
                                                           Milliseconds timeout = Milliseconds{5000});
     /// Waits for the virtual display itself to show the content, bit for bit.
