@@ -1,0 +1,172 @@
+// The real application where something is missing or wrong: it works around it or says what is the matter, and never
+// crashes.
+
+#include "tests/support/application.h"
+#include "tests/support/image_compare.h"
+#include "tests/support/scene.h"
+
+#include <csignal>
+#include <filesystem>
+#include <fstream>
+#include <gtest/gtest.h>
+
+namespace nimbrale::test {
+namespace {
+
+using Server = PrivateDesktop::Server;
+using WindowManager = PrivateDesktop::WindowManager;
+
+const QColor frameYellow(255, 214, 10);
+constexpr QRect region(100, 100, 400, 300);
+
+class BadInputTest : public testing::Test {
+protected:
+    void startDesktop(const PrivateDesktop::Options& options)
+    {
+        std::string reason;
+        desktop = PrivateDesktop::start(options, reason);
+        if (!desktop)
+            GTEST_SKIP() << reason;
+        desktop->setBackground(QColor(30, 60, 90));
+    }
+
+    void startApplication(const Application::Settings& settings = {.region = region})
+    {
+        std::string reason;
+        application = Application::start(*desktop, settings, reason);
+        ASSERT_TRUE(application) << reason;
+    }
+
+    void startWithSettings(const std::string& content)
+    {
+        const std::filesystem::path file = settingsFile();
+        std::filesystem::create_directories(file.parent_path());
+        std::ofstream(file) << content;
+        std::string reason;
+        application = Application::startAgain(*desktop, reason);
+        ASSERT_TRUE(application) << reason;
+    }
+
+    [[nodiscard]] std::filesystem::path settingsFile() const
+    {
+        return desktop->configFolder() / "Nimbrale" / "Nimbrale.conf";
+    }
+
+    /// The border just left of the region, half way down.
+    [[nodiscard]] bool showsFrameAround(const QRect& area) const
+    {
+        return desktop->waitForPixel(area.x() - 2, area.y() + area.height() / 2, frameYellow, Milliseconds{8000});
+    }
+
+    void expectOrderlyEnd()
+    {
+        EXPECT_TRUE(application->process().isRunning()) << application->process().output();
+        EXPECT_EQ(application->quit(), 0) << application->process().output();
+    }
+
+    std::unique_ptr<PrivateDesktop> desktop;
+    std::unique_ptr<Application> application;
+};
+
+TEST_F(BadInputTest, WithoutADisplayItSaysSo)
+{
+    std::string error;
+    const std::filesystem::path output = testOutputFolder() / "no-display.txt";
+    const auto process = Process::start((buildFolder() / "nimbrale").string(), {}, {{}, output, false}, error);
+    ASSERT_TRUE(process) << error;
+    EXPECT_EQ(process->waitForEnd(Milliseconds{5000}), 1);
+    EXPECT_NE(process->output().find("neither DISPLAY nor WAYLAND_DISPLAY is set"), std::string::npos)
+        << process->output();
+}
+
+TEST_F(BadInputTest, ADisplayThatIsNotThereEndsItWithAMessage)
+{
+    std::string error;
+    const std::filesystem::path output = testOutputFolder() / "dead-display.txt";
+    const auto process =
+        Process::start((buildFolder() / "nimbrale").string(), {}, {{{"DISPLAY", ":9876"}}, output, false}, error);
+    ASSERT_TRUE(process) << error;
+    EXPECT_EQ(process->waitForEnd(Milliseconds{5000}), 1);
+    EXPECT_NE(process->output().find("display"), std::string::npos) << process->output();
+}
+
+TEST_F(BadInputTest, WithoutRandRTheMirrorWindowServes)
+{
+    startDesktop({.server = Server::xvfb, .serverArguments = {"-extension", "RANDR"}});
+    startApplication();
+    EXPECT_TRUE(showsFrameAround(region));
+    EXPECT_TRUE(application->process().waitForOutput("Virtual display unavailable; sharing a window instead",
+                                                     Milliseconds{5000}));
+    expectOrderlyEnd();
+}
+
+TEST_F(BadInputTest, WithoutCompositeItSharesAndTellsOnce)
+{
+    startDesktop({.windowManager = WindowManager::openbox, .serverArguments = {"-extension", "Composite"}});
+    startApplication();
+    EXPECT_TRUE(showsFrameAround(region));
+    EXPECT_TRUE(application->waitForVirtualDisplay(region.size()));
+    expectOrderlyEnd();
+}
+
+TEST_F(BadInputTest, EveryDepthOfTheDisplayIsShared)
+{
+    for (const int depth : {16, 30}) {
+        startDesktop({.server = Server::xvfb, .depth = depth, .growableTo = QSize(2600, 1600)});
+        const auto scene = Scene::start(*desktop);
+        ASSERT_TRUE(scene);
+        scene->add("content", {.geometry = {50, 50, 700, 500}, .seed = 3});
+        desktop->movePointer({900, 600});
+        const QImage framed = desktop->screenshot(region);
+        startApplication();
+        ASSERT_TRUE(application->waitForVirtualDisplay(region.size())) << "depth " << depth;
+        const QRect shared = desktop->monitorNamed("Nimbrale")->geometry;
+        EXPECT_TRUE(waitUntil([&] { return desktop->screenshot(shared) == framed; }, Milliseconds{5000}))
+            << "depth " << depth;
+        expectOrderlyEnd();
+        application.reset();
+    }
+}
+
+TEST_F(BadInputTest, SettingsOfGarbageAreSetAsideAndTheDefaultsServe)
+{
+    startDesktop({});
+    startWithSettings(std::string("\x00\x01\xfe\xff garbage \x07 [[[[ = = =\n\x80\x81", 30));
+    EXPECT_TRUE(application->waitForVirtualDisplay({800, 600}));
+    bool isSetAside = false;
+    for (const auto& entry : std::filesystem::directory_iterator(settingsFile().parent_path()))
+        isSetAside |= entry.path().filename().string().rfind("Nimbrale.conf.damaged-", 0) == 0;
+    EXPECT_TRUE(isSetAside);
+    expectOrderlyEnd();
+}
+
+TEST_F(BadInputTest, NumbersOutOfRangeAreBroughtIntoTheDisplay)
+{
+    startDesktop({.width = 1280, .height = 720});
+    startWithSettings("[General]\nsettingsLeft=-99999999\nsettingsTop=123456789012\nsettingsWidth=999999999\n"
+                      "settingsHeight=-5\nsettingsFramerate=0\nsettingsDisplayID=-17\n");
+    EXPECT_TRUE(application->waitForVirtualDisplay({1280, 50}));
+    expectOrderlyEnd();
+}
+
+TEST_F(BadInputTest, AFrameRateThatNoIntervalCanHoldStopsTheProgramWithAMessage)
+{
+    startDesktop({});
+    startWithSettings("[General]\nsettingsFramerate=99999999999\n");
+    EXPECT_EQ(application->process().waitForEnd(Milliseconds{8000}), 128 + SIGABRT);
+    EXPECT_NE(application->process().output().find("programming error"), std::string::npos)
+        << application->process().output();
+}
+
+TEST_F(BadInputTest, TheServersDeathEndsItWithAMessage)
+{
+    startDesktop({});
+    startApplication();
+    ASSERT_TRUE(application->waitForVirtualDisplay(region.size()));
+    desktop->server().terminate();
+    EXPECT_EQ(application->process().waitForEnd(Milliseconds{5000}), 1);
+    EXPECT_FALSE(application->process().output().empty());
+}
+
+} // namespace
+} // namespace nimbrale::test
