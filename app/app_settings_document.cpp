@@ -13,7 +13,7 @@ namespace nimbrale {
 
 namespace {
 
-constexpr std::size_t largestPlausibleSize = 4 * 1024 * 1024;
+constexpr std::size_t largestPlausibleSize = std::size_t{4} * 1024 * 1024;
 constexpr std::string_view generalSection = "[General]";
 constexpr std::string_view bytesPrefix = "@ByteArray(";
 

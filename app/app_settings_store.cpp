@@ -85,7 +85,7 @@ Result<void> writeInto(const QString& path, const Values& values)
     if (file.state == FileState::unreadable)
         return fail(ErrorCode::permanent, "it cannot be read, and what it holds would be lost");
     if (file.state == FileState::damaged) {
-        if (const Result<void> result = setAside(path); !result)
+        if (Result<void> result = setAside(path); !result)
             return result;
     }
     for (const auto& [key, value] : values)
@@ -115,7 +115,7 @@ SettingsStore::SettingsStore(std::string filePath) : filePath_(std::move(filePat
         qCCritical(settingsLog, "The settings file %s cannot be read; the defaults are in use", filePath_.c_str());
     if (state != FileState::damaged)
         return;
-    if (const Result<void> result = setAside(path); !result)
+    if (Result<void> result = setAside(path); !result)
         qCCritical(settingsLog, "The settings file %s: %s", filePath_.c_str(), result.error().message.c_str());
 }
 

@@ -89,7 +89,7 @@ void Layer::setNeedsDisplay(const Rect& area) const
         shower->invalidate(inRoot);
 }
 
-void Layer::addSublayer(std::shared_ptr<Layer> sublayer)
+void Layer::addSublayer(const std::shared_ptr<Layer>& sublayer)
 {
     sublayer->removeFromSuperlayer();
     sublayer->superlayer_ = this;

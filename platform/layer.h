@@ -78,7 +78,7 @@ public:
     /// `area` in the layer's own coordinates.
     void setNeedsDisplay(const Rect& area) const;
 
-    void addSublayer(std::shared_ptr<Layer> sublayer);
+    void addSublayer(const std::shared_ptr<Layer>& sublayer);
     void removeFromSuperlayer();
     [[nodiscard]] Layer* superlayer() const { return superlayer_; }
     /// Back to front.

@@ -44,7 +44,8 @@ void expectToShareExactly(const Meeting::Options& options)
     const BrowserCall::State state = meeting->call().state();
     EXPECT_EQ(state.surface, "monitor");
     EXPECT_EQ(state.settingsSize, Meeting::sharedPart(region).size());
-    EXPECT_TRUE(meeting->displayShowsContentOf(region));
+    EXPECT_TRUE(meeting->displayShowsContentOf(region))
+        << "the application says: " << meeting->application().process().output();
     EXPECT_TRUE(meeting->showsContentOf(region));
     EXPECT_EQ(meeting->call().state().received.size, Meeting::sharedPart(region).size());
     EXPECT_EQ(meeting->application().quit(), 0);

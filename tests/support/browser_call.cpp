@@ -99,14 +99,14 @@ std::unique_ptr<BrowserCall> BrowserCall::start(PrivateDesktop& desktop, const O
 
 bool BrowserCall::share(Milliseconds timeout)
 {
-    const std::optional<QRect> window = desktop_.windowTitled(pageTitle);
-    if (!window) {
-        failure_ = "the browser's window is gone";
-        return false;
-    }
-    // A page that has just been loaded may not take clicks yet.
+    // A page that has just been loaded may not take clicks yet, and a window manager may still be moving the window.
     State last;
-    for (int attempt = 0; attempt < 3 && last.phase != "asking" && last.phase != "sharing"; ++attempt) {
+    for (int attempt = 0; attempt < 5 && last.phase != "asking" && last.phase != "sharing"; ++attempt) {
+        const std::optional<QRect> window = desktop_.windowTitled(pageTitle);
+        if (!window) {
+            failure_ = "the browser's window is gone";
+            return false;
+        }
         desktop_.click(window->center());
         static_cast<void>(waitUntil([&] { return (last = state()).phase != "idle"; }, Milliseconds{1500}));
     }

@@ -73,7 +73,8 @@ std::unique_ptr<Meeting> Meeting::start(const Options& options, std::string& rea
     meeting->call_ = BrowserCall::start(*meeting->desktop_, options.call, reason);
     if (!meeting->call_)
         return nullptr;
-    EXPECT_TRUE(meeting->call_->share()) << meeting->call_->failure();
+    EXPECT_TRUE(meeting->call_->share()) << meeting->call_->failure() << "; kept as "
+                                         << keepImage(meeting->desktop_->screenshot(), "desktop");
     EXPECT_TRUE(meeting->call_->waitForTrackSize(sharedPart(region).size(), Milliseconds{5000}))
         << "the track is " << meeting->call_->trackSize().width() << "x" << meeting->call_->trackSize().height();
     return meeting;
