@@ -73,11 +73,11 @@ void CaptureEngine::prepare()
         rootDamage_ = connection_->newId();
         xcb_damage_create(raw, rootDamage_, connection_->root(), XCB_DAMAGE_REPORT_LEVEL_NON_EMPTY);
     }
-    background_ = std::make_unique<RootBackground>(*connection_);
-    if (stack_)
-        stack_->addExempt(background_->standIn());
     watchPointer();
     watchCompositor();
+    background_ = std::make_unique<RootBackground>(*connection_, isComposited_);
+    if (stack_)
+        stack_->addExempt(background_->standIn());
     connection_->synchronize();
 }
 
@@ -113,6 +113,13 @@ void CaptureEngine::readCompositor()
     if (isComposited == isComposited_)
         return;
     isComposited_ = isComposited;
+    if (stack_)
+        stack_->setComposited(isComposited);
+    if (background_) {
+        background_->setComposited(isComposited);
+        if (stack_)
+            stack_->addExempt(background_->standIn());
+    }
     for (const auto& session : sessions_)
         session->markAllDirty();
 }

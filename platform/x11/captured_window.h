@@ -33,6 +33,8 @@ struct CapturedWindow {
     xcb_visualid_t visual = 0;
     bool isInputOnly = false;
     bool isMapped = false;
+    /// The server keeps no pixels of it for us.
+    bool isUnredirected = false;
     /// Nothing is known of the owner yet: the window is in no picture until it is.
     bool needsClassification = true;
     WindowOwner owner;

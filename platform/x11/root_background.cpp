@@ -8,8 +8,9 @@
 
 namespace nimbrale::x11 {
 
-RootBackground::RootBackground(Connection& connection)
-    : connection_(connection), wallpaperAtoms_{connection.atom("_XROOTPMAP_ID"), connection.atom("ESETROOT_PMAP_ID")}
+RootBackground::RootBackground(Connection& connection, bool isComposited)
+    : connection_(connection), wallpaperAtoms_{connection.atom("_XROOTPMAP_ID"), connection.atom("ESETROOT_PMAP_ID")},
+      isComposited_(isComposited)
 {
     // The connection's record of the root's size is from its opening; it may have grown since.
     const Reply<xcb_get_geometry_reply_t> geometry(
@@ -78,8 +79,16 @@ void RootBackground::read()
         dropStandIn();
         return;
     }
-    if (standIn_ == XCB_NONE)
+    if (isComposited_)
+        dropStandIn();
+    else if (standIn_ == XCB_NONE)
         makeStandIn();
+}
+
+void RootBackground::setComposited(bool isComposited)
+{
+    isComposited_ = isComposited;
+    read();
 }
 
 void RootBackground::makeStandIn()

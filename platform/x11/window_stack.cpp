@@ -188,18 +188,34 @@ void WindowStack::classifyNew()
     for (CapturedWindow* const window : fresh) {
         if (window->id == exempt_)
             window->owner = {};
-        // The picture never holds own windows, so the server need not keep a second copy of theirs.
         else if (window->owner.isOwn)
-            unredirect(*window);
+            unredirectOwn(*window);
         changed(*window);
     }
 }
 
-void WindowStack::unredirect(CapturedWindow& window)
+void WindowStack::unredirectOwn(CapturedWindow& window)
 {
     releasePixmap(window);
+    if (isComposited_ || window.isUnredirected)
+        return;
     xcb_connection_t* const raw = connection_.get();
     mayFail(raw, xcb_composite_unredirect_window_checked(raw, window.id, XCB_COMPOSITE_REDIRECT_AUTOMATIC));
+    window.isUnredirected = true;
+}
+
+void WindowStack::setComposited(bool isComposited)
+{
+    isComposited_ = isComposited;
+    xcb_connection_t* const raw = connection_.get();
+    for (const auto& window : windows_) {
+        if (!isComposited && window->owner.isOwn && window->isMapped) {
+            unredirectOwn(*window);
+        } else if (isComposited && window->isUnredirected) {
+            mayFail(raw, xcb_composite_redirect_window_checked(raw, window->id, XCB_COMPOSITE_REDIRECT_AUTOMATIC));
+            window->isUnredirected = false;
+        }
+    }
 }
 
 void WindowStack::configured(const xcb_configure_notify_event_t& event)

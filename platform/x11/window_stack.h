@@ -29,6 +29,11 @@ public:
     /// Finds out whose the windows are that came since. To be called before composing.
     void classifyNew();
 
+    /// A compositing manager came or went. While one runs, own windows stay redirected like all others: it keeps their
+    /// pixels anyway, and the server forgets to end its redirection when a window that one of two clients unredirected
+    /// is given another parent, after which nobody shows that window.
+    void setComposited(bool isComposited);
+
     /// Bottom to top.
     [[nodiscard]] const std::vector<std::unique_ptr<CapturedWindow>>& windows() const { return windows_; }
     /// RENDER's format of the window's pixmap; 0 when it cannot be drawn.
@@ -52,7 +57,8 @@ private:
     void readShape(CapturedWindow& window);
     void namePixmap(CapturedWindow& window);
     void releasePixmap(CapturedWindow& window);
-    void unredirect(CapturedWindow& window);
+    /// Own windows are in no picture, so the server need not keep a second copy of theirs.
+    void unredirectOwn(CapturedWindow& window);
     void changed(const CapturedWindow& window);
 
     Connection& connection_;
@@ -60,6 +66,7 @@ private:
     std::vector<std::unique_ptr<CapturedWindow>> windows_;
     xcb_window_t exempt_ = XCB_NONE;
     bool hasUnclassified_ = false;
+    bool isComposited_ = false;
     xcb_atom_t processAtom_;
     xcb_atom_t typeAtom_;
     xcb_atom_t opacityAtom_;

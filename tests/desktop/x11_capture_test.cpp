@@ -217,8 +217,8 @@ TEST_F(X11CaptureTest, regionMovesAndResizesWhileRunning)
     scene->add("below", {.geometry = {0, 0, 1280, 720}, .seed = 5});
     captured->start({0, 0, 400, 300});
     for (const QRect region : {QRect(13, 17, 400, 300), QRect(13, 17, 641, 355), QRect(639, 365, 641, 355)}) {
-        captured->updateRegion({double(region.x()), double(region.y()), double(region.width()),
-                                double(region.height())});
+        captured->updateRegion(
+            {double(region.x()), double(region.y()), double(region.width()), double(region.height())});
         expectSameAsScreen(region);
     }
 }
@@ -263,13 +263,35 @@ TEST_F(X11CaptureTest, translucentWindowsUnderACompositorAndWithout)
     desktop->startCompositor();
     if (!desktop->isComposited())
         GTEST_SKIP() << "picom is not installed";
-    ASSERT_TRUE(captured->pumpUntil([&] { return desktop->pixel(1000, 600) == Scene::pattern(5, {1280, 720}).pixelColor(1000, 600); }));
+    ASSERT_TRUE(captured->pumpUntil([&] {
+        return desktop->pixel(1000, 600) == Scene::pattern(5, {1280, 720}).pixelColor(1000, 600);
+    }));
     sleepFor(Milliseconds{500});
     captured->settle();
     // Two roundings of the blend, RENDER's and the compositor's, may differ by one.
     EXPECT_TRUE(imagesMatch(captured->image(), desktop->screenshot({100, 100, 400, 300}), {.perChannel = 1}));
     desktop->stopCompositor();
     expectSameAsScreen({100, 100, 400, 300});
+}
+
+TEST_F(X11CaptureTest, noWindowStandsForTheBackgroundUnderACompositor)
+{
+    // KWin draws override-redirect windows above all managed ones: a stand-in would hide the whole desktop.
+    startDesktop({.windowManager = PrivateDesktop::WindowManager::kwin,
+                  .compositor = PrivateDesktop::Compositor::windowManagersOwn});
+    if (IsSkipped())
+        return;
+    scene->add("managed", {.geometry = {100, 100, 300, 200}, .seed = 5, .overrideRedirect = false});
+    const QColor expected = Scene::pattern(5, {300, 200}).pixelColor(150, 100);
+    captured->start({0, 0, 600, 400});
+    EXPECT_TRUE(captured->pumpUntil([&] {
+        const QImage screen = desktop->screenshot({0, 0, 600, 400});
+        for (int y = 0; y < screen.height(); y += 3)
+            for (int x = 0; x < screen.width(); x += 3)
+                if (screen.pixelColor(x, y) == expected)
+                    return true;
+        return false;
+    })) << "the managed window is still seen";
 }
 
 TEST_F(X11CaptureTest, randomDesktopsAreCapturedExactly)
@@ -345,8 +367,8 @@ TEST_F(X11CaptureTest, everyDepthOfTheRootIsCapturedExactly)
 
 TEST_F(X11CaptureTest, theServerOfRealDesktopsIsCapturedExactly)
 {
-    startDesktop({.server = PrivateDesktop::Server::xorgDummy,
-                  .windowManager = PrivateDesktop::WindowManager::openbox});
+    startDesktop(
+        {.server = PrivateDesktop::Server::xorgDummy, .windowManager = PrivateDesktop::WindowManager::openbox});
     scene->add("a", {.geometry = {100, 100, 300, 200}, .seed = 1});
     captured->start({50, 50, 500, 400});
     expectSameAsScreen({50, 50, 500, 400});
