@@ -64,7 +64,7 @@ public:
         const std::size_t size = std::size_t{arguments_.width} * arguments_.height * 4;
         const int memory = shmget(IPC_PRIVATE, size, IPC_CREAT | 0600);
         // Attached here too: what stands for a program that could look at the pixels must have them.
-        if (memory < 0 || shmat(memory, nullptr, 0) == reinterpret_cast<void*>(-1))
+        if (memory < 0 || reinterpret_cast<std::intptr_t>(shmat(memory, nullptr, 0)) == -1)
             return false;
         const auto attached = xcb_shm_attach_checked(connection_, segment_, static_cast<std::uint32_t>(memory), 0);
         const Reply<xcb_generic_error_t> error(xcb_request_check(connection_, attached));
