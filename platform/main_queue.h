@@ -18,7 +18,7 @@ class MainQueue {
 public:
     virtual ~MainQueue() = default;
 
-    /// Runs `work` on the main thread, after everything posted before. Any thread.
+    /// Runs `work` on the main thread, after everything posted before, and releases it there. Any thread.
     virtual void post(std::function<void()> work) = 0;
     /// Runs `work` once on the main thread, `delay` from now. Main thread only.
     virtual void postAfter(std::chrono::nanoseconds delay, std::function<void()> work) = 0;

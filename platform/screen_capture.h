@@ -92,8 +92,9 @@ struct CaptureSample {
 
 /// A running capture. Created stopped; all calls on the main thread. Destroying it stops delivery at once.
 ///
-/// Completions run on the main queue, once each, in the order of the calls. A picture composed under an older
-/// configuration never reaches the sample handler after the completion of the update that replaced it was posted.
+/// Completions run on the main queue, once each, in the order of the calls, and what they own is released there. A
+/// picture composed under an older configuration never reaches the sample handler after the completion of the update
+/// that replaced it was posted.
 class CaptureStream {
 public:
     using Completion = std::function<void(Result<void>)>;

@@ -2,6 +2,8 @@
 
 #include <QTimer>
 
+#include <utility>
+
 namespace nimbrale {
 
 namespace {
@@ -37,7 +39,10 @@ private:
 
 void QtMainQueue::post(std::function<void()> work)
 {
-    QMetaObject::invokeMethod(&receiver_, std::move(work), Qt::QueuedConnection);
+    // The toolkit lets the posting thread hold on to the functor for a moment longer than the call takes, so that the
+    // work is taken out of it here and ends on the main thread.
+    QMetaObject::invokeMethod(
+        &receiver_, [work = std::move(work)]() mutable { std::exchange(work, nullptr)(); }, Qt::QueuedConnection);
 }
 
 void QtMainQueue::postAfter(std::chrono::nanoseconds delay, std::function<void()> work)

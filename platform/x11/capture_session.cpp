@@ -63,13 +63,19 @@ void CaptureSession::deliver(std::shared_ptr<const Surface> surface)
 
 void CaptureSession::complete(CaptureStream::Completion completion, Result<void> result)
 {
-    const auto finish = [completion = std::move(completion), result = std::move(result)] { completion(result); };
+    // Handed on without a copy, so that no thread but the main one can be the last to let go of the completion.
+    std::function<void()> finish = [completion = std::move(completion), result = std::move(result)] {
+        completion(result);
+    };
+    std::function<void()> pass = [self = shared_from_this(), finish = std::move(finish)]() mutable {
+        self->mainQueue_.post(std::move(finish));
+    };
     // A stream that was let go of delivers no pictures any more, but still answers.
-    if (!postToOutput([self = shared_from_this(), finish] { self->mainQueue_.post(finish); }))
-        mainQueue_.post(finish);
+    if (!postToOutput(std::move(pass)))
+        pass();
 }
 
-bool CaptureSession::postToOutput(std::function<void()> work)
+bool CaptureSession::postToOutput(std::function<void()>&& work)
 {
     const std::lock_guard lock(outputMutex_);
     if (!queue_)

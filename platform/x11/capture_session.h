@@ -62,12 +62,12 @@ public:
     /// Whether the last picture has not reached the main queue yet. When it has, `wake` is called if this was asked.
     [[nodiscard]] bool isWaitingForOwner();
     void deliver(std::shared_ptr<const Surface> surface);
-    /// Runs `completion` on the main queue, after the pictures delivered before.
+    /// Runs `completion` on the main queue, after the pictures delivered before, and releases it there.
     void complete(CaptureStream::Completion completion, Result<void> result);
 
 private:
-    /// False where there is no output, or none any more.
-    [[nodiscard]] bool postToOutput(std::function<void()> work);
+    /// False where there is no output, or none any more; `work` is then left as it was.
+    [[nodiscard]] bool postToOutput(std::function<void()>&& work);
 
     MainQueue& mainQueue_;
     std::function<void()> wake_;

@@ -150,6 +150,15 @@ xcb_atom_t Connection::atom(const std::string& name)
     return atom;
 }
 
+std::string Connection::atomName(xcb_atom_t atom) const
+{
+    const Reply<xcb_get_atom_name_reply_t> reply(
+        xcb_get_atom_name_reply(connection_, xcb_get_atom_name(connection_, atom), nullptr));
+    if (!reply)
+        return {};
+    return {xcb_get_atom_name_name(reply.get()), static_cast<std::size_t>(xcb_get_atom_name_name_length(reply.get()))};
+}
+
 std::optional<std::uint32_t> Connection::property32(xcb_window_t window, xcb_atom_t property, xcb_atom_t type)
 {
     const Reply<xcb_get_property_reply_t> reply(

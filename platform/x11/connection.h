@@ -55,6 +55,8 @@ public:
 
     /// Interned once per name.
     [[nodiscard]] xcb_atom_t atom(const std::string& name);
+    /// Empty for an atom that the server does not know.
+    [[nodiscard]] std::string atomName(xcb_atom_t atom) const;
     /// The first 32-bit value of a property of that type; absent when the property, the type or the window is.
     [[nodiscard]] std::optional<std::uint32_t> property32(xcb_window_t window, xcb_atom_t property, xcb_atom_t type);
 

@@ -39,16 +39,17 @@ std::uint32_t millimeters(int pixels, double pitch)
 /// xcb_randr_set_monitor_checked of libxcb 1.15 sends a part that it never filled in, which ends the process, so the
 /// request is put together here.
 xcb_void_cookie_t sendSetMonitor(xcb_connection_t* connection, xcb_window_t root,
-                                 const xcb_randr_monitor_info_t& monitor)
+                                 const xcb_randr_monitor_info_t& monitor, xcb_randr_output_t output)
 {
     struct {
         xcb_randr_set_monitor_request_t header;
         xcb_randr_monitor_info_t monitor;
-    } request{{0, 0, 0, root}, monitor};
+        xcb_randr_output_t output;
+    } request{{0, 0, 0, root}, monitor, output};
     const xcb_protocol_request_t protocol{1, &xcb_randr_id, XCB_RANDR_SET_MONITOR, 1};
     // xcb writes into the two parts before the first.
     std::array<iovec, 3> parts{};
-    parts[2] = {&request, sizeof request};
+    parts[2] = {&request, sizeof request - (monitor.nOutput == 0 ? sizeof output : 0)};
     return {xcb_send_request(connection, XCB_REQUEST_CHECKED, &parts[2], &protocol)};
 }
 
@@ -145,9 +146,9 @@ PixelRect RandrLayout::screenPixels() const
     return {0, 0, geometry->width, geometry->height};
 }
 
-Result<void> RandrLayout::setMonitor(xcb_atom_t name, const PixelRect& pixels, const PixelPitch& pitch)
+Result<void> RandrLayout::setMonitor(xcb_atom_t name, const PixelRect& pixels, const PixelPitch& pitch,
+                                     xcb_randr_output_t output)
 {
-    // An output named here would lose its own monitor, so there is none.
     xcb_randr_monitor_info_t monitor = {};
     monitor.name = name;
     monitor.x = static_cast<std::int16_t>(pixels.x);
@@ -156,7 +157,8 @@ Result<void> RandrLayout::setMonitor(xcb_atom_t name, const PixelRect& pixels, c
     monitor.height = static_cast<std::uint16_t>(pixels.height);
     monitor.width_in_millimeters = millimeters(pixels.width, pitch.horizontal);
     monitor.height_in_millimeters = millimeters(pixels.height, pitch.vertical);
-    return check(sendSetMonitor(connection_.get(), connection_.root(), monitor),
+    monitor.nOutput = output == XCB_NONE ? 0 : 1;
+    return check(sendSetMonitor(connection_.get(), connection_.root(), monitor, output),
                  "The X server did not add the virtual display.");
 }
 
@@ -190,12 +192,12 @@ void RandrLayout::setPrimaryOutput(xcb_randr_output_t output)
     Reply<xcb_generic_error_t>(xcb_request_check(connection_.get(), cookie));
 }
 
-xcb_randr_output_t RandrLayout::outputForPrimary() const
+xcb_randr_output_t RandrLayout::outputForPrimary(xcb_atom_t except) const
 {
     xcb_randr_output_t best = XCB_NONE;
     PixelRect bestPixels;
     for (const RandrMonitor& monitor : monitors(MonitorScope::active)) {
-        if (monitor.outputs.empty())
+        if (monitor.outputs.empty() || monitor.name == except)
             continue;
         const bool isNearer = std::tie(monitor.pixels.x, monitor.pixels.y) < std::tie(bestPixels.x, bestPixels.y);
         if (best != XCB_NONE && !isNearer)
@@ -204,6 +206,33 @@ xcb_randr_output_t RandrLayout::outputForPrimary() const
         bestPixels = monitor.pixels;
     }
     return best;
+}
+
+xcb_randr_output_t RandrLayout::idleOutput(xcb_atom_t except, xcb_randr_output_t preferred) const
+{
+    const ScreenResources resources = screenResources(connection_);
+    if (!resources)
+        return XCB_NONE;
+    std::vector<xcb_randr_output_t> borne;
+    for (const RandrMonitor& monitor : monitors(MonitorScope::all)) {
+        if (monitor.name != except)
+            borne.insert(borne.end(), monitor.outputs.begin(), monitor.outputs.end());
+    }
+    const xcb_randr_output_t* const outputs = xcb_randr_get_screen_resources_current_outputs(resources.get());
+    xcb_randr_output_t found = XCB_NONE;
+    for (int index = 0; index < resources->num_outputs; ++index) {
+        const xcb_randr_output_t output = outputs[index];
+        const Reply<xcb_randr_get_output_info_reply_t> info(xcb_randr_get_output_info_reply(
+            connection_.get(), xcb_randr_get_output_info(connection_.get(), output, resources->config_timestamp),
+            nullptr));
+        const bool isIdle = info && info->connection == XCB_RANDR_CONNECTION_DISCONNECTED && info->crtc == XCB_NONE;
+        if (!isIdle || std::find(borne.begin(), borne.end(), output) != borne.end())
+            continue;
+        if (output == preferred)
+            return output;
+        found = output;
+    }
+    return found;
 }
 
 bool RandrLayout::hasPrimaryMonitor() const

@@ -52,14 +52,21 @@ public:
     /// Of the root, which is the X screen. Its origin is (0, 0).
     [[nodiscard]] PixelRect screenPixels() const;
 
-    [[nodiscard]] Result<void> setMonitor(xcb_atom_t name, const PixelRect& pixels, const PixelPitch& pitch);
+    /// `output` is one that the monitor bears, or XCB_NONE. A lit output that is borne by a monitor has none of its
+    /// own.
+    [[nodiscard]] Result<void> setMonitor(xcb_atom_t name, const PixelRect& pixels, const PixelPitch& pitch,
+                                          xcb_randr_output_t output);
     [[nodiscard]] Result<void> deleteMonitor(xcb_atom_t name);
     [[nodiscard]] Result<void> setScreenSize(int width, int height, const PixelPitch& pitch);
 
     [[nodiscard]] xcb_randr_output_t primaryOutput() const;
     void setPrimaryOutput(xcb_randr_output_t output);
-    /// The output to make primary when none is: one of the display nearest to the top-left corner, 0 without any.
-    [[nodiscard]] xcb_randr_output_t outputForPrimary() const;
+    /// The output to make primary when none is: one of the display nearest to the top-left corner, 0 without any. The
+    /// monitor `except` is not looked at.
+    [[nodiscard]] xcb_randr_output_t outputForPrimary(xcb_atom_t except) const;
+    /// An output that nothing is plugged into and that no monitor but `except` bears; `preferred` if that is such a
+    /// one, 0 without any.
+    [[nodiscard]] xcb_randr_output_t idleOutput(xcb_atom_t except, xcb_randr_output_t preferred) const;
     [[nodiscard]] bool hasPrimaryMonitor() const;
 
     /// The pitch that the server was started with.

@@ -112,8 +112,9 @@ void removeLeftovers(Connection& connection, RandrLayout& layout, const std::str
     const xcb_atom_t named = connection.atom(name);
     bool wasRemoved = false;
     for (const RandrMonitor& monitor : layout.monitors(MonitorScope::all)) {
-        const bool isOurs = monitor.name == named || (record && monitor.name == record->monitor);
-        if (!isOurs || monitor.isAutomatic || !monitor.outputs.empty())
+        const bool isRecorded = record && monitor.name == record->monitor;
+        const bool isLeftover = isRecorded || (monitor.name == named && monitor.outputs.empty());
+        if (!isLeftover || monitor.isAutomatic)
             continue;
         const Result<void> removed = layout.deleteMonitor(monitor.name);
         logFailure(removed);

@@ -56,19 +56,19 @@ void X11CaptureStream::start(Completion completion)
         return;
     }
     engine_.post([&engine = engine_, session = session_, configuration = *configuration,
-                  filter = sessionFilter(filter_), completion = std::move(completion)] {
+                  filter = sessionFilter(filter_), completion = std::move(completion)]() mutable {
         session->configuration = configuration;
         session->filter = filter;
-        session->complete(completion, {});
+        session->complete(std::move(completion), {});
         engine.addSession(session);
     });
 }
 
 void X11CaptureStream::stop(Completion completion)
 {
-    engine_.post([&engine = engine_, session = session_, completion = std::move(completion)] {
+    engine_.post([&engine = engine_, session = session_, completion = std::move(completion)]() mutable {
         engine.removeSession(session);
-        session->complete(completion, {});
+        session->complete(std::move(completion), {});
     });
 }
 
@@ -80,20 +80,21 @@ void X11CaptureStream::updateConfiguration(const StreamConfiguration& configurat
         postCompletion(std::move(completion), tl::make_unexpected(updated.error()));
         return;
     }
-    engine_.post([&engine = engine_, session = session_, updated = *updated, completion = std::move(completion)] {
-        engine.applyConfiguration(*session, updated);
-        session->complete(completion, {});
-    });
+    engine_.post(
+        [&engine = engine_, session = session_, updated = *updated, completion = std::move(completion)]() mutable {
+            engine.applyConfiguration(*session, updated);
+            session->complete(std::move(completion), {});
+        });
 }
 
 void X11CaptureStream::updateContentFilter(const ContentFilter& filter, Completion completion)
 {
     filter_ = filter;
-    engine_.post(
-        [&engine = engine_, session = session_, updated = sessionFilter(filter), completion = std::move(completion)] {
-            engine.applyFilter(*session, updated);
-            session->complete(completion, {});
-        });
+    engine_.post([&engine = engine_, session = session_, updated = sessionFilter(filter),
+                  completion = std::move(completion)]() mutable {
+        engine.applyFilter(*session, updated);
+        session->complete(std::move(completion), {});
+    });
 }
 
 Result<SessionConfiguration> X11CaptureStream::sessionConfiguration() const

@@ -33,9 +33,9 @@ X11ScreenCapture::X11ScreenCapture(CaptureEngine& engine, const X11Screens& scre
 
 void X11ScreenCapture::shareableContent(ContentCompletion completion)
 {
-    engine_.post([this, completion = std::move(completion)] {
+    engine_.post([this, completion = std::move(completion)]() mutable {
         auto windows = std::make_shared<std::vector<CaptureWindow>>(engine_.listWindows());
-        mainQueue_.post([this, completion, windows] {
+        mainQueue_.post([this, completion = std::move(completion), windows] {
             ShareableContent content = contentOf(std::move(*windows));
             for (const Screen& screen : screens_.screens())
                 content.displays.push_back({screen.displayID, screen.frame.width, screen.frame.height});

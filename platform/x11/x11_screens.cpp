@@ -1,8 +1,8 @@
 #include "platform/x11/x11_screens.h"
 
 #include "platform/x11/display_scale.h"
-#include "platform/x11/edid.h"
 #include "platform/x11/handles.h"
+#include "platform/x11/randr_displays.h"
 #include "platform/x11/randr_layout.h"
 #include "platform/x11/window_events.h"
 #include "platform/x11/work_areas.h"
@@ -20,20 +20,8 @@ namespace {
 
 using namespace std::chrono_literals;
 
-constexpr int monitorsVersion = 105;
-constexpr int crtcsVersion = 102;
-constexpr std::uint32_t edidLength = 128 / 4;
-
 // Windows come and go in bursts, and each changes a property that work areas are computed from.
 constexpr auto workAreaDelay = 100ms;
-
-struct Display {
-    std::string name;
-    std::string userName;
-    xcb_atom_t nameAtom = 0;
-    bool isPrimary = false;
-    PixelRect pixels;
-};
 
 std::uint32_t hashOf(const std::string& name)
 {
@@ -43,15 +31,6 @@ std::uint32_t hashOf(const std::string& name)
         hash *= 16777619U;
     }
     return hash;
-}
-
-std::string atomName(xcb_connection_t* connection, xcb_atom_t atom)
-{
-    const Reply<xcb_get_atom_name_reply_t> reply(
-        xcb_get_atom_name_reply(connection, xcb_get_atom_name(connection, atom), nullptr));
-    if (!reply)
-        return {};
-    return {xcb_get_atom_name_name(reply.get()), static_cast<std::size_t>(xcb_get_atom_name_name_length(reply.get()))};
 }
 
 int nearestPixel(double value)
@@ -83,11 +62,6 @@ struct X11Screens::Impl {
     void handle(const xcb_generic_event_t& event);
     void startIn(std::chrono::milliseconds delay);
     [[nodiscard]] DisplayID identifierOf(xcb_atom_t atom, const std::string& name);
-    [[nodiscard]] std::vector<Display> monitors();
-    [[nodiscard]] std::vector<Display> crtcs();
-    [[nodiscard]] Display wholeScreen();
-    [[nodiscard]] std::vector<Display> displays();
-    [[nodiscard]] std::string modelName(const std::vector<xcb_randr_output_t>& outputs);
     [[nodiscard]] Point topLeftOf(int rootX, int rootY) const;
     [[nodiscard]] Rect pointsOf(const PixelRect& pixels, const PixelRect& display, bool isOwn) const;
     [[nodiscard]] std::vector<X11Screen> read();
@@ -149,89 +123,6 @@ DisplayID X11Screens::Impl::identifierOf(xcb_atom_t atom, const std::string& nam
     return identifier;
 }
 
-std::string X11Screens::Impl::modelName(const std::vector<xcb_randr_output_t>& outputs)
-{
-    for (const xcb_randr_output_t output : outputs) {
-        const Reply<xcb_randr_get_output_property_reply_t> reply(xcb_randr_get_output_property_reply(
-            connection.get(),
-            xcb_randr_get_output_property(connection.get(), output, connection.atom("EDID"), XCB_ATOM_ANY, 0,
-                                          edidLength, 0, 0),
-            nullptr));
-        if (!reply || reply->format != 8)
-            continue;
-        const std::uint8_t* const data = xcb_randr_get_output_property_data(reply.get());
-        const std::string name =
-            modelNameFromEdid({data, data + xcb_randr_get_output_property_data_length(reply.get())});
-        if (!name.empty())
-            return name;
-    }
-    return {};
-}
-
-std::vector<Display> X11Screens::Impl::monitors()
-{
-    std::vector<Display> result;
-    for (const RandrMonitor& monitor : layout.monitors(MonitorScope::active)) {
-        const std::string name = atomName(connection.get(), monitor.name);
-        const std::string model = modelName(monitor.outputs);
-        result.push_back({name, model.empty() ? name : model, monitor.name, monitor.isPrimary, monitor.pixels});
-    }
-    return result;
-}
-
-std::vector<Display> X11Screens::Impl::crtcs()
-{
-    std::vector<Display> result;
-    const Reply<xcb_randr_get_screen_resources_reply_t> resources(xcb_randr_get_screen_resources_reply(
-        connection.get(), xcb_randr_get_screen_resources(connection.get(), connection.root()), nullptr));
-    if (!resources)
-        return result;
-    const xcb_randr_output_t primary = connection.randrVersion() > crtcsVersion ? layout.primaryOutput() : XCB_NONE;
-    const xcb_randr_output_t* const outputs = xcb_randr_get_screen_resources_outputs(resources.get());
-    for (int index = 0; index < resources->num_outputs; ++index) {
-        const Reply<xcb_randr_get_output_info_reply_t> output(xcb_randr_get_output_info_reply(
-            connection.get(), xcb_randr_get_output_info(connection.get(), outputs[index], resources->config_timestamp),
-            nullptr));
-        if (!output || output->crtc == XCB_NONE)
-            continue;
-        const Reply<xcb_randr_get_crtc_info_reply_t> crtc(xcb_randr_get_crtc_info_reply(
-            connection.get(), xcb_randr_get_crtc_info(connection.get(), output->crtc, resources->config_timestamp),
-            nullptr));
-        if (!crtc || crtc->mode == XCB_NONE)
-            continue;
-        const PixelRect pixels{crtc->x, crtc->y, crtc->width, crtc->height};
-        // Outputs that show the same picture are one display.
-        if (std::any_of(result.begin(), result.end(), [&](const Display& other) { return other.pixels == pixels; }))
-            continue;
-        const std::string name(reinterpret_cast<const char*>(xcb_randr_get_output_info_name(output.get())),
-                               static_cast<std::size_t>(xcb_randr_get_output_info_name_length(output.get())));
-        const std::string model = modelName({outputs[index]});
-        result.push_back(
-            {name, model.empty() ? name : model, connection.atom(name), outputs[index] == primary, pixels});
-    }
-    return result;
-}
-
-Display X11Screens::Impl::wholeScreen()
-{
-    const std::string name = "Screen " + std::to_string(connection.screenNumber());
-    return {name, name, connection.atom(name), true, layout.screenPixels()};
-}
-
-std::vector<Display> X11Screens::Impl::displays()
-{
-    std::vector<Display> found;
-    if (connection.randrVersion() >= monitorsVersion)
-        found = monitors();
-    else if (connection.randrVersion() >= crtcsVersion)
-        found = crtcs();
-    std::erase_if(found, [](const Display& display) { return isEmpty(display.pixels); });
-    // A server without any display still has a screen that can be seen from afar.
-    if (found.empty())
-        found.push_back(wholeScreen());
-    return found;
-}
-
 Point X11Screens::Impl::topLeftOf(int rootX, int rootY) const
 {
     return {(rootX - mainPixels.x) / scale, (mainPixels.y + mainPixels.height - rootY) / scale};
@@ -251,10 +142,10 @@ Rect X11Screens::Impl::pointsOf(const PixelRect& pixels, const PixelRect& displa
 
 std::vector<X11Screen> X11Screens::Impl::read()
 {
-    const std::vector<Display> found = displays();
-    const Display* main = nullptr;
+    const std::vector<RandrDisplay> found = RandrDisplays(connection, layout).read();
+    const RandrDisplay* main = nullptr;
     std::vector<PixelRect> real;
-    for (const Display& display : found) {
+    for (const RandrDisplay& display : found) {
         if (display.nameAtom == ownMonitor)
             continue;
         real.push_back(display.pixels);
@@ -268,7 +159,7 @@ std::vector<X11Screen> X11Screens::Impl::read()
     const std::vector<PixelRect> free = workAreas.freeAreas(real);
     std::vector<X11Screen> result;
     std::size_t realIndex = 0;
-    for (const Display& display : found) {
+    for (const RandrDisplay& display : found) {
         const bool isOwn = display.nameAtom == ownMonitor;
         const PixelRect visible = isOwn ? display.pixels : free[realIndex++];
         X11Screen entry;
@@ -378,7 +269,7 @@ Point X11Screens::pointOf(int rootX, int rootY) const
 
 DisplayID X11Screens::displayIDForMonitor(xcb_atom_t nameAtom)
 {
-    return impl_->identifierOf(nameAtom, atomName(impl_->connection.get(), nameAtom));
+    return impl_->identifierOf(nameAtom, impl_->connection.atomName(nameAtom));
 }
 
 void X11Screens::setOwnMonitor(xcb_atom_t nameAtom)

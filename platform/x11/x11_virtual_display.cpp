@@ -155,21 +155,29 @@ Result<void> X11VirtualDisplay::configure(const PixelRect& pixels)
     return grown;
 }
 
+// The monitor bears an output that nothing is plugged into, where there is one. GDK asks the server for the first
+// output of every monitor, past the end of the list where there is none, and the X error that it then gets ends a
+// screen capture that another thread of the same browser sets up at that moment: each change of a screen would put the
+// share at risk.
 Result<void> X11VirtualDisplay::defineMonitor(const PixelRect& pixels)
 {
     // No other program may see the desktop without the display, or the viewers' picture would end.
     const ServerGrab grab(environment_.connection);
     const auto existing = layout_.monitor(record_.monitor);
-    if (existing && existing->pixels == pixels)
+    const std::vector<xcb_randr_output_t> borne =
+        output_ == XCB_NONE ? std::vector<xcb_randr_output_t>{} : std::vector<xcb_randr_output_t>{output_};
+    const xcb_randr_output_t idle = layout_.idleOutput(record_.monitor, output_);
+    if (existing && existing->pixels == pixels && existing->outputs == borne && idle == output_)
         return {};
-    if (existing && (existing->isAutomatic || !existing->outputs.empty()))
+    if (existing && (existing->isAutomatic || existing->outputs != borne))
         return fail(ErrorCode::unsupported, "Another display bears the name of the virtual display.");
     if (existing) {
         if (const auto removed = layout_.deleteMonitor(record_.monitor); !removed)
             return removed;
     }
-    auto defined = layout_.setMonitor(record_.monitor, pixels, pitch_);
-    if (!defined && existing && !layout_.setMonitor(record_.monitor, existing->pixels, pitch_))
+    output_ = idle;
+    auto defined = layout_.setMonitor(record_.monitor, pixels, pitch_, output_);
+    if (!defined && existing && !layout_.setMonitor(record_.monitor, existing->pixels, pitch_, output_))
         return fail(ErrorCode::permanent, "The X server took the virtual display away.");
     return defined;
 }
@@ -201,7 +209,7 @@ void X11VirtualDisplay::ensurePrimary()
 {
     if (layout_.hasPrimaryMonitor())
         return;
-    const xcb_randr_output_t output = layout_.outputForPrimary();
+    const xcb_randr_output_t output = layout_.outputForPrimary(record_.monitor);
     if (output == XCB_NONE)
         return;
     layout_.setPrimaryOutput(output);
@@ -223,11 +231,34 @@ void X11VirtualDisplay::handle(const xcb_generic_event_t& event)
         }
         checkSoon(settleDelay);
     } else if (type == randr + XCB_RANDR_NOTIFY) {
+        giveOutputBack(eventAs<xcb_randr_notify_event_t>(event));
         checkSoon(settleDelay);
     } else if (type == XCB_CONFIGURE_NOTIFY &&
                eventAs<xcb_configure_notify_event_t>(event).window == environment_.connection.root()) {
+        takeScreenBack();
         checkSoon(settleDelay);
     }
+}
+
+// A viewer that looks at a display that is off the screen may end the share for good, so the screen does not wait for
+// the displays to settle.
+void X11VirtualDisplay::takeScreenBack()
+{
+    if (isUnusable_ || isEmpty(pixels_) || isScreenBigEnough() || !mayCorrectAgain())
+        return;
+    if (const auto grown = growScreen(pixels_); !grown)
+        qCWarning(virtualDisplayLog).noquote() << QString::fromStdString(grown.error().message);
+}
+
+// A display that is plugged into the output has no monitor of its own for as long as ours bears it.
+void X11VirtualDisplay::giveOutputBack(const xcb_randr_notify_event_t& event)
+{
+    if (event.subCode != XCB_RANDR_NOTIFY_OUTPUT_CHANGE || output_ == XCB_NONE || event.u.oc.output != output_)
+        return;
+    if (event.u.oc.connection == XCB_RANDR_CONNECTION_DISCONNECTED && event.u.oc.crtc == XCB_NONE)
+        return;
+    if (const auto defined = defineMonitor(pixels_); !defined)
+        qCWarning(virtualDisplayLog).noquote() << QString::fromStdString(defined.error().message);
 }
 
 void X11VirtualDisplay::checkSoon(std::chrono::milliseconds delay)
@@ -247,7 +278,8 @@ void X11VirtualDisplay::check()
     if (real != realBounds_ && !isEmpty(real))
         wanted = atCorner(pixels_.width, pixels_.height);
     const auto monitor = layout_.monitor(record_.monitor);
-    const bool isInPlace = monitor && monitor->pixels == wanted && wanted == pixels_;
+    const bool isOutputIdle = output_ == XCB_NONE || layout_.idleOutput(record_.monitor, output_) == output_;
+    const bool isInPlace = monitor && monitor->pixels == wanted && wanted == pixels_ && isOutputIdle;
     if (isInPlace && isScreenBigEnough())
         return;
     if (!mayCorrectAgain()) {

@@ -55,6 +55,8 @@ private:
     [[nodiscard]] bool isScreenBigEnough() const;
     void ensurePrimary();
     void handle(const xcb_generic_event_t& event);
+    void takeScreenBack();
+    void giveOutputBack(const xcb_randr_notify_event_t& event);
     void checkSoon(std::chrono::milliseconds delay);
     void check();
     [[nodiscard]] bool mayCorrectAgain();
@@ -70,6 +72,8 @@ private:
     PixelPitch pitch_;
     /// Empty until the monitor exists.
     PixelRect pixels_;
+    /// An output without a display that the monitor bears, or XCB_NONE.
+    xcb_randr_output_t output_ = XCB_NONE;
     /// The corner of the real displays for which the place was chosen.
     PixelRect realBounds_;
     std::optional<BackdropCard> card_;

@@ -7,7 +7,10 @@
 #include <QPainter>
 
 #include <algorithm>
+#include <atomic>
 #include <gtest/gtest.h>
+#include <memory>
+#include <thread>
 #include <xcb/shape.h>
 
 namespace nimbrale::test {
@@ -350,6 +353,36 @@ TEST_F(X11CaptureTest, contentListsApplicationsAndOwnWindows)
     EXPECT_TRUE(std::any_of(content->windows.begin(), content->windows.end(), [](const CaptureWindow& window) {
         return window.owningProcess == getpid() && window.isOnScreen;
     }));
+}
+
+TEST_F(X11CaptureTest, whatACompletionOwnsIsReleasedOnTheMainThread)
+{
+    startDesktop({});
+    captured->start({0, 0, 100, 100});
+    const std::thread::id mainThread = std::this_thread::get_id();
+    std::atomic<int> released = 0;
+    std::atomic<int> releasedElsewhere = 0;
+    const auto makeOwned = [&] {
+        return std::shared_ptr<void>(nullptr, [&](void*) {
+            ++released;
+            if (std::this_thread::get_id() != mainThread)
+                ++releasedElsewhere;
+        });
+    };
+    // What the main thread does meanwhile decides who comes last, so that one try would show nothing.
+    constexpr int tries = 2000;
+    for (int i = 0; i < tries; ++i) {
+        captured->capture().shareableContent([owned = makeOwned()](const Result<ShareableContent>&) {});
+        captured->stream().updateContentFilter({}, [owned = makeOwned()](const Result<void>&) {});
+        // Without a pause, so that a completion runs as soon as another thread has posted it.
+        ASSERT_TRUE(waitUntil(
+            [&] {
+                QCoreApplication::processEvents();
+                return released == 2 * (i + 1);
+            },
+            Milliseconds{3000}, Milliseconds{0}));
+    }
+    EXPECT_EQ(releasedElsewhere, 0);
 }
 
 TEST_F(X11CaptureTest, everyDepthOfTheRootIsCapturedExactly)

@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <array>
 #include <atomic>
-#include <csignal>
 #include <gmock/gmock.h>
 #include <thread>
 
@@ -246,52 +245,6 @@ TEST_F(VirtualDisplayTest, ALivingOneOfAnotherProcessIsLeftAlone)
     EXPECT_TRUE(isWhole({1280, 720, 800, 600}));
     device.reset();
     EXPECT_TRUE(other.virtualDisplays->create(DisplaysHost::descriptor()));
-}
-
-TEST_F(VirtualDisplayTest, WhatAKilledProcessLeftIsRemovedByTheNextOne)
-{
-    startOnOpenbox();
-    if (IsSkipped())
-        return;
-    host_.reset();
-    const auto child = desktop_->spawn(buildFolder() / "x11_virtual_display_test",
-                                       {"--gtest_filter=ProcessThatIsKilled.*", "--gtest_also_run_disabled_tests"});
-    ASSERT_TRUE(child);
-    ASSERT_TRUE(waitUntil([&] { return isWhole({1280, 720, 800, 600}); }, Milliseconds{5000}));
-    ASSERT_NE(primary(), 0U);
-    child->signal(SIGKILL);
-    ASSERT_TRUE(child->waitForEnd(Milliseconds{3000}));
-    ASSERT_EQ(desktop_->monitors().size(), 2U);
-
-    host_ = std::make_unique<DisplaysHost>(*desktop_);
-    EXPECT_EQ(desktop_->monitors().size(), 1U);
-    EXPECT_EQ(desktop_->screenSize(), QSize(1280, 720));
-    EXPECT_EQ(primary(), 0U);
-    EXPECT_EQ(host_->screens->screens().size(), 1U);
-}
-
-// Not a test: what the one above starts and kills.
-TEST(ProcessThatIsKilled, DISABLED_HasAVirtualDisplay)
-{
-    const DisplaysHost host{std::string()};
-    const auto device = host.virtualDisplays->create(DisplaysHost::descriptor());
-    ASSERT_TRUE(device);
-    ASSERT_TRUE((*device)->applySettings(DisplaysHost::settings(800, 600)));
-    DisplaysHost::pumpFor(Milliseconds{60'000});
-}
-
-TEST_F(VirtualDisplayTest, AnotherProgramsMonitorIsNoLeftover)
-{
-    start({.width = 1280, .height = 720});
-    if (IsSkipped())
-        return;
-    ASSERT_TRUE(desktop_->resizeScreen({1280 + 500, 720}));
-    desktop_->setMonitor("Extra", {1280, 0, 500, 720});
-    auto device = make(800, 600);
-    EXPECT_TRUE(isWhole({1780, 720, 800, 600}));
-    device.reset();
-    EXPECT_TRUE(desktop_->monitorNamed("Extra"));
-    EXPECT_EQ(desktop_->screenSize(), QSize(1780, 720));
 }
 
 TEST_F(VirtualDisplayTest, AServerThatCannotGrowIsSaidToBeUnfit)

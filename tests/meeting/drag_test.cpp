@@ -11,13 +11,16 @@ namespace {
 
 constexpr Milliseconds afterRelease{1500};
 
-class FrameDrag : public testing::Test {
+/// On the server of virtual desktops and on that of real ones.
+class FrameDrag : public testing::TestWithParam<PrivateDesktop::Server> {
 protected:
     bool begin(const QRect& region, bool snaps = false)
     {
         std::string reason;
-        meeting_ = Meeting::start(
-            {.application = {.region = region, .snaps = snaps}, .call = {.window = {1240, 600, 320, 240}}}, reason);
+        Meeting::Options options{.application = {.region = region, .snaps = snaps},
+                                 .call = {.window = {1240, 600, 320, 240}}};
+        options.desktop.server = GetParam();
+        meeting_ = Meeting::start(options, reason);
         if (!meeting_)
             skipReason_ = reason;
         return meeting_ != nullptr;
@@ -48,7 +51,7 @@ protected:
     std::string skipReason_;
 };
 
-TEST_F(FrameDrag, TheFarSideFollowsDuringAMove)
+TEST_P(FrameDrag, TheFarSideFollowsDuringAMove)
 {
     const QRect region(200, 150, 500, 350);
     if (!begin(region))
@@ -68,7 +71,7 @@ TEST_F(FrameDrag, TheFarSideFollowsDuringAMove)
     expectToHaveSettledOn(region.translated(240, 100));
 }
 
-TEST_F(FrameDrag, AResizeIsFollowedByTheSameTrack)
+TEST_P(FrameDrag, AResizeIsFollowedByTheSameTrack)
 {
     const QRect region(200, 150, 500, 350);
     if (!begin(region))
@@ -80,7 +83,7 @@ TEST_F(FrameDrag, AResizeIsFollowedByTheSameTrack)
     EXPECT_TRUE(meeting_->call().state().isLive);
 }
 
-TEST_F(FrameDrag, SnapsToHalvesAndSuperLetsItGo)
+TEST_P(FrameDrag, SnapsToHalvesAndSuperLetsItGo)
 {
     const QRect region(207, 150, 500, 350);
     if (!begin(region, true))
@@ -96,7 +99,7 @@ TEST_F(FrameDrag, SnapsToHalvesAndSuperLetsItGo)
     expectToHaveSettledOn({5, 160, 500, 350});
 }
 
-TEST_F(FrameDrag, SuperSnapsWhereSnappingIsOff)
+TEST_P(FrameDrag, SuperSnapsWhereSnappingIsOff)
 {
     const QRect region(207, 150, 500, 350);
     if (!begin(region))
@@ -108,7 +111,7 @@ TEST_F(FrameDrag, SuperSnapsWhereSnappingIsOff)
     expectToHaveSettledOn({0, 150, 500, 350});
 }
 
-TEST_F(FrameDrag, GuidesAreShownWhileSnapped)
+TEST_P(FrameDrag, GuidesAreShownWhileSnapped)
 {
     const QRect region(207, 150, 500, 350);
     if (!begin(region, true))
@@ -144,7 +147,7 @@ TEST_F(FrameDrag, GuidesAreShownWhileSnapped)
     expectToHaveSettledOn(settled);
 }
 
-TEST_F(FrameDrag, TheCloseButtonEndsTheShare)
+TEST_P(FrameDrag, TheCloseButtonEndsTheShare)
 {
     const QRect region(200, 150, 500, 350);
     if (!begin(region))
@@ -155,6 +158,12 @@ TEST_F(FrameDrag, TheCloseButtonEndsTheShare)
     EXPECT_TRUE(waitUntil([&] { return !meeting_->desktop().monitorNamed("Nimbrale"); }, Milliseconds{3000}));
     EXPECT_TRUE(waitUntil([&] { return meeting_->desktop().screenSize() == QSize(1600, 900); }, Milliseconds{3000}));
 }
+
+INSTANTIATE_TEST_SUITE_P(Servers, FrameDrag,
+                         testing::Values(PrivateDesktop::Server::xvnc, PrivateDesktop::Server::xorgDummy),
+                         [](const auto& server) {
+                             return server.param == PrivateDesktop::Server::xvnc ? "Xvnc" : "XorgDummy";
+                         });
 
 } // namespace
 

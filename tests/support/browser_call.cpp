@@ -43,6 +43,8 @@ std::vector<std::string> browserArguments(const BrowserCall::Options& options, c
         "--disable-domain-reliability",
         "--disable-sync",
         "--no-pings",
+        "--enable-logging=stderr",
+        "--vmodule=*desktop_capture*=1",
     };
     // The browser's sandbox refuses to run for root; the page that it opens is this test's own.
     if (geteuid() == 0)

@@ -64,6 +64,8 @@ public:
 
     /// Clicks the page's button and waits until frames arrive at the far side. On false, `failure` says what happened.
     [[nodiscard]] bool share(Milliseconds timeout = Milliseconds{15000});
+    /// What the browser has logged, that of its screen capture included.
+    [[nodiscard]] std::string browserOutput() const { return browser_->output(); }
     [[nodiscard]] std::string failure() { return failure_; }
 
     [[nodiscard]] State state();

@@ -26,7 +26,7 @@ public:
         Application::Settings application = {};
         Environment applicationEnvironment = {};
         BrowserCall::Options call = {};
-        /// A second display, plugged in before the application starts; Xvnc only.
+        /// A second display, plugged in before the application starts; not on Xvfb.
         std::optional<QRect> secondDisplay = {};
         /// Whether the wall is painted with a pattern, or with one quiet green in which no colour is near the marker.
         bool isPatterned = true;
@@ -35,6 +35,10 @@ public:
     /// Starts everything and shares; returns when the far side gets frames of the region's size. Null with the reason
     /// when something is missing here, which a test skips for; a step that fails is a failure of the test.
     [[nodiscard]] static std::unique_ptr<Meeting> start(const Options& options, std::string& reason);
+    /// After a failure of the running test, keeps the desktop's picture and prints what else helps to understand it.
+    ~Meeting();
+    Meeting(const Meeting&) = delete;
+    Meeting& operator=(const Meeting&) = delete;
 
     [[nodiscard]] PrivateDesktop& desktop() { return *desktop_; }
     [[nodiscard]] Scene& scene() { return *scene_; }
@@ -51,8 +55,8 @@ public:
     /// the pointer, it is black.
     [[nodiscard]] QImage contentOf(const QRect& pixels) const;
     /// Waits for the shared track to show exactly the content of the rectangle (greys within 2, edges to the pixel,
-    /// colours within 4), for the far side to show it within the codec's error (16, colours 24, but for at most 50
-    /// pixels), and for both to move.
+    /// colours within 4), for the far side to show it within the codec's error (16, colours 24, but for one pixel in a
+    /// hundred), and for both to move.
     [[nodiscard]] testing::AssertionResult showsContentOf(const QRect& pixels,
                                                           Milliseconds timeout = Milliseconds{5000});
     /// Waits for the virtual display itself to show the content, bit for bit.
@@ -80,6 +84,7 @@ private:
         ImageTolerance colours;
         ImageTolerance greys;
     };
+    [[nodiscard]] bool arrangeDisplays(const Options& options);
     void fillDesktop(bool isPatterned);
     [[nodiscard]] testing::AssertionResult pictureShows(const std::function<QImage()>& take, const QRect& region,
                                                         const Tolerances& tolerances, Milliseconds timeout) const;

@@ -132,12 +132,13 @@ public:
     void deleteMonitor(const std::string& name);
     /// RRSetScreenSize with millimetres in proportion. False when the server refuses.
     bool resizeScreen(const QSize& size);
-    /// Plugs outputs into Xvnc so that there is one for each rectangle, each starting where the rectangle says. False
-    /// on other servers or when the server refuses.
+    /// The name of an output, counted from 0: "VNC-0", "DUMMY0", "screen" (Xvfb has one only).
+    [[nodiscard]] std::string outputName(int index) const;
+    /// Has an output for each rectangle, where the rectangle says. The first must be where it is. False where the
+    /// server has not so many or refuses.
     bool arrangeOutputs(const std::vector<QRect>& rectangles);
-    /// `xrandr --output NAME --off`: on Xvnc the output is then unplugged.
+    /// `xrandr --output NAME --off`: Xvnc then removes the output, the dummy driver keeps it without a picture.
     void unplug(const std::string& output);
-    /// The name of Xvnc's first output is "VNC-0"; after `arrangeOutputs` with two, the second is "VNC-1".
     void plug(const std::string& output, const QRect& geometry);
 
     // --- Window manager and compositor ----------------------------------------------------------------------------

@@ -109,12 +109,33 @@ bool PrivateDesktop::resizeScreen(const QSize& size)
     return !Reply<xcb_generic_error_t>(xcb_request_check(connection_, cookie));
 }
 
+std::string PrivateDesktop::outputName(int index) const
+{
+    switch (options_.server) {
+    case Server::xvnc:
+        return "VNC-" + std::to_string(index);
+    case Server::xorgDummy:
+        return "DUMMY" + std::to_string(index);
+    case Server::xvfb:
+        return "screen";
+    }
+    return {};
+}
+
 bool PrivateDesktop::arrangeOutputs(const std::vector<QRect>& rectangles)
 {
-    if (options_.server != Server::xvnc || options_.vncPort)
-        return false;
-    if (!arrangeVncOutputs(folder_ / "rfb", rectangles).empty())
-        return false;
+    switch (options_.server) {
+    case Server::xvnc:
+        if (options_.vncPort || !arrangeVncOutputs(folder_ / "rfb", rectangles).empty())
+            return false;
+        break;
+    case Server::xorgDummy:
+        for (std::size_t index = 1; index < rectangles.size(); ++index)
+            plug(outputName(static_cast<int>(index)), rectangles[index]);
+        break;
+    case Server::xvfb:
+        break;
+    }
     return waitUntil(
         [&] {
             const std::vector<Monitor> present = monitors();
@@ -133,9 +154,12 @@ void PrivateDesktop::unplug(const std::string& output)
 
 void PrivateDesktop::plug(const std::string& output, const QRect& geometry)
 {
-    run("xrandr",
-        {"--output", output, "--mode", std::to_string(geometry.width()) + "x" + std::to_string(geometry.height()),
-         "--pos", std::to_string(geometry.x()) + "x" + std::to_string(geometry.y())});
+    const std::string mode = std::to_string(geometry.width()) + "x" + std::to_string(geometry.height());
+    // An output of the dummy driver counts as connected once it has a mode.
+    if (options_.server == Server::xorgDummy)
+        run("xrandr", {"--addmode", output, mode});
+    run("xrandr", {"--output", output, "--mode", mode, "--pos",
+                   std::to_string(geometry.x()) + "x" + std::to_string(geometry.y())});
 }
 
 } // namespace nimbrale::test

@@ -1,11 +1,7 @@
-#include "app/app_delegate.h"
-#include "tests/fakes/fake_platform.h"
-
-#include <QTemporaryDir>
+#include "tests/unit/app_delegate_fixture.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <chrono>
 
@@ -15,60 +11,6 @@ namespace {
 using namespace std::chrono_literals;
 using testing::ElementsAre;
 using testing::IsEmpty;
-
-constexpr DisplayID mainDisplay = 1;
-constexpr DisplayID otherDisplay = 2;
-
-class AppDelegateTest : public testing::Test {
-protected:
-    AppDelegateTest()
-    {
-        platform_.screens().list = {makeScreen(mainDisplay, {0, 0, 1920, 1080}),
-                                    makeScreen(otherDisplay, {1920, 0, 1600, 900})};
-        platform_.screens().main = mainDisplay;
-        delegate_ = AppDelegate::create(platform_, settings_, [this] { ++settingsWindowShown_; });
-    }
-
-    [[nodiscard]] ShareableContent content()
-    {
-        ShareableContent content;
-        for (const Screen& screen : platform_.screens().list)
-            content.displays.push_back({screen.displayID, screen.frame.width, screen.frame.height});
-        content.applications = {{getpid(), "nimbrale"}};
-        content.windows = {{getpid(), true}};
-        return content;
-    }
-
-    void answerContent()
-    {
-        ASSERT_FALSE(capture().pendingContent.empty());
-        capture().answerContent(content());
-    }
-    void finishStart(Result<void> result = {})
-    {
-        answerContent();
-        ASSERT_FALSE(capture().stream().pendingStarts.empty());
-        capture().stream().completeStart(std::move(result));
-    }
-    void launch()
-    {
-        delegate_->applicationWillFinishLaunching();
-        finishStart();
-        ASSERT_TRUE(delegate_->editor());
-    }
-    void settle() { queue().advance(100ms); }
-
-    [[nodiscard]] FakeScreenCapture& capture() { return platform_.screenCapture(); }
-    [[nodiscard]] FakeMainQueue& queue() { return platform_.mainQueue(); }
-    [[nodiscard]] FakeWorkspace& workspace() { return platform_.workspace(); }
-    [[nodiscard]] std::size_t streams() { return capture().streams.size(); }
-
-    QTemporaryDir directory_;
-    AppSettings settings_{directory_.filePath("Nimbrale.conf").toStdString()};
-    FakePlatform platform_;
-    int settingsWindowShown_ = 0;
-    std::shared_ptr<AppDelegate> delegate_;
-};
 
 TEST_F(AppDelegateTest, LaunchBuildsTheWholeChain)
 {
@@ -256,112 +198,6 @@ TEST_F(AppDelegateTest, ContentThatComesAfterARestartStartsOnlyTheNewCapture)
     answerContent();
     EXPECT_EQ(streams(), 2U);
     EXPECT_TRUE(capture().pendingContent.empty());
-}
-
-TEST_F(AppDelegateTest, FirstLaunchWithoutPermissionShowsOnlyTheSystemsPrompt)
-{
-    capture().isPermitted = false;
-    delegate_->applicationWillFinishLaunching();
-    queue().advance(1s);
-    EXPECT_EQ(capture().accessRequests, 1);
-    EXPECT_EQ(capture().contentRequests, 0);
-    EXPECT_TRUE(settings_.hasRequestedScreenCaptureAccess());
-    EXPECT_THAT(workspace().alerts, IsEmpty());
-    EXPECT_FALSE(delegate_->editor());
-}
-
-TEST_F(AppDelegateTest, NextLaunchWithoutPermissionShowsThePermissionAlert)
-{
-    capture().isPermitted = false;
-    settings_.setHasRequestedScreenCaptureAccess(true);
-    delegate_->applicationWillFinishLaunching();
-    queue().advance(1s);
-    EXPECT_EQ(capture().accessRequests, 0);
-    EXPECT_THAT(workspace().alerts,
-                ElementsAre(Alert{AlertStyle::warning,
-                                  "Screen Recording permission needed",
-                                  "Nimbrale needs permission to record your screen. Turn it on in System Settings → "
-                                  "Privacy & Security → Screen & System Audio Recording, then quit and reopen the app.",
-                                  {"Open System Settings", "Quit"}}));
-    EXPECT_EQ(workspace().activations, 1);
-
-    workspace().answerAlert(0);
-    EXPECT_THAT(workspace().locations,
-                ElementsAre("x-apple.systempreferences:com.apple.preference.security?Privacy_ScreenCapture"));
-    EXPECT_EQ(workspace().terminations, 0);
-    queue().advance(1s);
-    EXPECT_EQ(workspace().alerts.size(), 1U) << "it stays running without a capture";
-}
-
-TEST_F(AppDelegateTest, PermissionAlertRestartsWhenTheLocationCannotBeOpened)
-{
-    capture().isPermitted = false;
-    settings_.setHasRequestedScreenCaptureAccess(true);
-    workspace().opensLocations = false;
-    delegate_->applicationWillFinishLaunching();
-    queue().advance(1s);
-    capture().isPermitted = true;
-    workspace().answerAlert(0);
-    finishStart();
-    EXPECT_TRUE(delegate_->editor());
-}
-
-TEST_F(AppDelegateTest, PermissionAlertQuits)
-{
-    capture().isPermitted = false;
-    settings_.setHasRequestedScreenCaptureAccess(true);
-    delegate_->applicationWillFinishLaunching();
-    queue().advance(1s);
-    workspace().answerAlert(1);
-    EXPECT_EQ(workspace().terminations, 1);
-    EXPECT_THAT(workspace().locations, IsEmpty());
-}
-
-TEST_F(AppDelegateTest, FailedCaptureShowsAnAlertAndTryAgainRestarts)
-{
-    delegate_->applicationWillFinishLaunching();
-    finishStart(fail(ErrorCode::captureFailedToStart, "The server said no."));
-    EXPECT_THAT(
-        workspace().alerts,
-        ElementsAre(
-            Alert{AlertStyle::warning, "Screen capture couldn't start", "The server said no.", {"Try Again", "Quit"}}));
-    EXPECT_FALSE(delegate_->editor());
-    EXPECT_FALSE(delegate_->sharedScreen().isActive());
-
-    workspace().answerAlert(0);
-    ASSERT_TRUE(delegate_->isRestarting());
-    capture().stream().completeStop();
-    finishStart();
-    EXPECT_TRUE(delegate_->editor());
-    EXPECT_EQ(workspace().alerts.size(), 1U);
-}
-
-TEST_F(AppDelegateTest, FailedQuestionForContentShowsAnAlertAndQuitEnds)
-{
-    delegate_->applicationWillFinishLaunching();
-    capture().answerContent(fail(ErrorCode::captureNoDisplayList, "No displays."));
-    ASSERT_EQ(workspace().alerts.size(), 1U);
-    EXPECT_EQ(workspace().alerts.front().informativeText, "No displays.");
-    workspace().answerAlert(1);
-    EXPECT_EQ(workspace().terminations, 1);
-    EXPECT_EQ(streams(), 0U);
-}
-
-TEST_F(AppDelegateTest, LimitationsAreToldOncePerRun)
-{
-    capture().limits = {"The pointer is missing.", "Menus are shared."};
-    launch();
-    ASSERT_EQ(workspace().alerts.size(), 1U);
-    EXPECT_EQ(workspace().alerts.front().style, AlertStyle::informational);
-    EXPECT_EQ(workspace().alerts.front().informativeText, "The pointer is missing.\nMenus are shared.");
-    workspace().answerAlert(0);
-
-    platform_.screens().list.front().backingScaleFactor = 2;
-    delegate_->checkCapturedDisplay();
-    capture().stream().completeStop();
-    finishStart();
-    EXPECT_TRUE(delegate_->editor());
-    EXPECT_EQ(workspace().alerts.size(), 1U);
 }
 
 TEST_F(AppDelegateTest, CloseButtonQuits)

@@ -1,8 +1,6 @@
-#include "app/app_settings.h"
+#include "tests/unit/app_settings_fixture.h"
 
-#include <QFile>
 #include <QSettings>
-#include <QTemporaryDir>
 
 #include <gtest/gtest.h>
 
@@ -10,58 +8,6 @@
 
 namespace nimbrale {
 namespace {
-
-class AppSettingsTest : public testing::Test {
-protected:
-    [[nodiscard]] QString path() const { return directory_.filePath("Nimbrale.conf"); }
-    [[nodiscard]] std::string pathText() const { return path().toStdString(); }
-
-    void writeFile(const QByteArray& content) const
-    {
-        QFile file(path());
-        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-        ASSERT_EQ(file.write(content), content.size());
-    }
-
-    [[nodiscard]] QByteArray readFile() const
-    {
-        QFile file(path());
-        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-    }
-
-private:
-    QTemporaryDir directory_;
-};
-
-void expectDefaults(const AppSettings& settings)
-{
-    EXPECT_EQ(settings.left(), 0);
-    EXPECT_EQ(settings.top(), 0);
-    EXPECT_EQ(settings.width(), 800);
-    EXPECT_EQ(settings.height(), 600);
-    EXPECT_EQ(settings.displayID(), 0);
-    EXPECT_TRUE(settings.snappingEnabled());
-    EXPECT_TRUE(settings.shareNotifications());
-    EXPECT_EQ(settings.framerate(), 30);
-    EXPECT_TRUE(settings.showWelcomeAtLaunch());
-    EXPECT_FALSE(settings.webcamEnabled());
-    EXPECT_EQ(settings.webcamDeviceID(), "");
-    EXPECT_EQ(settings.webcamShape(), AppSettings::WebcamShape::rounded);
-    EXPECT_EQ(settings.webcamBackground(), AppSettings::WebcamBackground::original);
-    EXPECT_TRUE(settings.webcamMirrored());
-    EXPECT_TRUE(settings.webcamFadeOnHover());
-    EXPECT_EQ(settings.webcamX(), -1.0);
-    EXPECT_EQ(settings.webcamY(), -1.0);
-    EXPECT_EQ(settings.webcamWidth(), 320.0);
-    EXPECT_EQ(settings.webcamHeight(), 180.0);
-    EXPECT_TRUE(settings.recordMicrophone());
-    EXPECT_EQ(settings.recordMicrophoneID(), "");
-    EXPECT_FALSE(settings.recordSystemAudio());
-    EXPECT_EQ(settings.recordQuality(), AppSettings::RecordingQuality::standard);
-    EXPECT_TRUE(settings.recordFolderBookmark().empty());
-    EXPECT_EQ(settings.settingsTab(), AppSettings::SettingsTab::general);
-    EXPECT_FALSE(settings.hasRequestedScreenCaptureAccess());
-}
 
 TEST_F(AppSettingsTest, FreshFileYieldsTheDefaultsAndWritesNothing)
 {
@@ -249,102 +195,6 @@ TEST_F(AppSettingsTest, KeysOfOthersStay)
     EXPECT_EQ(file.value("testFeedURL").toString(), "http://localhost/feed");
     EXPECT_EQ(file.value("Other/key").toString(), "value");
     EXPECT_EQ(file.value("settingsLeft").toString(), "5");
-}
-
-TEST_F(AppSettingsTest, RawValuesAreComparedExactly)
-{
-    writeFile("[General]\nwebcamShape=square\nrecordQuality=HIGH\nwebcamBackground=blurred \nsettingsTab=\"\"\n");
-    const AppSettings settings(pathText());
-    EXPECT_EQ(settings.webcamShape(), AppSettings::WebcamShape::rounded);
-    EXPECT_EQ(settings.recordQuality(), AppSettings::RecordingQuality::standard);
-    EXPECT_EQ(settings.settingsTab(), AppSettings::SettingsTab::general);
-}
-
-struct Unreadable {
-    const char* what;
-    const char* value;
-};
-
-class UnreadableValueTest : public AppSettingsTest, public testing::WithParamInterface<Unreadable> {};
-
-TEST_P(UnreadableValueTest, ReadsAsTheDefault)
-{
-    QByteArray content = "[General]\n";
-    for (const char* key : {"settingsLeft",
-                            "settingsTop",
-                            "settingsWidth",
-                            "settingsHeight",
-                            "settingsDisplayID",
-                            "settingsSnapping",
-                            "shareNotifications",
-                            "settingsFramerate",
-                            "showWelcomeAtLaunch",
-                            "webcamEnabled",
-                            "webcamShape",
-                            "webcamBackground",
-                            "webcamMirrored",
-                            "webcamFadeOnHover",
-                            "webcamX",
-                            "webcamY",
-                            "webcamWidth",
-                            "webcamHeight",
-                            "recordMicrophone",
-                            "recordSystemAudio",
-                            "recordQuality",
-                            "recordFolder",
-                            "settingsTab",
-                            "requestedScreenCaptureAccess"})
-        content += QByteArray(key) + "=" + GetParam().value + "\n";
-    writeFile(content);
-    const AppSettings settings(pathText());
-    expectDefaults(settings);
-    EXPECT_EQ(readFile(), content) << "reading must not repair the file";
-}
-
-INSTANTIATE_TEST_SUITE_P(Values, UnreadableValueTest,
-                         testing::Values(Unreadable{"Empty", ""}, Unreadable{"Word", "garbage"},
-                                         Unreadable{"NotANumber", "nan"}, Unreadable{"Infinity", "-inf"},
-                                         Unreadable{"NumberAndMore", "12px"}, Unreadable{"TwoSigns", "--5"},
-                                         Unreadable{"List", "\"1\", \"2\""}, Unreadable{"Hexadecimal", "0x10"},
-                                         Unreadable{"UpperCaseBoolean", "TRUE"}, Unreadable{"Invalid", "@Invalid()"},
-                                         Unreadable{"Size", "@Size(3 4)"}, Unreadable{"Overflow", "1e999"},
-                                         Unreadable{"BlankAround", "\" 5 \""}),
-                         [](const auto& description) { return description.param.what; });
-
-TEST_F(AppSettingsTest, IntegersMustFitAndBeWhole)
-{
-    writeFile("[General]\nsettingsLeft=9223372036854775807\nsettingsTop=-9223372036854775808\n"
-              "settingsWidth=9223372036854775808\nsettingsHeight=600.5\n");
-    const AppSettings settings(pathText());
-    EXPECT_EQ(settings.left(), std::numeric_limits<std::int64_t>::max());
-    EXPECT_EQ(settings.top(), std::numeric_limits<std::int64_t>::min());
-    EXPECT_EQ(settings.width(), 800);
-    EXPECT_EQ(settings.height(), 600);
-}
-
-TEST_F(AppSettingsTest, NumbersAreNotTakenForBooleans)
-{
-    writeFile("[General]\nwebcamEnabled=1\nsettingsSnapping=0\n");
-    const AppSettings settings(pathText());
-    EXPECT_FALSE(settings.webcamEnabled());
-    EXPECT_TRUE(settings.snappingEnabled());
-}
-
-TEST_F(AppSettingsTest, BytesAreNotTakenForText)
-{
-    writeFile("[General]\nwebcamDeviceID=@ByteArray(abc)\nrecordFolder=abc\n");
-    const AppSettings settings(pathText());
-    EXPECT_EQ(settings.webcamDeviceID(), "");
-    EXPECT_TRUE(settings.recordFolderBookmark().empty());
-}
-
-TEST_F(AppSettingsTest, ValuesThatAreNotFiniteReadAsTheDefaultAfterAssignment)
-{
-    AppSettings settings(pathText());
-    settings.setWebcamWidth(std::numeric_limits<double>::quiet_NaN());
-    settings.setWebcamHeight(std::numeric_limits<double>::infinity());
-    EXPECT_EQ(settings.webcamWidth(), 320.0);
-    EXPECT_EQ(settings.webcamHeight(), 180.0);
 }
 
 TEST_F(AppSettingsTest, ObserversAreToldBeforeTheWrite)
