@@ -6,7 +6,7 @@
 
 namespace nimbrale {
 
-/// A thread of its own that runs what is posted to it, in order.
+/// Runs what is posted to it one after the other, in order, on a thread of its own.
 class SerialQueue {
 public:
     /// `label` names the queue in logs; the thread's name is the label cut to the 15 bytes that the system keeps.
@@ -19,6 +19,9 @@ public:
     [[nodiscard]] const std::string& label() const;
     /// Any thread.
     void post(std::function<void()> work);
+    /// Like `post`, but where the queue has nothing to do, the work is done on the calling thread before this returns:
+    /// for work so short that a change of threads would cost more. Any thread.
+    void runOrPost(std::function<void()> work);
 
 private:
     struct State;

@@ -24,8 +24,8 @@ std::shared_ptr<RegionOverlayWindow> RegionOverlayWindow::create(Panels& panels,
     // is never told to ignore the mouse again: the pointer is looked at only 30 times a second, and a click that
     // comes sooner after the pointer's arrival on a control must not fall through to what lies below.
     window->panel_->setIgnoresMouseEvents(false);
-    window->mouseTimer_ = mainQueue.scheduleRepeating(
-        hoverPollInterval, [raw = window.get()] { raw->view_->pollHover(raw->screens_.mouseLocation()); });
+    window->mouseMoves_ = screens.observeMouse([raw = window.get()] { raw->watchPointer(); });
+    window->watchPointer();
     return window;
 }
 
@@ -47,6 +47,23 @@ void RegionOverlayWindow::connectPanel()
     panel_->onMouseDragged = keepingAlive(&RegionOverlayView::mouseDragged);
     panel_->onMouseUp = keepingAlive(&RegionOverlayView::mouseUp);
     panel_->onBackingScaleChange = [this] { view_->repaint(); };
+}
+
+void RegionOverlayWindow::watchPointer()
+{
+    lastMouseLocation_.reset();
+    if (!mouseTimer_)
+        mouseTimer_ = mainQueue_.scheduleRepeating(hoverPollInterval, [this] { lookAtPointer(); });
+}
+
+void RegionOverlayWindow::lookAtPointer()
+{
+    const Point location = screens_.mouseLocation();
+    view_->pollHover(location);
+    // What rests needs no further look, and each would wake the processor, until the pointer or the frame moves.
+    if (mouseMoves_ && lastMouseLocation_ == location)
+        mouseTimer_.reset();
+    lastMouseLocation_ = location;
 }
 
 std::function<void(const MouseEvent&)>
@@ -75,6 +92,7 @@ void RegionOverlayWindow::setFrame(const Rect& frame)
     view_->windowWillMove(std::exchange(frame_, frame));
     panel_->setFrame(frame);
     view_->repaint();
+    watchPointerAgain();
 }
 
 void RegionOverlayWindow::orderFront()
@@ -82,8 +100,22 @@ void RegionOverlayWindow::orderFront()
     panel_->orderFront();
 }
 
+void RegionOverlayWindow::setRegionFrame(const Rect& regionFrame)
+{
+    regionFrame_ = regionFrame;
+    watchPointerAgain();
+}
+
+// The controls have moved, though the pointer may not have.
+void RegionOverlayWindow::watchPointerAgain()
+{
+    if (isWatchingPointer())
+        watchPointer();
+}
+
 void RegionOverlayWindow::close()
 {
+    mouseMoves_.reset();
     mouseTimer_.reset();
     panel_->orderOut();
 }

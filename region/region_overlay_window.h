@@ -58,7 +58,7 @@ public:
     void setScreenFrame(const Rect& screenFrame) { screenFrame_ = screenFrame; }
     /// The region in screen coordinates. Setting it draws nothing: repaint the view or change the window's frame.
     [[nodiscard]] const Rect& regionFrame() const { return regionFrame_; }
-    void setRegionFrame(const Rect& regionFrame) { regionFrame_ = regionFrame; }
+    void setRegionFrame(const Rect& regionFrame);
 
     /// What the window covers, in screen coordinates.
     [[nodiscard]] const Rect& frame() const { return frame_; }
@@ -79,13 +79,17 @@ public:
     void orderFront();
     /// Stops looking at the pointer and hides the window.
     void close();
-    [[nodiscard]] bool isWatchingPointer() const { return mouseTimer_ != nullptr; }
+    /// Whether the pointer is looked at, or will be as soon as it moves.
+    [[nodiscard]] bool isWatchingPointer() const { return mouseTimer_ || mouseMoves_; }
 
 private:
     RegionOverlayWindow(Panels& panels, Screens& screens, MainQueue& mainQueue, const Rect& screenFrame,
                         const Rect& regionFrame);
 
     void connectPanel();
+    void watchPointer();
+    void watchPointerAgain();
+    void lookAtPointer();
     [[nodiscard]] std::function<void(const MouseEvent&)>
     keepingAlive(void (RegionOverlayView::*handler)(const MouseEvent&));
 
@@ -97,7 +101,10 @@ private:
     bool ignoresMouseEvents_ = true;
     std::unique_ptr<Panel> panel_;
     std::unique_ptr<RegionOverlayView> view_; // Paints into the panel and must go before it.
+    /// Null while the pointer rests.
     std::unique_ptr<Timer> mouseTimer_;
+    Subscription mouseMoves_;
+    std::optional<Point> lastMouseLocation_;
 };
 
 } // namespace nimbrale

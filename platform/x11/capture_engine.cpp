@@ -93,6 +93,14 @@ void CaptureEngine::watchPointer()
     } selection{{XCB_INPUT_DEVICE_ALL_MASTER, 1},
                 XCB_INPUT_XI_EVENT_MASK_RAW_MOTION | XCB_INPUT_XI_EVENT_MASK_RAW_TOUCH_UPDATE};
     xcb_input_xi_select_events(connection_->get(), connection_->root(), 1, &selection.head);
+    notePointerMove();
+}
+
+void CaptureEngine::notePointerMove()
+{
+    isPointerStale_ = true;
+    if (callbacks_.onPointerMoved)
+        callbacks_.onPointerMoved();
 }
 
 void CaptureEngine::watchCompositor()
@@ -208,9 +216,7 @@ void CaptureEngine::run()
         }
         const std::optional<std::chrono::nanoseconds> wait = composeDue();
         connection_->flush();
-        const bool isTickKnown = wait && std::any_of(sessions_.begin(), sessions_.end(),
-                                                     [this](const auto& session) { return hasWork(*session); });
-        sleep(wait, isTickKnown);
+        sleep(wait);
     }
 }
 
@@ -258,7 +264,7 @@ void CaptureEngine::handle(const xcb_generic_event_t& event)
     }
     if (type == XCB_GE_GENERIC) {
         if (eventAs<xcb_ge_generic_event_t>(event).extension == extensions.input.majorOpcode)
-            isPointerStale_ = true;
+            notePointerMove();
         return;
     }
     if (background_->handle(event)) {

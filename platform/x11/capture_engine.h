@@ -26,6 +26,9 @@ public:
     struct Callbacks {
         /// Frees a pixmap that nobody shows any more. Any thread.
         std::function<void(xcb_pixmap_t)> releasePixmap;
+        /// The pointer may have moved; also once at the start, on a server that tells of it. Capture thread, and the
+        /// thread that creates the engine.
+        std::function<void()> onPointerMoved;
         /// The server has gone. Capture thread.
         std::function<void()> onLost;
     };
@@ -66,6 +69,7 @@ private:
     CaptureEngine(std::unique_ptr<Connection> connection, Callbacks callbacks);
     void prepare();
     void watchPointer();
+    void notePointerMove();
     void watchCompositor();
     void readCompositor();
 
@@ -75,7 +79,10 @@ private:
     void handle(const xcb_generic_event_t& event);
     void damaged(const xcb_damage_notify_event_t& event);
     /// Composes what is due. Returns how long nothing more will be; absent when only an event can change that.
+    /// Composes what is due. The time until the next picture that is known to be needed, absent for none.
     [[nodiscard]] std::optional<std::chrono::nanoseconds> composeDue();
+    /// The time in which no session may have a picture, absent when one may have it at once.
+    [[nodiscard]] std::optional<std::chrono::nanoseconds> timeToNextTick() const;
     [[nodiscard]] bool hasWork(const CaptureSession& session) const;
     void collectChanges();
     void collectRootDamage();
@@ -85,7 +92,7 @@ private:
     void redrawPointer();
     void compose(CaptureSession& session, Clock::time_point now);
     [[nodiscard]] SyncPoint mark(CaptureSession& session);
-    void sleep(std::optional<std::chrono::nanoseconds> wait, bool isTickKnown);
+    void sleep(std::optional<std::chrono::nanoseconds> wait);
 
     std::unique_ptr<Connection> connection_;
     Callbacks callbacks_;

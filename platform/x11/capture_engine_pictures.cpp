@@ -19,6 +19,9 @@ constexpr int mostRectangles = 24;
 /// Programs that set the pointer's place themselves announce it by no event: now and then it is asked for.
 constexpr std::chrono::milliseconds pointerPollInterval{200};
 
+/// For how long events may wait for the next picture: others go by the pointer's moves, which come with them.
+constexpr std::chrono::milliseconds longestDeafness{50};
+
 PixelRegion fetched(xcb_connection_t* connection, xcb_xfixes_fetch_region_cookie_t cookie)
 {
     PixelRegion region;
@@ -152,6 +155,9 @@ void CaptureEngine::movePointer(const PointerPlace& place)
         return;
     pointerPlace_ = place;
     redrawPointer();
+    // A place that a program set came without an event.
+    if (callbacks_.onPointerMoved)
+        callbacks_.onPointerMoved();
 }
 
 void CaptureEngine::redrawPointer()
@@ -204,21 +210,39 @@ SyncPoint CaptureEngine::mark(CaptureSession& session)
     return {session.counter, value};
 }
 
-void CaptureEngine::sleep(std::optional<std::chrono::nanoseconds> wait, bool isTickKnown)
+std::optional<std::chrono::nanoseconds> CaptureEngine::timeToNextTick() const
+{
+    std::optional<std::chrono::nanoseconds> next;
+    const auto now = Clock::now();
+    for (const auto& session : sessions_) {
+        const std::chrono::nanoseconds remaining = session->lastFrame + session->configuration.interval - now;
+        if (remaining.count() <= 0)
+            return std::nullopt;
+        next = std::min(next.value_or(remaining), remaining);
+    }
+    return next;
+}
+
+void CaptureEngine::sleep(std::optional<std::chrono::nanoseconds> wait)
 {
     // Waiting for a reply may have queued events that the socket will not announce again.
     if (Reply<xcb_generic_event_t> event{xcb_poll_for_queued_event(connection_->get())}) {
         handle(*event);
         return;
     }
+    // Between two pictures there is no need to look at the server: its events pile up cheaply, and each look would wake
+    // the processor.
+    const std::optional<std::chrono::nanoseconds> tick = timeToNextTick();
+    const bool isBetweenTicks = tick && *tick <= longestDeafness;
+    if (isBetweenTicks)
+        wait = std::min(wait.value_or(*tick), *tick);
     const bool watchesPointer = std::any_of(sessions_.begin(), sessions_.end(),
                                             [](const auto& session) { return session->configuration.showsCursor; });
     const bool isPollingPointer = !wait && watchesPointer;
     if (isPollingPointer)
         wait = pointerPollInterval;
-    // With the next picture's time known there is no need to look at the server before: its events pile up cheaply.
     pollfd descriptors[] = {{wakeDescriptor_, POLLIN, 0}, {xcb_get_file_descriptor(connection_->get()), POLLIN, 0}};
-    const nfds_t count = isTickKnown ? 1 : 2;
+    const nfds_t count = isBetweenTicks ? 1 : 2;
     timespec timeout{};
     if (wait) {
         timeout.tv_sec = wait->count() / 1'000'000'000;

@@ -80,7 +80,7 @@ bool CaptureSession::postToOutput(std::function<void()>&& work)
     const std::lock_guard lock(outputMutex_);
     if (!queue_)
         return false;
-    queue_->post(std::move(work));
+    queue_->runOrPost(std::move(work));
     return true;
 }
 

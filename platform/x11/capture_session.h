@@ -71,7 +71,8 @@ private:
 
     MainQueue& mainQueue_;
     std::function<void()> wake_;
-    std::mutex outputMutex_;
+    /// Recursive, since the output's queue may do on the spot what it is given.
+    std::recursive_mutex outputMutex_;
     SerialQueue* queue_ = nullptr;
     std::function<void(const CaptureSample&)> handler_;
     std::atomic<bool> isInFlight_ = false;

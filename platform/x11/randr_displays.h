@@ -12,7 +12,7 @@ namespace nimbrale::x11 {
 
 /// A display as RandR tells of it.
 struct RandrDisplay {
-    /// Of the monitor or output, the same from one session to the next.
+    /// Of the monitor or output, the same after the next login.
     std::string name;
     /// What people call it: the model, where the display tells it.
     std::string userName;

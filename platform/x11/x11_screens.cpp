@@ -10,6 +10,7 @@
 #include <QTimer>
 
 #include <algorithm>
+#include <atomic>
 #include <chrono>
 #include <cmath>
 #include <cstring>
@@ -22,6 +23,8 @@ using namespace std::chrono_literals;
 
 // Windows come and go in bursts, and each changes a property that work areas are computed from.
 constexpr auto workAreaDelay = 100ms;
+
+constexpr auto longestPointerRest = 200ms;
 
 std::uint32_t hashOf(const std::string& name)
 {
@@ -53,6 +56,18 @@ struct X11Screens::Impl {
     PixelRect mainPixels;
     DisplayID mainDisplay = 0;
     double scale = 1;
+    /// How often the pointer may have moved; 0 while nobody tells.
+    std::atomic<std::uint64_t> pointerMoves = 0;
+    /// Whether the next move is to be told to the observers.
+    std::atomic<bool> isMoveAwaited = false;
+    Observers mouseObservers;
+    struct PointerAnswer {
+        std::uint64_t moves = 0;
+        std::chrono::steady_clock::time_point time;
+        int rootX = 0;
+        int rootY = 0;
+    };
+    PointerAnswer pointerAnswer;
 
     explicit Impl(Connection& theConnection)
         : connection(theConnection), layout(theConnection), workAreas(theConnection)
@@ -65,6 +80,7 @@ struct X11Screens::Impl {
     [[nodiscard]] Point topLeftOf(int rootX, int rootY) const;
     [[nodiscard]] Rect pointsOf(const PixelRect& pixels, const PixelRect& display, bool isOwn) const;
     [[nodiscard]] std::vector<X11Screen> read();
+    void askForPointer();
 };
 
 void X11Screens::Impl::watch(X11Screens& owner, EventDispatcher& events)
@@ -91,6 +107,8 @@ void X11Screens::Impl::handle(const xcb_generic_event_t& event)
         startIn(0ms);
         return;
     }
+    if (type >= XCB_BUTTON_PRESS && type <= XCB_LEAVE_NOTIFY && pointerMoves != 0)
+        ++pointerMoves;
     if (type != XCB_PROPERTY_NOTIFY)
         return;
     const auto& change = eventAs<xcb_property_notify_event_t>(event);
@@ -198,10 +216,35 @@ DisplayID X11Screens::mainDisplay() const
 
 Point X11Screens::mouseLocation() const
 {
-    xcb_connection_t* const raw = impl_->connection.get();
+    impl_->askForPointer();
+    return pointOf(impl_->pointerAnswer.rootX, impl_->pointerAnswer.rootY);
+}
+
+Subscription X11Screens::observeMouse(std::function<void()> observer)
+{
+    return impl_->pointerMoves == 0 ? nullptr : impl_->mouseObservers.add(std::move(observer));
+}
+
+void X11Screens::pointerMoved()
+{
+    ++impl_->pointerMoves;
+    if (impl_->isMoveAwaited.exchange(false))
+        QMetaObject::invokeMethod(
+            &impl_->soon, [impl = impl_.get()] { impl->mouseObservers.notify(); }, Qt::QueuedConnection);
+}
+
+void X11Screens::Impl::askForPointer()
+{
+    // Both before the server is asked, so that a move in between is not taken for part of the answer.
+    isMoveAwaited = true;
+    const std::uint64_t moves = pointerMoves;
+    const auto now = std::chrono::steady_clock::now();
+    if (moves != 0 && moves == pointerAnswer.moves && now - pointerAnswer.time < longestPointerRest)
+        return;
     const Reply<xcb_query_pointer_reply_t> pointer(
-        xcb_query_pointer_reply(raw, xcb_query_pointer(raw, impl_->connection.root()), nullptr));
-    return pointer ? pointOf(pointer->root_x, pointer->root_y) : Point{};
+        xcb_query_pointer_reply(connection.get(), xcb_query_pointer(connection.get(), connection.root()), nullptr));
+    if (pointer)
+        pointerAnswer = {moves, now, pointer->root_x, pointer->root_y};
 }
 
 Subscription X11Screens::observeChanges(std::function<void()> observer)

@@ -34,6 +34,7 @@ public:
     [[nodiscard]] std::vector<Screen> screens() const override;
     [[nodiscard]] DisplayID mainDisplay() const override;
     [[nodiscard]] Point mouseLocation() const override;
+    [[nodiscard]] Subscription observeMouse(std::function<void()> observer) override;
     [[nodiscard]] Subscription observeChanges(std::function<void()> observer) override;
 
     [[nodiscard]] const std::vector<X11Screen>& all() const { return screens_; }
@@ -46,10 +47,14 @@ public:
     /// The screen point of a root pixel's top-left corner.
     [[nodiscard]] Point pointOf(int rootX, int rootY) const;
 
-    /// The identifier that the monitor of that name has, now or later in this session.
+    /// The identifier that the monitor of that name has.
     [[nodiscard]] DisplayID displayIDForMonitor(xcb_atom_t nameAtom);
     /// Names the application's own monitor: its screen has scale 1, and it never is the main display. 0 for none.
     void setOwnMonitor(xcb_atom_t nameAtom);
+    /// Says that the pointer may have moved. From the first call on, the pointer is taken to rest between calls, though
+    /// for no longer than a fifth of a second, since programs can set its place without anybody being told; so long
+    /// `mouseLocation` need not ask the server. Any thread.
+    void pointerMoved();
     /// Reads the displays afresh and tells the observers if they differ. The server announces most changes, but not
     /// those of user-defined monitors: whoever makes one calls this.
     void refresh();

@@ -232,6 +232,31 @@ TEST(ResourceDatabaseTest, ValuesAreFoundByTheirWholeName)
     EXPECT_EQ(x11::resourceValue(database, "Xft"), "");
 }
 
+TEST_F(ScreensTest, ThePointerIsAskedForOnlyWhenItMayHaveMoved)
+{
+    start({.width = 1280, .height = 720});
+    if (IsSkipped())
+        return;
+    desktop_->movePointer({100, 50});
+    EXPECT_EQ(screens().mouseLocation(), (Point{100, 670}));
+    desktop_->movePointer({110, 50});
+    EXPECT_EQ(screens().mouseLocation(), (Point{110, 670})) << "nobody tells of moves";
+
+    screens().pointerMoved();
+    EXPECT_EQ(screens().mouseLocation(), (Point{110, 670}));
+    desktop_->movePointer({120, 50});
+    EXPECT_EQ(screens().mouseLocation(), (Point{110, 670})) << "nobody told of this move";
+    screens().pointerMoved();
+    EXPECT_EQ(screens().mouseLocation(), (Point{120, 670}));
+    desktop_->movePointer({130, 50});
+    EXPECT_TRUE(waitUntil(
+        [&] {
+            return screens().mouseLocation() == Point{130, 670};
+        },
+        Milliseconds{1000}))
+        << "a place that was set without a word is found a little later";
+}
+
 } // namespace
 
 } // namespace nimbrale::test

@@ -20,7 +20,15 @@ class FakeScreens final : public Screens {
 public:
     [[nodiscard]] std::vector<Screen> screens() const override { return list; }
     [[nodiscard]] DisplayID mainDisplay() const override { return main; }
-    [[nodiscard]] Point mouseLocation() const override { return mouse; }
+    [[nodiscard]] Point mouseLocation() const override
+    {
+        ++mouseQuestions;
+        return mouse;
+    }
+    [[nodiscard]] Subscription observeMouse(std::function<void()> observer) override
+    {
+        return tellsOfMouse ? mouseObservers_.add(std::move(observer)) : nullptr;
+    }
     [[nodiscard]] Subscription observeChanges(std::function<void()> observer) override
     {
         return observers_.add(std::move(observer));
@@ -36,9 +44,15 @@ public:
     std::vector<Screen> list;
     DisplayID main = 0;
     Point mouse;
+    mutable int mouseQuestions = 0;
+    /// Whether the system tells of moves; say so by `notifyMouse`.
+    bool tellsOfMouse = false;
+
+    void notifyMouse() { mouseObservers_.notify(); }
 
 private:
     Observers observers_;
+    Observers mouseObservers_;
 };
 
 } // namespace nimbrale
