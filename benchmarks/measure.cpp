@@ -30,7 +30,7 @@ std::int64_t residentMemoryOf(pid_t process)
     throw Failure("the memory of process " + std::to_string(process) + " cannot be read; it has ended");
 }
 
-Summary summaryOf(std::vector<double> values)
+Summary summaryOf(const std::vector<double>& values)
 {
     return {quantileOf(values, 0.5), quantileOf(values, 0), quantileOf(values, 1)};
 }

@@ -30,7 +30,7 @@ struct Summary {
 };
 
 /// Throws Failure without any value.
-[[nodiscard]] Summary summaryOf(std::vector<double> values);
+[[nodiscard]] Summary summaryOf(const std::vector<double>& values);
 /// The smallest value that at least this part (0 to 1) of all values does not exceed. Throws Failure without any value.
 [[nodiscard]] double quantileOf(std::vector<double> values, double part);
 

@@ -176,7 +176,7 @@ void RegionCapture::stop(std::function<void()> then)
         then();
         return;
     }
-    const auto stopping = std::make_shared<StoppingCapture>(shared_from_this(), std::move(stream_));
+    const auto stopping = std::make_shared<StoppingCapture>(StoppingCapture{shared_from_this(), std::move(stream_)});
     stopping->stream->stop([stopping, then = std::move(then)](const Result<void>& result) {
         if (!result)
             qCCritical(captureLog, "Stopping capture failed: %s", result.error().message.c_str());

@@ -1,5 +1,7 @@
 #include "platform/desktop/qt_main_queue.h"
 
+#include <QCoreApplication>
+#include <QEvent>
 #include <QTimer>
 
 #include <utility>
@@ -39,10 +41,43 @@ private:
 
 void QtMainQueue::post(std::function<void()> work)
 {
-    // The toolkit lets the posting thread hold on to the functor for a moment longer than the call takes, so that the
-    // work is taken out of it here and ends on the main thread.
-    QMetaObject::invokeMethod(
-        &receiver_, [work = std::move(work)]() mutable { std::exchange(work, nullptr)(); }, Qt::QueuedConnection);
+    receiver_.post(std::move(work));
+}
+
+void QtMainQueue::Receiver::post(std::function<void()> work)
+{
+    const std::lock_guard lock(mutex_);
+    work_.push_back(std::move(work));
+    if (!std::exchange(isWakePosted_, true))
+        QCoreApplication::postEvent(this, new QEvent(QEvent::User));
+}
+
+void QtMainQueue::Receiver::customEvent(QEvent*)
+{
+    std::size_t count = 0;
+    {
+        const std::lock_guard lock(mutex_);
+        isWakePosted_ = false;
+        count = work_.size();
+    }
+    // Each is taken when its turn comes: one that runs an event loop of its own must not hold up those after it. What
+    // is posted meanwhile waits for the other events of the loop.
+    for (; count > 0; --count) {
+        const std::function<void()> work = next();
+        if (!work)
+            break;
+        work();
+    }
+}
+
+std::function<void()> QtMainQueue::Receiver::next()
+{
+    const std::lock_guard lock(mutex_);
+    if (work_.empty())
+        return nullptr;
+    std::function<void()> first = std::move(work_.front());
+    work_.pop_front();
+    return first;
 }
 
 void QtMainQueue::postAfter(std::chrono::nanoseconds delay, std::function<void()> work)

@@ -95,7 +95,8 @@ public:
     {
         if (!lastRead_)
             return;
-        Reply<xcb_get_input_focus_reply_t>(xcb_get_input_focus_reply(connection_.get(), *lastRead_, nullptr));
+        const Reply<xcb_get_input_focus_reply_t> done(
+            xcb_get_input_focus_reply(connection_.get(), *lastRead_, nullptr));
         lastRead_.reset();
     }
 

@@ -225,7 +225,7 @@ void LayerCompositor::commit()
     if (translucency_ == Translucency::opaque)
         drawOpaque(items, dirty);
     else
-        drawSeeThrough(std::move(items), std::move(dirty));
+        drawSeeThrough(std::move(items), dirty);
     connection_.flush();
 }
 
@@ -243,7 +243,7 @@ void LayerCompositor::drawOpaque(const std::vector<LayerItem>& items, const Pixe
             uncovered -= region;
         else
             blended |= region;
-        visible.push_back({&*item, std::move(region)});
+        visible.push_back({&*item, region});
     }
     std::reverse(visible.begin(), visible.end());
 

@@ -10,16 +10,17 @@ namespace nimbrale::x11 {
 namespace {
 
 constexpr int arrowSize = 16;
+using ArrowPixels = std::array<std::uint32_t, std::size_t{arrowSize} * arrowSize>;
 
 /// A plain black arrow with a white edge, its tip at the top-left.
-std::array<std::uint32_t, arrowSize * arrowSize> plainArrow()
+ArrowPixels plainArrow()
 {
-    std::array<std::uint32_t, arrowSize * arrowSize> pixels{};
+    ArrowPixels pixels{};
     for (int y = 0; y < arrowSize; ++y) {
         const int reach = y < 11 ? y : 2 * (arrowSize - 1) - 2 * y;
         for (int x = 0; x <= reach && x < arrowSize; ++x) {
             const bool isEdge = x == 0 || x == reach || y == arrowSize - 1;
-            pixels[std::size_t(y * arrowSize + x)] = isEdge ? 0xffffffff : 0xff000000;
+            pixels[std::size_t(y) * arrowSize + std::size_t(x)] = isEdge ? 0xffffffff : 0xff000000;
         }
     }
     return pixels;

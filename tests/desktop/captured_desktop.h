@@ -45,7 +45,8 @@ public:
     }
 
     /// `region` in region coordinates of the main display, at scale 1.
-    void start(const Rect& region, int framesPerSecond = 60, bool excludesNotifications = false, bool showsCursor = false)
+    void start(const Rect& region, int framesPerSecond = 60, bool excludesNotifications = false,
+               bool showsCursor = false)
     {
         filter_.displayID = screens_->mainDisplay();
         setExcluded(excludesNotifications);

@@ -10,8 +10,6 @@ namespace nimbrale::test {
 
 namespace {
 
-using x11::X11Screen;
-
 class ScreensTest : public testing::Test {
 protected:
     void start(const PrivateDesktop::Options& options)

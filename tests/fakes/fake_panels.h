@@ -16,7 +16,7 @@ class FakePanel final : public Panel, private LayerHost {
 public:
     enum class Order { none, front, back, out };
 
-    FakePanel(FakePanels& panels, const PanelOptions& options);
+    FakePanel(FakePanels& panels, const PanelOptions& initial);
     ~FakePanel() override;
     FakePanel(const FakePanel&) = delete;
     FakePanel& operator=(const FakePanel&) = delete;

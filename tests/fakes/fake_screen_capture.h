@@ -60,6 +60,14 @@ public:
     }
     void stopByItself(Error error) { onStopped_(std::move(error)); }
 
+    /// A completion may own the very stream that keeps it for a test that never calls it.
+    void dropPending()
+    {
+        for (std::deque<Completion>* pending :
+             {&pendingStarts, &pendingStops, &pendingConfigurationUpdates, &pendingFilterUpdates})
+            std::exchange(*pending, {});
+    }
+
 private:
     friend class FakeScreenCapture;
     friend class FakeCaptureStreamHandle;
@@ -129,6 +137,15 @@ private:
 /// Questions for content wait until the test answers the oldest one.
 class FakeScreenCapture final : public ScreenCapture {
 public:
+    FakeScreenCapture() = default;
+    ~FakeScreenCapture() override
+    {
+        for (const auto& stream : streams)
+            stream->dropPending();
+    }
+    FakeScreenCapture(const FakeScreenCapture&) = delete;
+    FakeScreenCapture& operator=(const FakeScreenCapture&) = delete;
+
     [[nodiscard]] bool preflightAccess() const override { return isPermitted; }
     void requestAccess() override { ++accessRequests; }
     void shareableContent(ContentCompletion completion) override

@@ -13,6 +13,7 @@
 namespace nimbrale::test {
 namespace {
 
+using namespace std::string_literals;
 using Server = PrivateDesktop::Server;
 using WindowManager = PrivateDesktop::WindowManager;
 
@@ -131,7 +132,7 @@ TEST_F(BadInputTest, EveryDepthOfTheDisplayIsShared)
 TEST_F(BadInputTest, SettingsOfGarbageAreSetAsideAndTheDefaultsServe)
 {
     startDesktop({});
-    startWithSettings(std::string("\x00\x01\xfe\xff garbage \x07 [[[[ = = =\n\x80\x81", 30));
+    startWithSettings("\x00\x01\xfe\xff garbage \x07 [[[[ = = =\n\x80\x81"s);
     EXPECT_TRUE(application->waitForVirtualDisplay({800, 600}));
     bool isSetAside = false;
     for (const auto& entry : std::filesystem::directory_iterator(settingsFile().parent_path()))
@@ -163,8 +164,8 @@ TEST_F(BadInputTest, TheServersDeathEndsItWithAMessage)
     startDesktop({});
     startApplication();
     ASSERT_TRUE(application->waitForVirtualDisplay(region.size()));
-    // The toolkit (Qt 6.4) uses replies without a look at them while it takes in a changed display, and crashes when the
-    // server goes in just that moment.
+    // The toolkit (Qt 6.4) uses replies without a look at them while it takes in a changed display, and crashes when
+    // the server goes in just that moment.
     sleepFor(Milliseconds{1000});
     desktop->server().terminate();
     EXPECT_EQ(application->process().waitForEnd(Milliseconds{5000}), 1);

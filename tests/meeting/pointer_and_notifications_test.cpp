@@ -13,7 +13,7 @@ const QRect region(300, 200, 500, 350);
 /// The rectangle around everything that is clearly not the quiet wall, the moving window left out.
 std::vector<QRect> strangers(const Meeting& meeting, const QImage& picture)
 {
-    const QRgb wall = meeting.quietColour().rgb();
+    const QRgb wall = Meeting::quietColour().rgb();
     const QRect moving = meeting.movementArea().adjusted(-2, -2, 2, 2).translated(-region.topLeft());
     QImage seen(picture.size(), QImage::Format_Grayscale8);
     seen.fill(0);

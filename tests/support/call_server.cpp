@@ -165,8 +165,8 @@ std::string CallServer::respond(const Request& request)
         const int width = numberIn(request.query, "width");
         const int height = numberIn(request.query, "height");
         if (request.body.size() == static_cast<std::size_t>(width) * static_cast<std::size_t>(height) * 4) {
-            answer.picture = QImage(reinterpret_cast<const uchar*>(request.body.data()), width, height, width * 4,
-                                    QImage::Format_RGBA8888)
+            answer.picture = QImage(reinterpret_cast<const uchar*>(request.body.data()), width, height,
+                                    qsizetype{width} * 4, QImage::Format_RGBA8888)
                                  .convertToFormat(QImage::Format_RGB32);
         }
     } else {

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <sys/uio.h>
 #include <xcb/randr.h>
 #include <xcb/xcb.h>
@@ -19,7 +20,7 @@ constexpr double nominalDotsPerInch = 96;
 
 std::uint32_t millimetres(int pixels)
 {
-    return static_cast<std::uint32_t>(pixels * millimetresPerInch / nominalDotsPerInch + 0.5);
+    return static_cast<std::uint32_t>(std::lround(pixels * millimetresPerInch / nominalDotsPerInch));
 }
 
 std::string nameOf(xcb_connection_t* connection, xcb_atom_t atom)

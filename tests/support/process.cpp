@@ -65,7 +65,7 @@ int descriptorFor(const std::filesystem::path& outputFile)
 } // namespace
 
 std::unique_ptr<Process> Process::start(const std::string& program, const std::vector<std::string>& arguments,
-                                        Options options, std::string& error)
+                                        const Options& options, std::string& error)
 {
     const std::string path = findProgram(program);
     if (path.empty()) {
@@ -233,7 +233,8 @@ std::string findProgram(const std::string& name)
     if (name.find('/') != std::string::npos)
         return access(name.c_str(), X_OK) == 0 ? name : std::string();
     std::vector<std::string> folders{buildFolder().string()};
-    std::istringstream search(std::getenv("PATH") ? std::getenv("PATH") : "/usr/local/bin:/usr/bin:/bin");
+    const char* const set = std::getenv("PATH");
+    std::istringstream search(set ? set : "/usr/local/bin:/usr/bin:/bin");
     for (std::string folder; std::getline(search, folder, ':');)
         folders.push_back(folder);
     for (const std::string& folder : folders) {

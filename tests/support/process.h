@@ -28,8 +28,9 @@ public:
     };
 
     /// Null, with the reason in `error`, when the program cannot be started.
-    [[nodiscard]] static std::unique_ptr<Process>
-    start(const std::string& program, const std::vector<std::string>& arguments, Options options, std::string& error);
+    [[nodiscard]] static std::unique_ptr<Process> start(const std::string& program,
+                                                        const std::vector<std::string>& arguments,
+                                                        const Options& options, std::string& error);
     /// As `terminate`.
     ~Process();
     Process(const Process&) = delete;

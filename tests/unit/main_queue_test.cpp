@@ -2,6 +2,7 @@
 
 #include <QCoreApplication>
 #include <QElapsedTimer>
+#include <QEventLoop>
 #include <QThread>
 
 #include <gtest/gtest.h>
@@ -124,6 +125,25 @@ TEST_F(MainQueueTest, TimerMayBeDestroyedInItsOwnCall)
     runFor(20ms);
     EXPECT_EQ(*witness, 1);
     EXPECT_EQ(witness.use_count(), 1);
+}
+
+TEST_F(MainQueueTest, WorkWithAnEventLoopOfItsOwnHoldsUpNothing)
+{
+    QtMainQueue queue;
+    std::vector<int> order;
+    queue.post([&] {
+        order.push_back(1);
+        QEventLoop loop;
+        queue.post([&] {
+            order.push_back(3);
+            loop.quit();
+        });
+        loop.exec();
+        order.push_back(4);
+    });
+    queue.post([&] { order.push_back(2); });
+    QCoreApplication::processEvents();
+    EXPECT_EQ(order, (std::vector<int>{1, 2, 3, 4}));
 }
 
 TEST_F(MainQueueTest, WorkThatDidNotRunIsDroppedWithTheQueue)

@@ -29,7 +29,8 @@ protected:
         frameEditor = RegionEditor::create(platform, capture, geometry, settings);
         frameEditor->onRegionChange = [this](const Rect& region) { regions.push_back(region); };
         frameEditor->onRegionChangeEnded = [this] { events.push_back("ended"); };
-        frameEditor->onMoveToDisplay = [this](DisplayID display, const DisplayGeometry& newGeometry, const Rect& region) {
+        frameEditor->onMoveToDisplay = [this](DisplayID display, const DisplayGeometry& newGeometry,
+                                              const Rect& region) {
             events.push_back("moved");
             movedTo = RegionEditor::PendingMove{display, region, newGeometry};
         };

@@ -13,7 +13,6 @@ namespace {
 using namespace std::chrono_literals;
 using testing::ElementsAre;
 using testing::IsEmpty;
-using testing::Optional;
 using testing::SizeIs;
 using Change = RegionOverlayWindow::Change;
 
