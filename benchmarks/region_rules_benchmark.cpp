@@ -26,7 +26,7 @@ void measureSnap(benchmark::State& state, DragZone zone)
 {
     const RegionSnapper snapper = RegionSnapper::of(display());
     int step = 0;
-    for (auto iteration : state) {
+    while (state.KeepRunning()) {
         benchmark::DoNotOptimize(snapper.snap(draggedRegion(step), zone));
         step = (step + 1) % stepCount;
     }
@@ -36,7 +36,7 @@ void measureLabel(benchmark::State& state)
 {
     const RegionSnapper snapper = RegionSnapper::of(display());
     int step = 0;
-    for (auto iteration : state) {
+    while (state.KeepRunning()) {
         benchmark::DoNotOptimize(snapper.label(draggedRegion(step)));
         step = (step + 1) % stepCount;
     }
@@ -46,7 +46,7 @@ void measureClamp(benchmark::State& state, PreserveSize preserveSize)
 {
     const DisplayGeometry geometry = display();
     int step = 0;
-    for (auto iteration : state) {
+    while (state.KeepRunning()) {
         benchmark::DoNotOptimize(geometry.clamp(draggedRegion(step), preserveSize));
         step = (step + 1) % stepCount;
     }

@@ -26,8 +26,8 @@ public:
         timer_.setSingleShot(repetition == Repetition::once);
         // The work may destroy this timer, and itself with it: it is kept alive for as long as it runs.
         QObject::connect(&timer_, &QTimer::timeout, [work = std::make_shared<std::function<void()>>(std::move(work))] {
-            const std::shared_ptr<std::function<void()>> alive(
-                work); // NOLINT(performance-unnecessary-copy-initialization)
+            // NOLINTNEXTLINE(performance-unnecessary-copy-initialization)
+            const std::shared_ptr<std::function<void()>> alive(work);
             (*alive)();
         });
         timer_.start(wholeMilliseconds(interval));

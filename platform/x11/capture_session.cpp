@@ -42,7 +42,7 @@ bool CaptureSession::isWaitingForOwner()
 void CaptureSession::deliver(std::shared_ptr<const Surface> surface)
 {
     isInFlight_ = true;
-    const bool isPosted = postToOutput([self = shared_from_this(), surface = std::move(surface)]() mutable {
+    std::function<void()> handOut = [self = shared_from_this(), surface = std::move(surface)]() mutable {
         std::function<void(const CaptureSample&)> handler;
         {
             const std::lock_guard lock(self->outputMutex_);
@@ -56,8 +56,8 @@ void CaptureSession::deliver(std::shared_ptr<const Surface> surface)
             if (self->isWakeWanted_.exchange(false))
                 self->wake_();
         });
-    });
-    if (!isPosted)
+    };
+    if (!postToOutput(handOut))
         isInFlight_ = false;
 }
 
@@ -71,11 +71,11 @@ void CaptureSession::complete(CaptureStream::Completion completion, Result<void>
         self->mainQueue_.post(std::move(finish));
     };
     // A stream that was let go of delivers no pictures any more, but still answers.
-    if (!postToOutput(std::move(pass)))
+    if (!postToOutput(pass))
         pass();
 }
 
-bool CaptureSession::postToOutput(std::function<void()>&& work)
+bool CaptureSession::postToOutput(std::function<void()>& work)
 {
     const std::lock_guard lock(outputMutex_);
     if (!queue_)

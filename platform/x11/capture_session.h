@@ -66,8 +66,8 @@ public:
     void complete(CaptureStream::Completion completion, Result<void> result);
 
 private:
-    /// False where there is no output, or none any more; `work` is then left as it was.
-    [[nodiscard]] bool postToOutput(std::function<void()>&& work);
+    /// Takes `work` and is true; where there is no output, or none any more, false, and `work` is left as it was.
+    [[nodiscard]] bool postToOutput(std::function<void()>& work);
 
     MainQueue& mainQueue_;
     std::function<void()> wake_;

@@ -90,10 +90,13 @@ std::unique_ptr<BrowserCall> BrowserCall::start(PrivateDesktop& desktop, const O
         reason = "chromium is not installed";
         return nullptr;
     }
-    const bool isThere =
-        waitUntil([&] { return call->state().phase == "idle" && desktop.windowTitled(pageTitle); }, startPatience);
-    if (!isThere) {
-        reason = "chromium does not open the call's page: " + call->browser_->output();
+    static_cast<void>(waitUntil(
+        [&] {
+            return !call->browser_->isRunning() || (call->state().phase == "idle" && desktop.windowTitled(pageTitle));
+        },
+        startPatience));
+    if (!call->browser_->isRunning()) {
+        reason = "chromium does not run here: " + call->browser_->output();
         return nullptr;
     }
     return call;
@@ -106,7 +109,7 @@ bool BrowserCall::share(Milliseconds timeout)
     for (int attempt = 0; attempt < 5 && last.phase != "asking" && last.phase != "sharing"; ++attempt) {
         const std::optional<QRect> window = desktop_.windowTitled(pageTitle);
         if (!window) {
-            failure_ = "the browser's window is gone";
+            failure_ = "the browser shows no window with the call's page: " + browserOutput();
             return false;
         }
         desktop_.click(window->center());

@@ -57,7 +57,8 @@ public:
         MarkerCount received;
     };
 
-    /// Null, with what is missing in `reason`, when the browser is not installed or does not start.
+    /// Opens the call's page. Null, with what is missing in `reason`, when the browser is not installed or does not run
+    /// here. A browser that runs without showing the page is for `share` to report.
     [[nodiscard]] static std::unique_ptr<BrowserCall> start(PrivateDesktop& desktop, const Options& options,
                                                             std::string& reason);
     ~BrowserCall();

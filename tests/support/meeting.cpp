@@ -66,8 +66,10 @@ std::unique_ptr<Meeting> Meeting::start(const Options& options, std::string& rea
     meeting->placeMovement(region.center());
     meeting->application_ =
         Application::start(*meeting->desktop_, options.application, reason, options.applicationEnvironment);
-    if (!meeting->application_)
+    if (!meeting->application_) {
+        ADD_FAILURE() << reason;
         return nullptr;
+    }
     if (options.call.source == "Screen 2") {
         EXPECT_TRUE(meeting->application_->waitForVirtualDisplay(region.size()))
             << "no virtual display; the application says: " << meeting->application_->process().output();

@@ -9,7 +9,6 @@ namespace nimbrale {
 namespace {
 
 using namespace std::chrono_literals;
-using testing::ElementsAre;
 using testing::IsEmpty;
 
 TEST_F(AppDelegateTest, LaunchBuildsTheWholeChain)
