@@ -78,7 +78,6 @@ private:
     void drainEvents();
     void handle(const xcb_generic_event_t& event);
     void damaged(const xcb_damage_notify_event_t& event);
-    /// Composes what is due. Returns how long nothing more will be; absent when only an event can change that.
     /// Composes what is due. The time until the next picture that is known to be needed, absent for none.
     [[nodiscard]] std::optional<std::chrono::nanoseconds> composeDue();
     /// The time in which no session may have a picture, absent when one may have it at once.
