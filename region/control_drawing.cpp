@@ -5,7 +5,6 @@
 #include <QLinearGradient>
 #include <QPainter>
 #include <QPainterPath>
-#include <QPen>
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
@@ -90,12 +89,17 @@ QPainterPath pill(const QRectF& rect)
     return path;
 }
 
-/// A line of `width` just inside of the shape's outline, its middle `inset` points from it.
+/// A line of `width` along the shape's outline, its middle `inset` points inside of it. A ring is filled instead of a
+/// path stroked: the toolkit strokes whatever is thinner than a pixel as wide as one and would reach out of the shape.
 void strokePill(QPainter& painter, const QRectF& rect, double inset, double width, const QColor& color)
 {
-    painter.setBrush(Qt::NoBrush);
-    painter.setPen(QPen(color, width));
-    painter.drawPath(pill(rect.adjusted(inset, inset, -inset, -inset)));
+    const auto insetPill = [&rect](double distance) {
+        return pill(rect.adjusted(distance, distance, -distance, -distance));
+    };
+    QPainterPath ring = insetPill(inset - width / 2);
+    ring.addPath(insetPill(inset + width / 2));
+    ring.setFillRule(Qt::OddEvenFill);
+    painter.fillPath(ring, color);
 }
 
 void drawControlShape(QPainter& painter, const QRectF& rect, const ControlStyle& style)
@@ -104,7 +108,6 @@ void drawControlShape(QPainter& painter, const QRectF& rect, const ControlStyle&
     QLinearGradient gradient(rect.bottomLeft(), rect.topLeft());
     gradient.setColorAt(0, toQColor(blended(style.base, 0.3, white)));
     gradient.setColorAt(1, toQColor(blended(style.base, 0.08, black)));
-    painter.setPen(Qt::NoPen);
     painter.fillPath(pill(rect), gradient);
     strokePill(painter, rect, 1, 1, QColor::fromRgbF(1, 1, 1, 0.35F));
     strokePill(painter, rect, 0.25, 0.5, QColor::fromRgbF(0, 0, 0, 0.2F));

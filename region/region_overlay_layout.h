@@ -65,10 +65,11 @@ public:
     [[nodiscard]] std::optional<DragZone> zoneAt(Point point) const;
     /// Like `zoneAt`, with the slack that a press on the resize button is granted.
     [[nodiscard]] std::optional<DragZone> pressedZoneAt(Point point) const;
-    /// What `buttonAt` and, by `resizeSlack`, `zoneAt` or `pressedZoneAt` hit, as rectangles: round targets are cut
-    /// into rows one point high.
     enum class ResizeSlack { no, yes };
-    [[nodiscard]] std::vector<Rect> hitRegion(ResizeSlack resizeSlack) const;
+    /// What `buttonAt` and, by `resizeSlack`, `zoneAt` or `pressedZoneAt` hit, pixel by pixel, as rectangles whose
+    /// edges lie on pixels. The view is `viewSize` large and has `scale` pixels per point, the first at its top-left
+    /// corner.
+    [[nodiscard]] std::vector<Rect> hitRegion(ResizeSlack resizeSlack, Size viewSize, double scale) const;
 
     /// The parts that are painted, each with the room for its shadow, in the order of painting. The border counts
     /// whole, its transparent inside included.

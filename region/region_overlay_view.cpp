@@ -72,9 +72,10 @@ void RegionOverlayView::updateHitRegion()
     if (isDragging_)
         return;
     // The slack around the resize button counts for a pointer that is leaving it, not for one that passes by.
-    const bool isOverResizeButton = hoveredZone_ == DragZone::resize;
-    overlayWindow_.panel().setMouseRegion(layout_.hitRegion(isOverResizeButton ? RegionOverlayLayout::ResizeSlack::yes
-                                                                               : RegionOverlayLayout::ResizeSlack::no));
+    const auto slack =
+        hoveredZone_ == DragZone::resize ? RegionOverlayLayout::ResizeSlack::yes : RegionOverlayLayout::ResizeSlack::no;
+    Panel& panel = overlayWindow_.panel();
+    panel.setMouseRegion(layout_.hitRegion(slack, overlayWindow_.frame().size(), panel.backingScaleFactor()));
 }
 
 void RegionOverlayView::invalidate(const std::vector<Rect>& viewRects)

@@ -31,11 +31,12 @@ public:
         std::optional<Rect> screenFrame;
     };
 
-    /// Room around the region for whatever is drawn outside of it, in points.
+    /// Room around the region for what is drawn outside of it, in points. Whatever reaches further is cut off at rest:
+    /// the record button of a low region at the screen's top, the recording time of a narrow region.
     static constexpr double margin = 24;
 
-    /// Hidden at first; `screenFrame` and `regionFrame` in screen coordinates. What is given by reference must outlive
-    /// the window.
+    /// Hidden at first; `screenFrame` and `regionFrame` in screen coordinates. `panels`, `screens` and `mainQueue` must
+    /// outlive the window.
     [[nodiscard]] static std::shared_ptr<RegionOverlayWindow> create(Panels& panels, Screens& screens,
                                                                      MainQueue& mainQueue, const Rect& screenFrame,
                                                                      const Rect& regionFrame,
@@ -62,7 +63,7 @@ public:
 
     /// What the window covers, in screen coordinates.
     [[nodiscard]] const Rect& frame() const { return frame_; }
-    /// Moves and draws the window at once.
+    /// Moves the window at once. What it shows is drawn anew at the panel's next commit.
     void setFrame(const Rect& frame);
     /// The frame that the window has at rest.
     [[nodiscard]] Rect frameAtRest() const { return regionFrame_.grownBy(margin); }
@@ -101,8 +102,9 @@ private:
     bool ignoresMouseEvents_ = true;
     std::unique_ptr<Panel> panel_;
     std::unique_ptr<RegionOverlayView> view_; // Paints into the panel and must go before it.
-    /// Null while the pointer rests.
+    /// Null while the pointer rests, if `mouseMoves_` tells when it moves on; and once the window is closed.
     std::unique_ptr<Timer> mouseTimer_;
+    /// Null where the desktop does not tell of moves, and once the window is closed.
     Subscription mouseMoves_;
     std::optional<Point> lastMouseLocation_;
 };

@@ -11,6 +11,7 @@ namespace {
 
 using testing::ElementsAre;
 using testing::IsEmpty;
+using testing::IsSupersetOf;
 
 /// The fixture's main display is 1440 × 900 with a menu bar of 24 points, and the capture's region is
 /// (100, 75, 400, 300): the frame is at (100, 525, 400, 300) in screen coordinates. The side display lies to its right,
@@ -264,10 +265,20 @@ TEST_F(RegionEditorTest, CaptureWithoutDisplayTakesEveryDisplayForAnotherOne)
 
 TEST_F(RegionEditorTest, ShowRegionMovesTheFrame)
 {
+    panel().invalidated.clear();
     frameEditor->showRegion({10, 30, 200, 100});
     EXPECT_EQ(overlay().regionFrame(), (Rect{10, 770, 200, 100}));
     EXPECT_EQ(panel().frame(), (Rect{-14, 746, 248, 148}));
-    EXPECT_FALSE(panel().invalidated.empty());
+    // The window is 24 points larger than the region on every side. Layers count from its top.
+    EXPECT_THAT(panel().invalidated, IsSupersetOf({
+                                         Rect{19, 19, 210, 5},   // the border's top
+                                         Rect{19, 124, 210, 5},  // its bottom
+                                         Rect{19, 24, 5, 100},   // its left
+                                         Rect{224, 24, 5, 100},  // its right
+                                         Rect{91, 0, 66, 42},    // the handle with its shadow
+                                         Rect{206, 0, 42, 42},   // the close button with its shadow
+                                         Rect{206, 105, 42, 42}, // the resize button with its shadow
+                                     }));
 }
 
 TEST_F(RegionEditorTest, ShowRegionDuringADragHasNoEffect)

@@ -1,9 +1,10 @@
-// When the frame looks at the pointer, and when it leaves a resting one alone.
+// When the frame looks at the pointer and when it leaves a resting one alone, and which clicks it takes.
 
 #include "region/region_overlay_window.h"
 #include "tests/fakes/fake_platform.h"
 #include "tests/fakes/offscreen_application.h"
 
+#include <algorithm>
 #include <chrono>
 #include <gtest/gtest.h>
 
@@ -98,6 +99,28 @@ TEST_F(RegionOverlayPointerTest, ControlsThatMoveUnderARestingPointerAreNoticed)
     platform.mainQueue().advance(34ms);
     EXPECT_EQ(hoveredZone(), std::nullopt);
     EXPECT_EQ(looks(), 1) << "rests again";
+}
+
+TEST_F(RegionOverlayPointerTest, ClicksAreTakenByThePixelsOfThePanelsScale)
+{
+    FakePanel& panel = platform.panels().last();
+    const auto takesClickBesideClose = [&](double dx, double dy) {
+        const Rect close = window->view().layout().button(FrameButton::close);
+        const Point pointer{close.midX() + dx, close.midY() + dy};
+        return std::any_of(panel.mouseRegion->begin(), panel.mouseRegion->end(),
+                           [&](const Rect& rect) { return pointerIsIn(rect, pointer); });
+    };
+    panel.scale = 2;
+    panel.onBackingScaleChange();
+    // 12.5 and 3.5 are 12.98 away from the middle, 12.5 and 4 are 13.12.
+    EXPECT_TRUE(takesClickBesideClose(12.5, 3.5));
+    EXPECT_FALSE(takesClickBesideClose(12.5, 4));
+    EXPECT_TRUE(takesClickBesideClose(-12.5, -3.5));
+    EXPECT_FALSE(takesClickBesideClose(-13, 0.5));
+    // Without magnification that place is on the pixel with its corner at 12 and 4, which is 12.65 away.
+    panel.scale = 1;
+    panel.onBackingScaleChange();
+    EXPECT_TRUE(takesClickBesideClose(12.5, 4));
 }
 
 TEST_F(RegionOverlayPointerTest, AClosedFrameIsNotWokenByAMove)

@@ -122,6 +122,21 @@ TEST(RegionSnapperTest, ResizeComparesWithUnroundedCandidates)
     EXPECT_THAT(guides, IsEmpty());
 }
 
+TEST(RegionSnapperTest, OfEqualDistancesAResizeTakesTheLineAndNotTheRegionsOwnFraction)
+{
+    // The right edge at 384 is 6 points from the line ¼ (378) and from a quarter of the width beyond 12 (390).
+    const auto [region, guides] = snapper.snap({12, 60, 372, 133}, DragZone::resize);
+    EXPECT_EQ(region, (Rect{12, 60, 366, 133}));
+    EXPECT_THAT(guides, ElementsAre(Guide::vertical(378)));
+}
+
+TEST(RegionSnapperTest, ResizeSnapsFromExactlyTenPoints)
+{
+    const auto [region, guides] = snapper.snap({100, 60, 288, 133}, DragZone::resize);
+    EXPECT_EQ(region, (Rect{100, 60, 278, 133})) << "from 388 to 378";
+    EXPECT_THAT(guides, ElementsAre(Guide::vertical(378)));
+}
+
 TEST(RegionSnapperTest, ResizeResultIsIntegralEvenWithoutSnap)
 {
     const auto [region, guides] = snapper.snap({100.4, 60.6, 120.2, 133.1}, DragZone::resize);
