@@ -185,9 +185,16 @@ void AppDelegate::settingsWillChange()
     });
 }
 
+// While the user is asked about a capture that failed, that capture stays failed: behind the open alert a new one
+// would run that either answer ends. Trying again looks at the displays and the settings of that moment anyway.
+bool AppDelegate::followsChanges() const
+{
+    return !isRestarting_ && !isCaptureAlertOpen_ && capture_ && capture_->geometry();
+}
+
 void AppDelegate::settingsDidChange()
 {
-    if (isRestarting_ || !capture_ || !capture_->geometry())
+    if (!followsChanges())
         return;
     if (settings_.displayID() != capturedDisplaySetting_) {
         restartCaptureChain();
@@ -216,7 +223,7 @@ void AppDelegate::screensDidChange()
 
 void AppDelegate::checkCapturedDisplay()
 {
-    if (isRestarting_ || !capture_ || !capture_->geometry() || !capture_->display())
+    if (!followsChanges() || !capture_->display())
         return;
     const std::optional<Screen> screen = findScreen(platform_.screens(), capture_->display()->displayID);
     const bool isUnchanged = screen && screen->frame == capture_->geometry()->screenFrame &&
@@ -232,22 +239,27 @@ void AppDelegate::checkCapturedDisplay()
 void AppDelegate::showCaptureAlert(const Error& error)
 {
     const bool isPermissionMissing = error.code == ErrorCode::captureDeclined;
+    isCaptureAlertOpen_ = true;
     platform_.workspace().activate();
     platform_.workspace().showAlert(isPermissionMissing ? alerts::capturePermissionNeeded()
                                                         : alerts::captureCouldNotStart(error),
                                     [weak = weak_from_this(), isPermissionMissing](int button) {
-                                        const auto self = weak.lock();
-                                        if (!self)
-                                            return;
-                                        if (isPermissionMissing && button == alerts::openSystemSettingsButton) {
-                                            if (!self->platform_.workspace().openLocation(screenCapturePrivacyLocation))
-                                                self->restartCaptureChain();
-                                        } else if (!isPermissionMissing && button == alerts::tryAgainButton) {
-                                            self->restartCaptureChain();
-                                        } else {
-                                            self->platform_.workspace().terminate();
-                                        }
+                                        if (const auto self = weak.lock())
+                                            self->answerCaptureAlert(isPermissionMissing, button);
                                     });
+}
+
+void AppDelegate::answerCaptureAlert(bool isPermissionMissing, int button)
+{
+    isCaptureAlertOpen_ = false;
+    if (isPermissionMissing && button == alerts::openSystemSettingsButton) {
+        if (!platform_.workspace().openLocation(screenCapturePrivacyLocation))
+            restartCaptureChain();
+    } else if (!isPermissionMissing && button == alerts::tryAgainButton) {
+        restartCaptureChain();
+    } else {
+        platform_.workspace().terminate();
+    }
 }
 
 void AppDelegate::tellLimitationsOnce()

@@ -32,7 +32,7 @@ public:
     /// The displays changed; half a second after the last such call the frame's display is checked.
     void screensDidChange();
     /// Restarts the capture where the frame's display has gone, or has another frame or scale, and puts the frame in
-    /// its place otherwise.
+    /// its place otherwise. A capture that failed waits for the user's answer instead.
     void checkCapturedDisplay();
 
     /// The capture under way, and the frame once that capture has started; null while there is none.
@@ -52,12 +52,14 @@ private:
     void restartCaptureChain();
     void continueRestart();
 
+    [[nodiscard]] bool followsChanges() const;
     void settingsWillChange();
     void settingsDidChange();
     void followRegion();
     void moveToDisplay(DisplayID displayID, const DisplayGeometry& geometry, const Rect& region);
 
     void showCaptureAlert(const Error& error);
+    void answerCaptureAlert(bool isPermissionMissing, int button);
     void tellLimitationsOnce();
 
     Platform& platform_;
@@ -68,6 +70,7 @@ private:
     std::shared_ptr<RegionCapture> capture_;
     std::shared_ptr<RegionEditor> editor_;
     bool isRestarting_ = false;
+    bool isCaptureAlertOpen_ = false;
     bool hasToldLimitations_ = false;
     /// The setting with which the running capture was started.
     std::int64_t capturedDisplaySetting_ = 0;

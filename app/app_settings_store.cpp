@@ -77,19 +77,30 @@ Result<void> replaceFile(const QString& path, const std::string& content)
     return {};
 }
 
-using Values = std::map<std::string, SettingsDocument::Value, std::less<>>;
-
-Result<void> writeInto(const QString& path, const Values& values)
+/// Whether the document tells what the file holds.
+bool isKnown(const ReadFile& file)
 {
-    ReadFile file = readFile(path);
+    return file.state == FileState::readable || file.state == FileState::absent;
+}
+
+/// Whether something else has written the key since.
+bool isOverwritten(const ReadFile& file, std::string_view key, const UnwrittenSetting& unwritten)
+{
+    return unwritten.wasFileKnown && isKnown(file) && file.document.value(key) != unwritten.inFile;
+}
+
+using UnwrittenSettings = std::map<std::string, UnwrittenSetting, std::less<>>;
+
+Result<void> writeInto(const QString& path, ReadFile file, const UnwrittenSettings& settings)
+{
     if (file.state == FileState::unreadable)
         return fail(ErrorCode::permanent, "it cannot be read, and what it holds would be lost");
     if (file.state == FileState::damaged) {
         if (Result<void> result = setAside(path); !result)
             return result;
     }
-    for (const auto& [key, value] : values)
-        file.document.setValue(key, value);
+    for (const auto& [key, setting] : settings)
+        file.document.setValue(key, setting.value);
     return replaceFile(path, file.document.text());
 }
 
@@ -121,9 +132,11 @@ SettingsStore::SettingsStore(std::string filePath) : filePath_(std::move(filePat
 
 std::optional<SettingsDocument::Value> SettingsStore::stored(std::string_view key) const
 {
-    if (const auto unwritten = unwritten_.find(key); unwritten != unwritten_.end())
-        return unwritten->second;
-    return readFile(QString::fromStdString(filePath_)).document.value(key);
+    const ReadFile file = readFile(QString::fromStdString(filePath_));
+    const auto unwritten = unwritten_.find(key);
+    if (unwritten != unwritten_.end() && !isOverwritten(file, key, unwritten->second))
+        return unwritten->second.value;
+    return file.document.value(key);
 }
 
 std::optional<std::int64_t> SettingsStore::integer(std::string_view key) const
@@ -193,8 +206,12 @@ void SettingsStore::setBytes(std::string_view key, const std::vector<std::byte>&
 
 void SettingsStore::write(std::string_view key, SettingsDocument::Value value)
 {
-    unwritten_.insert_or_assign(std::string(key), std::move(value));
-    if (const Result<void> result = writeInto(QString::fromStdString(filePath_), unwritten_); !result) {
+    const QString path = QString::fromStdString(filePath_);
+    ReadFile file = readFile(path);
+    std::erase_if(unwritten_, [&file](const auto& entry) { return isOverwritten(file, entry.first, entry.second); });
+    unwritten_.insert_or_assign(std::string(key),
+                                UnwrittenSetting{std::move(value), isKnown(file), file.document.value(key)});
+    if (const Result<void> result = writeInto(path, std::move(file), unwritten_); !result) {
         qCCritical(settingsLog, "The setting %.*s could not be written to %s: %s", static_cast<int>(key.size()),
                    key.data(), filePath_.c_str(), result.error().message.c_str());
         return;

@@ -12,6 +12,14 @@
 
 namespace nimbrale {
 
+/// A value that could not be written, and what the file held for its key at that time.
+struct UnwrittenSetting {
+    SettingsDocument::Value value;
+    /// With false the file could not be read, and whether it changed since cannot be told.
+    bool wasFileKnown = false;
+    std::optional<SettingsDocument::Value> inFile;
+};
+
 /// The settings file: an INI file, as QSettings writes them, whose keys stand in its general section. Values are read
 /// strictly: one that is not wholly of the asked type counts as absent. Main thread only.
 ///
@@ -20,8 +28,8 @@ namespace nimbrale {
 ///
 /// Every read goes to the file. A write replaces it in one step, so that a crash, a full disk or a loss of power
 /// leaves the old or the new file. What could not be written is logged, is still read through this object, and is
-/// tried again with the next write. Two processes that write at the same moment may lose one of the two values, but
-/// nothing else.
+/// tried again with the next write, unless another object has written the same key since. Two processes that write at
+/// the same moment may lose one of the two values, but nothing else.
 class SettingsStore {
 public:
     /// A file that is there but is no INI file in UTF-8 is renamed with the ending ".damaged-" and the date.
@@ -48,7 +56,7 @@ private:
     void write(std::string_view key, SettingsDocument::Value value);
 
     std::string filePath_;
-    std::map<std::string, SettingsDocument::Value, std::less<>> unwritten_;
+    std::map<std::string, UnwrittenSetting, std::less<>> unwritten_;
 };
 
 } // namespace nimbrale

@@ -1,5 +1,6 @@
 #include "app/nimbrale_app.h"
 #include "platform/create.h"
+#include "platform/desktop/desktop_session.h"
 
 #include <QApplication>
 #include <QMessageBox>
@@ -30,11 +31,6 @@ int answerArguments(int argumentCount, char** arguments)
     return isHelpWanted ? EXIT_SUCCESS : 2;
 }
 
-bool hasDisplay()
-{
-    return !qEnvironmentVariableIsEmpty("DISPLAY") || !qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY");
-}
-
 /// The toolkit aborts when it cannot reach the desktop, which would be reported as a crash.
 void exitOnFatalMessage(QtMsgType type, const QMessageLogContext&, const QString& message)
 {
@@ -49,7 +45,7 @@ int main(int argc, char** argv)
 {
     if (const int exitCode = answerArguments(argc, argv); exitCode >= 0)
         return exitCode;
-    if (!hasDisplay()) {
+    if (!nimbrale::namesX11Display() && !nimbrale::namesWaylandDisplay()) {
         std::fputs("Nimbrale needs a desktop: neither DISPLAY nor WAYLAND_DISPLAY is set. Start it from a desktop "
                    "session.\n",
                    stderr);

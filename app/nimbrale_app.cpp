@@ -39,10 +39,9 @@ void endWithoutDesktop(const Error& error)
 } // namespace
 
 NimbraleApp::NimbraleApp(Platform& platform, AppSettings& settings)
-    : platform_(platform), settings_(settings),
+    : platform_(platform), settings_(settings), terminationSignals_([this] { platform_.workspace().terminate(); }),
       appDelegate_(AppDelegate::create(
-          platform, settings, [this] { showSettingsWindow(); }, overlayColors())),
-      terminationSignals_([this] { platform_.workspace().terminate(); })
+          platform, settings, [this] { showSettingsWindow(); }, overlayColors()))
 {
     QApplication::setQuitOnLastWindowClosed(false);
     platform_.onConnectionLost = endWithoutDesktop;

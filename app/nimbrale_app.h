@@ -32,10 +32,11 @@ private:
 
     Platform& platform_;
     AppSettings& settings_;
+    /// Goes last: until the rest has put the desktop in order, another signal must not end the process.
+    TerminationSignals terminationSignals_;
     std::unique_ptr<SettingsWindow> settingsWindow_;
     std::shared_ptr<AppDelegate> appDelegate_;
     Subscription screensObserver_;
-    TerminationSignals terminationSignals_;
 };
 
 } // namespace nimbrale

@@ -1,5 +1,6 @@
 #include "platform/create.h"
 
+#include "platform/desktop/desktop_session.h"
 #include "platform/desktop/qt_main_queue.h"
 #include "platform/desktop/qt_workspace.h"
 #include "platform/x11/x11_platform.h"
@@ -13,6 +14,15 @@ namespace {
 /// The toolkit's parts and, over them, the window system's; they go in the other order.
 class DesktopPlatform final : public Platform {
 public:
+    DesktopPlatform() = default;
+    ~DesktopPlatform() override
+    {
+        // Work that did not run any more may own parts of the window system, such as a stream that was about to stop.
+        mainQueue_.dropPending();
+    }
+    DesktopPlatform(const DesktopPlatform&) = delete;
+    DesktopPlatform& operator=(const DesktopPlatform&) = delete;
+
     [[nodiscard]] Result<void> connect()
     {
         auto windowSystem = x11::createX11Platform(mainQueue_, workspace_);
@@ -46,7 +56,7 @@ Result<std::unique_ptr<Platform>> createPlatform()
     // On a Wayland desktop an X server shows the windows of X programs only: a share of it would be full of holes.
     // NIMBRALE_PLATFORM=x11 uses it all the same, for tests and for who wants just that.
     const bool isX11Forced = qEnvironmentVariable("NIMBRALE_PLATFORM") == QLatin1String("x11");
-    if (!isX11Forced && qEnvironmentVariableIsSet("WAYLAND_DISPLAY"))
+    if (!isX11Forced && namesWaylandDisplay())
         return fail(ErrorCode::unsupported,
                     "Nimbrale cannot capture a Wayland desktop yet. Log in to an X11 session (often listed as \"Xorg\" "
                     "on the login screen) to use it.");

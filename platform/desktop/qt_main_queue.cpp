@@ -39,6 +39,18 @@ private:
 
 } // namespace
 
+QtMainQueue::~QtMainQueue()
+{
+    dropPending();
+}
+
+void QtMainQueue::dropPending()
+{
+    receiver_.dropPending();
+    // Taken away first, since what is released may ask for another delay.
+    const std::unique_ptr<QObject> dropped = std::move(delays_);
+}
+
 void QtMainQueue::post(std::function<void()> work)
 {
     receiver_.post(std::move(work));
@@ -47,9 +59,20 @@ void QtMainQueue::post(std::function<void()> work)
 void QtMainQueue::Receiver::post(std::function<void()> work)
 {
     const std::lock_guard lock(mutex_);
+    if (isEnded_)
+        return; // The work goes with the parameter, after the lock: releasing it may post.
     work_.push_back(std::move(work));
     if (!std::exchange(isWakePosted_, true))
         QCoreApplication::postEvent(this, new QEvent(QEvent::User));
+}
+
+void QtMainQueue::Receiver::dropPending()
+{
+    // Outlives the lock, since releasing the work may post.
+    std::deque<std::function<void()>> dropped;
+    const std::lock_guard lock(mutex_);
+    isEnded_ = true;
+    dropped.swap(work_);
 }
 
 void QtMainQueue::Receiver::customEvent(QEvent*)
@@ -82,7 +105,17 @@ std::function<void()> QtMainQueue::Receiver::next()
 
 void QtMainQueue::postAfter(std::chrono::nanoseconds delay, std::function<void()> work)
 {
-    QTimer::singleShot(wholeMilliseconds(delay), Qt::PreciseTimer, &receiver_, std::move(work));
+    if (!delays_)
+        return;
+    // The toolkit's own single shots would keep the work until they fire, even past the end of the queue.
+    auto* const timer = new QTimer(delays_.get());
+    timer->setTimerType(Qt::PreciseTimer);
+    timer->setSingleShot(true);
+    QObject::connect(timer, &QTimer::timeout, timer, [timer, work = std::move(work)] {
+        timer->deleteLater();
+        work();
+    });
+    timer->start(wholeMilliseconds(delay));
 }
 
 std::unique_ptr<Timer> QtMainQueue::schedule(std::chrono::nanoseconds delay, std::function<void()> work)

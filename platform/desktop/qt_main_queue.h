@@ -13,11 +13,21 @@ namespace nimbrale {
 /// exists; what was posted and did not run by then is dropped.
 class QtMainQueue final : public MainQueue {
 public:
+    QtMainQueue() = default;
+    ~QtMainQueue() override;
+    QtMainQueue(const QtMainQueue&) = delete;
+    QtMainQueue& operator=(const QtMainQueue&) = delete;
+
     void post(std::function<void()> work) override;
     void postAfter(std::chrono::nanoseconds delay, std::function<void()> work) override;
     [[nodiscard]] std::unique_ptr<Timer> schedule(std::chrono::nanoseconds delay, std::function<void()> work) override;
     [[nodiscard]] std::unique_ptr<Timer> scheduleRepeating(std::chrono::nanoseconds interval,
                                                            std::function<void()> work) override;
+
+    /// Lets go of all work that waits, for good: from now on what is posted is released at once, on the posting
+    /// thread, and never runs. For the end of the application, while there still is what the work refers to. Timers
+    /// stay with their holders. Main thread only, not from the queue's own work.
+    void dropPending();
 
 private:
     /// Keeps the work itself and uses the toolkit's events only to be woken: the toolkit lets a posting thread hold on
@@ -25,6 +35,7 @@ private:
     class Receiver final : public QObject {
     public:
         void post(std::function<void()> work);
+        void dropPending();
 
     protected:
         void customEvent(QEvent* event) override;
@@ -35,9 +46,12 @@ private:
         std::mutex mutex_;
         std::deque<std::function<void()>> work_;
         bool isWakePosted_ = false;
+        bool isEnded_ = false;
     };
 
     Receiver receiver_;
+    /// Owns the timers of delayed work; null once pending work was dropped.
+    std::unique_ptr<QObject> delays_ = std::make_unique<QObject>();
 };
 
 } // namespace nimbrale

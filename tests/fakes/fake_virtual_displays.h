@@ -2,6 +2,7 @@
 
 #include "platform/virtual_display.h"
 
+#include <functional>
 #include <map>
 #include <memory>
 #include <utility>
@@ -44,6 +45,8 @@ struct FakeVirtualDisplayDevice {
     std::vector<VirtualDisplaySettings> appliedSettings;
     std::vector<Point> origins;
     VirtualDisplayDevice* handle = nullptr;
+    /// Called while the display is being removed.
+    std::function<void()> onRemoval;
 
     void becomeUnusable(Error error) const { handle->onUnusable(std::move(error)); }
 };
@@ -58,6 +61,8 @@ public:
     }
     ~FakeVirtualDisplayHandle() override
     {
+        if (device_->onRemoval)
+            device_->onRemoval();
         device_->isAlive = false;
         device_->handle = nullptr;
         displays_.boundsOf.erase(device_->displayID);

@@ -158,7 +158,8 @@ TEST_F(SettingsFileTest, DirectoryInPlaceOfTheFileIsLeftAlone)
     AppSettings settings(pathText());
     EXPECT_EQ(settings.left(), 0);
     settings.setLeft(4);
-    EXPECT_GE(log.errors().size(), 1U);
+    EXPECT_EQ(log.errors().size(), 2U) << "one for the reading and one for the writing";
+    EXPECT_EQ(settings.left(), 4);
     EXPECT_TRUE(QFile::exists(path() + "/inside"));
 }
 
@@ -255,6 +256,31 @@ TEST_F(SettingsFileTest, FailedWriteKeepsTheFileAndIsMadeUpForLater)
     });
     ASSERT_NE(result, couldNotPrepare);
     EXPECT_EQ(result, 0);
+}
+
+TEST_F(SettingsFileTest, ValueThatAnotherStoreWroteAfterAFailedWriteIsSeenAndKept)
+{
+    const QString folder = directoryPath() + "/folder";
+    const std::string inFolder = (folder + "/Nimbrale.conf").toStdString();
+    const LogCapture log;
+    AppSettings first(inFolder);
+    AppSettings second(inFolder);
+    // A file in place of the folder fails every write.
+    QFile obstacle(folder);
+    ASSERT_TRUE(obstacle.open(QIODevice::WriteOnly));
+    first.setLeft(1);
+    first.setTop(2);
+    ASSERT_EQ(log.errors().size(), 2U);
+    ASSERT_EQ(first.left(), 1);
+    ASSERT_TRUE(obstacle.remove());
+
+    second.setLeft(3);
+    EXPECT_EQ(first.left(), 3);
+    EXPECT_EQ(first.top(), 2) << "nobody else has written this one";
+    first.setWidth(4);
+    EXPECT_EQ(contentOf(folder + "/Nimbrale.conf"), "[General]\nsettingsLeft=3\nsettingsTop=2\nsettingsWidth=4\n");
+    EXPECT_EQ(second.left(), 3);
+    EXPECT_EQ(log.errors().size(), 2U);
 }
 
 /// Writes one of the kernel's files about this process.

@@ -90,6 +90,56 @@ TEST_F(AppDelegateTest, FailedCaptureShowsAnAlertAndTryAgainRestarts)
     EXPECT_EQ(workspace().alerts.size(), 1U);
 }
 
+TEST_F(AppDelegateTest, ChangesBehindAnOpenCaptureAlertRestartNothing)
+{
+    delegate_->applicationWillFinishLaunching();
+    finishStart(fail(ErrorCode::captureFailedToStart, "The server said no."));
+    ASSERT_TRUE(delegate_->capture()->geometry());
+
+    platform_.screens().list.front().backingScaleFactor = 2;
+    platform_.screens().notify();
+    settings_.setDisplayID(otherDisplay);
+    settings_.setWidth(500);
+    queue().advance(2s);
+    EXPECT_FALSE(delegate_->isRestarting());
+    EXPECT_EQ(capture().contentRequests, 1);
+    EXPECT_EQ(capture().stream().stops, 0);
+    EXPECT_THAT(capture().stream().configurationUpdates, IsEmpty());
+
+    workspace().answerAlert(0);
+    ASSERT_TRUE(delegate_->isRestarting());
+    capture().stream().completeStop();
+    finishStart();
+    EXPECT_TRUE(delegate_->editor());
+    EXPECT_EQ(delegate_->capture()->display()->displayID, otherDisplay) << "trying again looks at what there is now";
+    EXPECT_EQ(delegate_->capture()->region().width, 500);
+
+    platform_.screens().list.back().backingScaleFactor = 2;
+    platform_.screens().notify();
+    queue().advance(500ms);
+    EXPECT_TRUE(delegate_->isRestarting()) << "with the alert answered, changes count again";
+}
+
+TEST_F(AppDelegateTest, CaptureAlertsAreNotStacked)
+{
+    delegate_->applicationWillFinishLaunching();
+    for (std::size_t failures = 1; failures <= 3; ++failures) {
+        finishStart(fail(ErrorCode::captureFailedToStart, "The server said no."));
+        EXPECT_EQ(workspace().alerts.size(), failures);
+        EXPECT_EQ(workspace().pendingAnswers.size(), 1U) << "one alert at a time";
+        platform_.screens().list.front().frame.width -= 100;
+        platform_.screens().notify();
+        queue().advance(2s);
+        EXPECT_EQ(capture().stream().stops, 0) << "a restart that fails too would show its alert over this one";
+
+        workspace().answerAlert(0);
+        capture().stream().completeStop();
+    }
+    finishStart();
+    EXPECT_TRUE(delegate_->editor());
+    EXPECT_THAT(workspace().pendingAnswers, IsEmpty());
+}
+
 TEST_F(AppDelegateTest, FailedQuestionForContentShowsAnAlertAndQuitEnds)
 {
     delegate_->applicationWillFinishLaunching();

@@ -9,6 +9,7 @@ namespace nimbrale {
 namespace {
 
 using namespace std::chrono_literals;
+using testing::HasSubstr;
 using testing::IsEmpty;
 
 TEST_F(AppDelegateTest, LaunchBuildsTheWholeChain)
@@ -138,12 +139,14 @@ TEST_F(AppDelegateTest, ChangedFrameRestarts)
 TEST_F(AppDelegateTest, ChangedMenuBarAloneDoesNotRestart)
 {
     launch();
+    RegionOverlayWindow& frame = delegate_->editor()->overlay();
+    frame.setRegionFrame({300, 300, 800, 600});
     platform_.screens().list.front().visibleFrame = {0, 0, 1920, 1050};
     platform_.screens().notify();
     queue().advance(500ms);
     EXPECT_FALSE(delegate_->isRestarting());
     EXPECT_EQ(capture().stream().stops, 0);
-    EXPECT_EQ(delegate_->editor()->overlay().regionFrame(), (Rect{0, 479, 800, 600}));
+    EXPECT_EQ(frame.regionFrame(), (Rect{0, 479, 800, 600})) << "it is put back to where the capture is";
 }
 
 TEST_F(AppDelegateTest, ThreeNotificationsWithinHalfASecondCauseOneCheckHalfASecondAfterTheLast)
@@ -189,14 +192,22 @@ TEST_F(AppDelegateTest, SecondRestartDuringARestartIsIgnored)
 
 TEST_F(AppDelegateTest, ContentThatComesAfterARestartStartsOnlyTheNewCapture)
 {
-    launch();
+    delegate_->applicationWillFinishLaunching();
+    const ScreenCapture::ContentCompletion late = capture().pendingContent.front();
+    finishStart();
+    const std::shared_ptr<RegionCapture> replaced = delegate_->capture();
     platform_.screens().list.front().backingScaleFactor = 2;
     delegate_->checkCapturedDisplay();
     capture().stream().completeStop();
     ASSERT_EQ(capture().pendingContent.size(), 1U);
-    answerContent();
+    ASSERT_NE(delegate_->capture(), replaced);
+
+    late(content());
+    EXPECT_EQ(streams(), 1U) << "an answer to the replaced capture starts nothing, even while that one lives";
+    EXPECT_FALSE(replaced->hasStream());
+    finishStart();
     EXPECT_EQ(streams(), 2U);
-    EXPECT_TRUE(capture().pendingContent.empty());
+    EXPECT_TRUE(delegate_->capture()->hasStream());
 }
 
 TEST_F(AppDelegateTest, CloseButtonQuits)
@@ -240,17 +251,48 @@ TEST_F(AppDelegateTest, EndOfADragStoresTheRegionAndResizesTheVirtualDisplay)
     EXPECT_FALSE(delegate_->isRestarting());
 }
 
+TEST_F(AppDelegateTest, EndOfADragResizesTheMirrorWindow)
+{
+    platform_.virtualDisplays().createResult = fail(ErrorCode::unsupported, "no");
+    launch();
+    FakePanel& mirror = *platform_.panels().living.at(0);
+    ASSERT_EQ(mirror.options.style, PanelStyle::mirrorWindow);
+    ASSERT_EQ(mirror.frame(), (Rect{0, 479, 800, 600}));
+    delegate_->capture()->setRegion({100, 101, 640, 480});
+    delegate_->editor()->onRegionChange({100, 101, 640, 480});
+    delegate_->editor()->onRegionChangeEnded();
+    EXPECT_EQ(mirror.frame(), (Rect{100, 499, 640, 480}));
+    EXPECT_THAT(mirror.title, HasSubstr("640×480")) << "the size in the title follows the end of the drag";
+}
+
+TEST_F(AppDelegateTest, ChangedSizeResizesTheMirrorWindow)
+{
+    platform_.virtualDisplays().createResult = fail(ErrorCode::unsupported, "no");
+    launch();
+    FakePanel& mirror = *platform_.panels().living.at(0);
+    ASSERT_EQ(mirror.options.style, PanelStyle::mirrorWindow);
+    settings_.setWidth(500);
+    settings_.setLeft(40);
+    settle();
+    EXPECT_EQ(mirror.frame(), (Rect{40, 479, 500, 600}));
+    EXPECT_THAT(mirror.title, HasSubstr("500×600"));
+}
+
 TEST_F(AppDelegateTest, MoveToAnotherDisplayStoresAllFiveAndRestartsThere)
 {
     platform_.screens().list.back().visibleFrame = {1920, 0, 1600, 860};
+    settings_.setTop(5);
     launch();
     const Screen& other = platform_.screens().list.back();
+    int assignments = 0;
+    const Subscription counting = settings_.observeChanges([&assignments] { ++assignments; });
     delegate_->editor()->onMoveToDisplay(otherDisplay, DisplayGeometry::of(other), {99.9, 40, 700, 500});
     EXPECT_EQ(settings_.left(), 99);
     EXPECT_EQ(settings_.top(), 0);
     EXPECT_EQ(settings_.width(), 700);
     EXPECT_EQ(settings_.height(), 500);
     EXPECT_EQ(settings_.displayID(), otherDisplay);
+    EXPECT_EQ(assignments, 5);
     EXPECT_FALSE(delegate_->isRestarting());
 
     settle();

@@ -11,16 +11,19 @@ namespace {
 
 TEST_F(AppSettingsTest, RawValuesAreComparedExactly)
 {
-    writeFile("[General]\nwebcamShape=square\nrecordQuality=HIGH\nwebcamBackground=blurred \nsettingsTab=\"\"\n");
+    writeFile("[General]\nwebcamShape=square\nrecordQuality=HIGH\nwebcamBackground=\"blurred \"\nsettingsTab=\"\"\n");
     const AppSettings settings(pathText());
     EXPECT_EQ(settings.webcamShape(), AppSettings::WebcamShape::rounded);
     EXPECT_EQ(settings.recordQuality(), AppSettings::RecordingQuality::standard);
+    EXPECT_EQ(settings.webcamBackground(), AppSettings::WebcamBackground::original);
     EXPECT_EQ(settings.settingsTab(), AppSettings::SettingsTab::general);
 }
 
 struct Unreadable {
     const char* what;
     const char* value;
+    /// Whether it is no text either, so that the keys for text cannot take it.
+    bool isNoText = false;
 };
 
 class UnreadableValueTest : public AppSettingsTest, public testing::WithParamInterface<Unreadable> {};
@@ -53,6 +56,10 @@ TEST_P(UnreadableValueTest, ReadsAsTheDefault)
                             "settingsTab",
                             "requestedScreenCaptureAccess"})
         content += QByteArray(key) + "=" + GetParam().value + "\n";
+    for (const char* key : {"webcamDeviceID", "recordMicrophoneID"}) {
+        if (GetParam().isNoText)
+            content += QByteArray(key) + "=" + GetParam().value + "\n";
+    }
     writeFile(content);
     const AppSettings settings(pathText());
     expectDefaults(settings);
@@ -63,9 +70,10 @@ INSTANTIATE_TEST_SUITE_P(Values, UnreadableValueTest,
                          testing::Values(Unreadable{"Empty", ""}, Unreadable{"Word", "garbage"},
                                          Unreadable{"NotANumber", "nan"}, Unreadable{"Infinity", "-inf"},
                                          Unreadable{"NumberAndMore", "12px"}, Unreadable{"TwoSigns", "--5"},
-                                         Unreadable{"List", "\"1\", \"2\""}, Unreadable{"Hexadecimal", "0x10"},
-                                         Unreadable{"UpperCaseBoolean", "TRUE"}, Unreadable{"Invalid", "@Invalid()"},
-                                         Unreadable{"Size", "@Size(3 4)"}, Unreadable{"Overflow", "1e999"},
+                                         Unreadable{"List", "\"1\", \"2\"", true}, Unreadable{"Hexadecimal", "0x10"},
+                                         Unreadable{"UpperCaseBoolean", "TRUE"},
+                                         Unreadable{"Invalid", "@Invalid()", true},
+                                         Unreadable{"Size", "@Size(3 4)", true}, Unreadable{"Overflow", "1e999"},
                                          Unreadable{"BlankAround", "\" 5 \""}),
                          [](const auto& description) { return description.param.what; });
 

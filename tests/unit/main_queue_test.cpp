@@ -159,5 +159,87 @@ TEST_F(MainQueueTest, WorkThatDidNotRunIsDroppedWithTheQueue)
     EXPECT_EQ(witness.use_count(), 1);
 }
 
+/// Posts once more when it is released, as a part of the window system does that has something to put away.
+class PostsWhenReleased {
+public:
+    PostsWhenReleased(MainQueue& queue, int& releases, std::function<void()> work)
+        : queue_(queue), releases_(releases), work_(std::move(work))
+    {}
+    ~PostsWhenReleased()
+    {
+        ++releases_;
+        queue_.post(work_);
+        queue_.postAfter(std::chrono::milliseconds(1), work_);
+    }
+    PostsWhenReleased(const PostsWhenReleased&) = delete;
+    PostsWhenReleased& operator=(const PostsWhenReleased&) = delete;
+
+private:
+    MainQueue& queue_;
+    int& releases_;
+    std::function<void()> work_;
+};
+
+TEST_F(MainQueueTest, DroppedWorkIsReleasedAtOnceAndMayPostMeanwhile)
+{
+    QtMainQueue queue;
+    int runs = 0;
+    int releases = 0;
+    for (int number = 0; number < 3; ++number) {
+        const auto owned = std::make_shared<PostsWhenReleased>(queue, releases, [&runs] { ++runs; });
+        queue.post([owned, &runs] { ++runs; });
+    }
+    const auto nested = std::make_shared<PostsWhenReleased>(queue, releases, [&runs] { ++runs; });
+    auto outer = std::make_shared<PostsWhenReleased>(queue, releases, [nested, &runs] { ++runs; });
+    queue.post([outer = std::move(outer), &runs] { ++runs; });
+    queue.dropPending();
+    EXPECT_EQ(releases, 4) << "the one that this test holds is left";
+    EXPECT_EQ(nested.use_count(), 1);
+    runFor(20ms);
+    EXPECT_EQ(runs, 0);
+}
+
+TEST_F(MainQueueTest, DroppedDelayedWorkIsReleasedAtOnceAndMayAskForAnotherDelay)
+{
+    QtMainQueue queue;
+    int runs = 0;
+    int releases = 0;
+    auto owned = std::make_shared<PostsWhenReleased>(queue, releases, [&runs] { ++runs; });
+    queue.postAfter(1ms, [owned = std::move(owned), &runs] { ++runs; });
+    queue.dropPending();
+    EXPECT_EQ(releases, 1);
+    runFor(20ms);
+    EXPECT_EQ(runs, 0);
+}
+
+TEST_F(MainQueueTest, WorkPostedAfterTheDropIsReleasedAtOnceAndNeverRuns)
+{
+    QtMainQueue queue;
+    queue.dropPending();
+    const auto witness = std::make_shared<int>(0);
+    queue.post([witness] { ++*witness; });
+    queue.postAfter(0ms, [witness] { ++*witness; });
+    EXPECT_EQ(witness.use_count(), 1);
+    std::thread([&] { queue.post([witness] { ++*witness; }); }).join();
+    EXPECT_EQ(witness.use_count(), 1);
+    runFor(20ms);
+    EXPECT_EQ(*witness, 0);
+}
+
+TEST_F(MainQueueTest, WorkReleasedWithTheQueueMayPost)
+{
+    int runs = 0;
+    int releases = 0;
+    {
+        QtMainQueue queue;
+        for (int number = 0; number < 3; ++number) {
+            const auto owned = std::make_shared<PostsWhenReleased>(queue, releases, [&runs] { ++runs; });
+            queue.post([owned] {});
+        }
+    }
+    EXPECT_EQ(releases, 3);
+    EXPECT_EQ(runs, 0);
+}
+
 } // namespace
 } // namespace nimbrale

@@ -1,0 +1,120 @@
+// How the application answers the signals that ask it to end.
+
+#include "app/nimbrale_app.h"
+#include "app/termination_signals.h"
+#include "tests/fakes/fake_platform.h"
+
+#include <QApplication>
+#include <QElapsedTimer>
+#include <QTemporaryDir>
+#include <QTimer>
+
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <unistd.h>
+
+namespace nimbrale {
+namespace {
+
+class EndingSignalTest : public testing::TestWithParam<int> {
+protected:
+    // The statements run in a process of their own, which a signal may end.
+    EndingSignalTest() { qputenv("QT_QPA_PLATFORM", "offscreen"); }
+};
+
+/// The toolkit's application object, for the process that runs a test's statement.
+struct Toolkit {
+    int argumentCount = 1;
+    char name[5] = "test";
+    char* arguments[2] = {name, nullptr};
+    QApplication application{argumentCount, arguments};
+};
+
+void endUnless(bool isFine, const char* expectation)
+{
+    if (isFine)
+        return;
+    std::fprintf(stderr, "not so: %s\n", expectation);
+    std::_Exit(EXIT_FAILURE);
+}
+
+/// Starts the application's capture, so that there is a virtual display, and leaves the event loop after `signal`.
+void runUntil(int signal, NimbraleApp& app, FakePlatform& platform)
+{
+    QTimer::singleShot(0, [signal, &platform] {
+        ShareableContent content;
+        content.displays = {{1, 1920, 1080}};
+        content.applications = {{getpid(), "nimbrale"}};
+        content.windows = {{getpid(), true}};
+        platform.screenCapture().answerContent(content);
+        platform.screenCapture().stream().completeStart();
+        std::raise(signal);
+    });
+    QTimer poll;
+    QObject::connect(&poll, &QTimer::timeout, [&platform] {
+        if (platform.workspace().terminations > 0)
+            QApplication::exit(0);
+    });
+    poll.start(1);
+    endUnless(app.run() == 0, "it ends in order");
+}
+
+void endWithMoreSignalsWhileTheDisplayIsRemoved(int first)
+{
+    const Toolkit toolkit;
+    const QTemporaryDir directory;
+    AppSettings settings(directory.filePath("Nimbrale.conf").toStdString());
+    FakePlatform platform;
+    platform.screens().list = {makeScreen(1, {0, 0, 1920, 1080})};
+    platform.screens().main = 1;
+    bool wasHalfWay = false;
+    {
+        NimbraleApp app(platform, settings);
+        runUntil(first, app, platform);
+        platform.virtualDisplays().device().onRemoval = [&wasHalfWay] {
+            for (const int signal : {SIGTERM, SIGINT, SIGHUP})
+                std::raise(signal);
+            wasHalfWay = true;
+        };
+    }
+    endUnless(wasHalfWay, "the virtual display is removed with the application");
+    endUnless(!platform.virtualDisplays().device().isAlive, "the virtual display is gone");
+    std::_Exit(EXIT_SUCCESS);
+}
+
+TEST_P(EndingSignalTest, MoreSignalsDuringTheTeardownLeaveNoVirtualDisplayBehind)
+{
+    EXPECT_EXIT(endWithMoreSignalsWhileTheDisplayIsRemoved(GetParam()), testing::ExitedWithCode(EXIT_SUCCESS), "");
+}
+
+void countTwoInARow(int signal)
+{
+    const Toolkit toolkit;
+    int calls = 0;
+    {
+        const TerminationSignals signals([&calls] { ++calls; });
+        std::raise(signal);
+        std::raise(signal);
+        endUnless(calls == 0, "nothing is done in the handler itself");
+        QElapsedTimer timer;
+        timer.start();
+        while (timer.elapsed() < 50)
+            QCoreApplication::processEvents(QEventLoop::AllEvents, 5);
+    }
+    endUnless(calls == 1, "signals that come together count once");
+    std::raise(signal);
+}
+
+TEST_P(EndingSignalTest, IsHeardOnTheEventLoopAndEndsTheProcessAsUsualAfterwards)
+{
+    EXPECT_EXIT(countTwoInARow(GetParam()), testing::KilledBySignal(GetParam()), "");
+}
+
+INSTANTIATE_TEST_SUITE_P(Signals, EndingSignalTest, testing::Values(SIGTERM, SIGINT, SIGHUP),
+                         [](const auto& signal) { return std::string("Number") + std::to_string(signal.param); });
+
+} // namespace
+} // namespace nimbrale
