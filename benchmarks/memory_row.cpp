@@ -2,6 +2,7 @@
 #include "benchmarks/rows.h"
 #include "benchmarks/sharer.h"
 
+#include <chrono>
 #include <iostream>
 
 namespace nimbrale::benchmarks {
@@ -48,8 +49,10 @@ TableRow compareMemory(const std::string& subject, const QSize& display, int gre
 
 std::vector<TableRow> measureMemory(const Effort& effort)
 {
-    return {compareMemory("resident memory at 1080p, after 10 s of video", fullHd, greatestFullHdMegabytes, effort),
-            compareMemory("resident memory at 2160p, after 10 s of video", ultraHd, greatestUltraHdMegabytes, effort)};
+    const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(effort.videoBeforeMemory).count();
+    const std::string when = ", after " + std::to_string(seconds) + " s of video";
+    return {compareMemory("resident memory at 1080p" + when, fullHd, greatestFullHdMegabytes, effort),
+            compareMemory("resident memory at 2160p" + when, ultraHd, greatestUltraHdMegabytes, effort)};
 }
 
 } // namespace nimbrale::benchmarks

@@ -23,7 +23,8 @@ install_packages() {
         return 0
     fi
     while IFS= read -r package; do
-        dpkg-query -W -f '${Status}' "$package" 2>/dev/null | grep -q '^install ok installed$' || missing+=("$package")
+        # One line for each architecture that the package is there for; whether it is held back does not matter.
+        dpkg-query -W -f '${db:Status-Status}\n' "$package" 2>/dev/null | grep -qx installed || missing+=("$package")
     done < <(packages_of "$@")
     [[ ${#missing[@]} -eq 0 ]] && return 0
 
@@ -57,10 +58,9 @@ cannot_install() {
         "$reason" "$*" "$*" >&2
 }
 
-# build_tree FOLDER TYPE SANITIZERS [TARGET...]: configures when needed and builds, quiet unless something fails.
-build_tree() {
+# configure_tree FOLDER TYPE SANITIZERS: quiet unless it fails.
+configure_tree() {
     local folder="$1" type="$2" sanitizers="$3" log
-    shift 3
     log="$(mktemp)"
     if ! cmake -S . -B "$folder" -G Ninja -DCMAKE_BUILD_TYPE="$type" -DNIMBRALE_SANITIZE="$sanitizers" >"$log" 2>&1; then
         cat "$log" >&2
@@ -68,6 +68,12 @@ build_tree() {
         return 1
     fi
     rm -f "$log"
+}
+
+# compile_tree FOLDER [TARGET...]: shows its progress to a terminal, and otherwise only what fails.
+compile_tree() {
+    local folder="$1" log
+    shift
     if [[ -t 1 ]]; then
         cmake --build "$folder" ${1:+--target "$@"}
         return
@@ -79,4 +85,9 @@ build_tree() {
         return 1
     fi
     rm -f "$log"
+}
+
+# build_tree FOLDER TYPE SANITIZERS [TARGET...]: both.
+build_tree() {
+    configure_tree "$1" "$2" "$3" && compile_tree "$1" "${@:4}"
 }

@@ -1,8 +1,7 @@
-// nimbrale_animation MODE X Y WIDTH HEIGHT FRAMES_PER_SECOND SECONDS [lowest|managed]
+// nimbrale_animation MODE X Y WIDTH HEIGHT FRAMES_PER_SECOND SECONDS [managed]
 // A window of another application whose content moves: "blink" changes 20×20 pixels, "video" every pixel of the window
-// through shared memory, "scroll" moves its content up by 20 rows, "counter" fills it with one colour after another
-// (the frame's number times 7919). Ends after the seconds; 0 runs until it is stopped. Prints how many frames it
-// painted and how many came too late.
+// through shared memory, "scroll" moves its content up by 20 rows. Ends after the seconds; 0 runs until it is stopped.
+// Prints how many frames it painted and how many came too late.
 
 #include "tests/support/x_reply.h"
 
@@ -30,7 +29,6 @@ struct Arguments {
     std::uint16_t height = 0;
     double framesPerSecond = 0;
     double seconds = 0;
-    bool isLowest = false;
     bool isManaged = false;
 };
 
@@ -92,10 +90,6 @@ public:
         const std::uint32_t noExposures = 0;
         xcb_create_gc(connection, context_, window_, XCB_GC_GRAPHICS_EXPOSURES, &noExposures);
         xcb_map_window(connection, window_);
-        if (arguments_.isLowest) {
-            const std::uint32_t below = XCB_STACK_MODE_BELOW;
-            xcb_configure_window(connection, window_, XCB_CONFIG_WINDOW_STACK_MODE, &below);
-        }
         synchronize();
     }
 
@@ -144,12 +138,10 @@ private:
             xcb_shm_put_image(connection_, window_, context_, width, height, 0, 0, width, height, 0, 0,
                               screen_.root_depth, XCB_IMAGE_FORMAT_Z_PIXMAP, 0, video_[frame % 2].segment(), 0);
             synchronize();
-        } else if (arguments_.mode == "scroll") {
+        } else {
             const auto kept = static_cast<std::uint16_t>(height - scrollStep);
             xcb_copy_area(connection_, window_, window_, context_, 0, scrollStep, 0, 0, width, kept);
             fill({0, static_cast<std::int16_t>(kept), width, scrollStep}, frame * 7919U & 0xffffffU);
-        } else {
-            fill({0, 0, width, height}, frame * 7919U & 0xffffffU);
         }
     }
 
@@ -175,7 +167,7 @@ private:
 
 bool isMode(const std::string& mode)
 {
-    return mode == "blink" || mode == "video" || mode == "scroll" || mode == "counter";
+    return mode == "blink" || mode == "video" || mode == "scroll";
 }
 
 } // namespace
@@ -186,12 +178,11 @@ int main(int count, char** values)
 {
     using namespace nimbrale::test;
     if (count < 8 || !isMode(values[1]) || std::atof(values[6]) <= 0) {
-        std::cerr << "usage: nimbrale_animation blink|video|scroll|counter X Y WIDTH HEIGHT FRAMES_PER_SECOND SECONDS "
-                     "[lowest|managed]\n";
+        std::cerr << "usage: nimbrale_animation blink|video|scroll X Y WIDTH HEIGHT FRAMES_PER_SECOND SECONDS "
+                     "[managed]\n";
         return 2;
     }
     const auto number = [&](int index) { return std::atoi(values[index]); };
-    const std::string placement = count > 8 ? values[8] : "";
     const Arguments arguments{values[1],
                               static_cast<std::int16_t>(number(2)),
                               static_cast<std::int16_t>(number(3)),
@@ -199,8 +190,7 @@ int main(int count, char** values)
                               static_cast<std::uint16_t>(number(5)),
                               std::atof(values[6]),
                               std::atof(values[7]),
-                              placement == "lowest",
-                              placement == "managed"};
+                              count > 8 && std::string(values[8]) == "managed"};
     xcb_connection_t* connection = xcb_connect(nullptr, nullptr);
     if (xcb_connection_has_error(connection)) {
         std::cerr << "nimbrale_animation: no X server\n";
