@@ -10,7 +10,6 @@ namespace nimbrale {
 enum class ErrorCode {
     temporary,   ///< may work when tried again
     permanent,   ///< will not work in this process
-    denied,      ///< the user or the system refused
     unsupported, ///< this system cannot do it
     captureDeclined = -3801,
     captureFailedToStart = -3802,

@@ -8,6 +8,7 @@
 #include <pthread.h>
 #include <sys/eventfd.h>
 #include <unistd.h>
+#include <utility>
 #include <xcb/damage.h>
 #include <xcb/xfixes.h>
 #include <xcb/xinput.h>
@@ -36,6 +37,9 @@ CaptureEngine::~CaptureEngine()
     wake();
     if (thread_.joinable())
         thread_.join();
+    // Work that is not done any more may own a stream, which posts once more as it goes.
+    for (std::vector<std::function<void()>> dropped; !(dropped = takePosted()).empty();)
+        dropped.clear();
     for (const auto& session : sessions_)
         session->composer.reset();
     close(wakeDescriptor_);
@@ -45,11 +49,12 @@ void CaptureEngine::prepare()
 {
     const Extensions& extensions = connection_->extensions();
     if (!extensions.composite.isPresent) {
-        mode_ = extensions.damage.isPresent ? Mode::rootDamage : Mode::rootTimed;
+        mode_ = Mode::rootDamage;
         limitations_.emplace_back("This X server has no COMPOSITE extension, so Nimbrale's own windows and "
                                   "notifications cannot be left out of the shared picture. Keep them outside of the "
                                   "frame, or turn the extension on in the server's configuration.");
-    } else if (!extensions.damage.isPresent) {
+    }
+    if (!extensions.damage.isPresent) {
         mode_ = Mode::rootTimed;
         limitations_.emplace_back("This X server has no DAMAGE extension, so changes are not announced: the picture is "
                                   "copied at every interval, own windows included, which takes more power.");
@@ -224,13 +229,14 @@ void CaptureEngine::runPosted()
 {
     std::uint64_t count = 0;
     [[maybe_unused]] const ssize_t taken = read(wakeDescriptor_, &count, sizeof count);
-    std::vector<std::function<void()>> posted;
-    {
-        const std::lock_guard lock(postedMutex_);
-        posted.swap(posted_);
-    }
-    for (const auto& work : posted)
+    for (const auto& work : takePosted())
         work();
+}
+
+std::vector<std::function<void()>> CaptureEngine::takePosted()
+{
+    const std::lock_guard lock(postedMutex_);
+    return std::exchange(posted_, {});
 }
 
 void CaptureEngine::drainEvents()

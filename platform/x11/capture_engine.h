@@ -20,7 +20,8 @@
 namespace nimbrale::x11 {
 
 /// The capture thread with its connection: follows windows, damage and pointer, and composes the pictures of all
-/// sessions when something in them changed and their interval allows. Nothing changes, nothing runs.
+/// sessions when something in them changed and their interval allows. While nothing changes, it only asks for the
+/// pointer's place, five times a second.
 class CaptureEngine {
 public:
     struct Callbacks {
@@ -75,6 +76,7 @@ private:
 
     void run();
     void runPosted();
+    [[nodiscard]] std::vector<std::function<void()>> takePosted();
     void drainEvents();
     void handle(const xcb_generic_event_t& event);
     void damaged(const xcb_damage_notify_event_t& event);
@@ -91,6 +93,7 @@ private:
     void redrawPointer();
     void compose(CaptureSession& session, Clock::time_point now);
     [[nodiscard]] SyncPoint mark(CaptureSession& session);
+    [[nodiscard]] bool isPointerShown() const;
     void sleep(std::optional<std::chrono::nanoseconds> wait);
 
     std::unique_ptr<Connection> connection_;
@@ -106,6 +109,7 @@ private:
     bool isComposited_ = false;
     bool hasDamage_ = false;
     bool isPointerStale_ = true;
+    Clock::time_point pointerAsked_;
     std::optional<PointerPlace> pointerPlace_;
     std::vector<std::shared_ptr<CaptureSession>> sessions_;
 

@@ -53,6 +53,7 @@ std::optional<std::chrono::nanoseconds> CaptureEngine::composeDue()
         stack_->classifyNew();
     std::optional<std::chrono::nanoseconds> wait;
     const auto now = Clock::now();
+    isPointerStale_ |= isPointerShown() && now - pointerAsked_ >= pointerPollInterval;
     std::vector<CaptureSession*> due;
     for (const auto& session : sessions_) {
         if (!hasWork(*session) || session->isWaitingForOwner())
@@ -95,8 +96,10 @@ void CaptureEngine::collectChanges()
         }
     }
     std::optional<xcb_query_pointer_cookie_t> pointerCookie;
-    if (isPointerStale_)
+    if (isPointerStale_ || !connection_->extensions().input.isPresent) {
         pointerCookie = xcb_query_pointer(raw, connection_->root());
+        pointerAsked_ = Clock::now();
+    }
     if (hasDamage_ && mode_ == Mode::rootDamage)
         collectRootDamage();
     hasDamage_ = false;
@@ -236,10 +239,7 @@ void CaptureEngine::sleep(std::optional<std::chrono::nanoseconds> wait)
     const bool isBetweenTicks = tick && *tick <= longestDeafness;
     if (isBetweenTicks)
         wait = std::min(wait.value_or(*tick), *tick);
-    const bool watchesPointer = std::any_of(sessions_.begin(), sessions_.end(),
-                                            [](const auto& session) { return session->configuration.showsCursor; });
-    const bool isPollingPointer = !wait && watchesPointer;
-    if (isPollingPointer)
+    if (!wait && isPointerShown())
         wait = pointerPollInterval;
     pollfd descriptors[] = {{wakeDescriptor_, POLLIN, 0}, {xcb_get_file_descriptor(connection_->get()), POLLIN, 0}};
     const nfds_t count = isBetweenTicks ? 1 : 2;
@@ -248,8 +248,13 @@ void CaptureEngine::sleep(std::optional<std::chrono::nanoseconds> wait)
         timeout.tv_sec = wait->count() / 1'000'000'000;
         timeout.tv_nsec = wait->count() % 1'000'000'000;
     }
-    if (ppoll(descriptors, count, wait ? &timeout : nullptr, nullptr) == 0 && isPollingPointer)
-        isPointerStale_ = true;
+    ppoll(descriptors, count, wait ? &timeout : nullptr, nullptr);
+}
+
+bool CaptureEngine::isPointerShown() const
+{
+    return std::any_of(sessions_.begin(), sessions_.end(),
+                       [](const auto& session) { return session->configuration.showsCursor; });
 }
 
 } // namespace nimbrale::x11

@@ -35,13 +35,14 @@ class RegionComposer {
 public:
     using WindowTest = std::function<bool(const CapturedWindow&)>;
 
-    /// `release` frees a pixmap that nobody uses any more.
-    RegionComposer(Connection& connection, std::function<void(xcb_pixmap_t)> release);
+    /// `releasePixmap` frees a pixmap that nobody uses any more.
+    RegionComposer(Connection& connection, std::function<void(xcb_pixmap_t)> releasePixmap);
     ~RegionComposer();
     RegionComposer(const RegionComposer&) = delete;
     RegionComposer& operator=(const RegionComposer&) = delete;
 
-    /// The rectangle (root pixels) to compose from now on. Another size starts a new pixmap.
+    /// The rectangle (root pixels) to compose from now on. Another one starts another pixmap, of which nothing is drawn
+    /// yet: pictures of the place before keep theirs for as long as somebody shows them.
     void setSource(const PixelRect& source);
     [[nodiscard]] const PixelRect& source() const { return source_; }
 
@@ -52,22 +53,30 @@ public:
     /// Copies `dirty` from what the root shows, own windows and all: for servers without COMPOSITE.
     void copyRoot(const PixelRegion& dirty, const PointerImage& image, std::optional<PointerPlace> pointer);
 
-    [[nodiscard]] const std::shared_ptr<SharedPixmap>& pixmap() const { return pixmap_; }
+    [[nodiscard]] const std::shared_ptr<SharedPixmap>& pixmap() const { return canvas_.pixmap; }
 
     /// Whether nothing shines through the window.
     [[nodiscard]] static bool isOpaque(const Connection& connection, const CapturedWindow& window, bool isComposited);
 
 private:
+    struct Canvas {
+        std::shared_ptr<SharedPixmap> pixmap;
+        xcb_render_picture_t picture = XCB_NONE;
+    };
+
+    [[nodiscard]] Canvas makeCanvas() const;
+    void release(Canvas& canvas);
     void paint(const CapturedWindow& window, const PixelRegion& clip, bool isOver);
     void paintBackground(const PixelRegion& clip, const RootBackground& background);
     void paintPointer(const PixelRegion& dirty, const PointerImage& image, const PointerPlace& place);
     void clipTo(const PixelRegion& region);
 
     Connection& connection_;
-    std::function<void(xcb_pixmap_t)> release_;
+    std::function<void(xcb_pixmap_t)> releasePixmap_;
     PixelRect source_;
-    std::shared_ptr<SharedPixmap> pixmap_;
-    xcb_render_picture_t picture_ = XCB_NONE;
+    Canvas canvas_;
+    /// Of the place before: it comes in use again once nobody shows it any more.
+    Canvas spare_;
     xcb_gcontext_t context_ = XCB_NONE;
     xcb_gcontext_t inferiorsContext_ = XCB_NONE;
 };

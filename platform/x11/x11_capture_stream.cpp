@@ -28,10 +28,11 @@ SessionFilter sessionFilter(const ContentFilter& filter)
 
 } // namespace
 
-X11CaptureStream::X11CaptureStream(CaptureEngine& engine, const X11Screens& screens, MainQueue& mainQueue,
+X11CaptureStream::X11CaptureStream(CaptureEngine& engine, X11Screens& screens, MainQueue& mainQueue,
                                    const ContentFilter& filter, const StreamConfiguration& configuration)
     : engine_(engine), screens_(screens), mainQueue_(mainQueue), filter_(filter), configuration_(configuration),
-      session_(std::make_shared<CaptureSession>(mainQueue, [&engine] { engine.wake(); }))
+      session_(std::make_shared<CaptureSession>(mainQueue, [&engine] { engine.wake(); })),
+      screensChange_(screens.observeChanges([this] { followDisplay(); }))
 {}
 
 X11CaptureStream::~X11CaptureStream()
@@ -55,6 +56,7 @@ void X11CaptureStream::start(Completion completion)
         postCompletion(std::move(completion), tl::make_unexpected(configuration.error()));
         return;
     }
+    source_ = configuration->source;
     engine_.post([&engine = engine_, session = session_, configuration = *configuration,
                   filter = sessionFilter(filter_), completion = std::move(completion)]() mutable {
         session->configuration = configuration;
@@ -80,6 +82,7 @@ void X11CaptureStream::updateConfiguration(const StreamConfiguration& configurat
         postCompletion(std::move(completion), tl::make_unexpected(updated.error()));
         return;
     }
+    source_ = updated->source;
     engine_.post(
         [&engine = engine_, session = session_, updated = *updated, completion = std::move(completion)]() mutable {
             engine.applyConfiguration(*session, updated);
@@ -110,6 +113,18 @@ Result<SessionConfiguration> X11CaptureStream::sessionConfiguration() const
     result.interval = intervalOf(configuration_.minimumFrameInterval);
     result.showsCursor = configuration_.showsCursor;
     return result;
+}
+
+// A display that is plugged in to the left of this one moves it on the root without changing anything else: the same
+// pixels of the root would show another display.
+void X11CaptureStream::followDisplay()
+{
+    const Result<SessionConfiguration> moved = sessionConfiguration();
+    if (!source_ || !moved || moved->source == *source_)
+        return;
+    source_ = moved->source;
+    engine_.post(
+        [&engine = engine_, session = session_, moved = *moved] { engine.applyConfiguration(*session, moved); });
 }
 
 void X11CaptureStream::postCompletion(Completion completion, Result<void> result)

@@ -6,6 +6,7 @@
 #include "platform/x11/x11_screens.h"
 
 #include <memory>
+#include <optional>
 
 namespace nimbrale::x11 {
 
@@ -13,8 +14,8 @@ namespace nimbrale::x11 {
 /// scaled. Main thread only.
 class X11CaptureStream final : public CaptureStream {
 public:
-    X11CaptureStream(CaptureEngine& engine, const X11Screens& screens, MainQueue& mainQueue,
-                     const ContentFilter& filter, const StreamConfiguration& configuration);
+    X11CaptureStream(CaptureEngine& engine, X11Screens& screens, MainQueue& mainQueue, const ContentFilter& filter,
+                     const StreamConfiguration& configuration);
     ~X11CaptureStream() override;
 
     [[nodiscard]] Result<void> addOutput(OutputType type, SerialQueue& queue, SampleHandler handler) override;
@@ -26,14 +27,18 @@ public:
 private:
     /// In root pixels; fails when the display is not there.
     [[nodiscard]] Result<SessionConfiguration> sessionConfiguration() const;
+    void followDisplay();
     void postCompletion(Completion completion, Result<void> result);
 
     CaptureEngine& engine_;
-    const X11Screens& screens_;
+    X11Screens& screens_;
     MainQueue& mainQueue_;
     ContentFilter filter_;
     StreamConfiguration configuration_;
     std::shared_ptr<CaptureSession> session_;
+    /// What is captured, in root pixels, once it was asked for.
+    std::optional<PixelRect> source_;
+    Subscription screensChange_;
 };
 
 } // namespace nimbrale::x11

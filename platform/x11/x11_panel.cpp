@@ -216,6 +216,7 @@ void X11Panel::handleButton(const xcb_button_press_event_t& event)
         return;
     isPressed_ = isPress;
     const MouseEvent mouse = mouseEvent(event.root_x, event.root_y, event.state);
+    const auto place = context_.screens.holdMouseAt(event.root_x, event.root_y);
     if (const auto callback = isPress ? onMouseDown : onMouseUp)
         callback(mouse);
 }
@@ -244,6 +245,7 @@ void X11Panel::deliverMotion()
     if (!motion || !onMouseDragged)
         return;
     const auto callback = onMouseDragged;
+    const auto place = context_.screens.holdMouseAt(motion->root_x, motion->root_y);
     callback(mouseEvent(motion->root_x, motion->root_y, motion->state));
 }
 

@@ -27,7 +27,7 @@ ShareableContent contentOf(std::vector<CaptureWindow> windows)
 
 } // namespace
 
-X11ScreenCapture::X11ScreenCapture(CaptureEngine& engine, const X11Screens& screens, MainQueue& mainQueue)
+X11ScreenCapture::X11ScreenCapture(CaptureEngine& engine, X11Screens& screens, MainQueue& mainQueue)
     : engine_(engine), screens_(screens), mainQueue_(mainQueue)
 {}
 

@@ -14,7 +14,7 @@ namespace nimbrale::x11 {
 class X11ScreenCapture final : public ScreenCapture {
 public:
     /// Everything passed in must outlive it and its streams.
-    X11ScreenCapture(CaptureEngine& engine, const X11Screens& screens, MainQueue& mainQueue);
+    X11ScreenCapture(CaptureEngine& engine, X11Screens& screens, MainQueue& mainQueue);
 
     [[nodiscard]] bool preflightAccess() const override { return true; }
     void requestAccess() override {}
@@ -26,7 +26,7 @@ public:
 
 private:
     CaptureEngine& engine_;
-    const X11Screens& screens_;
+    X11Screens& screens_;
     MainQueue& mainQueue_;
 };
 

@@ -36,6 +36,14 @@ std::uint32_t hashOf(const std::string& name)
     return hash;
 }
 
+/// A panel on top whose height is no whole number of points takes the point that it begins: stored places are whole
+/// points below it, and one that is read back must be the one that was stored.
+Rect belowWholePoints(const Rect& visible, const Rect& frame)
+{
+    const double taken = std::ceil(frame.maxY() - visible.maxY() - 1e-6);
+    return {visible.x, visible.y, visible.width, std::max(0.0, frame.maxY() - taken - visible.minY())};
+}
+
 int nearestPixel(double value)
 {
     return static_cast<int>(std::lround(value));
@@ -68,6 +76,8 @@ struct X11Screens::Impl {
         int rootY = 0;
     };
     PointerAnswer pointerAnswer;
+    /// Where the mouse event happened that is being dealt with.
+    std::optional<std::pair<int, int>> eventPlace;
 
     explicit Impl(Connection& theConnection)
         : connection(theConnection), layout(theConnection), workAreas(theConnection)
@@ -81,6 +91,7 @@ struct X11Screens::Impl {
     [[nodiscard]] Rect pointsOf(const PixelRect& pixels, const PixelRect& display, bool isOwn) const;
     [[nodiscard]] std::vector<X11Screen> read();
     void askForPointer();
+    void noteMove();
 };
 
 void X11Screens::Impl::watch(X11Screens& owner, EventDispatcher& events)
@@ -108,7 +119,7 @@ void X11Screens::Impl::handle(const xcb_generic_event_t& event)
         return;
     }
     if (type >= XCB_BUTTON_PRESS && type <= XCB_LEAVE_NOTIFY && pointerMoves != 0)
-        ++pointerMoves;
+        noteMove();
     if (type != XCB_PROPERTY_NOTIFY)
         return;
     const auto& change = eventAs<xcb_property_notify_event_t>(event);
@@ -186,7 +197,7 @@ std::vector<X11Screen> X11Screens::Impl::read()
         entry.screen.displayID = identifierOf(display.nameAtom, display.name);
         entry.screen.name = display.userName;
         entry.screen.frame = pointsOf(display.pixels, display.pixels, isOwn);
-        entry.screen.visibleFrame = pointsOf(visible, display.pixels, isOwn);
+        entry.screen.visibleFrame = belowWholePoints(pointsOf(visible, display.pixels, isOwn), entry.screen.frame);
         entry.screen.backingScaleFactor = isOwn ? 1 : scale;
         result.push_back(entry);
     }
@@ -216,6 +227,8 @@ DisplayID X11Screens::mainDisplay() const
 
 Point X11Screens::mouseLocation() const
 {
+    if (impl_->eventPlace)
+        return pointOf(impl_->eventPlace->first, impl_->eventPlace->second);
     impl_->askForPointer();
     return pointOf(impl_->pointerAnswer.rootX, impl_->pointerAnswer.rootY);
 }
@@ -227,10 +240,21 @@ Subscription X11Screens::observeMouse(std::function<void()> observer)
 
 void X11Screens::pointerMoved()
 {
-    ++impl_->pointerMoves;
-    if (impl_->isMoveAwaited.exchange(false))
+    impl_->noteMove();
+}
+
+std::shared_ptr<void> X11Screens::holdMouseAt(int rootX, int rootY)
+{
+    impl_->eventPlace = {rootX, rootY};
+    return {impl_.get(), [](Impl* impl) { impl->eventPlace.reset(); }};
+}
+
+void X11Screens::Impl::noteMove()
+{
+    ++pointerMoves;
+    if (isMoveAwaited.exchange(false))
         QMetaObject::invokeMethod(
-            &impl_->soon, [impl = impl_.get()] { impl->mouseObservers.notify(); }, Qt::QueuedConnection);
+            &soon, [this] { mouseObservers.notify(); }, Qt::QueuedConnection);
 }
 
 void X11Screens::Impl::askForPointer()

@@ -55,6 +55,9 @@ public:
     /// for no longer than a fifth of a second, since programs can set its place without anybody being told; so long
     /// `mouseLocation` need not ask the server. Any thread.
     void pointerMoved();
+    /// While the answer is kept, `mouseLocation` is that root pixel: what a mouse event brings about is decided by
+    /// where it happened, though the pointer may have gone on. Main thread; this object must outlive the answer.
+    [[nodiscard]] std::shared_ptr<void> holdMouseAt(int rootX, int rootY);
     /// Reads the displays afresh and tells the observers if they differ. The server announces most changes, but not
     /// those of user-defined monitors: whoever makes one calls this.
     void refresh();

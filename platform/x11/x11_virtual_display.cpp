@@ -25,6 +25,10 @@ constexpr auto retryDelay = 200ms;
 constexpr std::size_t mostCorrections = 10;
 constexpr auto correctionPeriod = 5s;
 
+// Who asks for a size tries that often before giving up. What stands in the way may pass: the displays being arranged
+// by another program at that moment, say.
+constexpr int mostRefusals = 4;
+
 // For a viewer at 30 pictures a second.
 constexpr auto twoFrames = 70ms;
 
@@ -112,8 +116,9 @@ Result<void> X11VirtualDisplay::applySettings(const VirtualDisplaySettings& sett
                                                 std::to_string(mode.height) + " pixels big.");
     }
     auto applied = configure(atCorner(mode.width, mode.height));
-    // A smaller picture of what is framed would be a wrong one, so there is no going on with the size before.
-    if (!applied)
+    refusals_ = applied ? 0 : refusals_ + 1;
+    // A smaller picture of what is framed would be a wrong one, so there is no staying with the size before.
+    if (refusals_ >= mostRefusals)
         becomeUnusable(applied.error());
     return applied;
 }

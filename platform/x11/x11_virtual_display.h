@@ -18,7 +18,7 @@
 
 namespace nimbrale::x11 {
 
-/// A RandR monitor without outputs beyond the bottom right corner of all displays, over an X screen enlarged for it.
+/// A RandR monitor beyond the bottom right corner of all displays, over an X screen enlarged for it.
 ///
 /// The server knows nothing of the purpose: every program that arranges displays shrinks the screen to the real ones,
 /// and a display that is plugged in may come to lie on ours. So each change of the displays is followed by a check that
@@ -82,6 +82,8 @@ private:
     std::unique_ptr<Timer> checkTimer_;
     std::unique_ptr<Timer> unusableTimer_;
     std::deque<std::chrono::steady_clock::time_point> corrections_;
+    /// How many sizes were refused one after the other.
+    int refusals_ = 0;
     bool isUnusable_ = false;
 };
 

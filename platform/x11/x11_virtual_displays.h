@@ -14,7 +14,7 @@ namespace nimbrale::x11 {
 
 class X11VirtualDisplay;
 
-/// Makes the virtual display of an X screen: a RandR monitor without outputs over an enlarged X screen. One X screen
+/// Makes the virtual display of an X screen: a RandR monitor over an enlarged X screen. One X screen
 /// has one such display at a time, whichever process made it. Main thread only.
 class X11VirtualDisplays final : public VirtualDisplays {
 public:

@@ -86,7 +86,7 @@ public:
         ASSERT_TRUE(pumpUntil([&] { return isDone && frames_ > before; }));
     }
 
-    /// Handles events until the condition holds; false after three seconds.
+    /// Handles events until the condition holds; false when it does not in time.
     template <typename Condition>
     [[nodiscard]] bool pumpUntil(Condition condition, int milliseconds = 3000)
     {
@@ -109,9 +109,14 @@ public:
     }
 
     /// The picture delivered last, read from a server whose root has depth 24.
-    [[nodiscard]] QImage image()
+    [[nodiscard]] QImage image() { return imageOf(*surface_); }
+
+    [[nodiscard]] std::shared_ptr<const Surface> surface() const { return surface_; }
+
+    /// The pixels of a picture that was delivered.
+    [[nodiscard]] QImage imageOf(const Surface& picture)
     {
-        const auto& surface = static_cast<const x11::X11Surface&>(*surface_);
+        const auto& surface = static_cast<const x11::X11Surface&>(picture);
         const std::vector<std::uint8_t> bytes = read(surface.pixmap(), 0, 0);
         QImage image(surface.width(), surface.height(), QImage::Format_RGB32);
         if (std::size_t(image.sizeInBytes()) != bytes.size())

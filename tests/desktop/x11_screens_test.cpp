@@ -178,6 +178,30 @@ TEST_F(ScreensTest, APanelTakesItsPartOfItsOwnDisplayOnly)
     EXPECT_TRUE(DisplaysHost::pumpUntil([&] { return named("VNC-0").visibleFrame == named("VNC-0").frame; }));
 }
 
+TEST_F(ScreensTest, APanelTakesWholePoints)
+{
+    start({.width = 1280, .height = 720, .dotsPerInch = 144, .windowManager = PrivateDesktop::WindowManager::openbox});
+    if (IsSkipped())
+        return;
+    showPanel({0, 0, 1280, 32}, {0, 0, 32, 0, 0, 0, 0, 0, 0, 1279, 0, 0});
+    // 32 pixels are 21.33 points, of which a stored place, in whole points, knows nothing.
+    EXPECT_TRUE(DisplaysHost::pumpUntil([&] { return named("VNC-0").visibleFrame.maxY() == 480 - 22; }));
+    EXPECT_EQ(named("VNC-0").visibleFrame.minY(), 0);
+}
+
+TEST_F(ScreensTest, WhileAMouseEventIsDealtWithThePointerIsWhereItHappened)
+{
+    start({.width = 1280, .height = 720});
+    if (IsSkipped())
+        return;
+    desktop_->movePointer({100, 50});
+    {
+        const auto place = screens().holdMouseAt(30, 20);
+        EXPECT_EQ(screens().mouseLocation(), (Point{30, 700}));
+    }
+    EXPECT_EQ(screens().mouseLocation(), (Point{100, 670}));
+}
+
 TEST_F(ScreensTest, ThePartPerDisplayThatAWindowManagerTellsCounts)
 {
     start({.width = 1280, .height = 720});

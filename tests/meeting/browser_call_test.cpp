@@ -59,6 +59,7 @@ TEST_F(BrowserCallTest, AFrozenStreamIsNoticed)
     ASSERT_TRUE(call_->share()) << call_->failure();
     sleepFor(Milliseconds{2000});
     EXPECT_FALSE(call_->waitForChangesReceived(5, Milliseconds{4000}));
+    EXPECT_EQ(call_->state().phase, "sharing") << "the page is there, so that it is the stream that stands still";
 }
 
 TEST_F(BrowserCallTest, FindsTheMarkerInASingleFrame)

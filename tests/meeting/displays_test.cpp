@@ -84,10 +84,26 @@ TEST_P(Displays, AnotherProgramShrinksTheScreenAndTheShareRecovers)
     const QSize grown = meeting_->desktop().screenSize();
     ASSERT_NE(grown, firstDisplay.size());
     meeting_->desktop().run("xrandr", {"--output", meeting_->desktop().outputName(0), "--primary"});
+    const auto shrunk = std::chrono::steady_clock::now();
     EXPECT_TRUE(waitUntil([&] { return meeting_->desktop().screenSize() == grown; }, Milliseconds{1000}));
+    EXPECT_TRUE(meeting_->call().waitForChangesReceived(3, Milliseconds{1000}));
+    EXPECT_LT(std::chrono::steady_clock::now() - shrunk, std::chrono::seconds{1});
     EXPECT_TRUE(meeting_->trackShowsContentOf(region_, Milliseconds{1000}));
     // The codec takes its time to come back to the exact picture.
     EXPECT_TRUE(meeting_->showsContentOf(region_));
+}
+
+TEST_P(Displays, ADisplayPutToTheLeftMovesTheShareAlong)
+{
+    if (!begin(true))
+        GTEST_SKIP() << reason_;
+    PrivateDesktop& desktop = meeting_->desktop();
+    desktop.run("xrandr", {"--output", desktop.outputName(0), "--primary", "--pos", "1024x0", "--output",
+                           desktop.outputName(1), "--pos", "0x0"});
+    const QRect moved = region_.translated(1024, 0);
+    meeting_->placeMovement(moved.center());
+    EXPECT_TRUE(meeting_->displayShowsContentOf(moved, Milliseconds{5000}));
+    EXPECT_TRUE(meeting_->showsContentOf(moved, Milliseconds{5000}));
 }
 
 TEST_P(Displays, NothingIsLeftAfterQuitting)
@@ -107,7 +123,7 @@ TEST_P(Displays, AStartAfterAKillCleansUpAndSharesAgain)
     EXPECT_FALSE(isLeftClean()) << "nothing outlived the kill, so this shows nothing";
 
     std::string reason;
-    meeting_->restartApplication(reason);
+    ASSERT_TRUE(meeting_->restartApplication(reason)) << reason;
     ASSERT_TRUE(meeting_->application().waitForVirtualDisplay(region_.size()));
     EXPECT_TRUE(meeting_->showsContentOf(region_, Milliseconds{8000}));
     EXPECT_EQ(meeting_->application().quit(), 0);

@@ -67,14 +67,14 @@ TEST(OwnWindows, AreInNoFrameWhateverHappens)
     const auto looked = [&] { return meeting->call().markerReport().received.looked; };
     for (int round = 0; round < 60 && looked() < framesToLookThrough; ++round) {
         wanderer.wander();
-        meeting->desktop().stopWindowManager();
+        ASSERT_TRUE(meeting->desktop().stopWindowManager());
         sleepFor(Milliseconds{150});
-        meeting->desktop().startWindowManager();
+        ASSERT_TRUE(meeting->desktop().startWindowManager());
         wanderer.wander();
-        meeting->desktop().startCompositor();
+        ASSERT_TRUE(meeting->desktop().startCompositor());
         sleepFor(Milliseconds{300});
         wanderer.wander();
-        meeting->desktop().stopCompositor();
+        ASSERT_TRUE(meeting->desktop().stopCompositor());
     }
     EXPECT_GT(meeting->call().state().received.changes, 100) << "the stream is frozen";
     expectNoMarker(*meeting, framesToLookThrough);
@@ -89,7 +89,7 @@ TEST(OwnWindows, AreInNoFrameWhenTheApplicationStartsDuringACall)
     meeting->call().watchForMarker();
     for (int round = 0; round < 3; ++round) {
         EXPECT_EQ(meeting->application().quit(), 0);
-        meeting->restartApplication(reason);
+        ASSERT_TRUE(meeting->restartApplication(reason)) << reason;
         ASSERT_TRUE(meeting->application().waitForVirtualDisplay(region.size()));
         EXPECT_TRUE(meeting->call().waitForChangesReceived(20, Milliseconds{8000}));
     }

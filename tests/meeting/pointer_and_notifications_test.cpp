@@ -70,8 +70,12 @@ TEST(SharedPointer, IsSeenOnceAtItsPlace)
                              << keepImage(meeting->call().trackImage(), "track");
     }
     meeting->desktop().movePointer({20, 20});
-    EXPECT_TRUE(
-        waitUntil([&] { return strangers(*meeting, meeting->call().trackImage()).empty(); }, Milliseconds{2000}));
+    EXPECT_TRUE(waitUntil(
+        [&] {
+            const QImage picture = meeting->call().trackImage();
+            return picture.size() == region.size() && strangers(*meeting, picture).empty();
+        },
+        Milliseconds{2000}));
 }
 
 class SharedNotifications : public testing::TestWithParam<bool> {};
@@ -92,7 +96,9 @@ TEST_P(SharedNotifications, AreInThePictureAsTheSettingSays)
                                           .colour = QColor(240, 240, 240),
                                           .type = Scene::Type::notification});
     const auto sees = [&](QPoint place) {
-        const std::vector<QRect> seen = strangers(*meeting, meeting->call().trackImage());
+        const QImage picture = meeting->call().trackImage();
+        EXPECT_EQ(picture.size(), region.size());
+        const std::vector<QRect> seen = strangers(*meeting, picture);
         return std::any_of(seen.begin(), seen.end(), [&](const QRect& each) { return each.contains(place); });
     };
     EXPECT_TRUE(waitUntil([&] { return sees({50, 290}); }, Milliseconds{2000}));

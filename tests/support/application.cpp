@@ -108,4 +108,9 @@ QPoint Application::closeButtonOf(const QRect& region)
     return {region.x() + region.width() + 2, region.y() - 2};
 }
 
+QPoint Application::settingsButtonOf(const QRect& region)
+{
+    return closeButtonOf(region) + QPoint(0, 28);
+}
+
 } // namespace nimbrale::test

@@ -44,6 +44,7 @@ public:
     [[nodiscard]] static QPoint handleOf(const QRect& region);
     [[nodiscard]] static QPoint resizeButtonOf(const QRect& region);
     [[nodiscard]] static QPoint closeButtonOf(const QRect& region);
+    [[nodiscard]] static QPoint settingsButtonOf(const QRect& region);
 
 private:
     Application(PrivateDesktop& desktop, std::unique_ptr<Process> process);

@@ -39,7 +39,6 @@ public:
         /// "monitor" or "window".
         std::string surface = {};
         bool isLive = false;
-        bool isMuted = false;
         /// As the track's settings tell it.
         QSize settingsSize = {};
         Side shared = {};
@@ -57,8 +56,8 @@ public:
         MarkerCount received;
     };
 
-    /// Opens the call's page. Null, with what is missing in `reason`, when the browser is not installed or does not run
-    /// here. A browser that runs without showing the page is for `share` to report.
+    /// Opens the call's page. Null, with what is missing in `reason`, when the browser is not installed. One that does
+    /// not show the page is for `share` to report: the desktop, with our display on it, may be what ended it.
     [[nodiscard]] static std::unique_ptr<BrowserCall> start(PrivateDesktop& desktop, const Options& options,
                                                             std::string& reason);
     ~BrowserCall();
@@ -72,7 +71,6 @@ public:
     [[nodiscard]] State state();
     /// The size of the newest frame of the shared track.
     [[nodiscard]] QSize trackSize() { return state().shared.size; }
-    [[nodiscard]] int framesShared() { return state().shared.frames; }
     [[nodiscard]] int framesReceived() { return state().received.frames; }
     /// The newest frame of the shared track, or a part of it.
     [[nodiscard]] QImage trackImage(const QRect& part = {});

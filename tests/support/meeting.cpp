@@ -234,9 +234,10 @@ QColor Meeting::quietColour()
     return quietGreen;
 }
 
-void Meeting::restartApplication(std::string& reason)
+bool Meeting::restartApplication(std::string& reason)
 {
     application_ = Application::startAgain(*desktop_, reason, applicationEnvironment_);
+    return application_ != nullptr;
 }
 
 } // namespace nimbrale::test

@@ -75,7 +75,7 @@ public:
     /// The colour of the wall that has no pattern.
     [[nodiscard]] static QColor quietColour();
 
-    void restartApplication(std::string& reason);
+    [[nodiscard]] bool restartApplication(std::string& reason);
 
 private:
     Meeting() = default;

@@ -75,14 +75,11 @@ std::unique_ptr<PrivateDesktop> PrivateDesktop::start(const Options& options, st
     if (!desktop->prepareFolder(reason) || !desktop->startServer(reason) || !desktop->connect(reason))
         return nullptr;
     desktop->writeResources();
-    desktop->startWindowManager();
-    if (options.windowManager != WindowManager::none && !desktop->windowManager_) {
+    if (!desktop->startWindowManager()) {
         reason = "the window manager is not installed or does not start";
         return nullptr;
     }
-    if (options.compositor == Compositor::picom)
-        desktop->startCompositor();
-    if (options.compositor != Compositor::none && !desktop->isComposited()) {
+    if (options.compositor == Compositor::picom && !desktop->startCompositor()) {
         reason = "the compositor is not installed or does not start here";
         return nullptr;
     }

@@ -95,6 +95,8 @@ public:
     // --- Pointer and keys, as from real devices -------------------------------------------------------------------
 
     void movePointer(QPoint position);
+    /// As a mouse moves it: what holds a pointer back holds it back.
+    void movePointerBy(QPoint distance);
     [[nodiscard]] QPoint pointerPosition() const;
     void pressButton(int button = 1);
     void releaseButton(int button = 1);
@@ -127,7 +129,7 @@ public:
     [[nodiscard]] std::optional<Monitor> monitorNamed(const std::string& name) const;
     /// The root window's size now.
     [[nodiscard]] QSize screenSize() const;
-    /// Makes a monitor without outputs, as a virtual display is one. Replaces one of the same name.
+    /// Makes a monitor without outputs. Replaces one of the same name.
     void setMonitor(const std::string& name, const QRect& geometry);
     void deleteMonitor(const std::string& name);
     /// RRSetScreenSize with millimetres in proportion. False when the server refuses.
@@ -143,12 +145,12 @@ public:
 
     // --- Window manager and compositor ----------------------------------------------------------------------------
 
-    void startWindowManager();
-    void stopWindowManager();
+    [[nodiscard]] bool startWindowManager();
+    [[nodiscard]] bool stopWindowManager();
     [[nodiscard]] bool isComposited() const;
     /// Starts or stops picom; xfwm4, KWin and marco are instead started anew with or without their own compositor.
-    void startCompositor();
-    void stopCompositor();
+    [[nodiscard]] bool startCompositor();
+    [[nodiscard]] bool stopCompositor();
 
     /// Waits until the server has done all that this connection sent.
     void synchronize() const;

@@ -75,6 +75,13 @@ void PrivateDesktop::movePointer(QPoint position)
     fakeInput(XCB_MOTION_NOTIFY, 0, position);
 }
 
+void PrivateDesktop::movePointerBy(QPoint distance)
+{
+    // XTEST's sign for a distance in place of a position.
+    constexpr std::uint8_t isRelative = 1;
+    fakeInput(XCB_MOTION_NOTIFY, isRelative, distance);
+}
+
 QPoint PrivateDesktop::pointerPosition() const
 {
     const Reply<xcb_query_pointer_reply_t> reply(

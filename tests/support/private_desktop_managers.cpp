@@ -48,12 +48,12 @@ void PrivateDesktop::waitUntilWindowManagerIsIdle() const
         Milliseconds{300}));
 }
 
-void PrivateDesktop::startWindowManager()
+bool PrivateDesktop::startWindowManager()
 {
     const bool composites = options_.compositor == Compositor::windowManagersOwn;
     switch (options_.windowManager) {
     case WindowManager::none:
-        return;
+        return true;
     case WindowManager::openbox:
         windowManager_ = spawn("openbox", {"--sm-disable"});
         break;
@@ -77,13 +77,14 @@ void PrivateDesktop::startWindowManager()
     if (windowManager_)
         waitUntilWindowManagerIsIdle();
     if (windowManager_ && composites)
-        static_cast<void>(waitUntil([this] { return isComposited(); }, managerPatience));
+        return waitUntil([this] { return isComposited(); }, managerPatience);
+    return windowManager_ != nullptr;
 }
 
-void PrivateDesktop::stopWindowManager()
+bool PrivateDesktop::stopWindowManager()
 {
     windowManager_.reset();
-    static_cast<void>(waitForWindowManager(false));
+    return waitForWindowManager(false);
 }
 
 bool PrivateDesktop::isComposited() const
@@ -93,29 +94,27 @@ bool PrivateDesktop::isComposited() const
     return reply && reply->owner != XCB_WINDOW_NONE;
 }
 
-void PrivateDesktop::startCompositor()
+bool PrivateDesktop::startCompositor()
 {
     if (options_.windowManager != WindowManager::none && options_.windowManager != WindowManager::openbox) {
         options_.compositor = Compositor::windowManagersOwn;
-        stopWindowManager();
-        startWindowManager();
-        return;
+        return stopWindowManager() && startWindowManager();
     }
     // No fading and no shadows, so that pictures can be compared at once.
     compositor_ = spawn("picom", {"--config", "/dev/null", "--backend", "xrender"});
-    static_cast<void>(waitUntil([this] { return isComposited(); }, managerPatience));
+    return compositor_ && waitUntil([this] { return isComposited(); }, managerPatience);
 }
 
-void PrivateDesktop::stopCompositor()
+bool PrivateDesktop::stopCompositor()
 {
     if (compositor_) {
         compositor_.reset();
     } else if (options_.compositor == Compositor::windowManagersOwn) {
         options_.compositor = Compositor::none;
-        stopWindowManager();
-        startWindowManager();
+        if (!stopWindowManager() || !startWindowManager())
+            return false;
     }
-    static_cast<void>(waitUntil([this] { return !isComposited(); }, managerPatience));
+    return waitUntil([this] { return !isComposited(); }, managerPatience);
 }
 
 } // namespace nimbrale::test

@@ -1,0 +1,129 @@
+// The real application under the pointer and the keyboard, without a call: the frame, the Settings window, the end.
+
+#include "tests/support/application.h"
+#include "tests/support/image_compare.h"
+#include "tests/support/private_desktop.h"
+
+#include <array>
+#include <csignal>
+#include <gtest/gtest.h>
+#include <memory>
+#include <string>
+#include <vector>
+#include <xcb/xcb.h>
+
+namespace nimbrale::test {
+
+namespace {
+
+const QColor frameYellow(255, 214, 10);
+const QRect region(300, 200, 500, 350);
+
+constexpr std::uint32_t altKey = 0xffe9;
+constexpr std::uint32_t tabKey = 0xff09;
+
+class FrameAndSettings : public testing::Test {
+protected:
+    void SetUp() override
+    {
+        std::string reason;
+        desktop_ = PrivateDesktop::start(
+            {.width = 1600, .height = 900, .windowManager = PrivateDesktop::WindowManager::openbox}, reason);
+        if (!desktop_)
+            GTEST_SKIP() << reason;
+        desktop_->setBackground(QColor(30, 60, 90));
+        desktop_->movePointer({1500, 850});
+        application_ = Application::start(*desktop_, {.region = region}, reason);
+        ASSERT_TRUE(application_) << reason;
+        ASSERT_TRUE(application_->waitForVirtualDisplay(region.size())) << application_->process().output();
+        ASSERT_TRUE(showsFrameAround(region));
+    }
+
+    /// The border just left of the region and just right of it, half way down.
+    [[nodiscard]] bool showsFrameAround(const QRect& area) const
+    {
+        const int middle = area.y() + area.height() / 2;
+        return desktop_->waitForPixel(area.x() - 2, middle, frameYellow, Milliseconds{3000}) &&
+               desktop_->waitForPixel(area.x() + area.width() + 2, middle, frameYellow, Milliseconds{3000});
+    }
+
+    [[nodiscard]] bool isLeftClean() const
+    {
+        return !desktop_->monitorNamed("Nimbrale") && desktop_->screenSize() == QSize(1600, 900);
+    }
+
+    void warpPointer(QPoint place)
+    {
+        xcb_warp_pointer(desktop_->connection(), XCB_NONE, desktop_->screen().root, 0, 0, 0, 0,
+                         static_cast<std::int16_t>(place.x()), static_cast<std::int16_t>(place.y()));
+        desktop_->synchronize();
+    }
+
+    void type(const std::string& text)
+    {
+        for (const char character : text) {
+            desktop_->pressKey(static_cast<std::uint32_t>(character));
+            desktop_->releaseKey(static_cast<std::uint32_t>(character));
+        }
+    }
+
+    std::unique_ptr<PrivateDesktop> desktop_;
+    std::unique_ptr<Application> application_;
+};
+
+TEST_F(FrameAndSettings, ThePointerThatAProgramSetsOnTheHandleIsNoticed)
+{
+    const QPoint border(region.x() - 2, region.y() + 100);
+    ASSERT_EQ(desktop_->pixel(border.x(), border.y()).rgb(), frameYellow.rgb());
+    // Long enough for the frame to take the pointer as resting.
+    sleepFor(Milliseconds{500});
+    warpPointer(Application::handleOf(region));
+    EXPECT_TRUE(waitUntil([&] { return desktop_->pixel(border.x(), border.y()).rgb() != frameYellow.rgb(); },
+                          Milliseconds{1000}));
+    sleepFor(Milliseconds{500});
+    warpPointer({1500, 850});
+    EXPECT_TRUE(desktop_->waitForPixel(border.x(), border.y(), frameYellow, Milliseconds{1000}));
+}
+
+TEST_F(FrameAndSettings, AWidthTypedInSettingsMovesTheFrameAndTheDisplay)
+{
+    desktop_->click(Application::settingsButtonOf(region));
+    ASSERT_TRUE(waitUntil([&] { return desktop_->windowTitled("Settings").has_value(); }, Milliseconds{3000}));
+    // The window manager gives the focus when it has placed the window.
+    sleepFor(Milliseconds{300});
+    desktop_->pressKey(altKey);
+    type("w");
+    desktop_->releaseKey(altKey);
+    type("620");
+    desktop_->pressKey(tabKey);
+    desktop_->releaseKey(tabKey);
+    const QRect wider(region.topLeft(), QSize(620, region.height()));
+    EXPECT_TRUE(application_->waitForVirtualDisplay(wider.size())) << keepImage(desktop_->screenshot(), "desktop");
+    // The window may lie over the frame's right edge; its upper one is longer than before.
+    EXPECT_TRUE(desktop_->waitForPixel(wider.right() - 40, wider.top() - 2, frameYellow, Milliseconds{3000}))
+        << keepImage(desktop_->screenshot(), "desktop");
+    EXPECT_EQ(application_->storedRegion(), wider);
+}
+
+TEST_F(FrameAndSettings, EverySignalThatEndsItLeavesTheDesktopAsItWas)
+{
+    const std::vector<std::vector<int>> ways{{SIGTERM}, {SIGINT}, {SIGHUP}, {SIGINT, SIGINT}, {SIGTERM, SIGHUP}};
+    for (const std::vector<int>& signals : ways) {
+        SCOPED_TRACE(testing::PrintToString(signals));
+        for (const int number : signals) {
+            application_->process().signal(number);
+            // The second one comes while the first is still being obeyed.
+            sleepFor(Milliseconds{20});
+        }
+        EXPECT_EQ(application_->process().waitForEnd(Milliseconds{5000}), 0);
+        EXPECT_TRUE(isLeftClean());
+        std::string reason;
+        application_ = Application::startAgain(*desktop_, reason);
+        ASSERT_TRUE(application_) << reason;
+        ASSERT_TRUE(application_->waitForVirtualDisplay(region.size()));
+    }
+}
+
+} // namespace
+
+} // namespace nimbrale::test
