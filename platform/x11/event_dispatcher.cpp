@@ -14,7 +14,19 @@ struct EventDispatcher::Impl {
     std::vector<std::weak_ptr<Handler>> handlers;
     std::unique_ptr<QSocketNotifier> notifier;
     QMetaObject::Connection beforeSleep;
+
+    void handOut(const xcb_generic_event_t& event);
 };
+
+void EventDispatcher::Impl::handOut(const xcb_generic_event_t& event)
+{
+    std::erase_if(handlers, [](const auto& handler) { return handler.expired(); });
+    const auto current = handlers;
+    for (const auto& handler : current) {
+        if (const auto alive = handler.lock())
+            (*alive)(event);
+    }
+}
 
 EventDispatcher::EventDispatcher(Connection& connection, std::function<void()> onLost)
     : impl_(new Impl{connection, std::move(onLost), {}, nullptr, {}})
@@ -42,15 +54,15 @@ std::shared_ptr<void> EventDispatcher::add(Handler handler)
 
 void EventDispatcher::dispatch()
 {
-    while (const Reply<xcb_generic_event_t> event{xcb_poll_for_event(impl_->connection.get())}) {
-        std::erase_if(impl_->handlers, [](const auto& handler) { return handler.expired(); });
-        const auto current = impl_->handlers;
-        for (const auto& handler : current) {
-            if (const auto alive = handler.lock())
-                (*alive)(*event);
-        }
-    }
-    impl_->connection.flush();
+    xcb_connection_t* const raw = impl_->connection.get();
+    Reply<xcb_generic_event_t> event(xcb_poll_for_event(raw));
+    do {
+        for (; event; event.reset(xcb_poll_for_event(raw)))
+            impl_->handOut(*event);
+        impl_->connection.flush();
+        // Sending takes in what has arrived meanwhile, and the socket does not announce it again.
+        event.reset(xcb_poll_for_queued_event(raw));
+    } while (event);
     if (impl_->connection.isLost() && impl_->notifier->isEnabled()) {
         impl_->notifier->setEnabled(false);
         if (impl_->onLost)

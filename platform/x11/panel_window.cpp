@@ -54,7 +54,7 @@ PanelWindow::PanelWindow(Connection& connection, PanelStyle style, const PixelRe
     values.bit_gravity = XCB_GRAVITY_STATIC;
     values.override_redirect = style_ != PanelStyle::mirrorWindow;
     values.event_mask = XCB_EVENT_MASK_EXPOSURE | XCB_EVENT_MASK_BUTTON_PRESS | XCB_EVENT_MASK_BUTTON_RELEASE |
-                        XCB_EVENT_MASK_BUTTON_1_MOTION | XCB_EVENT_MASK_ENTER_WINDOW | XCB_EVENT_MASK_LEAVE_WINDOW;
+                        XCB_EVENT_MASK_BUTTON_1_MOTION;
     values.colormap = hasAlpha() ? colormap_ : connection_.screen().default_colormap;
     const std::uint32_t mask = XCB_CW_BACK_PIXMAP | XCB_CW_BORDER_PIXEL | XCB_CW_BIT_GRAVITY |
                                XCB_CW_OVERRIDE_REDIRECT | XCB_CW_EVENT_MASK | XCB_CW_COLORMAP;

@@ -91,7 +91,6 @@ struct X11Screens::Impl {
     [[nodiscard]] Rect pointsOf(const PixelRect& pixels, const PixelRect& display, bool isOwn) const;
     [[nodiscard]] std::vector<X11Screen> read();
     void askForPointer();
-    void noteMove();
 };
 
 void X11Screens::Impl::watch(X11Screens& owner, EventDispatcher& events)
@@ -119,7 +118,7 @@ void X11Screens::Impl::handle(const xcb_generic_event_t& event)
         return;
     }
     if (type >= XCB_BUTTON_PRESS && type <= XCB_LEAVE_NOTIFY && pointerMoves != 0)
-        noteMove();
+        ++pointerMoves;
     if (type != XCB_PROPERTY_NOTIFY)
         return;
     const auto& change = eventAs<xcb_property_notify_event_t>(event);
@@ -240,21 +239,16 @@ Subscription X11Screens::observeMouse(std::function<void()> observer)
 
 void X11Screens::pointerMoved()
 {
-    impl_->noteMove();
+    ++impl_->pointerMoves;
+    if (impl_->isMoveAwaited.exchange(false))
+        QMetaObject::invokeMethod(
+            &impl_->soon, [impl = impl_.get()] { impl->mouseObservers.notify(); }, Qt::QueuedConnection);
 }
 
 std::shared_ptr<void> X11Screens::holdMouseAt(int rootX, int rootY)
 {
     impl_->eventPlace = {rootX, rootY};
     return {impl_.get(), [](Impl* impl) { impl->eventPlace.reset(); }};
-}
-
-void X11Screens::Impl::noteMove()
-{
-    ++pointerMoves;
-    if (isMoveAwaited.exchange(false))
-        QMetaObject::invokeMethod(
-            &soon, [this] { mouseObservers.notify(); }, Qt::QueuedConnection);
 }
 
 void X11Screens::Impl::askForPointer()

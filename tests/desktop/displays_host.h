@@ -5,9 +5,8 @@
 #include "platform/x11/event_dispatcher.h"
 #include "platform/x11/x11_screens.h"
 #include "platform/x11/x11_virtual_displays.h"
+#include "tests/fakes/offscreen_application.h"
 #include "tests/support/private_desktop.h"
-
-#include <QGuiApplication>
 
 #include <gtest/gtest.h>
 #include <memory>
@@ -73,12 +72,7 @@ private:
     // The toolkit paints the card's text, on no display of its own.
     static QCoreApplication* startToolkit()
     {
-        static int argumentCount = 1;
-        static char name[] = "test";
-        static char* arguments[] = {name, nullptr};
-        qputenv("QT_QPA_PLATFORM", "offscreen");
-        if (!QCoreApplication::instance())
-            new QGuiApplication(argumentCount, arguments);
+        startOffscreenApplication();
         return QCoreApplication::instance();
     }
 };

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "tests/desktop/captured_desktop.h"
+#include "tests/fakes/offscreen_application.h"
 #include "tests/support/image_compare.h"
 #include "tests/support/scene.h"
 
@@ -15,6 +16,8 @@ using Options = PrivateDesktop::Options;
 /// The X11 capture on a private desktop with windows to capture.
 class X11CaptureTest : public testing::Test {
 protected:
+    X11CaptureTest() { startOffscreenApplication(); }
+
     void startDesktop(const Options& options)
     {
         std::string reason;

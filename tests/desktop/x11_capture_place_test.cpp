@@ -122,10 +122,3 @@ TEST_F(X11CaptureTest, aPointerThatAProgramSetsIsFoundBesideAVideo)
 
 } // namespace
 } // namespace nimbrale::test
-
-int main(int argc, char** argv)
-{
-    QCoreApplication application(argc, argv);
-    testing::InitGoogleTest(&argc, argv);
-    return RUN_ALL_TESTS();
-}

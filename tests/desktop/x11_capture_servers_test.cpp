@@ -60,6 +60,37 @@ TEST_F(X11CaptureTest, whatACompletionOwnsIsReleasedOnTheMainThread)
     EXPECT_EQ(releasedElsewhere, 0);
 }
 
+TEST_F(X11CaptureTest, whatIsStillPostedAtTheEndIsReleasedThoughItPostsOnceMore)
+{
+    startDesktop({});
+    if (!captured)
+        return;
+    auto engine = std::move(*x11::CaptureEngine::create(desktop->displayName(), {}));
+    std::atomic<bool> isBusy = false;
+    std::atomic<bool> mayGoOn = false;
+    engine->post([&] {
+        isBusy = true;
+        while (!mayGoOn)
+            std::this_thread::yield();
+    });
+    ASSERT_TRUE(waitUntil([&] { return isBusy.load(); }, Milliseconds{3000}));
+    bool isReleased = false;
+    bool isLastReleased = false;
+    // As a stream does when it goes.
+    std::shared_ptr<void> stream(nullptr, [&, raw = engine.get()](void*) {
+        isReleased = true;
+        raw->post([last = std::shared_ptr<void>(nullptr, [&](void*) { isLastReleased = true; })] {});
+    });
+    engine->post([stream = std::move(stream)] {});
+    std::thread ending([&] { engine.reset(); });
+    // Long enough for the end to be asked for while the thread is busy.
+    sleepFor(Milliseconds{100});
+    mayGoOn = true;
+    ending.join();
+    EXPECT_TRUE(isReleased);
+    EXPECT_TRUE(isLastReleased);
+}
+
 TEST_F(X11CaptureTest, everyDepthOfTheRootIsCapturedExactly)
 {
     for (const int depth : {16, 30}) {
@@ -146,10 +177,3 @@ TEST_F(X11CaptureTest, withoutDamageThePictureIsCopiedAtEveryInterval)
 
 } // namespace
 } // namespace nimbrale::test
-
-int main(int argc, char** argv)
-{
-    QCoreApplication application(argc, argv);
-    testing::InitGoogleTest(&argc, argv);
-    return RUN_ALL_TESTS();
-}

@@ -262,10 +262,3 @@ TEST_F(X11CaptureTest, randomDesktopsAreCapturedExactly)
 
 } // namespace
 } // namespace nimbrale::test
-
-int main(int argc, char** argv)
-{
-    QCoreApplication application(argc, argv);
-    testing::InitGoogleTest(&argc, argv);
-    return RUN_ALL_TESTS();
-}

@@ -3,6 +3,7 @@
 #include "tests/desktop/panel_test.h"
 #include "tests/support/image_compare.h"
 
+#include <algorithm>
 #include <chrono>
 #include <unistd.h>
 
@@ -13,8 +14,6 @@ using Options = PrivateDesktop::Options;
 using WindowManager = PrivateDesktop::WindowManager;
 
 constexpr std::uint32_t superKey = 0xffeb;
-
-/// With and without a compositor.
 
 TEST_F(X11PanelTest, withoutCompositorShowsWhatIsHalfOpaqueAndNothingElse)
 {
@@ -196,6 +195,39 @@ TEST_F(X11PanelTest, dragsDeliverTheNewestPlaceAndTheCommandKey)
     EXPECT_EQ(seen[3].first, 'u');
     EXPECT_EQ(seen[3].second.locationInPanel, (Point{1000, 20}));
     EXPECT_FALSE(seen[3].second.isCommandHeld);
+}
+
+TEST_F(X11PanelTest, thePointerIsWhereAMouseEventHappenedWhileThatIsDealtWith)
+{
+    startDesktop({});
+    if (IsSkipped())
+        return;
+    const auto panel = showFrame();
+    std::vector<Point> found;
+    const auto lookAfterTheFact = [&](const MouseEvent&) {
+        // The pointer goes on before anybody has asked where it is.
+        desktop->movePointer({900, 600});
+        found.push_back(host->screens->mouseLocation());
+    };
+    panel->onMouseDown = lookAfterTheFact;
+    panel->onMouseUp = lookAfterTheFact;
+    desktop->movePointer({122, 102});
+    desktop->pressButton();
+    ASSERT_TRUE(host->pumpUntil([&] { return found.size() == 1; }));
+    EXPECT_EQ(found[0], (Point{122, 720 - 102}));
+
+    panel->onMouseDragged = lookAfterTheFact;
+    desktop->movePointer({300, 200});
+    ASSERT_TRUE(host->pumpUntil([&] { return std::ranges::find(found, Point{300, 720 - 200}) != found.end(); }));
+    panel->onMouseDragged = nullptr;
+    host->pumpFor(Milliseconds{50});
+
+    const std::size_t before = found.size();
+    desktop->movePointer({400, 250});
+    desktop->releaseButton();
+    ASSERT_TRUE(host->pumpUntil([&] { return found.size() > before; }));
+    EXPECT_EQ(found.back(), (Point{400, 720 - 250}));
+    EXPECT_EQ(host->screens->mouseLocation(), (Point{900, 720 - 600}));
 }
 
 TEST_F(X11PanelTest, theMirrorWindowIsPickableUndecoratedAndBehind)

@@ -3,6 +3,7 @@
 #include "app/nimbrale_app.h"
 #include "app/termination_signals.h"
 #include "tests/fakes/fake_platform.h"
+#include "tests/fakes/offscreen_toolkit.h"
 
 #include <QApplication>
 #include <QElapsedTimer>
@@ -19,19 +20,8 @@
 namespace nimbrale {
 namespace {
 
-class EndingSignalTest : public testing::TestWithParam<int> {
-protected:
-    // The statements run in a process of their own, which a signal may end.
-    EndingSignalTest() { qputenv("QT_QPA_PLATFORM", "offscreen"); }
-};
-
-/// The toolkit's application object, for the process that runs a test's statement.
-struct Toolkit {
-    int argumentCount = 1;
-    char name[5] = "test";
-    char* arguments[2] = {name, nullptr};
-    QApplication application{argumentCount, arguments};
-};
+/// The statements run in a process of their own, which a signal may end.
+class EndingSignalTest : public testing::TestWithParam<int> {};
 
 void endUnless(bool isFine, const char* expectation)
 {
@@ -64,7 +54,7 @@ void runUntil(int signal, NimbraleApp& app, FakePlatform& platform)
 
 void endWithMoreSignalsWhileTheDisplayIsRemoved(int first)
 {
-    const Toolkit toolkit;
+    const OffscreenToolkit toolkit;
     const QTemporaryDir directory;
     AppSettings settings(directory.filePath("Nimbrale.conf").toStdString());
     FakePlatform platform;
@@ -92,7 +82,7 @@ TEST_P(EndingSignalTest, MoreSignalsDuringTheTeardownLeaveNoVirtualDisplayBehind
 
 void countTwoInARow(int signal)
 {
-    const Toolkit toolkit;
+    const OffscreenToolkit toolkit;
     int calls = 0;
     {
         const TerminationSignals signals([&calls] { ++calls; });

@@ -1,4 +1,5 @@
 #include "platform/desktop/qt_workspace.h"
+#include "tests/fakes/offscreen_toolkit.h"
 #include "ui/number_field.h"
 
 #include <QAbstractButton>
@@ -21,19 +22,6 @@ namespace {
 
 using testing::ElementsAre;
 using testing::IsEmpty;
-
-/// The toolkit's application object, without a desktop.
-class Toolkit {
-public:
-    [[nodiscard]] static bool useNoDesktop() { return qputenv("QT_QPA_PLATFORM", "offscreen"); }
-
-private:
-    bool isPrepared_ = useNoDesktop();
-    int argumentCount_ = 1;
-    char name_[5] = "test";
-    char* arguments_[2] = {name_, nullptr};
-    QApplication application_{argumentCount_, arguments_};
-};
 
 void pressKey(QWidget& widget, int key, const QString& text = {})
 {
@@ -78,7 +66,7 @@ protected:
         throw std::runtime_error("no button is called " + label.toStdString());
     }
 
-    Toolkit toolkit_;
+    OffscreenToolkit toolkit_;
     QtWorkspace workspace_;
     std::vector<int> answers_;
 };

@@ -1,4 +1,5 @@
 #include "tests/fakes/fake_screens.h"
+#include "tests/fakes/offscreen_toolkit.h"
 #include "ui/number_field.h"
 #include "ui/settings_window.h"
 
@@ -17,19 +18,6 @@
 
 namespace nimbrale {
 namespace {
-
-/// The toolkit's application object, without a desktop.
-class Toolkit {
-public:
-    [[nodiscard]] static bool useNoDesktop() { return qputenv("QT_QPA_PLATFORM", "offscreen"); }
-
-private:
-    bool isPrepared_ = useNoDesktop();
-    int argumentCount_ = 1;
-    char name_[5] = "test";
-    char* arguments_[2] = {name_, nullptr};
-    QApplication application_{argumentCount_, arguments_};
-};
 
 class SettingsWindowTest : public testing::Test {
 protected:
@@ -78,7 +66,7 @@ protected:
             press(edit, Qt::Key_unknown, character);
     }
 
-    Toolkit toolkit_;
+    OffscreenToolkit toolkit_;
     QTemporaryDir directory_;
     AppSettings settings_{directory_.filePath("Nimbrale.conf").toStdString()};
     std::vector<Screen> displays_{makeScreen(3, {0, 0, 1920, 1080}), makeScreen(7, {1920, 0, 1600, 900})};

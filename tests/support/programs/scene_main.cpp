@@ -27,6 +27,11 @@ public:
         while (!isOver_) {
             handleEvents();
             xcb_flush(connection_);
+            // Sending takes in what has arrived, and the socket does not announce it again.
+            if (const Reply<xcb_generic_event_t> event{xcb_poll_for_queued_event(connection_)}) {
+                handle(*event);
+                continue;
+            }
             std::array<pollfd, 2> waiting{pollfd{xcb_get_file_descriptor(connection_), POLLIN, 0},
                                           pollfd{STDIN_FILENO, POLLIN, 0}};
             poll(waiting.data(), waiting.size(), -1);
