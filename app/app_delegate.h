@@ -1,9 +1,9 @@
 #pragma once
 
-#include "app/app_settings.h"
+#include "controls/overlay_colors.h"
 #include "platform/platform.h"
-#include "region/overlay_colors.h"
 #include "region/region_editor.h"
+#include "settings/app_settings.h"
 #include "share/region_capture.h"
 #include "share/shared_screen.h"
 

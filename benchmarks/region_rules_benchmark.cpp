@@ -1,7 +1,7 @@
 // The rules that run on every step of a drag, on the 4K display of the drag benchmark.
 
-#include "region/display_geometry.h"
-#include "region/region_snapper.h"
+#include "geometry/display_geometry.h"
+#include "geometry/region_snapper.h"
 
 #include <benchmark/benchmark.h>
 

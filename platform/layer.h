@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/color.h"
 #include "platform/geometry.h"
 #include "platform/surface.h"
 
@@ -11,16 +12,6 @@
 class QPainter;
 
 namespace nimbrale {
-
-/// sRGB, not premultiplied, each channel 0 to 1.
-struct Color {
-    double red = 0;
-    double green = 0;
-    double blue = 0;
-    double alpha = 1;
-
-    bool operator==(const Color&) const = default;
-};
 
 class Layer;
 

@@ -4,7 +4,7 @@
 #include "platform/panel.h"
 #include "platform/screen_capture.h"
 #include "platform/screens.h"
-#include "platform/virtual_display.h"
+#include "platform/virtual_displays.h"
 #include "platform/workspace.h"
 
 namespace nimbrale {

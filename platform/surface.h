@@ -1,21 +1,11 @@
 #pragma once
 
-#include "platform/geometry.h"
+#include "platform/pixel_rect.h"
 
 #include <cstdint>
 #include <vector>
 
 namespace nimbrale {
-
-/// A rectangle of whole pixels, top-left origin.
-struct PixelRect {
-    int x = 0;
-    int y = 0;
-    int width = 0;
-    int height = 0;
-
-    bool operator==(const PixelRect&) const = default;
-};
 
 /// One captured picture, shared by reference and never copied. Pictures of one stream usually share their storage: a
 /// picture then says which part of that storage is new, so that whoever shows it need touch nothing else.

@@ -1,11 +1,11 @@
 #pragma once
 
-#include "app/app_settings.h"
+#include "controls/overlay_colors.h"
+#include "geometry/display_geometry.h"
+#include "geometry/region_snapper.h"
 #include "platform/platform.h"
-#include "region/display_geometry.h"
-#include "region/overlay_colors.h"
 #include "region/region_overlay_window.h"
-#include "region/region_snapper.h"
+#include "settings/app_settings.h"
 #include "share/region_capture.h"
 
 #include <functional>

@@ -1,8 +1,8 @@
 #pragma once
 
+#include "geometry/display_geometry.h"
 #include "platform/geometry.h"
 #include "platform/screens.h"
-#include "region/display_geometry.h"
 
 #include <array>
 #include <optional>

@@ -1,7 +1,7 @@
 #include "region/region_overlay_painter.h"
 
-#include "region/label_text.h"
-#include "region/painting.h"
+#include "controls/label_text.h"
+#include "controls/painting.h"
 
 #include <QPainter>
 #include <algorithm>

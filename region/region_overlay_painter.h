@@ -1,8 +1,8 @@
 #pragma once
 
+#include "controls/control_drawing.h"
+#include "controls/overlay_colors.h"
 #include "platform/geometry.h"
-#include "region/control_drawing.h"
-#include "region/overlay_colors.h"
 #include "region/region_overlay_layout.h"
 
 #include <QFont>

@@ -1,8 +1,8 @@
 #pragma once
 
+#include "controls/overlay_colors.h"
+#include "geometry/display_geometry.h"
 #include "platform/panel.h"
-#include "region/display_geometry.h"
-#include "region/overlay_colors.h"
 #include "region/region_overlay_layout.h"
 #include "region/region_overlay_painter.h"
 

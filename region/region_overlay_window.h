@@ -1,10 +1,10 @@
 #pragma once
 
+#include "controls/overlay_colors.h"
+#include "geometry/display_geometry.h"
 #include "platform/main_queue.h"
 #include "platform/panel.h"
 #include "platform/screens.h"
-#include "region/display_geometry.h"
-#include "region/overlay_colors.h"
 #include "region/region_overlay_view.h"
 
 #include <functional>

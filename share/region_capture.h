@@ -1,11 +1,11 @@
 #pragma once
 
-#include "app/app_settings.h"
+#include "geometry/display_geometry.h"
 #include "platform/main_queue.h"
 #include "platform/screen_capture.h"
 #include "platform/screens.h"
 #include "platform/serial_queue.h"
-#include "region/display_geometry.h"
+#include "settings/app_settings.h"
 #include "share/frame.h"
 
 #include <cstdint>

@@ -1,10 +1,10 @@
 #pragma once
 
+#include "geometry/display_geometry.h"
 #include "platform/main_queue.h"
 #include "platform/panel.h"
 #include "platform/screens.h"
-#include "platform/virtual_display.h"
-#include "region/display_geometry.h"
+#include "platform/virtual_displays.h"
 #include "share/frame.h"
 #include "share/frame_view.h"
 #include "share/virtual_display.h"

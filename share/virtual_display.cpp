@@ -1,7 +1,7 @@
 #include "share/virtual_display.h"
 
+#include "geometry/display_geometry.h"
 #include "platform/log.h"
-#include "region/display_geometry.h"
 
 #include <algorithm>
 #include <chrono>

@@ -3,7 +3,7 @@
 #include "platform/main_queue.h"
 #include "platform/result.h"
 #include "platform/screens.h"
-#include "platform/virtual_display.h"
+#include "platform/virtual_displays.h"
 
 #include <cstdint>
 #include <functional>

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "app/app_settings.h"
 #include "platform/screens.h"
+#include "settings/app_settings.h"
 
 #include <QWidget>
 

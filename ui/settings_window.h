@@ -1,6 +1,6 @@
 #pragma once
 
-#include "app/app_settings.h"
+#include "settings/app_settings.h"
 #include "ui/general_settings.h"
 
 #include <QWidget>

@@ -1,13 +1,13 @@
 #include "platform/x11/x11_platform.h"
 
-#include "platform/x11/capture_engine.h"
-#include "platform/x11/connection.h"
-#include "platform/x11/event_dispatcher.h"
-#include "platform/x11/handles.h"
-#include "platform/x11/x11_panels.h"
-#include "platform/x11/x11_screen_capture.h"
-#include "platform/x11/x11_screens.h"
-#include "platform/x11/x11_virtual_displays.h"
+#include "platform/x11/capture/capture_engine.h"
+#include "platform/x11/capture/x11_screen_capture.h"
+#include "platform/x11/displays/x11_screens.h"
+#include "platform/x11/panels/x11_panels.h"
+#include "platform/x11/server/connection.h"
+#include "platform/x11/server/event_dispatcher.h"
+#include "platform/x11/server/handles.h"
+#include "platform/x11/virtual_display/x11_virtual_displays.h"
 
 namespace nimbrale::x11 {
 

@@ -1,10 +1,10 @@
 #pragma once
 
 #include "platform/desktop/qt_main_queue.h"
-#include "platform/x11/connection.h"
-#include "platform/x11/event_dispatcher.h"
-#include "platform/x11/x11_screens.h"
-#include "platform/x11/x11_virtual_displays.h"
+#include "platform/x11/displays/x11_screens.h"
+#include "platform/x11/server/connection.h"
+#include "platform/x11/server/event_dispatcher.h"
+#include "platform/x11/virtual_display/x11_virtual_displays.h"
 #include "tests/fakes/offscreen_application.h"
 #include "tests/support/private_desktop.h"
 

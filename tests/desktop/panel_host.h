@@ -1,12 +1,12 @@
 #pragma once
 
 #include "platform/desktop/qt_main_queue.h"
-#include "platform/x11/connection.h"
-#include "platform/x11/event_dispatcher.h"
-#include "platform/x11/handles.h"
-#include "platform/x11/x11_panels.h"
-#include "platform/x11/x11_screens.h"
-#include "platform/x11/x11_surface.h"
+#include "platform/x11/displays/x11_screens.h"
+#include "platform/x11/panels/x11_panels.h"
+#include "platform/x11/server/connection.h"
+#include "platform/x11/server/event_dispatcher.h"
+#include "platform/x11/server/handles.h"
+#include "platform/x11/surfaces/x11_surface.h"
 #include "tests/support/private_desktop.h"
 
 #include <QCoreApplication>

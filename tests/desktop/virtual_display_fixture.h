@@ -1,7 +1,7 @@
 #pragma once
 
-#include "platform/x11/handles.h"
-#include "platform/x11/x11_virtual_displays.h"
+#include "platform/x11/server/handles.h"
+#include "platform/x11/virtual_display/x11_virtual_displays.h"
 #include "tests/desktop/displays_host.h"
 
 #include <array>

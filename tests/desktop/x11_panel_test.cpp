@@ -1,5 +1,6 @@
 // Panels against real X servers: what they show, where clicks go, and how they stand among other programs' windows.
 
+#include "platform/x11/server/events.h"
 #include "tests/desktop/panel_test.h"
 #include "tests/support/image_compare.h"
 

@@ -1,7 +1,7 @@
-#include "platform/x11/x11_screens.h"
+#include "platform/x11/displays/x11_screens.h"
 
-#include "platform/x11/display_scale.h"
-#include "platform/x11/edid.h"
+#include "platform/x11/displays/display_scale.h"
+#include "platform/x11/displays/edid.h"
 #include "tests/desktop/displays_host.h"
 
 #include <gmock/gmock.h>

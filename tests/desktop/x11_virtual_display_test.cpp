@@ -1,4 +1,4 @@
-#include "platform/x11/backdrop_card.h"
+#include "platform/x11/virtual_display/backdrop_card.h"
 #include "tests/desktop/virtual_display_fixture.h"
 
 #include <algorithm>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/virtual_display.h"
+#include "platform/virtual_displays.h"
 
 #include <functional>
 #include <map>

@@ -1,4 +1,4 @@
-#include "app/app_settings.h"
+#include "settings/app_settings.h"
 #include "tests/fakes/log_capture.h"
 
 #include <QDir>

@@ -1,6 +1,6 @@
 // Any bytes as a display's identification: a name comes of them or none.
 
-#include "platform/x11/edid.h"
+#include "platform/x11/displays/edid.h"
 
 #include <cstdint>
 #include <cstdlib>

@@ -1,7 +1,7 @@
 // Any bytes as a settings file: it is read or refused, and what is written into it is read back with every other line
 // as it was.
 
-#include "app/app_settings_document.h"
+#include "settings/app_settings_document.h"
 
 #include <cstdint>
 #include <cstdlib>

@@ -1,0 +1,150 @@
+#include "platform/x11/capture/window_classifier.h"
+
+#include "platform/x11/server/handles.h"
+
+#include <algorithm>
+#include <optional>
+#include <unistd.h>
+#include <xcb/res.h>
+
+namespace nimbrale::x11 {
+
+namespace {
+
+constexpr int deepestLevel = 2;
+
+std::optional<std::uint32_t> firstValue(const xcb_get_property_reply_t* reply)
+{
+    if (!reply || reply->format != 32 || xcb_get_property_value_length(reply) < 4)
+        return std::nullopt;
+    return *static_cast<const std::uint32_t*>(xcb_get_property_value(reply));
+}
+
+bool containsAtom(const xcb_get_property_reply_t* reply, xcb_atom_t atom)
+{
+    if (!reply || reply->format != 32)
+        return false;
+    const auto* const atoms = static_cast<const xcb_atom_t*>(xcb_get_property_value(reply));
+    return std::find(atoms, atoms + xcb_get_property_value_length(reply) / 4, atom) !=
+           atoms + xcb_get_property_value_length(reply) / 4;
+}
+
+std::optional<ProcessID> processIn(const xcb_res_query_client_ids_reply_t* reply)
+{
+    if (!reply)
+        return std::nullopt;
+    for (auto value = xcb_res_query_client_ids_ids_iterator(reply); value.rem; xcb_res_client_id_value_next(&value)) {
+        if (xcb_res_client_id_value_value_length(value.data) > 0)
+            return *xcb_res_client_id_value_value(value.data);
+    }
+    return std::nullopt;
+}
+
+struct Cookies {
+    std::optional<xcb_res_query_client_ids_cookie_t> client;
+    xcb_get_property_cookie_t process{};
+    xcb_get_property_cookie_t type{};
+    std::optional<xcb_get_property_cookie_t> opacity;
+    std::optional<xcb_query_tree_cookie_t> tree;
+};
+
+} // namespace
+
+WindowClassifier::WindowClassifier(Connection& connection)
+    : connection_(connection), ownProcess_(getpid()), processAtom_(connection.atom("_NET_WM_PID")),
+      typeAtom_(connection.atom("_NET_WM_WINDOW_TYPE")),
+      notificationAtom_(connection.atom("_NET_WM_WINDOW_TYPE_NOTIFICATION")),
+      opacityAtom_(connection.atom("_NET_WM_WINDOW_OPACITY"))
+{
+    if (!connection_.extensions().resources.isPresent)
+        return;
+    const xcb_res_client_id_spec_t question{xcb_get_setup(connection_.get())->resource_id_base,
+                                            XCB_RES_CLIENT_ID_MASK_LOCAL_CLIENT_PID};
+    const Reply<xcb_res_query_client_ids_reply_t> reply(xcb_res_query_client_ids_reply(
+        connection_.get(), xcb_res_query_client_ids(connection_.get(), 1, &question), nullptr));
+    ownProcessAtServer_ = processIn(reply.get()).value_or(0);
+}
+
+bool WindowClassifier::isOwnClient(std::optional<ProcessID> client, std::optional<ProcessID> named) const
+{
+    if (client && ownProcessAtServer_ != 0)
+        return *client == ownProcessAtServer_;
+    return named == ownProcess_;
+}
+
+void WindowClassifier::classify(const std::vector<CapturedWindow*>& windows)
+{
+    std::vector<Subject> level;
+    for (CapturedWindow* const window : windows) {
+        window->owner = {};
+        window->opacity = 0xffffffff;
+        window->needsClassification = false;
+        level.push_back({window, window->id, 0});
+    }
+    while (!level.empty())
+        level = classifyLevel(level);
+}
+
+std::vector<WindowClassifier::Subject> WindowClassifier::classifyLevel(const std::vector<Subject>& subjects)
+{
+    xcb_connection_t* const raw = connection_.get();
+    std::vector<Cookies> cookies;
+    cookies.reserve(subjects.size());
+    // All questions are sent before the first answer is read: a window manager that restarts maps hundreds of windows
+    // at once, and a round trip each would hold up the picture.
+    for (const Subject& subject : subjects) {
+        Cookies cookie;
+        if (connection_.extensions().resources.isPresent) {
+            const xcb_res_client_id_spec_t question{subject.id, XCB_RES_CLIENT_ID_MASK_LOCAL_CLIENT_PID};
+            cookie.client = xcb_res_query_client_ids(raw, 1, &question);
+        }
+        cookie.process = xcb_get_property(raw, 0, subject.id, processAtom_, XCB_ATOM_CARDINAL, 0, 1);
+        cookie.type = xcb_get_property(raw, 0, subject.id, typeAtom_, XCB_ATOM_ATOM, 0, 32);
+        if (subject.depth == 0)
+            cookie.opacity = xcb_get_property(raw, 0, subject.id, opacityAtom_, XCB_ATOM_CARDINAL, 0, 1);
+        if (subject.depth < deepestLevel)
+            cookie.tree = xcb_query_tree(raw, subject.id);
+        cookies.push_back(cookie);
+    }
+
+    std::vector<Subject> next;
+    for (std::size_t index = 0; index < subjects.size(); ++index) {
+        const Subject& subject = subjects[index];
+        const Cookies& cookie = cookies[index];
+        WindowOwner& owner = subject.window->owner;
+
+        std::optional<ProcessID> process;
+        if (cookie.client) {
+            const Reply<xcb_res_query_client_ids_reply_t> reply(
+                xcb_res_query_client_ids_reply(raw, *cookie.client, nullptr));
+            process = processIn(reply.get());
+        }
+        const Reply<xcb_get_property_reply_t> named(xcb_get_property_reply(raw, cookie.process, nullptr));
+        const std::optional<ProcessID> namedProcess = firstValue(named.get());
+        owner.isOwn |= isOwnClient(process, namedProcess);
+        if (!process)
+            process = namedProcess;
+        if (subject.depth == 0 || owner.isOwn)
+            owner.process = owner.isOwn ? ownProcess_ : process.value_or(0);
+
+        const Reply<xcb_get_property_reply_t> type(xcb_get_property_reply(raw, cookie.type, nullptr));
+        owner.isNotification |= subject.depth <= 1 && containsAtom(type.get(), notificationAtom_);
+
+        if (cookie.opacity) {
+            const Reply<xcb_get_property_reply_t> opacity(xcb_get_property_reply(raw, *cookie.opacity, nullptr));
+            subject.window->opacity = firstValue(opacity.get()).value_or(0xffffffff);
+        }
+        if (cookie.tree) {
+            const Reply<xcb_query_tree_reply_t> tree(xcb_query_tree_reply(raw, *cookie.tree, nullptr));
+            const xcb_window_t* const children = tree ? xcb_query_tree_children(tree.get()) : nullptr;
+            for (int child = 0; tree && child < xcb_query_tree_children_length(tree.get()); ++child)
+                next.push_back({subject.window, children[child], subject.depth + 1});
+        }
+    }
+    // An application's own inner windows say nothing more about it; without this a browser's or toolkit's tree of
+    // hundreds of windows would be asked for.
+    std::erase_if(next, [](const Subject& subject) { return subject.window->owner.isOwn; });
+    return next;
+}
+
+} // namespace nimbrale::x11

@@ -1,0 +1,368 @@
+#include "platform/x11/capture/window_stack.h"
+
+#include "platform/x11/server/event_dispatcher.h"
+#include "platform/x11/server/events.h"
+#include "platform/x11/server/handles.h"
+
+#include <algorithm>
+#include <xcb/composite.h>
+#include <xcb/damage.h>
+#include <xcb/shape.h>
+
+namespace nimbrale::x11 {
+
+namespace {
+
+constexpr std::size_t nowhere = static_cast<std::size_t>(-1);
+
+} // namespace
+
+WindowStack::WindowStack(Connection& connection)
+    : connection_(connection), classifier_(connection), processAtom_(connection.atom("_NET_WM_PID")),
+      typeAtom_(connection.atom("_NET_WM_WINDOW_TYPE")), opacityAtom_(connection.atom("_NET_WM_WINDOW_OPACITY"))
+{
+    xcb_connection_t* const raw = connection_.get();
+    const std::uint32_t events =
+        XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY | XCB_EVENT_MASK_STRUCTURE_NOTIFY | XCB_EVENT_MASK_PROPERTY_CHANGE;
+    // With the server grabbed no window can come between the redirect and the list.
+    xcb_grab_server(raw);
+    xcb_change_window_attributes(raw, connection_.root(), XCB_CW_EVENT_MASK, &events);
+    // Automatic redirection is granted beside a compositor's manual one, in either order.
+    xcb_composite_redirect_subwindows(raw, connection_.root(), XCB_COMPOSITE_REDIRECT_AUTOMATIC);
+    const Reply<xcb_query_tree_reply_t> tree(
+        xcb_query_tree_reply(raw, xcb_query_tree(raw, connection_.root()), nullptr));
+    const xcb_window_t* const children = tree ? xcb_query_tree_children(tree.get()) : nullptr;
+    for (int index = 0; tree && index < xcb_query_tree_children_length(tree.get()); ++index)
+        add(children[index]);
+    xcb_ungrab_server(raw);
+    classifyNew();
+    connection_.flush();
+}
+
+xcb_render_pictformat_t WindowStack::formatOf(const CapturedWindow& window) const
+{
+    return connection_.formatOf(window.visual);
+}
+
+CapturedWindow* WindowStack::find(xcb_window_t id) const
+{
+    const std::size_t index = indexOf(id);
+    return index == nowhere ? nullptr : windows_[index].get();
+}
+
+std::size_t WindowStack::indexOf(xcb_window_t id) const
+{
+    const auto found =
+        std::find_if(windows_.begin(), windows_.end(), [id](const auto& item) { return item->id == id; });
+    return found == windows_.end() ? nowhere : std::size_t(found - windows_.begin());
+}
+
+void WindowStack::handle(const xcb_generic_event_t& event)
+{
+    const Extension& shape = connection_.extensions().shape;
+    if (eventType(event) == shape.firstEvent + XCB_SHAPE_NOTIFY) {
+        const auto& notify = eventAs<xcb_shape_notify_event_t>(event);
+        if (notify.shape_kind == XCB_SHAPE_SK_BOUNDING)
+            shapeChanged(notify.affected_window);
+        return;
+    }
+    switch (eventType(event)) {
+    case XCB_CREATE_NOTIFY:
+        if (eventAs<xcb_create_notify_event_t>(event).parent == connection_.root())
+            add(eventAs<xcb_create_notify_event_t>(event).window);
+        break;
+    case XCB_DESTROY_NOTIFY: {
+        // The server has freed the damage with the window; only the record goes.
+        const xcb_window_t id = eventAs<xcb_destroy_notify_event_t>(event).window;
+        if (CapturedWindow* const window = find(id))
+            window->damage = XCB_NONE;
+        remove(id);
+        break;
+    }
+    case XCB_MAP_NOTIFY:
+        if (CapturedWindow* const window = find(eventAs<xcb_map_notify_event_t>(event).window))
+            mapped(*window);
+        break;
+    case XCB_UNMAP_NOTIFY:
+        if (CapturedWindow* const window = find(eventAs<xcb_unmap_notify_event_t>(event).window))
+            unmapped(*window);
+        break;
+    case XCB_REPARENT_NOTIFY:
+        reparented(eventAs<xcb_reparent_notify_event_t>(event));
+        break;
+    case XCB_CONFIGURE_NOTIFY:
+        configured(eventAs<xcb_configure_notify_event_t>(event));
+        break;
+    case XCB_CIRCULATE_NOTIFY:
+        circulated(eventAs<xcb_circulate_notify_event_t>(event));
+        break;
+    case XCB_PROPERTY_NOTIFY:
+        propertyChanged(eventAs<xcb_property_notify_event_t>(event));
+        break;
+    default:
+        break;
+    }
+}
+
+void WindowStack::add(xcb_window_t id)
+{
+    // A window that the server made itself is the composite overlay: the whole screen, ours included.
+    if ((id & ~xcb_get_setup(connection_.get())->resource_id_mask) == 0 || find(id))
+        return;
+    xcb_connection_t* const raw = connection_.get();
+    const auto attributesCookie = xcb_get_window_attributes(raw, id);
+    const auto geometryCookie = xcb_get_geometry(raw, id);
+    const Reply<xcb_get_window_attributes_reply_t> attributes(
+        xcb_get_window_attributes_reply(raw, attributesCookie, nullptr));
+    const Reply<xcb_get_geometry_reply_t> geometry(xcb_get_geometry_reply(raw, geometryCookie, nullptr));
+    if (!attributes || !geometry)
+        return; // It vanished meanwhile; its DestroyNotify finds nothing to remove.
+    auto window = std::make_unique<CapturedWindow>();
+    window->id = id;
+    window->x = geometry->x;
+    window->y = geometry->y;
+    window->width = geometry->width;
+    window->height = geometry->height;
+    window->borderWidth = geometry->border_width;
+    window->depth = geometry->depth;
+    window->visual = attributes->visual;
+    window->isInputOnly = attributes->_class == XCB_WINDOW_CLASS_INPUT_ONLY;
+    if (!window->isInputOnly) {
+        mayFail(raw, xcb_shape_select_input_checked(raw, id, 1));
+        const std::uint32_t events = XCB_EVENT_MASK_PROPERTY_CHANGE;
+        mayFail(raw, xcb_change_window_attributes_checked(raw, id, XCB_CW_EVENT_MASK, &events));
+    }
+    CapturedWindow& added = *window;
+    windows_.push_back(std::move(window));
+    if (attributes->map_state != XCB_MAP_STATE_UNMAPPED)
+        mapped(added);
+}
+
+void WindowStack::remove(xcb_window_t id)
+{
+    const std::size_t index = indexOf(id);
+    if (index == nowhere)
+        return;
+    unmapped(*windows_[index]);
+    windows_.erase(windows_.begin() + std::ptrdiff_t(index));
+}
+
+void WindowStack::mapped(CapturedWindow& window)
+{
+    window.isMapped = true;
+    if (window.isInputOnly)
+        return;
+    window.needsClassification = true;
+    hasUnclassified_ = true;
+    readShape(window);
+    namePixmap(window);
+    if (window.damage == XCB_NONE && connection_.extensions().damage.isPresent) {
+        window.damage = connection_.newId();
+        mayFail(connection_.get(), xcb_damage_create_checked(connection_.get(), window.damage, window.id,
+                                                             XCB_DAMAGE_REPORT_LEVEL_NON_EMPTY));
+    }
+    window.isDamaged = false;
+}
+
+void WindowStack::unmapped(CapturedWindow& window)
+{
+    changed(window);
+    window.isMapped = false;
+    window.isDamaged = false;
+    releasePixmap(window);
+    if (window.damage != XCB_NONE)
+        mayFail(connection_.get(), xcb_damage_destroy_checked(connection_.get(), window.damage));
+    window.damage = XCB_NONE;
+}
+
+void WindowStack::classifyNew()
+{
+    if (!hasUnclassified_)
+        return;
+    hasUnclassified_ = false;
+    std::vector<CapturedWindow*> fresh;
+    for (const auto& window : windows_) {
+        if (window->isMapped && window->needsClassification)
+            fresh.push_back(window.get());
+    }
+    classifier_.classify(fresh);
+    for (CapturedWindow* const window : fresh) {
+        if (window->id == exempt_)
+            window->owner = {};
+        else if (window->owner.isOwn)
+            unredirectOwn(*window);
+        changed(*window);
+    }
+}
+
+void WindowStack::unredirectOwn(CapturedWindow& window)
+{
+    releasePixmap(window);
+    if (isComposited_ || window.isUnredirected)
+        return;
+    xcb_connection_t* const raw = connection_.get();
+    mayFail(raw, xcb_composite_unredirect_window_checked(raw, window.id, XCB_COMPOSITE_REDIRECT_AUTOMATIC));
+    window.isUnredirected = true;
+}
+
+void WindowStack::setComposited(bool isComposited)
+{
+    isComposited_ = isComposited;
+    xcb_connection_t* const raw = connection_.get();
+    for (const auto& window : windows_) {
+        if (!isComposited && window->owner.isOwn && window->isMapped) {
+            unredirectOwn(*window);
+        } else if (isComposited && window->isUnredirected) {
+            mayFail(raw, xcb_composite_redirect_window_checked(raw, window->id, XCB_COMPOSITE_REDIRECT_AUTOMATIC));
+            window->isUnredirected = false;
+        }
+    }
+}
+
+void WindowStack::configured(const xcb_configure_notify_event_t& event)
+{
+    const std::size_t index = indexOf(event.window);
+    if (index == nowhere)
+        return;
+    CapturedWindow& window = *windows_[index];
+    const bool isMoved = window.x != event.x || window.y != event.y;
+    const bool isResized =
+        window.width != event.width || window.height != event.height || window.borderWidth != event.border_width;
+    const xcb_window_t below = index == 0 ? XCB_NONE : windows_[index - 1]->id;
+    const bool isRestacked = below != event.above_sibling;
+    if (!isMoved && !isResized && !isRestacked)
+        return;
+    changed(window);
+    window.x = event.x;
+    window.y = event.y;
+    window.width = event.width;
+    window.height = event.height;
+    window.borderWidth = event.border_width;
+    if (isResized) {
+        if (window.isMapped && !window.isInputOnly && !window.owner.isOwn)
+            namePixmap(window);
+        if (window.isShaped)
+            readShape(window);
+    }
+    placeAbove(index, event.above_sibling);
+    changed(window);
+}
+
+void WindowStack::circulated(const xcb_circulate_notify_event_t& event)
+{
+    const std::size_t index = indexOf(event.window);
+    if (index == nowhere)
+        return;
+    placeAbove(index, event.place == XCB_PLACE_ON_TOP ? windows_.back()->id : xcb_window_t(XCB_NONE));
+    if (const CapturedWindow* const window = find(event.window))
+        changed(*window);
+}
+
+void WindowStack::placeAbove(std::size_t index, xcb_window_t sibling)
+{
+    if (windows_[index]->id == sibling)
+        return;
+    std::unique_ptr<CapturedWindow> window = std::move(windows_[index]);
+    windows_.erase(windows_.begin() + std::ptrdiff_t(index));
+    // A sibling that is not listed is one that the server made itself, the overlay above all others.
+    std::size_t position = 0;
+    if (sibling != XCB_NONE) {
+        const std::size_t at = indexOf(sibling);
+        position = at == nowhere ? windows_.size() : at + 1;
+    }
+    windows_.insert(windows_.begin() + std::ptrdiff_t(position), std::move(window));
+}
+
+void WindowStack::reparented(const xcb_reparent_notify_event_t& event)
+{
+    if (event.parent == connection_.root()) {
+        add(event.window);
+        return;
+    }
+    const CapturedWindow* const window = find(event.window);
+    if (!window)
+        return;
+    // A window manager puts its frame around an own window: the frame is own from this moment on, whoever made it.
+    CapturedWindow* const frame = find(event.parent);
+    if (frame && window->owner.isOwn && !window->needsClassification) {
+        changed(*frame);
+        frame->owner = window->owner;
+    } else if (frame && window->needsClassification) {
+        frame->needsClassification = true;
+        hasUnclassified_ = true;
+    }
+    remove(event.window);
+}
+
+void WindowStack::propertyChanged(const xcb_property_notify_event_t& event)
+{
+    if (event.atom != processAtom_ && event.atom != typeAtom_ && event.atom != opacityAtom_)
+        return;
+    CapturedWindow* const window = find(event.window);
+    if (!window || !window->isMapped || window->isInputOnly)
+        return;
+    changed(*window);
+    window->needsClassification = true;
+    hasUnclassified_ = true;
+}
+
+void WindowStack::shapeChanged(xcb_window_t id)
+{
+    CapturedWindow* const window = find(id);
+    if (!window)
+        return;
+    changed(*window);
+    readShape(*window);
+    changed(*window);
+}
+
+void WindowStack::readShape(CapturedWindow& window)
+{
+    xcb_connection_t* const raw = connection_.get();
+    window.isShaped = false;
+    const auto extentsCookie = xcb_shape_query_extents(raw, window.id);
+    const auto rectsCookie = xcb_shape_get_rectangles(raw, window.id, XCB_SHAPE_SK_BOUNDING);
+    const Reply<xcb_shape_query_extents_reply_t> extents(xcb_shape_query_extents_reply(raw, extentsCookie, nullptr));
+    const Reply<xcb_shape_get_rectangles_reply_t> rects(xcb_shape_get_rectangles_reply(raw, rectsCookie, nullptr));
+    if (!extents || !rects || !extents->bounding_shaped)
+        return;
+    window.isShaped = true;
+    window.shape.clear();
+    const int border = window.borderWidth;
+    const xcb_rectangle_t* const list = xcb_shape_get_rectangles_rectangles(rects.get());
+    for (int index = 0; index < xcb_shape_get_rectangles_rectangles_length(rects.get()); ++index)
+        window.shape.add(list[index].x + border, list[index].y + border, list[index].width, list[index].height);
+    window.shape &= PixelRegion(0, 0, window.width + 2 * border, window.height + 2 * border);
+}
+
+void WindowStack::namePixmap(CapturedWindow& window)
+{
+    releasePixmap(window);
+    const xcb_render_pictformat_t format = formatOf(window);
+    if (format == 0)
+        return;
+    xcb_connection_t* const raw = connection_.get();
+    window.pixmap = connection_.newId();
+    mayFail(raw, xcb_composite_name_window_pixmap_checked(raw, window.id, window.pixmap));
+    window.picture = connection_.newId();
+    mayFail(raw, xcb_render_create_picture_checked(raw, window.picture, window.pixmap, format, 0, nullptr));
+}
+
+void WindowStack::releasePixmap(CapturedWindow& window)
+{
+    xcb_connection_t* const raw = connection_.get();
+    if (window.picture != XCB_NONE)
+        mayFail(raw, xcb_render_free_picture_checked(raw, window.picture));
+    if (window.pixmap != XCB_NONE)
+        mayFail(raw, xcb_free_pixmap_checked(raw, window.pixmap));
+    window.picture = XCB_NONE;
+    window.pixmap = XCB_NONE;
+}
+
+void WindowStack::changed(const CapturedWindow& window)
+{
+    if (onChange && window.isMapped && !window.isInputOnly && !window.needsClassification)
+        onChange(window.extents(), window);
+}
+
+} // namespace nimbrale::x11

@@ -1,0 +1,55 @@
+#include "platform/x11/capture/x11_screen_capture.h"
+
+#include "platform/x11/capture/x11_capture_stream.h"
+
+#include <set>
+#include <unistd.h>
+
+namespace nimbrale::x11 {
+
+namespace {
+
+ShareableContent contentOf(std::vector<CaptureWindow> windows)
+{
+    ShareableContent content;
+    // The running application itself is always there, whether or not a window of it shows already.
+    std::set<ProcessID> processes{getpid()};
+    for (const CaptureWindow& window : windows) {
+        if (window.owningProcess)
+            processes.insert(*window.owningProcess);
+    }
+    for (const ProcessID process : processes)
+        content.applications.push_back({process, {}});
+    content.applications.push_back({0, notificationApplicationIdentifier});
+    content.windows = std::move(windows);
+    return content;
+}
+
+} // namespace
+
+X11ScreenCapture::X11ScreenCapture(CaptureEngine& engine, X11Screens& screens, MainQueue& mainQueue)
+    : engine_(engine), screens_(screens), mainQueue_(mainQueue)
+{}
+
+void X11ScreenCapture::shareableContent(ContentCompletion completion)
+{
+    engine_.post([this, completion = std::move(completion)]() mutable {
+        auto windows = std::make_shared<std::vector<CaptureWindow>>(engine_.listWindows());
+        mainQueue_.post([this, completion = std::move(completion), windows] {
+            ShareableContent content = contentOf(std::move(*windows));
+            for (const Screen& screen : screens_.screens())
+                content.displays.push_back({screen.displayID, screen.frame.width, screen.frame.height});
+            completion(std::move(content));
+        });
+    });
+}
+
+std::unique_ptr<CaptureStream> X11ScreenCapture::makeStream(const ContentFilter& filter,
+                                                            const StreamConfiguration& configuration,
+                                                            std::function<void(Error)>)
+{
+    // A stream of the server ends by itself only with the whole connection, which the platform reports.
+    return std::make_unique<X11CaptureStream>(engine_, screens_, mainQueue_, filter, configuration);
+}
+
+} // namespace nimbrale::x11

@@ -1,0 +1,33 @@
+#pragma once
+
+#include "platform/main_queue.h"
+#include "platform/screen_capture.h"
+#include "platform/x11/capture/capture_engine.h"
+#include "platform/x11/displays/x11_screens.h"
+
+#include <memory>
+
+namespace nimbrale::x11 {
+
+/// Screen capture on an X server. The server grants every client every pixel, so the permission is always there.
+/// Main thread only.
+class X11ScreenCapture final : public ScreenCapture {
+public:
+    /// Everything passed in must outlive it and its streams.
+    X11ScreenCapture(CaptureEngine& engine, X11Screens& screens, MainQueue& mainQueue);
+
+    [[nodiscard]] bool preflightAccess() const override { return true; }
+    void requestAccess() override {}
+    void shareableContent(ContentCompletion completion) override;
+    [[nodiscard]] std::unique_ptr<CaptureStream> makeStream(const ContentFilter& filter,
+                                                            const StreamConfiguration& configuration,
+                                                            std::function<void(Error)> onStopped) override;
+    [[nodiscard]] std::vector<std::string> limitations() const override { return engine_.limitations(); }
+
+private:
+    CaptureEngine& engine_;
+    X11Screens& screens_;
+    MainQueue& mainQueue_;
+};
+
+} // namespace nimbrale::x11

@@ -1,0 +1,66 @@
+#include "platform/x11/displays/display_scale.h"
+
+#include "platform/x11/server/handles.h"
+
+#include <QByteArray>
+#include <QString>
+
+#include <algorithm>
+#include <sstream>
+#include <string>
+
+namespace nimbrale::x11 {
+
+namespace {
+
+constexpr double standardDotsPerInch = 96;
+constexpr double smallestScale = 0.5;
+constexpr double largestScale = 4;
+constexpr std::uint32_t maximumDatabaseLength = 1U << 18;
+
+std::string resourceDatabase(const Connection& connection)
+{
+    const Reply<xcb_get_property_reply_t> reply(
+        xcb_get_property_reply(connection.get(),
+                               xcb_get_property(connection.get(), 0, connection.root(), XCB_ATOM_RESOURCE_MANAGER,
+                                                XCB_ATOM_STRING, 0, maximumDatabaseLength),
+                               nullptr));
+    if (!reply || reply->format != 8)
+        return {};
+    return {static_cast<const char*>(xcb_get_property_value(reply.get())),
+            static_cast<std::size_t>(xcb_get_property_value_length(reply.get()))};
+}
+
+} // namespace
+
+std::string resourceValue(const std::string& database, const std::string& resource)
+{
+    std::istringstream lines(database);
+    for (std::string line; std::getline(lines, line);) {
+        const std::size_t colon = line.find(':');
+        if (colon == std::string::npos || line.substr(0, colon) != resource)
+            continue;
+        const std::size_t start = line.find_first_not_of(" \t", colon + 1);
+        if (start == std::string::npos)
+            return {};
+        return line.substr(start, line.find_last_not_of(" \t\r") - start + 1);
+    }
+    return {};
+}
+
+double displayScale(Connection& connection)
+{
+    // QByteArray reads numbers by the C locale, whatever the user's.
+    double scale = 1;
+    bool isNumber = false;
+    const double dotsPerInch =
+        QByteArray::fromStdString(resourceValue(resourceDatabase(connection), "Xft.dpi")).toDouble(&isNumber);
+    if (isNumber && dotsPerInch > 0)
+        scale = dotsPerInch / standardDotsPerInch;
+    const double factor = qgetenv("QT_SCALE_FACTOR").toDouble(&isNumber);
+    if (isNumber && factor > 0)
+        scale *= factor;
+    return std::clamp(scale, smallestScale, largestScale);
+}
+
+} // namespace nimbrale::x11

@@ -1,0 +1,17 @@
+#pragma once
+
+#include "platform/x11/server/connection.h"
+
+#include <string>
+
+namespace nimbrale::x11 {
+
+/// Pixels per point of every real display, the same that the toolkit reckons with: the desktop's dots per inch over
+/// 96, times the factor that the user set for the toolkit in the environment.
+[[nodiscard]] double displayScale(Connection& connection);
+
+/// The value of a resource in the text of the X resource database, such as "192" for "Xft.dpi"; empty when it is not
+/// there.
+[[nodiscard]] std::string resourceValue(const std::string& database, const std::string& resource);
+
+} // namespace nimbrale::x11

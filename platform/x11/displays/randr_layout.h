@@ -1,0 +1,73 @@
+#pragma once
+
+#include "platform/pixel_rect.h"
+#include "platform/result.h"
+#include "platform/x11/server/connection.h"
+
+#include <optional>
+#include <string>
+#include <vector>
+#include <xcb/randr.h>
+
+namespace nimbrale::x11 {
+
+/// A RandR 1.5 monitor.
+struct RandrMonitor {
+    xcb_atom_t name = 0;
+    bool isPrimary = false;
+    /// Made by the server for a CRTC, not by a program.
+    bool isAutomatic = false;
+    std::vector<xcb_randr_output_t> outputs;
+    PixelRect pixels;
+};
+
+enum class MonitorScope { active, all };
+
+/// How many millimetres a pixel of the X screen is said to have. Kept when the screen is resized, so that the dots per
+/// inch that programs compute from it stay what they were.
+struct PixelPitch {
+    double horizontal = 25.4 / 96;
+    double vertical = 25.4 / 96;
+};
+
+/// Requests to RandR, each answered or failed by itself. Needs RandR 1.5. Main thread only.
+class RandrLayout {
+public:
+    explicit RandrLayout(Connection& connection);
+
+    [[nodiscard]] std::vector<RandrMonitor> monitors(MonitorScope scope) const;
+    [[nodiscard]] std::optional<RandrMonitor> monitor(xcb_atom_t name) const;
+    /// What lit outputs show, their panning areas included.
+    [[nodiscard]] std::vector<PixelRect> litAreas() const;
+    /// What the X screen needs to hold without the monitor `except`: all lit areas and all active monitors of others.
+    [[nodiscard]] PixelRect realBounds(xcb_atom_t except) const;
+    /// Of the root, which is the X screen. Its origin is (0, 0).
+    [[nodiscard]] PixelRect screenPixels() const;
+
+    /// `output` is one that the monitor bears, or XCB_NONE. A lit output that is borne by a monitor has none of its
+    /// own.
+    [[nodiscard]] Result<void> setMonitor(xcb_atom_t name, const PixelRect& pixels, const PixelPitch& pitch,
+                                          xcb_randr_output_t output);
+    [[nodiscard]] Result<void> deleteMonitor(xcb_atom_t name);
+    [[nodiscard]] Result<void> setScreenSize(int width, int height, const PixelPitch& pitch);
+
+    [[nodiscard]] xcb_randr_output_t primaryOutput() const;
+    void setPrimaryOutput(xcb_randr_output_t output);
+    /// The output to make primary when none is: one of the display nearest to the top-left corner, 0 without any. The
+    /// monitor `except` is not looked at.
+    [[nodiscard]] xcb_randr_output_t outputForPrimary(xcb_atom_t except) const;
+    /// An output that nothing is plugged into and that no monitor but `except` bears; `preferred` if that is such a
+    /// one, 0 without any.
+    [[nodiscard]] xcb_randr_output_t idleOutput(xcb_atom_t except, xcb_randr_output_t preferred) const;
+    [[nodiscard]] bool hasPrimaryMonitor() const;
+
+    /// The pitch that the server was started with.
+    [[nodiscard]] PixelPitch initialPitch() const;
+
+private:
+    [[nodiscard]] Result<void> check(xcb_void_cookie_t cookie, const std::string& what) const;
+
+    Connection& connection_;
+};
+
+} // namespace nimbrale::x11

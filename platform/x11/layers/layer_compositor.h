@@ -1,0 +1,98 @@
+#pragma once
+
+#include "platform/layer.h"
+#include "platform/main_queue.h"
+#include "platform/x11/layers/draw_target.h"
+#include "platform/x11/layers/layer_drawing.h"
+#include "platform/x11/layers/window_shape.h"
+#include "platform/x11/server/pixel_region.h"
+
+#include <deque>
+#include <memory>
+#include <vector>
+
+namespace nimbrale::x11 {
+
+/// How a panel's window lets show what lies behind it.
+enum class Translucency {
+    opaque,     ///< not at all
+    composited, ///< by its alpha: a compositing manager blends it
+    cutOut      ///< by its shape, for want of a compositing manager
+};
+
+/// Shows a layer tree in a window: draws what was invalidated, each pixel once where nothing has to be blended, and
+/// never shows a half-drawn picture. Main thread only.
+class LayerCompositor final : public LayerHost {
+public:
+    struct Window {
+        xcb_window_t id = XCB_NONE;
+        std::uint8_t depth = 0;
+        xcb_render_pictformat_t format = 0;
+    };
+
+    /// All must outlive it, the window in the server too. The window is not mapped yet.
+    LayerCompositor(Connection& connection, MainQueue& queue, const Layer& root, const Window& window);
+    LayerCompositor(const LayerCompositor&) = delete;
+    LayerCompositor& operator=(const LayerCompositor&) = delete;
+
+    void invalidate(const Rect& area) override;
+    void commit() override;
+
+    void setTranslucency(Translucency translucency);
+    /// Call `willMap` before the window is mapped, `didMap` after, and `didUnmap` after it was unmapped; only in
+    /// between is anything drawn. `didMap` draws everything.
+    void willMap();
+    void didMap();
+    void didUnmap();
+    /// Call both around a request that moves or resizes the window. `dx`, `dy`: how far the request moves the window's
+    /// origin under a picture that stays in place on the screen; zero for a request that only moves.
+    void willConfigure(int dx, int dy);
+    void didConfigure(int width, int height, double scale, int dx, int dy);
+    /// Part of the window lost its picture, as the server told in an event with that (full) sequence number.
+    void handleExposure(const PixelRect& pixels, std::uint32_t sequence);
+
+private:
+    /// What the requests after one draw.
+    struct Drawn {
+        std::uint32_t after = 0;
+        PixelRegion region;
+    };
+    struct VisibleItem {
+        const LayerItem* item = nullptr;
+        PixelRegion region;
+    };
+
+    [[nodiscard]] PixelRegion window() const { return {0, 0, width_, height_}; }
+    void invalidateEverything();
+    void scheduleCommit();
+    void setBackground();
+    void rememberDrawn(const PixelRegion& region);
+    void drawOpaque(const std::vector<LayerItem>& items, const PixelRegion& dirty);
+    void drawSeeThrough(std::vector<LayerItem> items, PixelRegion dirty);
+    void drawStack(DrawTarget& target, const std::vector<VisibleItem>& items, const PixelRegion& base,
+                   const PixelRegion& region);
+    void blendContents(const std::vector<LayerItem>& items, const PixelRegion& region);
+    [[nodiscard]] std::vector<PixelRect> piecesToPaint(const std::vector<LayerItem>& items,
+                                                       const PixelRegion& dirty) const;
+
+    Connection& connection_;
+    MainQueue& queue_;
+    const Layer& root_;
+    xcb_window_t window_;
+    std::unique_ptr<DrawTarget> target_;
+    LayerDrawing drawing_;
+    WindowShape shape_;
+    Translucency translucency_ = Translucency::opaque;
+    int width_ = 1;
+    int height_ = 1;
+    double scale_ = 1;
+    bool isMapped_ = false;
+    PixelRegion dirty_;
+    /// While composited: the only pixels that may be other than transparent.
+    PixelRegion painted_;
+    std::deque<Drawn> drawn_;
+    bool isCommitPosted_ = false;
+    std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);
+};
+
+} // namespace nimbrale::x11

@@ -1,0 +1,208 @@
+#include "platform/x11/panels/panel_stack.h"
+
+#include "platform/x11/server/events.h"
+#include "platform/x11/server/handles.h"
+#include "platform/x11/server/window_events.h"
+
+#include <algorithm>
+
+namespace nimbrale::x11 {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr std::size_t mostCorrections = 10;
+constexpr std::chrono::seconds correctionSpan{1};
+
+Reply<xcb_query_tree_reply_t> queryTree(Connection& connection, xcb_window_t window)
+{
+    return Reply<xcb_query_tree_reply_t>(
+        xcb_query_tree_reply(connection.get(), xcb_query_tree(connection.get(), window), nullptr));
+}
+
+std::vector<xcb_window_t> childrenOf(Connection& connection, xcb_window_t window)
+{
+    const Reply<xcb_query_tree_reply_t> tree = queryTree(connection, window);
+    if (!tree)
+        return {};
+    const xcb_window_t* const children = xcb_query_tree_children(tree.get());
+    return {children, children + xcb_query_tree_children_length(tree.get())};
+}
+
+/// Puts `window` just below `sibling`, or on top without one.
+void place(Connection& connection, xcb_window_t window, xcb_window_t sibling)
+{
+    const bool hasSibling = sibling != XCB_NONE;
+    const std::uint32_t mode = hasSibling ? XCB_STACK_MODE_BELOW : XCB_STACK_MODE_ABOVE;
+    const std::uint32_t values[] = {sibling, mode};
+    const auto mask = std::uint16_t(hasSibling ? XCB_CONFIG_WINDOW_SIBLING | XCB_CONFIG_WINDOW_STACK_MODE
+                                               : XCB_CONFIG_WINDOW_STACK_MODE);
+    // The sibling may be another program's and gone by now.
+    mayFail(connection.get(),
+            xcb_configure_window_checked(connection.get(), window, mask, hasSibling ? values : values + 1));
+}
+
+} // namespace
+
+PanelStack::PanelStack(Connection& connection, EventDispatcher& events, MainQueue& queue)
+    : connection_(connection), queue_(queue)
+{
+    handler_ = events.add([this](const xcb_generic_event_t& event) { handle(event); });
+    addWindowEvents(connection_, connection_.root(), XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY);
+}
+
+bool PanelStack::isOurs(xcb_window_t window) const
+{
+    return std::any_of(entries_.begin(), entries_.end(), [&](const Entry& entry) { return entry.window == window; });
+}
+
+void PanelStack::raise(xcb_window_t window, int level)
+{
+    std::erase_if(entries_, [&](const Entry& entry) { return entry.window == window; });
+    const auto front =
+        std::find_if(entries_.begin(), entries_.end(), [&](const Entry& entry) { return entry.level <= level; });
+    entries_.insert(front, {window, level});
+    restack();
+}
+
+void PanelStack::remove(xcb_window_t window)
+{
+    std::erase_if(entries_, [&](const Entry& entry) { return entry.window == window; });
+}
+
+void PanelStack::setWindowAbove(xcb_window_t window)
+{
+    windowAbove_ = window;
+    restack();
+}
+
+void PanelStack::handle(const xcb_generic_event_t& event)
+{
+    xcb_window_t moved = XCB_NONE;
+    bool isAbove = false;
+    switch (eventType(event)) {
+    case XCB_CREATE_NOTIFY: {
+        const auto& create = eventAs<xcb_create_notify_event_t>(event);
+        if (create.parent == connection_.root())
+            othersAbove_.insert(create.window);
+        return;
+    }
+    case XCB_DESTROY_NOTIFY:
+        othersAbove_.erase(eventAs<xcb_destroy_notify_event_t>(event).window);
+        return;
+    case XCB_MAP_NOTIFY:
+        moved = eventAs<xcb_map_notify_event_t>(event).window;
+        isAbove = othersAbove_.contains(moved);
+        break;
+    case XCB_REPARENT_NOTIFY:
+        moved = eventAs<xcb_reparent_notify_event_t>(event).window;
+        isAbove = eventAs<xcb_reparent_notify_event_t>(event).parent == connection_.root();
+        break;
+    case XCB_CIRCULATE_NOTIFY:
+        moved = eventAs<xcb_circulate_notify_event_t>(event).window;
+        isAbove = eventAs<xcb_circulate_notify_event_t>(event).place == XCB_PLACE_ON_TOP;
+        break;
+    case XCB_CONFIGURE_NOTIFY: {
+        const auto& configure = eventAs<xcb_configure_notify_event_t>(event);
+        if (configure.event != connection_.root())
+            return;
+        moved = configure.window;
+        isAbove = isOurs(configure.above_sibling) || othersAbove_.contains(configure.above_sibling);
+        break;
+    }
+    default:
+        return;
+    }
+    // The window that may stand above comes and goes at its own pace, and its place says where ours are to be.
+    if ((isAbove || windowAbove_ != XCB_NONE) && !isOurs(moved))
+        scheduleCheck();
+}
+
+void PanelStack::scheduleCheck()
+{
+    if (pendingCheck_ || entries_.empty())
+        return;
+    Clock::duration delay{0};
+    const auto now = Clock::now();
+    while (!corrections_.empty() && now - corrections_.front() >= correctionSpan)
+        corrections_.pop_front();
+    if (corrections_.size() >= mostCorrections)
+        delay = corrections_.front() + correctionSpan - now;
+    pendingCheck_ = queue_.schedule(delay, [this] { check(); });
+}
+
+void PanelStack::check()
+{
+    pendingCheck_.reset();
+    if (restack())
+        corrections_.push_back(Clock::now());
+}
+
+bool PanelStack::restack()
+{
+    if (entries_.empty())
+        return false;
+    const std::vector<xcb_window_t> bottomToTop = childrenOf(connection_, connection_.root());
+    std::vector<xcb_window_t> wanted;
+    for (const Entry& entry : entries_) {
+        if (std::find(bottomToTop.begin(), bottomToTop.end(), entry.window) != bottomToTop.end())
+            wanted.push_back(entry.window);
+    }
+    const xcb_window_t above = topLevelOf(windowAbove_);
+    if (isInPlace(bottomToTop, wanted, above))
+        return false;
+    xcb_window_t previous = above;
+    for (const xcb_window_t window : wanted) {
+        place(connection_, window, previous);
+        previous = window;
+    }
+    connection_.flush();
+    return true;
+}
+
+bool PanelStack::isInPlace(const std::vector<xcb_window_t>& bottomToTop, const std::vector<xcb_window_t>& wanted,
+                           xcb_window_t above)
+{
+    othersAbove_.clear();
+    auto next = wanted.begin();
+    bool isBelow = above == XCB_NONE;
+    for (auto window = bottomToTop.rbegin(); window != bottomToTop.rend() && next != wanted.end(); ++window) {
+        if (*window == above) {
+            isBelow = true;
+        } else if (isBelow && *window == *next) {
+            ++next;
+            continue;
+        } else if (isOurs(*window) || (isBelow && !standsAside(*window))) {
+            return false;
+        }
+        othersAbove_.insert(*window);
+    }
+    return true;
+}
+
+bool PanelStack::standsAside(xcb_window_t window) const
+{
+    // The composite overlay window is the server's own and always on top.
+    const bool isServersOwn = (window & ~xcb_get_setup(connection_.get())->resource_id_mask) == 0;
+    if (isServersOwn)
+        return true;
+    const Reply<xcb_get_window_attributes_reply_t> attributes(xcb_get_window_attributes_reply(
+        connection_.get(), xcb_get_window_attributes(connection_.get(), window), nullptr));
+    return !attributes || attributes->map_state != XCB_MAP_STATE_VIEWABLE ||
+           attributes->_class == XCB_WINDOW_CLASS_INPUT_ONLY;
+}
+
+xcb_window_t PanelStack::topLevelOf(xcb_window_t window) const
+{
+    if (window == XCB_NONE || standsAside(window))
+        return XCB_NONE;
+    while (const Reply<xcb_query_tree_reply_t> tree = queryTree(connection_, window)) {
+        if (tree->parent == connection_.root())
+            return window;
+        window = tree->parent;
+    }
+    return XCB_NONE;
+}
+
+} // namespace nimbrale::x11

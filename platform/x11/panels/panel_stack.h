@@ -1,0 +1,64 @@
+#pragma once
+
+#include "platform/main_queue.h"
+#include "platform/x11/server/connection.h"
+#include "platform/x11/server/event_dispatcher.h"
+
+#include <chrono>
+#include <deque>
+#include <memory>
+#include <set>
+#include <vector>
+#include <xcb/xcb.h>
+
+namespace nimbrale::x11 {
+
+/// Keeps windows of ours above all other children of the root, in an order among themselves. A program that insists on
+/// the same gets its way between two of our corrections, of which there are at most ten a second. Main thread only.
+class PanelStack {
+public:
+    /// All must outlive it.
+    PanelStack(Connection& connection, EventDispatcher& events, MainQueue& queue);
+    PanelStack(const PanelStack&) = delete;
+    PanelStack& operator=(const PanelStack&) = delete;
+
+    /// From now on the window, mapped or about to be, stands at that level, in front of those of its level that were
+    /// raised before. Windows that are no children of the root are left where they are.
+    void raise(xcb_window_t window, int level);
+    /// The window is left alone from now on.
+    void remove(xcb_window_t window);
+    /// The windows stay just below the top-level window that `window` is or lies in, while that is shown; 0 for none.
+    void setWindowAbove(xcb_window_t window);
+
+private:
+    struct Entry {
+        xcb_window_t window = XCB_NONE;
+        int level = 0;
+    };
+
+    void handle(const xcb_generic_event_t& event);
+    void scheduleCheck();
+    void check();
+    /// True when something had to be moved.
+    bool restack();
+    [[nodiscard]] bool isOurs(xcb_window_t window) const;
+    [[nodiscard]] xcb_window_t topLevelOf(xcb_window_t window) const;
+    /// Whether it may be above, since nothing of it is seen.
+    [[nodiscard]] bool standsAside(xcb_window_t window) const;
+    /// Notes what stands above, too.
+    [[nodiscard]] bool isInPlace(const std::vector<xcb_window_t>& bottomToTop, const std::vector<xcb_window_t>& wanted,
+                                 xcb_window_t above);
+
+    Connection& connection_;
+    MainQueue& queue_;
+    /// Front to back.
+    std::vector<Entry> entries_;
+    xcb_window_t windowAbove_ = XCB_NONE;
+    /// Others that stood above at the last check and were let be, and windows made since, which begin on top.
+    std::set<xcb_window_t> othersAbove_;
+    std::deque<std::chrono::steady_clock::time_point> corrections_;
+    std::unique_ptr<Timer> pendingCheck_;
+    std::shared_ptr<void> handler_;
+};
+
+} // namespace nimbrale::x11

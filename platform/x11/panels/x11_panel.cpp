@@ -1,0 +1,269 @@
+#include "platform/x11/panels/x11_panel.h"
+
+#include "platform/x11/layers/window_shape.h"
+#include "platform/x11/server/events.h"
+
+#include <QLoggingCategory>
+
+#include <algorithm>
+#include <utility>
+
+namespace nimbrale::x11 {
+
+namespace {
+
+Q_LOGGING_CATEGORY(panelLog, "Nimbrale.panel")
+
+constexpr xcb_button_t leftButton = 1;
+
+/// A window has at least one pixel.
+PixelRect windowPixels(const X11Screens& screens, const Rect& frame)
+{
+    PixelRect pixels = screens.pixelsOf(frame);
+    pixels.width = std::max(pixels.width, 1);
+    pixels.height = std::max(pixels.height, 1);
+    return pixels;
+}
+
+} // namespace
+
+X11Panel::X11Panel(PanelContext& context, const PanelOptions& options)
+    : context_(context), style_(options.style), level_(options.level), frame_(options.frame),
+      scale_(context.screens.scaleAt(options.frame)), pixels_(windowPixels(context.screens, options.frame)),
+      ignoresMouse_(options.ignoresMouseEvents || options.style != PanelStyle::overlay),
+      window_(context.connection, options.style, pixels_),
+      compositor_(context.connection, context.queue, root_, {window_.id(), window_.depth(), window_.format()})
+{
+    window_.setTitle(options.title);
+    compositor_.didConfigure(pixels_.width, pixels_.height, scale_, 0, 0);
+    root_.setFrame({0, 0, frame_.width, frame_.height});
+    root_.setHost(&compositor_);
+    updateTranslucency();
+    updateMouseShape();
+    handler_ = context_.events.add([this](const xcb_generic_event_t& event) { handle(event); });
+    screensChange_ = context_.screens.observeChanges([this] { setFrame(frame_); });
+    compositingChange_ = context_.compositing.observeChanges([this] { updateTranslucency(); });
+}
+
+X11Panel::~X11Panel()
+{
+    orderOut();
+    root_.setHost(nullptr);
+}
+
+void X11Panel::setFrame(const Rect& frame)
+{
+    const PixelRect pixels = windowPixels(context_.screens, frame);
+    const double scale = context_.screens.scaleAt(frame);
+    const bool isResized = pixels.width != pixels_.width || pixels.height != pixels_.height;
+    // A picture stays in place on the screen in a resize, but travels along when the window merely moves.
+    const int dx = isResized ? pixels.x - pixels_.x : 0;
+    const int dy = isResized ? pixels.y - pixels_.y : 0;
+    compositor_.willConfigure(dx, dy);
+    if (pixels != pixels_)
+        window_.configure(pixels);
+    frame_ = frame;
+    pixels_ = pixels;
+    const bool isRescaled = std::exchange(scale_, scale) != scale;
+    root_.setFrame({0, 0, frame.width, frame.height});
+    compositor_.didConfigure(pixels.width, pixels.height, scale, dx, dy);
+    updateMouseShape();
+    context_.connection.flush();
+    if (isRescaled && onBackingScaleChange)
+        onBackingScaleChange();
+}
+
+void X11Panel::updateTranslucency()
+{
+    if (style_ != PanelStyle::overlay)
+        return;
+    const bool isBlended = context_.compositing.isComposited() && window_.hasAlpha();
+    compositor_.setTranslucency(isBlended ? Translucency::composited : Translucency::cutOut);
+    compositor_.commit();
+}
+
+void X11Panel::setIgnoresMouseEvents(bool ignores)
+{
+    if (ignores == ignoresMouse_)
+        return;
+    ignoresMouse_ = ignores;
+    updateMouseShape();
+    context_.connection.flush();
+}
+
+void X11Panel::setMouseRegion(const std::vector<Rect>& region)
+{
+    if (mouseRegion_ == region)
+        return;
+    mouseRegion_ = region;
+    updateMouseShape();
+    context_.connection.flush();
+}
+
+void X11Panel::updateMouseShape()
+{
+    PixelRegion region;
+    if (!ignoresMouse_ && !mouseRegion_)
+        region.add(0, 0, pixels_.width, pixels_.height);
+    if (!ignoresMouse_ && mouseRegion_) {
+        for (const Rect& rect : *mouseRegion_)
+            region.add(outwardPixels({rect.x, frame_.height - rect.maxY(), rect.width, rect.height}, scale_));
+    }
+    setWindowShape(context_.connection, window_.id(), XCB_SHAPE_SK_INPUT, region);
+}
+
+void X11Panel::setCursor(CursorShape shape)
+{
+    if (cursor_ == shape)
+        return;
+    cursor_ = shape;
+    const std::uint32_t cursor = context_.cursors.cursor(shape);
+    xcb_change_window_attributes(context_.connection.get(), window_.id(), XCB_CW_CURSOR, &cursor);
+    context_.connection.flush();
+}
+
+void X11Panel::setTitle(const std::string& title)
+{
+    window_.setTitle(title);
+    context_.connection.flush();
+}
+
+void X11Panel::orderFront()
+{
+    if (style_ == PanelStyle::mirrorWindow)
+        window_.restack(XCB_STACK_MODE_ABOVE);
+    else
+        context_.stack.raise(window_.id(), level_);
+    show();
+}
+
+void X11Panel::orderBack()
+{
+    context_.stack.remove(window_.id());
+    window_.restack(XCB_STACK_MODE_BELOW);
+    const bool wasShown = isShown_;
+    show();
+    // Window managers put a new window where they like.
+    if (!wasShown && style_ == PanelStyle::mirrorWindow)
+        window_.restack(XCB_STACK_MODE_BELOW);
+    context_.connection.flush();
+}
+
+void X11Panel::show()
+{
+    if (isShown_)
+        return;
+    isShown_ = true;
+    if (style_ == PanelStyle::fullScreen && context_.area) {
+        area_ = context_.area;
+        area_->add(window_.id());
+    }
+    compositor_.willMap();
+    window_.map();
+    compositor_.didMap();
+    context_.connection.flush();
+}
+
+void X11Panel::orderOut()
+{
+    if (!isShown_)
+        return;
+    isShown_ = false;
+    isPressed_ = false;
+    waitingMotion_.reset();
+    context_.stack.remove(window_.id());
+    compositor_.didUnmap();
+    window_.unmap();
+    if (area_)
+        area_->remove(window_.id());
+    area_ = nullptr;
+    context_.connection.flush();
+}
+
+void X11Panel::handle(const xcb_generic_event_t& event)
+{
+    switch (eventType(event)) {
+    case 0:
+        logError(eventAs<xcb_generic_error_t>(event));
+        return;
+    case XCB_EXPOSE: {
+        const auto& expose = eventAs<xcb_expose_event_t>(event);
+        if (expose.window == window_.id())
+            compositor_.handleExposure({expose.x, expose.y, expose.width, expose.height}, event.full_sequence);
+        return;
+    }
+    case XCB_BUTTON_PRESS:
+    case XCB_BUTTON_RELEASE:
+        handleButton(eventAs<xcb_button_press_event_t>(event));
+        return;
+    case XCB_MOTION_NOTIFY:
+        handleMotion(eventAs<xcb_motion_notify_event_t>(event));
+        return;
+    default:
+        return;
+    }
+}
+
+void X11Panel::handleButton(const xcb_button_press_event_t& event)
+{
+    if (event.event != window_.id() || event.detail != leftButton)
+        return;
+    const auto alive = std::weak_ptr(alive_);
+    deliverMotion();
+    if (alive.expired())
+        return;
+    const bool isPress = (event.response_type & 0x7f) == XCB_BUTTON_PRESS;
+    if (isPress == isPressed_)
+        return;
+    isPressed_ = isPress;
+    const MouseEvent mouse = mouseEvent(event.root_x, event.root_y, event.state);
+    const auto place = context_.screens.holdMouseAt(event.root_x, event.root_y);
+    if (const auto callback = isPress ? onMouseDown : onMouseUp)
+        callback(mouse);
+}
+
+void X11Panel::handleMotion(const xcb_motion_notify_event_t& event)
+{
+    if (event.event != window_.id() || !isPressed_)
+        return;
+    const bool isPosted = waitingMotion_.has_value();
+    waitingMotion_ = event;
+    if (isPosted)
+        return;
+    context_.queue.post([this, alive = std::weak_ptr(alive_)] {
+        if (alive.expired())
+            return;
+        // Moves that came while the last one was dealt with replace this one.
+        context_.events.dispatch();
+        if (!alive.expired())
+            deliverMotion();
+    });
+}
+
+void X11Panel::deliverMotion()
+{
+    const auto motion = std::exchange(waitingMotion_, std::nullopt);
+    if (!motion || !onMouseDragged)
+        return;
+    const auto callback = onMouseDragged;
+    const auto place = context_.screens.holdMouseAt(motion->root_x, motion->root_y);
+    callback(mouseEvent(motion->root_x, motion->root_y, motion->state));
+}
+
+MouseEvent X11Panel::mouseEvent(int rootX, int rootY, std::uint16_t state) const
+{
+    // By the place that the panel has now: an event may still tell positions in the window as it was before a move.
+    const Point location{(rootX - pixels_.x) / scale_, frame_.height - (rootY - pixels_.y) / scale_};
+    return {location, context_.screens.pointOf(rootX, rootY), context_.modifiers.isCommandHeld(state)};
+}
+
+void X11Panel::logError(const xcb_generic_error_t& error)
+{
+    if (hasLoggedError_ || error.resource_id != window_.id())
+        return;
+    hasLoggedError_ = true;
+    qCCritical(panelLog, "The X server refused request %d.%d of a panel's window with error %d", error.major_code,
+               error.minor_code, error.error_code);
+}
+
+} // namespace nimbrale::x11

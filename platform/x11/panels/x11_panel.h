@@ -1,0 +1,91 @@
+#pragma once
+
+#include "platform/main_queue.h"
+#include "platform/panel.h"
+#include "platform/x11/displays/x11_screens.h"
+#include "platform/x11/layers/layer_compositor.h"
+#include "platform/x11/panels/cursor_theme.h"
+#include "platform/x11/panels/modifier_keys.h"
+#include "platform/x11/panels/panel_stack.h"
+#include "platform/x11/panels/panel_window.h"
+#include "platform/x11/server/compositing_watcher.h"
+#include "platform/x11/server/connection.h"
+#include "platform/x11/server/event_dispatcher.h"
+#include "platform/x11/virtual_display/virtual_area.h"
+
+#include <memory>
+#include <optional>
+#include <vector>
+
+namespace nimbrale::x11 {
+
+/// What all panels share.
+struct PanelContext {
+    Connection& connection;
+    EventDispatcher& events;
+    X11Screens& screens;
+    MainQueue& queue;
+    CompositingWatcher& compositing;
+    PanelStack& stack;
+    CursorTheme& cursors;
+    ModifierKeys& modifiers;
+    VirtualArea* area = nullptr;
+};
+
+class X11Panel final : public Panel {
+public:
+    /// `context` must outlive it.
+    X11Panel(PanelContext& context, const PanelOptions& options);
+    ~X11Panel() override;
+    X11Panel(const X11Panel&) = delete;
+    X11Panel& operator=(const X11Panel&) = delete;
+
+    [[nodiscard]] Layer& rootLayer() override { return root_; }
+    [[nodiscard]] Rect frame() const override { return frame_; }
+    void setFrame(const Rect& frame) override;
+    [[nodiscard]] double backingScaleFactor() const override { return scale_; }
+    void setIgnoresMouseEvents(bool ignores) override;
+    void setMouseRegion(const std::vector<Rect>& region) override;
+    void setCursor(CursorShape shape) override;
+    void setTitle(const std::string& title) override;
+    void orderFront() override;
+    void orderBack() override;
+    void orderOut() override;
+
+private:
+    void handle(const xcb_generic_event_t& event);
+    void handleButton(const xcb_button_press_event_t& event);
+    void handleMotion(const xcb_motion_notify_event_t& event);
+    void deliverMotion();
+    void logError(const xcb_generic_error_t& error);
+    [[nodiscard]] MouseEvent mouseEvent(int rootX, int rootY, std::uint16_t state) const;
+    void updateTranslucency();
+    void updateMouseShape();
+    void show();
+
+    PanelContext& context_;
+    PanelStyle style_;
+    int level_;
+    Rect frame_;
+    double scale_;
+    /// Of the root.
+    PixelRect pixels_;
+    bool ignoresMouse_;
+    std::optional<std::vector<Rect>> mouseRegion_;
+    std::optional<CursorShape> cursor_;
+    bool isShown_ = false;
+    VirtualArea* area_ = nullptr;
+    bool isPressed_ = false;
+    std::optional<xcb_motion_notify_event_t> waitingMotion_;
+    bool hasLoggedError_ = false;
+
+    Layer root_;
+    PanelWindow window_;
+    LayerCompositor compositor_;
+    std::shared_ptr<void> handler_;
+    Subscription screensChange_;
+    Subscription compositingChange_;
+    std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);
+};
+
+} // namespace nimbrale::x11

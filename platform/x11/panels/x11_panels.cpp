@@ -1,0 +1,42 @@
+#include "platform/x11/panels/x11_panels.h"
+
+#include "platform/x11/panels/x11_panel.h"
+
+namespace nimbrale::x11 {
+
+struct X11Panels::Impl {
+    Impl(Connection& connection, EventDispatcher& events, X11Screens& screens, MainQueue& queue)
+        : compositing(connection, events), stack(connection, events, queue), cursors(connection),
+          modifiers(connection, events), context{connection,  events, screens, queue,
+                                                 compositing, stack,  cursors, modifiers}
+    {}
+
+    CompositingWatcher compositing;
+    PanelStack stack;
+    CursorTheme cursors;
+    ModifierKeys modifiers;
+    PanelContext context;
+};
+
+X11Panels::X11Panels(Connection& connection, EventDispatcher& events, X11Screens& screens, MainQueue& queue)
+    : impl_(std::make_unique<Impl>(connection, events, screens, queue))
+{}
+
+X11Panels::~X11Panels() = default;
+
+std::unique_ptr<Panel> X11Panels::create(const PanelOptions& options)
+{
+    return std::make_unique<X11Panel>(impl_->context, options);
+}
+
+void X11Panels::setVirtualArea(VirtualArea* area)
+{
+    impl_->context.area = area;
+}
+
+void X11Panels::setWindowAbovePanels(std::uintptr_t nativeWindow)
+{
+    impl_->stack.setWindowAbove(xcb_window_t(nativeWindow));
+}
+
+} // namespace nimbrale::x11

@@ -1,0 +1,36 @@
+#pragma once
+
+#include "platform/main_queue.h"
+#include "platform/panel.h"
+#include "platform/x11/displays/x11_screens.h"
+#include "platform/x11/server/connection.h"
+#include "platform/x11/server/event_dispatcher.h"
+
+#include <memory>
+#include <xcb/xcb.h>
+
+namespace nimbrale::x11 {
+
+class VirtualArea;
+
+/// Makes the application's panels and keeps them in front of everything else. Main thread only.
+class X11Panels final : public Panels {
+public:
+    /// All of them must outlive it, and it must outlive its panels.
+    X11Panels(Connection& connection, EventDispatcher& events, X11Screens& screens, MainQueue& queue);
+    ~X11Panels() override;
+
+    [[nodiscard]] std::unique_ptr<Panel> create(const PanelOptions& options) override;
+
+    /// Where full-screen panels are put when they are shown; nullptr leaves them in the root window. `area` must
+    /// outlive the panels that it was given.
+    void setVirtualArea(VirtualArea* area);
+    /// The panels are kept just below the top-level window that `nativeWindow` is or lies in, as long as that is shown.
+    void setWindowAbovePanels(std::uintptr_t nativeWindow) override;
+
+private:
+    struct Impl;
+    std::unique_ptr<Impl> impl_;
+};
+
+} // namespace nimbrale::x11

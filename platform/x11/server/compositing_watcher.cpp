@@ -1,0 +1,42 @@
+#include "platform/x11/server/compositing_watcher.h"
+
+#include "platform/x11/server/events.h"
+#include "platform/x11/server/handles.h"
+
+#include <xcb/xfixes.h>
+
+namespace nimbrale::x11 {
+
+CompositingWatcher::CompositingWatcher(Connection& connection, EventDispatcher& events)
+    : connection_(connection), selection_(connection.atom("_NET_WM_CM_S" + std::to_string(connection.screenNumber())))
+{
+    handler_ = events.add([this](const xcb_generic_event_t& event) { handle(event); });
+    xcb_xfixes_select_selection_input(connection_.get(), connection_.root(), selection_,
+                                      XCB_XFIXES_SELECTION_EVENT_MASK_SET_SELECTION_OWNER |
+                                          XCB_XFIXES_SELECTION_EVENT_MASK_SELECTION_WINDOW_DESTROY |
+                                          XCB_XFIXES_SELECTION_EVENT_MASK_SELECTION_CLIENT_CLOSE);
+    const Reply<xcb_get_selection_owner_reply_t> owner(xcb_get_selection_owner_reply(
+        connection_.get(), xcb_get_selection_owner(connection_.get(), selection_), nullptr));
+    isComposited_ = owner && owner->owner != XCB_NONE;
+}
+
+void CompositingWatcher::handle(const xcb_generic_event_t& event)
+{
+    if (eventType(event) != connection_.extensions().fixes.firstEvent + XCB_XFIXES_SELECTION_NOTIFY)
+        return;
+    const auto& change = eventAs<xcb_xfixes_selection_notify_event_t>(event);
+    if (change.selection != selection_)
+        return;
+    const bool isOwned = change.subtype == XCB_XFIXES_SELECTION_EVENT_SET_SELECTION_OWNER && change.owner != XCB_NONE;
+    update(isOwned);
+}
+
+void CompositingWatcher::update(bool isComposited)
+{
+    if (isComposited == isComposited_)
+        return;
+    isComposited_ = isComposited;
+    observers_.notify();
+}
+
+} // namespace nimbrale::x11

@@ -1,0 +1,39 @@
+#pragma once
+
+#include "platform/observers.h"
+#include "platform/x11/server/connection.h"
+#include "platform/x11/server/event_dispatcher.h"
+
+#include <functional>
+#include <memory>
+#include <string>
+
+namespace nimbrale::x11 {
+
+/// Knows whether a compositing manager runs, that is, whether windows with alpha are translucent. Main thread only.
+class CompositingWatcher {
+public:
+    /// Both must outlive it.
+    CompositingWatcher(Connection& connection, EventDispatcher& events);
+    CompositingWatcher(const CompositingWatcher&) = delete;
+    CompositingWatcher& operator=(const CompositingWatcher&) = delete;
+
+    [[nodiscard]] bool isComposited() const { return isComposited_; }
+    /// `observer` is called after a compositing manager came or went.
+    [[nodiscard]] Subscription observeChanges(std::function<void()> observer)
+    {
+        return observers_.add(std::move(observer));
+    }
+
+private:
+    void handle(const xcb_generic_event_t& event);
+    void update(bool isComposited);
+
+    Connection& connection_;
+    xcb_atom_t selection_;
+    bool isComposited_ = false;
+    Observers observers_;
+    std::shared_ptr<void> handler_;
+};
+
+} // namespace nimbrale::x11

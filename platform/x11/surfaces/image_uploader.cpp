@@ -1,0 +1,169 @@
+#include "platform/x11/surfaces/image_uploader.h"
+
+#include "platform/x11/server/handles.h"
+
+#include <algorithm>
+#include <bit>
+#include <cstring>
+#include <sys/ipc.h>
+#include <sys/shm.h>
+#include <vector>
+
+namespace nimbrale::x11 {
+
+namespace {
+
+constexpr std::size_t bytesPerPixel = 4;
+constexpr std::size_t smallestBuffer = std::size_t{256} * 1024;
+
+/// Memory that the server maps too. Both sides let go of it when they end, however they end.
+class SharedMemory {
+public:
+    [[nodiscard]] static std::unique_ptr<SharedMemory> create(Connection& connection, std::size_t size)
+    {
+        const int identifier = shmget(IPC_PRIVATE, size, IPC_CREAT | 0600);
+        if (identifier < 0)
+            return nullptr;
+        void* const address = shmat(identifier, nullptr, 0);
+        if (address == reinterpret_cast<void*>(-1)) {
+            shmctl(identifier, IPC_RMID, nullptr);
+            return nullptr;
+        }
+        const xcb_shm_seg_t segment = connection.newId();
+        // A server on another computer, or in another namespace, has no such segment and says so here.
+        const Reply<xcb_generic_error_t> error(xcb_request_check(
+            connection.get(), xcb_shm_attach_checked(connection.get(), segment, std::uint32_t(identifier), 1)));
+        shmctl(identifier, IPC_RMID, nullptr);
+        if (error) {
+            shmdt(address);
+            return nullptr;
+        }
+        return std::unique_ptr<SharedMemory>(new SharedMemory(connection, segment, static_cast<uchar*>(address)));
+    }
+    ~SharedMemory()
+    {
+        xcb_shm_detach(connection_.get(), segment_);
+        shmdt(address_);
+    }
+    SharedMemory(const SharedMemory&) = delete;
+    SharedMemory& operator=(const SharedMemory&) = delete;
+
+    [[nodiscard]] xcb_shm_seg_t segment() const { return segment_; }
+    [[nodiscard]] uchar* address() const { return address_; }
+
+private:
+    SharedMemory(Connection& connection, xcb_shm_seg_t segment, uchar* address)
+        : connection_(connection), segment_(segment), address_(address)
+    {}
+
+    Connection& connection_;
+    xcb_shm_seg_t segment_;
+    uchar* address_;
+};
+
+} // namespace
+
+class ImageUploader::Buffer {
+public:
+    Buffer(Connection& connection, std::size_t size, bool sharesMemory) : connection_(connection), size_(size)
+    {
+        if (sharesMemory)
+            shared_ = SharedMemory::create(connection, size);
+        if (!shared_)
+            own_.resize(size);
+    }
+    ~Buffer()
+    {
+        if (lastRead_)
+            xcb_discard_reply(connection_.get(), lastRead_->sequence);
+    }
+    Buffer(const Buffer&) = delete;
+    Buffer& operator=(const Buffer&) = delete;
+
+    [[nodiscard]] std::size_t size() const { return size_; }
+    [[nodiscard]] bool isShared() const { return shared_ != nullptr; }
+    [[nodiscard]] xcb_shm_seg_t segment() const { return shared_->segment(); }
+    [[nodiscard]] uchar* data() { return shared_ ? shared_->address() : own_.data(); }
+
+    /// The answer to this request says that the server has read all that was put before.
+    void markRead()
+    {
+        if (shared_)
+            lastRead_ = xcb_get_input_focus(connection_.get());
+    }
+    void waitUntilRead()
+    {
+        if (!lastRead_)
+            return;
+        const Reply<xcb_get_input_focus_reply_t> done(
+            xcb_get_input_focus_reply(connection_.get(), *lastRead_, nullptr));
+        lastRead_.reset();
+    }
+
+private:
+    Connection& connection_;
+    std::size_t size_;
+    std::unique_ptr<SharedMemory> shared_;
+    std::vector<uchar> own_;
+    std::optional<xcb_get_input_focus_cookie_t> lastRead_;
+};
+
+ImageUploader::ImageUploader(Connection& connection)
+    : connection_(connection), sharesMemory_(connection.extensions().sharedMemory.isPresent)
+{}
+
+ImageUploader::~ImageUploader() = default;
+
+void ImageUploader::begin(std::size_t pixelCount)
+{
+    current_ = 1 - current_;
+    used_ = 0;
+    const std::size_t needed = pixelCount * bytesPerPixel;
+    std::unique_ptr<Buffer>& buffer = buffers_[current_];
+    if (buffer)
+        buffer->waitUntilRead();
+    if (buffer && buffer->size() >= needed)
+        return;
+    buffer.reset();
+    buffer = std::make_unique<Buffer>(connection_, std::bit_ceil(std::max(needed, smallestBuffer)), sharesMemory_);
+    sharesMemory_ = buffer->isShared();
+}
+
+QImage ImageUploader::image(int width, int height)
+{
+    uchar* const pixels = buffers_[current_]->data() + used_;
+    const std::size_t bytes = std::size_t(width) * std::size_t(height) * bytesPerPixel;
+    used_ += bytes;
+    std::memset(pixels, 0, bytes);
+    return {pixels, width, height, qsizetype(width) * qsizetype(bytesPerPixel), QImage::Format_ARGB32_Premultiplied};
+}
+
+void ImageUploader::put(const QImage& image, xcb_drawable_t target, xcb_gcontext_t context, int x, int y)
+{
+    constexpr std::uint8_t depth = 32;
+    Buffer& buffer = *buffers_[current_];
+    const auto width = std::uint16_t(image.width());
+    if (buffer.isShared()) {
+        const auto offset = std::uint32_t(image.constBits() - buffer.data());
+        const auto height = std::uint16_t(image.height());
+        xcb_shm_put_image(connection_.get(), target, context, width, height, 0, 0, width, height, std::int16_t(x),
+                          std::int16_t(y), depth, XCB_IMAGE_FORMAT_Z_PIXMAP, 0, buffer.segment(), offset);
+        return;
+    }
+    constexpr std::uint32_t headerBytes = 64;
+    const std::uint32_t most = xcb_get_maximum_request_length(connection_.get()) * 4 - headerBytes;
+    const int rowsAtOnce = std::max(1, int(most / std::uint32_t(image.bytesPerLine())));
+    for (int row = 0; row < image.height(); row += rowsAtOnce) {
+        const int rows = std::min(rowsAtOnce, image.height() - row);
+        xcb_put_image(connection_.get(), XCB_IMAGE_FORMAT_Z_PIXMAP, target, context, width, std::uint16_t(rows),
+                      std::int16_t(x), std::int16_t(y + row), 0, depth,
+                      std::uint32_t(rows) * std::uint32_t(image.bytesPerLine()), image.constScanLine(row));
+    }
+}
+
+void ImageUploader::end()
+{
+    buffers_[current_]->markRead();
+}
+
+} // namespace nimbrale::x11

@@ -1,0 +1,137 @@
+#include "platform/x11/virtual_display/area_probe.h"
+
+#include "platform/x11/server/handles.h"
+
+#include <bit>
+#include <chrono>
+#include <cstring>
+#include <random>
+
+namespace nimbrale::x11 {
+
+namespace {
+
+using namespace std::chrono_literals;
+
+// Compositing managers take a frame or two, and more on a busy computer.
+constexpr auto lookInterval = 50ms;
+constexpr int looks = 24;
+
+const xcb_visualtype_t* rootVisual(const xcb_screen_t& screen)
+{
+    for (auto depth = xcb_screen_allowed_depths_iterator(&screen); depth.rem; xcb_depth_next(&depth)) {
+        for (auto visual = xcb_depth_visuals_iterator(depth.data); visual.rem; xcb_visualtype_next(&visual)) {
+            if (visual.data->visual_id == screen.root_visual)
+                return visual.data;
+        }
+    }
+    return nullptr;
+}
+
+int bytesPerPixel(xcb_connection_t* connection, int depth)
+{
+    for (auto format = xcb_setup_pixmap_formats_iterator(xcb_get_setup(connection)); format.rem;
+         xcb_format_next(&format)) {
+        if (format.data->depth == depth)
+            return format.data->bits_per_pixel / 8;
+    }
+    return 4;
+}
+
+} // namespace
+
+AreaProbe::AreaProbe(Connection& connection, MainQueue& mainQueue, xcb_window_t parent, int parentX, int parentY,
+                     const PixelRect& area, std::function<void(bool)> onResult)
+    : connection_(connection), mainQueue_(mainQueue), onResult_(std::move(onResult)),
+      x_(area.x + area.width - pixelCount), y_(area.y + area.height - 1), window_(connection.newId()), looksLeft_(looks)
+{
+    const xcb_screen_t& screen = connection_.screen();
+    const std::array<std::uint32_t, 3> values = {screen.black_pixel, 1, screen.default_colormap};
+    mayFail(connection_.get(),
+            xcb_create_window_checked(connection_.get(), screen.root_depth, window_, parent,
+                                      static_cast<std::int16_t>(x_ - parentX), static_cast<std::int16_t>(y_ - parentY),
+                                      pixelCount, 1, 0, XCB_WINDOW_CLASS_INPUT_OUTPUT, screen.root_visual,
+                                      XCB_CW_BORDER_PIXEL | XCB_CW_OVERRIDE_REDIRECT | XCB_CW_COLORMAP, values.data()));
+    paint();
+    mayFail(connection_.get(), xcb_map_window_checked(connection_.get(), window_));
+    connection_.flush();
+    lookLater();
+}
+
+AreaProbe::~AreaProbe()
+{
+    // It has gone already where its parent has.
+    mayFail(connection_.get(), xcb_destroy_window_checked(connection_.get(), window_));
+    connection_.flush();
+}
+
+// Every channel is off or full, so that neither the depth nor a colour correction can blur the answer; random, so that
+// a stale picture cannot be right by chance.
+void AreaProbe::paint()
+{
+    const xcb_visualtype_t* const visual = rootVisual(connection_.screen());
+    if (!visual)
+        return;
+    const std::array<std::uint32_t, 3> channels = {visual->red_mask, visual->green_mask, visual->blue_mask};
+    for (const std::uint32_t channel : channels)
+        significantBits_ |= std::bit_floor(channel);
+
+    std::random_device random;
+    const xcb_pixmap_t pixmap = connection_.newId();
+    const xcb_gcontext_t context = connection_.newId();
+    xcb_create_pixmap(connection_.get(), connection_.screen().root_depth, pixmap, connection_.root(), pixelCount, 1);
+    xcb_create_gc(connection_.get(), context, pixmap, 0, nullptr);
+    for (std::size_t index = 0; index < pixelCount; ++index) {
+        const unsigned bits = random();
+        for (std::size_t channel = 0; channel < channels.size(); ++channel)
+            colors_[index] |= (bits >> channel & 1U) ? channels[channel] : 0;
+        xcb_change_gc(connection_.get(), context, XCB_GC_FOREGROUND, &colors_[index]);
+        const xcb_rectangle_t pixel = {static_cast<std::int16_t>(index), 0, 1, 1};
+        xcb_poly_fill_rectangle(connection_.get(), pixmap, context, 1, &pixel);
+    }
+    mayFail(connection_.get(),
+            xcb_change_window_attributes_checked(connection_.get(), window_, XCB_CW_BACK_PIXMAP, &pixmap));
+    xcb_free_gc(connection_.get(), context);
+    xcb_free_pixmap(connection_.get(), pixmap);
+}
+
+void AreaProbe::lookLater()
+{
+    timer_ = mainQueue_.schedule(lookInterval, [this] { look(); });
+}
+
+void AreaProbe::look()
+{
+    const bool wasSeen = isSeen();
+    if (!wasSeen && --looksLeft_ > 0) {
+        lookLater();
+        return;
+    }
+    const auto onResult = std::move(onResult_);
+    onResult(wasSeen);
+}
+
+bool AreaProbe::isSeen() const
+{
+    xcb_connection_t* const raw = connection_.get();
+    const Reply<xcb_get_image_reply_t> image(xcb_get_image_reply(
+        raw,
+        xcb_get_image(raw, XCB_IMAGE_FORMAT_Z_PIXMAP, connection_.root(), static_cast<std::int16_t>(x_),
+                      static_cast<std::int16_t>(y_), pixelCount, 1, ~0U),
+        nullptr));
+    if (!image)
+        return false;
+    const auto size = static_cast<std::size_t>(bytesPerPixel(raw, image->depth));
+    const std::uint8_t* const data = xcb_get_image_data(image.get());
+    if (static_cast<std::size_t>(xcb_get_image_data_length(image.get())) < size * pixelCount)
+        return false;
+    for (std::size_t index = 0; index < pixelCount; ++index) {
+        std::uint32_t pixel = 0;
+        std::memcpy(&pixel, data + index * size, size);
+        if (((pixel ^ colors_[index]) & significantBits_) != 0)
+            return false;
+    }
+    return true;
+}
+
+} // namespace nimbrale::x11

@@ -1,0 +1,42 @@
+#pragma once
+
+#include "platform/pixel_rect.h"
+#include "platform/x11/server/connection.h"
+#include "platform/x11/virtual_display/virtual_area.h"
+
+#include <QImage>
+
+#include <xcb/xcb.h>
+
+namespace nimbrale::x11 {
+
+/// What the virtual display shows while no other window of the application covers it: that sharing has stopped. A
+/// window that nobody lists or manages, painted by the server alone. Main thread only.
+class BackdropCard {
+public:
+    /// Shown from the start, over `pixels` of the root, behind whatever is registered with `area` later.
+    BackdropCard(Connection& connection, VirtualArea& area, const PixelRect& pixels);
+    ~BackdropCard();
+    BackdropCard(const BackdropCard&) = delete;
+    BackdropCard& operator=(const BackdropCard&) = delete;
+
+    void setPixels(const PixelRect& pixels);
+    /// Puts the card in front of everything that is on the virtual display.
+    void raise();
+
+    /// The card for a display of that size; the rest of the display is black. Null where the display is too small for
+    /// readable text.
+    [[nodiscard]] static QImage picture(int displayWidth, int displayHeight);
+
+private:
+    void layOut();
+    [[nodiscard]] xcb_pixmap_t upload(const QImage& image) const;
+
+    Connection& connection_;
+    VirtualArea& area_;
+    PixelRect pixels_;
+    xcb_window_t window_;
+    xcb_window_t text_;
+};
+
+} // namespace nimbrale::x11

@@ -1,0 +1,41 @@
+#pragma once
+
+#include "platform/pixel_rect.h"
+#include "platform/x11/server/connection.h"
+
+#include <xcb/xcb.h>
+
+namespace nimbrale::x11 {
+
+/// The window above all others that a compositing manager draws the desktop into. Other programs may have children in
+/// it. Held only while a compositing manager runs: without one it would hide the whole desktop. Main thread only.
+class CompositeOverlay {
+public:
+    explicit CompositeOverlay(Connection& connection);
+    /// Releases the overlay.
+    ~CompositeOverlay();
+    CompositeOverlay(const CompositeOverlay&) = delete;
+    CompositeOverlay& operator=(const CompositeOverlay&) = delete;
+
+    /// False when the server has none.
+    [[nodiscard]] bool acquire();
+    /// Children that are still in it may be destroyed.
+    void release();
+    /// 0 while it is not held.
+    [[nodiscard]] xcb_window_t window() const { return window_; }
+
+    /// Some compositing managers cut the overlay down to the real displays: makes sure that `area` is in its shape too,
+    /// and that what was opened before no longer is. An overlay that has no shape is left alone.
+    void open(const PixelRect& area);
+
+private:
+    // A compositing manager that missed a change of the screen's size leaves the overlay as it was.
+    void stretchOver(const PixelRect& area);
+    void close();
+
+    Connection& connection_;
+    xcb_window_t window_ = XCB_WINDOW_NONE;
+    PixelRect opened_;
+};
+
+} // namespace nimbrale::x11

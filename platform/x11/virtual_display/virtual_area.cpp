@@ -1,0 +1,273 @@
+#include "platform/x11/virtual_display/virtual_area.h"
+
+#include "platform/x11/displays/randr_layout.h"
+#include "platform/x11/server/events.h"
+#include "platform/x11/server/handles.h"
+#include "platform/x11/server/window_events.h"
+#include "platform/x11/virtual_display/area_probe.h"
+#include "platform/x11/virtual_display/composite_overlay.h"
+
+#include <algorithm>
+#include <array>
+#include <chrono>
+#include <optional>
+#include <string>
+#include <vector>
+#include <xcb/shape.h>
+#include <xcb/xfixes.h>
+
+namespace nimbrale::x11 {
+
+namespace {
+
+using namespace std::chrono_literals;
+
+// Time for a compositing manager to set itself up, or for a window to be mapped and painted.
+constexpr auto settleDelay = 300ms;
+
+} // namespace
+
+struct VirtualArea::Impl {
+    Connection& connection;
+    MainQueue& mainQueue;
+    VirtualArea& owner;
+    CompositeOverlay overlay;
+    xcb_atom_t compositorSelection;
+    std::vector<xcb_window_t> windows;
+    PixelRect pixels;
+    bool isVerified = false;
+    std::shared_ptr<void> eventHandler;
+    std::unique_ptr<Timer> probeTimer;
+    std::unique_ptr<AreaProbe> probe;
+
+    Impl(Connection& theConnection, MainQueue& theMainQueue, VirtualArea& theOwner)
+        : connection(theConnection), mainQueue(theMainQueue), owner(theOwner), overlay(theConnection),
+          compositorSelection(theConnection.atom("_NET_WM_CM_S" + std::to_string(theConnection.screenNumber())))
+    {}
+
+    void handle(const xcb_generic_event_t& event);
+    [[nodiscard]] bool hasCompositor() const;
+    void probeSoon();
+    void startProbe();
+    [[nodiscard]] std::optional<PixelRect> placeIfShown(xcb_window_t window) const;
+    void probeEnded(bool wasSeen);
+    void enterOverlay();
+    void leaveOverlay();
+    void exposeAll() const;
+    void moveInto(xcb_window_t parent, xcb_window_t window) const;
+    void keepOrder() const;
+};
+
+void VirtualArea::Impl::handle(const xcb_generic_event_t& event)
+{
+    const Extensions& extensions = connection.extensions();
+    const int type = eventType(event);
+    if (type == extensions.fixes.firstEvent + XCB_XFIXES_SELECTION_NOTIFY &&
+        eventAs<xcb_xfixes_selection_notify_event_t>(event).selection == compositorSelection) {
+        // What the last compositing manager needed says nothing of the next one, and the overlay must not outlive it.
+        leaveOverlay();
+        probeSoon();
+    }
+    if (overlay.window() != XCB_WINDOW_NONE && type == extensions.shape.firstEvent + XCB_SHAPE_NOTIFY &&
+        eventAs<xcb_shape_notify_event_t>(event).affected_window == overlay.window())
+        overlay.open(pixels);
+    if (type == XCB_CONFIGURE_NOTIFY && !windows.empty() && overlay.window() == XCB_WINDOW_NONE &&
+        eventAs<xcb_configure_notify_event_t>(event).window == windows.back())
+        keepOrder();
+}
+
+// Whoever moves the frontmost window in the stack, a panel that gives way to a window that the user works in, takes the
+// ones behind it along.
+void VirtualArea::Impl::keepOrder() const
+{
+    for (std::size_t index = windows.size() - 1; index > 0; --index) {
+        const std::array<std::uint32_t, 2> values = {windows[index], XCB_STACK_MODE_BELOW};
+        mayFail(connection.get(),
+                xcb_configure_window_checked(connection.get(), windows[index - 1],
+                                             XCB_CONFIG_WINDOW_SIBLING | XCB_CONFIG_WINDOW_STACK_MODE, values.data()));
+    }
+    connection.flush();
+}
+
+bool VirtualArea::Impl::hasCompositor() const
+{
+    const Reply<xcb_get_selection_owner_reply_t> reply(xcb_get_selection_owner_reply(
+        connection.get(), xcb_get_selection_owner(connection.get(), compositorSelection), nullptr));
+    return reply && reply->owner != XCB_WINDOW_NONE;
+}
+
+void VirtualArea::Impl::probeSoon()
+{
+    isVerified = false;
+    probe.reset();
+    probeTimer.reset();
+    if (isEmpty(pixels))
+        return;
+    if (!hasCompositor()) {
+        isVerified = true;
+        return;
+    }
+    probeTimer = mainQueue.schedule(settleDelay, [this] { startProbe(); });
+}
+
+// In the frontmost window, since that is what has to be seen; a window of its own in front of it would have its place
+// disputed.
+void VirtualArea::Impl::startProbe()
+{
+    const int x = pixels.x + pixels.width;
+    const int y = pixels.y + pixels.height;
+    xcb_window_t parent = overlay.window() != XCB_WINDOW_NONE ? overlay.window() : connection.root();
+    PixelRect place;
+    for (const xcb_window_t window : windows) {
+        const auto shown = placeIfShown(window);
+        const bool holdsCorner = shown && shown->x <= x - AreaProbe::pixelCount && shown->y < y &&
+                                 shown->x + shown->width >= x && shown->y + shown->height >= y;
+        if (!holdsCorner)
+            continue;
+        parent = window;
+        place = *shown;
+    }
+    probe = std::make_unique<AreaProbe>(connection, mainQueue, parent, place.x, place.y, pixels,
+                                        [this](bool wasSeen) { probeEnded(wasSeen); });
+}
+
+std::optional<PixelRect> VirtualArea::Impl::placeIfShown(xcb_window_t window) const
+{
+    xcb_connection_t* const raw = connection.get();
+    const Reply<xcb_get_window_attributes_reply_t> attributes(
+        xcb_get_window_attributes_reply(raw, xcb_get_window_attributes(raw, window), nullptr));
+    const Reply<xcb_get_geometry_reply_t> place(xcb_get_geometry_reply(raw, xcb_get_geometry(raw, window), nullptr));
+    if (!attributes || attributes->map_state != XCB_MAP_STATE_VIEWABLE || !place)
+        return std::nullopt;
+    return PixelRect{place->x, place->y, place->width, place->height};
+}
+
+void VirtualArea::Impl::probeEnded(bool wasSeen)
+{
+    probe.reset();
+    if (wasSeen) {
+        isVerified = true;
+        if (overlay.window() != XCB_WINDOW_NONE)
+            exposeAll();
+        return;
+    }
+    if (overlay.window() == XCB_WINDOW_NONE && hasCompositor()) {
+        enterOverlay();
+        if (overlay.window() != XCB_WINDOW_NONE) {
+            startProbe();
+            return;
+        }
+    }
+    if (owner.onUnusable) {
+        owner.onUnusable({ErrorCode::unsupported,
+                          "The desktop's compositing manager does not show the virtual display. Share the window "
+                          "instead, or turn compositing off."});
+    }
+}
+
+void VirtualArea::Impl::enterOverlay()
+{
+    if (!overlay.acquire())
+        return;
+    overlay.open(pixels);
+    for (const xcb_window_t window : windows)
+        moveInto(overlay.window(), window);
+    connection.flush();
+}
+
+void VirtualArea::Impl::leaveOverlay()
+{
+    if (overlay.window() == XCB_WINDOW_NONE)
+        return;
+    probe.reset();
+    for (const xcb_window_t window : windows)
+        moveInto(connection.root(), window);
+    overlay.release();
+}
+
+// Some compositing managers draw over the overlay's children when the screen has changed. Covering everything with a
+// window that paints nothing, and taking it away, makes the server show backgrounds and ask for the rest.
+void VirtualArea::Impl::exposeAll() const
+{
+    xcb_connection_t* const raw = connection.get();
+    const xcb_window_t cover = connection.newId();
+    const std::array<std::uint32_t, 2> values = {XCB_BACK_PIXMAP_NONE, 1};
+    xcb_create_window(raw, XCB_COPY_FROM_PARENT, cover, overlay.window(), static_cast<std::int16_t>(pixels.x),
+                      static_cast<std::int16_t>(pixels.y), static_cast<std::uint16_t>(pixels.width),
+                      static_cast<std::uint16_t>(pixels.height), 0, XCB_WINDOW_CLASS_INPUT_OUTPUT, XCB_COPY_FROM_PARENT,
+                      XCB_CW_BACK_PIXMAP | XCB_CW_OVERRIDE_REDIRECT, values.data());
+    xcb_map_window(raw, cover);
+    xcb_destroy_window(raw, cover);
+    connection.flush();
+}
+
+// A window that is moved comes to lie in front of its new siblings, so moving all in their order keeps it. One that is
+// being destroyed is no loss.
+void VirtualArea::Impl::moveInto(xcb_window_t parent, xcb_window_t window) const
+{
+    const Reply<xcb_get_geometry_reply_t> place(
+        xcb_get_geometry_reply(connection.get(), xcb_get_geometry(connection.get(), window), nullptr));
+    if (!place)
+        return;
+    mayFail(connection.get(), xcb_reparent_window_checked(connection.get(), window, parent, place->x, place->y));
+}
+
+VirtualArea::VirtualArea(Connection& connection, EventDispatcher& events, MainQueue& mainQueue)
+    : impl_(new Impl(connection, mainQueue, *this))
+{
+    xcb_xfixes_select_selection_input(connection.get(), connection.root(), impl_->compositorSelection,
+                                      XCB_XFIXES_SELECTION_EVENT_MASK_SET_SELECTION_OWNER |
+                                          XCB_XFIXES_SELECTION_EVENT_MASK_SELECTION_WINDOW_DESTROY |
+                                          XCB_XFIXES_SELECTION_EVENT_MASK_SELECTION_CLIENT_CLOSE);
+    addWindowEvents(connection, connection.root(), XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY);
+    impl_->eventHandler = events.add([this](const xcb_generic_event_t& event) { impl_->handle(event); });
+}
+
+VirtualArea::~VirtualArea()
+{
+    impl_->leaveOverlay();
+}
+
+void VirtualArea::add(xcb_window_t window)
+{
+    impl_->windows.push_back(window);
+    if (impl_->overlay.window() != XCB_WINDOW_NONE)
+        impl_->moveInto(impl_->overlay.window(), window);
+    impl_->probeSoon();
+}
+
+void VirtualArea::remove(xcb_window_t window)
+{
+    std::erase(impl_->windows, window);
+    if (impl_->overlay.window() != XCB_WINDOW_NONE)
+        impl_->moveInto(impl_->connection.root(), window);
+}
+
+void VirtualArea::setPixels(const PixelRect& pixels)
+{
+    if (impl_->pixels == pixels)
+        return;
+    impl_->pixels = pixels;
+    if (isEmpty(pixels))
+        impl_->leaveOverlay();
+    else
+        impl_->overlay.open(pixels);
+    impl_->probeSoon();
+}
+
+const PixelRect& VirtualArea::pixels() const
+{
+    return impl_->pixels;
+}
+
+bool VirtualArea::usesOverlay() const
+{
+    return impl_->overlay.window() != XCB_WINDOW_NONE;
+}
+
+bool VirtualArea::isVerified() const
+{
+    return impl_->isVerified;
+}
+
+} // namespace nimbrale::x11

@@ -1,0 +1,133 @@
+#include "platform/x11/virtual_display/virtual_display_record.h"
+
+#include "platform/log.h"
+#include "platform/x11/server/handles.h"
+#include "platform/x11/server/server_grab.h"
+
+#include <array>
+#include <vector>
+
+namespace nimbrale::x11 {
+
+namespace {
+
+constexpr std::uint32_t recordLength = 3;
+
+xcb_atom_t claimAtom(Connection& connection)
+{
+    return connection.atom("_NIMBRALE_VIRTUAL_DISPLAY_S" + std::to_string(connection.screenNumber()));
+}
+
+xcb_atom_t recordAtom(Connection& connection)
+{
+    return connection.atom("_NIMBRALE_VIRTUAL_DISPLAY");
+}
+
+xcb_window_t claimOwner(Connection& connection)
+{
+    const Reply<xcb_get_selection_owner_reply_t> reply(xcb_get_selection_owner_reply(
+        connection.get(), xcb_get_selection_owner(connection.get(), claimAtom(connection)), nullptr));
+    return reply ? reply->owner : xcb_window_t{XCB_WINDOW_NONE};
+}
+
+void logFailure(const Result<void>& result)
+{
+    if (!result)
+        qCCritical(virtualDisplayLog).noquote() << QString::fromStdString(result.error().message);
+}
+
+} // namespace
+
+std::unique_ptr<VirtualDisplayClaim> VirtualDisplayClaim::take(Connection& connection)
+{
+    const ServerGrab grab(connection);
+    if (claimOwner(connection) != XCB_WINDOW_NONE)
+        return nullptr;
+    const xcb_window_t window = connection.newId();
+    const std::uint32_t isOverrideRedirect = 1;
+    xcb_create_window(connection.get(), 0, window, connection.root(), -1, -1, 1, 1, 0, XCB_WINDOW_CLASS_INPUT_ONLY,
+                      XCB_COPY_FROM_PARENT, XCB_CW_OVERRIDE_REDIRECT, &isOverrideRedirect);
+    xcb_set_selection_owner(connection.get(), window, claimAtom(connection), XCB_CURRENT_TIME);
+    std::unique_ptr<VirtualDisplayClaim> claim(new VirtualDisplayClaim(connection, window));
+    return claimOwner(connection) == window ? std::move(claim) : nullptr;
+}
+
+bool VirtualDisplayClaim::isTaken(Connection& connection)
+{
+    return claimOwner(connection) != XCB_WINDOW_NONE;
+}
+
+VirtualDisplayClaim::~VirtualDisplayClaim()
+{
+    xcb_destroy_window(connection_.get(), window_);
+    connection_.flush();
+}
+
+std::optional<VirtualDisplayRecord> VirtualDisplayRecord::read(Connection& connection)
+{
+    const Reply<xcb_get_property_reply_t> reply(
+        xcb_get_property_reply(connection.get(),
+                               xcb_get_property(connection.get(), 0, connection.root(), recordAtom(connection),
+                                                XCB_ATOM_CARDINAL, 0, recordLength),
+                               nullptr));
+    if (!reply || reply->format != 32 || reply->value_len != recordLength)
+        return std::nullopt;
+    const auto* const values = static_cast<const std::uint32_t*>(xcb_get_property_value(reply.get()));
+    return VirtualDisplayRecord{values[0], values[1], values[2]};
+}
+
+void VirtualDisplayRecord::write(Connection& connection) const
+{
+    const std::array<std::uint32_t, recordLength> values = {monitor, primaryBefore, primarySet};
+    xcb_change_property(connection.get(), XCB_PROP_MODE_REPLACE, connection.root(), recordAtom(connection),
+                        XCB_ATOM_CARDINAL, 32, recordLength, values.data());
+}
+
+void VirtualDisplayRecord::erase(Connection& connection)
+{
+    xcb_delete_property(connection.get(), connection.root(), recordAtom(connection));
+    connection.flush();
+}
+
+void shrinkScreen(Connection& connection, RandrLayout& layout, xcb_atom_t except, const PixelPitch& pitch)
+{
+    const ServerGrab grab(connection);
+    const PixelRect real = layout.realBounds(except);
+    const PixelRect screen = layout.screenPixels();
+    const int width = real.x + real.width;
+    const int height = real.y + real.height;
+    if (isEmpty(real) || (width == screen.width && height == screen.height))
+        return;
+    logFailure(layout.setScreenSize(width, height, pitch));
+}
+
+void restorePrimary(RandrLayout& layout, const VirtualDisplayRecord& record)
+{
+    if (record.primarySet != XCB_NONE && layout.primaryOutput() == record.primarySet)
+        layout.setPrimaryOutput(record.primaryBefore);
+}
+
+void removeLeftovers(Connection& connection, RandrLayout& layout, const std::string& name)
+{
+    const std::optional<VirtualDisplayRecord> record = VirtualDisplayRecord::read(connection);
+    const xcb_atom_t named = connection.atom(name);
+    bool wasRemoved = false;
+    for (const RandrMonitor& monitor : layout.monitors(MonitorScope::all)) {
+        const bool isRecorded = record && monitor.name == record->monitor;
+        const bool isLeftover = isRecorded || (monitor.name == named && monitor.outputs.empty());
+        if (!isLeftover || monitor.isAutomatic)
+            continue;
+        const Result<void> removed = layout.deleteMonitor(monitor.name);
+        logFailure(removed);
+        wasRemoved = wasRemoved || removed.has_value();
+    }
+    // The screen may be bigger than its displays for reasons of others, so only what a leftover enlarged is shrunk.
+    if (wasRemoved || record)
+        shrinkScreen(connection, layout, XCB_ATOM_NONE, layout.initialPitch());
+    if (record) {
+        restorePrimary(layout, *record);
+        VirtualDisplayRecord::erase(connection);
+    }
+}
+
+} // namespace nimbrale::x11

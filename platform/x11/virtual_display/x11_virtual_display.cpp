@@ -1,0 +1,326 @@
+#include "platform/x11/virtual_display/x11_virtual_display.h"
+
+#include "platform/log.h"
+#include "platform/x11/server/events.h"
+#include "platform/x11/server/server_grab.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <string>
+#include <thread>
+
+namespace nimbrale::x11 {
+
+namespace {
+
+using namespace std::chrono_literals;
+
+// Until the first size is asked for: enough for a monitor, and next to nothing on the screen.
+constexpr int initialWidth = 160;
+constexpr int initialHeight = 90;
+
+// A display being plugged in or arranged announces itself several times.
+constexpr auto settleDelay = 50ms;
+constexpr auto retryDelay = 200ms;
+// A program that keeps undoing what we do is not fought for longer than this.
+constexpr std::size_t mostCorrections = 10;
+constexpr auto correctionPeriod = 5s;
+
+// Who asks for a size tries that often before giving up. What stands in the way may pass: the displays being arranged
+// by another program at that moment, say.
+constexpr int mostRefusals = 4;
+
+// For a viewer at 30 pictures a second.
+constexpr auto twoFrames = 70ms;
+
+// A difference in the pixel pitch below this comes from rounding to whole millimetres.
+constexpr double pitchTolerance = 0.01;
+
+constexpr int largestCoordinate = std::numeric_limits<std::int16_t>::max();
+
+bool differsMuch(double first, double second)
+{
+    return std::abs(first - second) > pitchTolerance * second;
+}
+
+} // namespace
+
+Result<std::unique_ptr<X11VirtualDisplay>> X11VirtualDisplay::create(const Environment& environment,
+                                                                     const VirtualDisplayDescriptor& descriptor)
+{
+    auto claim = VirtualDisplayClaim::take(environment.connection);
+    if (!claim) {
+        return fail(ErrorCode::unsupported, "Another running " + descriptor.name +
+                                                " already has the virtual display of this screen. Share the window "
+                                                "instead, or quit the other one.");
+    }
+    RandrLayout layout(environment.connection);
+    removeLeftovers(environment.connection, layout, descriptor.name);
+
+    std::unique_ptr<X11VirtualDisplay> display(new X11VirtualDisplay(environment, descriptor, std::move(claim)));
+    display->ensurePrimary();
+    if (const auto made = display->configure(display->atCorner(initialWidth, initialHeight)); !made)
+        return tl::make_unexpected(made.error());
+    return display;
+}
+
+X11VirtualDisplay::X11VirtualDisplay(const Environment& environment, const VirtualDisplayDescriptor& descriptor,
+                                     std::unique_ptr<VirtualDisplayClaim> claim)
+    : environment_(environment), layout_(environment.connection), claim_(std::move(claim)),
+      maximumWidth_(descriptor.maxPixelsWide), maximumHeight_(descriptor.maxPixelsHigh), pitch_(layout_.initialPitch()),
+      barriers_(environment.connection)
+{
+    record_.monitor = environment.connection.atom(descriptor.name);
+    record_.primaryBefore = layout_.primaryOutput();
+    record_.write(environment.connection);
+    displayID_ = environment.screens.displayIDForMonitor(record_.monitor);
+    environment.screens.setOwnMonitor(record_.monitor);
+    environment.area.onUnusable = [this](Error error) { becomeUnusable(std::move(error)); };
+    eventHandler_ = environment.events.add([this](const xcb_generic_event_t& event) { handle(event); });
+}
+
+X11VirtualDisplay::~X11VirtualDisplay()
+{
+    Connection& connection = environment_.connection;
+    eventHandler_.reset();
+    checkTimer_.reset();
+    environment_.area.onUnusable = nullptr;
+    if (card_ && !connection.isLost()) {
+        // A viewer keeps the last picture of a display that goes, so the card must have been seen before.
+        card_->raise();
+        connection.synchronize();
+        std::this_thread::sleep_for(twoFrames);
+    }
+    if (layout_.monitor(record_.monitor)) {
+        if (const auto removed = layout_.deleteMonitor(record_.monitor); !removed)
+            qCCritical(virtualDisplayLog).noquote() << QString::fromStdString(removed.error().message);
+    }
+    card_.reset();
+    environment_.area.setPixels({});
+    barriers_.surround({});
+    shrinkScreen(connection, layout_, record_.monitor, pitch_);
+    restorePrimary(layout_, record_);
+    VirtualDisplayRecord::erase(connection);
+    environment_.screens.setOwnMonitor(XCB_ATOM_NONE);
+    environment_.screens.refresh();
+}
+
+Result<void> X11VirtualDisplay::applySettings(const VirtualDisplaySettings& settings)
+{
+    if (isUnusable_)
+        return fail(ErrorCode::permanent, "The virtual display cannot be used any more.");
+    if (settings.modes.size() != 1 || settings.hiDPI)
+        return fail(ErrorCode::unsupported, "The virtual display takes one mode of one pixel per point.");
+    const VirtualDisplayMode& mode = settings.modes.front();
+    if (mode.width < 1 || mode.height < 1 || mode.width > maximumWidth_ || mode.height > maximumHeight_) {
+        return fail(ErrorCode::unsupported, "The virtual display cannot be " + std::to_string(mode.width) + "×" +
+                                                std::to_string(mode.height) + " pixels big.");
+    }
+    auto applied = configure(atCorner(mode.width, mode.height));
+    refusals_ = applied ? 0 : refusals_ + 1;
+    // A smaller picture of what is framed would be a wrong one, so there is no staying with the size before.
+    if (refusals_ >= mostRefusals)
+        becomeUnusable(applied.error());
+    return applied;
+}
+
+Result<void> X11VirtualDisplay::setOrigin(int x, int y)
+{
+    if (isUnusable_)
+        return fail(ErrorCode::permanent, "The virtual display cannot be used any more.");
+    if (x < 0 || y < 0)
+        return fail(ErrorCode::unsupported, "The virtual display cannot lie to the left of or above the X screen.");
+    return configure({x, y, pixels_.width, pixels_.height});
+}
+
+// The monitor first, then what is shown on it, then the screen: a browser that shares the display follows this order
+// without losing it.
+Result<void> X11VirtualDisplay::configure(const PixelRect& pixels)
+{
+    if (pixels.x + pixels.width > largestCoordinate || pixels.y + pixels.height > largestCoordinate)
+        return fail(ErrorCode::unsupported, "There is no room for the virtual display beside the other displays.");
+    const PixelRect before = pixels_;
+    if (const auto defined = defineMonitor(pixels); !defined)
+        return defined;
+    pixels_ = pixels;
+    realBounds_ = layout_.realBounds(record_.monitor);
+    if (card_)
+        card_->setPixels(pixels);
+    else
+        card_.emplace(environment_.connection, environment_.area, pixels);
+    environment_.area.setPixels(pixels);
+    barriers_.surround(pixels);
+    const auto grown = growScreen(pixels);
+    if (!grown && !isEmpty(before) && defineMonitor(before)) {
+        pixels_ = before;
+        card_->setPixels(before);
+        environment_.area.setPixels(before);
+        barriers_.surround(before);
+    }
+    environment_.screens.refresh();
+    return grown;
+}
+
+// The monitor bears an output that nothing is plugged into, where there is one. GDK asks the server for the first
+// output of every monitor, past the end of the list where there is none, and the X error that it then gets ends a
+// screen capture that another thread of the same browser sets up at that moment: each change of a screen would put the
+// share at risk.
+Result<void> X11VirtualDisplay::defineMonitor(const PixelRect& pixels)
+{
+    // No other program may see the desktop without the display, or the viewers' picture would end.
+    const ServerGrab grab(environment_.connection);
+    const auto existing = layout_.monitor(record_.monitor);
+    const std::vector<xcb_randr_output_t> borne =
+        output_ == XCB_NONE ? std::vector<xcb_randr_output_t>{} : std::vector<xcb_randr_output_t>{output_};
+    const xcb_randr_output_t idle = layout_.idleOutput(record_.monitor, output_);
+    if (existing && existing->pixels == pixels && existing->outputs == borne && idle == output_)
+        return {};
+    if (existing && (existing->isAutomatic || existing->outputs != borne))
+        return fail(ErrorCode::unsupported, "Another display bears the name of the virtual display.");
+    if (existing) {
+        if (const auto removed = layout_.deleteMonitor(record_.monitor); !removed)
+            return removed;
+    }
+    output_ = idle;
+    auto defined = layout_.setMonitor(record_.monitor, pixels, pitch_, output_);
+    if (!defined && existing && !layout_.setMonitor(record_.monitor, existing->pixels, pitch_, output_))
+        return fail(ErrorCode::permanent, "The X server took the virtual display away.");
+    return defined;
+}
+
+Result<void> X11VirtualDisplay::growScreen(const PixelRect& pixels)
+{
+    const ServerGrab grab(environment_.connection);
+    const PixelRect needed = unitedPixels(layout_.realBounds(record_.monitor), pixels);
+    const PixelRect screen = layout_.screenPixels();
+    if (screen.width == needed.x + needed.width && screen.height == needed.y + needed.height)
+        return {};
+    return layout_.setScreenSize(needed.x + needed.width, needed.y + needed.height, pitch_);
+}
+
+PixelRect X11VirtualDisplay::atCorner(int width, int height) const
+{
+    const PixelRect real = layout_.realBounds(record_.monitor);
+    return {real.x + real.width, real.y + real.height, width, height};
+}
+
+bool X11VirtualDisplay::isScreenBigEnough() const
+{
+    const PixelRect screen = layout_.screenPixels();
+    return screen.width >= pixels_.x + pixels_.width && screen.height >= pixels_.y + pixels_.height;
+}
+
+// Without a primary display ours would be the first in every list, and the primary of programs started later.
+void X11VirtualDisplay::ensurePrimary()
+{
+    if (layout_.hasPrimaryMonitor())
+        return;
+    const xcb_randr_output_t output = layout_.outputForPrimary(record_.monitor);
+    if (output == XCB_NONE)
+        return;
+    layout_.setPrimaryOutput(output);
+    record_.primarySet = output;
+    record_.write(environment_.connection);
+}
+
+void X11VirtualDisplay::handle(const xcb_generic_event_t& event)
+{
+    const int type = eventType(event);
+    const int randr = environment_.connection.extensions().randr.firstEvent;
+    if (type == randr + XCB_RANDR_SCREEN_CHANGE_NOTIFY) {
+        const auto& change = eventAs<xcb_randr_screen_change_notify_event_t>(event);
+        if (change.width && change.height && change.mwidth && change.mheight) {
+            const PixelPitch now{static_cast<double>(change.mwidth) / change.width,
+                                 static_cast<double>(change.mheight) / change.height};
+            if (differsMuch(now.horizontal, pitch_.horizontal) || differsMuch(now.vertical, pitch_.vertical))
+                pitch_ = now;
+        }
+        checkSoon(settleDelay);
+    } else if (type == randr + XCB_RANDR_NOTIFY) {
+        giveOutputBack(eventAs<xcb_randr_notify_event_t>(event));
+        checkSoon(settleDelay);
+    } else if (type == XCB_CONFIGURE_NOTIFY &&
+               eventAs<xcb_configure_notify_event_t>(event).window == environment_.connection.root()) {
+        takeScreenBack();
+        checkSoon(settleDelay);
+    }
+}
+
+// A viewer that looks at a display that is off the screen may end the share for good, so the screen does not wait for
+// the displays to settle.
+void X11VirtualDisplay::takeScreenBack()
+{
+    if (isUnusable_ || isEmpty(pixels_) || isScreenBigEnough() || !mayCorrectAgain())
+        return;
+    if (const auto grown = growScreen(pixels_); !grown)
+        qCWarning(virtualDisplayLog).noquote() << QString::fromStdString(grown.error().message);
+}
+
+// A display that is plugged into the output has no monitor of its own for as long as ours bears it.
+void X11VirtualDisplay::giveOutputBack(const xcb_randr_notify_event_t& event)
+{
+    if (event.subCode != XCB_RANDR_NOTIFY_OUTPUT_CHANGE || output_ == XCB_NONE || event.u.oc.output != output_)
+        return;
+    if (event.u.oc.connection == XCB_RANDR_CONNECTION_DISCONNECTED && event.u.oc.crtc == XCB_NONE)
+        return;
+    if (const auto defined = defineMonitor(pixels_); !defined)
+        qCWarning(virtualDisplayLog).noquote() << QString::fromStdString(defined.error().message);
+}
+
+void X11VirtualDisplay::checkSoon(std::chrono::milliseconds delay)
+{
+    if (!checkTimer_ && !isUnusable_)
+        checkTimer_ = environment_.mainQueue.schedule(delay, [this] { check(); });
+}
+
+void X11VirtualDisplay::check()
+{
+    checkTimer_.reset();
+    if (isUnusable_)
+        return;
+    ensurePrimary();
+    const PixelRect real = layout_.realBounds(record_.monitor);
+    PixelRect wanted = pixels_;
+    if (real != realBounds_ && !isEmpty(real))
+        wanted = atCorner(pixels_.width, pixels_.height);
+    const auto monitor = layout_.monitor(record_.monitor);
+    const bool isOutputIdle = output_ == XCB_NONE || layout_.idleOutput(record_.monitor, output_) == output_;
+    const bool isInPlace = monitor && monitor->pixels == wanted && wanted == pixels_ && isOutputIdle;
+    if (isInPlace && isScreenBigEnough())
+        return;
+    if (!mayCorrectAgain()) {
+        becomeUnusable({ErrorCode::unsupported,
+                        "Another program keeps taking the virtual display off the screen. Share "
+                        "the window instead."});
+        return;
+    }
+    if (!configure(wanted))
+        checkSoon(retryDelay);
+}
+
+bool X11VirtualDisplay::mayCorrectAgain()
+{
+    const auto now = std::chrono::steady_clock::now();
+    while (!corrections_.empty() && now - corrections_.front() > correctionPeriod)
+        corrections_.pop_front();
+    corrections_.push_back(now);
+    return corrections_.size() <= mostCorrections;
+}
+
+void X11VirtualDisplay::becomeUnusable(Error error)
+{
+    if (isUnusable_)
+        return;
+    isUnusable_ = true;
+    checkTimer_.reset();
+    qCCritical(virtualDisplayLog).noquote() << QString::fromStdString(error.message);
+    // Told later: whoever is told may destroy this object, which a caller up the stack still uses.
+    unusableTimer_ = environment_.mainQueue.schedule(0ms, [this, error = std::move(error)] {
+        const auto tell = onUnusable;
+        if (tell)
+            tell(error);
+    });
+}
+
+} // namespace nimbrale::x11

@@ -1,0 +1,90 @@
+#pragma once
+
+#include "platform/main_queue.h"
+#include "platform/virtual_displays.h"
+#include "platform/x11/displays/randr_layout.h"
+#include "platform/x11/displays/x11_screens.h"
+#include "platform/x11/server/connection.h"
+#include "platform/x11/server/event_dispatcher.h"
+#include "platform/x11/virtual_display/backdrop_card.h"
+#include "platform/x11/virtual_display/pointer_barriers.h"
+#include "platform/x11/virtual_display/virtual_area.h"
+#include "platform/x11/virtual_display/virtual_display_record.h"
+
+#include <chrono>
+#include <deque>
+#include <memory>
+#include <optional>
+
+namespace nimbrale::x11 {
+
+/// A RandR monitor beyond the bottom right corner of all displays, over an X screen enlarged for it.
+///
+/// The server knows nothing of the purpose: every program that arranges displays shrinks the screen to the real ones,
+/// and a display that is plugged in may come to lie on ours. So each change of the displays is followed by a check that
+/// puts right what is not as it should be. Main thread only.
+class X11VirtualDisplay final : public VirtualDisplayDevice {
+public:
+    /// What it works with; all of it must outlive the display. `screens` has asked for RandR's events.
+    struct Environment {
+        Connection& connection;
+        EventDispatcher& events;
+        X11Screens& screens;
+        MainQueue& mainQueue;
+        VirtualArea& area;
+    };
+
+    /// Fails, leaving the desktop as it was, when the server cannot grow its screen or another process has a virtual
+    /// display on it.
+    [[nodiscard]] static Result<std::unique_ptr<X11VirtualDisplay>> create(const Environment& environment,
+                                                                           const VirtualDisplayDescriptor& descriptor);
+    ~X11VirtualDisplay() override;
+
+    [[nodiscard]] DisplayID displayID() const override { return displayID_; }
+    [[nodiscard]] Result<void> applySettings(const VirtualDisplaySettings& settings) override;
+    [[nodiscard]] Result<void> setOrigin(int x, int y) override;
+
+private:
+    X11VirtualDisplay(const Environment& environment, const VirtualDisplayDescriptor& descriptor,
+                      std::unique_ptr<VirtualDisplayClaim> claim);
+
+    [[nodiscard]] Result<void> configure(const PixelRect& pixels);
+    [[nodiscard]] Result<void> defineMonitor(const PixelRect& pixels);
+    [[nodiscard]] Result<void> growScreen(const PixelRect& pixels);
+    [[nodiscard]] PixelRect atCorner(int width, int height) const;
+    [[nodiscard]] bool isScreenBigEnough() const;
+    void ensurePrimary();
+    void handle(const xcb_generic_event_t& event);
+    void takeScreenBack();
+    void giveOutputBack(const xcb_randr_notify_event_t& event);
+    void checkSoon(std::chrono::milliseconds delay);
+    void check();
+    [[nodiscard]] bool mayCorrectAgain();
+    void becomeUnusable(Error error);
+
+    Environment environment_;
+    RandrLayout layout_;
+    std::unique_ptr<VirtualDisplayClaim> claim_;
+    VirtualDisplayRecord record_;
+    DisplayID displayID_;
+    int maximumWidth_;
+    int maximumHeight_;
+    PixelPitch pitch_;
+    /// Empty until the monitor exists.
+    PixelRect pixels_;
+    /// An output without a display that the monitor bears, or XCB_NONE.
+    xcb_randr_output_t output_ = XCB_NONE;
+    /// The corner of the real displays for which the place was chosen.
+    PixelRect realBounds_;
+    std::optional<BackdropCard> card_;
+    PointerBarriers barriers_;
+    std::shared_ptr<void> eventHandler_;
+    std::unique_ptr<Timer> checkTimer_;
+    std::unique_ptr<Timer> unusableTimer_;
+    std::deque<std::chrono::steady_clock::time_point> corrections_;
+    /// How many sizes were refused one after the other.
+    int refusals_ = 0;
+    bool isUnusable_ = false;
+};
+
+} // namespace nimbrale::x11

@@ -1,0 +1,359 @@
+#include "tests/unit/app/app_delegate_fixture.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <chrono>
+
+namespace nimbrale {
+namespace {
+
+using namespace std::chrono_literals;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+TEST_F(AppDelegateTest, LaunchBuildsTheWholeChain)
+{
+    delegate_->applicationWillFinishLaunching();
+    EXPECT_EQ(capture().contentRequests, 1);
+    EXPECT_FALSE(delegate_->editor());
+    EXPECT_FALSE(delegate_->sharedScreen().isActive());
+
+    finishStart();
+    EXPECT_TRUE(delegate_->editor());
+    EXPECT_TRUE(delegate_->sharedScreen().isActive());
+    EXPECT_EQ(delegate_->capture()->region(), (Rect{0, 1, 800, 600}));
+    EXPECT_THAT(workspace().alerts, IsEmpty());
+    EXPECT_EQ(platform_.virtualDisplays().device().appliedSettings.at(0).modes.at(0),
+              (VirtualDisplayMode{800, 600, 60}));
+}
+
+TEST_F(AppDelegateTest, WithoutVirtualDisplayTheMirrorWindowIsShown)
+{
+    platform_.virtualDisplays().createResult = fail(ErrorCode::unsupported, "no");
+    launch();
+    EXPECT_EQ(delegate_->sharedScreen().windowKind(), SharedScreen::WindowKind::mirror);
+}
+
+TEST_F(AppDelegateTest, FiveSettingsAssignedInOneGoRestartOnce100MillisecondsAfterTheLast)
+{
+    launch();
+    settings_.setLeft(10);
+    settings_.setTop(20);
+    queue().advance(60ms);
+    settings_.setWidth(300);
+    settings_.setHeight(200);
+    settings_.setDisplayID(otherDisplay);
+    queue().advance(99ms);
+    EXPECT_FALSE(delegate_->isRestarting());
+    EXPECT_EQ(capture().stream().stops, 0);
+
+    queue().advance(1ms);
+    EXPECT_TRUE(delegate_->isRestarting());
+    EXPECT_FALSE(delegate_->editor());
+    EXPECT_FALSE(delegate_->sharedScreen().isActive());
+    EXPECT_EQ(capture().stream().stops, 1);
+    EXPECT_EQ(capture().contentRequests, 1) << "the next start waits for the stop";
+
+    capture().stream().completeStop();
+    EXPECT_FALSE(delegate_->isRestarting());
+    finishStart();
+    settle();
+    EXPECT_EQ(streams(), 2U);
+    EXPECT_EQ(delegate_->capture()->display()->displayID, otherDisplay);
+    EXPECT_EQ(delegate_->capture()->region(), (Rect{10, 21, 300, 200}));
+    EXPECT_EQ(capture().stream().stops, 0);
+}
+
+TEST_F(AppDelegateTest, FrameRateAloneDoesNotRestart)
+{
+    launch();
+    const Rect frame = delegate_->editor()->overlay().regionFrame();
+    settings_.setFramerate(15);
+    settle();
+    EXPECT_FALSE(delegate_->isRestarting());
+    EXPECT_EQ(streams(), 1U);
+    ASSERT_EQ(capture().stream().configurationUpdates.size(), 1U);
+    EXPECT_EQ(capture().stream().configurationUpdates.front().minimumFrameInterval, (FrameInterval{1, 15}));
+    EXPECT_EQ(delegate_->editor()->overlay().regionFrame(), frame);
+}
+
+TEST_F(AppDelegateTest, NotificationSharingAloneDoesNotRestart)
+{
+    launch();
+    settings_.setShareNotifications(false);
+    settle();
+    EXPECT_FALSE(delegate_->isRestarting());
+    EXPECT_EQ(capture().contentRequests, 2);
+    answerContent();
+    EXPECT_EQ(capture().stream().filterUpdates.size(), 1U);
+    EXPECT_TRUE(capture().stream().configurationUpdates.empty());
+}
+
+TEST_F(AppDelegateTest, ChangedSizeMovesFrameAndSharedScreen)
+{
+    launch();
+    settings_.setWidth(500);
+    settings_.setLeft(40);
+    settle();
+    EXPECT_EQ(capture().stream().configurationUpdates.size(), 1U);
+    EXPECT_EQ(delegate_->editor()->overlay().regionFrame(), (Rect{40, 479, 500, 600}));
+    EXPECT_EQ(platform_.virtualDisplays().device().appliedSettings.back().modes.at(0),
+              (VirtualDisplayMode{500, 600, 60}));
+}
+
+TEST_F(AppDelegateTest, UnplugOfTheFramesDisplayRestartsFromTheStoredDisplay)
+{
+    settings_.setDisplayID(otherDisplay);
+    launch();
+    ASSERT_EQ(delegate_->capture()->display()->displayID, otherDisplay);
+
+    platform_.screens().remove(otherDisplay);
+    platform_.screens().notify();
+    queue().advance(500ms);
+    EXPECT_TRUE(delegate_->isRestarting());
+    capture().stream().completeStop();
+    finishStart();
+    EXPECT_EQ(delegate_->capture()->display()->displayID, mainDisplay);
+    EXPECT_EQ(settings_.displayID(), otherDisplay);
+}
+
+TEST_F(AppDelegateTest, ChangedScaleRestarts)
+{
+    launch();
+    platform_.screens().list.front().backingScaleFactor = 2;
+    platform_.screens().notify();
+    queue().advance(500ms);
+    EXPECT_TRUE(delegate_->isRestarting());
+}
+
+TEST_F(AppDelegateTest, ChangedFrameRestarts)
+{
+    launch();
+    platform_.screens().list.front().frame.width = 1280;
+    platform_.screens().notify();
+    queue().advance(500ms);
+    EXPECT_TRUE(delegate_->isRestarting());
+}
+
+TEST_F(AppDelegateTest, ChangedMenuBarAloneDoesNotRestart)
+{
+    launch();
+    RegionOverlayWindow& frame = delegate_->editor()->overlay();
+    frame.setRegionFrame({300, 300, 800, 600});
+    platform_.screens().list.front().visibleFrame = {0, 0, 1920, 1050};
+    platform_.screens().notify();
+    queue().advance(500ms);
+    EXPECT_FALSE(delegate_->isRestarting());
+    EXPECT_EQ(capture().stream().stops, 0);
+    EXPECT_EQ(frame.regionFrame(), (Rect{0, 479, 800, 600})) << "it is put back to where the capture is";
+}
+
+TEST_F(AppDelegateTest, ThreeNotificationsWithinHalfASecondCauseOneCheckHalfASecondAfterTheLast)
+{
+    launch();
+    platform_.screens().remove(mainDisplay);
+    platform_.screens().notify();
+    queue().advance(200ms);
+    platform_.screens().notify();
+    queue().advance(200ms);
+    platform_.screens().notify();
+    queue().advance(499ms);
+    EXPECT_FALSE(delegate_->isRestarting());
+    queue().advance(1ms);
+    EXPECT_TRUE(delegate_->isRestarting());
+
+    capture().stream().completeStop();
+    platform_.screens().main = otherDisplay;
+    finishStart();
+    queue().advance(2s);
+    EXPECT_EQ(streams(), 2U);
+    EXPECT_FALSE(delegate_->isRestarting());
+}
+
+TEST_F(AppDelegateTest, SecondRestartDuringARestartIsIgnored)
+{
+    launch();
+    platform_.screens().list.front().backingScaleFactor = 2;
+    delegate_->checkCapturedDisplay();
+    ASSERT_TRUE(delegate_->isRestarting());
+    delegate_->checkCapturedDisplay();
+    settings_.setDisplayID(otherDisplay);
+    settle();
+    EXPECT_EQ(capture().stream().stops, 1);
+
+    capture().stream().completeStop();
+    EXPECT_EQ(capture().contentRequests, 2);
+    finishStart();
+    settle();
+    EXPECT_EQ(streams(), 2U);
+    EXPECT_EQ(delegate_->capture()->display()->displayID, otherDisplay) << "the restart reads the newest settings";
+}
+
+TEST_F(AppDelegateTest, ContentThatComesAfterARestartStartsOnlyTheNewCapture)
+{
+    delegate_->applicationWillFinishLaunching();
+    const ScreenCapture::ContentCompletion late = capture().pendingContent.front();
+    finishStart();
+    const std::shared_ptr<RegionCapture> replaced = delegate_->capture();
+    platform_.screens().list.front().backingScaleFactor = 2;
+    delegate_->checkCapturedDisplay();
+    capture().stream().completeStop();
+    ASSERT_EQ(capture().pendingContent.size(), 1U);
+    ASSERT_NE(delegate_->capture(), replaced);
+
+    late(content());
+    EXPECT_EQ(streams(), 1U) << "an answer to the replaced capture starts nothing, even while that one lives";
+    EXPECT_FALSE(replaced->hasStream());
+    finishStart();
+    EXPECT_EQ(streams(), 2U);
+    EXPECT_TRUE(delegate_->capture()->hasStream());
+}
+
+TEST_F(AppDelegateTest, CloseButtonQuits)
+{
+    launch();
+    delegate_->editor()->onClose();
+    EXPECT_EQ(workspace().terminations, 1);
+}
+
+TEST_F(AppDelegateTest, SettingsButtonOpensTheGeneralTab)
+{
+    settings_.setSettingsTab(AppSettings::SettingsTab::recording);
+    launch();
+    delegate_->editor()->onOpenSettings();
+    EXPECT_EQ(settings_.settingsTab(), AppSettings::SettingsTab::general);
+    EXPECT_EQ(settingsWindowShown_, 1);
+    EXPECT_EQ(workspace().activations, 1);
+}
+
+TEST_F(AppDelegateTest, OpenSettingsKeepsTheLastTab)
+{
+    settings_.setSettingsTab(AppSettings::SettingsTab::recording);
+    delegate_->openSettings();
+    EXPECT_EQ(settings_.settingsTab(), AppSettings::SettingsTab::recording);
+    EXPECT_EQ(settingsWindowShown_, 1);
+}
+
+TEST_F(AppDelegateTest, EndOfADragStoresTheRegionAndResizesTheVirtualDisplay)
+{
+    launch();
+    delegate_->capture()->setRegion({100, 101, 640, 480});
+    delegate_->editor()->onRegionChange({100, 101, 640, 480});
+    delegate_->editor()->onRegionChangeEnded();
+    EXPECT_EQ(settings_.left(), 100);
+    EXPECT_EQ(settings_.top(), 100);
+    EXPECT_EQ(settings_.width(), 640);
+    EXPECT_EQ(settings_.height(), 480);
+    EXPECT_EQ(platform_.virtualDisplays().device().appliedSettings.back().modes.at(0),
+              (VirtualDisplayMode{640, 480, 60}));
+    settle();
+    EXPECT_FALSE(delegate_->isRestarting());
+}
+
+TEST_F(AppDelegateTest, EndOfADragResizesTheMirrorWindow)
+{
+    platform_.virtualDisplays().createResult = fail(ErrorCode::unsupported, "no");
+    launch();
+    FakePanel& mirror = *platform_.panels().living.at(0);
+    ASSERT_EQ(mirror.options.style, PanelStyle::mirrorWindow);
+    ASSERT_EQ(mirror.frame(), (Rect{0, 479, 800, 600}));
+    delegate_->capture()->setRegion({100, 101, 640, 480});
+    delegate_->editor()->onRegionChange({100, 101, 640, 480});
+    delegate_->editor()->onRegionChangeEnded();
+    EXPECT_EQ(mirror.frame(), (Rect{100, 499, 640, 480}));
+    EXPECT_THAT(mirror.title, HasSubstr("640×480")) << "the size in the title follows the end of the drag";
+}
+
+TEST_F(AppDelegateTest, ChangedSizeResizesTheMirrorWindow)
+{
+    platform_.virtualDisplays().createResult = fail(ErrorCode::unsupported, "no");
+    launch();
+    FakePanel& mirror = *platform_.panels().living.at(0);
+    ASSERT_EQ(mirror.options.style, PanelStyle::mirrorWindow);
+    settings_.setWidth(500);
+    settings_.setLeft(40);
+    settle();
+    EXPECT_EQ(mirror.frame(), (Rect{40, 479, 500, 600}));
+    EXPECT_THAT(mirror.title, HasSubstr("500×600"));
+}
+
+TEST_F(AppDelegateTest, MoveToAnotherDisplayStoresAllFiveAndRestartsThere)
+{
+    platform_.screens().list.back().visibleFrame = {1920, 0, 1600, 860};
+    settings_.setTop(5);
+    launch();
+    const Screen& other = platform_.screens().list.back();
+    int assignments = 0;
+    const Subscription counting = settings_.observeChanges([&assignments] { ++assignments; });
+    delegate_->editor()->onMoveToDisplay(otherDisplay, DisplayGeometry::of(other), {99.9, 40, 700, 500});
+    EXPECT_EQ(settings_.left(), 99);
+    EXPECT_EQ(settings_.top(), 0);
+    EXPECT_EQ(settings_.width(), 700);
+    EXPECT_EQ(settings_.height(), 500);
+    EXPECT_EQ(settings_.displayID(), otherDisplay);
+    EXPECT_EQ(assignments, 5);
+    EXPECT_FALSE(delegate_->isRestarting());
+
+    settle();
+    capture().stream().completeStop();
+    finishStart();
+    EXPECT_EQ(delegate_->capture()->display()->displayID, otherDisplay);
+    EXPECT_EQ(delegate_->capture()->region(), (Rect{99, 40, 700, 500}));
+}
+
+TEST_F(AppDelegateTest, MoveToTheStoredDisplayThatCameBackRestarts)
+{
+    settings_.setDisplayID(otherDisplay);
+    const Screen other = platform_.screens().list.back();
+    platform_.screens().remove(otherDisplay);
+    launch();
+    ASSERT_EQ(delegate_->capture()->display()->displayID, mainDisplay);
+    platform_.screens().list.push_back(other);
+
+    delegate_->editor()->onMoveToDisplay(otherDisplay, DisplayGeometry::of(other), {50, 51, 700, 500});
+    queue().runPosted();
+    ASSERT_TRUE(delegate_->isRestarting());
+    capture().stream().completeStop();
+    finishStart();
+    settle();
+    EXPECT_EQ(delegate_->capture()->display()->displayID, otherDisplay);
+    EXPECT_EQ(streams(), 2U);
+}
+
+TEST_F(AppDelegateTest, FramesReachTheSharedScreen)
+{
+    platform_.virtualDisplays().createResult = fail(ErrorCode::unsupported, "no");
+    launch();
+    Layer& root = platform_.panels().living.at(0)->rootLayer();
+    capture().stream().deliverPicture(800, 600);
+    queue().runPosted();
+    ASSERT_FALSE(root.sublayersInOrder().empty());
+    EXPECT_TRUE(root.sublayersInOrder().front()->contents());
+}
+
+TEST_F(AppDelegateTest, NothingHappensAfterItIsGone)
+{
+    launch();
+    settings_.setDisplayID(otherDisplay);
+    platform_.screens().notify();
+    delegate_.reset();
+    queue().advance(2s);
+    EXPECT_EQ(capture().contentRequests, 1);
+    EXPECT_FALSE(platform_.virtualDisplays().device().isAlive);
+    EXPECT_FALSE(capture().stream().isAlive);
+}
+
+TEST_F(AppDelegateTest, SettingsBeforeTheCaptureHasStartedDoNothing)
+{
+    delegate_->applicationWillFinishLaunching();
+    settings_.setDisplayID(otherDisplay);
+    settle();
+    EXPECT_FALSE(delegate_->isRestarting());
+    EXPECT_EQ(capture().contentRequests, 1);
+    finishStart();
+    EXPECT_EQ(delegate_->capture()->display()->displayID, otherDisplay);
+}
+
+} // namespace
+} // namespace nimbrale

@@ -1,0 +1,221 @@
+// The numbers that the look of the frame's controls and labels is made of.
+
+#include "controls/control_drawing.h"
+
+#include "region/region_overlay_painter.h"
+#include "tests/fakes/offscreen_application.h"
+
+#include <QFont>
+#include <QImage>
+#include <QPaintDevice>
+#include <QPaintEngine>
+#include <QPainter>
+#include <array>
+#include <cmath>
+#include <gtest/gtest.h>
+#include <numbers>
+#include <string>
+#include <vector>
+
+namespace nimbrale {
+namespace {
+
+/// Red, green and blue, 0 to 255 each.
+using Channels = std::array<double, 3>;
+
+constexpr Channels frameYellow{1.0 * 255, 0.84 * 255, 0.04 * 255};
+constexpr Channels black{0, 0, 0};
+constexpr Channels white{255, 255, 255};
+
+Channels mixed(const Channels& from, const Channels& to, double fraction)
+{
+    Channels result{};
+    for (std::size_t channel = 0; channel < result.size(); ++channel)
+        result.at(channel) = from.at(channel) + (to.at(channel) - from.at(channel)) * fraction;
+    return result;
+}
+
+/// How much of the span from `top` to `bottom` lies between `from` and `to`.
+double coverage(double top, double bottom, double from, double to)
+{
+    return std::max(0.0, std::min(bottom, to) - std::max(top, from)) / (bottom - top);
+}
+
+/// A handle, 46 × 22 points, drawn at the scale of the parameter. Its straight upper and lower edges run from 11 to 35
+/// points, its symbol is within 17 and 29.
+class ControlDrawingTest : public testing::TestWithParam<int> {
+protected:
+    ControlDrawingTest()
+    {
+        startOffscreenApplication();
+        picture_ = QImage(86 * scale(), 62 * scale(), QImage::Format_ARGB32_Premultiplied);
+        picture_.fill(Qt::transparent);
+        QPainter painter(&picture_);
+        painter.scale(scale(), scale());
+        ControlDrawing controls;
+        controls.drawControl(painter, {20, 20, 46, height},
+                             {{1.0, 0.84, 0.04, 1.0}, ControlSymbol::move, 11, {0, 0, 0, 0.7}}, scale());
+    }
+
+    static int scale() { return GetParam(); }
+    /// The pixel in that column, in points from the control's left edge, and that row, in pixels from its top.
+    QRgb pixel(double x, int row) const
+    {
+        return picture_.pixel(static_cast<int>((20 + x) * scale()), 20 * scale() + row);
+    }
+
+    /// The fill of a row whose middle is at `y` points: the base with 0.08 of black at the top, which makes it 234.6,
+    /// 197.1, 9.4, and with 0.3 of white at the bottom, which makes it 255, 226.4, 83.6.
+    static Channels gradientAt(double y)
+    {
+        return mixed(mixed(frameYellow, black, 0.08), mixed(frameYellow, white, 0.3), y / height);
+    }
+    /// The same with the lines on it that run along the straight edges: a highlight of 1 point whose middle is 1 point
+    /// inside of the edge, then a rim of half a point whose middle is a quarter inside.
+    static Channels expectedInRow(int row)
+    {
+        const double top = static_cast<double>(row) / scale();
+        const double bottom = (row + 1.0) / scale();
+        const double highlight = coverage(top, bottom, 0.5, 1.5) + coverage(top, bottom, height - 1.5, height - 0.5);
+        const double rim = coverage(top, bottom, 0, 0.5) + coverage(top, bottom, height - 0.5, height);
+        return mixed(mixed(gradientAt((top + bottom) / 2), white, 0.35 * highlight), black, 0.2 * rim);
+    }
+    /// The alpha of the shadow in a row under or over the middle of the control, 0 to 255: three tenths of black, 2
+    /// points below the control, blurred over a radius of 6 points, which is two standard deviations.
+    static double expectedShadowInRow(int row)
+    {
+        const double y = (row + 0.5) / scale() - 2;
+        const auto shareBelow = [](double distance) { return 0.5 * std::erfc(-distance / 3 / std::numbers::sqrt2); };
+        return 255 * 0.3 * (shareBelow(y) - shareBelow(y - height));
+    }
+
+    static void expectColor(QRgb actual, const Channels& expected, int row)
+    {
+        EXPECT_NEAR(qRed(actual), expected[0], 1.01) << "in row " << row;
+        EXPECT_NEAR(qGreen(actual), expected[1], 1.01) << "in row " << row;
+        EXPECT_NEAR(qBlue(actual), expected[2], 1.01) << "in row " << row;
+        EXPECT_EQ(qAlpha(actual), 255) << "in row " << row;
+    }
+
+    static constexpr double height = 22;
+
+private:
+    QImage picture_;
+};
+
+TEST_P(ControlDrawingTest, GradientRunsFromLighterAtTheBottomToDarkerAtTheTop)
+{
+    for (int row = 2 * scale(); row < 20 * scale(); ++row)
+        expectColor(pixel(14, row), gradientAt((row + 0.5) / scale()), row);
+}
+
+TEST_P(ControlDrawingTest, HighlightAndRimFollowTheEdges)
+{
+    for (int row = 0; row < 2 * scale(); ++row)
+        expectColor(pixel(14, row), expectedInRow(row), row);
+    for (int row = 20 * scale(); row < 22 * scale(); ++row)
+        expectColor(pixel(14, row), expectedInRow(row), row);
+}
+
+TEST_P(ControlDrawingTest, ShadowFadesBelowAndAboveTheControl)
+{
+    const auto expectShadow = [&](int row) {
+        const QRgb actual = pixel(23, row);
+        EXPECT_NEAR(qAlpha(actual), expectedShadowInRow(row), 1) << "in row " << row;
+        EXPECT_EQ(actual & 0xffffff, 0U) << "black, in row " << row;
+    };
+    for (int row = 22 * scale(); row < 32 * scale(); ++row)
+        expectShadow(row);
+    for (int row = -10 * scale(); row < 0; ++row)
+        expectShadow(row);
+}
+
+INSTANTIATE_TEST_SUITE_P(Scales, ControlDrawingTest, testing::Values(1, 2),
+                         [](const auto& suite) { return "Scale" + std::to_string(suite.param); });
+
+/// A text as it was drawn.
+struct DrawnText {
+    int pixelSize;
+    int weight;
+    QColor color;
+};
+
+/// Notes the texts that are drawn and shows nothing.
+class TextNotes final : public QPaintEngine, public QPaintDevice {
+public:
+    TextNotes() : QPaintEngine(AllFeatures) {}
+
+    bool begin(QPaintDevice*) override { return true; }
+    bool end() override { return true; }
+    void updateState(const QPaintEngineState&) override {}
+    void drawPixmap(const QRectF&, const QPixmap&, const QRectF&) override {}
+    void drawImage(const QRectF&, const QImage&, const QRectF&, Qt::ImageConversionFlags) override {}
+    void drawPath(const QPainterPath&) override {}
+    void drawTextItem(const QPointF&, const QTextItem& item) override
+    {
+        texts.push_back({item.font().pixelSize(), item.font().weight(), painter()->pen().color()});
+    }
+    [[nodiscard]] Type type() const override { return User; }
+    [[nodiscard]] QPaintEngine* paintEngine() const override { return const_cast<TextNotes*>(this); }
+
+    std::vector<DrawnText> texts;
+
+protected:
+    [[nodiscard]] int metric(PaintDeviceMetric metric) const override
+    {
+        switch (metric) {
+        case PdmWidth:
+        case PdmHeight:
+            return 400;
+        case PdmDevicePixelRatio:
+            return 1;
+        case PdmDevicePixelRatioScaled:
+            return static_cast<int>(devicePixelRatioFScale());
+        default:
+            return 96;
+        }
+    }
+};
+
+std::vector<DrawnText> textsOf(const RegionOverlayAppearance& appearance)
+{
+    startOffscreenApplication();
+    RegionOverlayLayoutInput input;
+    input.region = {40, 100, 300, 200};
+    input.screen = {0, 0, 400, 400};
+    input.recordingTextWidth = 60;
+    input.sizeLabelTextWidth = 80;
+    TextNotes notes;
+    QPainter painter(&notes);
+    RegionOverlayPainter(OverlayColors{})
+        .paint(painter, {0, 0, 400, 400}, RegionOverlayLayout(input), appearance, {400, 400}, 1);
+    painter.end();
+    return notes.texts;
+}
+
+void expectFont(const std::vector<DrawnText>& texts, int size, int weight)
+{
+    ASSERT_FALSE(texts.empty());
+    for (const DrawnText& text : texts) {
+        EXPECT_EQ(text.pixelSize, size);
+        EXPECT_EQ(text.weight, weight);
+        EXPECT_EQ(text.color, QColor(Qt::white));
+    }
+}
+
+TEST(LabelFontTest, RecordingTimeIsWhiteAndBoldOfElevenPoints)
+{
+    RegionOverlayAppearance appearance;
+    appearance.recordingText = "REC 1:05";
+    expectFont(textsOf(appearance), 11, 700);
+}
+
+TEST(LabelFontTest, SizeLabelIsWhiteAndSemiboldOfTwelvePoints)
+{
+    RegionOverlayAppearance appearance;
+    appearance.sizeLabel = "1280 × 720 · ½ width";
+    expectFont(textsOf(appearance), 12, 600);
+}
+
+} // namespace
+} // namespace nimbrale
