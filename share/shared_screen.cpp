@@ -98,6 +98,13 @@ std::optional<SharedScreen::WindowKind> SharedScreen::windowKind() const
     return window_->kind;
 }
 
+std::optional<SharedScreen::VirtualDisplayIdentity> SharedScreen::virtualDisplayIdentity() const
+{
+    if (!virtualDisplay_)
+        return std::nullopt;
+    return VirtualDisplayIdentity{virtualDisplay_->displayID(), VirtualDisplay::name()};
+}
+
 VirtualDisplay* SharedScreen::virtualDisplay()
 {
     if (wasVirtualDisplayTried_)
@@ -120,6 +127,8 @@ void SharedScreen::abandonVirtualDisplay(const Error& reason)
     virtualDisplay_.reset();
     if (isActive_ && geometry_)
         showInWindow(*geometry_);
+    if (const auto tell = onVirtualDisplayLost)
+        tell();
 }
 
 void SharedScreen::showOnVirtualDisplay()

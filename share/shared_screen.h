@@ -10,8 +10,10 @@
 #include "share/virtual_display.h"
 #include "webcam/webcam_appearance.h"
 
+#include <functional>
 #include <memory>
 #include <optional>
+#include <string>
 
 namespace nimbrale {
 
@@ -23,6 +25,15 @@ public:
     enum class WindowKind {
         virtualDisplay, ///< covers the virtual display
         mirror          ///< lies over the framed area
+    };
+
+    /// The application's own display, as others find it.
+    struct VirtualDisplayIdentity {
+        DisplayID displayID = 0;
+        /// What lists of displays call it.
+        std::string name;
+
+        bool operator==(const VirtualDisplayIdentity&) const = default;
     };
 
     /// What it is given must outlive it. The virtual display is made on first use.
@@ -43,6 +54,12 @@ public:
     void setWebcam(const WebcamAppearance& webcam);
     void show(const Frame& frame);
 
+    /// The virtual display was of no use and is gone; the mirror window has taken its place if the screen is shown.
+    /// Nothing may be recorded from it any more.
+    std::function<void()> onVirtualDisplayLost;
+
+    /// Absent before the first `activate` and while there is no virtual display.
+    [[nodiscard]] std::optional<VirtualDisplayIdentity> virtualDisplayIdentity() const;
     [[nodiscard]] bool isActive() const { return isActive_; }
     /// Which window shows the picture; absent while none does.
     [[nodiscard]] std::optional<WindowKind> windowKind() const;

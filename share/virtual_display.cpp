@@ -75,6 +75,11 @@ std::optional<DisplayID> VirtualDisplay::currentDisplayID()
     return existingDisplayID;
 }
 
+std::string VirtualDisplay::name()
+{
+    return displayName;
+}
+
 void VirtualDisplay::resize(Size size, double scale)
 {
     const std::int64_t wantedWidth = truncatedToInteger(roundHalfAwayFromZero(size.width * scale));

@@ -9,6 +9,7 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <string>
 
 namespace nimbrale {
 
@@ -26,6 +27,10 @@ public:
 
     /// The virtual display of this process, while there is one.
     [[nodiscard]] static std::optional<DisplayID> currentDisplayID();
+
+    [[nodiscard]] DisplayID displayID() const { return device_->displayID(); }
+    /// What lists of displays call it.
+    [[nodiscard]] static std::string name();
 
     /// Called on the main queue when the display turned out to be of no use. The object may be released in the call.
     std::function<void(Error)> onUnusable;

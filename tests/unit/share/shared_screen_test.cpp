@@ -327,5 +327,43 @@ TEST_F(SharedScreenTest, UnusableVirtualDisplayWhileInactiveShowsNothing)
     EXPECT_FALSE(displays.device().isAlive);
 }
 
+TEST_F(SharedScreenTest, TellsItsVirtualDisplayAndWhenItLostIt)
+{
+    using Identity = SharedScreen::VirtualDisplayIdentity;
+    std::vector<std::optional<Identity>> identitiesWhenLost;
+    std::vector<std::optional<WindowKind>> windowsWhenLost;
+    sharedScreen.onVirtualDisplayLost = [&] {
+        identitiesWhenLost.push_back(sharedScreen.virtualDisplayIdentity());
+        windowsWhenLost.push_back(sharedScreen.windowKind());
+    };
+    EXPECT_EQ(sharedScreen.virtualDisplayIdentity(), std::nullopt) << "none is made before its first use";
+
+    sharedScreen.activate(region, geometry, 2);
+    const Identity identity{displays.device().displayID, "Nimbrale"};
+    EXPECT_EQ(sharedScreen.virtualDisplayIdentity(), identity) << "also before the system lists it";
+    listVirtualScreen();
+    screens.notify();
+    sharedScreen.deactivate();
+    EXPECT_EQ(sharedScreen.virtualDisplayIdentity(), identity);
+    sharedScreen.activate(region, geometry, 2);
+    EXPECT_THAT(identitiesWhenLost, IsEmpty());
+
+    displays.device().becomeUnusable({ErrorCode::permanent, "nothing is shown"});
+    platform.mainQueue().runPosted();
+    EXPECT_THAT(identitiesWhenLost, ElementsAre(std::nullopt));
+    EXPECT_THAT(windowsWhenLost, ElementsAre(WindowKind::mirror)) << "the mirror window stands already";
+    EXPECT_EQ(sharedScreen.virtualDisplayIdentity(), std::nullopt);
+}
+
+TEST_F(SharedScreenTest, HasNoVirtualDisplayToTellOfWhereNoneCanBeMade)
+{
+    makeVirtualDisplaysFail();
+    bool isLost = false;
+    sharedScreen.onVirtualDisplayLost = [&isLost] { isLost = true; };
+    sharedScreen.activate(region, geometry, 2);
+    EXPECT_EQ(sharedScreen.virtualDisplayIdentity(), std::nullopt);
+    EXPECT_FALSE(isLost) << "what never was is not lost";
+}
+
 } // namespace
 } // namespace nimbrale
