@@ -95,9 +95,8 @@ TEST_F(X11PanelTest, doesNotFightAtFullSpeedWithAProgramThatWantsTheSame)
     const std::vector<xcb_window_t> own = host->ownWindowsInOrder();
     ASSERT_EQ(own.size(), 1U);
     int corrections = 0;
-    const auto counter = host->events->add([&](const xcb_generic_event_t& event) {
-        if (x11::eventType(event) == XCB_CONFIGURE_NOTIFY &&
-            x11::eventAs<xcb_configure_notify_event_t>(event).window == own.front())
+    const auto counter = host->events->add({XCB_CONFIGURE_NOTIFY}, [&](const auto& event) {
+        if (x11::eventAs<xcb_configure_notify_event_t>(event).window == own.front())
             ++corrections;
     });
     const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(1500);

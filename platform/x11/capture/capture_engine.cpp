@@ -1,7 +1,6 @@
 #include "platform/x11/capture/capture_engine.h"
 
 #include "platform/log.h"
-#include "platform/x11/server/event_dispatcher.h"
 #include "platform/x11/server/events.h"
 #include "platform/x11/server/handles.h"
 
@@ -250,12 +249,13 @@ void CaptureEngine::handle(const xcb_generic_event_t& event)
 {
     const Extensions& extensions = connection_->extensions();
     const int type = eventType(event);
-    if (type == 0) {
-        const auto& error = eventAs<xcb_generic_error_t>(event);
-        qCWarning(captureLog, "Unexpected X error %d from request %d.%d", error.error_code, error.major_code,
-                  error.minor_code);
+    if (isError(event)) {
+        errors_.report(eventAs<xcb_generic_error_t>(event));
         return;
     }
+    // The server reports what happened; what another client made up did not.
+    if (isSentByClient(event))
+        return;
     if (extensions.damage.isPresent && type == extensions.damage.firstEvent + XCB_DAMAGE_NOTIFY) {
         damaged(eventAs<xcb_damage_notify_event_t>(event));
         return;

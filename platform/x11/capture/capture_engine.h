@@ -6,6 +6,7 @@
 #include "platform/x11/capture/root_background.h"
 #include "platform/x11/capture/window_stack.h"
 #include "platform/x11/server/connection.h"
+#include "platform/x11/server/error_log.h"
 
 #include <atomic>
 #include <chrono>
@@ -97,6 +98,7 @@ private:
     void sleep(std::optional<std::chrono::nanoseconds> wait);
 
     std::unique_ptr<Connection> connection_;
+    ErrorLog errors_;
     Callbacks callbacks_;
     std::vector<std::string> limitations_;
     Mode mode_ = Mode::redirected;

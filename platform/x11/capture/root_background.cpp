@@ -1,6 +1,5 @@
 #include "platform/x11/capture/root_background.h"
 
-#include "platform/x11/server/event_dispatcher.h"
 #include "platform/x11/server/events.h"
 #include "platform/x11/server/handles.h"
 

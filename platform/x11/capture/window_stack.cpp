@@ -1,6 +1,5 @@
 #include "platform/x11/capture/window_stack.h"
 
-#include "platform/x11/server/event_dispatcher.h"
 #include "platform/x11/server/events.h"
 #include "platform/x11/server/handles.h"
 

@@ -2,7 +2,6 @@
 
 #include "platform/x11/displays/randr_layout.h"
 #include "platform/x11/server/handles.h"
-#include "platform/x11/server/window_events.h"
 
 #include <algorithm>
 #include <limits>
@@ -77,7 +76,8 @@ bool WorkAreas::dependOn(xcb_window_t window, xcb_atom_t property) const
 {
     if (window != connection_.root())
         return (property == strut_ || property == strutPartial_) &&
-               std::find(strutWindows_.begin(), strutWindows_.end(), window) != strutWindows_.end();
+               std::any_of(strutWindows_.begin(), strutWindows_.end(),
+                           [window](const WindowEvents& strut) { return strut.window() == window; });
     return property == workArea_ || property == perDisplay_ || property == clientList_ || property == desktop_;
 }
 
@@ -114,7 +114,7 @@ std::vector<WorkAreas::Strut> WorkAreas::struts()
         whole.push_back(xcb_get_property(connection_.get(), 0, client, strut_, XCB_ATOM_CARDINAL, 0, 4));
     }
     std::vector<Strut> result;
-    std::vector<xcb_window_t> windows;
+    std::vector<WindowEvents> windows;
     for (std::size_t index = 0; index < clients.size(); ++index) {
         const Reply<xcb_get_property_reply_t> exact(xcb_get_property_reply(connection_.get(), partial[index], nullptr));
         const Reply<xcb_get_property_reply_t> rough(xcb_get_property_reply(connection_.get(), whole[index], nullptr));
@@ -127,9 +127,7 @@ std::vector<WorkAreas::Strut> WorkAreas::struts()
         } else {
             continue;
         }
-        windows.push_back(clients[index]);
-        if (std::find(strutWindows_.begin(), strutWindows_.end(), clients[index]) == strutWindows_.end())
-            addWindowEvents(connection_, clients[index], XCB_EVENT_MASK_PROPERTY_CHANGE);
+        windows.emplace_back(connection_, clients[index], XCB_EVENT_MASK_PROPERTY_CHANGE);
     }
     strutWindows_ = std::move(windows);
     return result;

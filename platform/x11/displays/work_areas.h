@@ -2,6 +2,7 @@
 
 #include "platform/pixel_rect.h"
 #include "platform/x11/server/connection.h"
+#include "platform/x11/server/window_events.h"
 
 #include <vector>
 #include <xcb/xcb.h>
@@ -36,7 +37,7 @@ private:
     [[nodiscard]] static PixelRect without(const PixelRect& display, const Strut& strut, const PixelRect& screen);
 
     Connection& connection_;
-    std::vector<xcb_window_t> strutWindows_;
+    std::vector<WindowEvents> strutWindows_;
     xcb_atom_t workArea_;
     xcb_atom_t perDisplay_ = XCB_ATOM_NONE;
     xcb_atom_t clientList_;

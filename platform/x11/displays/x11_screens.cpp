@@ -57,7 +57,11 @@ struct X11Screens::Impl {
     RandrLayout layout;
     WorkAreas workAreas;
     Observers observers;
-    std::shared_ptr<void> eventHandler;
+    WindowEvents rootEvents;
+    Subscription displayChanges;
+    Subscription rootMoves;
+    Subscription propertyChanges;
+    Subscription pointerEvents;
     QTimer soon;
     std::map<xcb_atom_t, DisplayID> identifiers;
     xcb_atom_t ownMonitor = XCB_ATOM_NONE;
@@ -85,7 +89,7 @@ struct X11Screens::Impl {
     {}
 
     void watch(X11Screens& owner, EventDispatcher& events);
-    void handle(const xcb_generic_event_t& event);
+    void propertyChanged(const xcb_property_notify_event_t& change);
     void startIn(std::chrono::milliseconds delay);
     [[nodiscard]] DisplayID identifierOf(xcb_atom_t atom, const std::string& name);
     [[nodiscard]] Point topLeftOf(int rootX, int rootY) const;
@@ -96,33 +100,35 @@ struct X11Screens::Impl {
 
 void X11Screens::Impl::watch(X11Screens& owner, EventDispatcher& events)
 {
-    addWindowEvents(connection, connection.root(), XCB_EVENT_MASK_PROPERTY_CHANGE | XCB_EVENT_MASK_STRUCTURE_NOTIFY);
-    if (connection.extensions().randr.isPresent) {
+    rootEvents =
+        WindowEvents(connection, connection.root(), XCB_EVENT_MASK_PROPERTY_CHANGE | XCB_EVENT_MASK_STRUCTURE_NOTIFY);
+    if (const Extension& randr = connection.extensions().randr; randr.isPresent) {
         xcb_randr_select_input(connection.get(), connection.root(),
                                XCB_RANDR_NOTIFY_MASK_SCREEN_CHANGE | XCB_RANDR_NOTIFY_MASK_CRTC_CHANGE |
                                    XCB_RANDR_NOTIFY_MASK_OUTPUT_CHANGE);
+        displayChanges =
+            events.add({randr.firstEvent + XCB_RANDR_SCREEN_CHANGE_NOTIFY, randr.firstEvent + XCB_RANDR_NOTIFY},
+                       [this](const auto&) { startIn(0ms); });
     }
     soon.setSingleShot(true);
     QObject::connect(&soon, &QTimer::timeout, [&owner] { owner.refresh(); });
-    eventHandler = events.add([this](const xcb_generic_event_t& event) { handle(event); });
+    rootMoves = events.add({XCB_CONFIGURE_NOTIFY}, [this](const auto& event) {
+        if (eventAs<xcb_configure_notify_event_t>(event).window == connection.root())
+            startIn(0ms);
+    });
+    propertyChanges = events.add({XCB_PROPERTY_NOTIFY}, [this](const auto& event) {
+        propertyChanged(eventAs<xcb_property_notify_event_t>(event));
+    });
+    pointerEvents =
+        events.add({XCB_BUTTON_PRESS, XCB_BUTTON_RELEASE, XCB_MOTION_NOTIFY, XCB_ENTER_NOTIFY, XCB_LEAVE_NOTIFY},
+                   [this](const auto&) {
+                       if (pointerMoves != 0)
+                           ++pointerMoves;
+                   });
 }
 
-void X11Screens::Impl::handle(const xcb_generic_event_t& event)
+void X11Screens::Impl::propertyChanged(const xcb_property_notify_event_t& change)
 {
-    const int type = eventType(event);
-    const Extension& randr = connection.extensions().randr;
-    const bool isRandr = randr.isPresent && (type == randr.firstEvent + XCB_RANDR_SCREEN_CHANGE_NOTIFY ||
-                                             type == randr.firstEvent + XCB_RANDR_NOTIFY);
-    if (isRandr ||
-        (type == XCB_CONFIGURE_NOTIFY && eventAs<xcb_configure_notify_event_t>(event).window == connection.root())) {
-        startIn(0ms);
-        return;
-    }
-    if (type >= XCB_BUTTON_PRESS && type <= XCB_LEAVE_NOTIFY && pointerMoves != 0)
-        ++pointerMoves;
-    if (type != XCB_PROPERTY_NOTIFY)
-        return;
-    const auto& change = eventAs<xcb_property_notify_event_t>(event);
     const bool isResources = change.window == connection.root() && change.atom == XCB_ATOM_RESOURCE_MANAGER;
     if (isResources || workAreas.dependOn(change.window, change.atom))
         startIn(workAreaDelay);

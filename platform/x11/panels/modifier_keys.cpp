@@ -1,6 +1,5 @@
 #include "platform/x11/panels/modifier_keys.h"
 
-#include "platform/x11/server/events.h"
 #include "platform/x11/server/handles.h"
 
 #include <set>
@@ -36,10 +35,7 @@ std::set<xcb_keycode_t> superKeys(xcb_connection_t* connection)
 
 ModifierKeys::ModifierKeys(Connection& connection, EventDispatcher& events) : connection_(connection)
 {
-    handler_ = events.add([this](const xcb_generic_event_t& event) {
-        if (eventType(event) == XCB_MAPPING_NOTIFY)
-            resolve();
-    });
+    handler_ = events.add({XCB_MAPPING_NOTIFY}, [this](const auto&) { resolve(); });
     resolve();
 }
 

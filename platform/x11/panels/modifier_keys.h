@@ -23,7 +23,7 @@ private:
 
     Connection& connection_;
     std::uint16_t commandMask_ = XCB_MOD_MASK_4;
-    std::shared_ptr<void> handler_;
+    Subscription handler_;
 };
 
 } // namespace nimbrale::x11

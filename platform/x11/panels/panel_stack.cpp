@@ -2,7 +2,6 @@
 
 #include "platform/x11/server/events.h"
 #include "platform/x11/server/handles.h"
-#include "platform/x11/server/window_events.h"
 
 #include <algorithm>
 
@@ -46,11 +45,12 @@ void place(Connection& connection, xcb_window_t window, xcb_window_t sibling)
 } // namespace
 
 PanelStack::PanelStack(Connection& connection, EventDispatcher& events, MainQueue& queue)
-    : connection_(connection), queue_(queue)
-{
-    handler_ = events.add([this](const xcb_generic_event_t& event) { handle(event); });
-    addWindowEvents(connection_, connection_.root(), XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY);
-}
+    : connection_(connection), queue_(queue),
+      rootEvents_(connection, connection.root(), XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY),
+      handler_(events.add({XCB_CREATE_NOTIFY, XCB_DESTROY_NOTIFY, XCB_MAP_NOTIFY, XCB_REPARENT_NOTIFY,
+                           XCB_CIRCULATE_NOTIFY, XCB_CONFIGURE_NOTIFY},
+                          [this](const auto& event) { handle(event); }))
+{}
 
 bool PanelStack::isOurs(xcb_window_t window) const
 {

@@ -3,6 +3,7 @@
 #include "platform/main_queue.h"
 #include "platform/x11/server/connection.h"
 #include "platform/x11/server/event_dispatcher.h"
+#include "platform/x11/server/window_events.h"
 
 #include <chrono>
 #include <deque>
@@ -58,7 +59,8 @@ private:
     std::set<xcb_window_t> othersAbove_;
     std::deque<std::chrono::steady_clock::time_point> corrections_;
     std::unique_ptr<Timer> pendingCheck_;
-    std::shared_ptr<void> handler_;
+    WindowEvents rootEvents_;
+    Subscription handler_;
 };
 
 } // namespace nimbrale::x11

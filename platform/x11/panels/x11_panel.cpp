@@ -3,16 +3,12 @@
 #include "platform/x11/layers/window_shape.h"
 #include "platform/x11/server/events.h"
 
-#include <QLoggingCategory>
-
 #include <algorithm>
 #include <utility>
 
 namespace nimbrale::x11 {
 
 namespace {
-
-Q_LOGGING_CATEGORY(panelLog, "Nimbrale.panel")
 
 constexpr xcb_button_t leftButton = 1;
 
@@ -40,7 +36,16 @@ X11Panel::X11Panel(PanelContext& context, const PanelOptions& options)
     root_.setHost(&compositor_);
     updateTranslucency();
     updateMouseShape();
-    handler_ = context_.events.add([this](const xcb_generic_event_t& event) { handle(event); });
+    exposures_ = context_.events.add({XCB_EXPOSE}, [this](const auto& event) {
+        const auto& expose = eventAs<xcb_expose_event_t>(event);
+        if (expose.window == window_.id())
+            compositor_.handleExposure({expose.x, expose.y, expose.width, expose.height}, event.full_sequence);
+    });
+    buttons_ = context_.events.add({XCB_BUTTON_PRESS, XCB_BUTTON_RELEASE}, [this](const auto& event) {
+        handleButton(eventAs<xcb_button_press_event_t>(event));
+    });
+    motions_ = context_.events.add(
+        {XCB_MOTION_NOTIFY}, [this](const auto& event) { handleMotion(eventAs<xcb_motion_notify_event_t>(event)); });
     screensChange_ = context_.screens.observeChanges([this] { setFrame(frame_); });
     compositingChange_ = context_.compositing.observeChanges([this] { updateTranslucency(); });
 }
@@ -180,30 +185,6 @@ void X11Panel::orderOut()
     context_.connection.flush();
 }
 
-void X11Panel::handle(const xcb_generic_event_t& event)
-{
-    switch (eventType(event)) {
-    case 0:
-        logError(eventAs<xcb_generic_error_t>(event));
-        return;
-    case XCB_EXPOSE: {
-        const auto& expose = eventAs<xcb_expose_event_t>(event);
-        if (expose.window == window_.id())
-            compositor_.handleExposure({expose.x, expose.y, expose.width, expose.height}, event.full_sequence);
-        return;
-    }
-    case XCB_BUTTON_PRESS:
-    case XCB_BUTTON_RELEASE:
-        handleButton(eventAs<xcb_button_press_event_t>(event));
-        return;
-    case XCB_MOTION_NOTIFY:
-        handleMotion(eventAs<xcb_motion_notify_event_t>(event));
-        return;
-    default:
-        return;
-    }
-}
-
 void X11Panel::handleButton(const xcb_button_press_event_t& event)
 {
     if (event.event != window_.id() || event.detail != leftButton)
@@ -255,15 +236,6 @@ MouseEvent X11Panel::mouseEvent(int rootX, int rootY, std::uint16_t state) const
     // By the place that the panel has now: an event may still tell positions in the window as it was before a move.
     const Point location{(rootX - pixels_.x) / scale_, frame_.height - (rootY - pixels_.y) / scale_};
     return {location, context_.screens.pointOf(rootX, rootY), context_.modifiers.isCommandHeld(state)};
-}
-
-void X11Panel::logError(const xcb_generic_error_t& error)
-{
-    if (hasLoggedError_ || error.resource_id != window_.id())
-        return;
-    hasLoggedError_ = true;
-    qCCritical(panelLog, "The X server refused request %d.%d of a panel's window with error %d", error.major_code,
-               error.minor_code, error.error_code);
 }
 
 } // namespace nimbrale::x11

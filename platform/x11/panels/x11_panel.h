@@ -53,11 +53,9 @@ public:
     void orderOut() override;
 
 private:
-    void handle(const xcb_generic_event_t& event);
     void handleButton(const xcb_button_press_event_t& event);
     void handleMotion(const xcb_motion_notify_event_t& event);
     void deliverMotion();
-    void logError(const xcb_generic_error_t& error);
     [[nodiscard]] MouseEvent mouseEvent(int rootX, int rootY, std::uint16_t state) const;
     void updateTranslucency();
     void updateMouseShape();
@@ -77,12 +75,13 @@ private:
     VirtualArea* area_ = nullptr;
     bool isPressed_ = false;
     std::optional<xcb_motion_notify_event_t> waitingMotion_;
-    bool hasLoggedError_ = false;
 
     Layer root_;
     PanelWindow window_;
     LayerCompositor compositor_;
-    std::shared_ptr<void> handler_;
+    Subscription exposures_;
+    Subscription buttons_;
+    Subscription motions_;
     Subscription screensChange_;
     Subscription compositingChange_;
     std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);

@@ -10,7 +10,8 @@ namespace nimbrale::x11 {
 CompositingWatcher::CompositingWatcher(Connection& connection, EventDispatcher& events)
     : connection_(connection), selection_(connection.atom("_NET_WM_CM_S" + std::to_string(connection.screenNumber())))
 {
-    handler_ = events.add([this](const xcb_generic_event_t& event) { handle(event); });
+    handler_ = events.add({connection_.extensions().fixes.firstEvent + XCB_XFIXES_SELECTION_NOTIFY},
+                          [this](const auto& event) { handle(eventAs<xcb_xfixes_selection_notify_event_t>(event)); });
     xcb_xfixes_select_selection_input(connection_.get(), connection_.root(), selection_,
                                       XCB_XFIXES_SELECTION_EVENT_MASK_SET_SELECTION_OWNER |
                                           XCB_XFIXES_SELECTION_EVENT_MASK_SELECTION_WINDOW_DESTROY |
@@ -20,11 +21,8 @@ CompositingWatcher::CompositingWatcher(Connection& connection, EventDispatcher& 
     isComposited_ = owner && owner->owner != XCB_NONE;
 }
 
-void CompositingWatcher::handle(const xcb_generic_event_t& event)
+void CompositingWatcher::handle(const xcb_xfixes_selection_notify_event_t& change)
 {
-    if (eventType(event) != connection_.extensions().fixes.firstEvent + XCB_XFIXES_SELECTION_NOTIFY)
-        return;
-    const auto& change = eventAs<xcb_xfixes_selection_notify_event_t>(event);
     if (change.selection != selection_)
         return;
     const bool isOwned = change.subtype == XCB_XFIXES_SELECTION_EVENT_SET_SELECTION_OWNER && change.owner != XCB_NONE;

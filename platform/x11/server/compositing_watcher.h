@@ -7,6 +7,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <xcb/xfixes.h>
 
 namespace nimbrale::x11 {
 
@@ -26,14 +27,14 @@ public:
     }
 
 private:
-    void handle(const xcb_generic_event_t& event);
+    void handle(const xcb_xfixes_selection_notify_event_t& change);
     void update(bool isComposited);
 
     Connection& connection_;
     xcb_atom_t selection_;
     bool isComposited_ = false;
     Observers observers_;
-    std::shared_ptr<void> handler_;
+    Subscription handler_;
 };
 
 } // namespace nimbrale::x11

@@ -2,6 +2,7 @@
 
 #include "platform/x11/server/handles.h"
 
+#include <algorithm>
 #include <xcb/composite.h>
 #include <xcb/damage.h>
 #include <xcb/randr.h>
@@ -178,6 +179,31 @@ bool Connection::hasAlpha(xcb_render_pictformat_t format) const
 {
     const auto known = formatHasAlpha_.find(format);
     return known != formatHasAlpha_.end() && known->second;
+}
+
+void Connection::addWindowEvents(xcb_window_t window, std::uint32_t events)
+{
+    windowEvents_.emplace(window, events);
+    applyWindowEvents(window);
+}
+
+void Connection::removeWindowEvents(xcb_window_t window, std::uint32_t events)
+{
+    const auto [first, last] = windowEvents_.equal_range(window);
+    const auto entry = std::find_if(first, last, [&](const auto& added) { return added.second == events; });
+    if (entry == last)
+        return;
+    windowEvents_.erase(entry);
+    applyWindowEvents(window);
+}
+
+// Even when nothing seems to change: the window may be another one than that which bore the identifier before.
+void Connection::applyWindowEvents(xcb_window_t window)
+{
+    std::uint32_t mask = 0;
+    const auto [first, last] = windowEvents_.equal_range(window);
+    std::for_each(first, last, [&](const auto& added) { mask |= added.second; });
+    mayFail(connection_, xcb_change_window_attributes_checked(connection_, window, XCB_CW_EVENT_MASK, &mask));
 }
 
 void Connection::synchronize()

@@ -72,6 +72,11 @@ public:
     /// A visual of depth 32 with alpha; 0 when the server has none.
     [[nodiscard]] xcb_visualid_t argbVisual() const { return argbVisual_; }
 
+    /// Adds those bits to, or takes them off, what the connection hears of a window that it did not make, whether or
+    /// not the window is still there. Whoever adds some takes the same off again: use `WindowEvents`.
+    void addWindowEvents(xcb_window_t window, std::uint32_t events);
+    void removeWindowEvents(xcb_window_t window, std::uint32_t events);
+
     /// Waits until the server has done all that was sent before.
     void synchronize();
     void flush() { xcb_flush(connection_); }
@@ -81,6 +86,7 @@ private:
     Connection(xcb_connection_t* connection, int screenNumber);
     void queryExtensions();
     void queryFormats();
+    void applyWindowEvents(xcb_window_t window);
 
     xcb_connection_t* connection_;
     int screenNumber_;
@@ -88,6 +94,7 @@ private:
     Extensions extensions_;
     int randrVersion_ = 0;
     std::map<std::string, xcb_atom_t> atoms_;
+    std::multimap<xcb_window_t, std::uint32_t> windowEvents_;
     std::map<xcb_visualid_t, xcb_render_pictformat_t> formats_;
     std::map<xcb_render_pictformat_t, bool> formatHasAlpha_;
     xcb_render_pictformat_t argbFormat_ = 0;

@@ -11,22 +11,10 @@ namespace nimbrale::x11 {
 struct EventDispatcher::Impl {
     Connection& connection;
     std::function<void()> onLost;
-    std::vector<std::weak_ptr<Handler>> handlers;
+    EventRoutes routes;
     std::unique_ptr<QSocketNotifier> notifier;
     QMetaObject::Connection beforeSleep;
-
-    void handOut(const xcb_generic_event_t& event);
 };
-
-void EventDispatcher::Impl::handOut(const xcb_generic_event_t& event)
-{
-    std::erase_if(handlers, [](const auto& handler) { return handler.expired(); });
-    const auto current = handlers;
-    for (const auto& handler : current) {
-        if (const auto alive = handler.lock())
-            (*alive)(event);
-    }
-}
 
 EventDispatcher::EventDispatcher(Connection& connection, std::function<void()> onLost)
     : impl_(new Impl{connection, std::move(onLost), {}, nullptr, {}})
@@ -45,11 +33,9 @@ EventDispatcher::~EventDispatcher()
     QObject::disconnect(impl_->beforeSleep);
 }
 
-std::shared_ptr<void> EventDispatcher::add(Handler handler)
+Subscription EventDispatcher::add(std::initializer_list<int> types, Handler handler, SentEvents sent)
 {
-    auto entry = std::make_shared<Handler>(std::move(handler));
-    impl_->handlers.emplace_back(entry);
-    return entry;
+    return impl_->routes.add(types, std::move(handler), sent);
 }
 
 void EventDispatcher::dispatch()
@@ -58,7 +44,7 @@ void EventDispatcher::dispatch()
     Reply<xcb_generic_event_t> event(xcb_poll_for_event(raw));
     do {
         for (; event; event.reset(xcb_poll_for_event(raw)))
-            impl_->handOut(*event);
+            impl_->routes.deliver(*event);
         impl_->connection.flush();
         // Sending takes in what has arrived meanwhile, and the socket does not announce it again.
         event.reset(xcb_poll_for_queued_event(raw));

@@ -1,18 +1,39 @@
 #include "platform/x11/server/window_events.h"
 
-#include "platform/x11/server/handles.h"
+#include <utility>
 
 namespace nimbrale::x11 {
 
-void addWindowEvents(Connection& connection, xcb_window_t window, std::uint32_t events)
+WindowEvents::WindowEvents(Connection& connection, xcb_window_t window, std::uint32_t events)
+    : connection_(&connection), window_(window), events_(events)
 {
-    const Reply<xcb_get_window_attributes_reply_t> attributes(xcb_get_window_attributes_reply(
-        connection.get(), xcb_get_window_attributes(connection.get(), window), nullptr));
-    if (!attributes)
-        return;
-    const std::uint32_t mask = attributes->your_event_mask | events;
-    // The window may be gone by now, which is for whoever deals with it to notice.
-    mayFail(connection.get(), xcb_change_window_attributes_checked(connection.get(), window, XCB_CW_EVENT_MASK, &mask));
+    connection_->addWindowEvents(window_, events_);
+}
+
+WindowEvents::~WindowEvents()
+{
+    end();
+}
+
+WindowEvents::WindowEvents(WindowEvents&& other) noexcept
+    : connection_(other.connection_), window_(std::exchange(other.window_, XCB_NONE)), events_(other.events_)
+{}
+
+WindowEvents& WindowEvents::operator=(WindowEvents&& other) noexcept
+{
+    if (this != &other) {
+        end();
+        connection_ = other.connection_;
+        window_ = std::exchange(other.window_, XCB_NONE);
+        events_ = other.events_;
+    }
+    return *this;
+}
+
+void WindowEvents::end()
+{
+    if (window_ != XCB_NONE)
+        connection_->removeWindowEvents(std::exchange(window_, XCB_NONE), events_);
 }
 
 } // namespace nimbrale::x11

@@ -36,7 +36,10 @@ struct VirtualArea::Impl {
     std::vector<xcb_window_t> windows;
     PixelRect pixels;
     bool isVerified = false;
-    std::shared_ptr<void> eventHandler;
+    WindowEvents rootEvents;
+    Subscription compositorChanges;
+    Subscription shapeChanges;
+    Subscription restackings;
     std::unique_ptr<Timer> probeTimer;
     std::unique_ptr<AreaProbe> probe;
 
@@ -45,7 +48,7 @@ struct VirtualArea::Impl {
           compositorSelection(theConnection.atom("_NET_WM_CM_S" + std::to_string(theConnection.screenNumber())))
     {}
 
-    void handle(const xcb_generic_event_t& event);
+    void watch(EventDispatcher& events);
     [[nodiscard]] bool hasCompositor() const;
     void probeSoon();
     void startProbe();
@@ -58,22 +61,29 @@ struct VirtualArea::Impl {
     void keepOrder() const;
 };
 
-void VirtualArea::Impl::handle(const xcb_generic_event_t& event)
+void VirtualArea::Impl::watch(EventDispatcher& events)
 {
     const Extensions& extensions = connection.extensions();
-    const int type = eventType(event);
-    if (type == extensions.fixes.firstEvent + XCB_XFIXES_SELECTION_NOTIFY &&
-        eventAs<xcb_xfixes_selection_notify_event_t>(event).selection == compositorSelection) {
-        // What the last compositing manager needed says nothing of the next one, and the overlay must not outlive it.
-        leaveOverlay();
-        probeSoon();
-    }
-    if (overlay.window() != XCB_WINDOW_NONE && type == extensions.shape.firstEvent + XCB_SHAPE_NOTIFY &&
-        eventAs<xcb_shape_notify_event_t>(event).affected_window == overlay.window())
-        overlay.open(pixels);
-    if (type == XCB_CONFIGURE_NOTIFY && !windows.empty() && overlay.window() == XCB_WINDOW_NONE &&
-        eventAs<xcb_configure_notify_event_t>(event).window == windows.back())
-        keepOrder();
+    rootEvents = WindowEvents(connection, connection.root(), XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY);
+    compositorChanges =
+        events.add({extensions.fixes.firstEvent + XCB_XFIXES_SELECTION_NOTIFY}, [this](const auto& event) {
+            if (eventAs<xcb_xfixes_selection_notify_event_t>(event).selection != compositorSelection)
+                return;
+            // What the last compositing manager needed says nothing of the next one, and the overlay must not outlive
+            // it.
+            leaveOverlay();
+            probeSoon();
+        });
+    shapeChanges = events.add({extensions.shape.firstEvent + XCB_SHAPE_NOTIFY}, [this](const auto& event) {
+        if (overlay.window() != XCB_WINDOW_NONE &&
+            eventAs<xcb_shape_notify_event_t>(event).affected_window == overlay.window())
+            overlay.open(pixels);
+    });
+    restackings = events.add({XCB_CONFIGURE_NOTIFY}, [this](const auto& event) {
+        if (!windows.empty() && overlay.window() == XCB_WINDOW_NONE &&
+            eventAs<xcb_configure_notify_event_t>(event).window == windows.back())
+            keepOrder();
+    });
 }
 
 // Whoever moves the frontmost window in the stack, a panel that gives way to a window that the user works in, takes the
@@ -219,8 +229,7 @@ VirtualArea::VirtualArea(Connection& connection, EventDispatcher& events, MainQu
                                       XCB_XFIXES_SELECTION_EVENT_MASK_SET_SELECTION_OWNER |
                                           XCB_XFIXES_SELECTION_EVENT_MASK_SELECTION_WINDOW_DESTROY |
                                           XCB_XFIXES_SELECTION_EVENT_MASK_SELECTION_CLIENT_CLOSE);
-    addWindowEvents(connection, connection.root(), XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY);
-    impl_->eventHandler = events.add([this](const xcb_generic_event_t& event) { impl_->handle(event); });
+    impl_->watch(events);
 }
 
 VirtualArea::~VirtualArea()

@@ -77,13 +77,28 @@ X11VirtualDisplay::X11VirtualDisplay(const Environment& environment, const Virtu
     displayID_ = environment.screens.displayIDForMonitor(record_.monitor);
     environment.screens.setOwnMonitor(record_.monitor);
     environment.area.onUnusable = [this](Error error) { becomeUnusable(std::move(error)); };
-    eventHandler_ = environment.events.add([this](const xcb_generic_event_t& event) { handle(event); });
+    const int randr = environment.connection.extensions().randr.firstEvent;
+    screenChanges_ = environment.events.add({randr + XCB_RANDR_SCREEN_CHANGE_NOTIFY}, [this](const auto& event) {
+        screenChanged(eventAs<xcb_randr_screen_change_notify_event_t>(event));
+    });
+    outputChanges_ = environment.events.add({randr + XCB_RANDR_NOTIFY}, [this](const auto& event) {
+        giveOutputBack(eventAs<xcb_randr_notify_event_t>(event));
+        checkSoon(settleDelay);
+    });
+    rootChanges_ = environment.events.add({XCB_CONFIGURE_NOTIFY}, [this](const auto& event) {
+        if (eventAs<xcb_configure_notify_event_t>(event).window != environment_.connection.root())
+            return;
+        takeScreenBack();
+        checkSoon(settleDelay);
+    });
 }
 
 X11VirtualDisplay::~X11VirtualDisplay()
 {
     Connection& connection = environment_.connection;
-    eventHandler_.reset();
+    screenChanges_.reset();
+    outputChanges_.reset();
+    rootChanges_.reset();
     checkTimer_.reset();
     environment_.area.onUnusable = nullptr;
     if (card_ && !connection.isLost()) {
@@ -224,27 +239,15 @@ void X11VirtualDisplay::ensurePrimary()
     record_.write(environment_.connection);
 }
 
-void X11VirtualDisplay::handle(const xcb_generic_event_t& event)
+void X11VirtualDisplay::screenChanged(const xcb_randr_screen_change_notify_event_t& change)
 {
-    const int type = eventType(event);
-    const int randr = environment_.connection.extensions().randr.firstEvent;
-    if (type == randr + XCB_RANDR_SCREEN_CHANGE_NOTIFY) {
-        const auto& change = eventAs<xcb_randr_screen_change_notify_event_t>(event);
-        if (change.width && change.height && change.mwidth && change.mheight) {
-            const PixelPitch now{static_cast<double>(change.mwidth) / change.width,
-                                 static_cast<double>(change.mheight) / change.height};
-            if (differsMuch(now.horizontal, pitch_.horizontal) || differsMuch(now.vertical, pitch_.vertical))
-                pitch_ = now;
-        }
-        checkSoon(settleDelay);
-    } else if (type == randr + XCB_RANDR_NOTIFY) {
-        giveOutputBack(eventAs<xcb_randr_notify_event_t>(event));
-        checkSoon(settleDelay);
-    } else if (type == XCB_CONFIGURE_NOTIFY &&
-               eventAs<xcb_configure_notify_event_t>(event).window == environment_.connection.root()) {
-        takeScreenBack();
-        checkSoon(settleDelay);
+    if (change.width && change.height && change.mwidth && change.mheight) {
+        const PixelPitch now{static_cast<double>(change.mwidth) / change.width,
+                             static_cast<double>(change.mheight) / change.height};
+        if (differsMuch(now.horizontal, pitch_.horizontal) || differsMuch(now.vertical, pitch_.vertical))
+            pitch_ = now;
     }
+    checkSoon(settleDelay);
 }
 
 // A viewer that looks at a display that is off the screen may end the share for good, so the screen does not wait for

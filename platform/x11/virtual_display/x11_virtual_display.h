@@ -54,7 +54,7 @@ private:
     [[nodiscard]] PixelRect atCorner(int width, int height) const;
     [[nodiscard]] bool isScreenBigEnough() const;
     void ensurePrimary();
-    void handle(const xcb_generic_event_t& event);
+    void screenChanged(const xcb_randr_screen_change_notify_event_t& change);
     void takeScreenBack();
     void giveOutputBack(const xcb_randr_notify_event_t& event);
     void checkSoon(std::chrono::milliseconds delay);
@@ -78,7 +78,9 @@ private:
     PixelRect realBounds_;
     std::optional<BackdropCard> card_;
     PointerBarriers barriers_;
-    std::shared_ptr<void> eventHandler_;
+    Subscription screenChanges_;
+    Subscription outputChanges_;
+    Subscription rootChanges_;
     std::unique_ptr<Timer> checkTimer_;
     std::unique_ptr<Timer> unusableTimer_;
     std::deque<std::chrono::steady_clock::time_point> corrections_;
