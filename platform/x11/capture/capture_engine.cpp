@@ -82,7 +82,7 @@ void CaptureEngine::prepare()
     watchCompositor();
     background_ = std::make_unique<RootBackground>(*connection_, isComposited_);
     if (stack_)
-        stack_->addExempt(background_->standIn());
+        stack_->addExempt(background_->anchor());
     connection_->synchronize();
 }
 
@@ -131,7 +131,7 @@ void CaptureEngine::readCompositor()
     if (background_) {
         background_->setComposited(isComposited);
         if (stack_)
-            stack_->addExempt(background_->standIn());
+            stack_->addExempt(background_->anchor());
     }
     for (const auto& session : sessions_)
         session->markAllDirty();
@@ -257,7 +257,7 @@ void CaptureEngine::handle(const xcb_generic_event_t& event)
     if (isSentByClient(event))
         return;
     if (extensions.damage.isPresent && type == extensions.damage.firstEvent + XCB_DAMAGE_NOTIFY) {
-        damaged(eventAs<xcb_damage_notify_event_t>(event));
+        damaged(event);
         return;
     }
     if (type == extensions.fixes.firstEvent + XCB_XFIXES_SELECTION_NOTIFY) {
@@ -276,7 +276,7 @@ void CaptureEngine::handle(const xcb_generic_event_t& event)
     }
     if (background_->handle(event)) {
         if (stack_)
-            stack_->addExempt(background_->standIn());
+            stack_->addExempt(background_->anchor());
         for (const auto& session : sessions_)
             session->markAllDirty();
     }
@@ -284,10 +284,16 @@ void CaptureEngine::handle(const xcb_generic_event_t& event)
         stack_->handle(event);
 }
 
-void CaptureEngine::damaged(const xcb_damage_notify_event_t& event)
+void CaptureEngine::damaged(const xcb_generic_event_t& raw)
 {
+    const auto& event = eventAs<xcb_damage_notify_event_t>(raw);
+
     if (mode_ == Mode::rootDamage) {
         hasDamage_ = true;
+        return;
+    }
+    if (event.drawable == connection_->root()) {
+        (void)background_->handle(raw);
         return;
     }
     const auto& windows = stack_->windows();

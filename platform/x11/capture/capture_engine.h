@@ -80,7 +80,7 @@ private:
     [[nodiscard]] std::vector<std::function<void()>> takePosted();
     void drainEvents();
     void handle(const xcb_generic_event_t& event);
-    void damaged(const xcb_damage_notify_event_t& event);
+    void damaged(const xcb_generic_event_t& event);
     /// Composes what is due. The time until the next picture that is known to be needed, absent for none.
     [[nodiscard]] std::optional<std::chrono::nanoseconds> composeDue();
     /// The time in which no session may have a picture, absent when one may have it at once.
@@ -88,6 +88,9 @@ private:
     [[nodiscard]] bool hasWork(const CaptureSession& session) const;
     void collectChanges();
     void collectRootDamage();
+    /// Whether the root's damage is worth a question now.
+    [[nodiscard]] bool isBareRootDue(Clock::time_point now) const;
+    void markBareRoot(PixelRegion damage);
     [[nodiscard]] bool isRelevant(const CapturedWindow& window) const;
     void subtractHidden(PixelRegion& region, const CapturedWindow& window, const CaptureSession& session) const;
     void movePointer(const PointerPlace& place);
@@ -112,6 +115,8 @@ private:
     bool hasDamage_ = false;
     bool isPointerStale_ = true;
     Clock::time_point pointerAsked_;
+    /// Not before then is the root's damage asked for.
+    Clock::time_point bareRootDue_;
     std::optional<PointerPlace> pointerPlace_;
     std::vector<std::shared_ptr<CaptureSession>> sessions_;
 

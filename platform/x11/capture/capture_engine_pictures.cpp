@@ -4,6 +4,7 @@
 #include "platform/x11/server/handles.h"
 
 #include <algorithm>
+#include <limits>
 #include <poll.h>
 #include <xcb/damage.h>
 #include <xcb/sync.h>
@@ -19,17 +20,21 @@ constexpr int mostRectangles = 24;
 /// Programs that set the pointer's place themselves announce it by no event: now and then it is asked for.
 constexpr std::chrono::milliseconds pointerPollInterval{200};
 
+/// Whatever is drawn anywhere is damage of the root, and hardly ever the root's own: unless it was the last time, it is
+/// looked through no more often than this.
+constexpr std::chrono::milliseconds bareRootInterval{200};
+
 /// For how long events may wait for the next picture: others go by the pointer's moves, which come with them.
 constexpr std::chrono::milliseconds longestDeafness{50};
 
-PixelRegion fetched(xcb_connection_t* connection, xcb_xfixes_fetch_region_cookie_t cookie)
+PixelRegion fetched(xcb_connection_t* connection, xcb_xfixes_fetch_region_cookie_t cookie, int most = mostRectangles)
 {
     PixelRegion region;
     const Reply<xcb_xfixes_fetch_region_reply_t> reply(xcb_xfixes_fetch_region_reply(connection, cookie, nullptr));
     if (!reply)
         return region;
     const int count = xcb_xfixes_fetch_region_rectangles_length(reply.get());
-    if (count > mostRectangles) {
+    if (count > most) {
         region.add(reply->extents.x, reply->extents.y, reply->extents.width, reply->extents.height);
         return region;
     }
@@ -54,6 +59,12 @@ std::optional<std::chrono::nanoseconds> CaptureEngine::composeDue()
     std::optional<std::chrono::nanoseconds> wait;
     const auto now = Clock::now();
     isPointerStale_ |= isPointerShown() && now - pointerAsked_ >= pointerPollInterval;
+    if (background_->isDamaged() && !sessions_.empty()) {
+        if (isBareRootDue(now))
+            hasDamage_ = true;
+        else
+            wait = bareRootDue_ - now;
+    }
     std::vector<CaptureSession*> due;
     for (const auto& session : sessions_) {
         if (!hasWork(*session) || session->isWaitingForOwner())
@@ -100,6 +111,9 @@ void CaptureEngine::collectChanges()
         pointerCookie = xcb_query_pointer(raw, connection_->root());
         pointerAsked_ = Clock::now();
     }
+    std::optional<xcb_xfixes_fetch_region_cookie_t> rootCookie;
+    if (isBareRootDue(Clock::now()))
+        rootCookie = background_->fetchDamage(fetchedRegion_);
     if (hasDamage_ && mode_ == Mode::rootDamage)
         collectRootDamage();
     hasDamage_ = false;
@@ -118,11 +132,37 @@ void CaptureEngine::collectChanges()
             session->markDirty(visible);
         }
     }
+    if (rootCookie)
+        markBareRoot(fetched(raw, *rootCookie, std::numeric_limits<int>::max()));
     if (!pointerCookie)
         return;
     const Reply<xcb_query_pointer_reply_t> pointer(xcb_query_pointer_reply(raw, *pointerCookie, nullptr));
     if (pointer)
         movePointer({pointer->root_x, pointer->root_y});
+}
+
+bool CaptureEngine::isBareRootDue(Clock::time_point now) const
+{
+    return background_->isDamaged() && now >= bareRootDue_;
+}
+
+void CaptureEngine::markBareRoot(PixelRegion damage)
+{
+    for (const auto& window : stack_->windows()) {
+        if (window->isMapped && !window->isInputOnly)
+            damage -= window->extents();
+    }
+    bareRootDue_ = damage.isEmpty() ? Clock::now() + bareRootInterval : Clock::time_point{};
+    if (damage.isEmpty())
+        return;
+    for (const auto& session : sessions_) {
+        session->markDirty(damage);
+        // What the root shows where a window that is left out covers it may be new as well.
+        for (const auto& window : stack_->windows()) {
+            if (window->isMapped && !window->isInputOnly && !session->includes(*window))
+                session->markDirty(window->extents());
+        }
+    }
 }
 
 void CaptureEngine::collectRootDamage()

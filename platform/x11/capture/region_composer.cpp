@@ -133,20 +133,40 @@ void RegionComposer::paint(const CapturedWindow& window, const PixelRegion& clip
 
 void RegionComposer::paintBackground(const PixelRegion& clip, const RootBackground& background)
 {
+    if (background.standIn() != XCB_NONE) {
+        paintRoot(clip, background.standIn());
+        return;
+    }
     xcb_connection_t* const raw = connection_.get();
-    if (background.picture() == XCB_NONE) {
+    clipTo(clip);
+    if (background.wallpaper() == XCB_NONE) {
         const auto rects = clip.serverRects(-source_.x, -source_.y);
-        clipTo(clip);
         xcb_render_fill_rectangles(raw, XCB_RENDER_PICT_OP_SRC, canvas_.picture, {0, 0, 0, 0xffff},
                                    std::uint32_t(rects.size()), rects.data());
         return;
     }
-    clipTo(clip);
     const PixelRect bounds = clip.bounds();
-    mayFail(raw, xcb_render_composite_checked(raw, XCB_RENDER_PICT_OP_SRC, background.picture(), XCB_NONE,
+    mayFail(raw, xcb_render_composite_checked(raw, XCB_RENDER_PICT_OP_SRC, background.wallpaper(), XCB_NONE,
                                               canvas_.picture, std::int16_t(bounds.x), std::int16_t(bounds.y), 0, 0,
                                               std::int16_t(bounds.x - source_.x), std::int16_t(bounds.y - source_.y),
                                               std::uint16_t(bounds.width), std::uint16_t(bounds.height)));
+}
+
+void RegionComposer::paintRoot(const PixelRegion& clip, xcb_window_t standIn)
+{
+    xcb_connection_t* const raw = connection_.get();
+    const auto copy = [&](xcb_window_t from, const xcb_rectangle_t& rect) {
+        xcb_copy_area(raw, from, canvas_.pixmap->pixmap(), context_, rect.x, rect.y,
+                      static_cast<std::int16_t>(rect.x - source_.x), static_cast<std::int16_t>(rect.y - source_.y),
+                      rect.width, rect.height);
+    };
+    for (const xcb_rectangle_t& rect : clip.serverRects()) {
+        xcb_clear_area(raw, 0, standIn, rect.x, rect.y, rect.width, rect.height);
+        copy(standIn, rect);
+        // Programs draw on the root itself, too. The server copies nothing where a window covers the root, so that no
+        // own window can get in by this, wherever it has gone meanwhile.
+        copy(connection_.root(), rect);
+    }
 }
 
 void RegionComposer::paintPointer(const PixelRegion& dirty, const PointerImage& image, const PointerPlace& place)

@@ -68,6 +68,7 @@ private:
     void release(Canvas& canvas);
     void paint(const CapturedWindow& window, const PixelRegion& clip, bool isOver);
     void paintBackground(const PixelRegion& clip, const RootBackground& background);
+    void paintRoot(const PixelRegion& clip, xcb_window_t standIn);
     void paintPointer(const PixelRegion& dirty, const PointerImage& image, const PointerPlace& place);
     void clipTo(const PixelRegion& region);
 

@@ -4,26 +4,24 @@
 #include "platform/x11/server/handles.h"
 
 #include <algorithm>
-#include <xcb/shape.h>
+#include <xcb/composite.h>
 
 namespace nimbrale::x11 {
 
 RootBackground::RootBackground(Connection& connection, bool isComposited)
-    : connection_(connection), wallpaperAtoms_{connection.atom("_XROOTPMAP_ID"), connection.atom("ESETROOT_PMAP_ID")},
-      isComposited_(isComposited)
+    : connection_(connection), wallpaperAtoms_{connection.atom("_XROOTPMAP_ID"), connection.atom("ESETROOT_PMAP_ID")}
 {
     // The connection's record of the root's size is from its opening; it may have grown since.
     const Reply<xcb_get_geometry_reply_t> geometry(
         xcb_get_geometry_reply(connection_.get(), xcb_get_geometry(connection_.get(), connection_.root()), nullptr));
     rootWidth_ = geometry ? geometry->width : connection_.screen().width_in_pixels;
     rootHeight_ = geometry ? geometry->height : connection_.screen().height_in_pixels;
-    read();
+    setComposited(isComposited);
 }
 
 RootBackground::~RootBackground()
 {
-    if (picture_ != XCB_NONE)
-        xcb_render_free_picture(connection_.get(), picture_);
+    dropWallpaper();
     dropStandIn();
 }
 
@@ -31,92 +29,123 @@ bool RootBackground::handle(const xcb_generic_event_t& event)
 {
     if (eventType(event) == XCB_PROPERTY_NOTIFY) {
         const auto& notify = eventAs<xcb_property_notify_event_t>(event);
-        if (notify.window != connection_.root() ||
+        if (standIn_ != XCB_NONE || notify.window != connection_.root() ||
             std::find(std::begin(wallpaperAtoms_), std::end(wallpaperAtoms_), notify.atom) == std::end(wallpaperAtoms_))
             return false;
-        read();
+        readWallpaper();
         return true;
     }
-    if (eventType(event) == XCB_CIRCULATE_NOTIFY)
-        lowerStandIn();
+    const Extension& damage = connection_.extensions().damage;
+    if (damage_ != XCB_NONE && eventType(event) == damage.firstEvent + XCB_DAMAGE_NOTIFY) {
+        isDamaged_ |= eventAs<xcb_damage_notify_event_t>(event).damage == damage_;
+        return false;
+    }
     if (eventType(event) != XCB_CONFIGURE_NOTIFY)
         return false;
     const auto& notify = eventAs<xcb_configure_notify_event_t>(event);
-    if (notify.window != connection_.root()) {
-        // Whatever goes to the bottom of the stack would vanish behind the stand-in.
-        if (notify.above_sibling == XCB_NONE && notify.window != standIn_)
-            lowerStandIn();
+    if (notify.window != connection_.root())
         return false;
-    }
     rootWidth_ = notify.width;
     rootHeight_ = notify.height;
     if (standIn_ != XCB_NONE) {
-        const std::uint32_t size[] = {std::uint32_t(rootWidth_), std::uint32_t(rootHeight_)};
+        const std::uint32_t size[] = {static_cast<std::uint32_t>(rootWidth_), static_cast<std::uint32_t>(rootHeight_)};
         xcb_configure_window(connection_.get(), standIn_, XCB_CONFIG_WINDOW_WIDTH | XCB_CONFIG_WINDOW_HEIGHT, size);
     }
     return true;
 }
 
-void RootBackground::read()
+xcb_xfixes_fetch_region_cookie_t RootBackground::fetchDamage(xcb_xfixes_region_t region)
 {
-    xcb_connection_t* const raw = connection_.get();
-    if (picture_ != XCB_NONE)
-        mayFail(raw, xcb_render_free_picture_checked(raw, picture_));
-    picture_ = XCB_NONE;
-    for (const xcb_atom_t atom : wallpaperAtoms_) {
-        const auto pixmap = connection_.property32(connection_.root(), atom, XCB_ATOM_PIXMAP);
-        if (!pixmap)
-            continue;
-        // The property may outlive the pixmap: a program that set a wallpaper and ended took it along.
-        const Reply<xcb_get_geometry_reply_t> geometry(
-            xcb_get_geometry_reply(raw, xcb_get_geometry(raw, *pixmap), nullptr));
-        if (!geometry || geometry->depth != connection_.screen().root_depth)
-            continue;
-        picture_ = connection_.newId();
-        const std::uint32_t repeat = XCB_RENDER_REPEAT_NORMAL;
-        mayFail(raw, xcb_render_create_picture_checked(raw, picture_, *pixmap, connection_.rootFormat(),
-                                                       XCB_RENDER_CP_REPEAT, &repeat));
-        dropStandIn();
-        return;
-    }
-    if (isComposited_)
-        dropStandIn();
-    else if (standIn_ == XCB_NONE)
-        makeStandIn();
+    isDamaged_ = false;
+    mayFail(connection_.get(), xcb_damage_subtract_checked(connection_.get(), damage_, XCB_NONE, region));
+    return xcb_xfixes_fetch_region(connection_.get(), region);
 }
 
 void RootBackground::setComposited(bool isComposited)
 {
-    isComposited_ = isComposited;
-    read();
+    if (isComposited) {
+        dropStandIn();
+        readWallpaper();
+        return;
+    }
+    dropWallpaper();
+    // A server without DAMAGE ends in the redirection of a window.
+    const Extensions& extensions = connection_.extensions();
+    if (standIn_ == XCB_NONE && extensions.composite.isPresent && extensions.damage.isPresent)
+        makeStandIn();
+}
+
+void RootBackground::readWallpaper()
+{
+    dropWallpaper();
+    for (const xcb_atom_t atom : wallpaperAtoms_) {
+        const std::optional<xcb_pixmap_t> pixmap = namedPixmap(atom);
+        if (!pixmap)
+            continue;
+        wallpaper_ = connection_.newId();
+        const std::uint32_t repeat = XCB_RENDER_REPEAT_NORMAL;
+        mayFail(connection_.get(),
+                xcb_render_create_picture_checked(connection_.get(), wallpaper_, *pixmap, connection_.rootFormat(),
+                                                  XCB_RENDER_CP_REPEAT, &repeat));
+        return;
+    }
+}
+
+std::optional<xcb_pixmap_t> RootBackground::namedPixmap(xcb_atom_t property) const
+{
+    const auto named = connection_.property32(connection_.root(), property, XCB_ATOM_PIXMAP);
+    if (!named)
+        return std::nullopt;
+    xcb_connection_t* const raw = connection_.get();
+    const auto geometryCookie = xcb_get_geometry(raw, *named);
+    const auto attributesCookie = xcb_get_window_attributes(raw, *named);
+    const Reply<xcb_get_geometry_reply_t> geometry(xcb_get_geometry_reply(raw, geometryCookie, nullptr));
+    const Reply<xcb_get_window_attributes_reply_t> attributes(
+        xcb_get_window_attributes_reply(raw, attributesCookie, nullptr));
+    // The property may outlive the pixmap: a program that set a wallpaper and ended took it along. And only a window
+    // has attributes: what a program shows in one is nobody's background.
+    if (!geometry || attributes || geometry->depth != connection_.screen().root_depth)
+        return std::nullopt;
+    return named;
+}
+
+void RootBackground::dropWallpaper()
+{
+    // The picture was never made when the pixmap vanished in the moment of its making.
+    if (wallpaper_ != XCB_NONE)
+        mayFail(connection_.get(), xcb_render_free_picture_checked(connection_.get(), wallpaper_));
+    wallpaper_ = XCB_NONE;
 }
 
 void RootBackground::makeStandIn()
 {
     xcb_connection_t* const raw = connection_.get();
-    standIn_ = connection_.newId();
     const std::uint32_t values[] = {XCB_BACK_PIXMAP_PARENT_RELATIVE, 1};
-    xcb_create_window(raw, XCB_COPY_FROM_PARENT, standIn_, connection_.root(), 0, 0, std::uint16_t(rootWidth_),
-                      std::uint16_t(rootHeight_), 0, XCB_WINDOW_CLASS_INPUT_OUTPUT, XCB_COPY_FROM_PARENT,
-                      XCB_CW_BACK_PIXMAP | XCB_CW_OVERRIDE_REDIRECT, values);
-    xcb_shape_rectangles(raw, XCB_SHAPE_SO_SET, XCB_SHAPE_SK_INPUT, XCB_CLIP_ORDERING_UNSORTED, standIn_, 0, 0, 0,
-                         nullptr);
-    lowerStandIn();
+    const std::uint32_t mask = XCB_CW_BACK_PIXMAP | XCB_CW_OVERRIDE_REDIRECT;
+    anchor_ = connection_.newId();
+    xcb_create_window(raw, XCB_COPY_FROM_PARENT, anchor_, connection_.root(), -1, -1, 1, 1, 0,
+                      XCB_WINDOW_CLASS_INPUT_OUTPUT, XCB_COPY_FROM_PARENT, mask, values);
+    standIn_ = connection_.newId();
+    // A redirected window is not cut to its parent. One pixel away from it lies the root's corner.
+    xcb_create_window(raw, XCB_COPY_FROM_PARENT, standIn_, anchor_, 1, 1, static_cast<std::uint16_t>(rootWidth_),
+                      static_cast<std::uint16_t>(rootHeight_), 0, XCB_WINDOW_CLASS_INPUT_OUTPUT, XCB_COPY_FROM_PARENT,
+                      mask, values);
+    xcb_composite_redirect_window(raw, standIn_, XCB_COMPOSITE_REDIRECT_MANUAL);
     xcb_map_window(raw, standIn_);
-}
-
-void RootBackground::lowerStandIn()
-{
-    if (standIn_ == XCB_NONE)
-        return;
-    const std::uint32_t lowest = XCB_STACK_MODE_BELOW;
-    xcb_configure_window(connection_.get(), standIn_, XCB_CONFIG_WINDOW_STACK_MODE, &lowest);
+    xcb_map_window(raw, anchor_);
+    damage_ = connection_.newId();
+    xcb_damage_create(raw, damage_, connection_.root(), XCB_DAMAGE_REPORT_LEVEL_NON_EMPTY);
 }
 
 void RootBackground::dropStandIn()
 {
-    if (standIn_ != XCB_NONE)
-        xcb_destroy_window(connection_.get(), standIn_);
+    if (anchor_ != XCB_NONE)
+        xcb_destroy_window(connection_.get(), anchor_);
+    if (damage_ != XCB_NONE)
+        xcb_damage_destroy(connection_.get(), damage_);
+    damage_ = XCB_NONE;
+    isDamaged_ = false;
+    anchor_ = XCB_NONE;
     standIn_ = XCB_NONE;
 }
 

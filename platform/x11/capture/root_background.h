@@ -2,15 +2,24 @@
 
 #include "platform/x11/server/connection.h"
 
+#include <optional>
+#include <xcb/damage.h>
 #include <xcb/render.h>
 #include <xcb/xcb.h>
+#include <xcb/xfixes.h>
 
 namespace nimbrale::x11 {
 
-/// What the root window shows where no other window is. Desktops publish their wallpaper's pixmap; without one a
-/// lowest, see-through-to-the-root window of our own stands for the background, whose pixels can be read even where
-/// windows cover the root. Under a compositing manager there is no such window: one of them (KWin) draws every
-/// override-redirect window above all managed ones, and then the background is black. Thread of its connection only.
+/// What the root window shows where no other window is.
+///
+/// Without a compositing manager that is the root's own background, whatever a program set there last. The server tells
+/// nobody what it is, and where windows cover the root its pixels do not exist. But it paints a window whose background
+/// is its parent's as it would paint the root: such a window of the root's size stands in for the root. It is
+/// redirected manually, so that it has pixels of its own while the screen shows nothing of it and it covers nothing.
+/// Being no child of the root itself, it does not keep a compositing manager from redirecting those.
+///
+/// A compositing manager draws the background itself, by the wallpaper that the root's properties name; without one the
+/// background is taken to be black. Thread of its connection only.
 class RootBackground {
 public:
     RootBackground(Connection& connection, bool isComposited);
@@ -18,28 +27,41 @@ public:
     RootBackground(const RootBackground&) = delete;
     RootBackground& operator=(const RootBackground&) = delete;
 
-    /// Takes in wallpaper and size changes of the root. Returns whether the background looks different now.
+    /// Takes in wallpaper and size changes of the root, and its damage. Returns whether the background looks different
+    /// now.
     [[nodiscard]] bool handle(const xcb_generic_event_t& event);
 
     /// A compositing manager came or went.
     void setComposited(bool isComposited);
 
-    /// The wallpaper, repeated over the root; none while the stand-in window is there.
-    [[nodiscard]] xcb_render_picture_t picture() const { return picture_; }
-    /// The stand-in; none while there is a wallpaper.
+    /// The wallpaper, repeated over the root; none without a compositing manager.
+    [[nodiscard]] xcb_render_picture_t wallpaper() const { return wallpaper_; }
+    /// The stand-in, aligned with the root; none under a compositing manager. Clear a part of it to have the background
+    /// of now there.
     [[nodiscard]] xcb_window_t standIn() const { return standIn_; }
+    /// The child of the root that the stand-in is in, a single pixel beyond the screen; none without a stand-in.
+    [[nodiscard]] xcb_window_t anchor() const { return anchor_; }
+
+    /// Whether something was drawn on the screen since `fetchDamage`, in windows or on the root itself. Always false
+    /// without a stand-in.
+    [[nodiscard]] bool isDamaged() const { return isDamaged_; }
+    /// Asks where, by way of `region`, which is of this connection.
+    [[nodiscard]] xcb_xfixes_fetch_region_cookie_t fetchDamage(xcb_xfixes_region_t region);
 
 private:
-    void read();
+    void readWallpaper();
+    [[nodiscard]] std::optional<xcb_pixmap_t> namedPixmap(xcb_atom_t property) const;
+    void dropWallpaper();
     void makeStandIn();
-    void lowerStandIn();
     void dropStandIn();
 
     Connection& connection_;
     xcb_atom_t wallpaperAtoms_[2];
-    xcb_render_picture_t picture_ = XCB_NONE;
+    xcb_render_picture_t wallpaper_ = XCB_NONE;
+    xcb_window_t anchor_ = XCB_NONE;
     xcb_window_t standIn_ = XCB_NONE;
-    bool isComposited_;
+    xcb_damage_damage_t damage_ = XCB_NONE;
+    bool isDamaged_ = false;
     int rootWidth_;
     int rootHeight_;
 };
