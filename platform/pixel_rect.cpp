@@ -1,26 +1,51 @@
 #include "platform/pixel_rect.h"
 
 #include <algorithm>
+#include <limits>
 
 namespace nimbrale {
 
-PixelRect unitedPixels(const PixelRect& first, const PixelRect& second)
+namespace {
+
+int saturated(std::int64_t value)
 {
-    if (isEmpty(first))
-        return second;
-    if (isEmpty(second))
-        return first;
-    const int left = std::min(first.x, second.x);
-    const int top = std::min(first.y, second.y);
-    const int right = std::max(first.x + first.width, second.x + second.width);
-    const int bottom = std::max(first.y + first.height, second.y + second.height);
-    return {left, top, right - left, bottom - top};
+    return static_cast<int>(
+        std::clamp<std::int64_t>(value, std::numeric_limits<int>::min(), std::numeric_limits<int>::max()));
 }
 
-bool overlap(const PixelRect& first, const PixelRect& second)
+} // namespace
+
+bool PixelRect::contains(PixelPoint pixel) const
 {
-    return !isEmpty(first) && !isEmpty(second) && first.x < second.x + second.width &&
-           second.x < first.x + first.width && first.y < second.y + second.height && second.y < first.y + first.height;
+    return pixel.x >= x && pixel.x < right() && pixel.y >= y && pixel.y < bottom();
+}
+
+PixelRect PixelRect::intersectedWith(const PixelRect& other) const
+{
+    const std::int64_t left = std::max(x, other.x);
+    const std::int64_t top = std::max(y, other.y);
+    const std::int64_t commonWidth = std::min(right(), other.right()) - left;
+    const std::int64_t commonHeight = std::min(bottom(), other.bottom()) - top;
+    if (commonWidth <= 0 || commonHeight <= 0)
+        return {};
+    return {saturated(left), saturated(top), saturated(commonWidth), saturated(commonHeight)};
+}
+
+PixelRect PixelRect::unitedWith(const PixelRect& other) const
+{
+    if (isEmpty())
+        return other;
+    if (other.isEmpty())
+        return *this;
+    const std::int64_t left = std::min(x, other.x);
+    const std::int64_t top = std::min(y, other.y);
+    return {saturated(left), saturated(top), saturated(std::max(right(), other.right()) - left),
+            saturated(std::max(bottom(), other.bottom()) - top)};
+}
+
+PixelRect PixelRect::movedBy(int dx, int dy) const
+{
+    return {saturated(std::int64_t{x} + dx), saturated(std::int64_t{y} + dy), width, height};
 }
 
 } // namespace nimbrale

@@ -93,7 +93,7 @@ std::vector<RandrDisplay> RandrDisplays::read() const
         found = monitors();
     else if (connection_.randrVersion() >= outputsVersion)
         found = outputs();
-    std::erase_if(found, [](const RandrDisplay& display) { return isEmpty(display.pixels); });
+    std::erase_if(found, [](const RandrDisplay& display) { return display.pixels.isEmpty(); });
     // A server without any display still has a screen that can be seen from afar.
     if (found.empty())
         found.push_back(wholeScreen());

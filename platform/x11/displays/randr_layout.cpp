@@ -101,7 +101,7 @@ std::vector<PixelRect> RandrLayout::litAreas() const
         if (!crtc || crtc->mode == XCB_NONE)
             continue;
         const PixelRect lit{crtc->x, crtc->y, crtc->width, crtc->height};
-        areas.push_back(unitedPixels(lit, panningArea(connection_.get(), crtcs[index])));
+        areas.push_back(lit.unitedWith(panningArea(connection_.get(), crtcs[index])));
     }
     return areas;
 }
@@ -110,10 +110,10 @@ PixelRect RandrLayout::realBounds(xcb_atom_t except) const
 {
     PixelRect bounds;
     for (const PixelRect& area : litAreas())
-        bounds = unitedPixels(bounds, area);
+        bounds = bounds.unitedWith(area);
     for (const RandrMonitor& monitor : monitors(MonitorScope::active)) {
         if (monitor.name != except)
-            bounds = unitedPixels(bounds, monitor.pixels);
+            bounds = bounds.unitedWith(monitor.pixels);
     }
     return bounds;
 }

@@ -84,7 +84,7 @@ void CompositeOverlay::open(const PixelRect& area)
         close();
     stretchOver(area);
     // Giving a shape to an overlay without one would cut off displays that are plugged in later.
-    if (isEmpty(area) || !isShaped(connection_.get(), window_))
+    if (area.isEmpty() || !isShaped(connection_.get(), window_))
         return;
     const QRect wanted(area.x, area.y, area.width, area.height);
     if ((QRegion(wanted) - boundingShape(connection_.get(), window_)).isEmpty())
@@ -113,7 +113,7 @@ void CompositeOverlay::stretchOver(const PixelRect& area)
 
 void CompositeOverlay::close()
 {
-    if (isEmpty(opened_))
+    if (opened_.isEmpty())
         return;
     const xcb_rectangle_t rectangle = rectangleOf(opened_);
     xcb_shape_rectangles(connection_.get(), XCB_SHAPE_SO_SUBTRACT, XCB_SHAPE_SK_BOUNDING, XCB_CLIP_ORDERING_UNSORTED,

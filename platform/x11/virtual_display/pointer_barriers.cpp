@@ -41,7 +41,7 @@ void PointerBarriers::surround(const PixelRect& area)
         mayFail(raw, xcb_xfixes_delete_pointer_barrier_checked(raw, barrier));
     barriers_.clear();
     area_ = area;
-    if (!isEmpty(area)) {
+    if (!area.isEmpty()) {
         const int right = area.x + area.width;
         const int bottom = area.y + area.height;
         const std::array<Edge, 4> edges = {

@@ -111,7 +111,7 @@ void VirtualArea::Impl::probeSoon()
     isVerified = false;
     probe.reset();
     probeTimer.reset();
-    if (isEmpty(pixels))
+    if (pixels.isEmpty())
         return;
     if (!hasCompositor()) {
         isVerified = true;
@@ -257,7 +257,7 @@ void VirtualArea::setPixels(const PixelRect& pixels)
     if (impl_->pixels == pixels)
         return;
     impl_->pixels = pixels;
-    if (isEmpty(pixels))
+    if (pixels.isEmpty())
         impl_->leaveOverlay();
     else
         impl_->overlay.open(pixels);

@@ -96,7 +96,7 @@ void shrinkScreen(Connection& connection, RandrLayout& layout, xcb_atom_t except
     const PixelRect screen = layout.screenPixels();
     const int width = real.x + real.width;
     const int height = real.y + real.height;
-    if (isEmpty(real) || (width == screen.width && height == screen.height))
+    if (real.isEmpty() || (width == screen.width && height == screen.height))
         return;
     logFailure(layout.setScreenSize(width, height, pitch));
 }

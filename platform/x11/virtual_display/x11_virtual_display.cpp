@@ -167,7 +167,7 @@ Result<void> X11VirtualDisplay::configure(const PixelRect& pixels)
     environment_.area.setPixels(pixels);
     barriers_.surround(pixels);
     const auto grown = growScreen(pixels);
-    if (!grown && !isEmpty(before) && defineMonitor(before)) {
+    if (!grown && !before.isEmpty() && defineMonitor(before)) {
         pixels_ = before;
         card_->setPixels(before);
         environment_.area.setPixels(before);
@@ -207,7 +207,7 @@ Result<void> X11VirtualDisplay::defineMonitor(const PixelRect& pixels)
 Result<void> X11VirtualDisplay::growScreen(const PixelRect& pixels)
 {
     const ServerGrab grab(environment_.connection);
-    const PixelRect needed = unitedPixels(layout_.realBounds(record_.monitor), pixels);
+    const PixelRect needed = layout_.realBounds(record_.monitor).unitedWith(pixels);
     const PixelRect screen = layout_.screenPixels();
     if (screen.width == needed.x + needed.width && screen.height == needed.y + needed.height)
         return {};
@@ -254,7 +254,7 @@ void X11VirtualDisplay::screenChanged(const xcb_randr_screen_change_notify_event
 // the displays to settle.
 void X11VirtualDisplay::takeScreenBack()
 {
-    if (isUnusable_ || isEmpty(pixels_) || isScreenBigEnough() || !mayCorrectAgain())
+    if (isUnusable_ || pixels_.isEmpty() || isScreenBigEnough() || !mayCorrectAgain())
         return;
     if (const auto grown = growScreen(pixels_); !grown)
         qCWarning(virtualDisplayLog).noquote() << QString::fromStdString(grown.error().message);
@@ -285,7 +285,7 @@ void X11VirtualDisplay::check()
     ensurePrimary();
     const PixelRect real = layout_.realBounds(record_.monitor);
     PixelRect wanted = pixels_;
-    if (real != realBounds_ && !isEmpty(real))
+    if (real != realBounds_ && !real.isEmpty())
         wanted = atCorner(pixels_.width, pixels_.height);
     const auto monitor = layout_.monitor(record_.monitor);
     const bool isOutputIdle = output_ == XCB_NONE || layout_.idleOutput(record_.monitor, output_) == output_;
