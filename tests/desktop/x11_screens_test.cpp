@@ -1,7 +1,5 @@
 #include "platform/x11/displays/x11_screens.h"
 
-#include "platform/x11/displays/display_scale.h"
-#include "platform/x11/displays/edid.h"
 #include "tests/desktop/displays_host.h"
 
 #include <gmock/gmock.h>
@@ -102,8 +100,8 @@ TEST_F(ScreensTest, APluggedInDisplayIsToldWithItsPlace)
     EXPECT_GT(changes, 0);
     // Its top is level with the main screen's, so its bottom lies 120 points above the origin.
     EXPECT_EQ(named("VNC-1").frame, (Rect{1280, 120, 800, 600}));
-    EXPECT_EQ(screens().pixelsOf({1280, 120, 800, 600}), (PixelRect{1280, 0, 800, 600}));
-    EXPECT_EQ(screens().pointOf(1280, 600), (Point{1280, 120}));
+    EXPECT_EQ(screens().space().pixelsOf({1280, 120, 800, 600}), (PixelRect{1280, 0, 800, 600}));
+    EXPECT_EQ(screens().space().pointOf({1280, 600}), (Point{1280, 120}));
 
     desktop_->unplug("VNC-1");
     EXPECT_TRUE(DisplaysHost::pumpUntil([&] { return screens().screens().size() == 1; }));
@@ -120,7 +118,7 @@ TEST_F(ScreensTest, ThePrimaryDisplayIsTheOriginWhereverItLies)
     ASSERT_TRUE(DisplaysHost::pumpUntil([&] { return named("VNC-1").frame == Rect{0, 0, 800, 600}; }));
     EXPECT_EQ(named("VNC-0").frame, (Rect{-1280, -120, 1280, 720}));
     EXPECT_EQ(screens().mainDisplay(), named("VNC-1").displayID);
-    EXPECT_EQ(screens().pixelsOf({-1280, -120, 10, 20}), (PixelRect{0, 700, 10, 20}));
+    EXPECT_EQ(screens().space().pixelsOf({-1280, -120, 10, 20}), (PixelRect{0, 700, 10, 20}));
 }
 
 TEST_F(ScreensTest, DotsPerInchScaleAllRealDisplays)
@@ -131,8 +129,8 @@ TEST_F(ScreensTest, DotsPerInchScaleAllRealDisplays)
     const Screen screen = screens().screens().front();
     EXPECT_EQ(screen.backingScaleFactor, 1.5);
     EXPECT_EQ(screen.frame, (Rect{0, 0, 1280 / 1.5, 480}));
-    EXPECT_EQ(screens().pixelsOf({100, 100, 200, 80}), (PixelRect{150, 450, 300, 120}));
-    EXPECT_EQ(screens().scaleAt({0, 0, 10, 10}), 1.5);
+    EXPECT_EQ(screens().space().pixelsOf({100, 100, 200, 80}), (PixelRect{150, 450, 300, 120}));
+    EXPECT_EQ(screens().space().scaleAt({0, 0, 10, 10}), 1.5);
     desktop_->movePointer({150, 450});
     EXPECT_EQ(screens().mouseLocation(), (Point{100, 180}));
 }
@@ -153,10 +151,10 @@ TEST_F(ScreensTest, TheOwnMonitorHasScaleOneAndIsNeverTheMainDisplay)
     EXPECT_EQ(own.frame, (Rect{640, -300, 400, 300}));
     EXPECT_EQ(own.visibleFrame, own.frame);
     EXPECT_EQ(screens().mainDisplay(), named("VNC-0").displayID);
-    EXPECT_EQ(screens().pixelsOf(own.frame), (PixelRect{1280, 720, 400, 300}));
-    EXPECT_EQ(screens().pixelsOf({650, -10, 20, 5}), (PixelRect{1290, 725, 20, 5}));
-    EXPECT_EQ(screens().scaleAt(own.frame), 1);
-    EXPECT_EQ(screens().pointOf(1290, 725), (Point{650, -5}));
+    EXPECT_EQ(screens().space().pixelsOf(own.frame), (PixelRect{1280, 720, 400, 300}));
+    EXPECT_EQ(screens().space().pixelsOf({650, -10, 20, 5}), (PixelRect{1290, 725, 20, 5}));
+    EXPECT_EQ(screens().space().scaleAt(own.frame), 1);
+    EXPECT_EQ(screens().space().pointOf({1290, 725}), (Point{650, -5}));
 }
 
 TEST_F(ScreensTest, APanelTakesItsPartOfItsOwnDisplayOnly)
@@ -196,7 +194,7 @@ TEST_F(ScreensTest, WhileAMouseEventIsDealtWithThePointerIsWhereItHappened)
         return;
     desktop_->movePointer({100, 50});
     {
-        const auto place = screens().holdMouseAt(30, 20);
+        const auto held = screens().pointer().hold({30, 20});
         EXPECT_EQ(screens().mouseLocation(), (Point{30, 700}));
     }
     EXPECT_EQ(screens().mouseLocation(), (Point{100, 670}));
@@ -231,52 +229,21 @@ TEST_F(ScreensTest, WithoutRandrTheWholeScreenIsOneDisplay)
     EXPECT_FALSE(host_->virtualDisplays->create(DisplaysHost::descriptor()));
 }
 
-TEST(ModelNameTest, IsReadFromTheIdentificationBlock)
-{
-    std::vector<std::uint8_t> edid(128, 0);
-    const std::string name = "DELL U2720Q\n ";
-    edid[54 + 18 + 3] = 0xfc;
-    std::copy(name.begin(), name.end(), edid.begin() + 54 + 18 + 5);
-    // The first descriptor is a timing: its first bytes are not zero, whatever else looks like a name.
-    edid[54] = 0x4d;
-    edid[57] = 0xfc;
-    EXPECT_EQ(x11::modelNameFromEdid(edid), "DELL U2720Q");
-    edid.resize(127);
-    EXPECT_EQ(x11::modelNameFromEdid(edid), "");
-    EXPECT_EQ(x11::modelNameFromEdid(std::vector<std::uint8_t>(128, 0)), "");
-}
-
-TEST(ResourceDatabaseTest, ValuesAreFoundByTheirWholeName)
-{
-    const std::string database = "Xft.dpiX:\t1\nXft.antialias:\t1\nXft.dpi:\t 192\r\nXft.rgba:\n";
-    EXPECT_EQ(x11::resourceValue(database, "Xft.dpi"), "192");
-    EXPECT_EQ(x11::resourceValue(database, "Xft.rgba"), "");
-    EXPECT_EQ(x11::resourceValue(database, "Xft"), "");
-}
-
-TEST_F(ScreensTest, ThePointerIsAskedForOnlyWhenItMayHaveMoved)
+TEST_F(ScreensTest, ThePointerIsWhereTheServerSays)
 {
     start({.width = 1280, .height = 720});
     if (IsSkipped())
         return;
     desktop_->movePointer({100, 50});
     EXPECT_EQ(screens().mouseLocation(), (Point{100, 670}));
-    desktop_->movePointer({110, 50});
-    EXPECT_EQ(screens().mouseLocation(), (Point{110, 670})) << "nobody tells of moves";
-
-    screens().pointerMoved();
-    EXPECT_EQ(screens().mouseLocation(), (Point{110, 670}));
+    screens().pointer().didMove();
     desktop_->movePointer({120, 50});
-    EXPECT_EQ(screens().mouseLocation(), (Point{110, 670})) << "nobody told of this move";
-    screens().pointerMoved();
-    EXPECT_EQ(screens().mouseLocation(), (Point{120, 670}));
-    desktop_->movePointer({130, 50});
     EXPECT_TRUE(waitUntil(
         [&] {
-            return screens().mouseLocation() == Point{130, 670};
+            return screens().mouseLocation() == Point{120, 670};
         },
         Milliseconds{1000}))
-        << "a place that was set without a word is found a little later";
+        << "a position that was set without a word is found a little later";
 }
 
 } // namespace

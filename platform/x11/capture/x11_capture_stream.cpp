@@ -1,7 +1,5 @@
 #include "platform/x11/capture/x11_capture_stream.h"
 
-#include <cmath>
-
 namespace nimbrale::x11 {
 
 namespace {
@@ -102,14 +100,12 @@ void X11CaptureStream::updateContentFilter(const ContentFilter& filter, Completi
 
 Result<SessionConfiguration> X11CaptureStream::sessionConfiguration() const
 {
-    const auto screen = screens_.find(filter_.displayID);
-    if (!screen)
+    const auto corner = screens_.pixelOf(configuration_.sourceRect.origin(), filter_.displayID);
+    if (!corner)
         return fail(ErrorCode::captureFailedToStart, "The display that holds the frame is not connected any more.");
-    const double scale = screen->screen.backingScaleFactor;
     SessionConfiguration result;
-    result.source = {screen->pixels.x + static_cast<int>(std::lround(configuration_.sourceRect.minX() * scale)),
-                     screen->pixels.y + static_cast<int>(std::lround(configuration_.sourceRect.minY() * scale)),
-                     static_cast<int>(configuration_.width), static_cast<int>(configuration_.height)};
+    result.source = {corner->x, corner->y, static_cast<int>(configuration_.width),
+                     static_cast<int>(configuration_.height)};
     result.interval = intervalOf(configuration_.minimumFrameInterval);
     result.showsCursor = configuration_.showsCursor;
     return result;

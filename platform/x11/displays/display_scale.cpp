@@ -3,9 +3,9 @@
 #include "platform/x11/server/handles.h"
 
 #include <QByteArray>
-#include <QString>
 
 #include <algorithm>
+#include <cmath>
 #include <sstream>
 #include <string>
 
@@ -31,6 +31,14 @@ std::string resourceDatabase(const Connection& connection)
             static_cast<std::size_t>(xcb_get_property_value_length(reply.get()))};
 }
 
+double positiveNumber(const std::string& text, double otherwise)
+{
+    // QByteArray reads numbers by the C locale, whatever the user's.
+    bool isNumber = false;
+    const double number = QByteArray::fromStdString(text).toDouble(&isNumber);
+    return isNumber && std::isfinite(number) && number > 0 ? number : otherwise;
+}
+
 } // namespace
 
 std::string resourceValue(const std::string& database, const std::string& resource)
@@ -48,19 +56,15 @@ std::string resourceValue(const std::string& database, const std::string& resour
     return {};
 }
 
+double displayScaleFrom(const std::string& database, const std::string& factor)
+{
+    const double dotsPerInch = positiveNumber(resourceValue(database, "Xft.dpi"), standardDotsPerInch);
+    return std::clamp(dotsPerInch / standardDotsPerInch * positiveNumber(factor, 1), smallestScale, largestScale);
+}
+
 double displayScale(Connection& connection)
 {
-    // QByteArray reads numbers by the C locale, whatever the user's.
-    double scale = 1;
-    bool isNumber = false;
-    const double dotsPerInch =
-        QByteArray::fromStdString(resourceValue(resourceDatabase(connection), "Xft.dpi")).toDouble(&isNumber);
-    if (isNumber && dotsPerInch > 0)
-        scale = dotsPerInch / standardDotsPerInch;
-    const double factor = qgetenv("QT_SCALE_FACTOR").toDouble(&isNumber);
-    if (isNumber && factor > 0)
-        scale *= factor;
-    return std::clamp(scale, smallestScale, largestScale);
+    return displayScaleFrom(resourceDatabase(connection), qgetenv("QT_SCALE_FACTOR").toStdString());
 }
 
 } // namespace nimbrale::x11

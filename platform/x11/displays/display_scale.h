@@ -10,6 +10,10 @@ namespace nimbrale::x11 {
 /// 96, times the factor that the user set for the toolkit in the environment.
 [[nodiscard]] double displayScale(Connection& connection);
 
+/// The same from the text of the X resource database and the toolkit's factor as text. What is missing or is no
+/// positive number counts as 96 dots per inch, or as a factor of 1; the scale is between 0.5 and 4.
+[[nodiscard]] double displayScaleFrom(const std::string& database, const std::string& factor);
+
 /// The value of a resource in the text of the X resource database, such as "192" for "Xft.dpi"; empty when it is not
 /// there.
 [[nodiscard]] std::string resourceValue(const std::string& database, const std::string& resource);

@@ -25,8 +25,6 @@ using namespace std::chrono_literals;
 // Windows come and go in bursts, and each changes a property that work areas are computed from.
 constexpr auto workAreaDelay = 100ms;
 
-constexpr auto longestPointerRest = 200ms;
-
 std::uint32_t hashOf(const std::string& name)
 {
     std::uint32_t hash = 2166136261U;
@@ -45,9 +43,13 @@ Rect belowWholePoints(const Rect& visible, const Rect& frame)
     return {visible.x, visible.y, visible.width, std::max(0.0, frame.maxY() - taken - visible.minY())};
 }
 
-int nearestPixel(double value)
+std::optional<PixelPoint> pointerPosition(const Connection& connection)
 {
-    return static_cast<int>(std::lround(value));
+    const Reply<xcb_query_pointer_reply_t> pointer(
+        xcb_query_pointer_reply(connection.get(), xcb_query_pointer(connection.get(), connection.root()), nullptr));
+    if (!pointer)
+        return std::nullopt;
+    return PixelPoint{pointer->root_x, pointer->root_y};
 }
 
 } // namespace
@@ -65,37 +67,20 @@ struct X11Screens::Impl {
     QTimer soon;
     std::map<xcb_atom_t, DisplayID> identifiers;
     xcb_atom_t ownMonitor = XCB_ATOM_NONE;
-    /// Where screen points start: the bottom-left corner of the main display, in root pixels.
-    PixelRect mainPixels;
+    ScreenSpace space;
     DisplayID mainDisplay = 0;
-    double scale = 1;
-    /// How often the pointer may have moved; 0 while nobody tells.
-    std::atomic<std::uint64_t> pointerMoves = 0;
-    /// Whether the next move is to be told to the observers.
-    std::atomic<bool> isMoveAwaited = false;
-    Observers mouseObservers;
-    struct PointerAnswer {
-        std::uint64_t moves = 0;
-        std::chrono::steady_clock::time_point time;
-        int rootX = 0;
-        int rootY = 0;
-    };
-    PointerAnswer pointerAnswer;
-    /// Where the mouse event happened that is being dealt with.
-    std::optional<std::pair<int, int>> eventPlace;
+    PointerTracker pointer;
 
     explicit Impl(Connection& theConnection)
-        : connection(theConnection), layout(theConnection), workAreas(theConnection)
+        : connection(theConnection), layout(theConnection), workAreas(theConnection),
+          pointer([&theConnection] { return pointerPosition(theConnection); })
     {}
 
     void watch(X11Screens& owner, EventDispatcher& events);
     void propertyChanged(const xcb_property_notify_event_t& change);
     void startIn(std::chrono::milliseconds delay);
     [[nodiscard]] DisplayID identifierOf(xcb_atom_t atom, const std::string& name);
-    [[nodiscard]] Point topLeftOf(int rootX, int rootY) const;
-    [[nodiscard]] Rect pointsOf(const PixelRect& pixels, const PixelRect& display, bool isOwn) const;
     [[nodiscard]] std::vector<X11Screen> read();
-    void askForPointer();
 };
 
 void X11Screens::Impl::watch(X11Screens& owner, EventDispatcher& events)
@@ -121,10 +106,7 @@ void X11Screens::Impl::watch(X11Screens& owner, EventDispatcher& events)
     });
     pointerEvents =
         events.add({XCB_BUTTON_PRESS, XCB_BUTTON_RELEASE, XCB_MOTION_NOTIFY, XCB_ENTER_NOTIFY, XCB_LEAVE_NOTIFY},
-                   [this](const auto&) {
-                       if (pointerMoves != 0)
-                           ++pointerMoves;
-                   });
+                   [this](const auto&) { pointer.mayHaveMoved(); });
 }
 
 void X11Screens::Impl::propertyChanged(const xcb_property_notify_event_t& change)
@@ -158,52 +140,40 @@ DisplayID X11Screens::Impl::identifierOf(xcb_atom_t atom, const std::string& nam
     return identifier;
 }
 
-Point X11Screens::Impl::topLeftOf(int rootX, int rootY) const
-{
-    return {(rootX - mainPixels.x) / scale, (mainPixels.y + mainPixels.height - rootY) / scale};
-}
-
-Rect X11Screens::Impl::pointsOf(const PixelRect& pixels, const PixelRect& display, bool isOwn) const
-{
-    if (!isOwn) {
-        const Point corner = topLeftOf(pixels.x, pixels.y);
-        const double height = pixels.height / scale;
-        return {corner.x, corner.y - height, pixels.width / scale, height};
-    }
-    const Point corner = topLeftOf(display.x, display.y);
-    return {corner.x + (pixels.x - display.x), corner.y - (pixels.y - display.y) - pixels.height,
-            static_cast<double>(pixels.width), static_cast<double>(pixels.height)};
-}
-
 std::vector<X11Screen> X11Screens::Impl::read()
 {
     const std::vector<RandrDisplay> found = RandrDisplays(connection, layout).read();
+    const double scale = displayScale(connection);
     const RandrDisplay* main = nullptr;
     std::vector<PixelRect> real;
+    std::vector<ScreenSpace::Display> displays;
     for (const RandrDisplay& display : found) {
-        if (display.nameAtom == ownMonitor)
+        const bool isOwn = display.nameAtom == ownMonitor;
+        displays.push_back({display.pixels, isOwn ? 1 : scale});
+        if (isOwn)
             continue;
         real.push_back(display.pixels);
         if (!main || (display.isPrimary && !main->isPrimary))
             main = &display;
     }
-    mainPixels = main ? main->pixels : PixelRect{};
     mainDisplay = main ? identifierOf(main->nameAtom, main->name) : 0;
-    scale = displayScale(connection);
+    space = ScreenSpace(main ? main->pixels : PixelRect{}, scale, std::move(displays));
 
     const std::vector<PixelRect> free = workAreas.freeAreas(real);
     std::vector<X11Screen> result;
-    std::size_t realIndex = 0;
-    for (const RandrDisplay& display : found) {
+    auto nextFree = free.begin();
+    for (std::size_t index = 0; index < found.size(); ++index) {
+        const RandrDisplay& display = found[index];
         const bool isOwn = display.nameAtom == ownMonitor;
-        const PixelRect visible = isOwn ? display.pixels : free[realIndex++];
         X11Screen entry;
         entry.pixels = display.pixels;
         entry.nameAtom = display.nameAtom;
         entry.screen.displayID = identifierOf(display.nameAtom, display.name);
         entry.screen.name = display.userName;
-        entry.screen.frame = pointsOf(display.pixels, display.pixels, isOwn);
-        entry.screen.visibleFrame = belowWholePoints(pointsOf(visible, display.pixels, isOwn), entry.screen.frame);
+        entry.screen.frame = space.frameOf(index);
+        entry.screen.visibleFrame = entry.screen.frame;
+        if (!isOwn)
+            entry.screen.visibleFrame = belowWholePoints(space.pointsOf(*nextFree++, index), entry.screen.frame);
         entry.screen.backingScaleFactor = isOwn ? 1 : scale;
         result.push_back(entry);
     }
@@ -233,43 +203,17 @@ DisplayID X11Screens::mainDisplay() const
 
 Point X11Screens::mouseLocation() const
 {
-    if (impl_->eventPlace)
-        return pointOf(impl_->eventPlace->first, impl_->eventPlace->second);
-    impl_->askForPointer();
-    return pointOf(impl_->pointerAnswer.rootX, impl_->pointerAnswer.rootY);
+    return impl_->space.pointOf(impl_->pointer.position());
 }
 
 Subscription X11Screens::observeMouse(std::function<void()> observer)
 {
-    return impl_->pointerMoves == 0 ? nullptr : impl_->mouseObservers.add(std::move(observer));
+    return impl_->pointer.observeMoves(std::move(observer));
 }
 
-void X11Screens::pointerMoved()
+PointerTracker& X11Screens::pointer()
 {
-    ++impl_->pointerMoves;
-    if (impl_->isMoveAwaited.exchange(false))
-        QMetaObject::invokeMethod(
-            &impl_->soon, [impl = impl_.get()] { impl->mouseObservers.notify(); }, Qt::QueuedConnection);
-}
-
-std::shared_ptr<void> X11Screens::holdMouseAt(int rootX, int rootY)
-{
-    impl_->eventPlace = {rootX, rootY};
-    return {impl_.get(), [](Impl* impl) { impl->eventPlace.reset(); }};
-}
-
-void X11Screens::Impl::askForPointer()
-{
-    // Both before the server is asked, so that a move in between is not taken for part of the answer.
-    isMoveAwaited = true;
-    const std::uint64_t moves = pointerMoves;
-    const auto now = std::chrono::steady_clock::now();
-    if (moves != 0 && moves == pointerAnswer.moves && now - pointerAnswer.time < longestPointerRest)
-        return;
-    const Reply<xcb_query_pointer_reply_t> pointer(
-        xcb_query_pointer_reply(connection.get(), xcb_query_pointer(connection.get(), connection.root()), nullptr));
-    if (pointer)
-        pointerAnswer = {moves, now, pointer->root_x, pointer->root_y};
+    return impl_->pointer;
 }
 
 Subscription X11Screens::observeChanges(std::function<void()> observer)
@@ -286,53 +230,18 @@ std::optional<X11Screen> X11Screens::find(DisplayID displayID) const
     return std::nullopt;
 }
 
-const X11Screen* X11Screens::screenHolding(const Rect& screenRect) const
+std::optional<PixelPoint> X11Screens::pixelOf(Point regionPoint, DisplayID displayID) const
 {
-    const X11Screen* best = nullptr;
-    double bestArea = 0;
-    for (const X11Screen& entry : screens_) {
-        const Rect common = entry.screen.frame.intersectedWith(screenRect);
-        const double area = common.isEmpty() ? 0 : common.width * common.height;
-        if (area > bestArea) {
-            best = &entry;
-            bestArea = area;
-        }
+    for (std::size_t index = 0; index < screens_.size(); ++index) {
+        if (screens_[index].screen.displayID == displayID)
+            return impl_->space.pixelOf(regionPoint, index);
     }
-    return best;
+    return std::nullopt;
 }
 
-PixelRect X11Screens::pixelsOf(const Rect& screenRect) const
+const ScreenSpace& X11Screens::space() const
 {
-    const X11Screen* const holder = screenHolding(screenRect);
-    const bool isOwn = holder && impl_->ownMonitor != XCB_ATOM_NONE && holder->nameAtom == impl_->ownMonitor;
-    const PixelRect& main = impl_->mainPixels;
-    const double scale = isOwn ? 1 : impl_->scale;
-    // The root pixel of the point (0, 0), and for the own monitor of the point at which its own scale starts.
-    const double originX = isOwn ? holder->pixels.x - holder->screen.frame.minX() : main.x;
-    const double originY = isOwn ? holder->pixels.y + holder->screen.frame.maxY() : main.y + main.height;
-    const int left = nearestPixel(originX + screenRect.minX() * scale);
-    const int right = nearestPixel(originX + screenRect.maxX() * scale);
-    const int top = nearestPixel(originY - screenRect.maxY() * scale);
-    const int bottom = nearestPixel(originY - screenRect.minY() * scale);
-    return {left, top, right - left, bottom - top};
-}
-
-double X11Screens::scaleAt(const Rect& screenRect) const
-{
-    const X11Screen* const holder = screenHolding(screenRect);
-    return holder ? holder->screen.backingScaleFactor : impl_->scale;
-}
-
-Point X11Screens::pointOf(int rootX, int rootY) const
-{
-    for (const X11Screen& entry : screens_) {
-        const PixelRect& area = entry.pixels;
-        const bool isInside =
-            rootX >= area.x && rootX < area.x + area.width && rootY >= area.y && rootY < area.y + area.height;
-        if (isInside && impl_->ownMonitor != XCB_ATOM_NONE && entry.nameAtom == impl_->ownMonitor)
-            return {entry.screen.frame.minX() + (rootX - area.x), entry.screen.frame.maxY() - (rootY - area.y)};
-    }
-    return impl_->topLeftOf(rootX, rootY);
+    return impl_->space;
 }
 
 DisplayID X11Screens::displayIDForMonitor(xcb_atom_t nameAtom)

@@ -2,6 +2,8 @@
 
 #include "platform/pixel_rect.h"
 #include "platform/screens.h"
+#include "platform/x11/displays/pointer_tracker.h"
+#include "platform/x11/displays/screen_space.h"
 #include "platform/x11/server/connection.h"
 #include "platform/x11/server/event_dispatcher.h"
 
@@ -13,7 +15,7 @@
 
 namespace nimbrale::x11 {
 
-/// A display with its place in the X screen.
+/// A display and where it lies in the X screen.
 struct X11Screen {
     Screen screen;
     /// Pixels of the root window, top-left origin.
@@ -23,7 +25,6 @@ struct X11Screen {
 };
 
 /// The displays of an X server: RandR monitors where there is RandR 1.5, else the whole X screen as one display.
-/// Here, and nowhere else, root pixels (top-left origin) and screen points (bottom-left origin) are converted.
 /// Main thread only.
 class X11Screens final : public Screens {
 public:
@@ -39,32 +40,23 @@ public:
 
     [[nodiscard]] const std::vector<X11Screen>& all() const { return screens_; }
     [[nodiscard]] std::optional<X11Screen> find(DisplayID displayID) const;
-    /// The root pixels of a rectangle in screen coordinates, by the scale and place of the screen that holds most of
-    /// it (the main one when none does); edges are rounded to the nearest pixel.
-    [[nodiscard]] PixelRect pixelsOf(const Rect& screenRect) const;
-    /// Pixels per point for that rectangle.
-    [[nodiscard]] double scaleAt(const Rect& screenRect) const;
-    /// The screen point of a root pixel's top-left corner.
-    [[nodiscard]] Point pointOf(int rootX, int rootY) const;
+    /// The root pixel nearest to a point in region coordinates of that display; absent when it is not there.
+    [[nodiscard]] std::optional<PixelPoint> pixelOf(Point regionPoint, DisplayID displayID) const;
+    /// How root pixels and screen points correspond, as long as no observer is told of a change.
+    [[nodiscard]] const ScreenSpace& space() const;
 
     /// The identifier that the monitor of that name has.
     [[nodiscard]] DisplayID displayIDForMonitor(xcb_atom_t nameAtom);
     /// Names the application's own monitor: its screen has scale 1, and it never is the main display. 0 for none.
     void setOwnMonitor(xcb_atom_t nameAtom);
-    /// Says that the pointer may have moved. From the first call on, the pointer is taken to rest between calls, though
-    /// for no longer than a fifth of a second, since programs can set its place without anybody being told; so long
-    /// `mouseLocation` need not ask the server. Any thread.
-    void pointerMoved();
-    /// While the answer is kept, `mouseLocation` is that root pixel: what a mouse event brings about is decided by
-    /// where it happened, though the pointer may have gone on. Main thread; this object must outlive the answer.
-    [[nodiscard]] std::shared_ptr<void> holdMouseAt(int rootX, int rootY);
+    /// Told of moves by whoever hears of them, and of the events that are dealt with; `mouseLocation` answers by it.
+    [[nodiscard]] PointerTracker& pointer();
     /// Reads the displays afresh and tells the observers if they differ. The server announces most changes, but not
     /// those of user-defined monitors: whoever makes one calls this.
     void refresh();
 
 private:
     struct Impl;
-    [[nodiscard]] const X11Screen* screenHolding(const Rect& screenRect) const;
 
     std::unique_ptr<Impl> impl_;
     std::vector<X11Screen> screens_;

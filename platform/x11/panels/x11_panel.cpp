@@ -15,7 +15,7 @@ constexpr xcb_button_t leftButton = 1;
 /// A window has at least one pixel.
 PixelRect windowPixels(const X11Screens& screens, const Rect& frame)
 {
-    PixelRect pixels = screens.pixelsOf(frame);
+    PixelRect pixels = screens.space().pixelsOf(frame);
     pixels.width = std::max(pixels.width, 1);
     pixels.height = std::max(pixels.height, 1);
     return pixels;
@@ -25,7 +25,7 @@ PixelRect windowPixels(const X11Screens& screens, const Rect& frame)
 
 X11Panel::X11Panel(PanelContext& context, const PanelOptions& options)
     : context_(context), style_(options.style), level_(options.level), frame_(options.frame),
-      scale_(context.screens.scaleAt(options.frame)), pixels_(windowPixels(context.screens, options.frame)),
+      scale_(context.screens.space().scaleAt(options.frame)), pixels_(windowPixels(context.screens, options.frame)),
       ignoresMouse_(options.ignoresMouseEvents || options.style != PanelStyle::overlay),
       window_(context.connection, options.style, pixels_),
       compositor_(context.connection, context.queue, root_, {window_.id(), window_.depth(), window_.format()})
@@ -59,7 +59,7 @@ X11Panel::~X11Panel()
 void X11Panel::setFrame(const Rect& frame)
 {
     const PixelRect pixels = windowPixels(context_.screens, frame);
-    const double scale = context_.screens.scaleAt(frame);
+    const double scale = context_.screens.space().scaleAt(frame);
     const bool isResized = pixels.width != pixels_.width || pixels.height != pixels_.height;
     // A picture stays in place on the screen in a resize, but travels along when the window merely moves.
     const int dx = isResized ? pixels.x - pixels_.x : 0;
@@ -198,7 +198,7 @@ void X11Panel::handleButton(const xcb_button_press_event_t& event)
         return;
     isPressed_ = isPress;
     const MouseEvent mouse = mouseEvent(event.root_x, event.root_y, event.state);
-    const auto place = context_.screens.holdMouseAt(event.root_x, event.root_y);
+    const auto held = context_.screens.pointer().hold({event.root_x, event.root_y});
     if (const auto callback = isPress ? onMouseDown : onMouseUp)
         callback(mouse);
 }
@@ -227,7 +227,7 @@ void X11Panel::deliverMotion()
     if (!motion || !onMouseDragged)
         return;
     const auto callback = onMouseDragged;
-    const auto place = context_.screens.holdMouseAt(motion->root_x, motion->root_y);
+    const auto held = context_.screens.pointer().hold({motion->root_x, motion->root_y});
     callback(mouseEvent(motion->root_x, motion->root_y, motion->state));
 }
 
@@ -235,7 +235,7 @@ MouseEvent X11Panel::mouseEvent(int rootX, int rootY, std::uint16_t state) const
 {
     // By the place that the panel has now: an event may still tell positions in the window as it was before a move.
     const Point location{(rootX - pixels_.x) / scale_, frame_.height - (rootY - pixels_.y) / scale_};
-    return {location, context_.screens.pointOf(rootX, rootY), context_.modifiers.isCommandHeld(state)};
+    return {location, context_.screens.space().pointOf({rootX, rootY}), context_.modifiers.isCommandHeld(state)};
 }
 
 } // namespace nimbrale::x11

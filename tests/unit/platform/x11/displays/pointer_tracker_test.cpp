@@ -1,0 +1,122 @@
+#include "platform/x11/displays/pointer_tracker.h"
+
+#include <QCoreApplication>
+
+#include <gtest/gtest.h>
+#include <thread>
+
+namespace nimbrale::x11 {
+namespace {
+
+using namespace std::chrono_literals;
+
+class PointerTrackerTest : public testing::Test {
+protected:
+    std::optional<PixelPoint> server = PixelPoint{10, 20};
+    int questions = 0;
+    PointerTracker::TimePoint time{std::chrono::hours(1)};
+    PointerTracker tracker{[this] {
+                               ++questions;
+                               return server;
+                           },
+                           [this] { return time; }};
+};
+
+TEST_F(PointerTrackerTest, WhereNobodyTellsOfMovesTheServerIsAskedEveryTime)
+{
+    EXPECT_EQ(tracker.position(), (PixelPoint{10, 20}));
+    server = PixelPoint{11, 20};
+    EXPECT_EQ(tracker.position(), (PixelPoint{11, 20}));
+    EXPECT_EQ(questions, 2);
+    EXPECT_EQ(tracker.observeMoves([] {}), nullptr);
+    tracker.mayHaveMoved();
+    EXPECT_EQ(tracker.observeMoves([] {}), nullptr) << "an event is no telling of every move";
+}
+
+TEST_F(PointerTrackerTest, WhereMovesAreToldTheServerIsAskedAfterAMoveOnly)
+{
+    tracker.didMove();
+    EXPECT_EQ(tracker.position(), (PixelPoint{10, 20}));
+    server = PixelPoint{30, 40};
+    EXPECT_EQ(tracker.position(), (PixelPoint{10, 20}));
+    EXPECT_EQ(questions, 1);
+    tracker.didMove();
+    EXPECT_EQ(tracker.position(), (PixelPoint{30, 40}));
+    server = PixelPoint{50, 60};
+    tracker.mayHaveMoved();
+    EXPECT_EQ(tracker.position(), (PixelPoint{50, 60}));
+    EXPECT_EQ(questions, 3);
+}
+
+// Programs can set the position without anybody being told.
+TEST_F(PointerTrackerTest, AnAnswerCountsForAFifthOfASecond)
+{
+    tracker.didMove();
+    EXPECT_EQ(tracker.position(), (PixelPoint{10, 20}));
+    server = PixelPoint{30, 40};
+    time += 199ms;
+    EXPECT_EQ(tracker.position(), (PixelPoint{10, 20}));
+    time += 1ms;
+    EXPECT_EQ(tracker.position(), (PixelPoint{30, 40}));
+    time += 199ms;
+    EXPECT_EQ(tracker.position(), (PixelPoint{30, 40}));
+    EXPECT_EQ(questions, 2);
+}
+
+TEST_F(PointerTrackerTest, WithoutAnAnswerTheLastOneStaysAndTheServerIsAskedAgain)
+{
+    tracker.didMove();
+    EXPECT_EQ(tracker.position(), (PixelPoint{10, 20}));
+    server.reset();
+    tracker.didMove();
+    EXPECT_EQ(tracker.position(), (PixelPoint{10, 20}));
+    EXPECT_EQ(tracker.position(), (PixelPoint{10, 20}));
+    EXPECT_EQ(questions, 3);
+}
+
+TEST_F(PointerTrackerTest, WhileAnEventsPositionIsHeldNobodyIsAsked)
+{
+    {
+        const auto held = tracker.hold({1, 2});
+        EXPECT_EQ(tracker.position(), (PixelPoint{1, 2}));
+        EXPECT_EQ(questions, 0);
+    }
+    EXPECT_EQ(tracker.position(), (PixelPoint{10, 20}));
+}
+
+TEST_F(PointerTrackerTest, ObserversAreToldOnTheMainThreadOfTheFirstMoveAfterAQuestion)
+{
+    int argumentCount = 1;
+    char name[] = "pointer_tracker_test";
+    char* arguments[] = {name, nullptr};
+    const QCoreApplication application(argumentCount, arguments);
+    tracker.didMove();
+    int told = 0;
+    const std::thread::id mainThread = std::this_thread::get_id();
+    const Subscription subscription = tracker.observeMoves([&] {
+        EXPECT_EQ(std::this_thread::get_id(), mainThread);
+        ++told;
+    });
+    ASSERT_NE(subscription, nullptr);
+    const auto moveTwice = [this] {
+        std::thread([this] {
+            tracker.didMove();
+            tracker.didMove();
+        }).join();
+        QCoreApplication::processEvents();
+    };
+    QCoreApplication::processEvents();
+    moveTwice();
+    EXPECT_EQ(told, 0) << "nobody has asked for the position yet";
+    static_cast<void>(tracker.position());
+    moveTwice();
+    EXPECT_EQ(told, 1);
+    moveTwice();
+    EXPECT_EQ(told, 1);
+    static_cast<void>(tracker.position());
+    moveTwice();
+    EXPECT_EQ(told, 2);
+}
+
+} // namespace
+} // namespace nimbrale::x11
