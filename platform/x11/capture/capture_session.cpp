@@ -1,87 +1,105 @@
 #include "platform/x11/capture/capture_session.h"
 
 #include <algorithm>
+#include <utility>
+#include <xcb/sync.h>
 
 namespace nimbrale::x11 {
 
-CaptureSession::CaptureSession(MainQueue& mainQueue, std::function<void()> wake)
-    : mainQueue_(mainQueue), wake_(std::move(wake))
-{}
+namespace {
 
-void CaptureSession::setOutput(SerialQueue& queue, std::function<void(const CaptureSample&)> handler)
+PointerVisibility pointerVisibility(const SessionConfiguration& configuration)
 {
-    const std::lock_guard lock(outputMutex_);
-    queue_ = &queue;
-    handler_ = std::move(handler);
+    return configuration.showsCursor ? PointerVisibility::shown : PointerVisibility::hidden;
 }
 
-void CaptureSession::close()
+} // namespace
+
+CaptureSession::CaptureSession(MainQueue& mainQueue, std::function<void()> wake)
+    : output(std::make_shared<SampleOutput>(mainQueue, std::move(wake))),
+      changes_([this](const CapturedWindow& window) { return includes(window); })
+{}
+
+void CaptureSession::configure(const SessionConfiguration& configuration)
 {
-    const std::lock_guard lock(outputMutex_);
-    queue_ = nullptr;
-    handler_ = nullptr;
+    configuration_ = configuration;
+    pacer_.setInterval(configuration.interval);
+    changes_.setSource(configuration.source, pointerVisibility(configuration));
+    if (!composer_)
+        return;
+    composer_->setSource(configuration.source);
+    desktop_->showPointer(changes_);
+}
+
+void CaptureSession::setFilter(const SessionFilter& filter)
+{
+    filter_ = filter;
+    changes_.addAll();
+}
+
+void CaptureSession::start(Connection& connection, DesktopTracker& desktop,
+                           std::function<void(xcb_pixmap_t)> releasePixmap)
+{
+    connection_ = &connection;
+    desktop_ = &desktop;
+    composer_ = std::make_unique<RegionComposer>(connection, std::move(releasePixmap));
+    composer_->setSource(configuration_.source);
+    if (connection.extensions().sync.isPresent) {
+        counter_ = {connection, connection.newId()};
+        xcb_sync_create_counter(connection.get(), counter_.get(), {0, 0});
+    }
+    desktop.add(changes_);
+}
+
+void CaptureSession::stop()
+{
+    if (!composer_)
+        return;
+    desktop_->remove(changes_);
+    composer_.reset();
+    counter_.reset();
 }
 
 bool CaptureSession::includes(const CapturedWindow& window) const
 {
-    if (window.needsClassification || (filter.excludesNotifications && window.owner.isNotification))
+    if (window.needsClassification || (filter_.excludesNotifications && window.owner.isNotification))
         return false;
-    return std::find(filter.excludedProcesses.begin(), filter.excludedProcesses.end(), window.owner.process) ==
-           filter.excludedProcesses.end();
+    return std::find(filter_.excludedProcesses.begin(), filter_.excludedProcesses.end(), window.owner.process) ==
+           filter_.excludedProcesses.end();
 }
 
-bool CaptureSession::isWaitingForOwner()
+StreamTiming CaptureSession::timing(FramePacer::Clock::time_point now)
 {
-    if (!isInFlight_)
-        return false;
-    isWakeWanted_ = true;
-    // The picture may have arrived between the two lines above, and then nobody saw the wish.
-    return isInFlight_;
+    StreamTiming timing{pacer_.timeToTick(now), StreamDemand::none};
+    if (desktop_->mayHaveChanged(changes_))
+        timing.demand = output->isFrameInFlight() ? StreamDemand::handOver : StreamDemand::frame;
+    return timing;
 }
 
-void CaptureSession::deliver(std::shared_ptr<const Surface> surface)
+void CaptureSession::composeFrame(FramePacer::Clock::time_point now)
 {
-    isInFlight_ = true;
-    std::function<void()> handOut = [self = shared_from_this(), surface = std::move(surface)]() mutable {
-        std::function<void(const CaptureSample&)> handler;
-        {
-            const std::lock_guard lock(self->outputMutex_);
-            handler = self->handler_;
-        }
-        if (!handler)
-            return;
-        handler({OutputType::screen, FrameStatus::complete, std::move(surface)});
-        self->mainQueue_.post([self] {
-            self->isInFlight_ = false;
-            if (self->isWakeWanted_.exchange(false))
-                self->wake_();
-        });
-    };
-    if (!postToOutput(handOut))
-        isInFlight_ = false;
+    if (changes_.isEmpty())
+        return;
+    PixelRegion changed = changes_.take();
+    desktop_->compose(*composer_, changed, pointerVisibility(configuration_),
+                      [this](const CapturedWindow& window) { return includes(window); });
+    changed.translate(-configuration_.source.x, -configuration_.source.y);
+    auto surface = std::make_shared<X11Surface>(composer_->pixmap(), changed.rects(), signalFence());
+    connection_->flush();
+    pacer_.useTick(now);
+    output->deliver(std::move(surface));
 }
 
-void CaptureSession::complete(CaptureStream::Completion completion, Result<void> result)
+SyncPoint CaptureSession::signalFence()
 {
-    // Handed on without a copy, so that no thread but the main one can be the last to let go of the completion.
-    std::function<void()> finish = [completion = std::move(completion), result = std::move(result)] {
-        completion(result);
-    };
-    std::function<void()> pass = [self = shared_from_this(), finish = std::move(finish)]() mutable {
-        self->mainQueue_.post(std::move(finish));
-    };
-    // A stream that was let go of delivers no pictures any more, but still answers.
-    if (!postToOutput(pass))
-        pass();
-}
-
-bool CaptureSession::postToOutput(std::function<void()>& work)
-{
-    const std::lock_guard lock(outputMutex_);
-    if (!queue_)
-        return false;
-    queue_->runOrPost(std::move(work));
-    return true;
+    if (!counter_) {
+        connection_->synchronize();
+        return {};
+    }
+    const std::int64_t value = ++counterValue_;
+    xcb_sync_set_counter(connection_->get(), counter_.get(),
+                         {static_cast<std::int32_t>(value >> 32), static_cast<std::uint32_t>(value & 0xffffffff)});
+    return {counter_.get(), value};
 }
 
 } // namespace nimbrale::x11

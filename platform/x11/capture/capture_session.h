@@ -1,16 +1,15 @@
 #pragma once
 
-#include "platform/main_queue.h"
-#include "platform/screen_capture.h"
+#include "platform/x11/capture/change_collector.h"
+#include "platform/x11/capture/desktop_tracker.h"
+#include "platform/x11/capture/frame_pacer.h"
 #include "platform/x11/capture/region_composer.h"
-#include "platform/x11/server/pixel_region.h"
+#include "platform/x11/capture/sample_output.h"
+#include "platform/x11/server/owned_id.h"
 
-#include <atomic>
 #include <chrono>
 #include <functional>
 #include <memory>
-#include <mutex>
-#include <optional>
 #include <vector>
 
 namespace nimbrale::x11 {
@@ -28,55 +27,41 @@ struct SessionFilter {
     bool excludesNotifications = false;
 };
 
-/// One stream as the capture thread keeps it. What is delivered goes to the stream's queue, pictures and completions
-/// alike, so that they keep their order; the next picture is composed only when the main queue has seen the last one.
-class CaptureSession : public std::enable_shared_from_this<CaptureSession> {
+/// One stream as the capture thread keeps it: what is shown, what of it is dirty, and the pixmap it is composed in.
+/// Capture thread only, but for `output`.
+class CaptureSession {
 public:
-    /// `wake` lets the capture thread look again. `mainQueue` must outlive the session.
     CaptureSession(MainQueue& mainQueue, std::function<void()> wake);
+    CaptureSession(const CaptureSession&) = delete;
+    CaptureSession& operator=(const CaptureSession&) = delete;
 
-    // Main thread.
-    void setOutput(SerialQueue& queue, std::function<void(const CaptureSample&)> handler);
-    /// After it nothing is posted to the output's queue any more, and the handler is not called.
-    void close();
+    const std::shared_ptr<SampleOutput> output;
 
-    // Capture thread.
-    SessionConfiguration configuration;
-    SessionFilter filter;
-    std::unique_ptr<RegionComposer> composer;
-    /// What is to be drawn anew, in root pixels.
-    PixelRegion dirty;
-    /// Where the pointer was drawn last.
-    PixelRect pointerCoverage;
-    std::chrono::steady_clock::time_point lastFrame;
-    xcb_sync_counter_t counter = XCB_NONE;
-    std::int64_t counterValue = 0;
+    void configure(const SessionConfiguration& configuration);
+    void setFilter(const SessionFilter& filter);
 
-    [[nodiscard]] bool includes(const CapturedWindow& window) const;
-    void markAllDirty() { dirty = PixelRegion(configuration.source); }
-    void markDirty(const PixelRegion& region)
-    {
-        dirty |= region;
-        dirty &= PixelRegion(configuration.source);
-    }
-    /// Whether the last picture has not reached the main queue yet. When it has, `wake` is called if this was asked.
-    [[nodiscard]] bool isWaitingForOwner();
-    void deliver(std::shared_ptr<const Surface> surface);
-    /// Runs `completion` on the main queue, after the pictures delivered before, and releases it there.
-    void complete(CaptureStream::Completion completion, Result<void> result);
+    /// Begins and ends the life in the server. Only in between frames are composed. `desktop` and `connection` must
+    /// outlive it.
+    void start(Connection& connection, DesktopTracker& desktop, std::function<void(xcb_pixmap_t)> releasePixmap);
+    void stop();
+
+    [[nodiscard]] StreamTiming timing(FramePacer::Clock::time_point now);
+    /// Uses the tick that is due: draws what changed, if something did, and delivers it.
+    void composeFrame(FramePacer::Clock::time_point now);
 
 private:
-    /// Takes `work` and is true; where there is no output, or none any more, false, and `work` is left as it was.
-    [[nodiscard]] bool postToOutput(std::function<void()>& work);
+    [[nodiscard]] bool includes(const CapturedWindow& window) const;
+    [[nodiscard]] SyncPoint signalFence();
 
-    MainQueue& mainQueue_;
-    std::function<void()> wake_;
-    /// Recursive, since the output's queue may do on the spot what it is given.
-    std::recursive_mutex outputMutex_;
-    SerialQueue* queue_ = nullptr;
-    std::function<void(const CaptureSample&)> handler_;
-    std::atomic<bool> isInFlight_ = false;
-    std::atomic<bool> isWakeWanted_ = false;
+    SessionConfiguration configuration_;
+    SessionFilter filter_;
+    ChangeCollector changes_;
+    FramePacer pacer_;
+    Connection* connection_ = nullptr;
+    DesktopTracker* desktop_ = nullptr;
+    std::unique_ptr<RegionComposer> composer_;
+    OwnedCounter counter_;
+    std::int64_t counterValue_ = 0;
 };
 
 } // namespace nimbrale::x11

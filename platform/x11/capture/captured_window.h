@@ -3,11 +3,18 @@
 #include "platform/screen_capture.h"
 #include "platform/x11/server/pixel_region.h"
 
+#include <memory>
+#include <vector>
 #include <xcb/damage.h>
 #include <xcb/render.h>
 #include <xcb/xcb.h>
 
 namespace nimbrale::x11 {
+
+/// Whether a compositing manager runs, without which the server shows translucent windows opaque.
+enum class Compositing { absent, running };
+
+enum class PointerVisibility { hidden, shown };
 
 /// Whose a top-level window is, as the content filters need it.
 struct WindowOwner {
@@ -30,7 +37,9 @@ struct CapturedWindow {
     int height = 0;
     int borderWidth = 0;
     std::uint8_t depth = 0;
-    xcb_visualid_t visual = 0;
+    /// RENDER's format of its pixmap; 0 when it cannot be drawn.
+    xcb_render_pictformat_t format = 0;
+    bool hasAlpha = false;
     bool isInputOnly = false;
     bool isMapped = false;
     /// The server keeps no pixels of it for us.
@@ -51,6 +60,18 @@ struct CapturedWindow {
     /// Relative to the border's outer corner; of a shaped window only.
     PixelRegion shape;
 
+    /// Whether the server has pixels of it that can be shown.
+    [[nodiscard]] bool isDrawable() const { return isMapped && picture != XCB_NONE; }
+
+    /// Whether the screen shows it and not the root where it is.
+    [[nodiscard]] bool coversRoot() const { return isMapped && !isInputOnly; }
+
+    /// Whether nothing shines through it.
+    [[nodiscard]] bool isOpaque(Compositing compositing) const
+    {
+        return compositing == Compositing::absent || (opacity == 0xffffffff && !hasAlpha);
+    }
+
     /// The pixels that the window takes of the root, by its shape.
     [[nodiscard]] PixelRegion extents() const
     {
@@ -61,5 +82,8 @@ struct CapturedWindow {
         return region;
     }
 };
+
+/// Bottom to top.
+using WindowList = std::vector<std::unique_ptr<CapturedWindow>>;
 
 } // namespace nimbrale::x11

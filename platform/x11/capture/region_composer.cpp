@@ -24,11 +24,6 @@ RegionComposer::~RegionComposer()
     xcb_free_gc(connection_.get(), inferiorsContext_);
 }
 
-bool RegionComposer::isOpaque(const Connection& connection, const CapturedWindow& window, bool isComposited)
-{
-    return !isComposited || (window.opacity == 0xffffffff && !connection.hasAlpha(connection.formatOf(window.visual)));
-}
-
 void RegionComposer::setSource(const PixelRect& source)
 {
     if (canvas_.pixmap && source == source_)
@@ -73,13 +68,13 @@ void RegionComposer::compose(const PixelRegion& dirty, const DesktopParts& parts
     const auto& windows = parts.stack.windows();
     for (auto item = windows.rbegin(); item != windows.rend() && !rest.isEmpty(); ++item) {
         const CapturedWindow& window = **item;
-        if (!window.isMapped || window.picture == XCB_NONE || !isIncluded(window))
+        if (!window.isDrawable() || !isIncluded(window))
             continue;
         PixelRegion visible = window.extents();
         visible &= rest;
         if (visible.isEmpty())
             continue;
-        if (!isOpaque(connection_, window, parts.isComposited)) {
+        if (!window.isOpaque(parts.compositing)) {
             translucent.emplace_back(&window, visible);
             continue;
         }

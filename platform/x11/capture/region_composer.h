@@ -25,8 +25,7 @@ struct DesktopParts {
     const WindowStack& stack;
     const RootBackground& background;
     const PointerImage& pointer;
-    /// Whether a compositing manager runs, without which the server shows translucent windows opaque.
-    bool isComposited = false;
+    Compositing compositing = Compositing::absent;
 };
 
 /// Composes a rectangle of the desktop in a pixmap of the server, only where something changed. No pixel enters this
@@ -54,9 +53,6 @@ public:
     void copyRoot(const PixelRegion& dirty, const PointerImage& image, std::optional<PointerPlace> pointer);
 
     [[nodiscard]] const std::shared_ptr<SharedPixmap>& pixmap() const { return canvas_.pixmap; }
-
-    /// Whether nothing shines through the window.
-    [[nodiscard]] static bool isOpaque(const Connection& connection, const CapturedWindow& window, bool isComposited);
 
 private:
     struct Canvas {

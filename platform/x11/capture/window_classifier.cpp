@@ -11,8 +11,6 @@ namespace nimbrale::x11 {
 
 namespace {
 
-constexpr int deepestLevel = 2;
-
 std::optional<std::uint32_t> firstValue(const xcb_get_property_reply_t* reply)
 {
     if (!reply || reply->format != 32 || xcb_get_property_value_length(reply) < 4)
@@ -40,6 +38,18 @@ std::optional<ProcessID> processIn(const xcb_res_query_client_ids_reply_t* reply
     return std::nullopt;
 }
 
+/// This process as the server sees it; 0 when it cannot tell.
+ProcessID processAtServer(Connection& connection)
+{
+    if (!connection.extensions().resources.isPresent)
+        return 0;
+    const xcb_res_client_id_spec_t question{xcb_get_setup(connection.get())->resource_id_base,
+                                            XCB_RES_CLIENT_ID_MASK_LOCAL_CLIENT_PID};
+    const Reply<xcb_res_query_client_ids_reply_t> reply(xcb_res_query_client_ids_reply(
+        connection.get(), xcb_res_query_client_ids(connection.get(), 1, &question), nullptr));
+    return processIn(reply.get()).value_or(0);
+}
+
 struct Cookies {
     std::optional<xcb_res_query_client_ids_cookie_t> client;
     xcb_get_property_cookie_t process{};
@@ -51,26 +61,11 @@ struct Cookies {
 } // namespace
 
 WindowClassifier::WindowClassifier(Connection& connection)
-    : connection_(connection), ownProcess_(getpid()), processAtom_(connection.atom("_NET_WM_PID")),
-      typeAtom_(connection.atom("_NET_WM_WINDOW_TYPE")),
+    : connection_(connection), rule_(getpid(), processAtServer(connection)),
+      processAtom_(connection.atom("_NET_WM_PID")), typeAtom_(connection.atom("_NET_WM_WINDOW_TYPE")),
       notificationAtom_(connection.atom("_NET_WM_WINDOW_TYPE_NOTIFICATION")),
       opacityAtom_(connection.atom("_NET_WM_WINDOW_OPACITY"))
-{
-    if (!connection_.extensions().resources.isPresent)
-        return;
-    const xcb_res_client_id_spec_t question{xcb_get_setup(connection_.get())->resource_id_base,
-                                            XCB_RES_CLIENT_ID_MASK_LOCAL_CLIENT_PID};
-    const Reply<xcb_res_query_client_ids_reply_t> reply(xcb_res_query_client_ids_reply(
-        connection_.get(), xcb_res_query_client_ids(connection_.get(), 1, &question), nullptr));
-    ownProcessAtServer_ = processIn(reply.get()).value_or(0);
-}
-
-bool WindowClassifier::isOwnClient(std::optional<ProcessID> client, std::optional<ProcessID> named) const
-{
-    if (client && ownProcessAtServer_ != 0)
-        return *client == ownProcessAtServer_;
-    return named == ownProcess_;
-}
+{}
 
 void WindowClassifier::classify(const std::vector<CapturedWindow*>& windows)
 {
@@ -102,7 +97,7 @@ std::vector<WindowClassifier::Subject> WindowClassifier::classifyLevel(const std
         cookie.type = xcb_get_property(raw, 0, subject.id, typeAtom_, XCB_ATOM_ATOM, 0, 32);
         if (subject.depth == 0)
             cookie.opacity = xcb_get_property(raw, 0, subject.id, opacityAtom_, XCB_ATOM_CARDINAL, 0, 1);
-        if (subject.depth < deepestLevel)
+        if (subject.depth < WindowOwnerRule::maximumDepth)
             cookie.tree = xcb_query_tree(raw, subject.id);
         cookies.push_back(cookie);
     }
@@ -111,24 +106,18 @@ std::vector<WindowClassifier::Subject> WindowClassifier::classifyLevel(const std
     for (std::size_t index = 0; index < subjects.size(); ++index) {
         const Subject& subject = subjects[index];
         const Cookies& cookie = cookies[index];
-        WindowOwner& owner = subject.window->owner;
-
-        std::optional<ProcessID> process;
+        WindowFacts facts;
+        facts.depth = subject.depth;
         if (cookie.client) {
             const Reply<xcb_res_query_client_ids_reply_t> reply(
                 xcb_res_query_client_ids_reply(raw, *cookie.client, nullptr));
-            process = processIn(reply.get());
+            facts.client = processIn(reply.get());
         }
         const Reply<xcb_get_property_reply_t> named(xcb_get_property_reply(raw, cookie.process, nullptr));
-        const std::optional<ProcessID> namedProcess = firstValue(named.get());
-        owner.isOwn |= isOwnClient(process, namedProcess);
-        if (!process)
-            process = namedProcess;
-        if (subject.depth == 0 || owner.isOwn)
-            owner.process = owner.isOwn ? ownProcess_ : process.value_or(0);
-
+        facts.namedProcess = firstValue(named.get());
         const Reply<xcb_get_property_reply_t> type(xcb_get_property_reply(raw, cookie.type, nullptr));
-        owner.isNotification |= subject.depth <= 1 && containsAtom(type.get(), notificationAtom_);
+        facts.isNotification = containsAtom(type.get(), notificationAtom_);
+        rule_.consider(subject.window->owner, facts);
 
         if (cookie.opacity) {
             const Reply<xcb_get_property_reply_t> opacity(xcb_get_property_reply(raw, *cookie.opacity, nullptr));

@@ -38,11 +38,6 @@ WindowStack::WindowStack(Connection& connection)
     connection_.flush();
 }
 
-xcb_render_pictformat_t WindowStack::formatOf(const CapturedWindow& window) const
-{
-    return connection_.formatOf(window.visual);
-}
-
 CapturedWindow* WindowStack::find(xcb_window_t id) const
 {
     const std::size_t index = indexOf(id);
@@ -56,51 +51,50 @@ std::size_t WindowStack::indexOf(xcb_window_t id) const
     return found == windows_.end() ? nowhere : std::size_t(found - windows_.begin());
 }
 
-void WindowStack::handle(const xcb_generic_event_t& event)
+template <typename Event>
+void WindowStack::subscribe(EventRoutes& events, int type, void (WindowStack::*handler)(const Event&))
 {
-    const Extension& shape = connection_.extensions().shape;
-    if (eventType(event) == shape.firstEvent + XCB_SHAPE_NOTIFY) {
-        const auto& notify = eventAs<xcb_shape_notify_event_t>(event);
-        if (notify.shape_kind == XCB_SHAPE_SK_BOUNDING)
-            shapeChanged(notify.affected_window);
-        return;
-    }
-    switch (eventType(event)) {
-    case XCB_CREATE_NOTIFY:
-        if (eventAs<xcb_create_notify_event_t>(event).parent == connection_.root())
-            add(eventAs<xcb_create_notify_event_t>(event).window);
-        break;
-    case XCB_DESTROY_NOTIFY: {
-        // The server has freed the damage with the window; only the record goes.
-        const xcb_window_t id = eventAs<xcb_destroy_notify_event_t>(event).window;
-        if (CapturedWindow* const window = find(id))
-            window->damage = XCB_NONE;
-        remove(id);
-        break;
-    }
-    case XCB_MAP_NOTIFY:
-        if (CapturedWindow* const window = find(eventAs<xcb_map_notify_event_t>(event).window))
-            mapped(*window);
-        break;
-    case XCB_UNMAP_NOTIFY:
-        if (CapturedWindow* const window = find(eventAs<xcb_unmap_notify_event_t>(event).window))
-            unmapped(*window);
-        break;
-    case XCB_REPARENT_NOTIFY:
-        reparented(eventAs<xcb_reparent_notify_event_t>(event));
-        break;
-    case XCB_CONFIGURE_NOTIFY:
-        configured(eventAs<xcb_configure_notify_event_t>(event));
-        break;
-    case XCB_CIRCULATE_NOTIFY:
-        circulated(eventAs<xcb_circulate_notify_event_t>(event));
-        break;
-    case XCB_PROPERTY_NOTIFY:
-        propertyChanged(eventAs<xcb_property_notify_event_t>(event));
-        break;
-    default:
-        break;
-    }
+    subscriptions_.push_back(events.add(
+        {type}, [this, handler](const xcb_generic_event_t& event) { (this->*handler)(eventAs<Event>(event)); }));
+}
+
+void WindowStack::registerHandlers(EventRoutes& events)
+{
+    subscribe(events, connection_.extensions().shape.firstEvent + XCB_SHAPE_NOTIFY, &WindowStack::handleShape);
+    subscribe(events, XCB_CREATE_NOTIFY, &WindowStack::handleCreate);
+    subscribe(events, XCB_DESTROY_NOTIFY, &WindowStack::handleDestroy);
+    subscribe(events, XCB_MAP_NOTIFY, &WindowStack::handleMap);
+    subscribe(events, XCB_UNMAP_NOTIFY, &WindowStack::handleUnmap);
+    subscribe(events, XCB_REPARENT_NOTIFY, &WindowStack::handleReparent);
+    subscribe(events, XCB_CONFIGURE_NOTIFY, &WindowStack::handleConfigure);
+    subscribe(events, XCB_CIRCULATE_NOTIFY, &WindowStack::handleCirculate);
+    subscribe(events, XCB_PROPERTY_NOTIFY, &WindowStack::handleProperty);
+}
+
+void WindowStack::handleCreate(const xcb_create_notify_event_t& event)
+{
+    if (event.parent == connection_.root())
+        add(event.window);
+}
+
+void WindowStack::handleDestroy(const xcb_destroy_notify_event_t& event)
+{
+    // The server has freed the damage with the window; only the record goes.
+    if (CapturedWindow* const window = find(event.window))
+        window->damage = XCB_NONE;
+    remove(event.window);
+}
+
+void WindowStack::handleMap(const xcb_map_notify_event_t& event)
+{
+    if (CapturedWindow* const window = find(event.window))
+        mapped(*window);
+}
+
+void WindowStack::handleUnmap(const xcb_unmap_notify_event_t& event)
+{
+    if (CapturedWindow* const window = find(event.window))
+        unmapped(*window);
 }
 
 void WindowStack::add(xcb_window_t id)
@@ -124,7 +118,8 @@ void WindowStack::add(xcb_window_t id)
     window->height = geometry->height;
     window->borderWidth = geometry->border_width;
     window->depth = geometry->depth;
-    window->visual = attributes->visual;
+    window->format = connection_.formatOf(attributes->visual);
+    window->hasAlpha = connection_.hasAlpha(window->format);
     window->isInputOnly = attributes->_class == XCB_WINDOW_CLASS_INPUT_ONLY;
     if (!window->isInputOnly) {
         mayFail(raw, xcb_shape_select_input_checked(raw, id, 1));
@@ -197,16 +192,17 @@ void WindowStack::classifyNew()
 void WindowStack::unredirectOwn(CapturedWindow& window)
 {
     releasePixmap(window);
-    if (isComposited_ || window.isUnredirected)
+    if (compositing_ == Compositing::running || window.isUnredirected)
         return;
     xcb_connection_t* const raw = connection_.get();
     mayFail(raw, xcb_composite_unredirect_window_checked(raw, window.id, XCB_COMPOSITE_REDIRECT_AUTOMATIC));
     window.isUnredirected = true;
 }
 
-void WindowStack::setComposited(bool isComposited)
+void WindowStack::setCompositing(Compositing compositing)
 {
-    isComposited_ = isComposited;
+    compositing_ = compositing;
+    const bool isComposited = compositing == Compositing::running;
     xcb_connection_t* const raw = connection_.get();
     for (const auto& window : windows_) {
         if (!isComposited && window->owner.isOwn && window->isMapped) {
@@ -218,7 +214,7 @@ void WindowStack::setComposited(bool isComposited)
     }
 }
 
-void WindowStack::configured(const xcb_configure_notify_event_t& event)
+void WindowStack::handleConfigure(const xcb_configure_notify_event_t& event)
 {
     const std::size_t index = indexOf(event.window);
     if (index == nowhere)
@@ -247,7 +243,7 @@ void WindowStack::configured(const xcb_configure_notify_event_t& event)
     changed(window);
 }
 
-void WindowStack::circulated(const xcb_circulate_notify_event_t& event)
+void WindowStack::handleCirculate(const xcb_circulate_notify_event_t& event)
 {
     const std::size_t index = indexOf(event.window);
     if (index == nowhere)
@@ -272,7 +268,7 @@ void WindowStack::placeAbove(std::size_t index, xcb_window_t sibling)
     windows_.insert(windows_.begin() + std::ptrdiff_t(position), std::move(window));
 }
 
-void WindowStack::reparented(const xcb_reparent_notify_event_t& event)
+void WindowStack::handleReparent(const xcb_reparent_notify_event_t& event)
 {
     if (event.parent == connection_.root()) {
         add(event.window);
@@ -293,7 +289,7 @@ void WindowStack::reparented(const xcb_reparent_notify_event_t& event)
     remove(event.window);
 }
 
-void WindowStack::propertyChanged(const xcb_property_notify_event_t& event)
+void WindowStack::handleProperty(const xcb_property_notify_event_t& event)
 {
     if (event.atom != processAtom_ && event.atom != typeAtom_ && event.atom != opacityAtom_)
         return;
@@ -305,10 +301,10 @@ void WindowStack::propertyChanged(const xcb_property_notify_event_t& event)
     hasUnclassified_ = true;
 }
 
-void WindowStack::shapeChanged(xcb_window_t id)
+void WindowStack::handleShape(const xcb_shape_notify_event_t& event)
 {
-    CapturedWindow* const window = find(id);
-    if (!window)
+    CapturedWindow* const window = find(event.affected_window);
+    if (!window || event.shape_kind != XCB_SHAPE_SK_BOUNDING)
         return;
     changed(*window);
     readShape(*window);
@@ -337,14 +333,13 @@ void WindowStack::readShape(CapturedWindow& window)
 void WindowStack::namePixmap(CapturedWindow& window)
 {
     releasePixmap(window);
-    const xcb_render_pictformat_t format = formatOf(window);
-    if (format == 0)
+    if (window.format == 0)
         return;
     xcb_connection_t* const raw = connection_.get();
     window.pixmap = connection_.newId();
     mayFail(raw, xcb_composite_name_window_pixmap_checked(raw, window.id, window.pixmap));
     window.picture = connection_.newId();
-    mayFail(raw, xcb_render_create_picture_checked(raw, window.picture, window.pixmap, format, 0, nullptr));
+    mayFail(raw, xcb_render_create_picture_checked(raw, window.picture, window.pixmap, window.format, 0, nullptr));
 }
 
 void WindowStack::releasePixmap(CapturedWindow& window)
@@ -361,7 +356,7 @@ void WindowStack::releasePixmap(CapturedWindow& window)
 void WindowStack::changed(const CapturedWindow& window)
 {
     if (onChange && window.isMapped && !window.isInputOnly && !window.needsClassification)
-        onChange(window.extents(), window);
+        onChange(window);
 }
 
 } // namespace nimbrale::x11

@@ -3,10 +3,12 @@
 #include "platform/x11/capture/captured_window.h"
 #include "platform/x11/capture/window_classifier.h"
 #include "platform/x11/server/connection.h"
+#include "platform/x11/server/event_routes.h"
 
 #include <functional>
 #include <memory>
 #include <vector>
+#include <xcb/shape.h>
 
 namespace nimbrale::x11 {
 
@@ -21,38 +23,44 @@ public:
     WindowStack(const WindowStack&) = delete;
     WindowStack& operator=(const WindowStack&) = delete;
 
-    /// `region` (root pixels) shows something else now: called while events are handled.
-    std::function<void(const PixelRegion& region, const CapturedWindow& window)> onChange;
+    /// Where `window` is something else shows now. Called while events are handled: before a change of place or shape
+    /// and after it.
+    std::function<void(const CapturedWindow& window)> onChange;
 
-    /// Takes in what an event says of windows. Events of other kinds are ignored.
-    void handle(const xcb_generic_event_t& event);
+    /// Asks for the events that it follows the windows by.
+    void registerHandlers(EventRoutes& events);
     /// Finds out whose the windows are that came since. To be called before composing.
     void classifyNew();
 
     /// A compositing manager came or went. While one runs, own windows stay redirected like all others: it keeps their
     /// pixels anyway, and the server forgets to end its redirection when a window that one of two clients unredirected
     /// is given another parent, after which nobody shows that window.
-    void setComposited(bool isComposited);
+    void setCompositing(Compositing compositing);
 
     /// Bottom to top.
-    [[nodiscard]] const std::vector<std::unique_ptr<CapturedWindow>>& windows() const { return windows_; }
-    /// RENDER's format of the window's pixmap; 0 when it cannot be drawn.
-    [[nodiscard]] xcb_render_pictformat_t formatOf(const CapturedWindow& window) const;
+    [[nodiscard]] const WindowList& windows() const { return windows_; }
+    /// Null for a window that is not listed.
+    [[nodiscard]] CapturedWindow* find(xcb_window_t id) const;
     /// A window of this process that is no window of the application, such as one that stands for the root background.
     void addExempt(xcb_window_t window) { exempt_ = window; }
 
 private:
-    [[nodiscard]] CapturedWindow* find(xcb_window_t id) const;
     [[nodiscard]] std::size_t indexOf(xcb_window_t id) const;
     void add(xcb_window_t id);
     void remove(xcb_window_t id);
+    template <typename Event>
+    void subscribe(EventRoutes& events, int type, void (WindowStack::*handler)(const Event&));
+    void handleCreate(const xcb_create_notify_event_t& event);
+    void handleDestroy(const xcb_destroy_notify_event_t& event);
+    void handleMap(const xcb_map_notify_event_t& event);
+    void handleUnmap(const xcb_unmap_notify_event_t& event);
     void mapped(CapturedWindow& window);
     void unmapped(CapturedWindow& window);
-    void configured(const xcb_configure_notify_event_t& event);
-    void circulated(const xcb_circulate_notify_event_t& event);
-    void reparented(const xcb_reparent_notify_event_t& event);
-    void propertyChanged(const xcb_property_notify_event_t& event);
-    void shapeChanged(xcb_window_t id);
+    void handleConfigure(const xcb_configure_notify_event_t& event);
+    void handleCirculate(const xcb_circulate_notify_event_t& event);
+    void handleReparent(const xcb_reparent_notify_event_t& event);
+    void handleProperty(const xcb_property_notify_event_t& event);
+    void handleShape(const xcb_shape_notify_event_t& event);
     void placeAbove(std::size_t index, xcb_window_t sibling);
     void readShape(CapturedWindow& window);
     void namePixmap(CapturedWindow& window);
@@ -63,13 +71,14 @@ private:
 
     Connection& connection_;
     WindowClassifier classifier_;
-    std::vector<std::unique_ptr<CapturedWindow>> windows_;
+    WindowList windows_;
     xcb_window_t exempt_ = XCB_NONE;
     bool hasUnclassified_ = false;
-    bool isComposited_ = false;
+    Compositing compositing_ = Compositing::absent;
     xcb_atom_t processAtom_;
     xcb_atom_t typeAtom_;
     xcb_atom_t opacityAtom_;
+    std::vector<Subscription> subscriptions_;
 };
 
 } // namespace nimbrale::x11

@@ -35,7 +35,7 @@ X11CaptureStream::X11CaptureStream(CaptureEngine& engine, X11Screens& screens, M
 
 X11CaptureStream::~X11CaptureStream()
 {
-    session_->close();
+    session_->output->close();
     engine_.post([&engine = engine_, session = session_] { engine.removeSession(session); });
 }
 
@@ -43,7 +43,7 @@ Result<void> X11CaptureStream::addOutput(OutputType type, SerialQueue& queue, Sa
 {
     if (type != OutputType::screen)
         return fail(ErrorCode::unsupported, "This desktop's screen capture delivers no sound.");
-    session_->setOutput(queue, std::move(handler));
+    session_->output->open(queue, std::move(handler));
     return {};
 }
 
@@ -57,9 +57,9 @@ void X11CaptureStream::start(Completion completion)
     source_ = configuration->source;
     engine_.post([&engine = engine_, session = session_, configuration = *configuration,
                   filter = sessionFilter(filter_), completion = std::move(completion)]() mutable {
-        session->configuration = configuration;
-        session->filter = filter;
-        session->complete(std::move(completion), {});
+        session->configure(configuration);
+        session->setFilter(filter);
+        session->output->complete(std::move(completion), {});
         engine.addSession(session);
     });
 }
@@ -68,7 +68,7 @@ void X11CaptureStream::stop(Completion completion)
 {
     engine_.post([&engine = engine_, session = session_, completion = std::move(completion)]() mutable {
         engine.removeSession(session);
-        session->complete(std::move(completion), {});
+        session->output->complete(std::move(completion), {});
     });
 }
 
@@ -81,20 +81,18 @@ void X11CaptureStream::updateConfiguration(const StreamConfiguration& configurat
         return;
     }
     source_ = updated->source;
-    engine_.post(
-        [&engine = engine_, session = session_, updated = *updated, completion = std::move(completion)]() mutable {
-            engine.applyConfiguration(*session, updated);
-            session->complete(std::move(completion), {});
-        });
+    engine_.post([session = session_, updated = *updated, completion = std::move(completion)]() mutable {
+        session->configure(updated);
+        session->output->complete(std::move(completion), {});
+    });
 }
 
 void X11CaptureStream::updateContentFilter(const ContentFilter& filter, Completion completion)
 {
     filter_ = filter;
-    engine_.post([&engine = engine_, session = session_, updated = sessionFilter(filter),
-                  completion = std::move(completion)]() mutable {
-        engine.applyFilter(*session, updated);
-        session->complete(std::move(completion), {});
+    engine_.post([session = session_, updated = sessionFilter(filter), completion = std::move(completion)]() mutable {
+        session->setFilter(updated);
+        session->output->complete(std::move(completion), {});
     });
 }
 
@@ -119,8 +117,7 @@ void X11CaptureStream::followDisplay()
     if (!source_ || !moved || moved->source == *source_)
         return;
     source_ = moved->source;
-    engine_.post(
-        [&engine = engine_, session = session_, moved = *moved] { engine.applyConfiguration(*session, moved); });
+    engine_.post([session = session_, moved = *moved] { session->configure(moved); });
 }
 
 void X11CaptureStream::postCompletion(Completion completion, Result<void> result)

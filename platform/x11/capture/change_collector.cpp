@@ -1,0 +1,97 @@
+#include "platform/x11/capture/change_collector.h"
+
+#include <utility>
+
+namespace nimbrale::x11 {
+
+void ChangeCollector::setSource(const PixelRect& source, PointerVisibility pointer)
+{
+    if (source == source_ && pointer == pointer_)
+        return;
+    source_ = source;
+    pointer_ = pointer;
+    pointerCoverage_ = {};
+    addAll();
+}
+
+void ChangeCollector::add(const PixelRegion& region)
+{
+    dirty_ |= region;
+    dirty_ &= PixelRegion(source_);
+}
+
+void ChangeCollector::addWindow(const CapturedWindow& window)
+{
+    if (isIncluded_(window))
+        add(window.extents());
+}
+
+void ChangeCollector::addDamage(const WindowList& windows, const CapturedWindow& window, const PixelRegion& damage,
+                                Compositing compositing)
+{
+    if (!isIncluded_(window))
+        return;
+    PixelRegion visible(damage);
+    visible &= window.extents();
+    visible &= PixelRegion(source_);
+    subtractHidden(visible, windows, window, compositing);
+    add(visible);
+}
+
+void ChangeCollector::addRootDamage(const WindowList& windows, const PixelRegion& damage)
+{
+    add(damage);
+    // What the root shows where a window that is left out covers it may be new as well.
+    for (const auto& window : windows) {
+        if (window->coversRoot() && !isIncluded_(*window))
+            add(window->extents());
+    }
+}
+
+void ChangeCollector::movePointer(const PixelRect& coverage)
+{
+    if (!showsPointer())
+        return;
+    add(PixelRegion(pointerCoverage_));
+    add(PixelRegion(coverage));
+    pointerCoverage_ = coverage;
+}
+
+bool ChangeCollector::isVisible(const WindowList& windows, const CapturedWindow& window, Compositing compositing) const
+{
+    if (!window.needsClassification && !isIncluded_(window))
+        return false;
+    PixelRegion visible = window.extents();
+    visible &= PixelRegion(source_);
+    subtractHidden(visible, windows, window, compositing);
+    return !visible.isEmpty();
+}
+
+PixelRegion ChangeCollector::take()
+{
+    PixelRegion taken = dirty_.count() > maximumRectangles ? PixelRegion(dirty_.bounds()) : dirty_;
+    dirty_.clear();
+    return taken;
+}
+
+void ChangeCollector::subtractHidden(PixelRegion& region, const WindowList& windows, const CapturedWindow& window,
+                                     Compositing compositing) const
+{
+    // From the top: what hides a window most often is the topmost of all.
+    for (auto item = windows.rbegin(); item != windows.rend() && item->get() != &window && !region.isEmpty(); ++item) {
+        const CapturedWindow& above = **item;
+        if (above.isDrawable() && isIncluded_(above) && above.isOpaque(compositing))
+            region -= above.extents();
+    }
+}
+
+PixelRegion bareRootDamage(const WindowList& windows, PixelRegion damage)
+{
+    for (const auto& window : windows) {
+        if (window->coversRoot())
+            damage -= window->extents();
+    }
+    return damage;
+}
+
+} // namespace nimbrale::x11

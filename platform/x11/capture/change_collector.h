@@ -1,0 +1,62 @@
+#pragma once
+
+#include "platform/pixel_rect.h"
+#include "platform/x11/capture/captured_window.h"
+#include "platform/x11/server/pixel_region.h"
+
+#include <functional>
+
+namespace nimbrale::x11 {
+
+/// Which pixels of one stream's source have to be drawn anew: what changed, less what opaque windows above hide. All in
+/// root pixels. Pure: needs no server. Capture thread only.
+class ChangeCollector {
+public:
+    /// `isIncluded`: whether the stream shows a window at all.
+    explicit ChangeCollector(std::function<bool(const CapturedWindow&)> isIncluded) : isIncluded_(std::move(isIncluded))
+    {}
+
+    /// Another source, or another choice about the pointer, has everything drawn anew.
+    void setSource(const PixelRect& source, PointerVisibility pointer);
+    [[nodiscard]] bool showsPointer() const { return pointer_ == PointerVisibility::shown; }
+
+    void addAll() { dirty_ = PixelRegion(source_); }
+    void add(const PixelRegion& region);
+    /// `damage` is what changed in one window of the list.
+    void addDamage(const WindowList& windows, const CapturedWindow& window, const PixelRegion& damage,
+                   Compositing compositing);
+    /// `damage` is what was drawn on the root itself, where it is bare.
+    void addRootDamage(const WindowList& windows, const PixelRegion& damage);
+    /// `window` came, went or changed its place or shape: everything where it is now.
+    void addWindow(const CapturedWindow& window);
+    /// The pointer covers `coverage` from now on.
+    void movePointer(const PixelRect& coverage);
+
+    /// Whether damage of the window can be seen in the source. Damage that cannot is best left with the server, which
+    /// then reports no more of it; what uncovers the window later has its place drawn anew.
+    [[nodiscard]] bool isVisible(const WindowList& windows, const CapturedWindow& window,
+                                 Compositing compositing) const;
+
+    [[nodiscard]] bool isEmpty() const { return dirty_.isEmpty(); }
+    /// What is to be drawn, and nothing is from then on. Past `maximumRectangles` their bounding box is given instead.
+    [[nodiscard]] PixelRegion take();
+
+    /// Past this many rectangles their bounding box is cheaper than the requests for each.
+    static constexpr int maximumRectangles = 24;
+
+private:
+    void subtractHidden(PixelRegion& region, const WindowList& windows, const CapturedWindow& window,
+                        Compositing compositing) const;
+
+    std::function<bool(const CapturedWindow&)> isIncluded_;
+    PixelRect source_;
+    PointerVisibility pointer_ = PointerVisibility::shown;
+    PixelRegion dirty_;
+    /// Where the pointer was drawn last.
+    PixelRect pointerCoverage_;
+};
+
+/// What of the damage lies on the root itself: all drawing in windows is damage of the root as well.
+[[nodiscard]] PixelRegion bareRootDamage(const WindowList& windows, PixelRegion damage);
+
+} // namespace nimbrale::x11

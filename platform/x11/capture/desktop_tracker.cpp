@@ -1,0 +1,399 @@
+#include "platform/x11/capture/desktop_tracker.h"
+
+#include "platform/x11/server/events.h"
+#include "platform/x11/server/handles.h"
+
+#include <algorithm>
+#include <limits>
+#include <xcb/damage.h>
+#include <xcb/shape.h>
+#include <xcb/xfixes.h>
+#include <xcb/xinput.h>
+
+namespace nimbrale::x11 {
+
+namespace {
+
+/// Programs that set the pointer's place themselves announce it by no event: now and then it is asked for.
+constexpr std::chrono::milliseconds pointerPollInterval{200};
+
+/// Whatever is drawn anywhere is damage of the root, and hardly ever the root's own: unless it was the last time, it is
+/// looked through no more often than this.
+constexpr std::chrono::milliseconds bareRootInterval{200};
+
+PixelRegion fetched(xcb_connection_t* connection, xcb_xfixes_fetch_region_cookie_t cookie,
+                    int maximumRectangles = ChangeCollector::maximumRectangles)
+{
+    PixelRegion region;
+    const Reply<xcb_xfixes_fetch_region_reply_t> reply(xcb_xfixes_fetch_region_reply(connection, cookie, nullptr));
+    if (!reply)
+        return region;
+    const int count = xcb_xfixes_fetch_region_rectangles_length(reply.get());
+    if (count > maximumRectangles) {
+        region.add(reply->extents.x, reply->extents.y, reply->extents.width, reply->extents.height);
+        return region;
+    }
+    const xcb_rectangle_t* const rects = xcb_xfixes_fetch_region_rectangles(reply.get());
+    for (int index = 0; index < count; ++index)
+        region.add(rects[index].x, rects[index].y, rects[index].width, rects[index].height);
+    return region;
+}
+
+} // namespace
+
+DesktopTracker::DesktopTracker(Connection& connection, std::function<void()> onPointerMoved)
+    : connection_(connection), onPointerMoved_(std::move(onPointerMoved))
+{
+    chooseMode();
+    fetchedRegion_ = {connection_, connection_.newId()};
+    xcb_xfixes_create_region(connection_.get(), fetchedRegion_.get(), 0, nullptr);
+    watchWindows();
+    watchPointer();
+    watchCompositor();
+    background_ = std::make_unique<RootBackground>(connection_, compositing_ == Compositing::running);
+    if (stack_)
+        stack_->addExempt(background_->anchor());
+    registerHandlers();
+    connection_.synchronize();
+}
+
+void DesktopTracker::chooseMode()
+{
+    if (!connection_.extensions().composite.isPresent) {
+        mode_ = Mode::rootDamage;
+        limitations_.emplace_back("This X server has no COMPOSITE extension, so Nimbrale's own windows and "
+                                  "notifications cannot be left out of the shared picture. Keep them outside of the "
+                                  "frame, or turn the extension on in the server's configuration.");
+    }
+    if (!connection_.extensions().damage.isPresent) {
+        mode_ = Mode::rootTimed;
+        limitations_.emplace_back("This X server has no DAMAGE extension, so changes are not announced: the picture is "
+                                  "copied at every interval, own windows included, which takes more power.");
+    }
+}
+
+void DesktopTracker::watchWindows()
+{
+    if (mode_ == Mode::redirected) {
+        stack_ = std::make_unique<WindowStack>(connection_);
+        stack_->onChange = [this](const CapturedWindow& window) {
+            for (ChangeCollector* const changes : collectors_)
+                changes->addWindow(window);
+        };
+        return;
+    }
+    const std::uint32_t events = XCB_EVENT_MASK_STRUCTURE_NOTIFY | XCB_EVENT_MASK_PROPERTY_CHANGE;
+    xcb_change_window_attributes(connection_.get(), connection_.root(), XCB_CW_EVENT_MASK, &events);
+    if (mode_ == Mode::rootDamage) {
+        rootDamage_ = {connection_, connection_.newId()};
+        xcb_damage_create(connection_.get(), rootDamage_.get(), connection_.root(), XCB_DAMAGE_REPORT_LEVEL_NON_EMPTY);
+    }
+}
+
+void DesktopTracker::watchPointer()
+{
+    pointer_ = std::make_unique<PointerImage>(connection_);
+    if (!connection_.extensions().input.isPresent)
+        return;
+    // Raw motion only wakes the thread; where the pointer is it asks once a tick.
+    struct {
+        xcb_input_event_mask_t head;
+        std::uint32_t mask;
+    } selection{{XCB_INPUT_DEVICE_ALL_MASTER, 1},
+                XCB_INPUT_XI_EVENT_MASK_RAW_MOTION | XCB_INPUT_XI_EVENT_MASK_RAW_TOUCH_UPDATE};
+    xcb_input_xi_select_events(connection_.get(), connection_.root(), 1, &selection.head);
+    notePointerMove();
+}
+
+void DesktopTracker::watchCompositor()
+{
+    compositorSelection_ = connection_.atom("_NET_WM_CM_S" + std::to_string(connection_.screenNumber()));
+    xcb_xfixes_select_selection_input(connection_.get(), connection_.root(), compositorSelection_,
+                                      XCB_XFIXES_SELECTION_EVENT_MASK_SET_SELECTION_OWNER |
+                                          XCB_XFIXES_SELECTION_EVENT_MASK_SELECTION_WINDOW_DESTROY |
+                                          XCB_XFIXES_SELECTION_EVENT_MASK_SELECTION_CLIENT_CLOSE);
+    updateCompositor();
+}
+
+template <typename Event>
+void DesktopTracker::subscribe(std::initializer_list<int> types, void (DesktopTracker::*handler)(const Event&))
+{
+    subscriptions_.push_back(events_.add(
+        types, [this, handler](const xcb_generic_event_t& event) { (this->*handler)(eventAs<Event>(event)); }));
+}
+
+void DesktopTracker::registerHandlers()
+{
+    const Extensions& extensions = connection_.extensions();
+    if (extensions.damage.isPresent) {
+        const int damage = extensions.damage.firstEvent + XCB_DAMAGE_NOTIFY;
+        subscribe({damage}, &DesktopTracker::handleDamage);
+        subscribe({damage}, &DesktopTracker::handleBackgroundChange);
+    }
+    if (extensions.input.isPresent)
+        subscribe({XCB_GE_GENERIC}, &DesktopTracker::handleDeviceEvent);
+    subscribe({extensions.fixes.firstEvent + XCB_XFIXES_SELECTION_NOTIFY}, &DesktopTracker::handleSelectionChange);
+    subscribe({extensions.fixes.firstEvent + XCB_XFIXES_CURSOR_NOTIFY}, &DesktopTracker::handleCursorChange);
+    subscribe({XCB_CONFIGURE_NOTIFY, XCB_PROPERTY_NOTIFY}, &DesktopTracker::handleBackgroundChange);
+    if (stack_)
+        stack_->registerHandlers(events_);
+}
+
+void DesktopTracker::add(ChangeCollector& changes)
+{
+    collectors_.push_back(&changes);
+    changes.addAll();
+    showPointer(changes);
+    isPointerStale_ = true;
+}
+
+void DesktopTracker::remove(ChangeCollector& changes)
+{
+    std::erase(collectors_, &changes);
+}
+
+void DesktopTracker::showPointer(ChangeCollector& changes) const
+{
+    if (pointerPlace_)
+        changes.movePointer(pointer_->coverage(pointerPlace_->rootX, pointerPlace_->rootY));
+}
+
+void DesktopTracker::handleEvents()
+{
+    while (const Reply<xcb_generic_event_t> event{xcb_poll_for_event(connection_.get())})
+        events_.deliver(*event);
+}
+
+bool DesktopTracker::handleQueuedEvent()
+{
+    const Reply<xcb_generic_event_t> event(xcb_poll_for_queued_event(connection_.get()));
+    if (!event)
+        return false;
+    events_.deliver(*event);
+    return true;
+}
+
+void DesktopTracker::classifyNewWindows()
+{
+    if (stack_)
+        stack_->classifyNew();
+}
+
+void DesktopTracker::handleBackgroundChange(const xcb_generic_event_t& event)
+{
+    if (background_->handle(event))
+        addAll();
+}
+
+void DesktopTracker::handleDeviceEvent(const xcb_ge_generic_event_t& event)
+{
+    if (event.extension == connection_.extensions().input.majorOpcode)
+        notePointerMove();
+}
+
+void DesktopTracker::handleCursorChange(const xcb_xfixes_cursor_notify_event_t&)
+{
+    pointer_->read();
+    redrawPointer();
+}
+
+void DesktopTracker::handleSelectionChange(const xcb_xfixes_selection_notify_event_t&)
+{
+    updateCompositor();
+}
+
+void DesktopTracker::updateCompositor()
+{
+    const Reply<xcb_get_selection_owner_reply_t> owner(xcb_get_selection_owner_reply(
+        connection_.get(), xcb_get_selection_owner(connection_.get(), compositorSelection_), nullptr));
+    const bool isRunning = owner && owner->owner != XCB_NONE;
+    const Compositing compositing = isRunning ? Compositing::running : Compositing::absent;
+    if (compositing == compositing_)
+        return;
+    compositing_ = compositing;
+    if (stack_)
+        stack_->setCompositing(compositing);
+    if (background_) {
+        background_->setComposited(isRunning);
+        if (stack_)
+            stack_->addExempt(background_->anchor());
+    }
+    addAll();
+}
+
+void DesktopTracker::addAll()
+{
+    for (ChangeCollector* const changes : collectors_)
+        changes->addAll();
+}
+
+void DesktopTracker::handleDamage(const xcb_damage_notify_event_t& event)
+{
+    if (mode_ == Mode::rootDamage) {
+        hasDamage_ = true;
+        return;
+    }
+    CapturedWindow* const window = stack_->find(event.drawable);
+    if (!window)
+        return; // The root's, which the background hears of.
+    // Damage that no stream shows is left with the server, which then reports no more of it.
+    window->isDamaged = true;
+    hasDamage_ |= isVisible(*window);
+}
+
+bool DesktopTracker::isVisible(const CapturedWindow& window) const
+{
+    return std::any_of(collectors_.begin(), collectors_.end(), [&](const ChangeCollector* changes) {
+        return changes->isVisible(stack_->windows(), window, compositing_);
+    });
+}
+
+void DesktopTracker::notePointerMove()
+{
+    isPointerStale_ = true;
+    if (onPointerMoved_)
+        onPointerMoved_();
+}
+
+bool DesktopTracker::mayHaveChanged(const ChangeCollector& changes) const
+{
+    return hasDamage_ || !changes.isEmpty() || mode_ == Mode::rootTimed || (changes.showsPointer() && isPointerStale_);
+}
+
+bool DesktopTracker::isPointerShown() const
+{
+    return std::any_of(collectors_.begin(), collectors_.end(),
+                       [](const ChangeCollector* changes) { return changes->showsPointer(); });
+}
+
+std::optional<std::chrono::nanoseconds> DesktopTracker::timeToPoll(Clock::time_point now) const
+{
+    std::optional<Clock::time_point> next;
+    if (!isPointerStale_ && isPointerShown())
+        next = pointerAsked_ + pointerPollInterval;
+    if (!hasDamage_ && background_->isDamaged() && !collectors_.empty())
+        next = std::min(next.value_or(bareRootDue_), bareRootDue_);
+    return next ? std::optional<std::chrono::nanoseconds>(*next - now) : std::nullopt;
+}
+
+void DesktopTracker::poll(Clock::time_point now)
+{
+    isPointerStale_ |= isPointerShown() && now - pointerAsked_ >= pointerPollInterval;
+    hasDamage_ |= background_->isDamaged() && !collectors_.empty() && now >= bareRootDue_;
+}
+
+void DesktopTracker::collect()
+{
+    if (mode_ == Mode::rootTimed)
+        addAll();
+    xcb_connection_t* const raw = connection_.get();
+    // Asked before and read after the damage: one round trip for all.
+    std::optional<xcb_query_pointer_cookie_t> pointerCookie;
+    if (isPointerStale_ || !connection_.extensions().input.isPresent) {
+        pointerCookie = xcb_query_pointer(raw, connection_.root());
+        pointerAsked_ = Clock::now();
+    }
+    isPointerStale_ = false;
+    if (stack_)
+        collectWindowDamage();
+    if (hasDamage_ && mode_ == Mode::rootDamage)
+        collectRootDamage();
+    hasDamage_ = false;
+    if (!pointerCookie)
+        return;
+    const Reply<xcb_query_pointer_reply_t> pointer(xcb_query_pointer_reply(raw, *pointerCookie, nullptr));
+    if (pointer)
+        movePointer({pointer->root_x, pointer->root_y});
+}
+
+void DesktopTracker::collectWindowDamage()
+{
+    xcb_connection_t* const raw = connection_.get();
+    struct Question {
+        const CapturedWindow* window;
+        xcb_xfixes_fetch_region_cookie_t cookie;
+    };
+    std::vector<Question> questions;
+    for (const auto& window : stack_->windows()) {
+        if (!window->isDamaged || window->damage == XCB_NONE || !isVisible(*window))
+            continue;
+        window->isDamaged = false;
+        mayFail(raw, xcb_damage_subtract_checked(raw, window->damage, XCB_NONE, fetchedRegion_.get()));
+        questions.push_back({window.get(), xcb_xfixes_fetch_region(raw, fetchedRegion_.get())});
+    }
+    std::optional<xcb_xfixes_fetch_region_cookie_t> rootCookie;
+    if (background_->isDamaged() && Clock::now() >= bareRootDue_)
+        rootCookie = background_->fetchDamage(fetchedRegion_.get());
+    for (const Question& question : questions) {
+        PixelRegion damage = fetched(raw, question.cookie);
+        const CapturedWindow& window = *question.window;
+        damage.translate(window.x + window.borderWidth, window.y + window.borderWidth);
+        for (ChangeCollector* const changes : collectors_)
+            changes->addDamage(stack_->windows(), window, damage, compositing_);
+    }
+    if (rootCookie)
+        addBareRootDamage(fetched(raw, *rootCookie, std::numeric_limits<int>::max()));
+}
+
+void DesktopTracker::addBareRootDamage(const PixelRegion& rootDamage)
+{
+    const PixelRegion damage = bareRootDamage(stack_->windows(), rootDamage);
+    bareRootDue_ = damage.isEmpty() ? Clock::now() + bareRootInterval : Clock::time_point{};
+    if (damage.isEmpty())
+        return;
+    for (ChangeCollector* const changes : collectors_)
+        changes->addRootDamage(stack_->windows(), damage);
+}
+
+void DesktopTracker::collectRootDamage()
+{
+    xcb_connection_t* const raw = connection_.get();
+    xcb_damage_subtract(raw, rootDamage_.get(), XCB_NONE, fetchedRegion_.get());
+    const PixelRegion damage = fetched(raw, xcb_xfixes_fetch_region(raw, fetchedRegion_.get()));
+    for (ChangeCollector* const changes : collectors_)
+        changes->add(damage);
+}
+
+void DesktopTracker::movePointer(const PointerPlace& place)
+{
+    if (pointerPlace_ && pointerPlace_->rootX == place.rootX && pointerPlace_->rootY == place.rootY)
+        return;
+    pointerPlace_ = place;
+    redrawPointer();
+    // A place that a program set came without an event.
+    if (onPointerMoved_)
+        onPointerMoved_();
+}
+
+void DesktopTracker::redrawPointer()
+{
+    for (ChangeCollector* const changes : collectors_)
+        showPointer(*changes);
+}
+
+void DesktopTracker::compose(RegionComposer& composer, const PixelRegion& region, PointerVisibility pointer,
+                             const RegionComposer::WindowTest& isIncluded) const
+{
+    const auto place = pointer == PointerVisibility::shown ? pointerPlace_ : std::nullopt;
+    if (stack_)
+        composer.compose(region, {*stack_, *background_, *pointer_, compositing_}, isIncluded, place);
+    else
+        composer.copyRoot(region, *pointer_, place);
+}
+
+std::vector<CaptureWindow> DesktopTracker::listWindows()
+{
+    std::vector<CaptureWindow> list;
+    if (!stack_)
+        return list;
+    handleEvents();
+    stack_->classifyNew();
+    for (const auto& window : stack_->windows()) {
+        if (!window->isInputOnly && !window->needsClassification)
+            list.push_back(
+                {window->owner.process != 0 ? std::optional(window->owner.process) : std::nullopt, window->isMapped});
+    }
+    return list;
+}
+
+} // namespace nimbrale::x11

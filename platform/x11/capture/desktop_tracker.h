@@ -1,0 +1,122 @@
+#pragma once
+
+#include "platform/screen_capture.h"
+#include "platform/x11/capture/change_collector.h"
+#include "platform/x11/capture/pointer_image.h"
+#include "platform/x11/capture/region_composer.h"
+#include "platform/x11/capture/root_background.h"
+#include "platform/x11/capture/window_stack.h"
+#include "platform/x11/server/connection.h"
+#include "platform/x11/server/event_routes.h"
+#include "platform/x11/server/owned_id.h"
+
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+#include <xcb/damage.h>
+#include <xcb/xfixes.h>
+
+namespace nimbrale::x11 {
+
+/// What the desktop shows, followed over one connection: windows, background, pointer, and where each of them changed.
+/// Thread of its connection only, but for the constructor, which may run before that thread does.
+class DesktopTracker {
+public:
+    using Clock = std::chrono::steady_clock;
+
+    /// Redirects the windows before it returns. `connection` must outlive it. `onPointerMoved`: the pointer may have
+    /// moved; also called by the constructor, on a server that tells of it.
+    DesktopTracker(Connection& connection, std::function<void()> onPointerMoved);
+    DesktopTracker(const DesktopTracker&) = delete;
+    DesktopTracker& operator=(const DesktopTracker&) = delete;
+
+    /// What the server's missing extensions cost, in words for the user.
+    [[nodiscard]] const std::vector<std::string>& limitations() const { return limitations_; }
+
+    /// `changes` is told of every change from now on, until it is removed. What is dirty in it stays its own affair.
+    void add(ChangeCollector& changes);
+    void remove(ChangeCollector& changes);
+    /// To be called after the collector's source or pointer visibility has changed.
+    void showPointer(ChangeCollector& changes) const;
+
+    /// Handles what the server has told so far.
+    void handleEvents();
+    /// Handles one event that a reply brought along and that the socket therefore does not announce; false for none.
+    bool handleQueuedEvent();
+    /// Finds out whose the windows are that came since. To be called before `collect`.
+    void classifyNewWindows();
+
+    /// Whether `collect` may find a change for this collector.
+    [[nodiscard]] bool mayHaveChanged(const ChangeCollector& changes) const;
+    /// When the desktop has to be asked although nothing tells of a change; absent for never.
+    [[nodiscard]] std::optional<std::chrono::nanoseconds> timeToPoll(Clock::time_point now) const;
+    /// Has `mayHaveChanged` say so when that time has come.
+    void poll(Clock::time_point now);
+    /// Asks the server for all damage that can be seen and for the pointer's position, in one round trip, and adds to
+    /// the collectors what changed.
+    void collect();
+
+    /// Draws `region` (root pixels) anew into the composer's pixmap.
+    void compose(RegionComposer& composer, const PixelRegion& region, PointerVisibility pointer,
+                 const RegionComposer::WindowTest& isIncluded) const;
+
+    /// Every window that is not input-only, classified.
+    [[nodiscard]] std::vector<CaptureWindow> listWindows();
+
+private:
+    /// How the server lets changes be found.
+    enum class Mode {
+        redirected, ///< each window's own pixels, own windows left out
+        rootDamage, ///< no COMPOSITE: a copy of the root where it changed
+        rootTimed   ///< no DAMAGE either: a copy of the root at every interval
+    };
+
+    void chooseMode();
+    void watchWindows();
+    void watchPointer();
+    void watchCompositor();
+    void registerHandlers();
+    template <typename Event>
+    void subscribe(std::initializer_list<int> types, void (DesktopTracker::*handler)(const Event&));
+    void notePointerMove();
+    void handleDeviceEvent(const xcb_ge_generic_event_t& event);
+    void handleCursorChange(const xcb_xfixes_cursor_notify_event_t& event);
+    void handleSelectionChange(const xcb_xfixes_selection_notify_event_t& event);
+    void handleDamage(const xcb_damage_notify_event_t& event);
+    void updateCompositor();
+    [[nodiscard]] bool isPointerShown() const;
+    void handleBackgroundChange(const xcb_generic_event_t& event);
+    void addAll();
+    [[nodiscard]] bool isVisible(const CapturedWindow& window) const;
+    void collectWindowDamage();
+    void collectRootDamage();
+    void addBareRootDamage(const PixelRegion& rootDamage);
+    void movePointer(const PointerPlace& place);
+    void redrawPointer();
+
+    Connection& connection_;
+    std::function<void()> onPointerMoved_;
+    EventRoutes events_;
+    std::vector<std::string> limitations_;
+    Mode mode_ = Mode::redirected;
+    std::unique_ptr<WindowStack> stack_;
+    std::unique_ptr<RootBackground> background_;
+    std::unique_ptr<PointerImage> pointer_;
+    OwnedWindowDamage rootDamage_;
+    OwnedRegion fetchedRegion_;
+    xcb_atom_t compositorSelection_ = XCB_NONE;
+    Compositing compositing_ = Compositing::absent;
+    bool hasDamage_ = false;
+    bool isPointerStale_ = true;
+    Clock::time_point pointerAsked_;
+    /// Not before then is the root's own damage asked for.
+    Clock::time_point bareRootDue_;
+    std::optional<PointerPlace> pointerPlace_;
+    std::vector<ChangeCollector*> collectors_;
+    std::vector<Subscription> subscriptions_;
+};
+
+} // namespace nimbrale::x11

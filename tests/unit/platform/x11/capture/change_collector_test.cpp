@@ -1,0 +1,299 @@
+#include "platform/x11/capture/change_collector.h"
+
+#include <gtest/gtest.h>
+#include <memory>
+#include <set>
+
+namespace nimbrale::x11 {
+namespace {
+
+constexpr PixelRect source{100, 100, 400, 300};
+
+bool isSame(const PixelRegion& left, const PixelRegion& right)
+{
+    PixelRegion onlyLeft(left);
+    onlyLeft -= right;
+    PixelRegion onlyRight(right);
+    onlyRight -= left;
+    return onlyLeft.isEmpty() && onlyRight.isEmpty();
+}
+
+class ChangeCollectorTest : public testing::Test {
+protected:
+    ChangeCollectorTest()
+    {
+        changes.setSource(source, PointerVisibility::shown);
+        (void)changes.take();
+    }
+
+    /// On top of those there are.
+    CapturedWindow& addWindow(const PixelRect& area)
+    {
+        auto window = std::make_unique<CapturedWindow>();
+        window->id = static_cast<xcb_window_t>(windows.size() + 1);
+        window->x = area.x;
+        window->y = area.y;
+        window->width = area.width;
+        window->height = area.height;
+        window->isMapped = true;
+        window->picture = 1;
+        window->needsClassification = false;
+        windows.push_back(std::move(window));
+        return *windows.back();
+    }
+
+    void damage(const CapturedWindow& window, const PixelRect& area, Compositing compositing = Compositing::absent)
+    {
+        changes.addDamage(windows, window, PixelRegion(area), compositing);
+    }
+
+    [[nodiscard]] bool isVisible(const CapturedWindow& window, Compositing compositing = Compositing::absent) const
+    {
+        return changes.isVisible(windows, window, compositing);
+    }
+
+    WindowList windows;
+    std::set<xcb_window_t> excluded;
+    ChangeCollector changes{
+        [this](const CapturedWindow& window) { return !window.needsClassification && !excluded.contains(window.id); }};
+};
+
+TEST_F(ChangeCollectorTest, anotherSourceIsDrawnWhole)
+{
+    EXPECT_TRUE(changes.isEmpty());
+    changes.setSource({0, 0, 50, 60}, PointerVisibility::shown);
+    EXPECT_TRUE(isSame(changes.take(), PixelRegion(0, 0, 50, 60)));
+    EXPECT_TRUE(changes.isEmpty());
+}
+
+TEST_F(ChangeCollectorTest, theSameSourceAgainChangesNothing)
+{
+    changes.setSource(source, PointerVisibility::shown);
+    EXPECT_TRUE(changes.isEmpty());
+}
+
+TEST_F(ChangeCollectorTest, anotherChoiceAboutThePointerIsDrawnWhole)
+{
+    changes.setSource(source, PointerVisibility::hidden);
+    EXPECT_FALSE(changes.showsPointer());
+    EXPECT_TRUE(isSame(changes.take(), PixelRegion(source)));
+}
+
+TEST_F(ChangeCollectorTest, onlyWhatLiesInTheSourceCounts)
+{
+    changes.add(PixelRegion(50, 50, 100, 100));
+    EXPECT_TRUE(isSame(changes.take(), PixelRegion(100, 100, 50, 50)));
+    changes.add(PixelRegion(0, 0, 100, 100));
+    EXPECT_TRUE(changes.isEmpty());
+}
+
+TEST_F(ChangeCollectorTest, changesAddUpUntilTheyAreTaken)
+{
+    changes.add(PixelRegion(110, 110, 10, 10));
+    changes.add(PixelRegion(130, 110, 10, 10));
+    PixelRegion both(110, 110, 10, 10);
+    both.add(130, 110, 10, 10);
+    EXPECT_TRUE(isSame(changes.take(), both));
+    EXPECT_TRUE(changes.take().isEmpty());
+}
+
+TEST_F(ChangeCollectorTest, manyRectanglesBecomeTheirBoundingBox)
+{
+    for (int index = 0; index < ChangeCollector::maximumRectangles; ++index)
+        changes.add(PixelRegion(110 + 10 * index, 110, 5, 5));
+    EXPECT_EQ(changes.take().count(), ChangeCollector::maximumRectangles);
+    for (int index = 0; index <= ChangeCollector::maximumRectangles; ++index)
+        changes.add(PixelRegion(110 + 10 * index, 110, 5, 5));
+    const PixelRegion taken = changes.take();
+    EXPECT_EQ(taken.count(), 1);
+    EXPECT_EQ(taken.bounds(), (PixelRect{110, 110, 10 * ChangeCollector::maximumRectangles + 5, 5}));
+    EXPECT_TRUE(changes.isEmpty());
+}
+
+TEST_F(ChangeCollectorTest, aWindowThatComesOrGoesIsDrawnWhereItIs)
+{
+    const CapturedWindow& window = addWindow({80, 80, 50, 50});
+    changes.addWindow(window);
+    EXPECT_TRUE(isSame(changes.take(), PixelRegion(100, 100, 30, 30)));
+    excluded.insert(window.id);
+    changes.addWindow(window);
+    EXPECT_TRUE(changes.isEmpty());
+}
+
+TEST_F(ChangeCollectorTest, damageIsCutToTheWindowAndTheSource)
+{
+    const CapturedWindow& window = addWindow({80, 80, 50, 50});
+    damage(window, {70, 70, 200, 200});
+    EXPECT_TRUE(isSame(changes.take(), PixelRegion(100, 100, 30, 30)));
+}
+
+TEST_F(ChangeCollectorTest, damageOutsideTheShapeIsNotDrawn)
+{
+    CapturedWindow& window = addWindow({110, 110, 50, 50});
+    window.isShaped = true;
+    window.shape = PixelRegion(0, 0, 10, 10);
+    damage(window, {110, 110, 50, 50});
+    EXPECT_TRUE(isSame(changes.take(), PixelRegion(110, 110, 10, 10)));
+}
+
+TEST_F(ChangeCollectorTest, whatOpaqueWindowsAboveHideIsLeftOut)
+{
+    const CapturedWindow& below = addWindow({110, 110, 100, 100});
+    addWindow({110, 110, 100, 40});
+    damage(below, {110, 110, 100, 100});
+    EXPECT_TRUE(isSame(changes.take(), PixelRegion(110, 150, 100, 60)));
+}
+
+TEST_F(ChangeCollectorTest, windowsBelowHideNothing)
+{
+    addWindow({110, 110, 100, 100});
+    const CapturedWindow& above = addWindow({110, 110, 100, 100});
+    damage(above, {110, 110, 10, 10});
+    EXPECT_TRUE(isSame(changes.take(), PixelRegion(110, 110, 10, 10)));
+}
+
+TEST_F(ChangeCollectorTest, severalWindowsHideTogether)
+{
+    const CapturedWindow& below = addWindow({110, 110, 100, 100});
+    addWindow({110, 110, 50, 100});
+    addWindow({160, 110, 50, 100});
+    damage(below, {110, 110, 100, 100});
+    EXPECT_TRUE(changes.isEmpty());
+    EXPECT_FALSE(isVisible(below));
+}
+
+TEST_F(ChangeCollectorTest, onlyWhatIsShownHides)
+{
+    const CapturedWindow& below = addWindow({110, 110, 100, 100});
+    CapturedWindow& above = addWindow({110, 110, 100, 100});
+    const auto hides = [&] {
+        damage(below, {110, 110, 10, 10});
+        const bool isHidden = changes.isEmpty();
+        (void)changes.take();
+        EXPECT_EQ(isVisible(below), !isHidden);
+        return isHidden;
+    };
+    EXPECT_TRUE(hides());
+    above.isMapped = false;
+    EXPECT_FALSE(hides());
+    above.isMapped = true;
+    above.picture = XCB_NONE;
+    EXPECT_FALSE(hides());
+    above.picture = 1;
+    excluded.insert(above.id);
+    EXPECT_FALSE(hides());
+    excluded.clear();
+    above.needsClassification = true;
+    EXPECT_FALSE(hides());
+    above.needsClassification = false;
+    EXPECT_TRUE(hides());
+}
+
+TEST_F(ChangeCollectorTest, seeThroughWindowsHideNothingUnderACompositor)
+{
+    const CapturedWindow& below = addWindow({110, 110, 100, 100});
+    CapturedWindow& above = addWindow({110, 110, 100, 100});
+    EXPECT_FALSE(isVisible(below, Compositing::running));
+    above.hasAlpha = true;
+    EXPECT_TRUE(isVisible(below, Compositing::running));
+    EXPECT_FALSE(isVisible(below, Compositing::absent)) << "the server shows it opaque";
+    above.hasAlpha = false;
+    above.opacity = 0x80000000;
+    EXPECT_TRUE(isVisible(below, Compositing::running));
+    EXPECT_FALSE(isVisible(below, Compositing::absent));
+    damage(below, {110, 110, 10, 10}, Compositing::running);
+    EXPECT_TRUE(isSame(changes.take(), PixelRegion(110, 110, 10, 10)));
+}
+
+TEST_F(ChangeCollectorTest, damageOfAWindowThatIsLeftOutIsNotDrawn)
+{
+    const CapturedWindow& window = addWindow({110, 110, 100, 100});
+    excluded.insert(window.id);
+    damage(window, {110, 110, 10, 10});
+    EXPECT_TRUE(changes.isEmpty());
+    EXPECT_FALSE(isVisible(window));
+}
+
+TEST_F(ChangeCollectorTest, aWindowOutsideTheSourceIsNotVisible)
+{
+    EXPECT_FALSE(isVisible(addWindow({0, 0, 100, 100})));
+    EXPECT_TRUE(isVisible(addWindow({0, 0, 101, 101})));
+}
+
+TEST_F(ChangeCollectorTest, aWindowThatNobodyKnowsYetCountsAsVisible)
+{
+    CapturedWindow& window = addWindow({110, 110, 100, 100});
+    window.needsClassification = true;
+    EXPECT_TRUE(isVisible(window));
+    excluded.insert(window.id);
+    EXPECT_TRUE(isVisible(window));
+}
+
+TEST_F(ChangeCollectorTest, damageOfTheRootCountsWhereNoWindowCoversIt)
+{
+    CapturedWindow& window = addWindow({110, 110, 50, 50});
+    CapturedWindow& invisible = addWindow({160, 110, 20, 50});
+    invisible.isInputOnly = true;
+    CapturedWindow& unmapped = addWindow({180, 110, 20, 50});
+    unmapped.isMapped = false;
+    EXPECT_TRUE(isSame(bareRootDamage(windows, PixelRegion(110, 110, 100, 50)), PixelRegion(160, 110, 50, 50)));
+    EXPECT_TRUE(bareRootDamage(windows, PixelRegion(110, 110, 50, 50)).isEmpty());
+    window.isShaped = true;
+    window.shape = PixelRegion(0, 0, 25, 50);
+    EXPECT_TRUE(isSame(bareRootDamage(windows, PixelRegion(110, 110, 50, 50)), PixelRegion(135, 110, 25, 50)));
+}
+
+TEST_F(ChangeCollectorTest, aDamagedRootMayBeNewUnderWindowsThatAreLeftOut)
+{
+    addWindow({110, 110, 50, 50});
+    const CapturedWindow& own = addWindow({300, 110, 50, 50});
+    CapturedWindow& unmapped = addWindow({400, 110, 50, 50});
+    unmapped.isMapped = false;
+    excluded = {own.id, unmapped.id};
+    changes.addRootDamage(windows, PixelRegion(200, 200, 10, 10));
+    PixelRegion expected(200, 200, 10, 10);
+    expected.add(300, 110, 50, 50);
+    EXPECT_TRUE(isSame(changes.take(), expected));
+}
+
+TEST_F(ChangeCollectorTest, thePointerIsDrawnWhereItWasAndWhereItIs)
+{
+    changes.movePointer({110, 110, 16, 16});
+    EXPECT_TRUE(isSame(changes.take(), PixelRegion(110, 110, 16, 16)));
+    changes.movePointer({200, 200, 8, 8});
+    PixelRegion both(110, 110, 16, 16);
+    both.add(200, 200, 8, 8);
+    EXPECT_TRUE(isSame(changes.take(), both));
+    changes.movePointer({0, 0, 16, 16});
+    EXPECT_TRUE(isSame(changes.take(), PixelRegion(200, 200, 8, 8)));
+    changes.movePointer({10, 10, 16, 16});
+    EXPECT_TRUE(changes.isEmpty()) << "outside the source nothing is to be drawn";
+}
+
+TEST_F(ChangeCollectorTest, aPointerThatIsNotShownIsNotDrawn)
+{
+    changes.setSource(source, PointerVisibility::hidden);
+    (void)changes.take();
+    changes.movePointer({110, 110, 16, 16});
+    EXPECT_TRUE(changes.isEmpty());
+}
+
+TEST_F(ChangeCollectorTest, anotherSourceForgetsWhereThePointerWasDrawn)
+{
+    changes.movePointer({110, 110, 16, 16});
+    const PixelRect larger{0, 0, 800, 600};
+    changes.setSource(larger, PointerVisibility::shown);
+    (void)changes.take();
+    changes.movePointer({300, 300, 16, 16});
+    EXPECT_TRUE(isSame(changes.take(), PixelRegion(300, 300, 16, 16)));
+}
+
+TEST_F(ChangeCollectorTest, everythingCanBeAskedForAnew)
+{
+    changes.add(PixelRegion(110, 110, 10, 10));
+    changes.addAll();
+    EXPECT_TRUE(isSame(changes.take(), PixelRegion(source)));
+}
+
+} // namespace
+} // namespace nimbrale::x11
