@@ -1,6 +1,7 @@
 #include "platform/layer.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace nimbrale {
 
@@ -14,9 +15,12 @@ void Layer::setFrame(const Rect& frame)
 {
     if (frame == frame_)
         return;
-    invalidateFrame();
+    const bool isResized = frame.size() != frame_.size();
+    invalidateTree();
     frame_ = frame;
-    invalidateFrame();
+    invalidateTree();
+    if (isResized)
+        setNeedsLayout();
 }
 
 void Layer::setBackgroundColor(std::optional<Color> color)
@@ -27,16 +31,68 @@ void Layer::setBackgroundColor(std::optional<Color> color)
 
 void Layer::setContents(std::shared_ptr<const Surface> contents)
 {
-    const bool isSameStorage = contents && contents_ && contents->storage() == contents_->storage();
-    contents_ = std::move(contents);
-    if (!isSameStorage) {
+    const std::shared_ptr<const Surface> before = std::exchange(contents_, std::move(contents));
+    if (!before && !contents_)
+        return;
+    if (!before || !contents_ || before->width() != contents_->width() || before->height() != contents_->height()) {
         invalidateFrame();
         return;
     }
-    const double scaleX = frame_.width / contents_->width();
-    const double scaleY = frame_.height / contents_->height();
-    for (const PixelRect& part : contents_->changed())
-        setNeedsDisplay({part.x * scaleX, part.y * scaleY, part.width * scaleX, part.height * scaleY});
+    const Rect whole = contentsRect();
+    const double scaleX = whole.width / contents_->width();
+    const double scaleY = whole.height / contents_->height();
+    for (const PixelRect& part : contents_->changedSince(before->identifier())) {
+        const int left = isMirrored_ ? contents_->width() - part.x - part.width : part.x;
+        const Rect changed{whole.x + left * scaleX, whole.y + part.y * scaleY, part.width * scaleX,
+                           part.height * scaleY};
+        const Rect visible = changed.intersectedWith(bounds());
+        if (!visible.isEmpty())
+            setNeedsDisplay(visible);
+    }
+}
+
+void Layer::setContentsGravity(ContentsGravity gravity)
+{
+    if (gravity == contentsGravity_)
+        return;
+    contentsGravity_ = gravity;
+    invalidateFrame();
+}
+
+void Layer::setMirrored(bool mirrored)
+{
+    if (mirrored == isMirrored_)
+        return;
+    isMirrored_ = mirrored;
+    invalidateFrame();
+}
+
+Rect Layer::contentsRect() const
+{
+    if (!contents_)
+        return {};
+    if (contentsGravity_ == ContentsGravity::resize)
+        return bounds();
+    const double scale = std::max(frame_.width / contents_->width(), frame_.height / contents_->height());
+    const Size size{contents_->width() * scale, contents_->height() * scale};
+    return {(frame_.width - size.width) / 2, (frame_.height - size.height) / 2, size.width, size.height};
+}
+
+void Layer::setCornerRadius(double radius)
+{
+    if (radius == cornerRadius_)
+        return;
+    cornerRadius_ = radius;
+    invalidateFrame();
+}
+
+void Layer::setMasksToBounds(bool masks)
+{
+    if (masks == masksToBounds_)
+        return;
+    masksToBounds_ = false; // What is shown without clipping is what changes, in both directions.
+    invalidateTree();
+    masksToBounds_ = masks;
 }
 
 void Layer::setOpacity(double opacity)
@@ -44,7 +100,7 @@ void Layer::setOpacity(double opacity)
     if (opacity == opacity_)
         return;
     opacity_ = opacity;
-    invalidateFrame();
+    invalidateTree();
 }
 
 void Layer::setHidden(bool hidden)
@@ -52,7 +108,7 @@ void Layer::setHidden(bool hidden)
     if (hidden == isHidden_)
         return;
     isHidden_ = false; // A hidden layer invalidates nothing, and both directions must.
-    invalidateFrame();
+    invalidateTree();
     isHidden_ = hidden;
 }
 
@@ -61,7 +117,7 @@ void Layer::setZPosition(double position)
     if (position == zPosition_)
         return;
     zPosition_ = position;
-    invalidateFrame();
+    invalidateTree();
 }
 
 void Layer::setPainter(Painter painter)
@@ -81,12 +137,34 @@ void Layer::setNeedsDisplay(const Rect& area) const
     for (const Layer* layer = this; layer; layer = layer->superlayer_) {
         if (layer->isHidden_)
             return;
+        if (layer != this && layer->masksToBounds_) {
+            inRoot = inRoot.intersectedWith(layer->bounds());
+            if (inRoot.isEmpty())
+                return;
+        }
         // The root fills its window whatever its frame's origin says.
         if (layer->superlayer_)
             inRoot = inRoot.movedBy(layer->frame_.x, layer->frame_.y);
     }
-    if (LayerHost* const shower = host())
-        shower->invalidate(inRoot);
+    if (LayerHost* const treeHost = host())
+        treeHost->invalidate(inRoot);
+}
+
+void Layer::setNeedsLayout()
+{
+    needsLayout_ = true;
+    if (LayerHost* const treeHost = host())
+        treeHost->scheduleCommit();
+}
+
+void Layer::layoutIfNeeded()
+{
+    if (needsLayout_ && onLayout)
+        onLayout();
+    needsLayout_ = false;
+    const std::vector<std::shared_ptr<Layer>> sublayers = sublayers_; // Layout may add and remove some.
+    for (const auto& sublayer : sublayers)
+        sublayer->layoutIfNeeded();
 }
 
 void Layer::addSublayer(const std::shared_ptr<Layer>& sublayer)
@@ -94,14 +172,17 @@ void Layer::addSublayer(const std::shared_ptr<Layer>& sublayer)
     sublayer->removeFromSuperlayer();
     sublayer->superlayer_ = this;
     sublayers_.push_back(sublayer);
-    sublayer->invalidateFrame();
+    sublayer->invalidateTree();
+    // Whatever in it waits to be laid out could tell no host until now.
+    if (LayerHost* const treeHost = host())
+        treeHost->scheduleCommit();
 }
 
 void Layer::removeFromSuperlayer()
 {
     if (!superlayer_)
         return;
-    invalidateFrame();
+    invalidateTree();
     Layer* const parent = superlayer_;
     superlayer_ = nullptr;
     std::erase_if(parent->sublayers_, [this](const auto& sibling) { return sibling.get() == this; });
@@ -126,9 +207,17 @@ LayerHost* Layer::host() const
     return root->host_;
 }
 
-void Layer::invalidateFrame() const
+Rect Layer::reach() const
 {
-    setNeedsDisplay({0, 0, frame_.width, frame_.height});
+    Rect reach = bounds();
+    if (masksToBounds_)
+        return reach;
+    for (const auto& sublayer : sublayers_) {
+        const Rect inside = sublayer->isHidden_ ? Rect{} : sublayer->reach();
+        if (!inside.isEmpty())
+            reach = reach.unitedWith(inside.movedBy(sublayer->frame_.x, sublayer->frame_.y));
+    }
+    return reach;
 }
 
 } // namespace nimbrale

@@ -54,10 +54,6 @@ struct ContentFilter {
     bool operator==(const ContentFilter&) const = default;
 };
 
-enum class PixelFormat {
-    bgra, ///< 8 bits a channel, blue in the lowest byte
-};
-
 struct FrameInterval {
     std::int64_t value = 1;
     std::int32_t timescale = 30; ///< the interval is value ÷ timescale seconds

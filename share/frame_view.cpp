@@ -40,17 +40,19 @@ void FrameView::setRegion(const Rect& region)
 void FrameView::setWebcam(const WebcamAppearance& webcam)
 {
     const LayerTransaction transaction(root_);
-    if (webcamLayer_ && webcamLayer_ != webcam.picture)
-        webcamLayer_->removeFromSuperlayer();
-    webcamLayer_ = webcam.picture;
-    if (!webcamLayer_)
+    if (webcamLayer_ && webcamLayer_->pictures() != webcam.camera)
+        webcamLayer_.reset();
+    if (!webcam.camera)
         return;
-    if (webcamLayer_->superlayer() != &root_) {
-        webcamLayer_->setZPosition(webcamZPosition);
-        root_.addSublayer(webcamLayer_);
+    if (!webcamLayer_) {
+        webcamLayer_ = std::make_unique<WebcamPictureLayer>(webcam.camera);
+        webcamLayer_->layer()->setZPosition(webcamZPosition);
+        root_.addSublayer(webcamLayer_->layer());
     }
-    webcamLayer_->setFrame(scaled(webcam.box, zoom_));
-    webcamLayer_->setOpacity(webcam.isFaded ? fadedOpacity : 1);
+    webcamLayer_->setShape(webcam.shape);
+    webcamLayer_->setMirrored(webcam.mirrored);
+    webcamLayer_->layer()->setFrame(scaled(webcam.box, zoom_));
+    webcamLayer_->layer()->setOpacity(webcam.isFaded ? fadedOpacity : 1);
 }
 
 void FrameView::layOutFrame()

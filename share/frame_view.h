@@ -3,6 +3,7 @@
 #include "platform/layer.h"
 #include "share/frame.h"
 #include "webcam/webcam_appearance.h"
+#include "webcam/webcam_picture_layer.h"
 
 #include <memory>
 
@@ -22,10 +23,13 @@ public:
     void show(const Frame& frame);
     /// The area that is wanted from now on, region coordinates. The picture at hand stays where its content belongs.
     void setRegion(const Rect& region);
+    /// Shows the webcam by a layer of the view's own; an appearance without a camera removes it.
     void setWebcam(const WebcamAppearance& webcam);
 
     [[nodiscard]] double zoom() const { return zoom_; }
     [[nodiscard]] const Layer& frameLayer() const { return *frameLayer_; }
+    /// Absent while there is no webcam.
+    [[nodiscard]] const WebcamPictureLayer* webcamLayer() const { return webcamLayer_.get(); }
 
 private:
     void layOutFrame();
@@ -35,7 +39,7 @@ private:
     std::shared_ptr<Layer> frameLayer_;
     Rect region_;
     Rect frameRegion_;
-    std::shared_ptr<Layer> webcamLayer_;
+    std::unique_ptr<WebcamPictureLayer> webcamLayer_;
 };
 
 } // namespace nimbrale

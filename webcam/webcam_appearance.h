@@ -1,7 +1,8 @@
 #pragma once
 
 #include "platform/geometry.h"
-#include "platform/layer.h"
+#include "settings/app_settings.h"
+#include "webcam/webcam_pictures.h"
 
 #include <memory>
 
@@ -9,11 +10,13 @@ namespace nimbrale {
 
 /// How the webcam is to be drawn into the shared picture.
 struct WebcamAppearance {
-    /// Shows the camera in its shape. A layer is in one tree at a time, so this one is for the shared picture alone.
-    /// Absent when there is no webcam.
-    std::shared_ptr<Layer> picture;
+    /// Absent when there is no webcam; the rest is without meaning then.
+    std::shared_ptr<WebcamPictures> camera;
     /// Points from the region's top-left corner, y grows downward.
     Rect box;
+    AppSettings::WebcamShape shape = AppSettings::WebcamShape::rounded;
+    /// Flipped left to right.
+    bool mirrored = true;
     /// Whether the webcam's panel is faded because the pointer is over it.
     bool isFaded = false;
 };

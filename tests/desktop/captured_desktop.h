@@ -56,9 +56,9 @@ public:
         stream_ = capture_->makeStream(filter_, configuration_, [](const Error&) {});
         ASSERT_TRUE(stream_->addOutput(OutputType::screen, frameQueue_, [this](const CaptureSample& sample) {
             queue_.post([this, surface = sample.surface] {
+                changed_ = surface->changedSince(surface_ ? surface_->identifier() : 0);
                 surface_ = surface;
                 ++frames_;
-                changed_ = surface->changed();
                 if (onFrame)
                     onFrame();
             });

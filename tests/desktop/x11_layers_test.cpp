@@ -30,10 +30,17 @@ QImage filled(QSize size, const QColor& colour)
 
 class X11LayersTest : public PanelTest {
 protected:
+    /// A captured picture, the first of its producer.
+    [[nodiscard]] std::shared_ptr<x11::X11Surface> surfaceOf(std::shared_ptr<x11::SharedPixmap> pixmap,
+                                                             x11::SyncPoint ready = {})
+    {
+        SurfaceChanges changes;
+        changes.advance({});
+        return std::make_shared<x11::X11Surface>(std::move(pixmap), changes, ready);
+    }
     [[nodiscard]] std::shared_ptr<x11::X11Surface> surfaceOf(const QImage& image)
     {
-        return std::make_shared<x11::X11Surface>(
-            host->makePixmap(image), std::vector<PixelRect>{{0, 0, image.width(), image.height()}}, x11::SyncPoint{});
+        return surfaceOf(host->makePixmap(image));
     }
 
     /// A full-screen panel of 64 × 48 points at the screen's top-left.
@@ -116,13 +123,14 @@ TEST_F(X11LayersTest, onlyWhatTheNextPictureCallsChangedIsDrawn)
     const auto panel = showOpaque();
     const auto layer = addLayer(panel->rootLayer(), {0, 0, 64, 48});
     const auto storage = host->makePixmap(filled({64, 48}, Qt::red));
-    layer->setContents(
-        std::make_shared<x11::X11Surface>(storage, std::vector<PixelRect>{{0, 0, 64, 48}}, x11::SyncPoint{}));
+    SurfaceChanges changes;
+    changes.advance({});
+    layer->setContents(std::make_shared<x11::X11Surface>(storage, changes, x11::SyncPoint{}));
     EXPECT_TRUE(imagesMatch(pictureOf({0, 0, 64, 48}), filled({64, 48}, Qt::red)));
 
     host->paintPixmap(storage->pixmap(), filled({64, 48}, Qt::green));
-    layer->setContents(std::make_shared<x11::X11Surface>(
-        storage, std::vector<PixelRect>{{10, 10, 5, 5}, {40, 20, 8, 1}}, x11::SyncPoint{}));
+    changes.advance({{10, 10, 5, 5}, {40, 20, 8, 1}});
+    layer->setContents(std::make_shared<x11::X11Surface>(storage, changes, x11::SyncPoint{}));
     QImage expected = filled({64, 48}, Qt::red);
     QPainter painter(&expected);
     painter.fillRect(10, 10, 5, 5, Qt::green);
@@ -180,9 +188,7 @@ TEST_F(X11LayersTest, waitsForWhoeverMakesThePicture)
 
     const auto storage = host->makePixmap(filled({64, 48}, Qt::red));
     host->connection->synchronize();
-    addLayer(panel->rootLayer(), {0, 0, 64, 48})
-        ->setContents(std::make_shared<x11::X11Surface>(storage, std::vector<PixelRect>{{0, 0, 64, 48}},
-                                                        x11::SyncPoint{counter, 7}));
+    addLayer(panel->rootLayer(), {0, 0, 64, 48})->setContents(surfaceOf(storage, x11::SyncPoint{counter, 7}));
     QCoreApplication::processEvents();
     host->connection->flush();
     sleepFor(Milliseconds{100});

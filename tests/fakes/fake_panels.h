@@ -60,7 +60,12 @@ public:
 
 private:
     void invalidate(const Rect& area) override { invalidated.push_back(area); }
-    void commit() override { ++commits; }
+    void scheduleCommit() override {}
+    void commit() override
+    {
+        root_.layoutIfNeeded();
+        ++commits;
+    }
     void setOrder(Order newOrder)
     {
         order = newOrder;

@@ -9,7 +9,7 @@
 
 namespace nimbrale {
 
-/// A picture without pixels.
+/// A picture without pixels. `changed` is what it says of itself against every other picture.
 class FakeSurface final : public Surface {
 public:
     /// All of it changed.
@@ -22,13 +22,17 @@ public:
 
     [[nodiscard]] int width() const override { return width_; }
     [[nodiscard]] int height() const override { return height_; }
+    [[nodiscard]] PixelFormat pixelFormat() const override { return PixelFormat::bgra; }
+    [[nodiscard]] SurfaceAlpha alpha() const override { return SurfaceAlpha::opaque; }
     [[nodiscard]] std::uint64_t storage() const override { return storage_; }
-    [[nodiscard]] const std::vector<PixelRect>& changed() const override { return changed_; }
+    [[nodiscard]] std::uint64_t identifier() const override { return identifier_; }
+    [[nodiscard]] std::vector<PixelRect> changedSince(std::uint64_t /*identifier*/) const override { return changed_; }
 
 private:
     int width_;
     int height_;
     std::uint64_t storage_;
+    std::uint64_t identifier_ = newSurfaceNumber();
     std::vector<PixelRect> changed_;
 };
 

@@ -84,7 +84,8 @@ void CaptureSession::composeFrame(FramePacer::Clock::time_point now)
     desktop_->compose(*composer_, changed, pointerVisibility(configuration_),
                       [this](const CapturedWindow& window) { return includes(window); });
     changed.translate(-configuration_.source.x, -configuration_.source.y);
-    auto surface = std::make_shared<X11Surface>(composer_->pixmap(), changed.rects(), signalFence());
+    surfaceChanges_.advance(changed.rects());
+    auto surface = std::make_shared<X11Surface>(composer_->pixmap(), surfaceChanges_, signalFence());
     connection_->flush();
     pacer_.useTick(now);
     output->deliver(std::move(surface));

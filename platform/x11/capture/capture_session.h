@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/surface_changes.h"
 #include "platform/x11/capture/change_collector.h"
 #include "platform/x11/capture/desktop_tracker.h"
 #include "platform/x11/capture/frame_pacer.h"
@@ -56,6 +57,8 @@ private:
     SessionConfiguration configuration_;
     SessionFilter filter_;
     ChangeCollector changes_;
+    /// Of the pictures delivered so far.
+    SurfaceChanges surfaceChanges_;
     FramePacer pacer_;
     Connection* connection_ = nullptr;
     DesktopTracker* desktop_ = nullptr;

@@ -86,7 +86,7 @@ PixelRegion contentsRegion(const std::vector<LayerItem>& items)
 
 } // namespace
 
-LayerCompositor::LayerCompositor(Connection& connection, MainQueue& queue, const Layer& root, const Window& window)
+LayerCompositor::LayerCompositor(Connection& connection, MainQueue& queue, Layer& root, const Window& window)
     : connection_(connection), queue_(queue), root_(root), window_(window.id),
       target_(DrawTarget::forWindow(connection, window.id, window.depth, window.format)), drawing_(connection),
       shape_(connection, window.id)
@@ -110,7 +110,8 @@ void LayerCompositor::invalidateEverything()
 
 void LayerCompositor::scheduleCommit()
 {
-    if (isCommitPosted_ || dirty_.isEmpty())
+    // The end of the transaction, and the commit that lays out, draw by themselves.
+    if (isCommitPosted_ || !isMapped_ || isInTransaction() || isLayingOut_)
         return;
     isCommitPosted_ = true;
     queue_.post([this, alive = std::weak_ptr(alive_)] {
@@ -215,7 +216,12 @@ void LayerCompositor::rememberDrawn(const PixelRegion& region)
 
 void LayerCompositor::commit()
 {
-    if (dirty_.isEmpty() || !isMapped_)
+    if (!isMapped_)
+        return;
+    isLayingOut_ = true;
+    root_.layoutIfNeeded();
+    isLayingOut_ = false;
+    if (dirty_.isEmpty())
         return;
     PixelRegion dirty = std::exchange(dirty_, PixelRegion());
     std::vector<LayerItem> items = flattenLayers(root_, scale_);

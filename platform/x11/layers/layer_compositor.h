@@ -31,11 +31,12 @@ public:
     };
 
     /// All must outlive it, the window in the server too. The window is not mapped yet.
-    LayerCompositor(Connection& connection, MainQueue& queue, const Layer& root, const Window& window);
+    LayerCompositor(Connection& connection, MainQueue& queue, Layer& root, const Window& window);
     LayerCompositor(const LayerCompositor&) = delete;
     LayerCompositor& operator=(const LayerCompositor&) = delete;
 
     void invalidate(const Rect& area) override;
+    void scheduleCommit() override;
     void commit() override;
 
     void setTranslucency(Translucency translucency);
@@ -64,7 +65,6 @@ private:
 
     [[nodiscard]] PixelRegion window() const { return {0, 0, width_, height_}; }
     void invalidateEverything();
-    void scheduleCommit();
     void setBackground();
     void rememberDrawn(const PixelRegion& region);
     void drawOpaque(const std::vector<LayerItem>& items, const PixelRegion& dirty);
@@ -77,7 +77,7 @@ private:
 
     Connection& connection_;
     MainQueue& queue_;
-    const Layer& root_;
+    Layer& root_;
     xcb_window_t window_;
     std::unique_ptr<DrawTarget> target_;
     LayerDrawing drawing_;
@@ -92,6 +92,7 @@ private:
     PixelRegion painted_;
     std::deque<Drawn> drawn_;
     bool isCommitPosted_ = false;
+    bool isLayingOut_ = false;
     std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);
 };
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/surface.h"
+#include "platform/surface_changes.h"
 
 #include <functional>
 #include <memory>
@@ -24,11 +25,14 @@ public:
     [[nodiscard]] xcb_pixmap_t pixmap() const { return pixmap_; }
     [[nodiscard]] int width() const { return width_; }
     [[nodiscard]] int height() const { return height_; }
+    /// The number of this storage in the process: the server uses the pixmap's own again when it is freed.
+    [[nodiscard]] std::uint64_t storage() const { return storage_; }
 
 private:
     xcb_pixmap_t pixmap_;
     int width_;
     int height_;
+    std::uint64_t storage_ = newSurfaceNumber();
     std::function<void(xcb_pixmap_t)> release_;
 };
 
@@ -39,25 +43,32 @@ struct SyncPoint {
     std::int64_t value = 0;
 };
 
-/// A picture in the server. Whoever draws from it on another connection first lets that connection wait for `ready`
-/// (xcb_sync_await, which makes the server wait and not the client).
+/// A captured picture in the server. Whoever draws from it on another connection first lets that connection wait for
+/// `ready` (xcb_sync_await, which makes the server wait and not the client).
 class X11Surface final : public Surface {
 public:
-    X11Surface(std::shared_ptr<SharedPixmap> storage, std::vector<PixelRect> changed, SyncPoint ready)
-        : storage_(std::move(storage)), changed_(std::move(changed)), ready_(ready)
+    /// `changes` with this picture begun.
+    X11Surface(std::shared_ptr<SharedPixmap> storage, SurfaceChanges changes, SyncPoint ready)
+        : storage_(std::move(storage)), changes_(std::move(changes)), ready_(ready)
     {}
 
     [[nodiscard]] int width() const override { return storage_->width(); }
     [[nodiscard]] int height() const override { return storage_->height(); }
-    [[nodiscard]] std::uint64_t storage() const override { return storage_->pixmap(); }
-    [[nodiscard]] const std::vector<PixelRect>& changed() const override { return changed_; }
+    [[nodiscard]] PixelFormat pixelFormat() const override { return PixelFormat::bgra; }
+    [[nodiscard]] SurfaceAlpha alpha() const override { return SurfaceAlpha::opaque; }
+    [[nodiscard]] std::uint64_t storage() const override { return storage_->storage(); }
+    [[nodiscard]] std::uint64_t identifier() const override { return changes_.identifier(); }
+    [[nodiscard]] std::vector<PixelRect> changedSince(std::uint64_t identifier) const override
+    {
+        return changes_.since(identifier).value_or(std::vector<PixelRect>{{0, 0, width(), height()}});
+    }
 
     [[nodiscard]] xcb_pixmap_t pixmap() const { return storage_->pixmap(); }
     [[nodiscard]] SyncPoint ready() const { return ready_; }
 
 private:
     std::shared_ptr<SharedPixmap> storage_;
-    std::vector<PixelRect> changed_;
+    SurfaceChanges changes_;
     SyncPoint ready_;
 };
 

@@ -22,6 +22,7 @@ protected:
                 region};
     }
 
+    WebcamAppearance webcam{std::make_shared<WebcamPictures>(), {10, 20, 160, 90}};
     FakePanels panels;
     std::unique_ptr<Panel> owner = panels.create(PanelOptions{});
     FakePanel& panel = panels.last();
@@ -100,67 +101,124 @@ TEST_F(FrameViewTest, OnlyWhatChangedInThePictureIsDrawnAnew)
 TEST_F(FrameViewTest, WebcamLiesAboveThePictureAtItsBoxTimesTheZoom)
 {
     FrameView view(root(), {100, 100, 400, 300}, 2);
-    const auto webcam = std::make_shared<Layer>();
 
-    view.setWebcam({webcam, {10, 20, 160, 90}, false});
+    view.setWebcam(webcam);
     view.show(frameOf({100, 100, 400, 300}, 2));
 
-    EXPECT_EQ(webcam->frame(), (Rect{20, 40, 320, 180}));
-    EXPECT_EQ(webcam->zPosition(), 1);
-    EXPECT_EQ(webcam->opacity(), 1);
-    EXPECT_THAT(root().sublayersInOrder(), ElementsAre(&view.frameLayer(), webcam.get()));
+    const Layer& layer = *view.webcamLayer()->layer();
+    EXPECT_EQ(layer.frame(), (Rect{20, 40, 320, 180}));
+    EXPECT_EQ(layer.zPosition(), 1);
+    EXPECT_EQ(layer.opacity(), 1);
+    EXPECT_THAT(root().sublayersInOrder(), ElementsAre(&view.frameLayer(), &layer));
+}
+
+TEST_F(FrameViewTest, WebcamHasTheShapeAndSideOfItsAppearanceWhenItIsDrawn)
+{
+    FrameView view(root(), {0, 0, 400, 300}, 2);
+    view.setWebcam(webcam);
+    const Layer& layer = *view.webcamLayer()->layer();
+    EXPECT_DOUBLE_EQ(layer.cornerRadius(), 180 * 0.12);
+    EXPECT_TRUE(layer.sublayersInOrder().front()->isMirrored());
+
+    webcam.shape = AppSettings::WebcamShape::rectangle;
+    webcam.mirrored = false;
+    view.setWebcam(webcam);
+
+    EXPECT_EQ(&layer, view.webcamLayer()->layer().get());
+    EXPECT_EQ(layer.cornerRadius(), 0);
+    EXPECT_FALSE(layer.sublayersInOrder().front()->isMirrored());
+}
+
+TEST_F(FrameViewTest, WebcamShowsThePicturesOfItsCamera)
+{
+    FrameView view(root(), {0, 0, 400, 300}, 1);
+    const auto before = std::make_shared<FakeSurface>(64, 36, 5);
+    webcam.camera->showLive(before);
+    view.setWebcam(webcam);
+    const Layer& preview = *view.webcamLayer()->layer()->sublayersInOrder().front();
+    EXPECT_EQ(preview.contents(), before);
+
+    panel.commits = 0;
+    const auto next = std::make_shared<FakeSurface>(64, 36, 6);
+    webcam.camera->showLive(next);
+    EXPECT_EQ(preview.contents(), next);
+    EXPECT_EQ(panel.commits, 1);
 }
 
 TEST_F(FrameViewTest, WebcamStaysInPlaceWhileTheRegionMoves)
 {
     FrameView view(root(), {100, 100, 400, 300}, 2);
-    const auto webcam = std::make_shared<Layer>();
-    view.setWebcam({webcam, {10, 20, 160, 90}, false});
+    view.setWebcam(webcam);
 
     view.setRegion({300, 50, 400, 300});
 
-    EXPECT_EQ(webcam->frame(), (Rect{20, 40, 320, 180}));
+    EXPECT_EQ(view.webcamLayer()->layer()->frame(), (Rect{20, 40, 320, 180}));
 }
 
 TEST_F(FrameViewTest, FadedWebcamIsDrawnAtAFifthOfItsOpacity)
 {
     FrameView view(root(), {0, 0, 400, 300}, 1);
-    const auto webcam = std::make_shared<Layer>();
 
-    view.setWebcam({webcam, {10, 20, 160, 90}, true});
-    EXPECT_EQ(webcam->opacity(), 0.2);
+    webcam.isFaded = true;
+    view.setWebcam(webcam);
+    EXPECT_EQ(view.webcamLayer()->layer()->opacity(), 0.2);
 
-    view.setWebcam({webcam, {10, 20, 160, 90}, false});
-    EXPECT_EQ(webcam->opacity(), 1.0);
+    webcam.isFaded = false;
+    view.setWebcam(webcam);
+    EXPECT_EQ(view.webcamLayer()->layer()->opacity(), 1.0);
+}
+
+TEST_F(FrameViewTest, EachAppearanceIsDrawnOnce)
+{
+    FrameView view(root(), {0, 0, 400, 300}, 1);
+    view.setWebcam(webcam);
+    EXPECT_EQ(panel.commits, 1);
+    webcam.box = {20, 20, 200, 100};
+    view.setWebcam(webcam);
+    EXPECT_EQ(panel.commits, 2);
 }
 
 TEST_F(FrameViewTest, SwitchingTheCameraOffRemovesItsLayerAtOnce)
 {
     FrameView view(root(), {0, 0, 400, 300}, 1);
-    const auto webcam = std::make_shared<Layer>();
-    view.setWebcam({webcam, {10, 20, 160, 90}, false});
+    view.setWebcam(webcam);
+    const std::weak_ptr<Layer> layer = view.webcamLayer()->layer();
     panel.invalidated.clear();
     panel.commits = 0;
 
     view.setWebcam({});
 
-    EXPECT_EQ(webcam->superlayer(), nullptr);
-    EXPECT_EQ(webcam.use_count(), 1);
+    EXPECT_EQ(view.webcamLayer(), nullptr);
+    EXPECT_TRUE(layer.expired());
+    EXPECT_EQ(webcam.camera.use_count(), 1);
+    EXPECT_THAT(root().sublayersInOrder(), ElementsAre(&view.frameLayer()));
     EXPECT_THAT(panel.invalidated, Contains(Rect{10, 20, 160, 90}));
     EXPECT_EQ(panel.commits, 1);
+    webcam.camera->showLive(std::make_shared<FakeSurface>(64, 36));
 }
 
-TEST_F(FrameViewTest, AnotherWebcamLayerReplacesTheOneBefore)
+TEST_F(FrameViewTest, AnotherCameraReplacesTheOneBefore)
 {
     FrameView view(root(), {0, 0, 400, 300}, 1);
-    const auto first = std::make_shared<Layer>();
-    const auto second = std::make_shared<Layer>();
-    view.setWebcam({first, {10, 20, 160, 90}, false});
+    view.setWebcam(webcam);
+    const auto before = std::exchange(webcam.camera, std::make_shared<WebcamPictures>());
 
-    view.setWebcam({second, {10, 20, 160, 90}, false});
+    view.setWebcam(webcam);
 
-    EXPECT_EQ(first->superlayer(), nullptr);
-    EXPECT_THAT(root().sublayersInOrder(), ElementsAre(&view.frameLayer(), second.get()));
+    EXPECT_EQ(before.use_count(), 1);
+    EXPECT_EQ(view.webcamLayer()->pictures(), webcam.camera);
+    EXPECT_THAT(root().sublayersInOrder(), ElementsAre(&view.frameLayer(), view.webcamLayer()->layer().get()));
+}
+
+TEST_F(FrameViewTest, WebcamLeavesTheTreeWithTheView)
+{
+    {
+        FrameView view(root(), {0, 0, 400, 300}, 1);
+        view.setWebcam(webcam);
+        ASSERT_EQ(root().sublayersInOrder().size(), 2);
+    }
+    EXPECT_EQ(root().sublayersInOrder().size(), 1);
+    EXPECT_EQ(webcam.camera.use_count(), 1);
 }
 
 TEST_F(FrameViewTest, WithoutAWebcamNothingIsInvalidated)

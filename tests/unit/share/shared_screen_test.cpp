@@ -266,22 +266,26 @@ TEST_F(SharedScreenTest, ActivatingAgainMakesANewWindowAndView)
 
 TEST_F(SharedScreenTest, WebcamIsPassedOnAndCountsForLaterWindowsToo)
 {
+    const auto webcamLayer = [this] {
+        const std::vector<Layer*> layers = panels.last().rootLayer().sublayersInOrder();
+        return layers.size() == 2 ? layers.back() : nullptr;
+    };
     listVirtualScreen();
-    const auto webcam = std::make_shared<Layer>();
-    sharedScreen.setWebcam({webcam, {10, 20, 160, 90}, false});
+    const auto camera = std::make_shared<WebcamPictures>();
+    sharedScreen.setWebcam({camera, {10, 20, 160, 90}});
 
     sharedScreen.activate(region, geometry, 2);
-    EXPECT_EQ(webcam->superlayer(), &panels.last().rootLayer());
-    EXPECT_EQ(webcam->frame(), (Rect{20, 40, 320, 180}));
+    ASSERT_NE(webcamLayer(), nullptr);
+    EXPECT_EQ(webcamLayer()->frame(), (Rect{20, 40, 320, 180}));
 
     sharedScreen.deactivate();
-    EXPECT_EQ(webcam->superlayer(), nullptr);
     sharedScreen.activate(region, geometry, 1);
-    EXPECT_EQ(webcam->superlayer(), &panels.last().rootLayer());
-    EXPECT_EQ(webcam->frame(), (Rect{10, 20, 160, 90}));
+    ASSERT_NE(webcamLayer(), nullptr);
+    EXPECT_EQ(webcamLayer()->frame(), (Rect{10, 20, 160, 90}));
 
     sharedScreen.setWebcam({});
-    EXPECT_EQ(webcam->superlayer(), nullptr);
+    EXPECT_EQ(webcamLayer(), nullptr);
+    EXPECT_EQ(camera.use_count(), 1);
 }
 
 TEST_F(SharedScreenTest, FramesWithoutAWindowAreReleased)
