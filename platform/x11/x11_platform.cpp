@@ -7,6 +7,7 @@
 #include "platform/x11/server/connection.h"
 #include "platform/x11/server/event_dispatcher.h"
 #include "platform/x11/server/handles.h"
+#include "platform/x11/server/sent_event_filter.h"
 #include "platform/x11/virtual_display/x11_virtual_displays.h"
 
 namespace nimbrale::x11 {
@@ -63,6 +64,7 @@ private:
 
     std::unique_ptr<Connection> connection_;
     EventDispatcher events_;
+    SentEventFilter sentEvents_;
     X11Screens screens_;
     X11VirtualDisplays virtualDisplays_;
     X11Panels panels_;

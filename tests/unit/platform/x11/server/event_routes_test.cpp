@@ -1,7 +1,9 @@
 #include "platform/x11/server/event_routes.h"
 
 #include "platform/file_descriptor.h"
+#include "platform/x11/server/sent_event_filter.h"
 
+#include <QCoreApplication>
 #include <QLoggingCategory>
 
 #include <fcntl.h>
@@ -79,6 +81,28 @@ TEST_F(EventRoutesTest, whatAClientSentComesOnlyToThoseWhoAskForIt)
     routes.deliver(eventOfType(XCB_UNMAP_NOTIFY | sent));
     routes.deliver(eventOfType(XCB_UNMAP_NOTIFY));
     EXPECT_THAT(calls, ElementsAre("clients 146", "server 18", "clients 18"));
+}
+
+TEST_F(EventRoutesTest, theToolkitsWindowsGetOfSentEventsOnlyThoseThatClientsSpeakWith)
+{
+    int argumentCount = 1;
+    char name[] = "test";
+    char* arguments[] = {name, nullptr};
+    const QCoreApplication application(argumentCount, arguments);
+    x11::SentEventFilter filter;
+    const auto isKept = [&](int type) {
+        xcb_generic_event_t event = eventOfType(type);
+        qintptr result = 0;
+        return filter.nativeEventFilter("xcb_generic_event_t", &event, &result);
+    };
+    for (const int type :
+         {XCB_BUTTON_PRESS, XCB_KEY_PRESS, XCB_UNMAP_NOTIFY, XCB_DESTROY_NOTIFY, XCB_PROPERTY_NOTIFY}) {
+        EXPECT_TRUE(isKept(type | sent)) << type;
+        EXPECT_FALSE(isKept(type)) << type;
+    }
+    for (const int type :
+         {XCB_CLIENT_MESSAGE, XCB_SELECTION_CLEAR, XCB_SELECTION_REQUEST, XCB_SELECTION_NOTIFY, XCB_CONFIGURE_NOTIFY})
+        EXPECT_FALSE(isKept(type | sent)) << type;
 }
 
 std::vector<std::string> logged;
