@@ -70,7 +70,7 @@ std::unique_ptr<SettingsWindow> NimbraleApp::makeSettingsWindow()
     auto window = std::make_unique<SettingsWindow>(
         settings_, [&screens = platform_.screens()] { return displaysForFrame(screens); });
     window->onKeyChanged = [this, settingsWindow = window.get()](bool isKey) {
-        platform_.panels().setWindowAbovePanels(isKey ? settingsWindow->winId() : 0);
+        panelsBelowSettings_ = isKey ? platform_.panels().keepBelow(settingsWindow->winId()) : nullptr;
     };
     screensObserver_ =
         platform_.screens().observeChanges([settingsWindow = window.get()] { settingsWindow->displaysDidChange(); });

@@ -37,6 +37,8 @@ private:
     std::unique_ptr<SettingsWindow> settingsWindow_;
     std::shared_ptr<AppDelegate> appDelegate_;
     Subscription screensObserver_;
+    /// While the settings window is key.
+    Subscription panelsBelowSettings_;
 };
 
 } // namespace nimbrale

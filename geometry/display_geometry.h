@@ -88,8 +88,3 @@ struct DisplayGeometry {
 [[nodiscard]] std::int64_t truncatedToInteger(double value);
 
 } // namespace nimbrale
-
-template <>
-struct std::hash<nimbrale::DragZone> {
-    std::size_t operator()(nimbrale::DragZone zone) const noexcept { return static_cast<std::size_t>(zone); }
-};

@@ -1,11 +1,14 @@
 #pragma once
 
+#include "platform/event_time.h"
 #include "platform/geometry.h"
 #include "platform/layer.h"
+#include "platform/observers.h"
 
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -32,7 +35,6 @@ struct PanelOptions {
     Rect frame;
     /// One of `panel_level`; without meaning for a mirror window.
     int level = panel_level::frame;
-    bool ignoresMouseEvents = false;
     /// What pickers and tools show; UTF-8.
     std::string title;
 };
@@ -61,10 +63,8 @@ public:
     /// Pixels per point where the panel is.
     [[nodiscard]] virtual double backingScaleFactor() const = 0;
 
-    /// While set, every click goes to what lies below.
-    virtual void setIgnoresMouseEvents(bool ignores) = 0;
-    /// Clicks outside of these rectangles (points from the bottom-left corner, y upward) go to what lies below. Until
-    /// it is first called, the whole panel takes clicks.
+    /// An overlay takes clicks inside these rectangles (points from the bottom-left corner, y upward); all others go to
+    /// what lies below. At first it takes none. Panels of the other styles never take any.
     virtual void setMouseRegion(const std::vector<Rect>& region) = 0;
     virtual void setCursor(CursorShape shape) = 0;
     /// UTF-8.
@@ -77,7 +77,7 @@ public:
     virtual void orderOut() = 0;
 
     /// The left button only. A drag is reported until its release, wherever the pointer goes; of several moves that
-    /// wait only the newest is reported.
+    /// wait only the newest is reported. The panel may be destroyed within these calls.
     std::function<void(const MouseEvent&)> onMouseDown;
     std::function<void(const MouseEvent&)> onMouseDragged;
     std::function<void(const MouseEvent&)> onMouseUp;
@@ -85,14 +85,26 @@ public:
     std::function<void()> onBackingScaleChange;
 };
 
+/// Whether the user can do anything with the panels.
+enum class PanelInput {
+    enabled,
+    disabled ///< clicks on panels do nothing and reach nothing else either; a press under way goes on to its release
+};
+
 class Panels {
 public:
     virtual ~Panels() = default;
 
     [[nodiscard]] virtual std::unique_ptr<Panel> create(const PanelOptions& options) = 0;
-    /// Keeps a window of the toolkit, by its native identifier, in front of all panels; 0 ends it. For the window that
-    /// the user works in while panels lie over it.
-    virtual void setWindowAbovePanels(std::uintptr_t nativeWindow) = 0;
+    /// Keeps all panels behind a window of the toolkit, by its native identifier, for as long as the subscription lives
+    /// and the window is shown. Any number of windows at once; their order among themselves is the window manager's.
+    /// For windows that the user works in while panels lie over them.
+    [[nodiscard]] virtual Subscription keepBelow(std::uintptr_t nativeWindow) = 0;
+    /// Of all panels, those that are made later included.
+    virtual void setInput(PanelInput input) = 0;
+    /// When the user last pressed or released a button on a panel; absent before the first time. Desktops bring a
+    /// window to the front only for something that the user did, and want to know when that was.
+    [[nodiscard]] virtual std::optional<EventTime> timeOfLastClick() const = 0;
 };
 
 } // namespace nimbrale

@@ -77,7 +77,7 @@ private:
     DisplayGeometry geometry_;
     AppSettings& settings_;
     RegionSnapper snapper_;
-    std::shared_ptr<RegionOverlayWindow> overlay_;
+    std::unique_ptr<RegionOverlayWindow> overlay_;
     std::optional<PendingMove> pendingMove_;
 };
 

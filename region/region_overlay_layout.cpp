@@ -1,5 +1,7 @@
 #include "region/region_overlay_layout.h"
 
+#include "controls/hit_region.h"
+
 #include <algorithm>
 #include <cmath>
 
@@ -45,60 +47,9 @@ double rightControlX(const Rect& region, const Room& room)
     return region.maxX() - buttonSize - insetAtScreenEdge;
 }
 
-/// The pixels of a view, in columns from its left edge and rows from its top.
-struct ViewPixels {
-    double viewHeight;
-    double scale;
-
-    /// Where the pointer is reported that is on this pixel: at its top-left corner. In exactly the arithmetic of a
-    /// panel, so that a point at the very edge of a target falls on the same side of it here as there.
-    [[nodiscard]] Point pointerOn(int column, int row) const { return {column / scale, viewHeight - row / scale}; }
-    /// In points. The last column and row are not part of it.
-    [[nodiscard]] Rect rect(int firstColumn, int endColumn, int firstRow, int endRow) const
-    {
-        return {firstColumn / scale, viewHeight - endRow / scale, (endColumn - firstColumn) / scale,
-                (endRow - firstRow) / scale};
-    }
-};
-
-/// Appends the pixels in and around `bounds` where `isHit` holds for the pointer, which must be without gaps in every
-/// row. Rows that are alike become one rectangle.
-template <typename IsHit>
-void appendHitPixels(std::vector<Rect>& rects, const Rect& bounds, const ViewPixels& pixels, IsHit isHit)
-{
-    const int leftmost = static_cast<int>(std::floor(bounds.minX() * pixels.scale));
-    const int rightmost = static_cast<int>(std::ceil(bounds.maxX() * pixels.scale));
-    const int top = static_cast<int>(std::floor((pixels.viewHeight - bounds.maxY()) * pixels.scale));
-    const int bottom = static_cast<int>(std::ceil((pixels.viewHeight - bounds.minY()) * pixels.scale));
-    struct Run {
-        int first = 0;
-        int end = 0;
-
-        bool operator==(const Run&) const = default;
-    };
-    Run above;
-    int firstRow = top;
-    const auto startBand = [&](const Run& run, int row) {
-        if (above.first < above.end)
-            rects.push_back(pixels.rect(above.first, above.end, firstRow, row));
-        above = run;
-        firstRow = row;
-    };
-    for (int row = top; row <= bottom; ++row) {
-        Run run{leftmost, rightmost + 1};
-        while (run.first < run.end && !isHit(pixels.pointerOn(run.first, row)))
-            ++run.first;
-        while (run.first < run.end && !isHit(pixels.pointerOn(run.end - 1, row)))
-            --run.end;
-        if (run != above)
-            startBand(run, row);
-    }
-    startBand({}, bottom + 1);
-}
-
 bool isOnRoundTarget(const Rect& button, Point point)
 {
-    return std::hypot(point.x - button.midX(), point.y - button.midY()) <= buttonTargetRadius;
+    return isInCircle({button.midX(), button.midY()}, buttonTargetRadius, point);
 }
 
 } // namespace
@@ -235,18 +186,14 @@ std::optional<DragZone> RegionOverlayLayout::pressedZoneAt(Point point) const
 
 std::vector<Rect> RegionOverlayLayout::hitRegion(ResizeSlack resizeSlack, Size viewSize, double scale) const
 {
-    const ViewPixels pixels{viewSize.height, scale};
-    std::vector<Rect> rects;
-    const Rect resizeTarget =
-        resizeSlack == ResizeSlack::yes ? resizeButton_.grownBy(resizeSlackDistance) : resizeButton_;
-    for (const Rect& target : {handle_, resizeTarget})
-        appendHitPixels(rects, target, pixels, [&](Point pointer) { return pointerIsIn(target, pointer); });
+    HitRegion hits(viewSize, scale);
+    hits.addRect(handle_);
+    hits.addRect(resizeSlack == ResizeSlack::yes ? resizeButton_.grownBy(resizeSlackDistance) : resizeButton_);
     for (const FrameButton candidate : allFrameButtons) {
         const Rect rect = button(candidate);
-        appendHitPixels(rects, rect.grownBy(buttonTargetRadius - buttonSize / 2), pixels,
-                        [&](Point pointer) { return isOnRoundTarget(rect, pointer); });
+        hits.addCircle({rect.midX(), rect.midY()}, buttonTargetRadius);
     }
-    return rects;
+    return hits.rects();
 }
 
 void RegionOverlayLayout::appendControls(std::vector<Rect>& rects) const
@@ -265,14 +212,6 @@ void RegionOverlayLayout::appendGuidesAndLabel(std::vector<Rect>& rects) const
         rects.push_back(guide.grownBy(guideRoom));
     if (sizeLabelBackground_)
         rects.push_back(sizeLabelBackground_->grownBy(shadowRoom));
-}
-
-std::vector<Rect> RegionOverlayLayout::paintedRects() const
-{
-    std::vector<Rect> rects{borderOuter_.grownBy(shadowRoom)};
-    appendControls(rects);
-    appendGuidesAndLabel(rects);
-    return rects;
 }
 
 std::vector<Rect> RegionOverlayLayout::coverage() const

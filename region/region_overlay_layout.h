@@ -71,10 +71,8 @@ public:
     /// corner.
     [[nodiscard]] std::vector<Rect> hitRegion(ResizeSlack resizeSlack, Size viewSize, double scale) const;
 
-    /// The parts that are painted, each with the room for its shadow, in the order of painting. The border counts
-    /// whole, its transparent inside included.
-    [[nodiscard]] std::vector<Rect> paintedRects() const;
-    /// The same without what is transparent anyway: the border counts as its bands, which throw no shadow.
+    /// The parts that are painted, each with the room for its shadow, in the order of painting. The border counts as
+    /// its bands, which throw no shadow.
     [[nodiscard]] std::vector<Rect> coverage() const;
 
 private:

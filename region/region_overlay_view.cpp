@@ -91,7 +91,6 @@ void RegionOverlayView::repaint()
     invalidate(coveredRects_);
     coveredRects_ = layout_.coverage();
     invalidate(coveredRects_);
-    paintedRects_ = layout_.paintedRects();
 }
 
 void RegionOverlayView::windowWillMove(const Rect& oldFrame)
@@ -126,7 +125,6 @@ void RegionOverlayView::pollHover(Point mouseLocation)
     const Point point{mouseLocation.x - overlayWindow_.frame().x, mouseLocation.y - overlayWindow_.frame().y};
     const std::optional<FrameButton> button = layout_.buttonAt(point);
     const std::optional<DragZone> zone = button ? std::nullopt : layout_.zoneAt(point);
-    overlayWindow_.setIgnoresMouseEvents(!button && !zone);
     if (button == hoveredButton_ && zone == hoveredZone_)
         return;
     hoveredButton_ = button;
@@ -251,7 +249,6 @@ void RegionOverlayView::setRecordingTime(std::optional<double> seconds)
     updateLayout();
     invalidate({before, layout_.recordingBackground()->grownBy(room)});
     coveredRects_ = layout_.coverage();
-    paintedRects_ = layout_.paintedRects();
 }
 
 } // namespace nimbrale

@@ -29,7 +29,7 @@ public:
     /// window before it moves the panel.
     void windowWillMove(const Rect& oldFrame);
 
-    /// Looks where the pointer (screen coordinates) is, unless the frame is dragged.
+    /// The pointer is there (screen coordinates). Changes nothing while the frame is dragged.
     void pollHover(Point mouseLocation);
     void mouseDown(const MouseEvent& event);
     void mouseDragged(const MouseEvent& event);
@@ -47,8 +47,6 @@ public:
     /// Screen coordinates.
     [[nodiscard]] const std::vector<Rect>& guides() const { return guides_; }
     [[nodiscard]] const std::string& sizeLabel() const { return sizeLabel_; }
-    /// What was painted last, in view coordinates.
-    [[nodiscard]] const std::vector<Rect>& paintedRects() const { return paintedRects_; }
     /// As of the last repaint.
     [[nodiscard]] const RegionOverlayLayout& layout() const { return layout_; }
 
@@ -77,7 +75,7 @@ private:
     Rect dragStartRegion_;
     std::vector<Rect> guides_;
     std::string sizeLabel_;
-    std::vector<Rect> paintedRects_;
+    /// What was painted last, in view coordinates.
     std::vector<Rect> coveredRects_;
     std::optional<DragZone> hoveredZone_;
     std::optional<FrameButton> hoveredButton_;

@@ -4,6 +4,7 @@
 #include "geometry/display_geometry.h"
 #include "platform/main_queue.h"
 #include "platform/panel.h"
+#include "platform/pointer_watcher.h"
 #include "platform/screens.h"
 #include "region/region_overlay_view.h"
 
@@ -18,7 +19,7 @@ namespace nimbrale {
 /// The panel that shows the frame. At rest it is just larger than the region; during a drag it covers the display, so
 /// that frame and guides can be drawn anywhere. It knows nothing of settings or capture: it reports drags and button
 /// presses and shows what it is told. Main thread only.
-class RegionOverlayWindow : public std::enable_shared_from_this<RegionOverlayWindow> {
+class RegionOverlayWindow {
 public:
     /// What to show after a step of a drag, all in screen coordinates.
     struct Change {
@@ -37,7 +38,7 @@ public:
 
     /// Hidden at first; `screenFrame` and `regionFrame` in screen coordinates. `panels`, `screens` and `mainQueue` must
     /// outlive the window.
-    [[nodiscard]] static std::shared_ptr<RegionOverlayWindow> create(Panels& panels, Screens& screens,
+    [[nodiscard]] static std::unique_ptr<RegionOverlayWindow> create(Panels& panels, Screens& screens,
                                                                      MainQueue& mainQueue, const Rect& screenFrame,
                                                                      const Rect& regionFrame,
                                                                      const OverlayColors& colors = {});
@@ -68,45 +69,28 @@ public:
     /// The frame that the window has at rest.
     [[nodiscard]] Rect frameAtRest() const { return regionFrame_.grownBy(margin); }
 
-    /// Whether there is no control under the pointer, as of the last look at it.
-    [[nodiscard]] bool ignoresMouseEvents() const { return ignoresMouseEvents_; }
-    void setIgnoresMouseEvents(bool ignores) { ignoresMouseEvents_ = ignores; }
-
     [[nodiscard]] RegionOverlayView& view() { return *view_; }
     [[nodiscard]] Panel& panel() { return *panel_; }
     [[nodiscard]] const Screens& screens() const { return screens_; }
 
     /// Shows the window in front of its level without activating the application.
     void orderFront();
-    /// Stops looking at the pointer and hides the window.
+    /// Leaves the pointer alone and hides the window, for good.
     void close();
-    /// Whether the pointer is looked at, or will be as soon as it moves.
-    [[nodiscard]] bool isWatchingPointer() const { return mouseTimer_ || mouseMoves_; }
 
 private:
-    RegionOverlayWindow(Panels& panels, Screens& screens, MainQueue& mainQueue, const Rect& screenFrame,
-                        const Rect& regionFrame);
+    RegionOverlayWindow(Panels& panels, Screens& screens, const Rect& screenFrame, const Rect& regionFrame);
 
     void connectPanel();
-    void watchPointer();
-    void watchPointerAgain();
-    void lookAtPointer();
-    [[nodiscard]] std::function<void(const MouseEvent&)>
-    keepingAlive(void (RegionOverlayView::*handler)(const MouseEvent&));
 
     Screens& screens_;
-    MainQueue& mainQueue_;
     Rect screenFrame_;
     Rect regionFrame_;
     Rect frame_;
-    bool ignoresMouseEvents_ = true;
     std::unique_ptr<Panel> panel_;
     std::unique_ptr<RegionOverlayView> view_; // Paints into the panel and must go before it.
-    /// Null while the pointer rests, if `mouseMoves_` tells when it moves on; and once the window is closed.
-    std::unique_ptr<Timer> mouseTimer_;
-    /// Null where the desktop does not tell of moves, and once the window is closed.
-    Subscription mouseMoves_;
-    std::optional<Point> lastMouseLocation_;
+    /// Null once the window is closed.
+    std::unique_ptr<PointerWatcher> pointerWatcher_;
 };
 
 } // namespace nimbrale

@@ -147,7 +147,6 @@ void SharedScreen::showOnVirtualDisplay()
     options.style = PanelStyle::fullScreen;
     options.frame = screen->frame;
     options.level = panel_level::virtualDisplay;
-    options.ignoresMouseEvents = true;
     openWindow(WindowKind::virtualDisplay, options, pixelScale_ / screen->backingScaleFactor);
     window_->panel->orderFront();
 }
@@ -157,7 +156,6 @@ void SharedScreen::showInWindow(const DisplayGeometry& geometry)
     PanelOptions options;
     options.style = PanelStyle::mirrorWindow;
     options.frame = geometry.screenRect(region_);
-    options.ignoresMouseEvents = true;
     options.title = mirrorTitle(region_.size());
     openWindow(WindowKind::mirror, options, 1);
     window_->panel->orderBack();

@@ -42,6 +42,7 @@ protected:
     [[nodiscard]] std::unique_ptr<Panel> showFrame(const Rect& place = panelPlace)
     {
         auto panel = host->makePanel(place);
+        panel->setMouseRegion({{0, 0, place.width, place.height}});
         frameWithCorners.applyTo(panel->rootLayer());
         panel->orderFront();
         host->pump();

@@ -129,11 +129,11 @@ TEST_P(X11PanelOnBothTest, onlyTheMouseRegionTakesClicks)
     desktop->click({100 + 31, 80 + 22});
     EXPECT_EQ(scene->pressCount("below"), 2);
 
-    panel->setIgnoresMouseEvents(true);
+    panel->setMouseRegion({});
     host->pump();
     desktop->click({100 + 22, 80 + 22});
     EXPECT_EQ(scene->pressCount("below"), 3);
-    panel->setIgnoresMouseEvents(false);
+    panel->setMouseRegion({{20, 175, 10.2, 5}});
     host->pump();
     desktop->click({100 + 22, 80 + 22});
     EXPECT_TRUE(host->pumpUntil([&] { return presses == 2; }));

@@ -153,12 +153,171 @@ TEST_F(X11PanelTest, aChosenWindowMayStandAbove)
     const auto panel = showFrame();
     ASSERT_TRUE(host->pumpUntil([&] { return desktop->pixel(100 + 22, 80 + 22) == yellow; }));
 
-    host->panels->setWindowAbovePanels(scene->identifier("settings"));
+    Subscription above = host->panels->keepBelow(scene->identifier("settings"));
     EXPECT_TRUE(host->pumpUntil([&] { return desktop->pixel(100 + 22, 80 + 22) == QColor(Qt::white); }));
     host->pumpFor(Milliseconds{300});
     EXPECT_EQ(desktop->pixel(100 + 22, 80 + 22), QColor(Qt::white));
-    host->panels->setWindowAbovePanels(0);
+    above.reset();
     EXPECT_TRUE(host->pumpUntil([&] { return desktop->pixel(100 + 22, 80 + 22) == yellow; }));
+}
+
+TEST_F(X11PanelTest, severalWindowsMayStandAboveEachForAsLongAsItIsWanted)
+{
+    Options options;
+    options.windowManager = WindowManager::openbox;
+    startScene(options);
+    if (IsSkipped())
+        return;
+    const auto add = [&](const std::string& name, const QRect& geometry, const QColor& colour) {
+        Scene::Window window;
+        window.geometry = geometry;
+        window.seed = 0;
+        window.colour = colour;
+        window.overrideRedirect = false;
+        scene->add(name, window);
+    };
+    // Each covers another part of the frame's left border.
+    add("editor", {50, 50, 100, 60}, Qt::blue);
+    add("settings", {50, 130, 100, 60}, Qt::white);
+    add("welcome", {50, 210, 100, 60}, Qt::green);
+    const auto panel = showFrame();
+    const auto borderAt = [&](int y) { return desktop->pixel(100 + 22, y); };
+    constexpr int inEditor = 105;
+    constexpr int inSettings = 160;
+    constexpr int inWelcome = 240;
+    const auto shows = [&](const QColor& editor, const QColor& settings, const QColor& welcome) {
+        return host->pumpUntil([&] {
+            return borderAt(inEditor) == editor && borderAt(inSettings) == settings && borderAt(inWelcome) == welcome;
+        });
+    };
+    ASSERT_TRUE(shows(yellow, yellow, yellow));
+
+    Subscription settings = host->panels->keepBelow(scene->identifier("settings"));
+    scene->raise("settings");
+    EXPECT_TRUE(shows(yellow, Qt::white, yellow));
+    Subscription welcome = host->panels->keepBelow(scene->identifier("welcome"));
+    EXPECT_TRUE(shows(yellow, Qt::white, Qt::green));
+    scene->raise("welcome");
+    scene->raise("settings");
+    EXPECT_TRUE(shows(yellow, Qt::white, Qt::green)) << "whichever of the two is in front";
+    // A panel that comes later stands behind both, too.
+    const auto second = host->makePanel({100, 230, 60, 30});
+    second->rootLayer().setBackgroundColor(Color{1, 0, 0, 1});
+    second->orderFront();
+    EXPECT_TRUE(host->pumpUntil([&] { return desktop->pixel(155, 240) == QColor(Qt::red); }));
+    EXPECT_EQ(borderAt(inWelcome), QColor(Qt::green));
+
+    scene->unmap("welcome");
+    EXPECT_TRUE(host->pumpUntil([&] { return borderAt(inWelcome) == QColor(Qt::red); }));
+    EXPECT_EQ(borderAt(inSettings), QColor(Qt::white));
+    scene->map("welcome");
+    EXPECT_TRUE(shows(yellow, Qt::white, Qt::green));
+    settings.reset();
+    EXPECT_TRUE(shows(yellow, yellow, Qt::green));
+    welcome.reset();
+    EXPECT_TRUE(host->pumpUntil([&] { return borderAt(inWelcome) == QColor(Qt::red); }));
+}
+
+TEST_F(X11PanelTest, aWindowAboveMayBeGivenUpAfterThePanels)
+{
+    startScene({});
+    if (IsSkipped())
+        return;
+    scene->add("settings", {.geometry = {50, 50, 100, 60}});
+    const Subscription above = host->panels->keepBelow(scene->identifier("settings"));
+    host.reset();
+}
+
+TEST_F(X11PanelTest, withoutInputClicksOnPanelsDoNothingAtAll)
+{
+    startScene({});
+    if (IsSkipped())
+        return;
+    scene->add("below", {.geometry = {0, 0, 600, 400}});
+    const auto panel = showFrame();
+    int presses = 0;
+    int releases = 0;
+    panel->onMouseDown = [&](const MouseEvent&) { ++presses; };
+    panel->onMouseUp = [&](const MouseEvent&) { ++releases; };
+    constexpr QPoint onFrame(122, 102);
+    desktop->movePointer(onFrame);
+    desktop->pressButton();
+    ASSERT_TRUE(host->pumpUntil([&] { return presses == 1; }));
+
+    host->panels->setInput(PanelInput::disabled);
+    desktop->releaseButton();
+    EXPECT_TRUE(host->pumpUntil([&] { return releases == 1; })) << "what was under way goes on to its end";
+    desktop->click(onFrame);
+    const auto later = host->makePanel({700, 80, 100, 100});
+    later->rootLayer().setBackgroundColor(Color{1, 0, 0, 1});
+    later->setMouseRegion({{0, 0, 100, 100}});
+    later->onMouseDown = [&](const MouseEvent&) { ++presses; };
+    later->orderFront();
+    host->pump();
+    desktop->click({750, 120});
+    host->pumpFor(Milliseconds{200});
+    EXPECT_EQ(presses, 1);
+    EXPECT_EQ(releases, 1);
+    EXPECT_EQ(scene->pressCount("below"), 0) << "nor do they reach what lies below";
+
+    host->panels->setInput(PanelInput::enabled);
+    desktop->click(onFrame);
+    EXPECT_TRUE(host->pumpUntil([&] { return presses == 2 && releases == 2; }));
+    desktop->click({750, 120});
+    EXPECT_TRUE(host->pumpUntil([&] { return presses == 3; }));
+}
+
+TEST_F(X11PanelTest, thePanelsKnowWhenTheyWereClickedLast)
+{
+    startDesktop({});
+    if (IsSkipped())
+        return;
+    const auto panel = showFrame();
+    EXPECT_EQ(host->panels->timeOfLastClick(), std::nullopt);
+    std::vector<std::optional<EventTime>> times;
+    const auto note = [&](const MouseEvent&) { times.push_back(host->panels->timeOfLastClick()); };
+    panel->onMouseDown = note;
+    panel->onMouseUp = note;
+    const EventTime before = desktop->serverTime();
+    desktop->click({122, 102});
+    ASSERT_TRUE(host->pumpUntil([&] { return times.size() == 2; }));
+    const EventTime after = desktop->serverTime();
+    ASSERT_TRUE(times[0] && times[1]);
+    EXPECT_LE(before, *times[0]);
+    EXPECT_LT(*times[0], *times[1]) << "a click's press and release are a while apart";
+    EXPECT_LE(*times[1], after);
+}
+
+TEST_F(X11PanelTest, aPanelMayGoWithinItsOwnEvents)
+{
+    startDesktop({});
+    if (IsSkipped())
+        return;
+    for (const char last : {'d', 'm', 'u'}) {
+        std::unique_ptr<Panel> panel = showFrame();
+        std::string seen;
+        const auto endAt = [&](char kind) {
+            return [&, kind](const MouseEvent&) {
+                seen += kind;
+                if (kind == last)
+                    panel.reset();
+            };
+        };
+        panel->onMouseDown = endAt('d');
+        panel->onMouseDragged = endAt('m');
+        panel->onMouseUp = endAt('u');
+        desktop->movePointer({122, 102});
+        desktop->pressButton();
+        host->pump();
+        desktop->movePointer({200, 150});
+        desktop->synchronize();
+        ASSERT_TRUE(host->pumpUntil([&] { return last == 'd' || seen.size() >= 2; }));
+        desktop->movePointer({210, 150});
+        desktop->releaseButton();
+        EXPECT_TRUE(host->pumpUntil([&] { return !panel; })) << seen;
+        host->pump();
+        EXPECT_EQ(seen.find(last), seen.size() - 1) << seen;
+    }
 }
 
 TEST_F(X11PanelTest, dragsDeliverTheNewestPlaceAndTheCommandKey)

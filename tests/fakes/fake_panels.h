@@ -2,6 +2,7 @@
 
 #include "platform/panel.h"
 
+#include <algorithm>
 #include <memory>
 #include <optional>
 #include <string>
@@ -30,7 +31,6 @@ public:
         root_.setFrame({0, 0, frame.width, frame.height});
     }
     [[nodiscard]] double backingScaleFactor() const override { return scale; }
-    void setIgnoresMouseEvents(bool ignores) override { ignoresMouseEvents = ignores; }
     void setMouseRegion(const std::vector<Rect>& region) override { mouseRegion = region; }
     void setCursor(CursorShape shape) override { cursor = shape; }
     void setTitle(const std::string& newTitle) override { title = newTitle; }
@@ -48,8 +48,7 @@ public:
     /// Frames given after creation, oldest first.
     std::vector<Rect> frames;
     double scale = 1;
-    bool ignoresMouseEvents = false;
-    std::optional<std::vector<Rect>> mouseRegion;
+    std::vector<Rect> mouseRegion;
     CursorShape cursor = CursorShape::arrow;
     std::string title;
     Order order = Order::none;
@@ -89,22 +88,35 @@ public:
     {
         return std::make_unique<FakePanel>(*this, options);
     }
-    void setWindowAbovePanels(std::uintptr_t nativeWindow) override { windowAbovePanels = nativeWindow; }
+    [[nodiscard]] Subscription keepBelow(std::uintptr_t nativeWindow) override
+    {
+        windowsAbove_->push_back(nativeWindow);
+        return {nullptr, [windows = windowsAbove_, nativeWindow](void*) {
+                    windows->erase(std::find(windows->begin(), windows->end(), nativeWindow));
+                }};
+    }
+    void setInput(PanelInput newInput) override { input = newInput; }
+    [[nodiscard]] std::optional<EventTime> timeOfLastClick() const override { return lastClick; }
+    /// In the order in which they came; one that was asked for twice is there twice.
+    [[nodiscard]] const std::vector<std::uintptr_t>& windowsAbove() const { return *windowsAbove_; }
     /// The living panel created last; there must be one.
     [[nodiscard]] FakePanel& last() const { return *living.at(living.size() - 1); }
 
-    std::uintptr_t windowAbovePanels = 0;
+    PanelInput input = PanelInput::enabled;
+    std::optional<EventTime> lastClick;
     /// In the order in which they were created.
     std::vector<FakePanel*> living;
     /// All that were ever created.
     std::vector<PanelOptions> created;
     /// Titles at creation of the panels that were ordered out, in that order.
     std::vector<std::string> orderedOut;
+
+private:
+    std::shared_ptr<std::vector<std::uintptr_t>> windowsAbove_ = std::make_shared<std::vector<std::uintptr_t>>();
 };
 
 inline FakePanel::FakePanel(FakePanels& panels, const PanelOptions& initial)
-    : options(initial), ignoresMouseEvents(initial.ignoresMouseEvents), title(initial.title), panels_(panels),
-      frame_(initial.frame)
+    : options(initial), title(initial.title), panels_(panels), frame_(initial.frame)
 {
     root_.setFrame({0, 0, frame_.width, frame_.height});
     root_.setHost(this);

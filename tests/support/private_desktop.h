@@ -152,6 +152,8 @@ public:
     [[nodiscard]] bool startCompositor();
     [[nodiscard]] bool stopCompositor();
 
+    /// The server's clock, in which it tells the time of events.
+    [[nodiscard]] std::uint32_t serverTime();
     /// Waits until the server has done all that this connection sent.
     void synchronize() const;
     /// Sets the root window to one colour and clears it.

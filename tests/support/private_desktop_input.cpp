@@ -121,6 +121,23 @@ void PrivateDesktop::drag(QPoint from, QPoint to, int steps, Milliseconds pause)
     releaseButton();
 }
 
+std::uint32_t PrivateDesktop::serverTime()
+{
+    const xcb_window_t window = xcb_generate_id(connection_);
+    const std::uint32_t events = XCB_EVENT_MASK_PROPERTY_CHANGE;
+    xcb_create_window(connection_, XCB_COPY_FROM_PARENT, window, screen_->root, -1, -1, 1, 1, 0,
+                      XCB_WINDOW_CLASS_INPUT_ONLY, XCB_COPY_FROM_PARENT, XCB_CW_EVENT_MASK, &events);
+    xcb_change_property(connection_, XCB_PROP_MODE_REPLACE, window, XCB_ATOM_WM_NAME, XCB_ATOM_STRING, 8, 0, nullptr);
+    xcb_destroy_window(connection_, window);
+    synchronize();
+    while (const Reply<xcb_generic_event_t> event{xcb_wait_for_event(connection_)}) {
+        const auto* const change = reinterpret_cast<const xcb_property_notify_event_t*>(event.get());
+        if (event->response_type == XCB_PROPERTY_NOTIFY && change->window == window)
+            return change->time;
+    }
+    return XCB_CURRENT_TIME;
+}
+
 void PrivateDesktop::pressKey(std::uint32_t keysym)
 {
     fakeInput(XCB_KEY_PRESS, keycodeOf(keysym));

@@ -71,10 +71,17 @@ void PanelStack::remove(xcb_window_t window)
     std::erase_if(entries_, [&](const Entry& entry) { return entry.window == window; });
 }
 
-void PanelStack::setWindowAbove(xcb_window_t window)
+Subscription PanelStack::keepBelow(xcb_window_t window)
 {
-    windowAbove_ = window;
+    windowsAbove_.push_back(window);
     restack();
+    return {this, [alive = std::weak_ptr(alive_), window](PanelStack* stack) {
+                if (alive.expired())
+                    return;
+                auto& windows = stack->windowsAbove_;
+                windows.erase(std::find(windows.begin(), windows.end(), window));
+                stack->restack();
+            }};
 }
 
 void PanelStack::handle(const xcb_generic_event_t& event)
@@ -114,8 +121,8 @@ void PanelStack::handle(const xcb_generic_event_t& event)
     default:
         return;
     }
-    // The window that may stand above comes and goes at its own pace, and its place says where ours are to be.
-    if ((isAbove || windowAbove_ != XCB_NONE) && !isOurs(moved))
+    // The windows that are to be above come and go at their own pace, and their places say where ours are to be.
+    if ((isAbove || !windowsAbove_.empty()) && !isOurs(moved))
         scheduleCheck();
 }
 
@@ -149,10 +156,12 @@ bool PanelStack::restack()
         if (std::find(bottomToTop.begin(), bottomToTop.end(), entry.window) != bottomToTop.end())
             wanted.push_back(entry.window);
     }
-    const xcb_window_t above = topLevelOf(windowAbove_);
+    const std::set<xcb_window_t> above = shownAbove();
     if (isInPlace(bottomToTop, wanted, above))
         return false;
-    xcb_window_t previous = above;
+    const auto lowestAbove = std::find_if(bottomToTop.begin(), bottomToTop.end(),
+                                          [&](xcb_window_t window) { return above.contains(window); });
+    xcb_window_t previous = lowestAbove == bottomToTop.end() ? xcb_window_t{XCB_NONE} : *lowestAbove;
     for (const xcb_window_t window : wanted) {
         place(connection_, window, previous);
         previous = window;
@@ -162,14 +171,15 @@ bool PanelStack::restack()
 }
 
 bool PanelStack::isInPlace(const std::vector<xcb_window_t>& bottomToTop, const std::vector<xcb_window_t>& wanted,
-                           xcb_window_t above)
+                           const std::set<xcb_window_t>& above)
 {
     othersAbove_.clear();
     auto next = wanted.begin();
-    bool isBelow = above == XCB_NONE;
+    std::size_t passed = 0;
     for (auto window = bottomToTop.rbegin(); window != bottomToTop.rend() && next != wanted.end(); ++window) {
-        if (*window == above) {
-            isBelow = true;
+        const bool isBelow = passed == above.size();
+        if (above.contains(*window)) {
+            ++passed;
         } else if (isBelow && *window == *next) {
             ++next;
             continue;
@@ -203,6 +213,16 @@ xcb_window_t PanelStack::topLevelOf(xcb_window_t window) const
         window = tree->parent;
     }
     return XCB_NONE;
+}
+
+std::set<xcb_window_t> PanelStack::shownAbove() const
+{
+    std::set<xcb_window_t> shown;
+    for (const xcb_window_t window : windowsAbove_) {
+        if (const xcb_window_t topLevel = topLevelOf(window); topLevel != XCB_NONE)
+            shown.insert(topLevel);
+    }
+    return shown;
 }
 
 } // namespace nimbrale::x11

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/main_queue.h"
+#include "platform/observers.h"
 #include "platform/x11/server/connection.h"
 #include "platform/x11/server/event_dispatcher.h"
 #include "platform/x11/server/window_events.h"
@@ -28,8 +29,9 @@ public:
     void raise(xcb_window_t window, int level);
     /// The window is left alone from now on.
     void remove(xcb_window_t window);
-    /// The windows stay just below the top-level window that `window` is or lies in, while that is shown; 0 for none.
-    void setWindowAbove(xcb_window_t window);
+    /// The windows stay below the top-level window that `window` is or lies in, while that is shown and until the
+    /// subscription goes, which may outlive the stack.
+    [[nodiscard]] Subscription keepBelow(xcb_window_t window);
 
 private:
     struct Entry {
@@ -44,23 +46,27 @@ private:
     bool restack();
     [[nodiscard]] bool isOurs(xcb_window_t window) const;
     [[nodiscard]] xcb_window_t topLevelOf(xcb_window_t window) const;
+    /// The top-level windows that are to be above and are shown.
+    [[nodiscard]] std::set<xcb_window_t> shownAbove() const;
     /// Whether it may be above, since nothing of it is seen.
     [[nodiscard]] bool standsAside(xcb_window_t window) const;
     /// Notes what stands above, too.
     [[nodiscard]] bool isInPlace(const std::vector<xcb_window_t>& bottomToTop, const std::vector<xcb_window_t>& wanted,
-                                 xcb_window_t above);
+                                 const std::set<xcb_window_t>& above);
 
     Connection& connection_;
     MainQueue& queue_;
     /// Front to back.
     std::vector<Entry> entries_;
-    xcb_window_t windowAbove_ = XCB_NONE;
+    /// To be above; one that was asked for twice is here twice.
+    std::vector<xcb_window_t> windowsAbove_;
     /// Others that stood above at the last check and were let be, and windows made since, which begin on top.
     std::set<xcb_window_t> othersAbove_;
     std::deque<std::chrono::steady_clock::time_point> corrections_;
     std::unique_ptr<Timer> pendingCheck_;
     WindowEvents rootEvents_;
     Subscription handler_;
+    std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);
 };
 
 } // namespace nimbrale::x11

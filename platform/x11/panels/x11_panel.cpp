@@ -26,7 +26,6 @@ PixelRect windowPixels(const X11Screens& screens, const Rect& frame)
 X11Panel::X11Panel(PanelContext& context, const PanelOptions& options)
     : context_(context), style_(options.style), level_(options.level), frame_(options.frame),
       scale_(context.screens.space().scaleAt(options.frame)), pixels_(windowPixels(context.screens, options.frame)),
-      ignoresMouse_(options.ignoresMouseEvents || options.style != PanelStyle::overlay),
       window_(context.connection, options.style, pixels_),
       compositor_(context.connection, context.queue, root_, {window_.id(), window_.depth(), window_.format()})
 {
@@ -87,15 +86,6 @@ void X11Panel::updateTranslucency()
     compositor_.commit();
 }
 
-void X11Panel::setIgnoresMouseEvents(bool ignores)
-{
-    if (ignores == ignoresMouse_)
-        return;
-    ignoresMouse_ = ignores;
-    updateMouseShape();
-    context_.connection.flush();
-}
-
 void X11Panel::setMouseRegion(const std::vector<Rect>& region)
 {
     if (mouseRegion_ == region)
@@ -108,10 +98,8 @@ void X11Panel::setMouseRegion(const std::vector<Rect>& region)
 void X11Panel::updateMouseShape()
 {
     PixelRegion region;
-    if (!ignoresMouse_ && !mouseRegion_)
-        region.add(0, 0, pixels_.width, pixels_.height);
-    if (!ignoresMouse_ && mouseRegion_) {
-        for (const Rect& rect : *mouseRegion_)
+    if (style_ == PanelStyle::overlay) {
+        for (const Rect& rect : mouseRegion_)
             region.add(outwardPixels({rect.x, frame_.height - rect.maxY(), rect.width, rect.height}, scale_));
     }
     setWindowShape(context_.connection, window_.id(), XCB_SHAPE_SK_INPUT, region);
@@ -193,10 +181,11 @@ void X11Panel::handleButton(const xcb_button_press_event_t& event)
     deliverMotion();
     if (alive.expired())
         return;
-    const bool isPress = (event.response_type & 0x7f) == XCB_BUTTON_PRESS;
-    if (isPress == isPressed_)
+    const bool isPress = event.response_type == XCB_BUTTON_PRESS;
+    if (isPress == isPressed_ || (isPress && context_.input == PanelInput::disabled))
         return;
     isPressed_ = isPress;
+    context_.timeOfLastClick = event.time;
     const MouseEvent mouse = mouseEvent(event.root_x, event.root_y, event.state);
     const auto held = context_.screens.pointer().hold({event.root_x, event.root_y});
     if (const auto callback = isPress ? onMouseDown : onMouseUp)

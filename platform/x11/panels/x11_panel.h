@@ -30,6 +30,8 @@ struct PanelContext {
     CursorTheme& cursors;
     ModifierKeys& modifiers;
     VirtualArea* area = nullptr;
+    PanelInput input = PanelInput::enabled;
+    std::optional<EventTime> timeOfLastClick = {};
 };
 
 class X11Panel final : public Panel {
@@ -44,7 +46,6 @@ public:
     [[nodiscard]] Rect frame() const override { return frame_; }
     void setFrame(const Rect& frame) override;
     [[nodiscard]] double backingScaleFactor() const override { return scale_; }
-    void setIgnoresMouseEvents(bool ignores) override;
     void setMouseRegion(const std::vector<Rect>& region) override;
     void setCursor(CursorShape shape) override;
     void setTitle(const std::string& title) override;
@@ -68,8 +69,7 @@ private:
     double scale_;
     /// Of the root.
     PixelRect pixels_;
-    bool ignoresMouse_;
-    std::optional<std::vector<Rect>> mouseRegion_;
+    std::vector<Rect> mouseRegion_;
     std::optional<CursorShape> cursor_;
     bool isShown_ = false;
     VirtualArea* area_ = nullptr;

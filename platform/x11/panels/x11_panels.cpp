@@ -34,9 +34,19 @@ void X11Panels::setVirtualArea(VirtualArea* area)
     impl_->context.area = area;
 }
 
-void X11Panels::setWindowAbovePanels(std::uintptr_t nativeWindow)
+Subscription X11Panels::keepBelow(std::uintptr_t nativeWindow)
 {
-    impl_->stack.setWindowAbove(xcb_window_t(nativeWindow));
+    return impl_->stack.keepBelow(static_cast<xcb_window_t>(nativeWindow));
+}
+
+void X11Panels::setInput(PanelInput input)
+{
+    impl_->context.input = input;
+}
+
+std::optional<EventTime> X11Panels::timeOfLastClick() const
+{
+    return impl_->context.timeOfLastClick;
 }
 
 } // namespace nimbrale::x11

@@ -7,6 +7,7 @@
 #include "platform/x11/server/event_dispatcher.h"
 
 #include <memory>
+#include <optional>
 #include <xcb/xcb.h>
 
 namespace nimbrale::x11 {
@@ -25,8 +26,10 @@ public:
     /// Where full-screen panels are put when they are shown; nullptr leaves them in the root window. `area` must
     /// outlive the panels that it was given.
     void setVirtualArea(VirtualArea* area);
-    /// The panels are kept just below the top-level window that `nativeWindow` is or lies in, as long as that is shown.
-    void setWindowAbovePanels(std::uintptr_t nativeWindow) override;
+    /// `nativeWindow` may lie in a window manager's frame.
+    [[nodiscard]] Subscription keepBelow(std::uintptr_t nativeWindow) override;
+    void setInput(PanelInput input) override;
+    [[nodiscard]] std::optional<EventTime> timeOfLastClick() const override;
 
 private:
     struct Impl;

@@ -3,6 +3,7 @@
 #include "tests/fakes/fake_screens.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -283,7 +284,7 @@ TEST(RegionOverlayLayoutTest, SizeLabelGoesInsideNearTheScreensBottom)
     EXPECT_THAT(labelledLayout(screen).sizeLabelBackground(), Optional(Rect{686, 10, 140, 24}));
 }
 
-TEST(RegionOverlayLayoutTest, PaintedRectsAreThePartsWithRoomForTheirShadows)
+TEST(RegionOverlayLayoutTest, CoverageIsThePartsWithRoomForTheirShadows)
 {
     RegionOverlayLayoutInput input;
     input.region = roomyRegion;
@@ -292,14 +293,15 @@ TEST(RegionOverlayLayoutTest, PaintedRectsAreThePartsWithRoomForTheirShadows)
     input.recordingTextWidth = 54;
     input.sizeLabelTextWidth = 120;
     const RegionOverlayLayout layout(input);
-    EXPECT_THAT(layout.paintedRects(),
-                ElementsAre(Rect{285, 185, 670, 430}, layout.handle().grownBy(10),
+    const std::array<Rect, 4> bands = layout.borderBands();
+    EXPECT_THAT(layout.coverage(),
+                ElementsAre(bands[0], bands[1], bands[2], bands[3], layout.handle().grownBy(10),
                             layout.button(FrameButton::close).grownBy(10),
                             layout.button(FrameButton::settings).grownBy(10),
                             layout.button(FrameButton::record).grownBy(10), layout.resizeButton().grownBy(10),
                             layout.recordingBackground()->grownBy(10), Rect{753, -3, 6, 988}, Rect{-3, 488, 1518, 6},
                             layout.sizeLabelBackground()->grownBy(10)));
-    EXPECT_EQ(layoutOf(roomyRegion).paintedRects().size(), 6U);
+    EXPECT_EQ(layoutOf(roomyRegion).coverage().size(), 9U);
 }
 
 TEST(RegionOverlayLayoutTest, CoverageLeavesTheInsideOfTheFrameOut)

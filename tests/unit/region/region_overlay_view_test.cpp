@@ -66,7 +66,7 @@ protected:
     bool takesClickAt(Point location)
     {
         const Rect frame = panel().frame();
-        return std::any_of(panel().mouseRegion->begin(), panel().mouseRegion->end(), [&](const Rect& rect) {
+        return std::any_of(panel().mouseRegion.begin(), panel().mouseRegion.end(), [&](const Rect& rect) {
             return pointerIsIn(rect, {location.x - frame.x, location.y - frame.y});
         });
     }
@@ -85,7 +85,6 @@ TEST_F(RegionOverlayViewTest, WindowIsAnOverlayPanelAroundTheRegion)
 {
     EXPECT_EQ(panel().options.style, PanelStyle::overlay);
     EXPECT_EQ(panel().options.level, 1000);
-    EXPECT_TRUE(panel().options.ignoresMouseEvents);
     EXPECT_EQ(panel().options.frame, (Rect{276, 176, 688, 448}));
     EXPECT_EQ(panel().order, FakePanel::Order::none);
     window->orderFront();
@@ -94,8 +93,6 @@ TEST_F(RegionOverlayViewTest, WindowIsAnOverlayPanelAroundTheRegion)
 
 TEST_F(RegionOverlayViewTest, PanelLetsEveryClickThroughThatMissesTheControls)
 {
-    EXPECT_TRUE(window->ignoresMouseEvents());
-    EXPECT_FALSE(panel().ignoresMouseEvents);
     EXPECT_FALSE(takesClickAt(inside));
     EXPECT_FALSE(takesClickAt({297, 400})) << "the border is no control";
     EXPECT_FALSE(takesClickAt({280, 400}));
@@ -123,7 +120,6 @@ TEST_F(RegionOverlayViewTest, PointerIsLookedAtThirtyTimesASecond)
     platform.screens().mouse = inside;
     platform.mainQueue().advance(1s);
     EXPECT_EQ(view().hoveredZone(), DragZone::move);
-    EXPECT_FALSE(window->isWatchingPointer());
     EXPECT_EQ(panel().order, FakePanel::Order::out);
 }
 
@@ -132,7 +128,6 @@ TEST_F(RegionOverlayViewTest, HoverSetsZoneButtonAndCursor)
     pointAt(onHandle);
     EXPECT_EQ(view().hoveredZone(), DragZone::move);
     EXPECT_EQ(panel().cursor, CursorShape::openHand);
-    EXPECT_FALSE(window->ignoresMouseEvents());
     pointAt(onResize);
     EXPECT_EQ(view().hoveredZone(), DragZone::resize);
     EXPECT_EQ(panel().cursor, CursorShape::resizeBottomRight);
@@ -146,7 +141,6 @@ TEST_F(RegionOverlayViewTest, HoverSetsZoneButtonAndCursor)
     pointAt(inside);
     EXPECT_EQ(view().hoveredZone(), std::nullopt);
     EXPECT_EQ(panel().cursor, CursorShape::arrow);
-    EXPECT_TRUE(window->ignoresMouseEvents());
 }
 
 TEST_F(RegionOverlayViewTest, PointerAtRestDrawsNothing)
@@ -284,7 +278,6 @@ TEST_F(RegionOverlayViewTest, StepShowsWhatTheAnswerSays)
     EXPECT_THAT(view().guides(), ElementsAre(Rect{756, 0, 0, 982}));
     EXPECT_EQ(view().sizeLabel(), "640 × 400");
     EXPECT_TRUE(view().layout().sizeLabelBackground());
-    EXPECT_THAT(view().paintedRects(), SizeIs(8));
 }
 
 TEST_F(RegionOverlayViewTest, WithoutAListenerTheFrameFollowsThePointer)

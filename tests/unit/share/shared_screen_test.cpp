@@ -80,7 +80,6 @@ TEST_F(SharedScreenTest, FillsTheVirtualDisplay)
     EXPECT_EQ(panel.options.style, PanelStyle::fullScreen);
     EXPECT_EQ(panel.options.level, 1000);
     EXPECT_EQ(panel.frame(), (Rect{1440, -600, 800, 600}));
-    EXPECT_TRUE(panel.ignoresMouseEvents);
     EXPECT_EQ(panel.order, FakePanel::Order::front);
     EXPECT_THAT(log.errors(), IsEmpty());
 }
@@ -149,7 +148,6 @@ TEST_F(SharedScreenTest, WithoutAVirtualDisplayAWindowLiesOverTheFramedArea)
     EXPECT_EQ(panel.options.style, PanelStyle::mirrorWindow);
     EXPECT_EQ(panel.frame(), (Rect{100, 550, 400, 300}));
     EXPECT_EQ(panel.title, "🎯 Share this · Screen area 400×300");
-    EXPECT_TRUE(panel.ignoresMouseEvents);
     EXPECT_EQ(panel.order, FakePanel::Order::back);
 }
 

@@ -1,0 +1,119 @@
+#include "platform/pointer_watcher.h"
+#include "tests/fakes/fake_main_queue.h"
+#include "tests/fakes/fake_screens.h"
+
+#include <chrono>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <memory>
+#include <vector>
+
+namespace nimbrale {
+namespace {
+
+using namespace std::chrono_literals;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::SizeIs;
+
+class PointerWatcherTest : public testing::Test {
+protected:
+    void start(bool isTold)
+    {
+        screens.tellsOfMouse = isTold;
+        screens.mouse = {1, 2};
+        watcher =
+            std::make_unique<PointerWatcher>(screens, queue, [this](Point position) { seen.push_back(position); });
+    }
+    void moveTo(Point position)
+    {
+        screens.mouse = position;
+        screens.notifyMouse();
+    }
+    /// What was told within that time.
+    std::vector<Point> seenIn(std::chrono::nanoseconds time)
+    {
+        seen.clear();
+        queue.advance(time);
+        return seen;
+    }
+
+    FakeScreens screens;
+    FakeMainQueue queue;
+    std::vector<Point> seen;
+    std::unique_ptr<PointerWatcher> watcher;
+};
+
+TEST_F(PointerWatcherTest, TellsWhereThePointerIsFromTheStart)
+{
+    start(true);
+    EXPECT_THAT(seen, IsEmpty());
+    EXPECT_THAT(seenIn(33ms), IsEmpty());
+    EXPECT_THAT(seenIn(1ms), ElementsAre(Point{1, 2}));
+}
+
+TEST_F(PointerWatcherTest, AMovingPointerIsToldThirtyTimesASecond)
+{
+    start(true);
+    int told = 0;
+    for (int step = 0; step < 100; ++step) {
+        moveTo({10.0 + step, 0});
+        told += static_cast<int>(seenIn(10ms).size());
+    }
+    EXPECT_EQ(told, 30);
+}
+
+TEST_F(PointerWatcherTest, ARestingPointerIsLeftAlone)
+{
+    start(true);
+    queue.advance(1s);
+    const int asked = screens.mouseQuestions;
+    EXPECT_THAT(seenIn(10s), IsEmpty());
+    EXPECT_EQ(screens.mouseQuestions, asked);
+    EXPECT_EQ(queue.pendingTimers(), 0U);
+    moveTo({5, 6});
+    EXPECT_THAT(seenIn(34ms), ElementsAre(Point{5, 6}));
+}
+
+TEST_F(PointerWatcherTest, WhereMovesAreNotToldItKeepsAsking)
+{
+    start(false);
+    queue.advance(1s);
+    EXPECT_THAT(seenIn(1s), SizeIs(30));
+    screens.mouse = {5, 6};
+    EXPECT_THAT(seenIn(34ms), ElementsAre(Point{5, 6}));
+}
+
+TEST_F(PointerWatcherTest, ARestartTellsARestingPointerOnceMore)
+{
+    start(true);
+    queue.advance(1s);
+    watcher->restart();
+    const std::vector<Point> told = seenIn(1s);
+    EXPECT_THAT(told, ElementsAre(Point(1, 2), Point(1, 2))) << "the second shows that it rests";
+}
+
+TEST_F(PointerWatcherTest, OnceGoneItIsSilent)
+{
+    start(true);
+    queue.advance(1s);
+    watcher.reset();
+    moveTo({5, 6});
+    EXPECT_THAT(seenIn(1s), IsEmpty());
+    EXPECT_EQ(queue.pendingTimers(), 0U);
+}
+
+TEST_F(PointerWatcherTest, ItMayGoWhileItTells)
+{
+    screens.tellsOfMouse = true;
+    int told = 0;
+    watcher = std::make_unique<PointerWatcher>(screens, queue, [&](Point) {
+        ++told;
+        watcher.reset();
+    });
+    queue.advance(1s);
+    EXPECT_EQ(told, 1);
+}
+
+} // namespace
+} // namespace nimbrale
