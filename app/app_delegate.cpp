@@ -45,7 +45,16 @@ void AppDelegate::applicationWillFinishLaunching()
         if (const auto self = weak.lock())
             self->settingsWillChange();
     });
+    platform_.workspace().termination().onShouldTerminate = [weak] {
+        const auto self = weak.lock();
+        return self ? self->applicationShouldTerminate() : TerminateReply::now;
+    };
     startCaptureChain();
+}
+
+TerminateReply AppDelegate::applicationShouldTerminate()
+{
+    return TerminateReply::now;
 }
 
 void AppDelegate::openSettings()

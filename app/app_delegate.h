@@ -27,6 +27,8 @@ public:
 
     /// The whole start-up: follows the displays and the settings and starts the capture. Call once.
     void applicationWillFinishLaunching();
+    /// Asked once, whoever wants the application to quit, before it does.
+    [[nodiscard]] TerminateReply applicationShouldTerminate();
     /// Makes the application the active one and shows its Settings window on the tab it showed last.
     void openSettings();
     /// The displays changed; half a second after the last such call the frame's display is checked.

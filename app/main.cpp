@@ -1,9 +1,12 @@
 #include "app/nimbrale_app.h"
 #include "platform/create.h"
 #include "platform/desktop/desktop_session.h"
+#include "platform/desktop/instance_claim.h"
+#include "platform/desktop/instance_listener.h"
 
 #include <QApplication>
 #include <QMessageBox>
+#include <QStandardPaths>
 #include <QTranslator>
 
 #include <cstdio>
@@ -39,6 +42,29 @@ void exitOnFatalMessage(QtMsgType type, const QMessageLogContext&, const QString
         std::_Exit(EXIT_FAILURE);
 }
 
+int endWithMessage(const nimbrale::Error& error)
+{
+    std::fprintf(stderr, "Nimbrale: %s\n", error.message.c_str());
+    QMessageBox::critical(nullptr, "Nimbrale", QString::fromStdString(error.message));
+    return EXIT_FAILURE;
+}
+
+nimbrale::InstanceAnswer answerInstance(nimbrale::NimbraleApp& app, const nimbrale::InstanceRequest& request)
+{
+    if (app.isEnding())
+        return nimbrale::InstanceAnswer::ending;
+    if (request.command != nimbrale::instance_command::openSettings)
+        return nimbrale::InstanceAnswer::unknown;
+    app.openSettings();
+    return nimbrale::InstanceAnswer::done;
+}
+
+nimbrale::InstanceClaim::Subject claimSubject()
+{
+    const QString settings = QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation);
+    return {qEnvironmentVariable("DISPLAY").toStdString(), settings.toStdString()};
+}
+
 } // namespace
 
 int main(int argc, char** argv)
@@ -51,6 +77,12 @@ int main(int argc, char** argv)
                    stderr);
         return EXIT_FAILURE;
     }
+    // Goes last, so that another start waits until the desktop is in order again.
+    auto claim =
+        nimbrale::InstanceClaim::make(claimSubject(), {std::string(nimbrale::instance_command::openSettings), {}});
+    if (claim && !*claim)
+        return EXIT_SUCCESS;
+
     const QtMessageHandler usualHandler = qInstallMessageHandler(exitOnFatalMessage);
     QApplication application(argc, argv);
     qInstallMessageHandler(usualHandler);
@@ -61,12 +93,14 @@ int main(int argc, char** argv)
     if (systemWords.load(":/translations/nimbrale_en_linux.qm"))
         QApplication::installTranslator(&systemWords);
 
+    if (!claim)
+        return endWithMessage(claim.error());
     auto platform = nimbrale::createPlatform();
-    if (!platform) {
-        std::fprintf(stderr, "Nimbrale: %s\n", platform.error().message.c_str());
-        QMessageBox::critical(nullptr, "Nimbrale", QString::fromStdString(platform.error().message));
-        return EXIT_FAILURE;
-    }
+    if (!platform)
+        return endWithMessage(platform.error());
     nimbrale::NimbraleApp app(**platform, nimbrale::AppSettings::shared());
+    const nimbrale::InstanceListener listener(
+        (*claim)->takeListeningSocket(),
+        [&app](const nimbrale::InstanceRequest& request) { return answerInstance(app, request); });
     return app.run();
 }

@@ -58,6 +58,11 @@ int NimbraleApp::run()
     return QApplication::exec();
 }
 
+void NimbraleApp::openSettings()
+{
+    appDelegate_->openSettings();
+}
+
 void NimbraleApp::showSettingsWindow()
 {
     if (!settingsWindow_)

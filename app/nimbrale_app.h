@@ -25,6 +25,10 @@ public:
     /// Starts up and runs the event loop until the application quits; the exit code, which is 1 when the connection to
     /// the desktop was lost.
     [[nodiscard]] int run();
+    /// Brings the Settings window to the front.
+    void openSettings();
+    /// Whether it has been asked to quit and is ending or deciding.
+    [[nodiscard]] bool isEnding() const { return platform_.workspace().isTerminating(); }
 
 private:
     void showSettingsWindow();

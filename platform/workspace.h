@@ -1,5 +1,7 @@
 #pragma once
 
+#include "platform/termination.h"
+
 #include <functional>
 #include <string>
 #include <vector>
@@ -31,8 +33,12 @@ public:
     virtual void showAlert(const Alert& alert, std::function<void(int button)> onAnswer) = 0;
     /// Ends text editing in every window of the toolkit.
     virtual void dropKeyboardFocus() = 0;
-    /// Asks the application to quit.
+    /// Asks the application to quit: it ends in order once `termination()` has granted it. Who asks again while the
+    /// answer is awaited changes nothing. The desktop's own wishes, such as the end of the session, come this way too.
     virtual void terminate() = 0;
+    /// Whether the application has been asked to quit and is ending or deciding.
+    [[nodiscard]] virtual bool isTerminating() const = 0;
+    [[nodiscard]] virtual Termination& termination() = 0;
 };
 
 } // namespace nimbrale

@@ -11,6 +11,7 @@
 #include <QUrl>
 
 #include <algorithm>
+#include <utility>
 
 namespace nimbrale {
 
@@ -115,9 +116,13 @@ void QtWorkspace::dropKeyboardFocus()
 
 void QtWorkspace::terminate()
 {
-    // Windows are not asked: every change in them is stored already.
-    QMetaObject::invokeMethod(
-        QCoreApplication::instance(), [] { QCoreApplication::exit(0); }, Qt::QueuedConnection);
+    termination_.ask([this](bool isGranted) {
+        if (!isGranted || std::exchange(isEnding_, true))
+            return;
+        // Windows are not asked: every change in them is stored already.
+        QMetaObject::invokeMethod(
+            QCoreApplication::instance(), [] { QCoreApplication::exit(0); }, Qt::QueuedConnection);
+    });
 }
 
 } // namespace nimbrale

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/desktop/quit_requests.h"
 #include "platform/workspace.h"
 
 #include <QPointer>
@@ -24,8 +25,13 @@ public:
     void showAlert(const Alert& alert, std::function<void(int button)> onAnswer) override;
     void dropKeyboardFocus() override;
     void terminate() override;
+    [[nodiscard]] bool isTerminating() const override { return isEnding_ || termination_.isWaiting(); }
+    [[nodiscard]] Termination& termination() override { return termination_; }
 
 private:
+    Termination termination_;
+    bool isEnding_ = false;
+    QuitRequests quitRequests_{termination_, [this] { terminate(); }};
     std::vector<QPointer<QMessageBox>> alerts_;
 };
 

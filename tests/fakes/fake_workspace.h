@@ -25,7 +25,15 @@ public:
         pendingAnswers.push_back(std::move(onAnswer));
     }
     void dropKeyboardFocus() override { ++focusDrops; }
-    void terminate() override { ++terminations; }
+    void terminate() override
+    {
+        termination_.ask([this](bool isGranted) {
+            if (isGranted)
+                ++terminations;
+        });
+    }
+    [[nodiscard]] bool isTerminating() const override { return terminations > 0 || termination_.isWaiting(); }
+    [[nodiscard]] Termination& termination() override { return termination_; }
 
     void answerAlert(int button)
     {
@@ -37,11 +45,15 @@ public:
     bool opensLocations = true;
     int activations = 0;
     int focusDrops = 0;
+    /// Requests that were granted.
     int terminations = 0;
     std::vector<std::string> locations;
     /// All that were shown, answered ones included.
     std::vector<Alert> alerts;
     std::deque<std::function<void(int)>> pendingAnswers;
+
+private:
+    Termination termination_;
 };
 
 } // namespace nimbrale
