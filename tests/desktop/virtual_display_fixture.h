@@ -69,19 +69,15 @@ protected:
         return reply ? reply->output : 0;
     }
 
-    /// A window of this process as the shared screen's is one.
+    /// A window of this process as the shared screen's is one. What it shows stands in a child that no resize outgrows,
+    /// since its own background is the area's to choose.
     xcb_window_t showWindow(const PixelRect& place, std::uint32_t color)
     {
-        xcb_connection_t* const raw = host_->connection->get();
-        const xcb_window_t window = host_->connection->newId();
-        const std::array<std::uint32_t, 2> values = {color, 1};
-        xcb_create_window(raw, XCB_COPY_FROM_PARENT, window, host_->connection->root(),
-                          static_cast<std::int16_t>(place.x), static_cast<std::int16_t>(place.y),
-                          static_cast<std::uint16_t>(place.width), static_cast<std::uint16_t>(place.height), 0,
-                          XCB_WINDOW_CLASS_INPUT_OUTPUT, XCB_COPY_FROM_PARENT,
-                          XCB_CW_BACK_PIXEL | XCB_CW_OVERRIDE_REDIRECT, values.data());
+        const xcb_window_t window = createWindow(host_->connection->root(), place, 0);
+        const xcb_window_t content = createWindow(window, {0, 0, 4000, 4000}, color);
         host_->virtualDisplays->area().add(window);
-        xcb_map_window(raw, window);
+        xcb_map_window(host_->connection->get(), content);
+        xcb_map_window(host_->connection->get(), window);
         host_->connection->flush();
         return window;
     }
@@ -91,6 +87,18 @@ protected:
     [[nodiscard]] bool shows(const QPoint& place, const QColor& color)
     {
         return DisplaysHost::pumpUntil([&] { return desktop_->pixel(place.x(), place.y()) == color; });
+    }
+
+    xcb_window_t createWindow(xcb_window_t parent, const PixelRect& place, std::uint32_t color)
+    {
+        const xcb_window_t window = host_->connection->newId();
+        const std::array<std::uint32_t, 2> values = {color, 1};
+        xcb_create_window(host_->connection->get(), XCB_COPY_FROM_PARENT, window, parent,
+                          static_cast<std::int16_t>(place.x), static_cast<std::int16_t>(place.y),
+                          static_cast<std::uint16_t>(place.width), static_cast<std::uint16_t>(place.height), 0,
+                          XCB_WINDOW_CLASS_INPUT_OUTPUT, XCB_COPY_FROM_PARENT,
+                          XCB_CW_BACK_PIXEL | XCB_CW_OVERRIDE_REDIRECT, values.data());
+        return window;
     }
 
     std::unique_ptr<PrivateDesktop> desktop_;

@@ -84,8 +84,8 @@ TEST_P(CompositedVirtualAreaTest, TheCompositorMayGoAndComeBack)
     auto device = make(800, 600);
     const xcb_window_t window = showWindow({1280, 720, 800, 600}, 0x2060c0);
     ASSERT_TRUE(DisplaysHost::pumpUntil([&] { return isVerified() || !unusable_.empty(); }));
-    const xcb_window_t other = showWindow({100, 100, 50, 50}, 0x00ff00);
-    host_->virtualDisplays->area().remove(other);
+    const xcb_window_t other = createWindow(host_->connection->root(), {100, 100, 50, 50}, 0x00ff00);
+    xcb_map_window(host_->connection->get(), other);
 
     ASSERT_TRUE(desktop_->stopCompositor());
     ASSERT_TRUE(DisplaysHost::pumpUntil([&] { return isVerified() && !desktop_->isComposited(); }));

@@ -3,6 +3,7 @@
 #include "tests/support/application.h"
 #include "tests/support/image_compare.h"
 #include "tests/support/private_desktop.h"
+#include "tests/support/session_manager.h"
 
 #include <array>
 #include <csignal>
@@ -103,6 +104,26 @@ TEST_F(FrameAndSettings, AWidthTypedInSettingsMovesTheFrameAndTheDisplay)
     EXPECT_TRUE(desktop_->waitForPixel(wider.right() - 40, wider.top() - 2, frameYellow, Milliseconds{3000}))
         << keepImage(desktop_->screenshot(), "desktop");
     EXPECT_EQ(application_->storedRegion(), wider);
+}
+
+TEST_F(FrameAndSettings, TheEndOfTheSessionEndsItInOrder)
+{
+    ASSERT_EQ(application_->quit(), 0);
+    application_.reset();
+    std::string reason;
+    const auto session = SessionManager::start(*desktop_, reason);
+    ASSERT_TRUE(session) << reason;
+    application_ = Application::startAgain(*desktop_, reason, session->environment());
+    ASSERT_TRUE(application_) << reason;
+    ASSERT_EQ(session->next(), "registered");
+    ASSERT_TRUE(application_->waitForVirtualDisplay(region.size()));
+
+    session->shutDown();
+    ASSERT_EQ(session->next(), "saved");
+    EXPECT_TRUE(application_->process().isRunning()) << "it runs until it is told to quit";
+    session->die();
+    EXPECT_EQ(application_->process().waitForEnd(Milliseconds{5000}), 0) << application_->process().output();
+    EXPECT_TRUE(isLeftClean());
 }
 
 TEST_F(FrameAndSettings, EverySignalThatEndsItLeavesTheDesktopAsItWas)

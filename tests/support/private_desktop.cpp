@@ -79,7 +79,8 @@ std::unique_ptr<PrivateDesktop> PrivateDesktop::start(const Options& options, st
         reason = "the window manager is not installed or does not start";
         return nullptr;
     }
-    if (options.compositor == Compositor::picom && !desktop->startCompositor()) {
+    const bool needsPicom = options.compositor == Compositor::picom || options.compositor == Compositor::picomGlx;
+    if (needsPicom && !desktop->startCompositor()) {
         reason = "the compositor is not installed or does not start here";
         return nullptr;
     }

@@ -27,8 +27,9 @@ class PrivateDesktop {
 public:
     enum class Server { xvnc, xvfb, xorgDummy };
     enum class WindowManager { none, openbox, xfwm4, kwin, marco };
-    /// `windowManagersOwn` switches on the compositor that xfwm4, KWin and marco bring; openbox has none.
-    enum class Compositor { none, picom, windowManagersOwn };
+    /// `picom` draws by RENDER, `picomGlx` by OpenGL; `windowManagersOwn` switches on the compositor that xfwm4, KWin
+    /// and marco bring; openbox has none.
+    enum class Compositor { none, picom, picomGlx, windowManagersOwn };
 
     struct Options {
         Server server = Server::xvnc;

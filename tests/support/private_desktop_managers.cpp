@@ -101,7 +101,8 @@ bool PrivateDesktop::startCompositor()
         return stopWindowManager() && startWindowManager();
     }
     // No fading and no shadows, so that pictures can be compared at once.
-    compositor_ = spawn("picom", {"--config", "/dev/null", "--backend", "xrender"});
+    const std::string backend = options_.compositor == Compositor::picomGlx ? "glx" : "xrender";
+    compositor_ = spawn("picom", {"--config", "/dev/null", "--backend", backend}, {{"LIBGL_ALWAYS_SOFTWARE", "1"}});
     return compositor_ && waitUntil([this] { return isComposited(); }, managerPatience);
 }
 

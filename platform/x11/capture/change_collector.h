@@ -29,6 +29,11 @@ public:
     void addRootDamage(const WindowList& windows, const PixelRegion& damage);
     /// `window` came, went or changed its place or shape: everything where it is now.
     void addWindow(const CapturedWindow& window);
+    /// Whether a pointer that covers `coverage` is in the stream's frames.
+    [[nodiscard]] bool containsPointer(const PixelRect& coverage) const
+    {
+        return showsPointer() && coverage.intersects(source_);
+    }
     /// The pointer covers `coverage` from now on.
     void movePointer(const PixelRect& coverage);
 

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <utility>
 #include <xcb/damage.h>
 #include <xcb/shape.h>
 #include <xcb/xfixes.h>
@@ -42,7 +43,7 @@ PixelRegion fetched(xcb_connection_t* connection, xcb_xfixes_fetch_region_cookie
 } // namespace
 
 DesktopTracker::DesktopTracker(Connection& connection, std::function<void()> onPointerMoved)
-    : connection_(connection), onPointerMoved_(std::move(onPointerMoved))
+    : connection_(connection), onPointerMoved_(std::move(onPointerMoved)), hiding_(connection)
 {
     chooseMode();
     fetchedRegion_ = {connection_, connection_.newId()};
@@ -155,7 +156,8 @@ void DesktopTracker::remove(ChangeCollector& changes)
 void DesktopTracker::showPointer(ChangeCollector& changes) const
 {
     if (pointerPlace_)
-        changes.movePointer(pointer_->coverage(pointerPlace_->rootX, pointerPlace_->rootY));
+        changes.movePointer(isPointerHidden_ ? PixelRect{}
+                                             : pointer_->coverage(pointerPlace_->rootX, pointerPlace_->rootY));
 }
 
 void DesktopTracker::handleEvents()
@@ -304,6 +306,7 @@ void DesktopTracker::collect()
     const Reply<xcb_query_pointer_reply_t> pointer(xcb_query_pointer_reply(raw, *pointerCookie, nullptr));
     if (pointer)
         movePointer({pointer->root_x, pointer->root_y});
+    askWhetherHidden();
 }
 
 void DesktopTracker::collectWindowDamage()
@@ -365,6 +368,21 @@ void DesktopTracker::movePointer(const PointerPlace& place)
         onPointerMoved_();
 }
 
+void DesktopTracker::askWhetherHidden()
+{
+    if (!pointerPlace_ || pointerAsked_ - hidingAsked_ < pointerPollInterval)
+        return;
+    // Only where it would be drawn is it of interest.
+    const PixelRect coverage = pointer_->coverage(pointerPlace_->rootX, pointerPlace_->rootY);
+    if (std::none_of(collectors_.begin(), collectors_.end(),
+                     [&coverage](const ChangeCollector* changes) { return changes->containsPointer(coverage); }))
+        return;
+    hidingAsked_ = pointerAsked_;
+    const bool wasHidden = std::exchange(isPointerHidden_, hiding_.isHidden());
+    if (wasHidden != isPointerHidden_)
+        redrawPointer();
+}
+
 void DesktopTracker::redrawPointer()
 {
     for (ChangeCollector* const changes : collectors_)
@@ -374,7 +392,8 @@ void DesktopTracker::redrawPointer()
 void DesktopTracker::compose(RegionComposer& composer, const PixelRegion& region, PointerVisibility pointer,
                              const RegionComposer::WindowTest& isIncluded) const
 {
-    const auto place = pointer == PointerVisibility::shown ? pointerPlace_ : std::nullopt;
+    const bool isDrawn = pointer == PointerVisibility::shown && !isPointerHidden_;
+    const auto place = isDrawn ? pointerPlace_ : std::nullopt;
     if (stack_)
         composer.compose(region, {*stack_, *background_, *pointer_, compositing_}, isIncluded, place);
     else

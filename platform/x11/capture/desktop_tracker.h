@@ -2,6 +2,7 @@
 
 #include "platform/screen_capture.h"
 #include "platform/x11/capture/change_collector.h"
+#include "platform/x11/capture/pointer_hiding.h"
 #include "platform/x11/capture/pointer_image.h"
 #include "platform/x11/capture/region_composer.h"
 #include "platform/x11/capture/root_background.h"
@@ -96,6 +97,7 @@ private:
     void addBareRootDamage(const PixelRegion& rootDamage);
     void movePointer(const PointerPlace& place);
     void redrawPointer();
+    void askWhetherHidden();
 
     Connection& connection_;
     std::function<void()> onPointerMoved_;
@@ -105,13 +107,16 @@ private:
     std::unique_ptr<WindowStack> stack_;
     std::unique_ptr<RootBackground> background_;
     std::unique_ptr<PointerImage> pointer_;
+    PointerHiding hiding_;
     OwnedWindowDamage rootDamage_;
     OwnedRegion fetchedRegion_;
     xcb_atom_t compositorSelection_ = XCB_NONE;
     Compositing compositing_ = Compositing::absent;
     bool hasDamage_ = false;
     bool isPointerStale_ = true;
+    bool isPointerHidden_ = false;
     Clock::time_point pointerAsked_;
+    Clock::time_point hidingAsked_;
     /// Not before then is the root's own damage asked for.
     Clock::time_point bareRootDue_;
     std::optional<PointerPlace> pointerPlace_;

@@ -2,12 +2,17 @@
 
 #include "platform/x11/server/handles.h"
 
+#include <algorithm>
 #include <array>
+#include <cstddef>
 #include <xcb/xfixes.h>
 
 namespace nimbrale::x11 {
 
 namespace {
+
+/// What is larger than this, no desktop uses; reading one takes its size in memory, in two processes.
+constexpr int largestSide = 4096;
 
 constexpr int arrowSize = 16;
 using ArrowPixels = std::array<std::uint32_t, std::size_t{arrowSize} * arrowSize>;
@@ -20,7 +25,7 @@ ArrowPixels plainArrow()
         const int reach = y < 11 ? y : 2 * (arrowSize - 1) - 2 * y;
         for (int x = 0; x <= reach && x < arrowSize; ++x) {
             const bool isEdge = x == 0 || x == reach || y == arrowSize - 1;
-            pixels[std::size_t(y) * arrowSize + std::size_t(x)] = isEdge ? 0xffffffff : 0xff000000;
+            pixels[static_cast<std::size_t>(y * arrowSize + x)] = isEdge ? 0xffffffff : 0xff000000;
         }
     }
     return pixels;
@@ -34,50 +39,53 @@ PointerImage::PointerImage(Connection& connection) : connection_(connection)
     read();
 }
 
-PointerImage::~PointerImage()
-{
-    if (picture_ != XCB_NONE)
-        xcb_render_free_picture(connection_.get(), picture_);
-}
-
 void PointerImage::read()
 {
     xcb_generic_error_t* rawError = nullptr;
     const Reply<xcb_xfixes_get_cursor_image_reply_t> image(xcb_xfixes_get_cursor_image_reply(
         connection_.get(), xcb_xfixes_get_cursor_image(connection_.get()), &rawError));
     const Reply<xcb_generic_error_t> error(rawError);
-    if (!image) {
-        if (picture_ == XCB_NONE)
-            replace(arrowSize, arrowSize, 0, 0, plainArrow().data());
-        return;
-    }
-    replace(image->width, image->height, image->xhot, image->yhot,
-            xcb_xfixes_get_cursor_image_cursor_image(image.get()));
+    if (image && image->width <= largestSide && image->height <= largestSide)
+        replace(image->width, image->height, image->xhot, image->yhot,
+                xcb_xfixes_get_cursor_image_cursor_image(image.get()));
+    else if (image || !picture_)
+        replace(arrowSize, arrowSize, 0, 0, plainArrow().data());
 }
 
 void PointerImage::replace(int width, int height, int hotX, int hotY, const std::uint32_t* premultipliedPixels)
 {
-    xcb_connection_t* const raw = connection_.get();
-    if (picture_ != XCB_NONE)
-        xcb_render_free_picture(raw, picture_);
-    picture_ = XCB_NONE;
+    picture_.reset();
     width_ = width;
     height_ = height;
     hotX_ = hotX;
     hotY_ = hotY;
     if (width == 0 || height == 0)
         return;
-    const xcb_pixmap_t pixmap = connection_.newId();
-    xcb_create_pixmap(raw, 32, pixmap, connection_.root(), std::uint16_t(width), std::uint16_t(height));
-    const xcb_gcontext_t context = connection_.newId();
-    xcb_create_gc(raw, context, pixmap, 0, nullptr);
-    xcb_put_image(raw, XCB_IMAGE_FORMAT_Z_PIXMAP, pixmap, context, std::uint16_t(width), std::uint16_t(height), 0, 0, 0,
-                  32, std::uint32_t(width * height * 4), reinterpret_cast<const std::uint8_t*>(premultipliedPixels));
-    xcb_free_gc(raw, context);
-    picture_ = connection_.newId();
-    xcb_render_create_picture(raw, picture_, pixmap, connection_.argbFormat(), 0, nullptr);
+    xcb_connection_t* const raw = connection_.get();
+    const OwnedPixmap pixmap(connection_, connection_.newId());
+    xcb_create_pixmap(raw, 32, pixmap.get(), connection_.root(), static_cast<std::uint16_t>(width),
+                      static_cast<std::uint16_t>(height));
+    upload(pixmap.get(), premultipliedPixels);
     // The picture keeps the pixmap alive.
-    xcb_free_pixmap(raw, pixmap);
+    picture_ = OwnedPicture(connection_, connection_.newId());
+    xcb_render_create_picture(raw, picture_.get(), pixmap.get(), connection_.argbFormat(), 0, nullptr);
+}
+
+void PointerImage::upload(xcb_pixmap_t pixmap, const std::uint32_t* pixels)
+{
+    xcb_connection_t* const raw = connection_.get();
+    const OwnedGraphicsContext context(connection_, connection_.newId());
+    xcb_create_gc(raw, context.get(), pixmap, 0, nullptr);
+    // A request that is longer than the server takes would end the connection.
+    constexpr int bandBytes = 128 * 1024;
+    const int rowsOfBand = std::max(1, bandBytes / (4 * width_));
+    for (int y = 0; y < height_; y += rowsOfBand) {
+        const int rows = std::min(rowsOfBand, height_ - y);
+        xcb_put_image(raw, XCB_IMAGE_FORMAT_Z_PIXMAP, pixmap, context.get(), static_cast<std::uint16_t>(width_),
+                      static_cast<std::uint16_t>(rows), 0, static_cast<std::int16_t>(y), 0, 32,
+                      static_cast<std::uint32_t>(4 * width_ * rows),
+                      reinterpret_cast<const std::uint8_t*>(pixels + std::ptrdiff_t{y} * width_));
+    }
 }
 
 } // namespace nimbrale::x11

@@ -3,11 +3,7 @@
 #include "platform/x11/server/handles.h"
 
 #include <algorithm>
-#include <array>
-#include <cmath>
-#include <sys/uio.h>
 #include <tuple>
-#include <xcb/xcbext.h>
 
 namespace nimbrale::x11 {
 
@@ -21,36 +17,16 @@ ScreenResources screenResources(const Connection& connection)
         connection.get(), xcb_randr_get_screen_resources_current(connection.get(), connection.root()), nullptr));
 }
 
-// The part of the desktop that a CRTC's picture wanders over as the pointer pushes its edges; empty without panning.
-PixelRect panningArea(xcb_connection_t* connection, xcb_randr_crtc_t crtc)
+RandrPanning panningOf(xcb_connection_t* connection, xcb_randr_crtc_t crtc)
 {
     const Reply<xcb_randr_get_panning_reply_t> panning(
         xcb_randr_get_panning_reply(connection, xcb_randr_get_panning(connection, crtc), nullptr));
-    if (!panning)
+    if (!panning || panning->width == 0 || panning->height == 0)
         return {};
-    return {panning->left, panning->top, panning->width, panning->height};
-}
-
-std::uint32_t millimeters(int pixels, double pitch)
-{
-    return static_cast<std::uint32_t>(std::max(1L, std::lround(pixels * pitch)));
-}
-
-/// xcb_randr_set_monitor_checked of libxcb 1.15 sends a part that it never filled in, which ends the process, so the
-/// request is put together here.
-xcb_void_cookie_t sendSetMonitor(xcb_connection_t* connection, xcb_window_t root,
-                                 const xcb_randr_monitor_info_t& monitor, xcb_randr_output_t output)
-{
-    struct {
-        xcb_randr_set_monitor_request_t header;
-        xcb_randr_monitor_info_t monitor;
-        xcb_randr_output_t output;
-    } request{{0, 0, 0, root}, monitor, output};
-    const xcb_protocol_request_t protocol{1, &xcb_randr_id, XCB_RANDR_SET_MONITOR, 1};
-    // xcb writes into the two parts before the first.
-    std::array<iovec, 3> parts{};
-    parts[2] = {&request, sizeof request - (monitor.nOutput == 0 ? sizeof output : 0)};
-    return {xcb_send_request(connection, XCB_REQUEST_CHECKED, &parts[2], &protocol)};
+    return {crtc,
+            {panning->left, panning->top, panning->width, panning->height},
+            {panning->track_left, panning->track_top, panning->track_width, panning->track_height},
+            {panning->border_left, panning->border_top, panning->border_right, panning->border_bottom}};
 }
 
 } // namespace
@@ -101,9 +77,24 @@ std::vector<PixelRect> RandrLayout::litAreas() const
         if (!crtc || crtc->mode == XCB_NONE)
             continue;
         const PixelRect lit{crtc->x, crtc->y, crtc->width, crtc->height};
-        areas.push_back(lit.unitedWith(panningArea(connection_.get(), crtcs[index])));
+        areas.push_back(lit.unitedWith(panningOf(connection_.get(), crtcs[index]).area));
     }
     return areas;
+}
+
+std::vector<RandrPanning> RandrLayout::pannings() const
+{
+    std::vector<RandrPanning> pannings;
+    const ScreenResources resources = screenResources(connection_);
+    if (!resources)
+        return pannings;
+    const xcb_randr_crtc_t* const crtcs = xcb_randr_get_screen_resources_current_crtcs(resources.get());
+    for (int index = 0; index < resources->num_crtcs; ++index) {
+        const RandrPanning panning = panningOf(connection_.get(), crtcs[index]);
+        if (panning.crtc != XCB_NONE)
+            pannings.push_back(panning);
+    }
+    return pannings;
 }
 
 PixelRect RandrLayout::realBounds(xcb_atom_t except) const
@@ -125,37 +116,6 @@ PixelRect RandrLayout::screenPixels() const
     if (!geometry)
         return {};
     return {0, 0, geometry->width, geometry->height};
-}
-
-Result<void> RandrLayout::setMonitor(xcb_atom_t name, const PixelRect& pixels, const PixelPitch& pitch,
-                                     xcb_randr_output_t output)
-{
-    xcb_randr_monitor_info_t monitor = {};
-    monitor.name = name;
-    monitor.x = static_cast<std::int16_t>(pixels.x);
-    monitor.y = static_cast<std::int16_t>(pixels.y);
-    monitor.width = static_cast<std::uint16_t>(pixels.width);
-    monitor.height = static_cast<std::uint16_t>(pixels.height);
-    monitor.width_in_millimeters = millimeters(pixels.width, pitch.horizontal);
-    monitor.height_in_millimeters = millimeters(pixels.height, pitch.vertical);
-    monitor.nOutput = output == XCB_NONE ? 0 : 1;
-    return check(sendSetMonitor(connection_.get(), connection_.root(), monitor, output),
-                 "The X server did not add the virtual display.");
-}
-
-Result<void> RandrLayout::deleteMonitor(xcb_atom_t name)
-{
-    return check(xcb_randr_delete_monitor_checked(connection_.get(), connection_.root(), name),
-                 "The X server did not remove the virtual display.");
-}
-
-Result<void> RandrLayout::setScreenSize(int width, int height, const PixelPitch& pitch)
-{
-    return check(
-        xcb_randr_set_screen_size_checked(connection_.get(), connection_.root(), static_cast<std::uint16_t>(width),
-                                          static_cast<std::uint16_t>(height), millimeters(width, pitch.horizontal),
-                                          millimeters(height, pitch.vertical)),
-        "The X server cannot make its screen " + std::to_string(width) + "×" + std::to_string(height) + " pixels big.");
 }
 
 xcb_randr_output_t RandrLayout::primaryOutput() const
@@ -229,16 +189,6 @@ PixelPitch RandrLayout::initialPitch() const
         return {};
     return {static_cast<double>(screen.width_in_millimeters) / screen.width_in_pixels,
             static_cast<double>(screen.height_in_millimeters) / screen.height_in_pixels};
-}
-
-Result<void> RandrLayout::check(xcb_void_cookie_t cookie, const std::string& what) const
-{
-    const Reply<xcb_generic_error_t> error(xcb_request_check(connection_.get(), cookie));
-    if (error)
-        return fail(ErrorCode::unsupported, what + " (X error " + std::to_string(error->error_code) + ")");
-    if (connection_.isLost())
-        return fail(ErrorCode::permanent, what);
-    return {};
 }
 
 } // namespace nimbrale::x11

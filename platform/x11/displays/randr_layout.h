@@ -4,6 +4,8 @@
 #include "platform/result.h"
 #include "platform/x11/server/connection.h"
 
+#include <array>
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
@@ -21,6 +23,16 @@ struct RandrMonitor {
     PixelRect pixels;
 };
 
+/// A display that shows a part of its area and follows the pointer over the rest.
+struct RandrPanning {
+    xcb_randr_crtc_t crtc = XCB_NONE;
+    PixelRect area;
+    /// Where the pointer moves the display; empty for everywhere.
+    PixelRect tracking;
+    /// How near the display's edges that begins: left, top, right, bottom.
+    std::array<std::int16_t, 4> borders = {};
+};
+
 enum class MonitorScope { active, all };
 
 /// How many millimetres a pixel of the X screen is said to have. Kept when the screen is resized, so that the dots per
@@ -30,7 +42,7 @@ struct PixelPitch {
     double vertical = 25.4 / 96;
 };
 
-/// Requests to RandR, each answered or failed by itself. Needs RandR 1.5. Main thread only.
+/// Reads RandR's layout; `RandrChange` changes it. Needs RandR 1.5. Main thread only.
 class RandrLayout {
 public:
     explicit RandrLayout(Connection& connection);
@@ -39,17 +51,12 @@ public:
     [[nodiscard]] std::optional<RandrMonitor> monitor(xcb_atom_t name) const;
     /// What lit outputs show, their panning areas included.
     [[nodiscard]] std::vector<PixelRect> litAreas() const;
+    /// Of displays that have one.
+    [[nodiscard]] std::vector<RandrPanning> pannings() const;
     /// What the X screen needs to hold without the monitor `except`: all lit areas and all active monitors of others.
     [[nodiscard]] PixelRect realBounds(xcb_atom_t except) const;
     /// Of the root, which is the X screen. Its origin is (0, 0).
     [[nodiscard]] PixelRect screenPixels() const;
-
-    /// `output` is one that the monitor bears, or XCB_NONE. A lit output that is borne by a monitor has none of its
-    /// own.
-    [[nodiscard]] Result<void> setMonitor(xcb_atom_t name, const PixelRect& pixels, const PixelPitch& pitch,
-                                          xcb_randr_output_t output);
-    [[nodiscard]] Result<void> deleteMonitor(xcb_atom_t name);
-    [[nodiscard]] Result<void> setScreenSize(int width, int height, const PixelPitch& pitch);
 
     [[nodiscard]] xcb_randr_output_t primaryOutput() const;
     void setPrimaryOutput(xcb_randr_output_t output);
@@ -65,8 +72,6 @@ public:
     [[nodiscard]] PixelPitch initialPitch() const;
 
 private:
-    [[nodiscard]] Result<void> check(xcb_void_cookie_t cookie, const std::string& what) const;
-
     Connection& connection_;
 };
 

@@ -4,6 +4,8 @@ namespace nimbrale::x11 {
 
 ServerGrab::ServerGrab(Connection& connection) : connection_(connection)
 {
+    // What waits in the buffer would be sent with the first half, and the rest later.
+    connection_.flush();
     xcb_grab_server(connection_.get());
 }
 

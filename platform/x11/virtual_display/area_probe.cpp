@@ -17,6 +17,13 @@ using namespace std::chrono_literals;
 constexpr auto lookInterval = 50ms;
 constexpr int looks = 24;
 
+/// 24 of 255, as a channel with that mask holds it.
+std::uint32_t bitsWhenOn(std::uint32_t mask)
+{
+    const std::uint32_t highest = std::bit_floor(mask);
+    return (highest >> 3 | highest >> 4) & mask;
+}
+
 const xcb_visualtype_t* rootVisual(const xcb_screen_t& screen)
 {
     for (auto depth = xcb_screen_allowed_depths_iterator(&screen); depth.rem; xcb_depth_next(&depth)) {
@@ -65,8 +72,8 @@ AreaProbe::~AreaProbe()
     connection_.flush();
 }
 
-// Every channel is off or full, so that neither the depth nor a colour correction can blur the answer; random, so that
-// a stale picture cannot be right by chance.
+// Every channel is off or at a tenth, which no rounding turns into each other and which a viewer does not notice;
+// random, so that a stale picture cannot be right by chance.
 void AreaProbe::paint()
 {
     const xcb_visualtype_t* const visual = rootVisual(connection_.screen());
@@ -74,7 +81,7 @@ void AreaProbe::paint()
         return;
     const std::array<std::uint32_t, 3> channels = {visual->red_mask, visual->green_mask, visual->blue_mask};
     for (const std::uint32_t channel : channels)
-        significantBits_ |= std::bit_floor(channel);
+        significantBits_ |= std::bit_floor(bitsWhenOn(channel));
 
     std::random_device random;
     const xcb_pixmap_t pixmap = connection_.newId();
@@ -84,7 +91,7 @@ void AreaProbe::paint()
     for (std::size_t index = 0; index < pixelCount; ++index) {
         const unsigned bits = random();
         for (std::size_t channel = 0; channel < channels.size(); ++channel)
-            colors_[index] |= (bits >> channel & 1U) ? channels[channel] : 0;
+            colors_[index] |= (bits >> channel & 1U) ? bitsWhenOn(channels[channel]) : 0;
         xcb_change_gc(connection_.get(), context, XCB_GC_FOREGROUND, &colors_[index]);
         const xcb_rectangle_t pixel = {static_cast<std::int16_t>(index), 0, 1, 1};
         xcb_poly_fill_rectangle(connection_.get(), pixmap, context, 1, &pixel);

@@ -11,8 +11,8 @@
 
 namespace nimbrale::x11 {
 
-/// Finds out whether a window arrives on the screen: shows a few pixels of random colours in it and looks for them in
-/// the picture that programs get when they read the screen. Gone after a frame where all is well. Main thread only.
+/// Finds out whether a window arrives on the screen: shows a few pixels of random dark colors in it and looks for them
+/// in the picture that programs get when they read the screen. Gone after a frame where all is well. Main thread only.
 class AreaProbe {
 public:
     static constexpr int pixelCount = 6;
@@ -36,7 +36,7 @@ private:
     MainQueue& mainQueue_;
     std::function<void(bool)> onResult_;
     std::array<std::uint32_t, pixelCount> colors_ = {};
-    /// Top bit of each channel.
+    /// The bit of each channel that is on or off.
     std::uint32_t significantBits_ = 0;
     int x_;
     int y_;

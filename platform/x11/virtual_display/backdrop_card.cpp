@@ -85,13 +85,11 @@ QImage BackdropCard::picture(int displayWidth, int displayHeight)
     return image;
 }
 
-BackdropCard::BackdropCard(Connection& connection, VirtualArea& area, const PixelRect& pixels)
-    : connection_(connection), area_(area), pixels_(pixels),
-      window_(createWindow(connection, connection.root(), pixels)),
+BackdropCard::BackdropCard(Connection& connection, VirtualArea& area)
+    : connection_(connection), area_(area), window_(createWindow(connection, connection.root(), {-1, -1, 1, 1})),
       text_(createWindow(connection, window_, {0, 0, 1, 1}))
 {
-    area_.add(window_);
-    layOut();
+    area_.add(window_, AreaRole::backdrop);
     xcb_map_window(connection_.get(), window_);
     connection_.flush();
 }
@@ -103,15 +101,25 @@ BackdropCard::~BackdropCard()
     connection_.flush();
 }
 
-void BackdropCard::setPixels(const PixelRect& pixels)
+void BackdropCard::layOut(const PixelRect& pixels)
 {
-    if (pixels == pixels_)
+    if (pixels == laidOut_)
         return;
-    const bool isResized = pixels.width != pixels_.width || pixels.height != pixels_.height;
-    pixels_ = pixels;
-    place(connection_, window_, pixels_);
-    if (isResized)
-        layOut();
+    laidOut_ = pixels;
+    const QImage image = picture(pixels.width, pixels.height);
+    if (image.isNull()) {
+        xcb_unmap_window(connection_.get(), text_);
+        connection_.flush();
+        return;
+    }
+    const xcb_pixmap_t pixmap = upload(image);
+    xcb_change_window_attributes(connection_.get(), text_, XCB_CW_BACK_PIXMAP, &pixmap);
+    xcb_free_pixmap(connection_.get(), pixmap);
+    place(connection_, text_,
+          {(pixels.width - image.width()) / 2, pixels.y + (pixels.height - image.height()) / 2, image.width(),
+           image.height()});
+    xcb_clear_area(connection_.get(), 0, text_, 0, 0, 0, 0);
+    xcb_map_window(connection_.get(), text_);
     connection_.flush();
 }
 
@@ -120,22 +128,6 @@ void BackdropCard::raise()
     const std::uint32_t above = XCB_STACK_MODE_ABOVE;
     xcb_configure_window(connection_.get(), window_, XCB_CONFIG_WINDOW_STACK_MODE, &above);
     connection_.flush();
-}
-
-void BackdropCard::layOut()
-{
-    const QImage image = picture(pixels_.width, pixels_.height);
-    if (image.isNull()) {
-        xcb_unmap_window(connection_.get(), text_);
-        return;
-    }
-    const xcb_pixmap_t pixmap = upload(image);
-    xcb_change_window_attributes(connection_.get(), text_, XCB_CW_BACK_PIXMAP, &pixmap);
-    xcb_free_pixmap(connection_.get(), pixmap);
-    place(connection_, text_,
-          {(pixels_.width - image.width()) / 2, (pixels_.height - image.height()) / 2, image.width(), image.height()});
-    xcb_clear_area(connection_.get(), 0, text_, 0, 0, 0, 0);
-    xcb_map_window(connection_.get(), text_);
 }
 
 xcb_pixmap_t BackdropCard::upload(const QImage& image) const

@@ -14,13 +14,14 @@ namespace nimbrale::x11 {
 /// window that nobody lists or manages, painted by the server alone. Main thread only.
 class BackdropCard {
 public:
-    /// Shown from the start, over `pixels` of the root, behind whatever is registered with `area` later.
-    BackdropCard(Connection& connection, VirtualArea& area, const PixelRect& pixels);
+    /// Shown from the start, black, wherever `area` is, behind whatever is registered with it later.
+    BackdropCard(Connection& connection, VirtualArea& area);
     ~BackdropCard();
     BackdropCard(const BackdropCard&) = delete;
     BackdropCard& operator=(const BackdropCard&) = delete;
 
-    void setPixels(const PixelRect& pixels);
+    /// The area has this place now: puts the text in its middle.
+    void layOut(const PixelRect& pixels);
     /// Puts the card in front of everything that is on the virtual display.
     void raise();
 
@@ -29,12 +30,11 @@ public:
     [[nodiscard]] static QImage picture(int displayWidth, int displayHeight);
 
 private:
-    void layOut();
     [[nodiscard]] xcb_pixmap_t upload(const QImage& image) const;
 
     Connection& connection_;
     VirtualArea& area_;
-    PixelRect pixels_;
+    PixelRect laidOut_;
     xcb_window_t window_;
     xcb_window_t text_;
 };

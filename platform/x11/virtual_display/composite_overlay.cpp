@@ -3,8 +3,6 @@
 #include "platform/x11/displays/randr_layout.h"
 #include "platform/x11/server/handles.h"
 
-#include <QRegion>
-
 #include <algorithm>
 #include <array>
 #include <xcb/composite.h>
@@ -69,22 +67,19 @@ void CompositeOverlay::release()
 {
     if (window_ == XCB_WINDOW_NONE)
         return;
-    close();
+    closeAllBut({});
     xcb_shape_select_input(connection_.get(), window_, 0);
     xcb_composite_release_overlay_window(connection_.get(), connection_.root());
-    connection_.flush();
     window_ = XCB_WINDOW_NONE;
 }
 
 void CompositeOverlay::open(const PixelRect& area)
 {
-    if (window_ == XCB_WINDOW_NONE)
+    if (window_ == XCB_WINDOW_NONE || area.isEmpty())
         return;
-    if (area != opened_)
-        close();
     stretchOver(area);
     // Giving a shape to an overlay without one would cut off displays that are plugged in later.
-    if (area.isEmpty() || !isShaped(connection_.get(), window_))
+    if (!isShaped(connection_.get(), window_))
         return;
     const QRect wanted(area.x, area.y, area.width, area.height);
     if ((QRegion(wanted) - boundingShape(connection_.get(), window_)).isEmpty())
@@ -93,7 +88,7 @@ void CompositeOverlay::open(const PixelRect& area)
     xcb_shape_rectangles(connection_.get(), XCB_SHAPE_SO_UNION, XCB_SHAPE_SK_BOUNDING, XCB_CLIP_ORDERING_UNSORTED,
                          window_, 0, 0, 1, &rectangle);
     connection_.flush();
-    opened_ = area;
+    opened_ += wanted;
 }
 
 void CompositeOverlay::stretchOver(const PixelRect& area)
@@ -111,14 +106,15 @@ void CompositeOverlay::stretchOver(const PixelRect& area)
     connection_.flush();
 }
 
-void CompositeOverlay::close()
+void CompositeOverlay::closeAllBut(const PixelRect& area)
 {
-    if (opened_.isEmpty())
-        return;
-    const xcb_rectangle_t rectangle = rectangleOf(opened_);
-    xcb_shape_rectangles(connection_.get(), XCB_SHAPE_SO_SUBTRACT, XCB_SHAPE_SK_BOUNDING, XCB_CLIP_ORDERING_UNSORTED,
-                         window_, 0, 0, 1, &rectangle);
-    opened_ = {};
+    const QRegion kept = opened_ & QRect(area.x, area.y, area.width, area.height);
+    for (const QRect& rect : opened_ - kept) {
+        const xcb_rectangle_t rectangle = rectangleOf({rect.x(), rect.y(), rect.width(), rect.height()});
+        xcb_shape_rectangles(connection_.get(), XCB_SHAPE_SO_SUBTRACT, XCB_SHAPE_SK_BOUNDING,
+                             XCB_CLIP_ORDERING_UNSORTED, window_, 0, 0, 1, &rectangle);
+    }
+    opened_ = kept;
 }
 
 } // namespace nimbrale::x11

@@ -3,6 +3,8 @@
 #include "platform/pixel_rect.h"
 #include "platform/x11/server/connection.h"
 
+#include <QRegion>
+
 #include <xcb/xcb.h>
 
 namespace nimbrale::x11 {
@@ -19,23 +21,24 @@ public:
 
     /// False when the server has none.
     [[nodiscard]] bool acquire();
-    /// Children that are still in it may be destroyed.
+    /// Children that are still in it may be destroyed. Sent with the next flush.
     void release();
     /// 0 while it is not held.
     [[nodiscard]] xcb_window_t window() const { return window_; }
 
-    /// Some compositing managers cut the overlay down to the real displays: makes sure that `area` is in its shape too,
-    /// and that what was opened before no longer is. An overlay that has no shape is left alone.
+    /// Some compositing managers cut the overlay down to the real displays: makes sure that `area` is in its shape too.
+    /// An overlay that has no shape is left alone. Waits for the server.
     void open(const PixelRect& area);
+    /// Takes out of the shape again what was opened, but for `area`.
+    void closeAllBut(const PixelRect& area);
 
 private:
     // A compositing manager that missed a change of the screen's size leaves the overlay as it was.
     void stretchOver(const PixelRect& area);
-    void close();
 
     Connection& connection_;
     xcb_window_t window_ = XCB_WINDOW_NONE;
-    PixelRect opened_;
+    QRegion opened_;
 };
 
 } // namespace nimbrale::x11

@@ -3,9 +3,11 @@
 #include "platform/x11/displays/randr_layout.h"
 #include "platform/x11/server/events.h"
 #include "platform/x11/server/handles.h"
+#include "platform/x11/server/server_grab.h"
 #include "platform/x11/server/window_events.h"
 #include "platform/x11/virtual_display/area_probe.h"
 #include "platform/x11/virtual_display/composite_overlay.h"
+#include "platform/x11/virtual_display/kept_picture.h"
 
 #include <algorithm>
 #include <array>
@@ -25,15 +27,28 @@ using namespace std::chrono_literals;
 // Time for a compositing manager to set itself up, or for a window to be mapped and painted.
 constexpr auto settleDelay = 300ms;
 
+PixelRect placeOf(AreaRole role, const PixelRect& area)
+{
+    if (role == AreaRole::backdrop && !area.isEmpty())
+        return {area.x, 0, area.width, area.y + area.height};
+    return area;
+}
+
 } // namespace
 
 struct VirtualArea::Impl {
+    struct Entry {
+        xcb_window_t window = XCB_WINDOW_NONE;
+        AreaRole role = AreaRole::picture;
+    };
+
     Connection& connection;
     MainQueue& mainQueue;
     VirtualArea& owner;
     CompositeOverlay overlay;
     xcb_atom_t compositorSelection;
-    std::vector<xcb_window_t> windows;
+    /// Back to front.
+    std::vector<Entry> windows;
     PixelRect pixels;
     bool isVerified = false;
     WindowEvents rootEvents;
@@ -56,8 +71,11 @@ struct VirtualArea::Impl {
     void probeEnded(bool wasSeen);
     void enterOverlay();
     void leaveOverlay();
+    void cover(const PixelRect& place, const std::function<void()>& changeLayout);
+    void configure(xcb_window_t window, const PixelRect& place) const;
     void exposeAll() const;
-    void moveInto(xcb_window_t parent, xcb_window_t window) const;
+    void moveAllInto(xcb_window_t parent) const;
+    void moveInto(xcb_window_t parent, const Entry& entry) const;
     void keepOrder() const;
 };
 
@@ -73,6 +91,8 @@ void VirtualArea::Impl::watch(EventDispatcher& events)
             // it.
             leaveOverlay();
             probeSoon();
+            if (isVerified && owner.onVerified)
+                owner.onVerified();
         });
     shapeChanges = events.add({extensions.shape.firstEvent + XCB_SHAPE_NOTIFY}, [this](const auto& event) {
         if (overlay.window() != XCB_WINDOW_NONE &&
@@ -81,7 +101,7 @@ void VirtualArea::Impl::watch(EventDispatcher& events)
     });
     restackings = events.add({XCB_CONFIGURE_NOTIFY}, [this](const auto& event) {
         if (!windows.empty() && overlay.window() == XCB_WINDOW_NONE &&
-            eventAs<xcb_configure_notify_event_t>(event).window == windows.back())
+            eventAs<xcb_configure_notify_event_t>(event).window == windows.back().window)
             keepOrder();
     });
 }
@@ -91,9 +111,9 @@ void VirtualArea::Impl::watch(EventDispatcher& events)
 void VirtualArea::Impl::keepOrder() const
 {
     for (std::size_t index = windows.size() - 1; index > 0; --index) {
-        const std::array<std::uint32_t, 2> values = {windows[index], XCB_STACK_MODE_BELOW};
+        const std::array<std::uint32_t, 2> values = {windows[index].window, XCB_STACK_MODE_BELOW};
         mayFail(connection.get(),
-                xcb_configure_window_checked(connection.get(), windows[index - 1],
+                xcb_configure_window_checked(connection.get(), windows[index - 1].window,
                                              XCB_CONFIG_WINDOW_SIBLING | XCB_CONFIG_WINDOW_STACK_MODE, values.data()));
     }
     connection.flush();
@@ -128,7 +148,7 @@ void VirtualArea::Impl::startProbe()
     const int y = pixels.y + pixels.height;
     xcb_window_t parent = overlay.window() != XCB_WINDOW_NONE ? overlay.window() : connection.root();
     PixelRect place;
-    for (const xcb_window_t window : windows) {
+    for (const auto& [window, role] : windows) {
         const auto shown = placeIfShown(window);
         const bool holdsCorner = shown && shown->x <= x - AreaProbe::pixelCount && shown->y < y &&
                                  shown->x + shown->width >= x && shown->y + shown->height >= y;
@@ -159,6 +179,8 @@ void VirtualArea::Impl::probeEnded(bool wasSeen)
         isVerified = true;
         if (overlay.window() != XCB_WINDOW_NONE)
             exposeAll();
+        if (owner.onVerified)
+            owner.onVerified();
         return;
     }
     if (overlay.window() == XCB_WINDOW_NONE && hasCompositor()) {
@@ -180,9 +202,40 @@ void VirtualArea::Impl::enterOverlay()
     if (!overlay.acquire())
         return;
     overlay.open(pixels);
-    for (const xcb_window_t window : windows)
-        moveInto(overlay.window(), window);
-    connection.flush();
+    cover(pixels, [this] { moveAllInto(overlay.window()); });
+}
+
+// A change of the screen's size costs windows their picture, and the server hands out the new screen's memory as others
+// left it, to be seen until each window, or the compositing manager for all of them, has painted anew. So the area gets
+// a copy of the picture that was there, in the same moment: as the frontmost window's background, which the server
+// paints whenever it uncovers the window, and on the screen itself, whatever window lies there.
+void VirtualArea::Impl::cover(const PixelRect& place, const std::function<void()>& changeLayout)
+{
+    std::optional<KeptPicture> picture;
+    if (!place.isEmpty())
+        picture.emplace(connection);
+    const ServerGrab grab(connection);
+    if (picture) {
+        picture->take(windows.empty() ? Entry{}.window : windows.back().window, place.width, place.height);
+        for (const Entry& entry : windows)
+            configure(entry.window, placeOf(entry.role, place));
+    }
+    changeLayout();
+    if (picture)
+        picture->showOnScreen(place.x, place.y);
+    overlay.closeAllBut(place);
+    pixels = place;
+}
+
+void VirtualArea::Impl::configure(xcb_window_t window, const PixelRect& place) const
+{
+    const std::array<std::uint32_t, 4> values = {
+        static_cast<std::uint32_t>(place.x), static_cast<std::uint32_t>(place.y),
+        static_cast<std::uint32_t>(place.width), static_cast<std::uint32_t>(place.height)};
+    mayFail(connection.get(), xcb_configure_window_checked(connection.get(), window,
+                                                           XCB_CONFIG_WINDOW_X | XCB_CONFIG_WINDOW_Y |
+                                                               XCB_CONFIG_WINDOW_WIDTH | XCB_CONFIG_WINDOW_HEIGHT,
+                                                           values.data()));
 }
 
 void VirtualArea::Impl::leaveOverlay()
@@ -190,9 +243,10 @@ void VirtualArea::Impl::leaveOverlay()
     if (overlay.window() == XCB_WINDOW_NONE)
         return;
     probe.reset();
-    for (const xcb_window_t window : windows)
-        moveInto(connection.root(), window);
-    overlay.release();
+    cover(pixels, [this] {
+        moveAllInto(connection.root());
+        overlay.release();
+    });
 }
 
 // Some compositing managers draw over the overlay's children when the screen has changed. Covering everything with a
@@ -211,15 +265,20 @@ void VirtualArea::Impl::exposeAll() const
     connection.flush();
 }
 
-// A window that is moved comes to lie in front of its new siblings, so moving all in their order keeps it. One that is
-// being destroyed is no loss.
-void VirtualArea::Impl::moveInto(xcb_window_t parent, xcb_window_t window) const
+// A window that is moved comes to lie in front of its new siblings, so moving all in their order keeps it.
+void VirtualArea::Impl::moveAllInto(xcb_window_t parent) const
 {
-    const Reply<xcb_get_geometry_reply_t> place(
-        xcb_get_geometry_reply(connection.get(), xcb_get_geometry(connection.get(), window), nullptr));
-    if (!place)
-        return;
-    mayFail(connection.get(), xcb_reparent_window_checked(connection.get(), window, parent, place->x, place->y));
+    for (const Entry& entry : windows)
+        moveInto(parent, entry);
+}
+
+// One that is being destroyed is no loss.
+void VirtualArea::Impl::moveInto(xcb_window_t parent, const Entry& entry) const
+{
+    const PixelRect place = placeOf(entry.role, pixels);
+    mayFail(connection.get(),
+            xcb_reparent_window_checked(connection.get(), entry.window, parent, static_cast<std::int16_t>(place.x),
+                                        static_cast<std::int16_t>(place.y)));
 }
 
 VirtualArea::VirtualArea(Connection& connection, EventDispatcher& events, MainQueue& mainQueue)
@@ -237,31 +296,35 @@ VirtualArea::~VirtualArea()
     impl_->leaveOverlay();
 }
 
-void VirtualArea::add(xcb_window_t window)
+void VirtualArea::add(xcb_window_t window, AreaRole role)
 {
-    impl_->windows.push_back(window);
+    impl_->windows.push_back({window, role});
     if (impl_->overlay.window() != XCB_WINDOW_NONE)
-        impl_->moveInto(impl_->overlay.window(), window);
+        impl_->moveInto(impl_->overlay.window(), impl_->windows.back());
     impl_->probeSoon();
 }
 
 void VirtualArea::remove(xcb_window_t window)
 {
-    std::erase(impl_->windows, window);
+    const auto entry = std::find_if(impl_->windows.begin(), impl_->windows.end(),
+                                    [&](const Impl::Entry& each) { return each.window == window; });
+    if (entry == impl_->windows.end())
+        return;
     if (impl_->overlay.window() != XCB_WINDOW_NONE)
-        impl_->moveInto(impl_->connection.root(), window);
+        impl_->moveInto(impl_->connection.root(), *entry);
+    impl_->windows.erase(entry);
 }
 
-void VirtualArea::setPixels(const PixelRect& pixels)
+void VirtualArea::setPixels(const PixelRect& pixels, const std::function<void()>& changeLayout)
 {
-    if (impl_->pixels == pixels)
-        return;
-    impl_->pixels = pixels;
+    const bool isNew = impl_->pixels != pixels;
+    if (isNew)
+        impl_->overlay.open(pixels);
+    impl_->cover(pixels, changeLayout);
     if (pixels.isEmpty())
         impl_->leaveOverlay();
-    else
-        impl_->overlay.open(pixels);
-    impl_->probeSoon();
+    if (isNew)
+        impl_->probeSoon();
 }
 
 const PixelRect& VirtualArea::pixels() const

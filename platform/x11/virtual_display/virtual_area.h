@@ -12,12 +12,23 @@
 
 namespace nimbrale::x11 {
 
-/// The part of the X screen that the virtual display covers, and the windows that are shown there.
+/// What a window is to the area.
+enum class AreaRole {
+    picture, ///< covers the area
+    /// Covers the area and everything straight above it, which no display shows either: a compositing manager that
+    /// learns late of the screen's new size may show the area what it drew there.
+    backdrop
+};
+
+/// The part of the X screen that the virtual display covers, and the windows that are shown there, each of which covers
+/// it whole. Main thread only.
 ///
-/// Some compositing managers leave out what lies on no real display. Their windows' own target, the composite overlay
-/// window, can be drawn into beside them, so where a probe shows that windows of the root do not arrive on the screen,
-/// the registered ones become children of the overlay window. Its origin is the root's, so a window keeps its
-/// coordinates; but it may only be stacked relative to other registered windows. Main thread only.
+/// A compositing manager paints some time after a change, on some desktops never where there is no real display, and
+/// what it paints may be any window that reaches there. So while one runs, the registered windows are children of the
+/// window that it draws into, the composite overlay window: what they show is on the screen at once, and no window of
+/// the root ever lies in front of them. Where a probe shows that they do not arrive on the screen that way, they are
+/// children of the root, as they are without a compositing manager. The overlay's origin is the root's, so a window
+/// keeps its coordinates; but it may only be stacked relative to other registered windows.
 class VirtualArea {
 public:
     /// All three must outlive it.
@@ -26,21 +37,27 @@ public:
     VirtualArea(const VirtualArea&) = delete;
     VirtualArea& operator=(const VirtualArea&) = delete;
 
-    /// From now on `window`, an override-redirect window made as a child of the root, is shown in the area when it is
-    /// mapped. It may be given another parent at any time. Windows added later stand in front.
-    void add(xcb_window_t window);
+    /// From now on `window`, an override-redirect window made as a child of the root with its depth, is shown in the
+    /// area when it is mapped. It may be given another parent, place, size and background at any time; the background
+    /// is black except within `setPixels`. Windows added later stand in front.
+    void add(xcb_window_t window, AreaRole role = AreaRole::picture);
     /// Makes it an ordinary child of the root again. Call it before the window is destroyed.
     void remove(xcb_window_t window);
 
-    /// The area is there and has this place, in pixels of the root; an empty rectangle means that there is none. A new
-    /// place is probed.
-    void setPixels(const PixelRect& pixels);
+    /// The area is there and has this place, in pixels of the root; an empty rectangle means that there is none.
+    /// `changeLayout` sends what brings the display there, without waiting for any answer and without flushing. In the
+    /// same moment for all others the registered windows come to cover the new place, the frontmost with the picture
+    /// that it has, and black where it has none: at no time is anything else in the area, whatever the server does to
+    /// the screen. A new place is probed.
+    void setPixels(const PixelRect& pixels, const std::function<void()>& changeLayout);
     [[nodiscard]] const PixelRect& pixels() const;
     /// Whether registered windows are children of the composite overlay window now.
     [[nodiscard]] bool usesOverlay() const;
     /// Whether the last probe has ended and was seen on the screen.
     [[nodiscard]] bool isVerified() const;
 
+    /// Called when a probe was seen on the screen, or a compositing manager has gone. Not within `setPixels`.
+    std::function<void()> onVerified;
     /// Called when windows in the area do not arrive on the screen either way.
     std::function<void(Error)> onUnusable;
 

@@ -1,6 +1,7 @@
 #include "platform/x11/virtual_display/virtual_display_record.h"
 
 #include "platform/log.h"
+#include "platform/x11/displays/randr_change.h"
 #include "platform/x11/server/handles.h"
 #include "platform/x11/server/server_grab.h"
 
@@ -38,9 +39,9 @@ void logFailure(const Result<void>& result)
 
 } // namespace
 
+// Of two that take it in the same moment the later one has it, and the earlier one is told, or sees it at once.
 std::unique_ptr<VirtualDisplayClaim> VirtualDisplayClaim::take(Connection& connection)
 {
-    const ServerGrab grab(connection);
     if (claimOwner(connection) != XCB_WINDOW_NONE)
         return nullptr;
     const xcb_window_t window = connection.newId();
@@ -89,16 +90,21 @@ void VirtualDisplayRecord::erase(Connection& connection)
     connection.flush();
 }
 
-void shrinkScreen(Connection& connection, RandrLayout& layout, xcb_atom_t except, const PixelPitch& pitch)
+void shrinkScreen(Connection& connection, const RandrLayout& layout, xcb_atom_t except, const PixelPitch& pitch)
 {
-    const ServerGrab grab(connection);
     const PixelRect real = layout.realBounds(except);
     const PixelRect screen = layout.screenPixels();
     const int width = real.x + real.width;
     const int height = real.y + real.height;
     if (real.isEmpty() || (width == screen.width && height == screen.height))
         return;
-    logFailure(layout.setScreenSize(width, height, pitch));
+    const std::vector<RandrPanning> pannings = layout.pannings();
+    RandrChange change(connection);
+    {
+        const ServerGrab grab(connection);
+        change.setScreenSize(width, height, pitch, pannings);
+    }
+    logFailure(change.finish());
 }
 
 void restorePrimary(RandrLayout& layout, const VirtualDisplayRecord& record)
@@ -117,7 +123,9 @@ void removeLeftovers(Connection& connection, RandrLayout& layout, const std::str
         const bool isLeftover = isRecorded || (monitor.name == named && monitor.outputs.empty());
         if (!isLeftover || monitor.isAutomatic)
             continue;
-        const Result<void> removed = layout.deleteMonitor(monitor.name);
+        RandrChange change(connection);
+        change.deleteMonitor(monitor.name);
+        const Result<void> removed = change.finish();
         logFailure(removed);
         wasRemoved = wasRemoved || removed.has_value();
     }

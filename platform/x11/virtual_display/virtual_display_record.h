@@ -41,7 +41,7 @@ struct VirtualDisplayRecord {
 };
 
 /// Makes the X screen as big as the displays other than `except` need it.
-void shrinkScreen(Connection& connection, RandrLayout& layout, xcb_atom_t except, const PixelPitch& pitch);
+void shrinkScreen(Connection& connection, const RandrLayout& layout, xcb_atom_t except, const PixelPitch& pitch);
 /// Makes primary what was so before, unless something else has been made primary since.
 void restorePrimary(RandrLayout& layout, const VirtualDisplayRecord& record);
 /// Removes the virtual display of a process that has ended: the recorded one, and one of that name.

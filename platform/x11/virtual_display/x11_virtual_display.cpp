@@ -1,8 +1,8 @@
 #include "platform/x11/virtual_display/x11_virtual_display.h"
 
 #include "platform/log.h"
+#include "platform/x11/displays/randr_change.h"
 #include "platform/x11/server/events.h"
-#include "platform/x11/server/server_grab.h"
 
 #include <algorithm>
 #include <cmath>
@@ -76,6 +76,7 @@ X11VirtualDisplay::X11VirtualDisplay(const Environment& environment, const Virtu
     record_.write(environment.connection);
     displayID_ = environment.screens.displayIDForMonitor(record_.monitor);
     environment.screens.setOwnMonitor(record_.monitor);
+    environment.area.onVerified = [this] { areaVerified(); };
     environment.area.onUnusable = [this](Error error) { becomeUnusable(std::move(error)); };
     const int randr = environment.connection.extensions().randr.firstEvent;
     screenChanges_ = environment.events.add({randr + XCB_RANDR_SCREEN_CHANGE_NOTIFY}, [this](const auto& event) {
@@ -100,6 +101,7 @@ X11VirtualDisplay::~X11VirtualDisplay()
     outputChanges_.reset();
     rootChanges_.reset();
     checkTimer_.reset();
+    environment_.area.onVerified = nullptr;
     environment_.area.onUnusable = nullptr;
     if (card_ && !connection.isLost()) {
         // A viewer keeps the last picture of a display that goes, so the card must have been seen before.
@@ -107,14 +109,9 @@ X11VirtualDisplay::~X11VirtualDisplay()
         connection.synchronize();
         std::this_thread::sleep_for(twoFrames);
     }
-    if (layout_.monitor(record_.monitor)) {
-        if (const auto removed = layout_.deleteMonitor(record_.monitor); !removed)
-            qCCritical(virtualDisplayLog).noquote() << QString::fromStdString(removed.error().message);
-    }
+    takeDown();
     card_.reset();
-    environment_.area.setPixels({});
     barriers_.surround({});
-    shrinkScreen(connection, layout_, record_.monitor, pitch_);
     restorePrimary(layout_, record_);
     VirtualDisplayRecord::erase(connection);
     environment_.screens.setOwnMonitor(XCB_ATOM_NONE);
@@ -149,69 +146,109 @@ Result<void> X11VirtualDisplay::setOrigin(int x, int y)
     return configure({x, y, pixels_.width, pixels_.height});
 }
 
-// The monitor first, then what is shown on it, then the screen: a browser that shares the display follows this order
-// without losing it.
-Result<void> X11VirtualDisplay::configure(const PixelRect& pixels)
+// The display and the screen under it go in one moment: a picture of the place that the display had finds no screen
+// there.
+void X11VirtualDisplay::takeDown()
 {
-    if (pixels.x + pixels.width > largestCoordinate || pixels.y + pixels.height > largestCoordinate)
-        return fail(ErrorCode::unsupported, "There is no room for the virtual display beside the other displays.");
-    const PixelRect before = pixels_;
-    if (const auto defined = defineMonitor(pixels); !defined)
-        return defined;
-    pixels_ = pixels;
-    realBounds_ = layout_.realBounds(record_.monitor);
-    if (card_)
-        card_->setPixels(pixels);
-    else
-        card_.emplace(environment_.connection, environment_.area, pixels);
-    environment_.area.setPixels(pixels);
-    barriers_.surround(pixels);
-    const auto grown = growScreen(pixels);
-    if (!grown && !before.isEmpty() && defineMonitor(before)) {
-        pixels_ = before;
-        card_->setPixels(before);
-        environment_.area.setPixels(before);
-        barriers_.surround(before);
-    }
-    environment_.screens.refresh();
-    return grown;
+    const bool isThere = layout_.monitor(record_.monitor).has_value();
+    const PixelRect real = layout_.realBounds(record_.monitor);
+    const std::vector<RandrPanning> pannings = layout_.pannings();
+    const PixelRect screen = layout_.screenPixels();
+    RandrChange change(environment_.connection);
+    environment_.area.setPixels({}, [&] {
+        if (isThere)
+            change.deleteMonitor(record_.monitor);
+        if (!real.isEmpty() && (screen.width != real.x + real.width || screen.height != real.y + real.height))
+            change.setScreenSize(real.x + real.width, real.y + real.height, pitch_, pannings);
+    });
+    if (const auto changed = change.finish(); !changed)
+        qCCritical(virtualDisplayLog).noquote() << QString::fromStdString(changed.error().message);
 }
 
 // The monitor bears an output that nothing is plugged into, where there is one. GDK asks the server for the first
 // output of every monitor, past the end of the list where there is none, and the X error that it then gets ends a
 // screen capture that another thread of the same browser sets up at that moment: each change of a screen would put the
 // share at risk.
-Result<void> X11VirtualDisplay::defineMonitor(const PixelRect& pixels)
+//
+// Everything is asked before and everything is done at once, so that no other program sees the desktop without the
+// display, or the display without its windows, and the server never waits for this process in between. What changed
+// meanwhile shows as a refusal, or at the next check.
+Result<void> X11VirtualDisplay::configure(const PixelRect& pixels)
 {
-    // No other program may see the desktop without the display, or the viewers' picture would end.
-    const ServerGrab grab(environment_.connection);
+    if (pixels.x + pixels.width > largestCoordinate || pixels.y + pixels.height > largestCoordinate)
+        return fail(ErrorCode::unsupported, "There is no room for the virtual display beside the other displays.");
     const auto existing = layout_.monitor(record_.monitor);
     const std::vector<xcb_randr_output_t> borne =
         output_ == XCB_NONE ? std::vector<xcb_randr_output_t>{} : std::vector<xcb_randr_output_t>{output_};
-    const xcb_randr_output_t idle = layout_.idleOutput(record_.monitor, output_);
-    if (existing && existing->pixels == pixels && existing->outputs == borne && idle == output_)
-        return {};
     if (existing && (existing->isAutomatic || existing->outputs != borne))
         return fail(ErrorCode::unsupported, "Another display bears the name of the virtual display.");
-    if (existing) {
-        if (const auto removed = layout_.deleteMonitor(record_.monitor); !removed)
-            return removed;
-    }
-    output_ = idle;
-    auto defined = layout_.setMonitor(record_.monitor, pixels, pitch_, output_);
-    if (!defined && existing && !layout_.setMonitor(record_.monitor, existing->pixels, pitch_, output_))
+    const xcb_randr_output_t idle = layout_.idleOutput(record_.monitor, output_);
+    const PixelRect real = layout_.realBounds(record_.monitor);
+    const PixelRect screenBefore = layout_.screenPixels();
+    const PixelRect needed = real.unitedWith(pixels);
+    const PixelRect screen = {0, 0, needed.x + needed.width, needed.y + needed.height};
+    const std::vector<RandrPanning> pannings = layout_.pannings();
+    const bool isDefined = !isAnnounced_ || (existing && existing->pixels == pixels && idle == output_);
+    if (!card_)
+        card_.emplace(environment_.connection, environment_.area);
+
+    RandrChange change(environment_.connection);
+    environment_.area.setPixels(pixels, [&] {
+        if (existing && !isDefined)
+            change.deleteMonitor(record_.monitor);
+        if (!isDefined)
+            change.setMonitor(record_.monitor, pixels, pitch_, idle);
+        if (screen != screenBefore)
+            change.setScreenSize(screen.width, screen.height, pitch_, pannings);
+    });
+    const Result<void> changed = change.finish();
+    if (changed) {
+        // Another program's change of the displays, undone before they have settled, does not make the place right.
+        if (pixels_ != pixels)
+            realBounds_ = real;
+        pixels_ = pixels;
+        output_ = isAnnounced_ ? idle : xcb_randr_output_t{XCB_NONE};
+    } else if (existing && !putBack(*existing, screenBefore)) {
         return fail(ErrorCode::permanent, "The X server took the virtual display away.");
-    return defined;
+    }
+    card_->layOut(pixels_);
+    barriers_.surround(pixels_);
+    if (changed && !isAnnounced_ && environment_.area.isVerified())
+        return announce();
+    environment_.screens.refresh();
+    return changed;
 }
 
-Result<void> X11VirtualDisplay::growScreen(const PixelRect& pixels)
+// Before the area is known to show what is put there, no viewer may look at it: a compositing manager that has not yet
+// heard of the card may paint anything.
+Result<void> X11VirtualDisplay::announce()
 {
-    const ServerGrab grab(environment_.connection);
-    const PixelRect needed = layout_.realBounds(record_.monitor).unitedWith(pixels);
-    const PixelRect screen = layout_.screenPixels();
-    if (screen.width == needed.x + needed.width && screen.height == needed.y + needed.height)
-        return {};
-    return layout_.setScreenSize(needed.x + needed.width, needed.y + needed.height, pitch_);
+    isAnnounced_ = true;
+    return configure(pixels_);
+}
+
+void X11VirtualDisplay::areaVerified()
+{
+    if (isAnnounced_ || isUnusable_)
+        return;
+    if (const auto announced = announce(); !announced)
+        qCWarning(virtualDisplayLog).noquote() << QString::fromStdString(announced.error().message);
+}
+
+Result<void> X11VirtualDisplay::putBack(const RandrMonitor& before, const PixelRect& screenBefore)
+{
+    const std::vector<RandrPanning> pannings = layout_.pannings();
+    const bool isThere = layout_.monitor(record_.monitor).has_value();
+    const bool isScreenChanged = layout_.screenPixels() != screenBefore;
+    RandrChange change(environment_.connection);
+    environment_.area.setPixels(before.pixels, [&] {
+        if (isThere)
+            change.deleteMonitor(record_.monitor);
+        change.setMonitor(record_.monitor, before.pixels, pitch_, output_);
+        if (isScreenChanged)
+            change.setScreenSize(screenBefore.width, screenBefore.height, pitch_, pannings);
+    });
+    return change.finish();
 }
 
 PixelRect X11VirtualDisplay::atCorner(int width, int height) const
@@ -256,8 +293,8 @@ void X11VirtualDisplay::takeScreenBack()
 {
     if (isUnusable_ || pixels_.isEmpty() || isScreenBigEnough() || !mayCorrectAgain())
         return;
-    if (const auto grown = growScreen(pixels_); !grown)
-        qCWarning(virtualDisplayLog).noquote() << QString::fromStdString(grown.error().message);
+    if (const auto configured = configure(pixels_); !configured)
+        qCWarning(virtualDisplayLog).noquote() << QString::fromStdString(configured.error().message);
 }
 
 // A display that is plugged into the output has no monitor of its own for as long as ours bears it.
@@ -267,8 +304,8 @@ void X11VirtualDisplay::giveOutputBack(const xcb_randr_notify_event_t& event)
         return;
     if (event.u.oc.connection == XCB_RANDR_CONNECTION_DISCONNECTED && event.u.oc.crtc == XCB_NONE)
         return;
-    if (const auto defined = defineMonitor(pixels_); !defined)
-        qCWarning(virtualDisplayLog).noquote() << QString::fromStdString(defined.error().message);
+    if (const auto configured = configure(pixels_); !configured)
+        qCWarning(virtualDisplayLog).noquote() << QString::fromStdString(configured.error().message);
 }
 
 void X11VirtualDisplay::checkSoon(std::chrono::milliseconds delay)
@@ -289,7 +326,8 @@ void X11VirtualDisplay::check()
         wanted = atCorner(pixels_.width, pixels_.height);
     const auto monitor = layout_.monitor(record_.monitor);
     const bool isOutputIdle = output_ == XCB_NONE || layout_.idleOutput(record_.monitor, output_) == output_;
-    const bool isInPlace = monitor && monitor->pixels == wanted && wanted == pixels_ && isOutputIdle;
+    const bool isMonitorRight = isAnnounced_ ? monitor && monitor->pixels == wanted && isOutputIdle : !monitor;
+    const bool isInPlace = isMonitorRight && wanted == pixels_;
     if (isInPlace && isScreenBigEnough())
         return;
     if (!mayCorrectAgain()) {

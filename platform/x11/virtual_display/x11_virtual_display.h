@@ -49,8 +49,10 @@ private:
                       std::unique_ptr<VirtualDisplayClaim> claim);
 
     [[nodiscard]] Result<void> configure(const PixelRect& pixels);
-    [[nodiscard]] Result<void> defineMonitor(const PixelRect& pixels);
-    [[nodiscard]] Result<void> growScreen(const PixelRect& pixels);
+    [[nodiscard]] Result<void> putBack(const RandrMonitor& before, const PixelRect& screenBefore);
+    [[nodiscard]] Result<void> announce();
+    void areaVerified();
+    void takeDown();
     [[nodiscard]] PixelRect atCorner(int width, int height) const;
     [[nodiscard]] bool isScreenBigEnough() const;
     void ensurePrimary();
@@ -70,8 +72,10 @@ private:
     int maximumWidth_;
     int maximumHeight_;
     PixelPitch pitch_;
-    /// Empty until the monitor exists.
+    /// Empty until there is room for the monitor.
     PixelRect pixels_;
+    /// Whether the monitor is there for others to see.
+    bool isAnnounced_ = false;
     /// An output without a display that the monitor bears, or XCB_NONE.
     xcb_randr_output_t output_ = XCB_NONE;
     /// The corner of the real displays for which the place was chosen.

@@ -217,6 +217,34 @@ TEST_F(AppDelegateTest, CloseButtonQuits)
     EXPECT_EQ(workspace().terminations, 1);
 }
 
+TEST_F(AppDelegateTest, CloseButtonAsksFirstWhetherItMayQuit)
+{
+    launch();
+    workspace().termination().onShouldTerminate = [] { return TerminateReply::later; };
+    delegate_->editor()->onClose();
+    delegate_->editor()->onClose();
+    EXPECT_EQ(workspace().terminations, 0);
+    EXPECT_TRUE(delegate_->editor()) << "everything goes on meanwhile";
+    workspace().termination().reply(false);
+    EXPECT_EQ(workspace().terminations, 0);
+    EXPECT_FALSE(workspace().isTerminating());
+
+    workspace().termination().onShouldTerminate = [] { return TerminateReply::now; };
+    delegate_->editor()->onClose();
+    EXPECT_EQ(workspace().terminations, 1);
+}
+
+TEST_F(AppDelegateTest, IsTheOneThatIsAskedWhetherTheApplicationMayQuit)
+{
+    EXPECT_FALSE(workspace().termination().onShouldTerminate);
+    launch();
+    ASSERT_TRUE(workspace().termination().onShouldTerminate);
+    EXPECT_EQ(workspace().termination().onShouldTerminate(), delegate_->applicationShouldTerminate());
+    EXPECT_EQ(delegate_->applicationShouldTerminate(), TerminateReply::now);
+    delegate_.reset();
+    EXPECT_EQ(workspace().termination().onShouldTerminate(), TerminateReply::now) << "nobody is left to ask";
+}
+
 TEST_F(AppDelegateTest, SettingsButtonOpensTheGeneralTab)
 {
     settings_.setSettingsTab(AppSettings::SettingsTab::recording);

@@ -103,6 +103,46 @@ TEST_P(EndingSignalTest, IsHeardOnTheEventLoopAndEndsTheProcessAsUsualAfterwards
     EXPECT_EXIT(countTwoInARow(GetParam()), testing::KilledBySignal(GetParam()), "");
 }
 
+void endWithMoreSignalsWhileItDecides(int signal)
+{
+    const OffscreenToolkit toolkit;
+    const QTemporaryDir directory;
+    AppSettings settings(directory.filePath("Nimbrale.conf").toStdString());
+    FakePlatform platform;
+    FakeWorkspace& workspace = platform.workspace();
+    NimbraleApp app(platform, settings);
+    int questions = 0;
+    QTimer::singleShot(0, [&] {
+        workspace.termination().onShouldTerminate = [&questions] {
+            ++questions;
+            return TerminateReply::later;
+        };
+        std::raise(signal);
+    });
+    QTimer again;
+    QObject::connect(&again, &QTimer::timeout, [&] {
+        endUnless(questions == 1, "the first signal asks, and the others change nothing");
+        endUnless(app.isEnding(), "it says that it is about to end");
+        endUnless(workspace.terminations == 0, "it does not end before the answer");
+        std::raise(signal);
+    });
+    again.start(20);
+    QTimer::singleShot(200, [&] {
+        again.stop();
+        workspace.termination().reply(true);
+        endUnless(workspace.terminations > 0, "the answer ends it");
+        QApplication::exit(0);
+    });
+    endUnless(app.run() == 0, "it ends in order");
+    endUnless(questions == 1, "it was asked once");
+    std::_Exit(EXIT_SUCCESS);
+}
+
+TEST_P(EndingSignalTest, MoreSignalsWhileItDecidesChangeNothing)
+{
+    EXPECT_EXIT(endWithMoreSignalsWhileItDecides(GetParam()), testing::ExitedWithCode(EXIT_SUCCESS), "");
+}
+
 INSTANTIATE_TEST_SUITE_P(Signals, EndingSignalTest, testing::Values(SIGTERM, SIGINT, SIGHUP),
                          [](const auto& signal) { return std::string("Number") + std::to_string(signal.param); });
 

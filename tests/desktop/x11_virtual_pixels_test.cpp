@@ -1,0 +1,192 @@
+// What a viewer of the virtual display sees, in every picture that the server hands out: nothing but the framed area,
+// black, and the card.
+
+#include "tests/desktop/shared_screen_fixture.h"
+#include "tests/support/display_viewer.h"
+#include "tests/support/pixmap_litter.h"
+#include "tests/support/scene.h"
+
+#include <QDir>
+
+#include <cstdlib>
+#include <gtest/gtest.h>
+#include <random>
+
+namespace nimbrale::test {
+
+namespace {
+
+using Compositor = PrivateDesktop::Compositor;
+using Server = PrivateDesktop::Server;
+using WindowManager = PrivateDesktop::WindowManager;
+
+constexpr std::uint32_t framedColor = 0x2060c0;
+
+struct Surroundings {
+    const char* name;
+    Server server;
+    Compositor compositor;
+    WindowManager windowManager = WindowManager::openbox;
+    /// Fewer where a compositing manager takes its time.
+    int fewStarts = 10;
+};
+
+void PrintTo(const Surroundings& surroundings, std::ostream* stream)
+{
+    *stream << surroundings.name;
+}
+
+/// With NIMBRALE_LONG set, as many as it takes to trust the answer.
+int rounds(int few, int many)
+{
+    return std::getenv("NIMBRALE_LONG") ? many : few;
+}
+
+bool isOurs(std::uint32_t color)
+{
+    const int red = static_cast<int>(color >> 16);
+    const int green = static_cast<int>(color >> 8 & 0xff);
+    const int blue = static_cast<int>(color & 0xff);
+    // The card is painted in greys, and the probe of a compositing manager in colors next to black.
+    const bool isGrey = red == green && blue - red >= 0 && blue - red <= 4;
+    const bool isDark = red <= 24 && green <= 24 && blue <= 24;
+    return color == framedColor || isGrey || isDark;
+}
+
+class VirtualPixelsTest : public testing::TestWithParam<Surroundings> {
+protected:
+    void SetUp() override
+    {
+        std::string reason;
+        desktop_ = PrivateDesktop::start({.server = GetParam().server,
+                                          .width = 1280,
+                                          .height = 720,
+                                          .windowManager = GetParam().windowManager,
+                                          .compositor = GetParam().compositor},
+                                         reason);
+        if (!desktop_)
+            GTEST_SKIP() << reason;
+        // Everything but the framed window is loud.
+        desktop_->setBackground(Qt::red);
+        scene_ = Scene::start(*desktop_);
+        ASSERT_TRUE(scene_);
+        scene_->add("framed", {.geometry = {40, 40, 800, 620}, .seed = 0, .colour = QColor::fromRgb(framedColor)});
+        scene_->add("other", {.geometry = {850, 100, 300, 300}, .seed = 0, .colour = Qt::green});
+        // Where the virtual display will be.
+        scene_->add("beyond", {.geometry = {1200, 650, 900, 700}, .seed = 0, .colour = Qt::magenta});
+        // The framed area is shared with the pointer in it.
+        desktop_->movePointer({1270, 10});
+        litter_ = std::make_unique<PixmapLitter>(desktop_->displayName());
+        host_ = std::make_unique<SharedScreenHost>(*desktop_);
+    }
+
+    void TearDown() override
+    {
+        host_.reset();
+        litter_.reset();
+        scene_.reset();
+        desktop_.reset();
+    }
+
+    Rect anyRegion()
+    {
+        std::uniform_int_distribution<int> width(200, 700);
+        std::uniform_int_distribution<int> height(150, 500);
+        return {80, 80, static_cast<double>(width(random_)), static_cast<double>(height(random_))};
+    }
+
+    /// Whether the display has the region's size and shows it up to the last corner.
+    [[nodiscard]] bool shows(const Rect& region) const
+    {
+        const auto monitor = desktop_->monitorNamed("Nimbrale");
+        if (!monitor ||
+            monitor->geometry.size() != QSize(static_cast<int>(region.width), static_cast<int>(region.height)))
+            return false;
+        const QRect& place = monitor->geometry;
+        return desktop_->pixel(place.left(), place.top()) == QColor::fromRgb(framedColor) &&
+               desktop_->pixel(place.right(), place.bottom()) == QColor::fromRgb(framedColor);
+    }
+
+    static void expectNothingForeign(const DisplayViewer::Result& seen, int fewestPictures)
+    {
+        EXPECT_GE(seen.pictures, fewestPictures);
+        EXPECT_EQ(seen.foreignPictures, 0) << "of " << seen.pictures << " pictures; " << seen.foreignPixels
+                                           << " pixels, for up to " << seen.longestForeignRun << " ms";
+        EXPECT_EQ(seen.staleForeignPictures, 0);
+        std::printf("%d pictures, %d foreign (%lld pixels, %.1f ms), %d stale foreign\n", seen.pictures,
+                    seen.foreignPictures, static_cast<long long>(seen.foreignPixels), seen.longestForeignRun,
+                    seen.staleForeignPictures);
+        if (seen.firstForeign.isNull())
+            return;
+        const testing::TestInfo& test = *testing::UnitTest::GetInstance()->current_test_info();
+        QString name = QString::fromLatin1(test.name()).replace('/', '-');
+        QDir().mkpath("test-output");
+        seen.firstForeign.save("test-output/foreign-" + name + ".png");
+    }
+
+    std::mt19937 random_{1};
+    std::unique_ptr<PrivateDesktop> desktop_;
+    std::unique_ptr<Scene> scene_;
+    std::unique_ptr<PixmapLitter> litter_;
+    std::unique_ptr<SharedScreenHost> host_;
+};
+
+TEST_P(VirtualPixelsTest, AResizeShowsNothingForeign)
+{
+    ASSERT_TRUE(host_->start(anyRegion()));
+    DisplayViewer viewer(desktop_->displayName(), "Nimbrale", isOurs);
+    const int count = rounds(40, 200);
+    for (int round = 0; round < count; ++round) {
+        const Rect region = anyRegion();
+        host_->setRegion(region);
+        ASSERT_TRUE(DisplaysHost::pumpUntil([&] { return shows(region); }));
+        const int pictures = viewer.pictures();
+        ASSERT_TRUE(DisplaysHost::pumpUntil([&] { return viewer.pictures() >= pictures + 10; }));
+    }
+    expectNothingForeign(viewer.stop(), 10 * count);
+}
+
+TEST_P(VirtualPixelsTest, AStartAndAnEndShowNothingForeign)
+{
+    DisplayViewer viewer(desktop_->displayName(), "Nimbrale", isOurs);
+    const int count = rounds(GetParam().fewStarts, 50);
+    for (int round = 0; round < count; ++round) {
+        const Rect region = anyRegion();
+        ASSERT_TRUE(host_->start(region));
+        ASSERT_TRUE(DisplaysHost::pumpUntil([&] { return shows(region); }));
+        const int pictures = viewer.pictures();
+        ASSERT_TRUE(DisplaysHost::pumpUntil([&] { return viewer.pictures() >= pictures + 20; }));
+        host_->stop();
+    }
+    expectNothingForeign(viewer.stop(), 20 * count);
+}
+
+// The control: the same viewer sees what is not ours.
+TEST_P(VirtualPixelsTest, AViewerSeesAWindowThatIsNotOurs)
+{
+    ASSERT_TRUE(host_->start({80, 80, 400, 300}));
+    DisplayViewer viewer(desktop_->displayName(), "Nimbrale", [](std::uint32_t color) { return color == 0x000000; });
+    ASSERT_TRUE(DisplaysHost::pumpUntil([&] { return shows({80, 80, 400, 300}); }));
+    const int pictures = viewer.pictures();
+    ASSERT_TRUE(DisplaysHost::pumpUntil([&] { return viewer.pictures() >= pictures + 10; }));
+    const DisplayViewer::Result seen = viewer.stop();
+    EXPECT_GT(seen.foreignPictures, 0);
+    EXPECT_GT(seen.foreignPixels, 0);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    , VirtualPixelsTest,
+    testing::Values(Surroundings{"Xvnc", Server::xvnc, Compositor::none},
+                    Surroundings{"XvncPicom", Server::xvnc, Compositor::picom},
+                    Surroundings{"XvncPicomGlx", Server::xvnc, Compositor::picomGlx},
+                    Surroundings{"XorgDummy", Server::xorgDummy, Compositor::none},
+                    Surroundings{"XorgDummyPicom", Server::xorgDummy, Compositor::picom},
+                    Surroundings{"XorgDummyPicomGlx", Server::xorgDummy, Compositor::picomGlx},
+                    Surroundings{"Marco", Server::xvnc, Compositor::windowManagersOwn, WindowManager::marco},
+                    Surroundings{"Xfwm4", Server::xvnc, Compositor::windowManagersOwn, WindowManager::xfwm4, 3},
+                    Surroundings{"Kwin", Server::xvnc, Compositor::windowManagersOwn, WindowManager::kwin, 3}),
+    [](const auto& surroundings) { return std::string(surroundings.param.name); });
+
+} // namespace
+
+} // namespace nimbrale::test

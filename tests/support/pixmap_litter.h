@@ -1,0 +1,25 @@
+#pragma once
+
+#include <atomic>
+#include <string>
+#include <thread>
+
+namespace nimbrale::test {
+
+/// A program that makes, paints and frees pixmaps in loud colors all the while, as large as an X screen: memory that
+/// the server hands out without clearing it is full of them. A thread and a connection of its own.
+class PixmapLitter {
+public:
+    explicit PixmapLitter(const std::string& displayName);
+    ~PixmapLitter();
+    PixmapLitter(const PixmapLitter&) = delete;
+    PixmapLitter& operator=(const PixmapLitter&) = delete;
+
+private:
+    void run(const std::string& displayName);
+
+    std::atomic<bool> isEnding_ = false;
+    std::thread thread_;
+};
+
+} // namespace nimbrale::test
