@@ -242,6 +242,68 @@ TEST_F(X11LayersTest, onlyCoveredRectanglesArePaintedAndWhatIsGivenUpIsOpenAgain
     EXPECT_EQ(painted, (std::vector<Rect>{{14, 10, 100, 5}}));
 }
 
+/// Dots per inch: 96 is scale 1.
+class X11LayersAtScalesTest : public X11LayersTest, public testing::WithParamInterface<int> {
+protected:
+    void start()
+    {
+        Options options;
+        options.dotsPerInch = GetParam();
+        startDesktop(options);
+    }
+
+    const double scale = GetParam() / 96.0;
+};
+
+INSTANTIATE_TEST_SUITE_P(, X11LayersAtScalesTest, testing::Values(96, 120, 144, 168),
+                         [](const auto& parameter) { return "scale" + std::to_string(parameter.param * 100 / 96); });
+
+TEST_P(X11LayersAtScalesTest, aSurfaceOfTheDisplaysPixelsIsExact)
+{
+    start();
+    if (IsSkipped())
+        return;
+    const QRect pixels = pixelsOf({0, 0, 64, 48}, scale);
+    const QImage picture = noise(pixels.size(), 4);
+    const auto panel = showOpaque();
+    EXPECT_EQ(panel->backingScaleFactor(), scale);
+    const auto layer = addLayer(panel->rootLayer(), {0, 0, 64, 48});
+    layer->setContents(surfaceOf(picture));
+    EXPECT_TRUE(imagesMatch(pictureOf(pixels), picture));
+    layer->setContents(bufferSurfaceOf(picture.mirrored()));
+    EXPECT_TRUE(imagesMatch(pictureOf(pixels), picture.mirrored()));
+}
+
+TEST_P(X11LayersAtScalesTest, guidesAtFractionalPlacesAreSmoothAndLeaveNothingBehindWhenTheyMove)
+{
+    start();
+    if (IsSkipped())
+        return;
+    const auto panel = showOpaque();
+    const auto guide = addLayer(panel->rootLayer(), {0, 0, 64, 48});
+    for (const double x : {10.0, 10.4, 21.3, 33.333, 5.1}) {
+        const std::vector<Rect> before = guide->coverage();
+        const Rect line{x, 3.2, 1, 40.5};
+        const auto paint = [line](QPainter& painter) {
+            painter.setRenderHint(QPainter::Antialiasing);
+            painter.fillRect(QRectF(line.x, line.y, line.width, line.height), Qt::green);
+        };
+        guide->setPainter([paint](QPainter& painter, const Rect&) { paint(painter); });
+        guide->setCoverage({line});
+        for (const Rect& given : before)
+            guide->setNeedsDisplay(given);
+        guide->setNeedsDisplay(line);
+
+        QImage expected = filled(pixelsOf({0, 0, 64, 48}, scale).size(), Qt::black);
+        QPainter painter(&expected);
+        painter.scale(scale, scale);
+        paint(painter);
+        painter.end();
+        EXPECT_TRUE(imagesMatch(pictureOf(expected.rect()), expected, {1, 0}))
+            << x << ", but for the blending's rounding";
+    }
+}
+
 /// Root windows of fewer and of more bits than the usual, and servers without shared memory or large requests.
 class X11LayersOnServersTest : public X11LayersTest, public testing::WithParamInterface<Options> {};
 
