@@ -7,9 +7,20 @@
 
 namespace nimbrale {
 
+namespace {
+
+/// The points that fit into `length`, which may miss a whole number by the rounding of doubles.
+double wholePoints(double length)
+{
+    constexpr double arithmeticSlack = 1e-6;
+    return std::floor(length + arithmeticSlack);
+}
+
+} // namespace
+
 DisplayGeometry DisplayGeometry::of(const Screen& screen, Size size)
 {
-    return {size, screen.frame, menuBarHeightOf(screen)};
+    return {{wholePoints(size.width), wholePoints(size.height)}, screen.frame, menuBarHeightOf(screen)};
 }
 
 Rect DisplayGeometry::screenRect(const Rect& region) const

@@ -35,7 +35,8 @@ struct StoredRegion {
 /// The measurements of the display that holds the frame, and the coordinate rules that follow from them. All functions
 /// are pure and may be called on any thread.
 struct DisplayGeometry {
-    /// Points.
+    /// Whole points. Regions lie within it, so that all their sides are whole and survive the settings; of a display
+    /// that is a fraction wider or higher, the fraction is out of their reach.
     Size size;
     /// Screen coordinates.
     Rect screenFrame;
@@ -44,7 +45,8 @@ struct DisplayGeometry {
 
     bool operator==(const DisplayGeometry&) const = default;
 
-    /// Of a display of that size in points that shows on `screen`. A capture may report another size than the screen.
+    /// Of a display of that size in points, of which a fraction of a point is dropped, that shows on `screen`. A
+    /// capture may report another size than the screen.
     [[nodiscard]] static DisplayGeometry of(const Screen& screen, Size size);
     /// Of a display as large as its screen.
     [[nodiscard]] static DisplayGeometry of(const Screen& screen) { return of(screen, screen.frame.size()); }
@@ -58,7 +60,7 @@ struct DisplayGeometry {
     /// The screen rectangle of a guide at `y` in region coordinates: as wide as the display, without height.
     [[nodiscard]] Rect horizontalGuideRect(double y) const;
 
-    /// The nearest allowed region, in whole points where the display's size is whole: inside the display, no side
+    /// The nearest allowed region, in whole points: inside the display, no side
     /// under `smallestRegionSide`. With `PreserveSize::no` the region is first cut at the display's edges. Region
     /// coordinates in and out.
     [[nodiscard]] Rect clamp(const Rect& region, PreserveSize preserveSize) const;

@@ -1,5 +1,6 @@
 #include "share/region_capture.h"
 
+#include "geometry/picture_size.h"
 #include "platform/log.h"
 #include "share/virtual_display.h"
 
@@ -147,26 +148,28 @@ void RegionCapture::startStream(const ShareableContent& content, StartCompletion
 CaptureStream::SampleHandler RegionCapture::sampleHandler()
 {
     // Runs on the frame queue, so that it must never be what keeps this object, and with it the queue, alive.
-    return [weak = weak_from_this(), &mainQueue = mainQueue_, scale = pixelScale_](const CaptureSample& sample) {
+    return [weak = weak_from_this(), &mainQueue = mainQueue_](const CaptureSample& sample) {
         if (sample.type != OutputType::screen || sample.status != FrameStatus::complete || !sample.surface)
             return;
-        const Size size{sample.surface->width() / scale, sample.surface->height() / scale};
-        mainQueue.post([weak, surface = sample.surface, size] {
+        mainQueue.post([weak, surface = sample.surface] {
             if (const auto self = weak.lock())
-                self->deliver(surface, size);
+                self->deliver(surface);
         });
     };
 }
 
-void RegionCapture::deliver(const std::shared_ptr<const Surface>& surface, Size size)
+void RegionCapture::deliver(const std::shared_ptr<const Surface>& surface)
 {
     const auto receiver = onFrame; // The call may stop this capture, which takes the receiver away.
     if (!receiver)
         return;
     // A picture may have been composed before the newest update took effect; its size tells, unless both agree.
-    const bool isOlder = previousAppliedRegion_.size() == size && appliedRegion_.size() != size;
+    const auto hasSizeOf = [this, size = PixelSize{surface->width(), surface->height()}](const Rect& region) {
+        return pictureSize(region.size(), pixelScale_) == size;
+    };
+    const bool isOlder = hasSizeOf(previousAppliedRegion_) && !hasSizeOf(appliedRegion_);
     const Point origin = isOlder ? previousAppliedRegion_.origin() : appliedRegion_.origin();
-    receiver({surface, {origin.x, origin.y, size.width, size.height}});
+    receiver({surface, {origin.x, origin.y, surface->width() / pixelScale_, surface->height() / pixelScale_}});
 }
 
 void RegionCapture::stop(std::function<void()> then)
@@ -256,8 +259,9 @@ StreamConfiguration RegionCapture::configuration(const Rect& region, std::int64_
         programmingError("a frame rate that does not fit in 32 bits");
     StreamConfiguration configuration;
     configuration.sourceRect = region;
-    configuration.width = truncatedToInteger(region.width * pixelScale_);
-    configuration.height = truncatedToInteger(region.height * pixelScale_);
+    const PixelSize picture = pictureSize(region.size(), pixelScale_);
+    configuration.width = picture.width;
+    configuration.height = picture.height;
     configuration.preservesAspectRatio = false;
     configuration.pixelFormat = PixelFormat::bgra;
     configuration.minimumFrameInterval = {1, static_cast<std::int32_t>(framerate)};

@@ -86,7 +86,7 @@ private:
     void refreshFilter(int attempt);
     void updateFilter(int attempt, const Result<ShareableContent>& content);
     void finishUpdate(const Rect& region, std::int64_t framerate, const Result<void>& result);
-    void deliver(const std::shared_ptr<const Surface>& surface, Size size);
+    void deliver(const std::shared_ptr<const Surface>& surface);
     [[nodiscard]] Rect regionFromSettings(const DisplayGeometry& geometry) const;
 
     ScreenCapture& screenCapture_;

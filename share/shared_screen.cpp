@@ -1,5 +1,6 @@
 #include "share/shared_screen.h"
 
+#include "geometry/picture_size.h"
 #include "platform/log.h"
 
 #include <string>
@@ -47,7 +48,7 @@ void SharedScreen::activate(const Rect& region, const DisplayGeometry& geometry,
     pixelScale_ = pixelScale;
     isActive_ = true;
     if (VirtualDisplay* const display = virtualDisplay()) {
-        display->resize(region_.size(), pixelScale_);
+        display->resize(picturedPart(region_, pixelScale_).size(), pixelScale_);
         showOnVirtualDisplay();
         return;
     }
@@ -67,13 +68,13 @@ void SharedScreen::setRegion(const Rect& region)
         return;
     window_->view.setRegion(region_);
     if (window_->kind == WindowKind::mirror && geometry_)
-        window_->panel->setFrame(geometry_->screenRect(region_));
+        window_->panel->setFrame(geometry_->screenRect(picturedPart(region_, pixelScale_)));
 }
 
 void SharedScreen::regionChangeEnded()
 {
     if (VirtualDisplay* const display = virtualDisplay())
-        display->resize(region_.size(), pixelScale_);
+        display->resize(picturedPart(region_, pixelScale_).size(), pixelScale_);
     if (windowKind() == WindowKind::mirror)
         window_->panel->setTitle(mirrorTitle(region_.size()));
 }
@@ -155,7 +156,7 @@ void SharedScreen::showInWindow(const DisplayGeometry& geometry)
 {
     PanelOptions options;
     options.style = PanelStyle::mirrorWindow;
-    options.frame = geometry.screenRect(region_);
+    options.frame = geometry.screenRect(picturedPart(region_, pixelScale_));
     options.title = mirrorTitle(region_.size());
     openWindow(WindowKind::mirror, options, 1);
     window_->panel->orderBack();

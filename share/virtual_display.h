@@ -1,5 +1,6 @@
 #pragma once
 
+#include "geometry/picture_size.h"
 #include "platform/main_queue.h"
 #include "platform/result.h"
 #include "platform/screens.h"
@@ -44,13 +45,6 @@ public:
     [[nodiscard]] std::optional<Screen> screen() const;
 
 private:
-    struct PixelSize {
-        std::int64_t width = 0;
-        std::int64_t height = 0;
-
-        bool operator==(const PixelSize&) const = default;
-    };
-
     VirtualDisplay(VirtualDisplays& virtualDisplays, Screens& screens, MainQueue& mainQueue,
                    std::unique_ptr<VirtualDisplayDevice> device);
 
