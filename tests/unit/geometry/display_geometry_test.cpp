@@ -72,6 +72,16 @@ TEST(DisplayGeometryTest, GeometryOfAScreenTakesItsFrame)
     EXPECT_EQ(DisplayGeometry::of(screen, {640, 512}).size, (Size{640, 512}));
 }
 
+TEST(DisplayGeometryTest, ADisplayOfAFractionOfAPointHasTheWholePointsThatFit)
+{
+    const Screen screen = makeScreen(1, {0, 0, 1366 / 1.5, 767 / 1.5}, 1.5);
+    EXPECT_EQ(DisplayGeometry::of(screen), (DisplayGeometry{{910, 511}, screen.frame, 0}));
+    EXPECT_EQ(DisplayGeometry::of(screen, {1000.99, 500.01}).size, (Size{1000, 500}));
+    // 66 pixels are 60 points, though the quotient is a little less.
+    ASSERT_LT(66 / 1.1, 60);
+    EXPECT_EQ(DisplayGeometry::of(screen, {66 / 1.1, 55 / 1.1}).size, (Size{60, 50}));
+}
+
 TEST(DisplayGeometryTest, ScreenCoordinatesGrowUpwardFromTheScreensBottom)
 {
     const DisplayGeometry side{{1280, 1024}, {1512, -100, 1280, 1024}, 0};

@@ -8,12 +8,12 @@ namespace nimbrale {
 namespace {
 
 /// A capture and the screen that shows it, at one scale of the display.
-class PictureSizeTest : public RegionCaptureTest, public testing::WithParamInterface<double> {
+class SharedPictureSizeTest : public RegionCaptureTest, public testing::WithParamInterface<double> {
 protected:
     static constexpr int displayWidth = 1366;
     static constexpr int displayHeight = 768;
 
-    PictureSizeTest()
+    SharedPictureSizeTest()
     {
         Screen& main = screens.list.back();
         main.frame = {0, 0, displayWidth / scale(), displayHeight / scale()};
@@ -48,9 +48,9 @@ protected:
     SharedScreen sharedScreen{platform.virtualDisplays(), platform.panels(), screens, queue};
 };
 
-INSTANTIATE_TEST_SUITE_P(Scales, PictureSizeTest, testing::Values(1, 110.0 / 96, 1.25, 1.5, 1.75, 2, 3));
+INSTANTIATE_TEST_SUITE_P(Scales, SharedPictureSizeTest, testing::Values(1, 110.0 / 96, 1.25, 1.5, 1.75, 2, 3));
 
-TEST_P(PictureSizeTest, EveryPictureIsAsLargeAsTheVirtualDisplay)
+TEST_P(SharedPictureSizeTest, EveryPictureIsAsLargeAsTheVirtualDisplay)
 {
     start();
     sharedScreen.activate(capture->region(), *capture->geometry(), capture->pixelScale());
@@ -67,7 +67,7 @@ TEST_P(PictureSizeTest, EveryPictureIsAsLargeAsTheVirtualDisplay)
     }
 }
 
-TEST_P(PictureSizeTest, APictureFillsTheVirtualDisplayToItsEdges)
+TEST_P(SharedPictureSizeTest, APictureFillsTheVirtualDisplayToItsEdges)
 {
     platform.screens().list.push_back(makeScreen(platform.virtualDisplays().nextDisplayID, {2000, -500, 100, 100}));
     start();
@@ -85,7 +85,7 @@ TEST_P(PictureSizeTest, APictureFillsTheVirtualDisplayToItsEdges)
     }
 }
 
-TEST_P(PictureSizeTest, TheMirrorWindowIsAsLargeAsThePicture)
+TEST_P(SharedPictureSizeTest, TheMirrorWindowIsAsLargeAsThePicture)
 {
     platform.virtualDisplays().createResult = fail(ErrorCode::unsupported, "none");
     start();
@@ -103,7 +103,7 @@ TEST_P(PictureSizeTest, TheMirrorWindowIsAsLargeAsThePicture)
 }
 
 // A picture that was made before the newest size took effect tells so by its size.
-TEST_P(PictureSizeTest, AnOlderPictureIsToldByItsPixels)
+TEST_P(SharedPictureSizeTest, AnOlderPictureIsToldByItsPixels)
 {
     start();
     drop({3, 5, 101, 103});
@@ -116,7 +116,7 @@ TEST_P(PictureSizeTest, AnOlderPictureIsToldByItsPixels)
     EXPECT_EQ(frames[1].origin(), (Point{30, 50}));
 }
 
-TEST_P(PictureSizeTest, ADropAtTheFarEdgesKeepsTheFrameWhereItIs)
+TEST_P(SharedPictureSizeTest, ADropAtTheFarEdgesKeepsTheFrameWhereItIs)
 {
     start();
     const Size display = capture->geometry()->size;
@@ -130,7 +130,7 @@ TEST_P(PictureSizeTest, ADropAtTheFarEdgesKeepsTheFrameWhereItIs)
     EXPECT_EQ(capture->region(), dropped);
 }
 
-TEST_P(PictureSizeTest, TheWholeDisplayCanBeFramed)
+TEST_P(SharedPictureSizeTest, TheWholeDisplayCanBeFramed)
 {
     start();
     const Rect everything = capture->geometry()->clamp({0, 0, 5000, 5000}, PreserveSize::no);
