@@ -102,6 +102,17 @@ void strokePill(QPainter& painter, const QRectF& rect, double inset, double widt
     painter.fillPath(ring, color);
 }
 
+/// In the middle of the control, its bottom-left corner moved to whole points from the control's, so that straight
+/// edges are sharp.
+QPainterPath symbolIn(const QRectF& rect, const ControlStyle& style)
+{
+    const QPainterPath symbol = controlSymbolPath(style.symbol, style.symbolSize);
+    const QRectF box = symbol.boundingRect();
+    const double fromLeft = std::round((rect.width() - box.width()) / 2);
+    const double fromBottom = std::round((rect.height() - box.height()) / 2);
+    return symbol.translated(rect.left() + fromLeft - box.left(), rect.bottom() - fromBottom - box.bottom());
+}
+
 void drawControlShape(QPainter& painter, const QRectF& rect, const ControlStyle& style)
 {
     // An angle of 90 degrees: the gradient runs upward.
@@ -111,8 +122,7 @@ void drawControlShape(QPainter& painter, const QRectF& rect, const ControlStyle&
     painter.fillPath(pill(rect), gradient);
     strokePill(painter, rect, 1, 1, QColor::fromRgbF(1, 1, 1, 0.35F));
     strokePill(painter, rect, 0.25, 0.5, QColor::fromRgbF(0, 0, 0, 0.2F));
-    const QPainterPath symbol = controlSymbolPath(style.symbol, style.symbolSize);
-    painter.fillPath(symbol.translated(rect.center()), toQColor(style.symbolColor));
+    painter.fillPath(symbolIn(rect, style), toQColor(style.symbolColor));
 }
 
 QPainter& prepared(QPainter& painter, double scale)

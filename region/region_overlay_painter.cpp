@@ -154,7 +154,7 @@ void RegionOverlayPainter::paintLabel(const Pass& pass, const Rect& background, 
 
 std::string recordingTimeText(double seconds)
 {
-    const auto total = truncatedToInteger(seconds);
+    const auto total = std::max<std::int64_t>(0, truncatedToInteger(seconds));
     const auto twoDigits = [](std::int64_t number) { return (number < 10 ? "0" : "") + std::to_string(number); };
     constexpr std::int64_t hour = 3600;
     const std::string wholeSeconds = twoDigits(total % 60);

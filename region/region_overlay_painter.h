@@ -54,7 +54,7 @@ private:
     ControlDrawing controls_;
 };
 
-/// "REC 1:05", with hours from one hour on; whole seconds that have passed.
+/// "REC 1:05", with hours from one hour on; whole seconds that have passed. Less than none counts as none.
 [[nodiscard]] std::string recordingTimeText(double seconds);
 
 } // namespace nimbrale

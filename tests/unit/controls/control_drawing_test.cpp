@@ -133,6 +133,57 @@ TEST_P(ControlDrawingTest, ShadowFadesBelowAndAboveTheControl)
 INSTANTIATE_TEST_SUITE_P(Scales, ControlDrawingTest, testing::Values(1, 2),
                          [](const auto& suite) { return "Scale" + std::to_string(suite.param); });
 
+struct Symbol {
+    const char* name;
+    ControlSymbol symbol;
+    double pointSize;
+    /// Of the symbol's box, in points from the left and from the bottom of a control of 22 × 22.
+    int left;
+    int bottom;
+};
+
+class ControlSymbolPlaceTest : public testing::TestWithParam<Symbol> {};
+
+TEST_P(ControlSymbolPlaceTest, IsInTheMiddleOnWholePoints)
+{
+    startOffscreenApplication();
+    constexpr int scale = 8;
+    constexpr int side = 22;
+    constexpr int around = 20;
+    QImage picture((side + 2 * around) * scale, (side + 2 * around) * scale, QImage::Format_ARGB32_Premultiplied);
+    picture.fill(Qt::transparent);
+    QPainter painter(&picture);
+    painter.scale(scale, scale);
+    const Symbol& symbol = GetParam();
+    ControlDrawing().drawControl(painter, {around, around, side, side},
+                                 {{1, 1, 0, 1}, symbol.symbol, symbol.pointSize, {0, 0, 1, 1}}, scale);
+    painter.end();
+    int left = picture.width();
+    int bottom = 0;
+    for (int y = 0; y < picture.height(); ++y) {
+        for (int x = 0; x < picture.width(); ++x) {
+            const QRgb pixel = picture.pixel(x, y);
+            if (qBlue(pixel) > qRed(pixel) && qAlpha(pixel) == 255) {
+                left = std::min(left, x);
+                bottom = std::max(bottom, y + 1);
+            }
+        }
+    }
+    // Of a round end's last row too little is covered to be seen.
+    EXPECT_NEAR(left, (around + symbol.left) * scale, 1);
+    EXPECT_NEAR(bottom, (around + side - symbol.bottom) * scale, 1);
+}
+
+// The sizes of the boxes: 14.08, 9.2, 13.64, 11.3, 11 and 8 points.
+INSTANTIATE_TEST_SUITE_P(Symbols, ControlSymbolPlaceTest,
+                         testing::Values(Symbol{"Move", ControlSymbol::move, 11, 4, 4},
+                                         Symbol{"Close", ControlSymbol::close, 10, 6, 6},
+                                         Symbol{"Settings", ControlSymbol::settings, 11, 4, 4},
+                                         Symbol{"Resize", ControlSymbol::resize, 10, 5, 5},
+                                         Symbol{"Record", ControlSymbol::record, 10, 6, 6},
+                                         Symbol{"Stop", ControlSymbol::stopRecording, 8, 7, 7}),
+                         [](const auto& suite) { return suite.param.name; });
+
 /// A text as it was drawn.
 struct DrawnText {
     int pixelSize;

@@ -19,6 +19,9 @@ const QRgb activeOrange = qRgb(255, 158, 10);
 TEST(RecordingTimeTextTest, ShowsMinutesAndThenHours)
 {
     EXPECT_EQ(recordingTimeText(0), "REC 0:00");
+    EXPECT_EQ(recordingTimeText(-0.5), "REC 0:00");
+    EXPECT_EQ(recordingTimeText(-5), "REC 0:00") << "a clock that was set back";
+    EXPECT_EQ(recordingTimeText(-3600), "REC 0:00");
     EXPECT_EQ(recordingTimeText(5.99), "REC 0:05");
     EXPECT_EQ(recordingTimeText(65), "REC 1:05");
     EXPECT_EQ(recordingTimeText(3599), "REC 59:59");
@@ -258,10 +261,12 @@ TEST_P(RegionOverlayPainterTest, SymbolsAreCentredOnTheirControls)
     };
     for (const Rect& control : {layout.handle().insetBy(12, 0), layout.button(FrameButton::close),
                                 layout.button(FrameButton::settings), layout.resizeButton()}) {
+        // As much on one side as on the other, but for the half point that whole points may take.
         const Rect left{control.x, control.y, control.width / 2, control.height};
-        const Rect right = left.movedBy(control.width / 2, 0);
+        const Rect lower{control.x, control.y, control.width, control.height / 2};
         EXPECT_GT(darkIn(left), 8 * scale());
-        EXPECT_NEAR(darkIn(left), darkIn(right), 0.1 * darkIn(left));
+        EXPECT_NEAR(darkIn(left), darkIn(left.movedBy(control.width / 2, 0)), 0.15 * darkIn(left));
+        EXPECT_NEAR(darkIn(lower), darkIn(lower.movedBy(0, control.height / 2)), 0.15 * darkIn(lower));
     }
 }
 
