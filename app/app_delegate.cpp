@@ -145,11 +145,13 @@ void AppDelegate::createEditor()
 void AppDelegate::moveToDisplay(DisplayID displayID, const DisplayGeometry& geometry, const Rect& region)
 {
     const StoredRegion stored = geometry.storedFromRegion(region);
-    settings_.setLeft(stored.left);
-    settings_.setTop(stored.top);
-    settings_.setWidth(stored.width);
-    settings_.setHeight(stored.height);
-    settings_.setDisplayID(displayID);
+    settings_.changeTogether([&] {
+        settings_.setLeft(stored.left);
+        settings_.setTop(stored.top);
+        settings_.setWidth(stored.width);
+        settings_.setHeight(stored.height);
+        settings_.setDisplayID(displayID);
+    });
     if (capturedDisplaySetting_ != displayID)
         return;
     // The setting names this display already: it was away when the capture started and came back since. The settings

@@ -13,7 +13,6 @@ namespace nimbrale {
 
 namespace {
 
-constexpr std::size_t largestPlausibleSize = std::size_t{4} * 1024 * 1024;
 constexpr std::string_view generalSection = "[General]";
 constexpr std::string_view bytesPrefix = "@ByteArray(";
 
@@ -191,7 +190,7 @@ void forEachAssignment(const std::vector<std::string>& lines, std::string_view k
 std::optional<SettingsDocument> SettingsDocument::parse(std::string_view content)
 {
     const QUtf8StringView utf8(content.data(), static_cast<qsizetype>(content.size()));
-    if (content.size() > largestPlausibleSize || content.find('\0') != std::string_view::npos || !utf8.isValidUtf8())
+    if (content.size() > largestSize || content.find('\0') != std::string_view::npos || !utf8.isValidUtf8())
         return std::nullopt;
     SettingsDocument document;
     while (!content.empty()) {

@@ -16,6 +16,9 @@ public:
     /// What a value can be: bytes are written apart from text, everything else is text.
     using Value = std::variant<std::string, std::vector<std::byte>>;
 
+    /// No settings are longer than this, in bytes.
+    static constexpr std::size_t largestSize = std::size_t{4} * 1024 * 1024;
+
     SettingsDocument() = default;
     /// Absent when `content` is no such text, or is longer than any settings are.
     [[nodiscard]] static std::optional<SettingsDocument> parse(std::string_view content);

@@ -215,14 +215,16 @@ void RegionCapture::storeRegionInSettings()
     if (!geometry_)
         return;
     const StoredRegion stored = geometry_->storedFromRegion(region_);
-    if (stored.left != settings_.left())
-        settings_.setLeft(stored.left);
-    if (stored.top != settings_.top())
-        settings_.setTop(stored.top);
-    if (stored.width != settings_.width())
-        settings_.setWidth(stored.width);
-    if (stored.height != settings_.height())
-        settings_.setHeight(stored.height);
+    settings_.changeTogether([&] {
+        if (stored.left != settings_.left())
+            settings_.setLeft(stored.left);
+        if (stored.top != settings_.top())
+            settings_.setTop(stored.top);
+        if (stored.width != settings_.width())
+            settings_.setWidth(stored.width);
+        if (stored.height != settings_.height())
+            settings_.setHeight(stored.height);
+    });
 }
 
 void RegionCapture::applyRegion()
@@ -255,8 +257,9 @@ void RegionCapture::finishUpdate(const Rect& region, std::int64_t framerate, con
 
 StreamConfiguration RegionCapture::configuration(const Rect& region, std::int64_t framerate) const
 {
-    if (framerate < std::numeric_limits<std::int32_t>::min() || framerate > std::numeric_limits<std::int32_t>::max())
-        programmingError("a frame rate that does not fit in 32 bits");
+    // Whoever writes the settings file may ask for more than an interval can hold.
+    const auto timescale = static_cast<std::int32_t>(std::clamp<std::int64_t>(
+        framerate, std::numeric_limits<std::int32_t>::min(), std::numeric_limits<std::int32_t>::max()));
     StreamConfiguration configuration;
     configuration.sourceRect = region;
     const PixelSize picture = pictureSize(region.size(), pixelScale_);
@@ -264,7 +267,7 @@ StreamConfiguration RegionCapture::configuration(const Rect& region, std::int64_
     configuration.height = picture.height;
     configuration.preservesAspectRatio = false;
     configuration.pixelFormat = PixelFormat::bgra;
-    configuration.minimumFrameInterval = {1, static_cast<std::int32_t>(framerate)};
+    configuration.minimumFrameInterval = {1, timescale};
     configuration.showsCursor = true;
     return configuration;
 }

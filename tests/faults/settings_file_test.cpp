@@ -1,68 +1,17 @@
-#include "settings/app_settings.h"
-#include "tests/fakes/log_capture.h"
+// What the settings file may turn into, and who else may write it.
 
-#include <QDir>
+#include "tests/faults/settings_file_fixture.h"
+
 #include <QElapsedTimer>
-#include <QFile>
-#include <QTemporaryDir>
 
 #include <gtest/gtest.h>
 
 #include <csignal>
-#include <cstdio>
-#include <fcntl.h>
-#include <functional>
 #include <random>
-#include <sched.h>
-#include <sys/mount.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 namespace nimbrale {
 namespace {
-
-QByteArray contentOf(const QString& name)
-{
-    QFile file(name);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("<unreadable>");
-}
-
-class SettingsFileTest : public testing::Test {
-protected:
-    [[nodiscard]] QString path() const { return directory_.filePath("Nimbrale.conf"); }
-    [[nodiscard]] std::string pathText() const { return path().toStdString(); }
-    [[nodiscard]] QStringList setAside() const
-    {
-        return QDir(directory_.path()).entryList({"Nimbrale.conf.damaged-*"}, QDir::Files, QDir::Name);
-    }
-    [[nodiscard]] QString directoryPath() const { return directory_.path(); }
-
-    void writeFile(const QByteArray& content) const
-    {
-        QFile file(path());
-        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-        ASSERT_EQ(file.write(content), content.size());
-    }
-
-private:
-    QTemporaryDir directory_;
-};
-
-/// Runs `work` in a process of its own and gives its exit status; -1 when it did not end by itself.
-int runInChild(const std::function<int()>& work)
-{
-    std::fflush(nullptr);
-    const pid_t child = fork();
-    if (child == 0)
-        _exit(work());
-    int status = 0;
-    waitpid(child, &status, 0);
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-}
-
-constexpr int couldNotPrepare = 77;
 
 struct Damage {
     const char* what;
@@ -222,42 +171,6 @@ TEST_F(SettingsFileTest, KillingTheWriterLosesNoEarlierValue)
     EXPECT_LT(slowestWrite, 5000) << "what a killed writer leaves behind must not hold up the next one";
 }
 
-/// Assigns in turn a value that fits, one that does not, and, after `makeRoom`, one that fits again.
-int writeBeyondTheRoom(const std::string& path, const std::function<bool()>& makeRoom)
-{
-    const LogCapture log;
-    AppSettings settings(path);
-    const std::string tooLong(300000, 'x');
-    settings.setWebcamDeviceID(tooLong);
-    if (log.errors().size() != 1 || !log.errors().front().message.starts_with("The setting webcamDeviceID"))
-        return 1;
-    if (settings.webcamDeviceID() != tooLong)
-        return 2;
-    if (contentOf(QString::fromStdString(path)) != "[General]\nsettingsLeft=41\n")
-        return 3;
-    if (!makeRoom())
-        return couldNotPrepare;
-    settings.setTop(8);
-    const bool allThere = contentOf(QString::fromStdString(path)).contains("settingsTop=8");
-    return allThere && log.errors().size() == 1 ? 0 : 4;
-}
-
-TEST_F(SettingsFileTest, FailedWriteKeepsTheFileAndIsMadeUpForLater)
-{
-    writeFile("[General]\nsettingsLeft=41\n");
-    const int result = runInChild([&] {
-        const auto limitFiles = [](rlim_t size) {
-            const rlimit limit{size, RLIM_INFINITY};
-            return setrlimit(RLIMIT_FSIZE, &limit) == 0;
-        };
-        if (std::signal(SIGXFSZ, SIG_IGN) == SIG_ERR || !limitFiles(100000))
-            return couldNotPrepare;
-        return writeBeyondTheRoom(pathText(), [&] { return limitFiles(RLIM_INFINITY); });
-    });
-    ASSERT_NE(result, couldNotPrepare);
-    EXPECT_EQ(result, 0);
-}
-
 TEST_F(SettingsFileTest, ValueThatAnotherStoreWroteAfterAFailedWriteIsSeenAndKept)
 {
     const QString folder = directoryPath() + "/folder";
@@ -265,7 +178,8 @@ TEST_F(SettingsFileTest, ValueThatAnotherStoreWroteAfterAFailedWriteIsSeenAndKep
     const LogCapture log;
     AppSettings first(inFolder);
     AppSettings second(inFolder);
-    // A file in place of the folder fails every write.
+    // A file in place of the folder, which opening made, fails every write.
+    ASSERT_TRUE(QDir().rmdir(folder));
     QFile obstacle(folder);
     ASSERT_TRUE(obstacle.open(QIODevice::WriteOnly));
     first.setLeft(1);
@@ -281,39 +195,6 @@ TEST_F(SettingsFileTest, ValueThatAnotherStoreWroteAfterAFailedWriteIsSeenAndKep
     EXPECT_EQ(contentOf(folder + "/Nimbrale.conf"), "[General]\nsettingsLeft=3\nsettingsTop=2\nsettingsWidth=4\n");
     EXPECT_EQ(second.left(), 3);
     EXPECT_EQ(log.errors().size(), 2U);
-}
-
-/// Writes one of the kernel's files about this process.
-bool tellKernel(const char* name, const std::string& text)
-{
-    QFile file(QStringLiteral("/proc/self/") + name);
-    return file.open(QIODevice::WriteOnly | QIODevice::Unbuffered) && file.write(text.c_str()) > 0;
-}
-
-/// Gives this process file systems of its own, where it may mount, and a user and a group that can own files there.
-bool leaveSharedFileSystems()
-{
-    const std::string user = std::to_string(geteuid());
-    const std::string group = std::to_string(getegid());
-    return unshare(CLONE_NEWUSER | CLONE_NEWNS) == 0 && tellKernel("uid_map", "0 " + user + " 1") &&
-           tellKernel("setgroups", "deny") && tellKernel("gid_map", "0 " + group + " 1");
-}
-
-TEST_F(SettingsFileTest, FullDiskLosesNothing)
-{
-    const int result = runInChild([&] {
-        const QByteArray directory = directoryPath().toLocal8Bit(); // Covered by the small disk, in the child only.
-        const auto mountWith = [&](unsigned long flags, const char* options) {
-            return mount("tmpfs", directory.constData(), "tmpfs", flags, options) == 0;
-        };
-        if (!leaveSharedFileSystems() || !mountWith(0, "size=64k"))
-            return couldNotPrepare;
-        writeFile("[General]\nsettingsLeft=41\n");
-        return writeBeyondTheRoom(pathText(), [&] { return mountWith(MS_REMOUNT, "size=4m"); });
-    });
-    if (result == couldNotPrepare)
-        GTEST_SKIP() << "this system lets the test mount no small file system";
-    EXPECT_EQ(result, 0);
 }
 
 } // namespace

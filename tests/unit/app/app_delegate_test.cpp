@@ -1,3 +1,4 @@
+#include "tests/fakes/folder_events.h"
 #include "tests/unit/app/app_delegate_fixture.h"
 
 #include <gmock/gmock.h>
@@ -314,7 +315,10 @@ TEST_F(AppDelegateTest, MoveToAnotherDisplayStoresAllFiveAndRestartsThere)
     const Screen& other = platform_.screens().list.back();
     int assignments = 0;
     const Subscription counting = settings_.observeChanges([&assignments] { ++assignments; });
+    FolderEvents events(directory_.path().toStdString());
+    ASSERT_TRUE(events.isWatching());
     delegate_->editor()->onMoveToDisplay(otherDisplay, DisplayGeometry::of(other), {99.9, 40, 700, 500});
+    EXPECT_EQ(events.take("Nimbrale.conf").replacements, 1) << "all five with one write";
     EXPECT_EQ(settings_.left(), 99);
     EXPECT_EQ(settings_.top(), 0);
     EXPECT_EQ(settings_.width(), 700);

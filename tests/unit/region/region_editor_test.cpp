@@ -1,9 +1,11 @@
 #include "region/region_editor.h"
 
 #include "share/virtual_display.h"
+#include "tests/fakes/folder_events.h"
 #include "tests/fakes/offscreen_application.h"
 #include "tests/fakes/region_capture_fixture.h"
 
+#include <filesystem>
 #include <gmock/gmock.h>
 
 namespace nimbrale {
@@ -87,6 +89,24 @@ TEST_F(RegionEditorTest, DragStepMovesTheCapturesRegionAndReportsIt)
     EXPECT_EQ(overlay().view().sizeLabel(), "400 × 300");
     release();
     EXPECT_THAT(events, ElementsAre("ended"));
+}
+
+TEST_F(RegionEditorTest, DragStepsGoToNoDisk)
+{
+    FolderEvents folderEvents(folder.path().toStdString());
+    ASSERT_TRUE(folderEvents.isWatching());
+    press(DragZone::move);
+    const std::filesystem::path file = folder.filePath("settings.conf").toStdString();
+    std::filesystem::last_write_time(file, std::filesystem::file_time_type::clock::now());
+    dragBy(-1, -1);
+    stream().completeConfigurationUpdate();
+    ASSERT_TRUE(folderEvents.take("settings.conf").wasOpened) << "a file that may have changed is read, and it is seen";
+    for (int step = 0; step < 100; ++step) {
+        dragBy(step, -step);
+        stream().completeConfigurationUpdate();
+    }
+    EXPECT_EQ(capture->region().x, 199) << "the frame followed";
+    EXPECT_FALSE(folderEvents.take("settings.conf").wasOpened);
 }
 
 TEST_F(RegionEditorTest, MoveSnapsWithGuidesThatSpanTheDisplay)

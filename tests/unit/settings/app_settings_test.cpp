@@ -233,6 +233,46 @@ TEST_F(AppSettingsTest, FiveAssignmentsAreFiveNotifications)
     EXPECT_EQ(count, 5);
 }
 
+TEST_F(AppSettingsTest, WhatChangesTogetherIsToldOneByOneAndWrittenOnce)
+{
+    AppSettings settings(pathText());
+    settings.setLeft(1);
+    std::vector<std::pair<std::int64_t, std::int64_t>> seen;
+    const Subscription subscription =
+        settings.observeChanges([&] { seen.emplace_back(settings.left(), settings.top()); });
+    settings.changeTogether([&] {
+        settings.setLeft(2);
+        settings.changeTogether([&] { settings.setTop(3); });
+        EXPECT_EQ(settings.top(), 3) << "in effect at once";
+        EXPECT_EQ(readFile(), "[General]\nsettingsLeft=1\n") << "written at the end of the outermost";
+        settings.setLeft(4);
+    });
+    EXPECT_EQ(readFile(), "[General]\nsettingsLeft=4\nsettingsTop=3\n");
+    EXPECT_EQ(seen, (std::vector<std::pair<std::int64_t, std::int64_t>>{{1, 0}, {2, 0}, {2, 3}}));
+}
+
+TEST_F(AppSettingsTest, NothingChangedTogetherIsNothingWritten)
+{
+    AppSettings settings(pathText());
+    settings.changeTogether([] {});
+    EXPECT_FALSE(QFile::exists(path()));
+}
+
+TEST_F(AppSettingsTest, WhatWasAssignedTogetherCountsOverWhatAnotherWroteMeanwhile)
+{
+    AppSettings settings(pathText());
+    AppSettings other(pathText());
+    settings.changeTogether([&] {
+        settings.setLeft(2);
+        other.setLeft(3);
+        other.setTop(4);
+        EXPECT_EQ(settings.left(), 2);
+        EXPECT_EQ(settings.top(), 4);
+    });
+    EXPECT_EQ(other.left(), 2);
+    EXPECT_EQ(other.top(), 4);
+}
+
 TEST_F(AppSettingsTest, TwoStoresOnOneFileSeeEachOthersValues)
 {
     AppSettings one(pathText());

@@ -1,3 +1,4 @@
+#include "tests/fakes/folder_events.h"
 #include "tests/fakes/region_capture_fixture.h"
 
 #include <chrono>
@@ -231,6 +232,21 @@ TEST_F(RegionCaptureTest, FrameRateAloneIsAppliedButMovesNothing)
     EXPECT_THAT(stream().configurationUpdates, SizeIs(1));
 }
 
+TEST_F(RegionCaptureTest, FrameRateThatNoIntervalHoldsIsBounded)
+{
+    startRunning();
+    settings.setFramerate(99'999'999'999);
+    EXPECT_FALSE(capture->settingsChanged());
+    settings.setFramerate(-99'999'999'999);
+    stream().completeConfigurationUpdate();
+    stream().completeConfigurationUpdate();
+
+    ASSERT_THAT(stream().configurationUpdates, SizeIs(2)) << "what was applied counts as applied";
+    EXPECT_EQ(stream().configurationUpdates[0].minimumFrameInterval, (FrameInterval{1, 2147483647}));
+    EXPECT_EQ(stream().configurationUpdates[1].minimumFrameInterval, (FrameInterval{1, -2147483648}));
+    EXPECT_FALSE(capture->settingsChanged());
+}
+
 TEST_F(RegionCaptureTest, ClampedRegionIsPutBackInTheSettings)
 {
     startRunning();
@@ -272,6 +288,22 @@ TEST_F(RegionCaptureTest, StoringTruncatesAndWritesOnlyWhatChanged)
     EXPECT_EQ(changes, 2) << "left and top alone changed";
     capture->storeRegionInSettings();
     EXPECT_EQ(changes, 2);
+}
+
+TEST_F(RegionCaptureTest, TheRegionIsStoredWithOneWriteAndToldFourTimes)
+{
+    startRunning();
+    capture->setRegion({11, 37, 413, 314});
+    std::vector<std::int64_t> lefts;
+    const Subscription subscription = settings.observeChanges([&] { lefts.push_back(settings.left()); });
+    FolderEvents events(folder.path().toStdString());
+    ASSERT_TRUE(events.isWatching());
+
+    capture->storeRegionInSettings();
+
+    EXPECT_EQ(events.take("settings.conf").replacements, 1);
+    EXPECT_THAT(lefts, ElementsAre(100, 11, 11, 11)) << "told before each change, and each is in effect at once";
+    EXPECT_EQ(settings.height(), 314);
 }
 
 TEST_F(RegionCaptureTest, CompletePicturesArriveOnTheMainQueue)

@@ -1,0 +1,155 @@
+// A disk that takes no more: what is stored stays, and what could not be stored is made up for.
+
+#include "tests/faults/settings_file_fixture.h"
+
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <fcntl.h>
+#include <sched.h>
+#include <sys/mount.h>
+#include <sys/resource.h>
+
+namespace nimbrale {
+namespace {
+
+using SettingsOnFullDiskTest = SettingsFileTest;
+
+/// Assigns in turn a value that fits, one that does not, and, after `makeRoom`, one that fits again.
+int writeBeyondTheRoom(const std::string& path, const std::function<bool()>& makeRoom)
+{
+    const LogCapture log;
+    AppSettings settings(path);
+    const std::string tooLong(300000, 'x');
+    settings.setWebcamDeviceID(tooLong);
+    if (log.errors().size() != 1 || !log.errors().front().message.starts_with("The setting webcamDeviceID"))
+        return 1;
+    if (settings.webcamDeviceID() != tooLong)
+        return 2;
+    if (contentOf(QString::fromStdString(path)) != "[General]\nsettingsLeft=41\n")
+        return 3;
+    if (!makeRoom())
+        return couldNotPrepare;
+    settings.setTop(8);
+    const bool allThere = contentOf(QString::fromStdString(path)).contains("settingsTop=8");
+    return allThere && log.errors().size() == 1 ? 0 : 4;
+}
+
+TEST_F(SettingsOnFullDiskTest, FailedWriteKeepsTheFileAndIsMadeUpForLater)
+{
+    writeFile("[General]\nsettingsLeft=41\n");
+    const int result = runInChild([&] {
+        const auto limitFiles = [](rlim_t size) {
+            const rlimit limit{size, RLIM_INFINITY};
+            return setrlimit(RLIMIT_FSIZE, &limit) == 0;
+        };
+        if (std::signal(SIGXFSZ, SIG_IGN) == SIG_ERR || !limitFiles(100000))
+            return couldNotPrepare;
+        return writeBeyondTheRoom(pathText(), [&] { return limitFiles(RLIM_INFINITY); });
+    });
+    ASSERT_NE(result, couldNotPrepare);
+    EXPECT_EQ(result, 0);
+}
+
+/// Writes one of the kernel's files about this process.
+bool tellKernel(const char* name, const std::string& text)
+{
+    QFile file(QStringLiteral("/proc/self/") + name);
+    return file.open(QIODevice::WriteOnly | QIODevice::Unbuffered) && file.write(text.c_str()) > 0;
+}
+
+/// Gives this process file systems of its own, where it may mount, and a user and a group that can own files there.
+bool leaveSharedFileSystems()
+{
+    const std::string user = std::to_string(geteuid());
+    const std::string group = std::to_string(getegid());
+    return unshare(CLONE_NEWUSER | CLONE_NEWNS) == 0 && tellKernel("uid_map", "0 " + user + " 1") &&
+           tellKernel("setgroups", "deny") && tellKernel("gid_map", "0 " + group + " 1");
+}
+
+/// Runs `work` on a file system of its own in place of `directory`, given a way to change that one's size.
+int runOnSmallDisk(const QString& directory, const char* size,
+                   const std::function<int(const std::function<bool(const char* size)>&)>& work)
+{
+    return runInChild([&] {
+        const QByteArray path = directory.toLocal8Bit();
+        const auto mountWith = [&](unsigned long flags, const char* options) {
+            return mount("tmpfs", path.constData(), "tmpfs", flags, options) == 0;
+        };
+        if (!leaveSharedFileSystems() || !mountWith(0, size))
+            return couldNotPrepare;
+        return work([&](const char* newSize) { return mountWith(MS_REMOUNT, newSize); });
+    });
+}
+
+constexpr const char* noSmallDisk = "this system lets the test mount no small file system";
+
+TEST_F(SettingsOnFullDiskTest, OneHugeValueLosesNothing)
+{
+    const int result = runOnSmallDisk(directoryPath(), "size=64k", [&](const auto& resize) {
+        writeFile("[General]\nsettingsLeft=41\n");
+        return writeBeyondTheRoom(pathText(), [&] { return resize("size=4m"); });
+    });
+    if (result == couldNotPrepare)
+        GTEST_SKIP() << noSmallDisk;
+    EXPECT_EQ(result, 0);
+}
+
+/// Writes until the disk of `name` takes no more.
+bool fillDisk(const QString& name)
+{
+    const int file = open(name.toLocal8Bit().constData(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
+    const std::vector<char> block(512);
+    while (write(file, block.data(), block.size()) > 0) {
+    }
+    const bool isFull = errno == ENOSPC;
+    return close(file) == 0 && isFull;
+}
+
+/// Stores the region as the end of a drag does, again and again. Returns the number of the check that failed, or 0.
+int dragOnFullDisk(const QString& path, const QByteArray& content)
+{
+    const LogCapture log;
+    AppSettings settings(path.toStdString());
+    constexpr int drags = 100;
+    for (int drag = 1; drag <= drags; ++drag) {
+        settings.setLeft(drag);
+        settings.setTop(drag);
+        if (contentOf(path) != content)
+            return 1;
+        if (settings.left() != drag || settings.top() != drag || settings.webcamDeviceID() != "kept")
+            return 2;
+    }
+    if (log.errors().size() != std::size_t{2} * drags)
+        return 3;
+    for (const LogCapture::Line& line : log.errors()) {
+        if (line.message.find("No space left on device") == std::string::npos || line.category != "Nimbrale.settings")
+            return 4;
+    }
+    if (AppSettings(path.toStdString()).left() != 41)
+        return 5;
+    if (!QFile::remove(path + ".filler"))
+        return couldNotPrepare;
+    settings.setWidth(7);
+    const QByteArray madeUp = "[General]\nsettingsLeft=100\nwebcamDeviceID=kept\nsettingsTop=100\nsettingsWidth=7\n";
+    if (contentOf(path) != madeUp)
+        return 6;
+    return log.errors().size() == std::size_t{2} * drags ? 0 : 7;
+}
+
+TEST_F(SettingsOnFullDiskTest, ManySmallWritesLoseNoSetting)
+{
+    const int result = runOnSmallDisk(directoryPath(), "size=12k", [&](const auto&) {
+        const QByteArray content = "[General]\nsettingsLeft=41\nwebcamDeviceID=kept\n";
+        writeFile(content);
+        if (!fillDisk(path() + ".filler"))
+            return couldNotPrepare;
+        return dragOnFullDisk(path(), content);
+    });
+    if (result == couldNotPrepare)
+        GTEST_SKIP() << noSmallDisk;
+    EXPECT_EQ(result, 0);
+}
+
+} // namespace
+} // namespace nimbrale
