@@ -1,5 +1,6 @@
 #include "platform/serial_queue.h"
 
+#include <chrono>
 #include <future>
 #include <gtest/gtest.h>
 #include <memory>
@@ -50,10 +51,11 @@ TEST(SerialQueueTest, WorkForAnIdleQueueIsDoneOnTheSpot)
     SerialQueue queue("Nimbrale.test");
     drain(queue);
     std::thread::id thread;
-    // The queue's thread may not have ended the work before: out of many tries, some find it idle.
+    // The queue's thread may not have ended the work before: it is given time to rest between the tries.
     for (int tries = 0; tries < 1000 && thread != std::this_thread::get_id(); ++tries) {
         queue.runOrPost([&] { thread = std::this_thread::get_id(); });
         drain(queue);
+        std::this_thread::sleep_for(std::chrono::milliseconds{1});
     }
     EXPECT_EQ(thread, std::this_thread::get_id());
 }
