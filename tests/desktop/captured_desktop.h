@@ -8,6 +8,7 @@
 #include "platform/x11/server/event_dispatcher.h"
 #include "platform/x11/server/handles.h"
 #include "tests/support/private_desktop.h"
+#include "tests/support/scene.h"
 
 #include <QCoreApplication>
 #include <QImage>
@@ -16,6 +17,7 @@
 #include <cstring>
 #include <gtest/gtest.h>
 #include <memory>
+#include <string>
 #include <unistd.h>
 
 namespace nimbrale::test {
@@ -23,7 +25,8 @@ namespace nimbrale::test {
 /// The X11 capture hosted by the test process on a private desktop, with what it delivered last.
 class CapturedDesktop {
 public:
-    explicit CapturedDesktop(PrivateDesktop& desktop)
+    /// The capture's own connection is made to `engineDisplay`, where one is given.
+    explicit CapturedDesktop(PrivateDesktop& desktop, const std::string& engineDisplay = {}) : desktop_(desktop)
     {
         connection_ = std::move(*x11::Connection::open(desktop.displayName()));
         events_ = std::make_unique<x11::EventDispatcher>(*connection_, [] {});
@@ -33,7 +36,8 @@ public:
             queue_.post([this, pixmap] { xcb_free_pixmap(connection_->get(), pixmap); });
         };
         callbacks.onLost = [this] { isLost_ = true; };
-        engine_ = std::move(*x11::CaptureEngine::create(desktop.displayName(), std::move(callbacks)));
+        engine_ = std::move(*x11::CaptureEngine::create(engineDisplay.empty() ? desktop.displayName() : engineDisplay,
+                                                        std::move(callbacks)));
         capture_ = std::make_unique<x11::X11ScreenCapture>(*engine_, *screens_, queue_);
     }
 
@@ -98,14 +102,30 @@ public:
             Milliseconds{milliseconds}, Milliseconds{1});
     }
 
-    /// Handles events until no picture came for a while: everything that changed has been delivered.
-    void settle(int milliseconds = 150)
+    /// Returns when the picture delivered last shows everything that the desktop did before. A marker that another
+    /// process then shows in the region's corner comes in a picture after all of that, and goes in a further one.
+    void settle()
     {
-        int seen = -1;
-        while (seen != frames_) {
-            seen = frames_;
-            (void)pumpUntil([] { return false; }, milliseconds);
-        }
+        const QPoint corner = sourceCorner();
+        if (!markers_)
+            addMarkers(corner);
+        // The one whose color the corner does not have already.
+        const std::string marker = cornerPixel() == markerPixels_[0] ? "marker1" : "marker0";
+        const std::uint32_t pixel = markerPixels_[marker == "marker1"];
+        markers_->move(marker, corner);
+        markers_->raise(marker);
+        markers_->map(marker);
+        EXPECT_TRUE(pumpUntil([&] { return cornerPixel() == pixel; }, 5000)) << "the marker is never captured";
+        markers_->unmap(marker);
+        EXPECT_TRUE(pumpUntil([&] { return cornerPixel() != pixel; }, 5000)) << "the marker stays captured";
+    }
+
+    /// As `settle`, and long enough for what the capture looks into now and then to have passed: from then on nothing
+    /// but a change brings a picture.
+    void rest()
+    {
+        settle();
+        (void)pumpUntil([] { return false; }, 500);
     }
 
     /// The picture delivered last, read from a server whose root has depth 24.
@@ -161,6 +181,44 @@ private:
         return {data, data + xcb_get_image_data_length(reply.get())};
     }
 
+    /// Root pixels.
+    [[nodiscard]] QPoint sourceCorner() const
+    {
+        const PixelRect display = screens_->find(screens_->mainDisplay())->pixels;
+        return {display.x + static_cast<int>(configuration_.sourceRect.x),
+                display.y + static_cast<int>(configuration_.sourceRect.y)};
+    }
+
+    void addMarkers(QPoint corner)
+    {
+        markers_ = Scene::start(desktop_);
+        const QColor colours[] = {QColor(255, 0, 128), QColor(0, 255, 128)};
+        for (int index = 0; index < 2; ++index) {
+            const std::string name = "marker" + std::to_string(index);
+            markers_->add(name, {.geometry = {corner, QSize(1, 1)}, .seed = 0, .colour = colours[index]});
+            markerPixels_[index] = pixelOf(markers_->identifier(name), 0, 0);
+            markers_->unmap(name);
+        }
+    }
+
+    [[nodiscard]] std::uint32_t cornerPixel()
+    {
+        return pixelOf(static_cast<const x11::X11Surface&>(*surface_).pixmap(), 0, 0);
+    }
+
+    /// As the server keeps it.
+    [[nodiscard]] std::uint32_t pixelOf(xcb_drawable_t drawable, std::int16_t x, std::int16_t y)
+    {
+        const x11::Reply<xcb_get_image_reply_t> reply(xcb_get_image_reply(
+            connection_->get(), xcb_get_image(connection_->get(), XCB_IMAGE_FORMAT_Z_PIXMAP, drawable, x, y, 1, 1, ~0u),
+            nullptr));
+        std::uint32_t value = 0;
+        if (reply && xcb_get_image_data_length(reply.get()) > 0)
+            std::memcpy(&value, xcb_get_image_data(reply.get()),
+                        static_cast<std::size_t>(xcb_get_image_data_length(reply.get())));
+        return value;
+    }
+
     void setRegion(const Rect& region)
     {
         configuration_.sourceRect = region;
@@ -175,6 +233,7 @@ private:
             filter_.excludedApplications.push_back({0, notificationApplicationIdentifier});
     }
 
+    PrivateDesktop& desktop_;
     QtMainQueue queue_;
     SerialQueue frameQueue_{"Nimbrale.frames"};
     std::unique_ptr<x11::Connection> connection_;
@@ -189,6 +248,9 @@ private:
     std::vector<PixelRect> changed_;
     std::atomic<bool> isLost_ = false;
     int frames_ = 0;
+    /// Shows the markers.
+    std::unique_ptr<Scene> markers_;
+    std::uint32_t markerPixels_[2] = {};
 };
 
 } // namespace nimbrale::test

@@ -34,7 +34,7 @@ TEST_F(X11CaptureTest, pointerIsDrawnOnceAtItsPlace)
     const QImage without = captured->image();
     EXPECT_TRUE(imagesMatch(without, desktop->screenshot({100, 100, 400, 300})));
     const auto inked = [&] {
-        captured->settle(300);
+        captured->settle();
         QRect box;
         const QImage image = captured->image();
         for (int y = 0; y < image.height(); ++y)
@@ -148,7 +148,7 @@ TEST_F(X11CaptureTest, aPointerThatRestsWhereAStreamStartsLeavesNothingBehind)
     captured->settle();
     ASSERT_TRUE(QRect(120, 90, 64, 64).contains(inkedArea(captured->image(), qRgb(255, 255, 255))));
     desktop->movePointer({900, 600});
-    captured->settle(300);
+    captured->settle();
     EXPECT_EQ(inkedArea(captured->image(), qRgb(255, 255, 255)), QRect());
 }
 

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <future>
 #include <optional>
 #include <thread>
 #include <unistd.h>
@@ -89,6 +90,31 @@ TEST_F(X11CaptureTest, whatIsStillPostedAtTheEndIsReleasedThoughItPostsOnceMore)
     ending.join();
     EXPECT_TRUE(isReleased);
     EXPECT_TRUE(isLastReleased);
+}
+
+TEST_F(X11CaptureTest, theThreadEndsWheneverItIsAskedTo)
+{
+    startDesktop({});
+    if (!captured)
+        return;
+    for (int round = 0; round < 60; ++round) {
+        auto engine = std::move(*x11::CaptureEngine::create(desktop->displayName(), {}));
+        x11::CaptureEngine* const raw = engine.get();
+        // Busy with its first turns at one time, asleep at another.
+        sleepFor(Milliseconds{round % 6});
+        std::promise<void> ended;
+        std::thread ending([&] {
+            engine.reset();
+            ended.set_value();
+        });
+        const bool isOver = ended.get_future().wait_for(std::chrono::seconds(3)) == std::future_status::ready;
+        EXPECT_TRUE(isOver) << "in round " << round;
+        if (!isOver)
+            raw->wake(); // So that this test ends.
+        ending.join();
+        if (!isOver)
+            return;
+    }
 }
 
 TEST_F(X11CaptureTest, everyDepthOfTheRootIsCapturedExactly)

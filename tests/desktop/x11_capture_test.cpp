@@ -85,7 +85,7 @@ TEST_F(X11CaptureTest, ownManagedWindowsAreLeftOutWithTheirFrames)
     captured->settle();
     makeOwnWindow({150, 150, 200, 150}, false);
     ASSERT_TRUE(waitUntil([&] { return desktop->pixel(250, 250) == QColor(255, 0, 255); }, Milliseconds{3000}));
-    captured->settle(300);
+    captured->settle();
     EXPECT_TRUE(imagesMatch(captured->image(), Scene::pattern(5, {800, 600})));
     // A restarted window manager takes the window out of its frame and puts it into a new one.
     int leaks = 0;
@@ -98,7 +98,7 @@ TEST_F(X11CaptureTest, ownManagedWindowsAreLeftOutWithTheirFrames)
     ASSERT_TRUE(desktop->stopWindowManager());
     captured->settle();
     ASSERT_TRUE(desktop->startWindowManager());
-    captured->settle(300);
+    captured->settle();
     EXPECT_EQ(leaks, 0);
     EXPECT_TRUE(imagesMatch(captured->image(), Scene::pattern(5, {800, 600})));
 }
@@ -145,7 +145,7 @@ TEST_F(X11CaptureTest, noFrameWhenNothingChanges)
     scene->add("hidden", {.geometry = {120, 120, 50, 50}, .seed = 3});
     scene->lower("hidden");
     captured->start({50, 50, 500, 500}, 60, false, true);
-    captured->settle();
+    captured->rest();
     const int frames = captured->frames();
     (void)captured->pumpUntil([] { return false; }, 600);
     EXPECT_EQ(captured->frames(), frames);

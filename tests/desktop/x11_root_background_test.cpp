@@ -243,13 +243,13 @@ TEST_F(RootBackgroundTest, aBareDesktopAtRestCostsNoPicture)
         return;
     desktop->setBackground(QColor(1, 2, 3));
     EXPECT_TRUE(becomes(filled(QColor(1, 2, 3))));
-    captured->settle();
+    captured->rest();
     const int frames = captured->frames();
     (void)captured->pumpUntil([&] { return captured->frames() != frames; }, 600);
     EXPECT_EQ(captured->frames(), frames);
     // An own window that draws is damage of the root too.
     const xcb_window_t window = makeOwnWindow({400, 300, 50, 40});
-    captured->settle();
+    captured->rest();
     const int framesWithWindow = captured->frames();
     for (int i = 0; i < 20; ++i) {
         xcb_clear_area(captured->connection().get(), 0, window, 0, 0, 0, 0);

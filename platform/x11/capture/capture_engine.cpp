@@ -57,7 +57,7 @@ void CaptureEngine::run()
             callbacks_.onLost();
             return;
         }
-        composeDueFrames();
+        takeDueTurns();
         connection_->flush();
         wait();
     }
@@ -69,15 +69,14 @@ void CaptureEngine::runPosted()
         work();
 }
 
-void CaptureEngine::composeDueFrames()
+void CaptureEngine::takeDueTurns()
 {
     desktop_.classifyNewWindows();
     const auto now = FramePacer::Clock::now();
     desktop_.poll(now);
     std::vector<CaptureSession*> due;
     for (const auto& session : sessions_) {
-        const StreamTiming timing = session->timing(now);
-        if (timing.demand == StreamDemand::frame && timing.timeToTick <= FramePacer::Duration::zero())
+        if (session->timing(now).isDue())
             due.push_back(session.get());
     }
     if (due.empty())
@@ -85,7 +84,7 @@ void CaptureEngine::composeDueFrames()
     desktop_.collect();
     // What changes from here on is found in the next turn.
     for (CaptureSession* const session : due)
-        session->composeFrame(now);
+        session->takeTurn(now);
 }
 
 void CaptureEngine::wait()

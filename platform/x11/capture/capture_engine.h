@@ -54,7 +54,7 @@ private:
 
     void run();
     void runPosted();
-    void composeDueFrames();
+    void takeDueTurns();
     void wait();
 
     std::unique_ptr<Connection> connection_;

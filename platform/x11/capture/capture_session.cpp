@@ -70,16 +70,27 @@ bool CaptureSession::includes(const CapturedWindow& window) const
 
 StreamTiming CaptureSession::timing(FramePacer::Clock::time_point now)
 {
-    StreamTiming timing{pacer_.timeToTick(now), StreamDemand::none};
-    if (desktop_->mayHaveChanged(changes_))
-        timing.demand = output->isFrameInFlight() ? StreamDemand::handOver : StreamDemand::frame;
+    expectation_ = desktop_->expectation(changes_);
+    StreamTiming timing = pacer_.timing(now, expectation_);
+    // The consumer wakes the thread when it has taken the frame before.
+    if (timing.timeToTurn && output->isFrameInFlight())
+        timing.timeToTurn.reset();
     return timing;
 }
 
-void CaptureSession::composeFrame(FramePacer::Clock::time_point now)
+void CaptureSession::takeTurn(FramePacer::Clock::time_point now)
 {
-    if (changes_.isEmpty())
-        return;
+    const bool hasChanged = !changes_.isEmpty();
+    if (hasChanged)
+        deliverFrame();
+    if (hasChanged || expectation_ == ChangeExpectation::certain)
+        pacer_.useTick(now);
+    else
+        pacer_.dismissPossibility(now);
+}
+
+void CaptureSession::deliverFrame()
+{
     PixelRegion changed = changes_.take();
     desktop_->compose(*composer_, changed, pointerVisibility(configuration_),
                       [this](const CapturedWindow& window) { return includes(window); });
@@ -87,7 +98,6 @@ void CaptureSession::composeFrame(FramePacer::Clock::time_point now)
     surfaceChanges_.advance(changed.rects());
     auto surface = std::make_shared<X11Surface>(composer_->pixmap(), surfaceChanges_, signalFence());
     connection_->flush();
-    pacer_.useTick(now);
     output->deliver(std::move(surface));
 }
 

@@ -47,10 +47,12 @@ public:
     void stop();
 
     [[nodiscard]] StreamTiming timing(FramePacer::Clock::time_point now);
-    /// Uses the tick that is due: draws what changed, if something did, and delivers it.
-    void composeFrame(FramePacer::Clock::time_point now);
+    /// Takes the turn that is due, after the desktop's changes were collected: draws what changed, if something did,
+    /// and delivers it.
+    void takeTurn(FramePacer::Clock::time_point now);
 
 private:
+    void deliverFrame();
     [[nodiscard]] bool includes(const CapturedWindow& window) const;
     [[nodiscard]] SyncPoint signalFence();
 
@@ -60,6 +62,8 @@ private:
     /// Of the pictures delivered so far.
     SurfaceChanges surfaceChanges_;
     FramePacer pacer_;
+    /// Of the last `timing`.
+    ChangeExpectation expectation_ = ChangeExpectation::none;
     Connection* connection_ = nullptr;
     DesktopTracker* desktop_ = nullptr;
     std::unique_ptr<RegionComposer> composer_;

@@ -1,5 +1,6 @@
 #include "platform/x11/capture/change_collector.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace nimbrale::x11 {
@@ -31,11 +32,7 @@ void ChangeCollector::addDamage(const WindowList& windows, const CapturedWindow&
 {
     if (!isIncluded_(window))
         return;
-    PixelRegion visible(damage);
-    visible &= window.extents();
-    visible &= PixelRegion(source_);
-    subtractHidden(visible, windows, window, compositing);
-    add(visible);
+    add(visiblePart(damage, windows, window, compositing));
 }
 
 void ChangeCollector::addRootDamage(const WindowList& windows, const PixelRegion& damage)
@@ -61,10 +58,21 @@ bool ChangeCollector::isVisible(const WindowList& windows, const CapturedWindow&
 {
     if (!window.needsClassification && !isIncluded_(window))
         return false;
-    PixelRegion visible = window.extents();
-    visible &= PixelRegion(source_);
-    subtractHidden(visible, windows, window, compositing);
-    return !visible.isEmpty();
+    return !visiblePart(window.extents(), windows, window, compositing).isEmpty();
+}
+
+void ChangeCollector::expectDamage(const WindowList& windows, const CapturedWindow& window, const PixelRegion& area,
+                                   Compositing compositing)
+{
+    if (isIncluded_(window) && !visiblePart(area, windows, window, compositing).isEmpty())
+        expectation_ = ChangeExpectation::certain;
+    else if (isVisible(windows, window, compositing))
+        expectChange();
+}
+
+void ChangeCollector::expectChange()
+{
+    expectation_ = std::max(expectation_, ChangeExpectation::possible);
 }
 
 PixelRegion ChangeCollector::take()
@@ -74,15 +82,18 @@ PixelRegion ChangeCollector::take()
     return taken;
 }
 
-void ChangeCollector::subtractHidden(PixelRegion& region, const WindowList& windows, const CapturedWindow& window,
-                                     Compositing compositing) const
+PixelRegion ChangeCollector::visiblePart(PixelRegion region, const WindowList& windows, const CapturedWindow& window,
+                                         Compositing compositing) const
 {
+    region &= window.extents();
+    region &= PixelRegion(source_);
     // From the top: what hides a window most often is the topmost of all.
     for (auto item = windows.rbegin(); item != windows.rend() && item->get() != &window && !region.isEmpty(); ++item) {
         const CapturedWindow& above = **item;
         if (above.isDrawable() && isIncluded_(above) && above.isOpaque(compositing))
             region -= above.extents();
     }
+    return region;
 }
 
 PixelRegion bareRootDamage(const WindowList& windows, PixelRegion damage)

@@ -2,6 +2,7 @@
 
 #include "platform/pixel_rect.h"
 #include "platform/x11/capture/captured_window.h"
+#include "platform/x11/capture/frame_pacer.h"
 #include "platform/x11/server/pixel_region.h"
 
 #include <functional>
@@ -42,6 +43,18 @@ public:
     [[nodiscard]] bool isVisible(const WindowList& windows, const CapturedWindow& window,
                                  Compositing compositing) const;
 
+    /// The server tells of damage in `area` of a window, and there may be more by now.
+    void expectDamage(const WindowList& windows, const CapturedWindow& window, const PixelRegion& area,
+                      Compositing compositing);
+    /// Something happened that may show in the source.
+    void expectChange();
+    /// The server has answered all that it was to be asked.
+    void clearExpectation() { expectation_ = ChangeExpectation::none; }
+    [[nodiscard]] ChangeExpectation expectation() const
+    {
+        return isEmpty() ? expectation_ : ChangeExpectation::certain;
+    }
+
     [[nodiscard]] bool isEmpty() const { return dirty_.isEmpty(); }
     /// What is to be drawn, and nothing is from then on. Past `maximumRectangles` their bounding box is given instead.
     [[nodiscard]] PixelRegion take();
@@ -50,13 +63,15 @@ public:
     static constexpr int maximumRectangles = 24;
 
 private:
-    void subtractHidden(PixelRegion& region, const WindowList& windows, const CapturedWindow& window,
-                        Compositing compositing) const;
+    /// The part of the region, which lies in the window, that can be seen in the source.
+    [[nodiscard]] PixelRegion visiblePart(PixelRegion region, const WindowList& windows, const CapturedWindow& window,
+                                          Compositing compositing) const;
 
     std::function<bool(const CapturedWindow&)> isIncluded_;
     PixelRect source_;
     PointerVisibility pointer_ = PointerVisibility::shown;
     PixelRegion dirty_;
+    ChangeExpectation expectation_ = ChangeExpectation::none;
     /// Where the pointer was drawn last.
     PixelRect pointerCoverage_;
 };

@@ -18,6 +18,15 @@ namespace {
 /// Programs that set the pointer's place themselves announce it by no event: now and then it is asked for.
 constexpr std::chrono::milliseconds pointerPollInterval{200};
 
+void selectPointerMoves(Connection& connection, std::uint32_t events)
+{
+    struct {
+        xcb_input_event_mask_t head;
+        std::uint32_t mask;
+    } selection{{XCB_INPUT_DEVICE_ALL_MASTER, 1}, events};
+    xcb_input_xi_select_events(connection.get(), connection.root(), 1, &selection.head);
+}
+
 /// Whatever is drawn anywhere is damage of the root, and hardly ever the root's own: unless it was the last time, it is
 /// looked through no more often than this.
 constexpr std::chrono::milliseconds bareRootInterval{200};
@@ -96,13 +105,7 @@ void DesktopTracker::watchPointer()
     pointer_ = std::make_unique<PointerImage>(connection_);
     if (!connection_.extensions().input.isPresent)
         return;
-    // Raw motion only wakes the thread; where the pointer is it asks once a tick.
-    struct {
-        xcb_input_event_mask_t head;
-        std::uint32_t mask;
-    } selection{{XCB_INPUT_DEVICE_ALL_MASTER, 1},
-                XCB_INPUT_XI_EVENT_MASK_RAW_MOTION | XCB_INPUT_XI_EVENT_MASK_RAW_TOUCH_UPDATE};
-    xcb_input_xi_select_events(connection_.get(), connection_.root(), 1, &selection.head);
+    hearPointerMoves();
     notePointerMove();
 }
 
@@ -145,12 +148,13 @@ void DesktopTracker::add(ChangeCollector& changes)
     collectors_.push_back(&changes);
     changes.addAll();
     showPointer(changes);
-    isPointerStale_ = true;
+    expectPointerMove();
 }
 
 void DesktopTracker::remove(ChangeCollector& changes)
 {
     std::erase(collectors_, &changes);
+    hearPointerMoves();
 }
 
 void DesktopTracker::showPointer(ChangeCollector& changes) const
@@ -232,7 +236,9 @@ void DesktopTracker::addAll()
 void DesktopTracker::handleDamage(const xcb_damage_notify_event_t& event)
 {
     if (mode_ == Mode::rootDamage) {
-        hasDamage_ = true;
+        isRootDamaged_ = true;
+        for (ChangeCollector* const changes : collectors_)
+            changes->expectChange();
         return;
     }
     CapturedWindow* const window = stack_->find(event.drawable);
@@ -240,7 +246,10 @@ void DesktopTracker::handleDamage(const xcb_damage_notify_event_t& event)
         return; // The root's, which the background hears of.
     // Damage that no stream shows is left with the server, which then reports no more of it.
     window->isDamaged = true;
-    hasDamage_ |= isVisible(*window);
+    PixelRegion area(event.area.x, event.area.y, event.area.width, event.area.height);
+    area.translate(window->x + window->borderWidth, window->y + window->borderWidth);
+    for (ChangeCollector* const changes : collectors_)
+        changes->expectDamage(stack_->windows(), *window, area, compositing_);
 }
 
 bool DesktopTracker::isVisible(const CapturedWindow& window) const
@@ -250,16 +259,44 @@ bool DesktopTracker::isVisible(const CapturedWindow& window) const
     });
 }
 
+// A move only says that there are moves; where the pointer is gets asked once a tick.
 void DesktopTracker::notePointerMove()
 {
-    isPointerStale_ = true;
     if (onPointerMoved_)
         onPointerMoved_();
+    if (!isPointerShown())
+        return;
+    expectPointerMove();
+    overhearPointerMoves();
 }
 
-bool DesktopTracker::mayHaveChanged(const ChangeCollector& changes) const
+void DesktopTracker::expectPointerMove()
 {
-    return hasDamage_ || !changes.isEmpty() || mode_ == Mode::rootTimed || (changes.showsPointer() && isPointerStale_);
+    isPointerExpected_ = true;
+    for (ChangeCollector* const changes : collectors_) {
+        if (changes->showsPointer())
+            changes->expectChange();
+    }
+}
+
+void DesktopTracker::hearPointerMoves()
+{
+    if (std::exchange(hearsPointerMoves_, true) || !connection_.extensions().input.isPresent)
+        return;
+    selectPointerMoves(connection_, XCB_INPUT_XI_EVENT_MASK_RAW_MOTION | XCB_INPUT_XI_EVENT_MASK_RAW_TOUCH_UPDATE);
+}
+
+void DesktopTracker::overhearPointerMoves()
+{
+    if (!std::exchange(hearsPointerMoves_, false))
+        return;
+    pointerLastHeard_ = Clock::now();
+    selectPointerMoves(connection_, 0);
+}
+
+ChangeExpectation DesktopTracker::expectation(const ChangeCollector& changes) const
+{
+    return mode_ == Mode::rootTimed ? ChangeExpectation::certain : changes.expectation();
 }
 
 bool DesktopTracker::isPointerShown() const
@@ -271,17 +308,28 @@ bool DesktopTracker::isPointerShown() const
 std::optional<std::chrono::nanoseconds> DesktopTracker::timeToPoll(Clock::time_point now) const
 {
     std::optional<Clock::time_point> next;
-    if (!isPointerStale_ && isPointerShown())
-        next = pointerAsked_ + pointerPollInterval;
-    if (!hasDamage_ && background_->isDamaged() && !collectors_.empty())
-        next = std::min(next.value_or(bareRootDue_), bareRootDue_);
+    const auto pollAt = [&next](Clock::time_point time) { next = std::min(next.value_or(time), time); };
+    if (!isPointerExpected_ && isPointerShown())
+        pollAt(pointerAsked_ + pointerPollInterval);
+    if (!hearsPointerMoves_)
+        pollAt(pointerLastHeard_ + maximumEventLatency);
+    if (!isBareRootExpected_ && background_->isDamaged() && !collectors_.empty())
+        pollAt(bareRootDue_);
     return next ? std::optional<std::chrono::nanoseconds>(*next - now) : std::nullopt;
 }
 
 void DesktopTracker::poll(Clock::time_point now)
 {
-    isPointerStale_ |= isPointerShown() && now - pointerAsked_ >= pointerPollInterval;
-    hasDamage_ |= background_->isDamaged() && !collectors_.empty() && now >= bareRootDue_;
+    if (isPointerShown() && now - pointerAsked_ >= pointerPollInterval)
+        expectPointerMove();
+    // A stream with few frames a second asks for the pointer too seldom for others.
+    if (!hearsPointerMoves_ && now - pointerLastHeard_ >= maximumEventLatency)
+        hearPointerMoves();
+    if (background_->isDamaged() && now >= bareRootDue_) {
+        isBareRootExpected_ = true;
+        for (ChangeCollector* const changes : collectors_)
+            changes->expectChange();
+    }
 }
 
 void DesktopTracker::collect()
@@ -291,16 +339,17 @@ void DesktopTracker::collect()
     xcb_connection_t* const raw = connection_.get();
     // Asked before and read after the damage: one round trip for all.
     std::optional<xcb_query_pointer_cookie_t> pointerCookie;
-    if (isPointerStale_ || !connection_.extensions().input.isPresent) {
+    if (isPointerExpected_ || !connection_.extensions().input.isPresent) {
         pointerCookie = xcb_query_pointer(raw, connection_.root());
         pointerAsked_ = Clock::now();
     }
-    isPointerStale_ = false;
+    isPointerExpected_ = false;
+    for (ChangeCollector* const changes : collectors_)
+        changes->clearExpectation();
     if (stack_)
         collectWindowDamage();
-    if (hasDamage_ && mode_ == Mode::rootDamage)
+    if (std::exchange(isRootDamaged_, false))
         collectRootDamage();
-    hasDamage_ = false;
     if (!pointerCookie)
         return;
     const Reply<xcb_query_pointer_reply_t> pointer(xcb_query_pointer_reply(raw, *pointerCookie, nullptr));
@@ -325,7 +374,7 @@ void DesktopTracker::collectWindowDamage()
         questions.push_back({window.get(), xcb_xfixes_fetch_region(raw, fetchedRegion_.get())});
     }
     std::optional<xcb_xfixes_fetch_region_cookie_t> rootCookie;
-    if (background_->isDamaged() && Clock::now() >= bareRootDue_)
+    if (std::exchange(isBareRootExpected_, false) && background_->isDamaged())
         rootCookie = background_->fetchDamage(fetchedRegion_.get());
     for (const Question& question : questions) {
         PixelRegion damage = fetched(raw, question.cookie);
@@ -359,11 +408,17 @@ void DesktopTracker::collectRootDamage()
 
 void DesktopTracker::movePointer(const PointerPlace& place)
 {
-    if (pointerPlace_ && pointerPlace_->rootX == place.rootX && pointerPlace_->rootY == place.rootY)
+    const bool isAtRest = pointerPlace_ && pointerPlace_->rootX == place.rootX && pointerPlace_->rootY == place.rootY;
+    // It is asked for once more after that, since it may have moved between the answer and the request to hear of it.
+    if (!hearsPointerMoves_)
+        expectPointerMove();
+    if (isAtRest) {
+        hearPointerMoves();
         return;
+    }
     pointerPlace_ = place;
     redrawPointer();
-    // A place that a program set came without an event.
+    // A position that a program set came without an event, and moves are not heard of while it is asked for.
     if (onPointerMoved_)
         onPointerMoved_();
 }

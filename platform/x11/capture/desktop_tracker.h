@@ -50,11 +50,11 @@ public:
     /// Finds out whose the windows are that came since. To be called before `collect`.
     void classifyNewWindows();
 
-    /// Whether `collect` may find a change for this collector.
-    [[nodiscard]] bool mayHaveChanged(const ChangeCollector& changes) const;
+    /// Whether `collect` will find a change for this collector.
+    [[nodiscard]] ChangeExpectation expectation(const ChangeCollector& changes) const;
     /// When the desktop has to be asked although nothing tells of a change; absent for never.
     [[nodiscard]] std::optional<std::chrono::nanoseconds> timeToPoll(Clock::time_point now) const;
-    /// Has `mayHaveChanged` say so when that time has come.
+    /// Has the collectors expect a change when that time has come.
     void poll(Clock::time_point now);
     /// Asks the server for all damage that can be seen and for the pointer's position, in one round trip, and adds to
     /// the collectors what changed.
@@ -91,6 +91,9 @@ private:
     [[nodiscard]] bool isPointerShown() const;
     void handleBackgroundChange(const xcb_generic_event_t& event);
     void addAll();
+    void expectPointerMove();
+    void hearPointerMoves();
+    void overhearPointerMoves();
     [[nodiscard]] bool isVisible(const CapturedWindow& window) const;
     void collectWindowDamage();
     void collectRootDamage();
@@ -112,8 +115,15 @@ private:
     OwnedRegion fetchedRegion_;
     xcb_atom_t compositorSelection_ = XCB_NONE;
     Compositing compositing_ = Compositing::absent;
-    bool hasDamage_ = false;
-    bool isPointerStale_ = true;
+    bool isRootDamaged_ = false;
+    /// The root's own damage is to be asked for.
+    bool isBareRootExpected_ = false;
+    /// The pointer's position is to be asked for.
+    bool isPointerExpected_ = false;
+    /// Otherwise the position is asked for until it stays the same: a fast pointer would wake the thread a thousand
+    /// times a second.
+    bool hearsPointerMoves_ = false;
+    Clock::time_point pointerLastHeard_;
     bool isPointerHidden_ = false;
     Clock::time_point pointerAsked_;
     Clock::time_point hidingAsked_;

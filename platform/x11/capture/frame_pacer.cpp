@@ -4,31 +4,52 @@
 
 namespace nimbrale::x11 {
 
+StreamTiming FramePacer::timing(Clock::time_point now, ChangeExpectation expectation) const
+{
+    const Duration timeToTick = lastTick_ + interval_ - now;
+    if (expectation == ChangeExpectation::none)
+        return {timeToTick, std::nullopt};
+    if (expectation == ChangeExpectation::certain)
+        return {timeToTick, timeToTick};
+    return {timeToTick, std::max(lastTurn_ + interval_ - now, timeToTick)};
+}
+
 void FramePacer::useTick(Clock::time_point now)
 {
-    const bool isContinuous = now - lastTick_ < 2 * interval_;
-    lastTick_ = isContinuous ? lastTick_ + interval_ : now;
+    lastTick_ = tickAt(now, lastTick_);
+    lastTurn_ = lastTick_;
+}
+
+void FramePacer::dismissPossibility(Clock::time_point now)
+{
+    lastTurn_ = tickAt(now, lastTurn_);
+}
+
+FramePacer::Clock::time_point FramePacer::tickAt(Clock::time_point now, Clock::time_point lastTick) const
+{
+    const bool isContinuous = now - lastTick >= interval_ && now - lastTick < 2 * interval_;
+    return isContinuous ? lastTick + interval_ : now;
 }
 
 ThreadWait threadWait(const std::vector<StreamTiming>& streams, std::optional<FramePacer::Duration> timeToPoll)
 {
-    constexpr auto atOnce = FramePacer::Duration::zero();
+    static constexpr auto atOnce = FramePacer::Duration::zero();
     ThreadWait wait;
     const auto shorten = [&wait](FramePacer::Duration time) {
+        time = std::max(time, atOnce);
         wait.timeout = std::min(wait.timeout.value_or(time), time);
     };
     std::optional<FramePacer::Duration> nextTick;
     for (const StreamTiming& stream : streams) {
-        const FramePacer::Duration time = std::max(stream.timeToTick, atOnce);
-        nextTick = std::min(nextTick.value_or(time), time);
-        if (stream.demand == StreamDemand::frame)
-            shorten(time);
+        nextTick = std::min(nextTick.value_or(stream.timeToTick), stream.timeToTick);
+        if (stream.timeToTurn)
+            shorten(*stream.timeToTurn);
     }
     if (nextTick && *nextTick > atOnce && *nextTick <= maximumEventLatency) {
         shorten(*nextTick);
         wait.isEndedByServer = false;
     } else if (timeToPoll) {
-        shorten(std::max(*timeToPoll, atOnce));
+        shorten(*timeToPoll);
     }
     return wait;
 }

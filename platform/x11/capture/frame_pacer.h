@@ -6,38 +6,50 @@
 
 namespace nimbrale::x11 {
 
+/// What is known of a stream's source before the server is asked.
+enum class ChangeExpectation {
+    none,     ///< it shows what the last captured frame shows
+    possible, ///< something happened that may be seen in it or not
+    certain   ///< something in it changed
+};
+
+/// When a stream's turn is.
+struct StreamTiming {
+    using Duration = std::chrono::nanoseconds;
+
+    /// There is no frame before that.
+    Duration timeToTick{};
+    /// When the server is to be asked for what changed, and a frame to be composed if something did; absent while
+    /// there is no reason to.
+    std::optional<Duration> timeToTurn;
+
+    [[nodiscard]] bool isDue() const { return timeToTurn && *timeToTurn <= Duration::zero(); }
+};
+
 /// When one stream may have its next captured frame. After idleness a frame is due at once and its moment starts a new
-/// rhythm; while changes go on, frames keep to the ticks of that rhythm. Pure: the time is handed in.
+/// rhythm; while changes go on, frames keep to the ticks of that rhythm. A mere possibility of a change is looked into
+/// once a tick, however often it comes up, but holds up no change that is certain. Pure: the time is handed in.
 class FramePacer {
 public:
     using Clock = std::chrono::steady_clock;
-    using Duration = std::chrono::nanoseconds;
+    using Duration = StreamTiming::Duration;
 
     /// The shortest time between two frames. A shorter or longer one counts from the last tick on.
     void setInterval(Duration interval) { interval_ = interval; }
-    [[nodiscard]] Duration interval() const { return interval_; }
 
-    /// Zero or less once the tick has come.
-    [[nodiscard]] Duration timeToTick(Clock::time_point now) const { return lastTick_ + interval_ - now; }
-    [[nodiscard]] bool isTickDue(Clock::time_point now) const { return timeToTick(now) <= Duration::zero(); }
-    /// The tick that was due at `now` is used up.
+    [[nodiscard]] StreamTiming timing(Clock::time_point now, ChangeExpectation expectation) const;
+
+    /// The stream's turn came at `now`, and there was a frame, or there had to be one.
     void useTick(Clock::time_point now);
+    /// The stream's turn came at `now` for a mere possibility, and nothing had changed.
+    void dismissPossibility(Clock::time_point now);
 
 private:
+    [[nodiscard]] Clock::time_point tickAt(Clock::time_point now, Clock::time_point lastTick) const;
+
     Duration interval_{};
     Clock::time_point lastTick_;
-};
-
-/// What a stream asks of the capture thread.
-enum class StreamDemand {
-    none,     ///< nothing has changed
-    frame,    ///< something may have changed
-    handOver, ///< something may have changed, but the consumer has not yet taken the frame before; it wakes the thread
-};
-
-struct StreamTiming {
-    FramePacer::Duration timeToTick{};
-    StreamDemand demand = StreamDemand::none;
+    Clock::time_point lastTurn_;
 };
 
 /// How the capture thread waits until there is something to do.
