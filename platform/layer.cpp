@@ -67,15 +67,15 @@ void Layer::setMirrored(bool mirrored)
     invalidateFrame();
 }
 
-Rect Layer::contentsRect() const
+Rect Layer::contentsRectIn(const Rect& area) const
 {
     if (!contents_)
         return {};
     if (contentsGravity_ == ContentsGravity::resize)
-        return bounds();
-    const double scale = std::max(frame_.width / contents_->width(), frame_.height / contents_->height());
+        return area;
+    const double scale = std::max(area.width / contents_->width(), area.height / contents_->height());
     const Size size{contents_->width() * scale, contents_->height() * scale};
-    return {(frame_.width - size.width) / 2, (frame_.height - size.height) / 2, size.width, size.height};
+    return {area.midX() - size.width / 2, area.midY() - size.height / 2, size.width, size.height};
 }
 
 void Layer::setCornerRadius(double radius)

@@ -79,7 +79,9 @@ public:
     void setMirrored(bool mirrored);
     /// Where the whole surface lies, in the layer's coordinates: its bounds, or more under `resizeAspectFill`. Empty
     /// without contents.
-    [[nodiscard]] Rect contentsRect() const;
+    [[nodiscard]] Rect contentsRect() const { return contentsRectIn(bounds()); }
+    /// Where it would lie if the layer filled `area`; in whatever units that has.
+    [[nodiscard]] Rect contentsRectIn(const Rect& area) const;
 
     /// Radius of the corners in points, at most half of the shorter side: with that, a square is a circle. It rounds
     /// the background, the contents and the painting, and the sublayers if the layer masks to its bounds. The edge is

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/x11/server/connection.h"
+#include "platform/x11/server/owned_id.h"
 
 #include <memory>
 #include <xcb/render.h>
@@ -17,13 +18,15 @@ public:
                                                                std::uint8_t depth, xcb_render_pictformat_t format);
     [[nodiscard]] static std::unique_ptr<DrawTarget> pixmap(Connection& connection, std::uint8_t depth,
                                                             xcb_render_pictformat_t format, int width, int height);
-    ~DrawTarget();
     DrawTarget(const DrawTarget&) = delete;
     DrawTarget& operator=(const DrawTarget&) = delete;
 
     [[nodiscard]] xcb_drawable_t drawable() const { return drawable_; }
-    [[nodiscard]] xcb_render_picture_t picture() const { return picture_; }
-    [[nodiscard]] xcb_gcontext_t context() const { return context_; }
+    [[nodiscard]] xcb_render_picture_t picture() const
+    {
+        return windowPicture_ ? windowPicture_.get() : pixmapPicture_.get();
+    }
+    [[nodiscard]] xcb_gcontext_t context() const { return context_.get(); }
     [[nodiscard]] std::uint8_t depth() const { return depth_; }
     [[nodiscard]] xcb_render_pictformat_t format() const { return format_; }
     /// Of a pixmap.
@@ -36,13 +39,14 @@ public:
 private:
     DrawTarget(Connection& connection, xcb_drawable_t drawable, std::uint8_t depth, xcb_render_pictformat_t format);
 
-    Connection& connection_;
     xcb_drawable_t drawable_;
     std::uint8_t depth_;
     xcb_render_pictformat_t format_;
-    xcb_render_picture_t picture_;
-    xcb_gcontext_t context_;
-    xcb_pixmap_t ownPixmap_ = XCB_NONE;
+    OwnedPixmap ownPixmap_;
+    /// One of both: a window's goes with the window, whoever destroys that.
+    OwnedWindowPicture windowPicture_;
+    OwnedPicture pixmapPicture_;
+    OwnedGraphicsContext context_;
     int width_ = 0;
     int height_ = 0;
 };

@@ -1,7 +1,10 @@
 #include "platform/x11/layers/layer_compositor.h"
 
+#include "platform/x11/layers/layer_painting.h"
+
 #include <algorithm>
-#include <cmath>
+#include <cstddef>
+#include <utility>
 
 namespace nimbrale::x11 {
 
@@ -12,26 +15,15 @@ constexpr Color transparent{0, 0, 0, 0};
 // More exposures than this many commits behind are drawn anew.
 constexpr std::size_t mostRememberedCommits = 32;
 
-std::int64_t areaOf(const PixelRect& rect)
-{
-    return std::int64_t(rect.width) * rect.height;
-}
-
-PixelRect unitedBounds(const PixelRect& left, const PixelRect& right)
-{
-    const int x = std::min(left.x, right.x);
-    const int y = std::min(left.y, right.y);
-    return {x, y, std::max(left.x + left.width, right.x + right.width) - x,
-            std::max(left.y + left.height, right.y + right.height) - y};
-}
-
-/// Joins rectangles wherever painting them as one paints no more pixels.
-void joinPieces(std::vector<PixelRect>& pieces)
+/// Joins rectangles wherever painting them as one paints no more pixels, and none of `kept`.
+void joinPieces(std::vector<PixelRect>& pieces, const PixelRegion& kept)
 {
     for (std::size_t index = 0; index < pieces.size(); ++index) {
         for (std::size_t other = index + 1; other < pieces.size();) {
-            const PixelRect joined = unitedBounds(pieces[index], pieces[other]);
-            if (areaOf(joined) > areaOf(pieces[index]) + areaOf(pieces[other])) {
+            const PixelRect joined = pieces[index].unitedWith(pieces[other]);
+            PixelRegion touched(joined);
+            touched &= kept;
+            if (joined.area() > pieces[index].area() + pieces[other].area() || !touched.isEmpty()) {
                 ++other;
                 continue;
             }
@@ -42,54 +34,70 @@ void joinPieces(std::vector<PixelRect>& pieces)
     }
 }
 
-/// A stretched picture mixes neighbouring pixels: what is dirty in one reaches as far as the filter does.
-void growByFilter(const std::vector<LayerItem>& items, PixelRegion& dirty)
+/// Rectangles that hold all of the painted items within `dirty` and nothing of `kept`.
+std::vector<PixelRect> piecesToPaint(const std::vector<LayerItem>& items, const PixelRegion& dirty,
+                                     const PixelRegion& kept)
 {
+    std::vector<PixelRect> pieces;
     for (const LayerItem& item : items) {
-        if (item.kind != LayerItemKind::contents)
-            continue;
-        const Surface& surface = *item.layer->contents();
-        if (surface.width() == item.frame.width && surface.height() == item.frame.height)
-            continue;
-        const int reach = 1 + int(std::ceil(std::max(double(item.frame.width) / surface.width(),
-                                                     double(item.frame.height) / surface.height())));
-        PixelRegion inside = item.region();
-        inside &= dirty;
-        PixelRegion grown;
-        for (const PixelRect& rect : inside.rects())
-            grown.add(rect.x - reach, rect.y - reach, rect.width + 2 * reach, rect.height + 2 * reach);
-        grown &= item.region();
-        dirty |= grown;
+        for (const PixelRect& part : item.parts) {
+            PixelRegion needed(part);
+            needed &= dirty;
+            PixelRegion touched(needed.bounds());
+            touched &= kept;
+            if (touched.isEmpty()) {
+                if (!needed.isEmpty())
+                    pieces.push_back(needed.bounds());
+                continue;
+            }
+            needed -= kept;
+            const std::vector<PixelRect> rects = needed.rects();
+            pieces.insert(pieces.end(), rects.begin(), rects.end());
+        }
     }
+    joinPieces(pieces, kept);
+    return pieces;
 }
 
-/// Without blending, a picture is either there or not.
-void makeContentsSolid(std::vector<LayerItem>& items)
-{
-    std::erase_if(items,
-                  [](const LayerItem& item) { return item.kind == LayerItemKind::contents && item.opacity < 0.5; });
-    for (LayerItem& item : items) {
-        if (item.kind == LayerItemKind::contents)
-            item.opacity = 1;
-    }
-}
-
-PixelRegion contentsRegion(const std::vector<LayerItem>& items)
+template <typename Condition>
+PixelRegion regionOf(const std::vector<LayerItem>& items, Condition condition)
 {
     PixelRegion region;
     for (const LayerItem& item : items) {
-        if (item.kind == LayerItemKind::contents)
+        if (condition(item))
             region |= item.region();
     }
     return region;
 }
 
+bool isUnpaintable(const LayerItem& item)
+{
+    return !isPaintable(item);
+}
+
+/// Without blending, what only the server can draw is either there or not: at least half opaque, within its shape.
+void makeServerItemsSolid(std::vector<LayerItem>& items)
+{
+    std::erase_if(items, [](const LayerItem& item) { return isUnpaintable(item) && item.opacity < 0.5; });
+    for (LayerItem& item : items) {
+        if (!isUnpaintable(item))
+            continue;
+        item.opacity = 1;
+        if (item.cornerRadius > 0) {
+            PixelRegion inside = roundedRegion(item.frame, item.cornerRadius);
+            inside &= item.region();
+            item.parts = inside.rects();
+            item.cornerRadius = 0;
+        }
+    }
+}
+
 } // namespace
 
-LayerCompositor::LayerCompositor(Connection& connection, MainQueue& queue, Layer& root, const Window& window)
-    : connection_(connection), queue_(queue), root_(root), window_(window.id),
-      target_(DrawTarget::forWindow(connection, window.id, window.depth, window.format)), drawing_(connection),
-      shape_(connection, window.id)
+LayerCompositor::LayerCompositor(DrawingResources& resources, MainQueue& queue, Layer& root, const Window& window)
+    : connection_(resources.connection()), queue_(queue), root_(root), window_(window.id),
+      target_(DrawTarget::forWindow(connection_, window.id, window.depth, window.format)), drawing_(resources),
+      shape_(connection_, window.id)
 {}
 
 void LayerCompositor::invalidate(const Rect& area)
@@ -228,10 +236,17 @@ void LayerCompositor::commit()
     growByFilter(items, dirty);
     dirty &= window();
     drawing_.forgetSurfacesExceptOf(items);
-    if (translucency_ == Translucency::opaque)
+    switch (translucency_) {
+    case Translucency::opaque:
         drawOpaque(items, dirty);
-    else
-        drawSeeThrough(std::move(items), dirty);
+        break;
+    case Translucency::composited:
+        drawComposited(items, std::move(dirty));
+        break;
+    case Translucency::cutOut:
+        drawCutOut(std::move(items), std::move(dirty));
+        break;
+    }
     connection_.flush();
 }
 
@@ -278,42 +293,50 @@ void LayerCompositor::drawStack(DrawTarget& target, const std::vector<VisibleIte
     }
 }
 
-void LayerCompositor::drawSeeThrough(std::vector<LayerItem> items, PixelRegion dirty)
+void LayerCompositor::drawComposited(const std::vector<LayerItem>& items, PixelRegion dirty)
 {
-    const bool isCutOut = translucency_ == Translucency::cutOut;
-    if (isCutOut)
-        makeContentsSolid(items);
-    const std::vector<PixelRect> rects = piecesToPaint(items, dirty);
-    std::vector<PaintedPiece> pieces = drawing_.paint(items, rects);
+    // Where a surface is involved the server blends; everything else is painted here.
+    PixelRegion blended = regionOf(items, showsContents);
+    blended &= dirty;
+    const std::vector<PixelRect> rects = piecesToPaint(items, dirty, blended);
+    const std::vector<PaintedPiece> pieces = drawing_.paint(items, rects);
     const PixelRegion paintedNow(rects);
     dirty |= paintedNow;
-    PixelRegion contents = contentsRegion(items);
-    contents &= dirty;
 
-    if (isCutOut) {
-        PixelRegion shape(shape_.region());
-        shape -= dirty;
-        shape |= contents;
-        for (PaintedPiece& piece : pieces)
-            makeSolid(piece.image, piece.pixels.x, piece.pixels.y, shape);
-        shape_.set(shape);
-        rememberDrawn(dirty);
-    } else {
-        rememberDrawn(dirty);
-        PixelRegion clear(painted_);
-        clear &= dirty;
-        clear -= paintedNow;
-        clear -= contents;
-        drawing_.fill(*target_, clear, transparent);
-        painted_ -= dirty;
-        painted_ |= paintedNow;
-        painted_ |= contents;
-    }
+    rememberDrawn(dirty);
+    PixelRegion clear(painted_);
+    clear &= dirty;
+    clear -= paintedNow;
+    clear -= blended;
+    drawing_.fill(*target_, clear, transparent);
+    painted_ -= dirty;
+    painted_ |= paintedNow;
+    painted_ |= blended;
     drawing_.put(*target_, pieces);
-    blendContents(items, contents);
+    blend(items, blended);
 }
 
-void LayerCompositor::blendContents(const std::vector<LayerItem>& items, const PixelRegion& region)
+void LayerCompositor::drawCutOut(std::vector<LayerItem> items, PixelRegion dirty)
+{
+    makeServerItemsSolid(items);
+    PixelRegion blended = regionOf(items, isUnpaintable);
+    blended &= dirty;
+    const std::vector<PixelRect> rects = piecesToPaint(items, dirty, blended);
+    std::vector<PaintedPiece> pieces = drawing_.paint(items, rects);
+    dirty |= PixelRegion(rects);
+
+    PixelRegion shape(shape_.region());
+    shape -= dirty;
+    shape |= blended;
+    for (PaintedPiece& piece : pieces)
+        makeSolid(piece.image, piece.pixels.x, piece.pixels.y, shape);
+    shape_.set(shape);
+    rememberDrawn(dirty);
+    drawing_.put(*target_, pieces);
+    blend(items, blended);
+}
+
+void LayerCompositor::blend(const std::vector<LayerItem>& items, const PixelRegion& region)
 {
     if (region.isEmpty())
         return;
@@ -326,24 +349,6 @@ void LayerCompositor::blendContents(const std::vector<LayerItem>& items, const P
             drawing_.draw(scratch, item, part);
     }
     drawing_.copy(scratch, *target_, region);
-}
-
-std::vector<PixelRect> LayerCompositor::piecesToPaint(const std::vector<LayerItem>& items,
-                                                      const PixelRegion& dirty) const
-{
-    std::vector<PixelRect> pieces;
-    for (const LayerItem& item : items) {
-        if (item.kind == LayerItemKind::contents)
-            continue;
-        for (const PixelRect& part : item.parts) {
-            PixelRegion needed(part);
-            needed &= dirty;
-            if (!needed.isEmpty())
-                pieces.push_back(needed.bounds());
-        }
-    }
-    joinPieces(pieces);
-    return pieces;
 }
 
 } // namespace nimbrale::x11

@@ -17,7 +17,8 @@ namespace nimbrale::x11 {
 enum class Translucency {
     opaque,     ///< not at all
     composited, ///< by its alpha: a compositing manager blends it
-    cutOut      ///< by its shape, for want of a compositing manager
+    cutOut      ///< by its shape, for want of a compositing manager: what is at least half opaque is there, wholly, and
+                ///< the rest is not. A layer that is faded below half is gone, and shows what lies behind it.
 };
 
 /// Shows a layer tree in a window: draws what was invalidated, each pixel once where nothing has to be blended, and
@@ -31,7 +32,7 @@ public:
     };
 
     /// All must outlive it, the window in the server too. The window is not mapped yet.
-    LayerCompositor(Connection& connection, MainQueue& queue, Layer& root, const Window& window);
+    LayerCompositor(DrawingResources& resources, MainQueue& queue, Layer& root, const Window& window);
     LayerCompositor(const LayerCompositor&) = delete;
     LayerCompositor& operator=(const LayerCompositor&) = delete;
 
@@ -68,12 +69,11 @@ private:
     void setBackground();
     void rememberDrawn(const PixelRegion& region);
     void drawOpaque(const std::vector<LayerItem>& items, const PixelRegion& dirty);
-    void drawSeeThrough(std::vector<LayerItem> items, PixelRegion dirty);
+    void drawComposited(const std::vector<LayerItem>& items, PixelRegion dirty);
+    void drawCutOut(std::vector<LayerItem> items, PixelRegion dirty);
     void drawStack(DrawTarget& target, const std::vector<VisibleItem>& items, const PixelRegion& base,
                    const PixelRegion& region);
-    void blendContents(const std::vector<LayerItem>& items, const PixelRegion& region);
-    [[nodiscard]] std::vector<PixelRect> piecesToPaint(const std::vector<LayerItem>& items,
-                                                       const PixelRegion& dirty) const;
+    void blend(const std::vector<LayerItem>& items, const PixelRegion& region);
 
     Connection& connection_;
     MainQueue& queue_;

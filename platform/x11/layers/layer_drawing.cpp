@@ -1,20 +1,22 @@
 #include "platform/x11/layers/layer_drawing.h"
 
-#include <QPainter>
+#include "platform/x11/layers/layer_painting.h"
 
 #include <algorithm>
 #include <cmath>
+#include <set>
 
 namespace nimbrale::x11 {
 
 namespace {
 
 constexpr std::uint8_t argbDepth = 32;
+constexpr Color transparent{0, 0, 0, 0};
 
 /// Rounded to the 256 steps of a channel first, so that the server and the painter get the same pixel.
 std::uint16_t serverChannel(double value)
 {
-    return std::uint16_t(std::lround(std::clamp(value, 0.0, 1.0) * 255) * 257);
+    return static_cast<std::uint16_t>(std::lround(std::clamp(value, 0.0, 1.0) * 255) * 257);
 }
 
 xcb_render_color_t serverColor(const Color& color, double opacity)
@@ -24,16 +26,11 @@ xcb_render_color_t serverColor(const Color& color, double opacity)
             serverChannel(alpha)};
 }
 
-QColor painterColor(const Color& color)
-{
-    return QColor::fromRgbF(float(color.red), float(color.green), float(color.blue), float(color.alpha));
-}
-
 std::size_t pixelCount(const std::vector<PixelRect>& rects)
 {
     std::size_t count = 0;
     for (const PixelRect& rect : rects)
-        count += std::size_t(rect.width) * std::size_t(rect.height);
+        count += static_cast<std::size_t>(rect.area());
     return count;
 }
 
@@ -42,24 +39,38 @@ void fillRects(Connection& connection, DrawTarget& target, const PixelRegion& re
 {
     const auto rects = region.serverRects(-target.originX, -target.originY);
     if (!rects.empty())
-        xcb_render_fill_rectangles(connection.get(), operation, target.picture(), color, std::uint32_t(rects.size()),
-                                   rects.data());
+        xcb_render_fill_rectangles(connection.get(), operation, target.picture(), color,
+                                   static_cast<std::uint32_t>(rects.size()), rects.data());
 }
 
 void copyRects(Connection& connection, xcb_drawable_t from, int fromX, int fromY, DrawTarget& target,
                const PixelRegion& region)
 {
     for (const PixelRect& rect : region.rects())
-        xcb_copy_area(connection.get(), from, target.drawable(), target.context(), std::int16_t(rect.x - fromX),
-                      std::int16_t(rect.y - fromY), std::int16_t(rect.x - target.originX),
-                      std::int16_t(rect.y - target.originY), std::uint16_t(rect.width), std::uint16_t(rect.height));
+        xcb_copy_area(connection.get(), from, target.drawable(), target.context(),
+                      static_cast<std::int16_t>(rect.x - fromX), static_cast<std::int16_t>(rect.y - fromY),
+                      static_cast<std::int16_t>(rect.x - target.originX),
+                      static_cast<std::int16_t>(rect.y - target.originY), static_cast<std::uint16_t>(rect.width),
+                      static_cast<std::uint16_t>(rect.height));
+}
+
+void collectStorages(const std::vector<LayerItem>& items, std::set<std::uint64_t>& storages)
+{
+    for (const LayerItem& item : items) {
+        if (item.kind == LayerItemKind::contents)
+            storages.insert(item.layer->contents()->storage());
+        collectStorages(item.members, storages);
+    }
 }
 
 } // namespace
 
-LayerDrawing::LayerDrawing(Connection& connection)
-    : connection_(connection), uploader_(connection), surfaces_(connection)
-{}
+LayerDrawing::LayerDrawing(DrawingResources& resources) : resources_(resources), connection_(resources.connection()) {}
+
+LayerDrawing::~LayerDrawing()
+{
+    resources_.surfaces().setShown(this, {});
+}
 
 void LayerDrawing::fill(DrawTarget& target, const PixelRegion& region, const Color& color)
 {
@@ -78,47 +89,100 @@ void LayerDrawing::draw(DrawTarget& target, const LayerItem& item, const PixelRe
     case LayerItemKind::painting:
         drawPainting(target, item, region);
         return;
+    case LayerItemKind::group:
+        drawGroup(target, item, region);
+        return;
     }
 }
 
 void LayerDrawing::drawBackground(DrawTarget& target, const LayerItem& item, const PixelRegion& region)
 {
+    if (item.cornerRadius > 0) {
+        drawGroup(target, item, region);
+        return;
+    }
     const auto operation = item.isOpaque() ? XCB_RENDER_PICT_OP_SRC : XCB_RENDER_PICT_OP_OVER;
     fillRects(connection_, target, region, operation, serverColor(*item.layer->backgroundColor(), item.opacity));
 }
 
 void LayerDrawing::drawContents(DrawTarget& target, const LayerItem& item, const PixelRegion& region)
 {
-    if (item.frame.width <= 0 || item.frame.height <= 0)
+    if (item.contentsRect.isEmpty())
         return;
-    const X11Surface& surface = surfaces_.await(*item.layer->contents());
-    const bool isSameSize = surface.width() == item.frame.width && surface.height() == item.frame.height;
-    if (item.isOpaque() && isSameSize && target.depth() == connection_.screen().root_depth) {
-        copyRects(connection_, surface.pixmap(), item.frame.x, item.frame.y, target, region);
-        return;
+    const Surface& surface = *item.layer->contents();
+    if (item.isOpaque() && item.isPixelForPixel()) {
+        const SurfacePictures::Pixmap pixmap = resources_.surfaces().pixmap(surface);
+        if (pixmap.depth == target.depth()) {
+            copyRects(connection_, pixmap.id, static_cast<int>(item.contentsRect.x),
+                      static_cast<int>(item.contentsRect.y), target, region);
+            return;
+        }
     }
-    const xcb_render_picture_t picture = surfaces_.stretched(surface, item.frame.width, item.frame.height);
-    xcb_render_picture_t mask = XCB_NONE;
-    if (item.opacity < 1) {
-        mask = connection_.newId();
-        xcb_render_create_solid_fill(connection_.get(), mask, {0, 0, 0, serverChannel(item.opacity)});
-    }
-    const auto operation = item.isOpaque() ? XCB_RENDER_PICT_OP_SRC : XCB_RENDER_PICT_OP_OVER;
-    for (const PixelRect& rect : region.rects())
-        xcb_render_composite(connection_.get(), operation, picture, mask, target.picture(),
-                             std::int16_t(rect.x - item.frame.x), std::int16_t(rect.y - item.frame.y), 0, 0,
-                             std::int16_t(rect.x - target.originX), std::int16_t(rect.y - target.originY),
-                             std::uint16_t(rect.width), std::uint16_t(rect.height));
-    if (mask != XCB_NONE)
-        xcb_render_free_picture(connection_.get(), mask);
+    const SurfaceMapping mapping =
+        SurfaceMapping::onto(item.contentsRect, surface.width(), surface.height(), item.layer->isMirrored());
+    composite(target, item, region, resources_.surfaces().picture(surface, mapping), 0, 0);
 }
 
 void LayerDrawing::drawPainting(DrawTarget& target, const LayerItem& item, const PixelRegion& region)
 {
-    const std::vector<PaintedPiece> pieces = paint({item}, region.rects());
-    for (const PaintedPiece& piece : pieces)
-        composite(target, piece, XCB_RENDER_PICT_OP_OVER);
-    uploader_.end();
+    if (item.cornerRadius > 0) {
+        drawGroup(target, item, region);
+        return;
+    }
+    for (const PaintedPiece& piece : paint({item}, region.rects())) {
+        DrawTarget& upload = uploaded(piece);
+        xcb_render_composite(connection_.get(), XCB_RENDER_PICT_OP_OVER, upload.picture(), XCB_NONE, target.picture(),
+                             0, 0, 0, 0, static_cast<std::int16_t>(piece.pixels.x - target.originX),
+                             static_cast<std::int16_t>(piece.pixels.y - target.originY),
+                             static_cast<std::uint16_t>(piece.pixels.width),
+                             static_cast<std::uint16_t>(piece.pixels.height));
+    }
+    resources_.uploader().end();
+}
+
+void LayerDrawing::drawGroup(DrawTarget& target, const LayerItem& item, const PixelRegion& region)
+{
+    DrawTarget& scratch = resources_.scratch(DrawingResources::Scratch::group, argbDepth, connection_.argbFormat(),
+                                             region.bounds(), groupLevel_);
+    ++groupLevel_;
+    fill(scratch, region, transparent);
+    if (item.kind == LayerItemKind::group) {
+        for (const LayerItem& member : item.members) {
+            PixelRegion part = member.region();
+            part &= region;
+            if (!part.isEmpty())
+                draw(scratch, member, part);
+        }
+    } else {
+        LayerItem plain = item;
+        plain.opacity = 1;
+        plain.cornerRadius = 0;
+        draw(scratch, plain, region);
+    }
+    --groupLevel_;
+    composite(target, item, region, scratch.picture(), scratch.originX, scratch.originY);
+}
+
+void LayerDrawing::composite(DrawTarget& target, const LayerItem& item, const PixelRegion& region,
+                             xcb_render_picture_t picture, int fromX, int fromY)
+{
+    OwnedPicture opacity;
+    xcb_render_picture_t mask = XCB_NONE;
+    if (item.cornerRadius > 0) {
+        mask = resources_.masks().mask(item.frame.width, item.frame.height, item.cornerRadius, item.opacity);
+    } else if (item.opacity < 1) {
+        opacity = OwnedPicture(connection_, connection_.newId());
+        xcb_render_create_solid_fill(connection_.get(), opacity.get(), {0, 0, 0, serverChannel(item.opacity)});
+        mask = opacity.get();
+    }
+    const auto operation = item.isOpaque() ? XCB_RENDER_PICT_OP_SRC : XCB_RENDER_PICT_OP_OVER;
+    for (const PixelRect& rect : region.rects())
+        xcb_render_composite(
+            connection_.get(), operation, picture, mask, target.picture(), static_cast<std::int16_t>(rect.x - fromX),
+            static_cast<std::int16_t>(rect.y - fromY), static_cast<std::int16_t>(rect.x - item.frame.x),
+            static_cast<std::int16_t>(rect.y - item.frame.y), static_cast<std::int16_t>(rect.x - target.originX),
+            static_cast<std::int16_t>(rect.y - target.originY), static_cast<std::uint16_t>(rect.width),
+            static_cast<std::uint16_t>(rect.height));
 }
 
 void LayerDrawing::copy(const DrawTarget& from, DrawTarget& to, const PixelRegion& region)
@@ -128,99 +192,55 @@ void LayerDrawing::copy(const DrawTarget& from, DrawTarget& to, const PixelRegio
 
 std::vector<PaintedPiece> LayerDrawing::paint(const std::vector<LayerItem>& items, const std::vector<PixelRect>& pieces)
 {
-    uploader_.begin(pixelCount(pieces));
+    ImageUploader& uploader = resources_.uploader();
+    uploader.begin(pixelCount(pieces));
     std::vector<PaintedPiece> painted;
     painted.reserve(pieces.size());
     for (const PixelRect& pixels : pieces) {
-        QImage image = uploader_.image(pixels.width, pixels.height);
-        bool isEmpty = true;
-        for (const LayerItem& item : items) {
-            if (item.kind == LayerItemKind::contents)
-                continue;
-            if (isEmpty && item.opacity >= 1) {
-                paintItem(image, pixels, item);
-            } else {
-                // A painter may replace pixels instead of blending them, and knows nothing of its layer's opacity.
-                QImage apart(image.size(), image.format());
-                apart.fill(Qt::transparent);
-                paintItem(apart, pixels, item);
-                QPainter blender(&image);
-                blender.setOpacity(item.opacity);
-                blender.drawImage(0, 0, apart);
-            }
-            isEmpty = false;
-        }
+        QImage image = uploader.image(pixels.width, pixels.height);
+        paintItems(image, pixels.x, pixels.y, items, scale_);
         painted.push_back({pixels, std::move(image)});
     }
     return painted;
 }
 
-void LayerDrawing::paintItem(QImage& image, const PixelRect& pixels, const LayerItem& item) const
-{
-    QPainter painter(&image);
-    painter.translate(-pixels.x, -pixels.y);
-    if (item.kind == LayerItemKind::background) {
-        painter.setCompositionMode(QPainter::CompositionMode_Source);
-        painter.fillRect(item.frame.x, item.frame.y, item.frame.width, item.frame.height,
-                         painterColor(*item.layer->backgroundColor()));
-        return;
-    }
-    painter.scale(scale_, scale_);
-    painter.translate(item.origin.x, item.origin.y);
-    const Rect dirty{pixels.x / scale_ - item.origin.x, pixels.y / scale_ - item.origin.y, pixels.width / scale_,
-                     pixels.height / scale_};
-    item.layer->painter()(painter, dirty);
-}
-
 void LayerDrawing::put(DrawTarget& target, const std::vector<PaintedPiece>& pieces)
 {
     for (const PaintedPiece& piece : pieces) {
-        if (target.depth() == argbDepth)
-            uploader_.put(piece.image, target.drawable(), target.context(), piece.pixels.x - target.originX,
-                          piece.pixels.y - target.originY);
-        else
-            composite(target, piece, XCB_RENDER_PICT_OP_SRC);
+        const int x = piece.pixels.x - target.originX;
+        const int y = piece.pixels.y - target.originY;
+        if (target.depth() == argbDepth) {
+            resources_.uploader().put(piece.image, target.drawable(), argbDepth, target.context(), x, y);
+            continue;
+        }
+        DrawTarget& upload = uploaded(piece);
+        xcb_render_composite(connection_.get(), XCB_RENDER_PICT_OP_SRC, upload.picture(), XCB_NONE, target.picture(), 0,
+                             0, 0, 0, static_cast<std::int16_t>(x), static_cast<std::int16_t>(y),
+                             static_cast<std::uint16_t>(piece.pixels.width),
+                             static_cast<std::uint16_t>(piece.pixels.height));
     }
-    uploader_.end();
+    resources_.uploader().end();
 }
 
-void LayerDrawing::composite(DrawTarget& target, const PaintedPiece& piece, std::uint8_t operation)
+DrawTarget& LayerDrawing::uploaded(const PaintedPiece& piece)
 {
-    const PixelRect& pixels = piece.pixels;
-    DrawTarget& upload = grown(upload_, argbDepth, connection_.argbFormat(), pixels.width, pixels.height);
-    uploader_.put(piece.image, upload.drawable(), upload.context(), 0, 0);
-    xcb_render_composite(connection_.get(), operation, upload.picture(), XCB_NONE, target.picture(), 0, 0, 0, 0,
-                         std::int16_t(pixels.x - target.originX), std::int16_t(pixels.y - target.originY),
-                         std::uint16_t(pixels.width), std::uint16_t(pixels.height));
+    DrawTarget& upload =
+        resources_.scratch(DrawingResources::Scratch::upload, argbDepth, connection_.argbFormat(), piece.pixels);
+    resources_.uploader().put(piece.image, upload.drawable(), argbDepth, upload.context(), 0, 0);
+    return upload;
 }
 
 DrawTarget& LayerDrawing::scratchFor(const DrawTarget& target, const PixelRect& pixels)
 {
-    DrawTarget& scratch = grown(scratch_, target.depth(), target.format(), pixels.width, pixels.height);
-    scratch.originX = pixels.x;
-    scratch.originY = pixels.y;
-    return scratch;
-}
-
-DrawTarget& LayerDrawing::grown(std::unique_ptr<DrawTarget>& pixmap, std::uint8_t depth, xcb_render_pictformat_t format,
-                                int width, int height)
-{
-    if (pixmap && pixmap->width() >= width && pixmap->height() >= height)
-        return *pixmap;
-    const int newWidth = std::max(width, pixmap ? pixmap->width() : 0);
-    const int newHeight = std::max(height, pixmap ? pixmap->height() : 0);
-    pixmap = DrawTarget::pixmap(connection_, depth, format, newWidth, newHeight);
-    return *pixmap;
+    return resources_.scratch(DrawingResources::Scratch::window, target.depth(), target.format(), pixels);
 }
 
 void LayerDrawing::forgetSurfacesExceptOf(const std::vector<LayerItem>& items)
 {
+    resources_.keep();
     std::set<std::uint64_t> shown;
-    for (const LayerItem& item : items) {
-        if (item.kind == LayerItemKind::contents)
-            shown.insert(item.layer->contents()->storage());
-    }
-    surfaces_.keepOnly(shown);
+    collectStorages(items, shown);
+    resources_.surfaces().setShown(this, std::move(shown));
 }
 
 } // namespace nimbrale::x11

@@ -1,14 +1,12 @@
 #pragma once
 
 #include "platform/x11/layers/draw_target.h"
+#include "platform/x11/layers/drawing_resources.h"
 #include "platform/x11/layers/layer_items.h"
 #include "platform/x11/server/pixel_region.h"
-#include "platform/x11/surfaces/image_uploader.h"
-#include "platform/x11/surfaces/surface_pictures.h"
 
 #include <QImage>
 
-#include <memory>
 #include <vector>
 
 namespace nimbrale::x11 {
@@ -23,8 +21,11 @@ struct PaintedPiece {
 /// target's origin says where they lie in it. Main thread only.
 class LayerDrawing {
 public:
-    /// `connection` must outlive it.
-    explicit LayerDrawing(Connection& connection);
+    /// `resources` must outlive it.
+    explicit LayerDrawing(DrawingResources& resources);
+    ~LayerDrawing();
+    LayerDrawing(const LayerDrawing&) = delete;
+    LayerDrawing& operator=(const LayerDrawing&) = delete;
 
     /// Pixels per point.
     void setScale(double scale) { scale_ = scale; }
@@ -34,7 +35,7 @@ public:
     void draw(DrawTarget& target, const LayerItem& item, const PixelRegion& region);
     void copy(const DrawTarget& from, DrawTarget& to, const PixelRegion& region);
 
-    /// Paints backgrounds and paintings, back to front, over transparency.
+    /// Paints items in this process, back to front, over transparency.
     [[nodiscard]] std::vector<PaintedPiece> paint(const std::vector<LayerItem>& items,
                                                   const std::vector<PixelRect>& pieces);
     /// Replaces the rectangles by what was painted; nothing more may be put from the pieces then.
@@ -46,20 +47,19 @@ public:
     void forgetSurfacesExceptOf(const std::vector<LayerItem>& items);
 
 private:
-    void drawContents(DrawTarget& target, const LayerItem& item, const PixelRegion& region);
     void drawBackground(DrawTarget& target, const LayerItem& item, const PixelRegion& region);
+    void drawContents(DrawTarget& target, const LayerItem& item, const PixelRegion& region);
     void drawPainting(DrawTarget& target, const LayerItem& item, const PixelRegion& region);
-    void composite(DrawTarget& target, const PaintedPiece& piece, std::uint8_t operation);
-    void paintItem(QImage& image, const PixelRect& pixels, const LayerItem& item) const;
-    [[nodiscard]] DrawTarget& grown(std::unique_ptr<DrawTarget>& pixmap, std::uint8_t depth,
-                                    xcb_render_pictformat_t format, int width, int height);
+    void drawGroup(DrawTarget& target, const LayerItem& item, const PixelRegion& region);
+    /// Through the item's shape and opacity. Pixel (x, y) of the window shows `picture`'s at (x - fromX, y - fromY).
+    void composite(DrawTarget& target, const LayerItem& item, const PixelRegion& region, xcb_render_picture_t picture,
+                   int fromX, int fromY);
+    [[nodiscard]] DrawTarget& uploaded(const PaintedPiece& piece);
 
+    DrawingResources& resources_;
     Connection& connection_;
     double scale_ = 1;
-    ImageUploader uploader_;
-    SurfacePictures surfaces_;
-    std::unique_ptr<DrawTarget> scratch_;
-    std::unique_ptr<DrawTarget> upload_;
+    int groupLevel_ = 0;
 };
 
 } // namespace nimbrale::x11

@@ -1,6 +1,8 @@
 #include "platform/x11/layers/layer_items.h"
 
+#include <algorithm>
 #include <cmath>
+#include <utility>
 
 namespace nimbrale::x11 {
 
@@ -15,25 +17,112 @@ PixelRect nearestPixels(const Rect& points, double scale)
     return {left, top, int(std::lround(points.maxX() * scale)) - left, int(std::lround(points.maxY() * scale)) - top};
 }
 
-void flatten(const Layer& layer, Point origin, double opacity, double scale, std::vector<LayerItem>& items)
+/// A layer in the window, and the items made of it so far.
+struct Flattened {
+    LayerItem base;
+    std::vector<LayerItem> items;
+};
+
+void clipItems(std::vector<LayerItem>& items, const PixelRect& clip)
 {
-    opacity *= layer.opacity();
-    if (layer.isHidden() || opacity <= 0)
-        return;
-    const Rect frame{origin.x, origin.y, layer.frame().width, layer.frame().height};
-    const PixelRect pixels = nearestPixels(frame, scale);
-    if (layer.backgroundColor() && layer.backgroundColor()->alpha > 0)
-        items.push_back({LayerItemKind::background, &layer, origin, pixels, {pixels}, opacity});
-    if (layer.contents())
-        items.push_back({LayerItemKind::contents, &layer, origin, pixels, {pixels}, opacity});
-    if (layer.painter()) {
-        std::vector<PixelRect> parts;
-        for (const Rect& part : layer.coverage())
-            parts.push_back(outwardPixels(part.movedBy(origin.x, origin.y), scale));
-        items.push_back({LayerItemKind::painting, &layer, origin, pixels, std::move(parts), opacity});
+    for (LayerItem& item : items) {
+        item.clip = item.clip ? item.clip->intersectedWith(clip) : clip;
+        for (PixelRect& part : item.parts)
+            part = part.intersectedWith(clip);
+        std::erase_if(item.parts, [](const PixelRect& part) { return part.isEmpty(); });
+        clipItems(item.members, clip);
     }
-    for (const Layer* const sublayer : layer.sublayersInOrder())
-        flatten(*sublayer, {origin.x + sublayer->frame().x, origin.y + sublayer->frame().y}, opacity, scale, items);
+    std::erase_if(items, [](const LayerItem& item) { return item.parts.empty(); });
+}
+
+/// One item that stands for all of them.
+LayerItem groupOf(const LayerItem& base, std::vector<LayerItem> members)
+{
+    LayerItem group = base;
+    group.kind = LayerItemKind::group;
+    PixelRegion region;
+    for (const LayerItem& member : members)
+        region |= member.region();
+    group.parts = region.rects();
+    group.members = std::move(members);
+    return group;
+}
+
+void roundCorners(Flattened& layer, double radius)
+{
+    if (layer.items.empty())
+        return;
+    // Rounding each for itself would let what lies behind shine through where two smoothed edges meet.
+    if (layer.items.size() > 1 || layer.items.front().frame != layer.base.frame || layer.items.front().cornerRadius > 0)
+        layer.items = {groupOf(layer.base, std::move(layer.items))};
+    layer.items.front().cornerRadius = radius;
+}
+
+void fade(Flattened& layer, double opacity)
+{
+    if (layer.items.size() > 1)
+        layer.items = {groupOf(layer.base, std::move(layer.items))};
+    for (LayerItem& item : layer.items)
+        item.opacity *= opacity;
+}
+
+LayerItem itemOf(const Flattened& layer, LayerItemKind kind)
+{
+    LayerItem item = layer.base;
+    item.kind = kind;
+    return item;
+}
+
+void addOwnItems(const Layer& layer, double scale, Flattened& flattened)
+{
+    const Point origin = flattened.base.origin;
+    const PixelRect& frame = flattened.base.frame;
+    if (layer.backgroundColor() && layer.backgroundColor()->alpha > 0)
+        flattened.items.push_back(itemOf(flattened, LayerItemKind::background));
+    if (layer.contents()) {
+        LayerItem item = itemOf(flattened, LayerItemKind::contents);
+        item.contentsRect =
+            layer.contentsRectIn({double(frame.x), double(frame.y), double(frame.width), double(frame.height)});
+        flattened.items.push_back(std::move(item));
+    }
+    if (layer.painter()) {
+        LayerItem item = itemOf(flattened, LayerItemKind::painting);
+        item.parts.clear();
+        for (const Rect& part : layer.coverage())
+            item.parts.push_back(outwardPixels(part.movedBy(origin.x, origin.y), scale));
+        flattened.items.push_back(std::move(item));
+    }
+}
+
+std::vector<LayerItem> flatten(const Layer& layer, Point origin, double scale)
+{
+    if (layer.isHidden() || layer.opacity() <= 0)
+        return {};
+    Flattened flattened;
+    LayerItem& base = flattened.base;
+    base.layer = &layer;
+    base.origin = origin;
+    base.frame = nearestPixels({origin.x, origin.y, layer.frame().width, layer.frame().height}, scale);
+    base.parts = {base.frame};
+    addOwnItems(layer, scale, flattened);
+
+    const double shorterSide = std::min(layer.frame().width, layer.frame().height);
+    const double radius = std::clamp(layer.cornerRadius(), 0.0, std::max(shorterSide, 0.0) / 2) * scale;
+    if (radius > 0 && !layer.masksToBounds())
+        roundCorners(flattened, radius);
+    for (const Layer* const sublayer : layer.sublayersInOrder()) {
+        std::vector<LayerItem> inner =
+            flatten(*sublayer, {origin.x + sublayer->frame().x, origin.y + sublayer->frame().y}, scale);
+        std::move(inner.begin(), inner.end(), std::back_inserter(flattened.items));
+    }
+    if (layer.masksToBounds()) {
+        clipItems(flattened.items, base.frame);
+        if (radius > 0)
+            roundCorners(flattened, radius);
+    }
+    if (layer.opacity() < 1)
+        fade(flattened, layer.opacity());
+    return std::move(flattened.items);
 }
 
 } // namespace
@@ -48,17 +137,50 @@ PixelRegion LayerItem::region() const
 
 bool LayerItem::isOpaque() const
 {
-    if (opacity < 1 || kind == LayerItemKind::painting)
+    if (opacity < 1 || cornerRadius > 0)
         return false;
-    return kind == LayerItemKind::contents || layer->backgroundColor()->alpha >= 1;
+    switch (kind) {
+    case LayerItemKind::background:
+        return layer->backgroundColor()->alpha >= 1;
+    case LayerItemKind::contents:
+        return layer->contents()->alpha() == SurfaceAlpha::opaque;
+    case LayerItemKind::painting:
+    case LayerItemKind::group:
+        return false;
+    }
+    return false;
+}
+
+bool LayerItem::isPixelForPixel() const
+{
+    const Surface& surface = *layer->contents();
+    return !layer->isMirrored() && contentsRect.width == surface.width() && contentsRect.height == surface.height() &&
+           contentsRect.x == std::floor(contentsRect.x) && contentsRect.y == std::floor(contentsRect.y);
 }
 
 std::vector<LayerItem> flattenLayers(const Layer& root, double scale)
 {
-    std::vector<LayerItem> items;
     // The root fills its window whatever its frame's origin says.
-    flatten(root, {0, 0}, 1, scale, items);
-    return items;
+    return flatten(root, {0, 0}, scale);
+}
+
+void growByFilter(const std::vector<LayerItem>& items, PixelRegion& dirty)
+{
+    for (const LayerItem& item : items) {
+        growByFilter(item.members, dirty);
+        if (item.kind != LayerItemKind::contents || item.isPixelForPixel())
+            continue;
+        const Surface& surface = *item.layer->contents();
+        const int reach = 1 + int(std::ceil(std::max(item.contentsRect.width / surface.width(),
+                                                     item.contentsRect.height / surface.height())));
+        PixelRegion inside = item.region();
+        inside &= dirty;
+        PixelRegion grown;
+        for (const PixelRect& rect : inside.rects())
+            grown.add(rect.x - reach, rect.y - reach, rect.width + 2 * reach, rect.height + 2 * reach);
+        grown &= item.region();
+        dirty |= grown;
+    }
 }
 
 PixelRect outwardPixels(const Rect& points, double scale)

@@ -3,11 +3,17 @@
 #include "platform/layer.h"
 #include "platform/x11/server/pixel_region.h"
 
+#include <optional>
 #include <vector>
 
 namespace nimbrale::x11 {
 
-enum class LayerItemKind { background, contents, painting };
+enum class LayerItemKind {
+    background,
+    contents,
+    painting,
+    group ///< items that are put together first and then drawn as one
+};
 
 /// One part of a layer as it lies in its host's window: what a drawing pass deals with. Valid until the tree changes.
 struct LayerItem {
@@ -19,16 +25,29 @@ struct LayerItem {
     PixelRect frame;
     /// Where the item may be other than transparent, in pixels of the window.
     std::vector<PixelRect> parts;
-    /// Its own and those of all layers that it lies in.
+    /// What the layers around it leave of it; the parts lie in it.
+    std::optional<PixelRect> clip;
     double opacity = 1;
+    /// Of the frame, in pixels: what lies outside of the rounded rectangle is not drawn. 0 for a plain rectangle.
+    double cornerRadius = 0;
+    /// Of contents: where the whole surface lies, in pixels of the window.
+    Rect contentsRect;
+    /// Of a group, back to front.
+    std::vector<LayerItem> members;
 
     [[nodiscard]] PixelRegion region() const;
     /// Hides everything behind its parts.
     [[nodiscard]] bool isOpaque() const;
+    /// Whether every pixel of the surface lies on one of the window, unflipped.
+    [[nodiscard]] bool isPixelForPixel() const;
 };
 
 /// The visible parts of a tree, back to front. `scale` is pixels per point.
 [[nodiscard]] std::vector<LayerItem> flattenLayers(const Layer& root, double scale);
+
+/// Adds what filters draw beyond the pixels that changed: a scaled picture mixes neighbouring pixels, so that what is
+/// dirty in one reaches as far as the filter does.
+void growByFilter(const std::vector<LayerItem>& items, PixelRegion& dirty);
 
 /// The smallest rectangle of whole pixels around a rectangle in points. What sticks out by no more than the inexactness
 /// of the arithmetic does not count.

@@ -1,5 +1,7 @@
 #include "platform/x11/layers/window_shape.h"
 
+#include "platform/x11/layers/corner_masks.h"
+
 #include <algorithm>
 
 namespace nimbrale::x11 {
@@ -95,6 +97,15 @@ void makeSolid(QImage& premultiplied, int x, int y, PixelRegion& solid)
     }
     closeBand(premultiplied.height());
     solid |= PixelRegion(boxes);
+}
+
+PixelRegion roundedRegion(const PixelRect& rect, double radius)
+{
+    QImage mask(rect.width, rect.height, QImage::Format_ARGB32_Premultiplied);
+    paintCornerMask(mask, radius, 1);
+    PixelRegion inside;
+    makeSolid(mask, rect.x, rect.y, inside);
+    return inside;
 }
 
 } // namespace nimbrale::x11

@@ -41,4 +41,7 @@ private:
 /// (x, y), to `solid`. The other pixels keep what they have.
 void makeSolid(QImage& premultiplied, int x, int y, PixelRegion& solid);
 
+/// The pixels of a rounded rectangle that are at least half inside of it.
+[[nodiscard]] PixelRegion roundedRegion(const PixelRect& rect, double radius);
+
 } // namespace nimbrale::x11

@@ -27,7 +27,7 @@ X11Panel::X11Panel(PanelContext& context, const PanelOptions& options)
     : context_(context), style_(options.style), level_(options.level), frame_(options.frame),
       scale_(context.screens.space().scaleAt(options.frame)), pixels_(windowPixels(context.screens, options.frame)),
       window_(context.connection, options.style, pixels_),
-      compositor_(context.connection, context.queue, root_, {window_.id(), window_.depth(), window_.format()})
+      compositor_(context.drawing, context.queue, root_, {window_.id(), window_.depth(), window_.format()})
 {
     window_.setTitle(options.title);
     compositor_.didConfigure(pixels_.width, pixels_.height, scale_, 0, 0);

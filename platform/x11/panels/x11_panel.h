@@ -26,6 +26,7 @@ struct PanelContext {
     X11Screens& screens;
     MainQueue& queue;
     CompositingWatcher& compositing;
+    DrawingResources& drawing;
     PanelStack& stack;
     CursorTheme& cursors;
     ModifierKeys& modifiers;

@@ -6,12 +6,14 @@ namespace nimbrale::x11 {
 
 struct X11Panels::Impl {
     Impl(Connection& connection, EventDispatcher& events, X11Screens& screens, MainQueue& queue)
-        : compositing(connection, events), stack(connection, events, queue), cursors(connection),
-          modifiers(connection, events), context{connection,  events, screens, queue,
-                                                 compositing, stack,  cursors, modifiers}
+        : compositing(connection, events), drawing(connection, queue), stack(connection, events, queue),
+          cursors(connection),
+          modifiers(connection, events), context{connection, events, screens, queue,    compositing,
+                                                 drawing,    stack,  cursors, modifiers}
     {}
 
     CompositingWatcher compositing;
+    DrawingResources drawing;
     PanelStack stack;
     CursorTheme cursors;
     ModifierKeys modifiers;

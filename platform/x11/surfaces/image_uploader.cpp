@@ -129,41 +129,59 @@ void ImageUploader::begin(std::size_t pixelCount)
     sharesMemory_ = buffer->isShared();
 }
 
-QImage ImageUploader::image(int width, int height)
+QImage ImageUploader::image(int width, int height, QImage::Format format)
 {
-    uchar* const pixels = buffers_[current_]->data() + used_;
-    const std::size_t bytes = std::size_t(width) * std::size_t(height) * bytesPerPixel;
-    used_ += bytes;
-    std::memset(pixels, 0, bytes);
-    return {pixels, width, height, qsizetype(width) * qsizetype(bytesPerPixel), QImage::Format_ARGB32_Premultiplied};
+    QImage image = unclearedImage(width, height, format);
+    std::memset(image.bits(), 0, static_cast<std::size_t>(image.sizeInBytes()));
+    return image;
 }
 
-void ImageUploader::put(const QImage& image, xcb_drawable_t target, xcb_gcontext_t context, int x, int y)
+QImage ImageUploader::unclearedImage(int width, int height, QImage::Format format)
 {
-    constexpr std::uint8_t depth = 32;
+    // The server takes rows of whole 32-bit words, as the toolkit makes them.
+    const int bitsPerRow = width * QImage::toPixelFormat(format).bitsPerPixel();
+    const std::size_t rowBytes = static_cast<std::size_t>((bitsPerRow + 31) / 32) * 4;
+    uchar* const pixels = buffers_[current_]->data() + used_;
+    used_ += rowBytes * static_cast<std::size_t>(height);
+    return {pixels, width, height, static_cast<qsizetype>(rowBytes), format};
+}
+
+void ImageUploader::put(const QImage& image, xcb_drawable_t target, std::uint8_t depth, xcb_gcontext_t context, int x,
+                        int y)
+{
     Buffer& buffer = *buffers_[current_];
-    const auto width = std::uint16_t(image.width());
+    const auto width = static_cast<std::uint16_t>(image.width());
     if (buffer.isShared()) {
-        const auto offset = std::uint32_t(image.constBits() - buffer.data());
-        const auto height = std::uint16_t(image.height());
-        xcb_shm_put_image(connection_.get(), target, context, width, height, 0, 0, width, height, std::int16_t(x),
-                          std::int16_t(y), depth, XCB_IMAGE_FORMAT_Z_PIXMAP, 0, buffer.segment(), offset);
+        const auto offset = static_cast<std::uint32_t>(image.constBits() - buffer.data());
+        const auto height = static_cast<std::uint16_t>(image.height());
+        xcb_shm_put_image(connection_.get(), target, context, width, height, 0, 0, width, height,
+                          static_cast<std::int16_t>(x), static_cast<std::int16_t>(y), depth, XCB_IMAGE_FORMAT_Z_PIXMAP,
+                          0, buffer.segment(), offset);
         return;
     }
     constexpr std::uint32_t headerBytes = 64;
     const std::uint32_t most = xcb_get_maximum_request_length(connection_.get()) * 4 - headerBytes;
-    const int rowsAtOnce = std::max(1, int(most / std::uint32_t(image.bytesPerLine())));
+    const auto rowBytes = static_cast<std::uint32_t>(image.bytesPerLine());
+    const int rowsAtOnce = std::max(1, static_cast<int>(most / rowBytes));
     for (int row = 0; row < image.height(); row += rowsAtOnce) {
         const int rows = std::min(rowsAtOnce, image.height() - row);
-        xcb_put_image(connection_.get(), XCB_IMAGE_FORMAT_Z_PIXMAP, target, context, width, std::uint16_t(rows),
-                      std::int16_t(x), std::int16_t(y + row), 0, depth,
-                      std::uint32_t(rows) * std::uint32_t(image.bytesPerLine()), image.constScanLine(row));
+        xcb_put_image(connection_.get(), XCB_IMAGE_FORMAT_Z_PIXMAP, target, context, width,
+                      static_cast<std::uint16_t>(rows), static_cast<std::int16_t>(x),
+                      static_cast<std::int16_t>(y + row), 0, depth, static_cast<std::uint32_t>(rows) * rowBytes,
+                      image.constScanLine(row));
     }
 }
 
 void ImageUploader::end()
 {
     buffers_[current_]->markRead();
+}
+
+void ImageUploader::trim()
+{
+    // The server reads in the order of the requests: what it has not read yet, it reads before it hears of the end.
+    for (auto& buffer : buffers_)
+        buffer.reset();
 }
 
 } // namespace nimbrale::x11

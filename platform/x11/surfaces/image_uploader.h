@@ -26,13 +26,17 @@ public:
 
     /// Begins a batch whose pictures have so many pixels together.
     void begin(std::size_t pixelCount);
-    /// The batch's next picture, transparent, premultiplied. It points into memory that lasts until the next batch but
-    /// one.
-    [[nodiscard]] QImage image(int width, int height);
-    /// Copies a picture of this batch to a place in a drawable of depth 32.
-    void put(const QImage& image, xcb_drawable_t target, xcb_gcontext_t context, int x, int y);
+    /// The batch's next picture, cleared to zero. It points into memory that lasts until the next batch but one. A
+    /// pixel has 8 bits (Alpha8, for drawables of depth 8) or 32 (for depth 24 or 32).
+    [[nodiscard]] QImage image(int width, int height, QImage::Format format = QImage::Format_ARGB32_Premultiplied);
+    /// The same, with whatever is there.
+    [[nodiscard]] QImage unclearedImage(int width, int height, QImage::Format format);
+    /// Copies a picture of this batch to a position in a drawable.
+    void put(const QImage& image, xcb_drawable_t target, std::uint8_t depth, xcb_gcontext_t context, int x, int y);
     /// Nothing more is put from this batch.
     void end();
+    /// Gives the memory back, between batches.
+    void trim();
 
 private:
     class Buffer;
