@@ -64,57 +64,6 @@ TEST_F(X11LayersTest, aSurfaceOfTwoPixelsAPointIsExactAtScaleTwo)
     EXPECT_TRUE(imagesMatch(pictureOf({0, 0, 128, 96}), picture));
 }
 
-TEST_F(X11LayersTest, aSurfaceOfTheDisplaysPixelsIsExactAtFractionalScales)
-{
-    for (const auto& [dots, size] : {std::pair{120, QSize(80, 60)}, std::pair{144, QSize(96, 72)}}) {
-        Options options;
-        options.dotsPerInch = dots;
-        startDesktop(options);
-        if (IsSkipped())
-            return;
-        const QImage picture = noise(size, 4);
-        const auto panel = showOpaque();
-        EXPECT_EQ(panel->backingScaleFactor(), dots / 96.0);
-        const auto layer = addLayer(panel->rootLayer(), {0, 0, 64, 48});
-        layer->setContents(surfaceOf(picture));
-        EXPECT_TRUE(imagesMatch(pictureOf(QRect(QPoint(), size)), picture)) << dots;
-        layer->setContents(bufferSurfaceOf(picture));
-        EXPECT_TRUE(imagesMatch(pictureOf(QRect(QPoint(), size)), picture)) << dots;
-        TearDown();
-    }
-}
-
-TEST_F(X11LayersTest, guidesAtFractionalPlacesAreSmoothAndLeaveNothingBehindWhenTheyMove)
-{
-    for (const int dots : {96, 120, 144}) {
-        Options options;
-        options.dotsPerInch = dots;
-        startDesktop(options);
-        if (IsSkipped())
-            return;
-        const double scale = dots / 96.0;
-        const auto panel = showOpaque();
-        Layer& root = panel->rootLayer();
-        const auto guide = addLayer(root, {0, 0, 64, 48});
-        for (const double x : {10.0, 10.4, 21.3, 33.333, 5.1}) {
-            const std::vector<Rect> before = guide->coverage();
-            const Rect line{x, 3.2, 1, 40.5};
-            PaintedRects{{{line, Qt::green}}}.applyTo(*guide);
-            for (const Rect& given : before)
-                guide->setNeedsDisplay(given);
-            guide->setNeedsDisplay(line);
-
-            QImage expected = filled(pixelsOf({0, 0, 64, 48}, scale).size(), Qt::black);
-            QPainter painter(&expected);
-            painter.scale(scale, scale);
-            painter.fillRect(QRectF(line.x, line.y, line.width, line.height), Qt::green);
-            painter.end();
-            EXPECT_TRUE(imagesMatch(pictureOf(expected.rect()), expected)) << x << " at " << scale;
-        }
-        TearDown();
-    }
-}
-
 TEST_F(X11LayersTest, aSurfaceIsStretchedToTheLayerUpToItsEdges)
 {
     startDesktop({});
