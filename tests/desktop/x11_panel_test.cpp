@@ -96,7 +96,8 @@ TEST_F(X11PanelTest, doesNotFightAtFullSpeedWithAProgramThatWantsTheSame)
     ASSERT_EQ(own.size(), 1U);
     int corrections = 0;
     const auto counter = host->events->add({XCB_CONFIGURE_NOTIFY}, [&](const auto& event) {
-        if (x11::eventAs<xcb_configure_notify_event_t>(event).window == own.front())
+        const auto& configure = x11::eventAs<xcb_configure_notify_event_t>(event);
+        if (configure.event == host->connection->root() && configure.window == own.front())
             ++corrections;
     });
     const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(1500);

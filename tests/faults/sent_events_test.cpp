@@ -1,9 +1,6 @@
 // Events that another client made up and sent to the real application: nothing of it happened.
 
-#include "tests/support/application.h"
-#include "tests/support/image_compare.h"
-#include "tests/support/scene.h"
-#include "tests/support/x_reply.h"
+#include "tests/faults/other_clients_fixture.h"
 
 #include <array>
 #include <cstring>
@@ -15,8 +12,6 @@
 namespace nimbrale::test {
 namespace {
 
-constexpr QRect region(100, 100, 400, 300);
-const QColor frameYellow(255, 214, 10);
 const QColor privateColor(200, 20, 180);
 const QColor coverColor(20, 160, 90);
 
@@ -32,61 +27,12 @@ EventBytes bytesOf(const Event& event)
     return bytes;
 }
 
-class SentEventsTest : public testing::Test {
+class SentEventsTest : public OtherClientsTest {
 protected:
-    void SetUp() override
-    {
-        std::string reason;
-        desktop = PrivateDesktop::start({}, reason);
-        if (!desktop)
-            GTEST_SKIP() << reason;
-        desktop->setBackground(QColor(30, 60, 90));
-        scene = Scene::start(*desktop);
-        ASSERT_TRUE(scene);
-        scene->add("content", {.geometry = {60, 60, 520, 420}, .seed = 7});
-        const std::vector<xcb_window_t> before = topLevels();
-        application = Application::start(*desktop, {.region = region}, reason);
-        ASSERT_TRUE(application) << reason;
-        ASSERT_TRUE(application->waitForVirtualDisplay(region.size()));
-        ASSERT_TRUE(desktop->waitForPixel(region.x() - 2, region.y() + 150, frameYellow, Milliseconds{5000}));
-        for (const xcb_window_t window : topLevels()) {
-            if (std::find(before.begin(), before.end(), window) == before.end())
-                ownWindows.push_back(window);
-        }
-        ASSERT_FALSE(ownWindows.empty());
-    }
-
-    [[nodiscard]] std::vector<xcb_window_t> topLevels() const
-    {
-        xcb_connection_t* const raw = desktop->connection();
-        const Reply<xcb_query_tree_reply_t> tree(
-            xcb_query_tree_reply(raw, xcb_query_tree(raw, desktop->screen().root), nullptr));
-        const xcb_window_t* const children = xcb_query_tree_children(tree.get());
-        return {children, children + xcb_query_tree_children_length(tree.get())};
-    }
-
     void send(xcb_window_t window, std::uint32_t mask, const EventBytes& event) const
     {
         xcb_discard_reply(desktop->connection(),
                           xcb_send_event_checked(desktop->connection(), 0, window, mask, event.data()).sequence);
-    }
-
-    [[nodiscard]] QRect sharedPlace() const
-    {
-        const auto monitor = desktop->monitorNamed("Nimbrale");
-        return monitor ? monitor->geometry : QRect();
-    }
-
-    [[nodiscard]] bool showsWhatIsFramed(const QRect& framed) const
-    {
-        // The pointer is in no screenshot, but it is in the share; the frame's controls reach into the framed area.
-        desktop->movePointer({1200, 700});
-        constexpr int controlRoom = 20;
-        const QRect inside(controlRoom, controlRoom, framed.width() - 2 * controlRoom,
-                           framed.height() - 2 * controlRoom);
-        return waitUntil(
-            [&] { return desktop->screenshot(sharedPlace()).copy(inside) == desktop->screenshot(framed).copy(inside); },
-            Milliseconds{3000});
     }
 
     /// Whether a colour is anywhere in the share within that time.
@@ -120,11 +66,6 @@ protected:
         event.same_screen = 1;
         return bytesOf(event);
     }
-
-    std::unique_ptr<PrivateDesktop> desktop;
-    std::unique_ptr<Scene> scene;
-    std::unique_ptr<Application> application;
-    std::vector<xcb_window_t> ownWindows;
 };
 
 TEST_F(SentEventsTest, ASentClickOnCloseDoesNothingAndARealOneEndsTheProgram)
@@ -199,22 +140,7 @@ TEST_F(SentEventsTest, TwentyThousandRandomSentEventsLeavePictureFrameAndDragsWo
             desktop->synchronize();
     }
     desktop->synchronize();
-    ASSERT_TRUE(application->process().isRunning()) << application->process().output();
-
-    scene->repaint("content", 8);
-    EXPECT_TRUE(showsWhatIsFramed(region)) << keepImage(desktop->screenshot(), "desktop");
-    EXPECT_EQ(desktop->pixel(region.x() - 2, region.y() + 150), frameYellow);
-    EXPECT_EQ(application->storedRegion(), region);
-
-    const QPoint handle = Application::handleOf(region);
-    desktop->drag(handle, handle + QPoint(60, 40));
-    const QRect moved = region.translated(60, 40);
-    EXPECT_TRUE(waitUntil([&] { return application->storedRegion() == moved; }, Milliseconds{3000}));
-    desktop->movePointer({1200, 700});
-    EXPECT_TRUE(desktop->waitForPixel(moved.x() - 2, moved.y() + 150, frameYellow));
-    scene->repaint("content", 9);
-    EXPECT_TRUE(showsWhatIsFramed(moved)) << keepImage(desktop->screenshot(), "desktop");
-    EXPECT_EQ(application->quit(), 0) << application->process().output();
+    expectEverythingWorks();
 }
 
 } // namespace

@@ -9,8 +9,6 @@ namespace nimbrale::x11 {
 
 namespace {
 
-using Clock = std::chrono::steady_clock;
-
 constexpr std::size_t mostCorrections = 10;
 constexpr std::chrono::seconds correctionSpan{1};
 
@@ -45,7 +43,7 @@ void place(Connection& connection, xcb_window_t window, xcb_window_t sibling)
 } // namespace
 
 PanelStack::PanelStack(Connection& connection, EventDispatcher& events, MainQueue& queue)
-    : connection_(connection), queue_(queue),
+    : connection_(connection), queue_(queue), limiter_(mostCorrections, correctionSpan),
       rootEvents_(connection, connection.root(), XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY),
       handler_(events.add({XCB_CREATE_NOTIFY, XCB_DESTROY_NOTIFY, XCB_MAP_NOTIFY, XCB_REPARENT_NOTIFY,
                            XCB_CIRCULATE_NOTIFY, XCB_CONFIGURE_NOTIFY},
@@ -130,20 +128,14 @@ void PanelStack::scheduleCheck()
 {
     if (pendingCheck_ || entries_.empty())
         return;
-    Clock::duration delay{0};
-    const auto now = Clock::now();
-    while (!corrections_.empty() && now - corrections_.front() >= correctionSpan)
-        corrections_.pop_front();
-    if (corrections_.size() >= mostCorrections)
-        delay = corrections_.front() + correctionSpan - now;
-    pendingCheck_ = queue_.schedule(delay, [this] { check(); });
+    pendingCheck_ = queue_.schedule(limiter_.delay(CorrectionLimiter::Clock::now()), [this] { check(); });
 }
 
 void PanelStack::check()
 {
     pendingCheck_.reset();
     if (restack())
-        corrections_.push_back(Clock::now());
+        limiter_.note(CorrectionLimiter::Clock::now());
 }
 
 bool PanelStack::restack()

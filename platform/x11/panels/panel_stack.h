@@ -3,11 +3,10 @@
 #include "platform/main_queue.h"
 #include "platform/observers.h"
 #include "platform/x11/server/connection.h"
+#include "platform/x11/server/correction_limiter.h"
 #include "platform/x11/server/event_dispatcher.h"
 #include "platform/x11/server/window_events.h"
 
-#include <chrono>
-#include <deque>
 #include <memory>
 #include <set>
 #include <vector>
@@ -62,7 +61,7 @@ private:
     std::vector<xcb_window_t> windowsAbove_;
     /// Others that stood above at the last check and were let be, and windows made since, which begin on top.
     std::set<xcb_window_t> othersAbove_;
-    std::deque<std::chrono::steady_clock::time_point> corrections_;
+    CorrectionLimiter limiter_;
     std::unique_ptr<Timer> pendingCheck_;
     WindowEvents rootEvents_;
     Subscription handler_;

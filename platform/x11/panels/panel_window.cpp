@@ -39,26 +39,26 @@ void setText(Connection& connection, xcb_window_t window, xcb_atom_t property, x
 } // namespace
 
 PanelWindow::PanelWindow(Connection& connection, PanelStyle style, const PixelRect& pixels)
-    : connection_(connection), style_(style), window_(connection.newId()), depth_(connection.screen().root_depth),
-      visual_(connection.screen().root_visual), format_(connection.rootFormat())
+    : connection_(connection), style_(style), window_(connection, connection.newId()),
+      depth_(connection.screen().root_depth), visual_(connection.screen().root_visual), format_(connection.rootFormat())
 {
     if (style_ == PanelStyle::overlay && connection_.argbVisual() != 0) {
         depth_ = argbDepth;
         visual_ = connection_.argbVisual();
         format_ = connection_.argbFormat();
-        colormap_ = connection_.newId();
-        xcb_create_colormap(connection_.get(), XCB_COLORMAP_ALLOC_NONE, colormap_, connection_.root(), visual_);
+        colormap_ = OwnedColormap(connection_, connection_.newId());
+        xcb_create_colormap(connection_.get(), XCB_COLORMAP_ALLOC_NONE, colormap_.get(), connection_.root(), visual_);
     }
     xcb_create_window_value_list_t values{};
     values.background_pixmap = XCB_BACK_PIXMAP_NONE;
     values.bit_gravity = XCB_GRAVITY_STATIC;
     values.override_redirect = style_ != PanelStyle::mirrorWindow;
     values.event_mask = XCB_EVENT_MASK_EXPOSURE | XCB_EVENT_MASK_BUTTON_PRESS | XCB_EVENT_MASK_BUTTON_RELEASE |
-                        XCB_EVENT_MASK_BUTTON_1_MOTION;
-    values.colormap = hasAlpha() ? colormap_ : connection_.screen().default_colormap;
+                        XCB_EVENT_MASK_BUTTON_1_MOTION | XCB_EVENT_MASK_STRUCTURE_NOTIFY;
+    values.colormap = hasAlpha() ? colormap_.get() : connection_.screen().default_colormap;
     const std::uint32_t mask = XCB_CW_BACK_PIXMAP | XCB_CW_BORDER_PIXEL | XCB_CW_BIT_GRAVITY |
                                XCB_CW_OVERRIDE_REDIRECT | XCB_CW_EVENT_MASK | XCB_CW_COLORMAP;
-    xcb_create_window_aux(connection_.get(), depth_, window_, connection_.root(), std::int16_t(pixels.x),
+    xcb_create_window_aux(connection_.get(), depth_, id(), connection_.root(), std::int16_t(pixels.x),
                           std::int16_t(pixels.y), std::uint16_t(pixels.width), std::uint16_t(pixels.height), 0,
                           XCB_WINDOW_CLASS_INPUT_OUTPUT, visual_, mask, &values);
     setProperties();
@@ -68,21 +68,14 @@ PanelWindow::PanelWindow(Connection& connection, PanelStyle style, const PixelRe
     }
 }
 
-PanelWindow::~PanelWindow()
-{
-    xcb_destroy_window(connection_.get(), window_);
-    if (colormap_ != XCB_NONE)
-        xcb_free_colormap(connection_.get(), colormap_);
-}
-
 void PanelWindow::setProperties()
 {
-    setText(connection_, window_, XCB_ATOM_WM_CLASS, XCB_ATOM_STRING, windowClass, sizeof windowClass);
+    setText(connection_, id(), XCB_ATOM_WM_CLASS, XCB_ATOM_STRING, windowClass, sizeof windowClass);
     const auto process = std::uint32_t(getpid());
-    setWords(connection_, window_, "_NET_WM_PID", XCB_ATOM_CARDINAL, &process, 1);
+    setWords(connection_, id(), "_NET_WM_PID", XCB_ATOM_CARDINAL, &process, 1);
     std::array<char, 256> machine{};
     if (gethostname(machine.data(), machine.size() - 1) == 0)
-        setText(connection_, window_, XCB_ATOM_WM_CLIENT_MACHINE, XCB_ATOM_STRING, machine.data(),
+        setText(connection_, id(), XCB_ATOM_WM_CLIENT_MACHINE, XCB_ATOM_STRING, machine.data(),
                 std::char_traits<char>::length(machine.data()));
     // Lists of windows leave docks out, and compositing managers draw no shadow around them.
     setAtoms("_NET_WM_WINDOW_TYPE",
@@ -92,12 +85,12 @@ void PanelWindow::setProperties()
 void PanelWindow::setManagedProperties()
 {
     const std::array<std::uint32_t, 5> undecorated{decorationsHint, 0, 0, 0, 0};
-    setWords(connection_, window_, "_MOTIF_WM_HINTS", connection_.atom("_MOTIF_WM_HINTS"), undecorated.data(),
+    setWords(connection_, id(), "_MOTIF_WM_HINTS", connection_.atom("_MOTIF_WM_HINTS"), undecorated.data(),
              undecorated.size());
     const std::array<std::uint32_t, 9> neverFocused{inputHint | stateHint, 0, normalState, 0, 0, 0, 0, 0, 0};
-    setWords(connection_, window_, "WM_HINTS", XCB_ATOM_WM_HINTS, neverFocused.data(), neverFocused.size());
+    setWords(connection_, id(), "WM_HINTS", XCB_ATOM_WM_HINTS, neverFocused.data(), neverFocused.size());
     const std::uint32_t notByTheUser = 0;
-    setWords(connection_, window_, "_NET_WM_USER_TIME", XCB_ATOM_CARDINAL, &notByTheUser, 1);
+    setWords(connection_, id(), "_NET_WM_USER_TIME", XCB_ATOM_CARDINAL, &notByTheUser, 1);
 }
 
 void PanelWindow::setPlaceHints(const PixelRect& pixels)
@@ -109,21 +102,21 @@ void PanelWindow::setPlaceHints(const PixelRect& pixels)
     hints[3] = std::uint32_t(pixels.width);
     hints[4] = std::uint32_t(pixels.height);
     hints[17] = XCB_GRAVITY_STATIC;
-    setWords(connection_, window_, "WM_NORMAL_HINTS", XCB_ATOM_WM_SIZE_HINTS, hints.data(), hints.size());
+    setWords(connection_, id(), "WM_NORMAL_HINTS", XCB_ATOM_WM_SIZE_HINTS, hints.data(), hints.size());
 }
 
 void PanelWindow::setAtoms(const char* property, const char* value)
 {
     const std::uint32_t atom = connection_.atom(value);
-    setWords(connection_, window_, property, XCB_ATOM_ATOM, &atom, 1);
+    setWords(connection_, id(), property, XCB_ATOM_ATOM, &atom, 1);
 }
 
 void PanelWindow::setTitle(const std::string& title)
 {
     // Some lists read only the old property; as a STRING it could not hold the title.
     const xcb_atom_t unicode = connection_.atom("UTF8_STRING");
-    setText(connection_, window_, XCB_ATOM_WM_NAME, unicode, title.data(), title.size());
-    setText(connection_, window_, connection_.atom("_NET_WM_NAME"), unicode, title.data(), title.size());
+    setText(connection_, id(), XCB_ATOM_WM_NAME, unicode, title.data(), title.size());
+    setText(connection_, id(), connection_.atom("_NET_WM_NAME"), unicode, title.data(), title.size());
 }
 
 void PanelWindow::configure(const PixelRect& pixels)
@@ -132,7 +125,7 @@ void PanelWindow::configure(const PixelRect& pixels)
         setPlaceHints(pixels);
     const std::uint32_t values[] = {std::uint32_t(pixels.x), std::uint32_t(pixels.y), std::uint32_t(pixels.width),
                                     std::uint32_t(pixels.height)};
-    xcb_configure_window(connection_.get(), window_,
+    xcb_configure_window(connection_.get(), id(),
                          XCB_CONFIG_WINDOW_X | XCB_CONFIG_WINDOW_Y | XCB_CONFIG_WINDOW_WIDTH | XCB_CONFIG_WINDOW_HEIGHT,
                          values);
 }
@@ -143,19 +136,19 @@ void PanelWindow::map()
     // chosen in another program's list.
     if (style_ == PanelStyle::mirrorWindow)
         setAtoms("_NET_WM_STATE", "_NET_WM_STATE_BELOW");
-    xcb_map_window(connection_.get(), window_);
+    xcb_map_window(connection_.get(), id());
 }
 
 void PanelWindow::unmap()
 {
-    xcb_unmap_window(connection_.get(), window_);
+    xcb_unmap_window(connection_.get(), id());
     if (style_ != PanelStyle::mirrorWindow)
         return;
     // A managed window is withdrawn only when its manager hears of it, mapped or not.
     xcb_unmap_notify_event_t withdrawn{};
     withdrawn.response_type = XCB_UNMAP_NOTIFY;
     withdrawn.event = connection_.root();
-    withdrawn.window = window_;
+    withdrawn.window = id();
     xcb_send_event(connection_.get(), 0, connection_.root(),
                    XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT | XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY,
                    reinterpret_cast<const char*>(&withdrawn));
@@ -164,7 +157,7 @@ void PanelWindow::unmap()
 void PanelWindow::restack(xcb_stack_mode_t mode)
 {
     const std::uint32_t value = mode;
-    xcb_configure_window(connection_.get(), window_, XCB_CONFIG_WINDOW_STACK_MODE, &value);
+    xcb_configure_window(connection_.get(), id(), XCB_CONFIG_WINDOW_STACK_MODE, &value);
 }
 
 } // namespace nimbrale::x11

@@ -3,6 +3,7 @@
 #include "platform/panel.h"
 #include "platform/pixel_rect.h"
 #include "platform/x11/server/connection.h"
+#include "platform/x11/server/owned_id.h"
 
 #include <string>
 #include <xcb/render.h>
@@ -11,20 +12,19 @@
 namespace nimbrale::x11 {
 
 /// The window of a panel with the properties that its style asks of window managers, compositing managers and the lists
-/// of windows in other programs. Created unmapped. Main thread only.
+/// of windows in other programs. Created unmapped; its StructureNotify events are asked for. Main thread only.
 class PanelWindow {
 public:
     /// `connection` must outlive it. `pixels` in pixels of the root.
     PanelWindow(Connection& connection, PanelStyle style, const PixelRect& pixels);
-    ~PanelWindow();
     PanelWindow(const PanelWindow&) = delete;
     PanelWindow& operator=(const PanelWindow&) = delete;
 
-    [[nodiscard]] xcb_window_t id() const { return window_; }
+    [[nodiscard]] xcb_window_t id() const { return window_.get(); }
     [[nodiscard]] std::uint8_t depth() const { return depth_; }
     [[nodiscard]] xcb_render_pictformat_t format() const { return format_; }
     /// Whether a compositing manager could see through it.
-    [[nodiscard]] bool hasAlpha() const { return colormap_ != XCB_NONE; }
+    [[nodiscard]] bool hasAlpha() const { return static_cast<bool>(colormap_); }
 
     /// UTF-8.
     void setTitle(const std::string& title);
@@ -43,8 +43,8 @@ private:
 
     Connection& connection_;
     PanelStyle style_;
-    xcb_window_t window_;
-    xcb_colormap_t colormap_ = XCB_NONE;
+    OwnedColormap colormap_;
+    OwnedWindow window_; // Goes before the colors that it is drawn in.
     std::uint8_t depth_;
     xcb_visualid_t visual_;
     xcb_render_pictformat_t format_;

@@ -2,6 +2,7 @@
 
 #include "platform/x11/layers/window_shape.h"
 #include "platform/x11/server/events.h"
+#include "platform/x11/server/handles.h"
 
 #include <algorithm>
 #include <utility>
@@ -23,22 +24,24 @@ PixelRect windowPixels(const X11Screens& screens, const Rect& frame)
 
 } // namespace
 
+X11Panel::Native::Native(PanelContext& context, PanelStyle style, const PixelRect& pixels, Layer& root)
+    : window(context.connection, style, pixels),
+      compositor(context.drawing, context.queue, root, {window.id(), window.depth(), window.format()})
+{}
+
 X11Panel::X11Panel(PanelContext& context, const PanelOptions& options)
-    : context_(context), style_(options.style), level_(options.level), frame_(options.frame),
-      scale_(context.screens.space().scaleAt(options.frame)), pixels_(windowPixels(context.screens, options.frame)),
-      window_(context.connection, options.style, pixels_),
-      compositor_(context.drawing, context.queue, root_, {window_.id(), window_.depth(), window_.format()})
+    : context_(context), style_(options.style), level_(options.level), title_(options.title), frame_(options.frame),
+      scale_(context.screens.space().scaleAt(options.frame)), pixels_(windowPixels(context.screens, options.frame))
 {
-    window_.setTitle(options.title);
-    compositor_.didConfigure(pixels_.width, pixels_.height, scale_, 0, 0);
     root_.setFrame({0, 0, frame_.width, frame_.height});
-    root_.setHost(&compositor_);
-    updateTranslucency();
-    updateMouseShape();
+    makeNative();
+    guard_ = std::make_unique<WindowGuard>(
+        context_.connection, context_.events, context_.queue, [this] { return wantedWindow(); },
+        [this](WindowDamage damage) { repair(damage); });
     exposures_ = context_.events.add({XCB_EXPOSE}, [this](const auto& event) {
         const auto& expose = eventAs<xcb_expose_event_t>(event);
-        if (expose.window == window_.id())
-            compositor_.handleExposure({expose.x, expose.y, expose.width, expose.height}, event.full_sequence);
+        if (expose.window == native_->window.id())
+            native_->compositor.handleExposure({expose.x, expose.y, expose.width, expose.height}, event.full_sequence);
     });
     buttons_ = context_.events.add({XCB_BUTTON_PRESS, XCB_BUTTON_RELEASE}, [this](const auto& event) {
         handleButton(eventAs<xcb_button_press_event_t>(event));
@@ -55,6 +58,64 @@ X11Panel::~X11Panel()
     root_.setHost(nullptr);
 }
 
+void X11Panel::makeNative()
+{
+    native_ = std::make_unique<Native>(context_, style_, pixels_, root_);
+    native_->window.setTitle(title_);
+    native_->compositor.didConfigure(pixels_.width, pixels_.height, scale_, 0, 0);
+    root_.setHost(&native_->compositor);
+    updateTranslucency();
+    updateMouseShape();
+    updateCursor();
+}
+
+WindowGuard::Wanted X11Panel::wantedWindow() const
+{
+    return {.window = native_->window.id(),
+            .isManaged = style_ == PanelStyle::mirrorWindow,
+            .isShown = isShown_,
+            .parent = area_ ? area_->parent() : context_.connection.root(),
+            .pixels = pixels_};
+}
+
+void X11Panel::repair(WindowDamage damage)
+{
+    const auto alive = std::weak_ptr(alive_);
+    // The grab that a press is ends with the window that it is on, and nobody reports the release.
+    breakOffPress();
+    if (alive.expired())
+        return;
+    const bool wasShown = isShown_;
+    wasHidden();
+    if (damage == WindowDamage::destroyed) {
+        root_.setHost(nullptr);
+        makeNative();
+    }
+    if (damage == WindowDamage::adopted) {
+        xcb_connection_t* const raw = context_.connection.get();
+        mayFail(raw, xcb_reparent_window_checked(raw, native_->window.id(), context_.connection.root(),
+                                                 static_cast<std::int16_t>(pixels_.x),
+                                                 static_cast<std::int16_t>(pixels_.y)));
+    }
+    native_->window.configure(pixels_);
+    if (wasShown && order_ == Order::front)
+        orderFront();
+    else if (wasShown)
+        orderBack();
+    context_.connection.flush();
+}
+
+void X11Panel::breakOffPress()
+{
+    waitingMotion_.reset();
+    if (!std::exchange(isPressed_, false))
+        return;
+    constexpr Point outside{-1, -1};
+    const auto callback = onMouseUp;
+    if (callback)
+        callback({outside, {frame_.x + outside.x, frame_.y + outside.y}, false});
+}
+
 void X11Panel::setFrame(const Rect& frame)
 {
     const PixelRect pixels = windowPixels(context_.screens, frame);
@@ -63,14 +124,14 @@ void X11Panel::setFrame(const Rect& frame)
     // A picture stays in place on the screen in a resize, but travels along when the window merely moves.
     const int dx = isResized ? pixels.x - pixels_.x : 0;
     const int dy = isResized ? pixels.y - pixels_.y : 0;
-    compositor_.willConfigure(dx, dy);
+    native_->compositor.willConfigure(dx, dy);
     if (pixels != pixels_)
-        window_.configure(pixels);
+        native_->window.configure(pixels);
     frame_ = frame;
     pixels_ = pixels;
     const bool isRescaled = std::exchange(scale_, scale) != scale;
     root_.setFrame({0, 0, frame.width, frame.height});
-    compositor_.didConfigure(pixels.width, pixels.height, scale, dx, dy);
+    native_->compositor.didConfigure(pixels.width, pixels.height, scale, dx, dy);
     updateMouseShape();
     context_.connection.flush();
     if (isRescaled && onBackingScaleChange)
@@ -81,9 +142,9 @@ void X11Panel::updateTranslucency()
 {
     if (style_ != PanelStyle::overlay)
         return;
-    const bool isBlended = context_.compositing.isComposited() && window_.hasAlpha();
-    compositor_.setTranslucency(isBlended ? Translucency::composited : Translucency::cutOut);
-    compositor_.commit();
+    const bool isBlended = context_.compositing.isComposited() && native_->window.hasAlpha();
+    native_->compositor.setTranslucency(isBlended ? Translucency::composited : Translucency::cutOut);
+    native_->compositor.commit();
 }
 
 void X11Panel::setMouseRegion(const std::vector<Rect>& region)
@@ -102,7 +163,7 @@ void X11Panel::updateMouseShape()
         for (const Rect& rect : mouseRegion_)
             region.add(outwardPixels({rect.x, frame_.height - rect.maxY(), rect.width, rect.height}, scale_));
     }
-    setWindowShape(context_.connection, window_.id(), XCB_SHAPE_SK_INPUT, region);
+    setWindowShape(context_.connection, native_->window.id(), XCB_SHAPE_SK_INPUT, region);
 }
 
 void X11Panel::setCursor(CursorShape shape)
@@ -110,35 +171,45 @@ void X11Panel::setCursor(CursorShape shape)
     if (cursor_ == shape)
         return;
     cursor_ = shape;
-    const std::uint32_t cursor = context_.cursors.cursor(shape);
-    xcb_change_window_attributes(context_.connection.get(), window_.id(), XCB_CW_CURSOR, &cursor);
+    updateCursor();
     context_.connection.flush();
+}
+
+void X11Panel::updateCursor()
+{
+    if (!cursor_)
+        return;
+    const std::uint32_t cursor = context_.cursors.cursor(*cursor_);
+    xcb_change_window_attributes(context_.connection.get(), native_->window.id(), XCB_CW_CURSOR, &cursor);
 }
 
 void X11Panel::setTitle(const std::string& title)
 {
-    window_.setTitle(title);
+    title_ = title;
+    native_->window.setTitle(title);
     context_.connection.flush();
 }
 
 void X11Panel::orderFront()
 {
+    order_ = Order::front;
     if (style_ == PanelStyle::mirrorWindow)
-        window_.restack(XCB_STACK_MODE_ABOVE);
+        native_->window.restack(XCB_STACK_MODE_ABOVE);
     else
-        context_.stack.raise(window_.id(), level_);
+        context_.stack.raise(native_->window.id(), level_);
     show();
 }
 
 void X11Panel::orderBack()
 {
-    context_.stack.remove(window_.id());
-    window_.restack(XCB_STACK_MODE_BELOW);
+    order_ = Order::back;
+    context_.stack.remove(native_->window.id());
+    native_->window.restack(XCB_STACK_MODE_BELOW);
     const bool wasShown = isShown_;
     show();
     // Window managers put a new window where they like.
     if (!wasShown && style_ == PanelStyle::mirrorWindow)
-        window_.restack(XCB_STACK_MODE_BELOW);
+        native_->window.restack(XCB_STACK_MODE_BELOW);
     context_.connection.flush();
 }
 
@@ -147,35 +218,40 @@ void X11Panel::show()
     if (isShown_)
         return;
     isShown_ = true;
-    if (style_ == PanelStyle::fullScreen && context_.area) {
+    if (style_ == PanelStyle::fullScreen && context_.area && !area_) {
         area_ = context_.area;
-        area_->add(window_.id());
+        area_->add(native_->window.id());
     }
-    compositor_.willMap();
-    window_.map();
-    compositor_.didMap();
+    native_->compositor.willMap();
+    native_->window.map();
+    native_->compositor.didMap();
     context_.connection.flush();
 }
 
 void X11Panel::orderOut()
 {
+    waitingMotion_.reset();
+    isPressed_ = false;
     if (!isShown_)
         return;
-    isShown_ = false;
-    isPressed_ = false;
-    waitingMotion_.reset();
-    context_.stack.remove(window_.id());
-    compositor_.didUnmap();
-    window_.unmap();
-    if (area_)
-        area_->remove(window_.id());
-    area_ = nullptr;
+    native_->window.unmap();
+    wasHidden();
     context_.connection.flush();
+}
+
+void X11Panel::wasHidden()
+{
+    isShown_ = false;
+    native_->compositor.didUnmap();
+    context_.stack.remove(native_->window.id());
+    if (area_)
+        area_->remove(native_->window.id());
+    area_ = nullptr;
 }
 
 void X11Panel::handleButton(const xcb_button_press_event_t& event)
 {
-    if (event.event != window_.id() || event.detail != leftButton)
+    if (event.event != native_->window.id() || event.detail != leftButton)
         return;
     const auto alive = std::weak_ptr(alive_);
     deliverMotion();
@@ -194,7 +270,7 @@ void X11Panel::handleButton(const xcb_button_press_event_t& event)
 
 void X11Panel::handleMotion(const xcb_motion_notify_event_t& event)
 {
-    if (event.event != window_.id() || !isPressed_)
+    if (event.event != native_->window.id() || !isPressed_)
         return;
     const bool isPosted = waitingMotion_.has_value();
     waitingMotion_ = event;

@@ -8,6 +8,7 @@
 #include "platform/x11/panels/modifier_keys.h"
 #include "platform/x11/panels/panel_stack.h"
 #include "platform/x11/panels/panel_window.h"
+#include "platform/x11/panels/window_guard.h"
 #include "platform/x11/server/compositing_watcher.h"
 #include "platform/x11/server/connection.h"
 #include "platform/x11/server/event_dispatcher.h"
@@ -15,6 +16,7 @@
 
 #include <memory>
 #include <optional>
+#include <string>
 #include <vector>
 
 namespace nimbrale::x11 {
@@ -55,17 +57,34 @@ public:
     void orderOut() override;
 
 private:
+    /// The window, and what draws into it.
+    struct Native {
+        Native(PanelContext& context, PanelStyle style, const PixelRect& pixels, Layer& root);
+
+        PanelWindow window;
+        LayerCompositor compositor;
+    };
+    enum class Order { front, back };
+
+    void makeNative();
+    [[nodiscard]] WindowGuard::Wanted wantedWindow() const;
+    void repair(WindowDamage damage);
+    void breakOffPress();
     void handleButton(const xcb_button_press_event_t& event);
     void handleMotion(const xcb_motion_notify_event_t& event);
     void deliverMotion();
     [[nodiscard]] MouseEvent mouseEvent(int rootX, int rootY, std::uint16_t state) const;
     void updateTranslucency();
     void updateMouseShape();
+    void updateCursor();
     void show();
+    /// The window is not shown any more, or not in its place.
+    void wasHidden();
 
     PanelContext& context_;
     PanelStyle style_;
     int level_;
+    std::string title_;
     Rect frame_;
     double scale_;
     /// Of the root.
@@ -73,13 +92,14 @@ private:
     std::vector<Rect> mouseRegion_;
     std::optional<CursorShape> cursor_;
     bool isShown_ = false;
+    Order order_ = Order::front;
     VirtualArea* area_ = nullptr;
     bool isPressed_ = false;
     std::optional<xcb_motion_notify_event_t> waitingMotion_;
 
     Layer root_;
-    PanelWindow window_;
-    LayerCompositor compositor_;
+    std::unique_ptr<Native> native_;
+    std::unique_ptr<WindowGuard> guard_;
     Subscription exposures_;
     Subscription buttons_;
     Subscription motions_;

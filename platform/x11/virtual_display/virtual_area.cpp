@@ -332,6 +332,11 @@ const PixelRect& VirtualArea::pixels() const
     return impl_->pixels;
 }
 
+xcb_window_t VirtualArea::parent() const
+{
+    return usesOverlay() ? impl_->overlay.window() : impl_->connection.root();
+}
+
 bool VirtualArea::usesOverlay() const
 {
     return impl_->overlay.window() != XCB_WINDOW_NONE;

@@ -51,6 +51,8 @@ public:
     /// the screen. A new place is probed.
     void setPixels(const PixelRect& pixels, const std::function<void()>& changeLayout);
     [[nodiscard]] const PixelRect& pixels() const;
+    /// What registered windows are children of now.
+    [[nodiscard]] xcb_window_t parent() const;
     /// Whether registered windows are children of the composite overlay window now.
     [[nodiscard]] bool usesOverlay() const;
     /// Whether the last probe has ended and was seen on the screen.
