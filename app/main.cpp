@@ -6,7 +6,6 @@
 
 #include <QApplication>
 #include <QMessageBox>
-#include <QStandardPaths>
 #include <QTranslator>
 
 #include <cstdio>
@@ -61,8 +60,7 @@ nimbrale::InstanceAnswer answerInstance(nimbrale::NimbraleApp& app, const nimbra
 
 nimbrale::InstanceClaim::Subject claimSubject()
 {
-    const QString settings = QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation);
-    return {qEnvironmentVariable("DISPLAY").toStdString(), settings.toStdString()};
+    return {qEnvironmentVariable("DISPLAY").toStdString(), nimbrale::AppSettings::pathOfUserSettings()};
 }
 
 } // namespace

@@ -1,3 +1,4 @@
+# shellcheck shell=bash
 # Read by ./run and ./test: installs missing packages, configures and builds. The caller is at the project's root.
 
 # The packages of the groups named, from packages.txt.
@@ -58,11 +59,11 @@ cannot_install() {
         "$reason" "$*" "$*" >&2
 }
 
-# configure_tree FOLDER TYPE SANITIZERS: quiet unless it fails.
+# configure_tree PRESET: quiet unless it fails.
 configure_tree() {
-    local folder="$1" type="$2" sanitizers="$3" log
+    local log
     log="$(mktemp)"
-    if ! cmake -S . -B "$folder" -G Ninja -DCMAKE_BUILD_TYPE="$type" -DNIMBRALE_SANITIZE="$sanitizers" >"$log" 2>&1; then
+    if ! cmake --preset "$1" >"$log" 2>&1; then
         cat "$log" >&2
         rm -f "$log"
         return 1
@@ -70,16 +71,16 @@ configure_tree() {
     rm -f "$log"
 }
 
-# compile_tree FOLDER [TARGET...]: shows its progress to a terminal, and otherwise only what fails.
+# compile_tree PRESET [TARGET...]: shows its progress to a terminal, and otherwise only what fails.
 compile_tree() {
-    local folder="$1" log
+    local preset="$1" log
     shift
     if [[ -t 1 ]]; then
-        cmake --build "$folder" ${1:+--target "$@"}
+        cmake --build --preset "$preset" ${1:+--target "$@"}
         return
     fi
     log="$(mktemp)"
-    if ! cmake --build "$folder" ${1:+--target "$@"} >"$log" 2>&1; then
+    if ! cmake --build --preset "$preset" ${1:+--target "$@"} >"$log" 2>&1; then
         tail -n 60 "$log" >&2
         rm -f "$log"
         return 1
@@ -87,7 +88,7 @@ compile_tree() {
     rm -f "$log"
 }
 
-# build_tree FOLDER TYPE SANITIZERS [TARGET...]: both.
+# build_tree PRESET [TARGET...]: both.
 build_tree() {
-    configure_tree "$1" "$2" "$3" && compile_tree "$1" "${@:4}"
+    configure_tree "$1" && compile_tree "$@"
 }

@@ -1,0 +1,69 @@
+# shellcheck shell=bash
+# Read by ./test: runs suites and counts what they came to. The caller is at the project's root.
+
+passed=0
+failed=0
+skipped=0
+is_strict=no
+
+# count_results FOLDER: adds up what the tests of the last run in a build folder came to.
+count_results() {
+    local results="$1/test-results" p f s
+    read -r p f s < <(cat "$results"/*.log 2>/dev/null | awk '
+        /^\[       OK \] /                         { p++ }
+        /^\[  FAILED  \] .*\([0-9]+ ms\)$/         { f++ }
+        /^\[  SKIPPED \] .*\([0-9]+ ms\)$/         { s++ }
+        END { print p + 0, f + 0, s + 0 }')
+    passed=$((passed + p))
+    failed=$((failed + f))
+    skipped=$((skipped + s))
+}
+
+# Prints "test: reason" for every skipped test.
+list_skips() {
+    cat "$1"/test-results/*.log 2>/dev/null | awk '
+        /^\[ RUN      \] /                  { reason = ""; take = 0 }
+        take && reason == ""                { reason = $0; take = 0 }
+        /: Skipped$/                        { take = 1 }
+        /^\[  SKIPPED \] .*\([0-9]+ ms\)$/  { name = $0; sub(/^\[  SKIPPED \] /, "", name); sub(/ \([0-9]+ ms\)$/, "", name)
+                                              print "skipped " name ": " reason }'
+}
+
+# run_suites FOLDER CTEST_ARGUMENTS...: runs suites side by side where they allow it, each with a log of its own.
+run_suites() {
+    local folder="$1" crashed
+    shift
+    rm -rf "$folder/test-results"
+    mkdir -p "$folder/test-results"
+    ctest --test-dir "$folder" -j "$(nproc)" --no-tests=error --output-on-failure "$@" 2>&1 | tee "$folder/test-results/ctest.txt"
+    local code="${PIPESTATUS[0]}"
+    count_results "$folder"
+    list_skips "$folder"
+    # A suite that ran out of time has no line for the test that did it.
+    crashed="$(grep -cE '\*\*\*(Timeout|Not Run)' "$folder/test-results/ctest.txt")"
+    failed=$((failed + crashed))
+    [[ $code -ne 0 && $failed -eq 0 ]] && failed=1
+}
+
+# run_suite NAME: one suite, whose tests are seen as they run.
+run_suite() {
+    local code
+    rm -rf build/test-results
+    scripts/run-suite.sh "build/$1"
+    code=$?
+    count_results build
+    list_skips build
+    [[ $code -ne 0 && $failed -eq 0 ]] && failed=1
+}
+
+# Ends with 0 when something passed and nothing failed; with --strict, nothing may have been skipped either.
+finish() {
+    local code=1
+    [[ $failed -eq 0 && $passed -gt 0 ]] && code=0
+    if [[ $is_strict == yes && $skipped -gt 0 ]]; then
+        printf 'A skipped test counts as a failure here.\n'
+        code=1
+    fi
+    printf '%d passed, %d failed, %d skipped\n' "$passed" "$failed" "$skipped"
+    exit $code
+}
