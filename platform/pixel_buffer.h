@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <memory>
+#include <utility>
 
 namespace nimbrale {
 
@@ -12,8 +13,13 @@ public:
 
     /// Both at least 1. The pixels are not initialized.
     PixelBuffer(int width, int height)
-        : width_(width), height_(height),
-          pixels_(std::make_unique_for_overwrite<std::byte[]>(stride() * static_cast<std::size_t>(height)))
+        : PixelBuffer(width, height,
+                      std::make_shared_for_overwrite<std::byte[]>(static_cast<std::size_t>(width) * bytesPerPixel *
+                                                                  static_cast<std::size_t>(height)))
+    {}
+    /// In memory that somebody else took, of width × height × 4 bytes.
+    PixelBuffer(int width, int height, std::shared_ptr<std::byte[]> pixels)
+        : width_(width), height_(height), pixels_(std::move(pixels))
     {}
 
     [[nodiscard]] int width() const { return width_; }
@@ -26,7 +32,7 @@ public:
 private:
     int width_;
     int height_;
-    std::unique_ptr<std::byte[]> pixels_;
+    std::shared_ptr<std::byte[]> pixels_;
 };
 
 } // namespace nimbrale

@@ -5,6 +5,7 @@
 #include "platform/screens.h"
 #include "platform/serial_queue.h"
 #include "platform/surface.h"
+#include "platform/surface_reader.h"
 
 #include <cstdint>
 #include <functional>
@@ -123,6 +124,8 @@ public:
     [[nodiscard]] virtual std::unique_ptr<CaptureStream> makeStream(const ContentFilter& filter,
                                                                     const StreamConfiguration& configuration,
                                                                     std::function<void(Error)> onStopped) = 0;
+    /// A reader of the surfaces that streams deliver. Fails when the system can be asked for nothing more.
+    [[nodiscard]] virtual Result<std::unique_ptr<SurfaceReader>> makeSurfaceReader() = 0;
     /// What this system's capture cannot do, in words for the user; empty when it can do everything. Known after start.
     [[nodiscard]] virtual std::vector<std::string> limitations() const = 0;
 };

@@ -43,7 +43,7 @@ public:
         if (!engine)
             return tl::make_unexpected(engine.error());
         engine_ = std::move(*engine);
-        capture_ = std::make_unique<X11ScreenCapture>(*engine_, screens_, mainQueue_);
+        capture_ = std::make_unique<X11ScreenCapture>(*engine_, screens_, mainQueue_, displayName);
         return {};
     }
 

@@ -28,6 +28,23 @@ inline QImage filled(QSize size, const QColor& colour)
     return image;
 }
 
+/// What a root of 16 bits keeps of a picture.
+inline QImage in16Bits(const QImage& image)
+{
+    QImage kept = image;
+    for (int y = 0; y < kept.height(); ++y) {
+        for (int x = 0; x < kept.width(); ++x) {
+            const QRgb pixel = image.pixel(x, y);
+            const auto widened = [](int value, int bits) {
+                const int high = value >> (8 - bits);
+                return high << (8 - bits) | high >> (2 * bits - 8);
+            };
+            kept.setPixel(x, y, qRgb(widened(qRed(pixel), 5), widened(qGreen(pixel), 6), widened(qBlue(pixel), 5)));
+        }
+    }
+    return kept;
+}
+
 /// A picture that the process made: premultiplied where the image has alpha.
 inline std::shared_ptr<const BufferSurface> bufferSurfaceOf(const QImage& image)
 {

@@ -3,10 +3,14 @@
 #include "platform/screen_capture.h"
 #include "tests/fakes/fake_surface.h"
 
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
 #include <deque>
 #include <functional>
 #include <future>
 #include <memory>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -134,6 +138,22 @@ private:
     std::shared_ptr<FakeCaptureStream> stream_;
 };
 
+/// Hands out black pictures of the surfaces' sizes.
+class FakeSurfaceReader final : public SurfaceReader {
+public:
+    [[nodiscard]] Result<Picture> read(const Surface& surface) override
+    {
+        pixels_.emplace(surface.width(), surface.height());
+        for (int y = 0; y < surface.height(); ++y)
+            std::fill_n(pixels_->row(y), pixels_->stride(), std::byte{0});
+        return Picture{&*pixels_, surface.changedSince(std::exchange(identifier_, surface.identifier()))};
+    }
+
+private:
+    std::optional<PixelBuffer> pixels_;
+    std::uint64_t identifier_ = 0;
+};
+
 /// Questions for content wait until the test answers the oldest one.
 class FakeScreenCapture final : public ScreenCapture {
 public:
@@ -164,6 +184,10 @@ public:
         stream->addOutputResult_ = addOutputResult;
         streams.push_back(stream);
         return std::make_unique<FakeCaptureStreamHandle>(stream);
+    }
+    [[nodiscard]] Result<std::unique_ptr<SurfaceReader>> makeSurfaceReader() override
+    {
+        return std::make_unique<FakeSurfaceReader>();
     }
     [[nodiscard]] std::vector<std::string> limitations() const override { return limits; }
 

@@ -1,6 +1,7 @@
 #include "platform/x11/capture/x11_screen_capture.h"
 
 #include "platform/x11/capture/x11_capture_stream.h"
+#include "platform/x11/surfaces/x11_surface_reader.h"
 
 #include <set>
 #include <unistd.h>
@@ -27,8 +28,9 @@ ShareableContent contentOf(std::vector<CaptureWindow> windows)
 
 } // namespace
 
-X11ScreenCapture::X11ScreenCapture(CaptureEngine& engine, X11Screens& screens, MainQueue& mainQueue)
-    : engine_(engine), screens_(screens), mainQueue_(mainQueue)
+X11ScreenCapture::X11ScreenCapture(CaptureEngine& engine, X11Screens& screens, MainQueue& mainQueue,
+                                   std::string displayName)
+    : engine_(engine), screens_(screens), mainQueue_(mainQueue), displayName_(std::move(displayName))
 {}
 
 void X11ScreenCapture::shareableContent(ContentCompletion completion)
@@ -50,6 +52,11 @@ std::unique_ptr<CaptureStream> X11ScreenCapture::makeStream(const ContentFilter&
 {
     // A stream of the server ends by itself only with the whole connection, which the platform reports.
     return std::make_unique<X11CaptureStream>(engine_, screens_, mainQueue_, filter, configuration);
+}
+
+Result<std::unique_ptr<SurfaceReader>> X11ScreenCapture::makeSurfaceReader()
+{
+    return X11SurfaceReader::create(displayName_);
 }
 
 } // namespace nimbrale::x11

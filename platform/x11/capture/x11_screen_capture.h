@@ -6,6 +6,7 @@
 #include "platform/x11/displays/x11_screens.h"
 
 #include <memory>
+#include <string>
 
 namespace nimbrale::x11 {
 
@@ -13,8 +14,8 @@ namespace nimbrale::x11 {
 /// Main thread only.
 class X11ScreenCapture final : public ScreenCapture {
 public:
-    /// Everything passed in must outlive it and its streams.
-    X11ScreenCapture(CaptureEngine& engine, X11Screens& screens, MainQueue& mainQueue);
+    /// Everything passed in must outlive it and its streams. `displayName` is the engine's.
+    X11ScreenCapture(CaptureEngine& engine, X11Screens& screens, MainQueue& mainQueue, std::string displayName);
 
     [[nodiscard]] bool preflightAccess() const override { return true; }
     void requestAccess() override {}
@@ -22,12 +23,14 @@ public:
     [[nodiscard]] std::unique_ptr<CaptureStream> makeStream(const ContentFilter& filter,
                                                             const StreamConfiguration& configuration,
                                                             std::function<void(Error)> onStopped) override;
+    [[nodiscard]] Result<std::unique_ptr<SurfaceReader>> makeSurfaceReader() override;
     [[nodiscard]] std::vector<std::string> limitations() const override { return engine_.limitations(); }
 
 private:
     CaptureEngine& engine_;
     X11Screens& screens_;
     MainQueue& mainQueue_;
+    std::string displayName_;
 };
 
 } // namespace nimbrale::x11

@@ -1,12 +1,11 @@
 #include "platform/x11/surfaces/image_uploader.h"
 
 #include "platform/x11/server/handles.h"
+#include "platform/x11/surfaces/shared_memory.h"
 
 #include <algorithm>
 #include <bit>
 #include <cstring>
-#include <sys/ipc.h>
-#include <sys/shm.h>
 #include <vector>
 
 namespace nimbrale::x11 {
@@ -15,51 +14,6 @@ namespace {
 
 constexpr std::size_t bytesPerPixel = 4;
 constexpr std::size_t smallestBuffer = std::size_t{256} * 1024;
-
-/// Memory that the server maps too. Both sides let go of it when they end, however they end.
-class SharedMemory {
-public:
-    [[nodiscard]] static std::unique_ptr<SharedMemory> create(Connection& connection, std::size_t size)
-    {
-        const int identifier = shmget(IPC_PRIVATE, size, IPC_CREAT | 0600);
-        if (identifier < 0)
-            return nullptr;
-        void* const address = shmat(identifier, nullptr, 0);
-        if (address == reinterpret_cast<void*>(-1)) {
-            shmctl(identifier, IPC_RMID, nullptr);
-            return nullptr;
-        }
-        const xcb_shm_seg_t segment = connection.newId();
-        // A server on another computer, or in another namespace, has no such segment and says so here.
-        const Reply<xcb_generic_error_t> error(xcb_request_check(
-            connection.get(), xcb_shm_attach_checked(connection.get(), segment, std::uint32_t(identifier), 1)));
-        shmctl(identifier, IPC_RMID, nullptr);
-        if (error) {
-            shmdt(address);
-            return nullptr;
-        }
-        return std::unique_ptr<SharedMemory>(new SharedMemory(connection, segment, static_cast<uchar*>(address)));
-    }
-    ~SharedMemory()
-    {
-        xcb_shm_detach(connection_.get(), segment_);
-        shmdt(address_);
-    }
-    SharedMemory(const SharedMemory&) = delete;
-    SharedMemory& operator=(const SharedMemory&) = delete;
-
-    [[nodiscard]] xcb_shm_seg_t segment() const { return segment_; }
-    [[nodiscard]] uchar* address() const { return address_; }
-
-private:
-    SharedMemory(Connection& connection, xcb_shm_seg_t segment, uchar* address)
-        : connection_(connection), segment_(segment), address_(address)
-    {}
-
-    Connection& connection_;
-    xcb_shm_seg_t segment_;
-    uchar* address_;
-};
 
 } // namespace
 
@@ -83,7 +37,7 @@ public:
     [[nodiscard]] std::size_t size() const { return size_; }
     [[nodiscard]] bool isShared() const { return shared_ != nullptr; }
     [[nodiscard]] xcb_shm_seg_t segment() const { return shared_->segment(); }
-    [[nodiscard]] uchar* data() { return shared_ ? shared_->address() : own_.data(); }
+    [[nodiscard]] uchar* data() { return shared_ ? reinterpret_cast<uchar*>(shared_->address()) : own_.data(); }
 
     /// The answer to this request says that the server has read all that was put before.
     void markRead()
