@@ -2,6 +2,10 @@
 #include "tests/support/private_desktop.h"
 #include "tests/support/scene.h"
 
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <gtest/gtest-spi.h>
 #include <gtest/gtest.h>
 
 namespace nimbrale::test {
@@ -113,17 +117,82 @@ TEST(PrivateDesktopPointer, ClicksReachTheWindowUnderThePointer)
 
 TEST(PrivateDesktopCompositor, StartsAndStops)
 {
-    std::string reason;
-    const auto desktop = PrivateDesktop::start({.windowManager = WindowManager::openbox}, reason);
-    if (!desktop)
+    std::string reason =
+        PrivateDesktop::missingFor({.windowManager = WindowManager::openbox, .compositor = Compositor::picom});
+    if (!reason.empty())
         GTEST_SKIP() << reason;
+    const auto desktop = PrivateDesktop::start({.windowManager = WindowManager::openbox}, reason);
+    ASSERT_TRUE(desktop);
     EXPECT_FALSE(desktop->isComposited());
-    if (findProgram("picom").empty())
-        GTEST_SKIP() << "picom is not installed";
     EXPECT_TRUE(desktop->startCompositor());
     EXPECT_TRUE(desktop->isComposited());
     EXPECT_TRUE(desktop->stopCompositor());
     EXPECT_FALSE(desktop->isComposited());
+}
+
+/// What a test does where something is missing or broken.
+class PrivateDesktopStart : public testing::Test {
+protected:
+    PrivateDesktopStart()
+    {
+        std::filesystem::remove_all(programs_);
+        std::filesystem::create_directories(programs_);
+    }
+    ~PrivateDesktopStart() override { setenv("PATH", path_.c_str(), 1); }
+
+    /// Has nothing found but the programs of this test.
+    void hidePrograms() const { setenv("PATH", programs_.c_str(), 1); }
+    /// Puts a program that ends at once in the place of the real one.
+    void breakProgram(const std::string& name) const
+    {
+        const std::filesystem::path program = programs_ / name;
+        std::ofstream(program) << "#!/bin/sh\nexit 3\n";
+        std::filesystem::permissions(program, std::filesystem::perms::owner_all);
+        setenv("PATH", (programs_.string() + ":" + path_).c_str(), 1);
+    }
+
+    std::string reason_;
+
+private:
+    std::string path_ = std::getenv("PATH");
+    std::filesystem::path programs_ = testOutputFolder() / "programs";
+};
+
+TEST_F(PrivateDesktopStart, AMissingProgramIsAReasonToSkip)
+{
+    hidePrograms();
+    EXPECT_EQ(PrivateDesktop::start({}, reason_), nullptr);
+    EXPECT_EQ(reason_, "Xvnc is not installed");
+    EXPECT_EQ(PrivateDesktop::start({.server = Server::xvfb}, reason_), nullptr);
+    EXPECT_EQ(reason_, "Xvfb is not installed");
+    EXPECT_EQ(PrivateDesktop::missingFor({}), "Xvnc is not installed");
+}
+
+TEST_F(PrivateDesktopStart, AServerThatDoesNotStartIsAFailure)
+{
+    EXPECT_NONFATAL_FAILURE(
+        static_cast<void>(PrivateDesktop::start({.serverArguments = {"-no-such-argument"}}, reason_)),
+        "Xvnc does not start");
+    EXPECT_FALSE(reason_.empty());
+}
+
+TEST_F(PrivateDesktopStart, AWindowManagerThatDoesNotStartIsAFailure)
+{
+    breakProgram("openbox");
+    EXPECT_NONFATAL_FAILURE(
+        static_cast<void>(PrivateDesktop::start({.windowManager = WindowManager::openbox}, reason_)),
+        "the window manager does not start");
+    breakProgram("marco");
+    EXPECT_NONFATAL_FAILURE(static_cast<void>(PrivateDesktop::start({.windowManager = WindowManager::marco}, reason_)),
+                            "the window manager does not start");
+}
+
+TEST_F(PrivateDesktopStart, ACompositorThatDoesNotStartIsAFailure)
+{
+    breakProgram("picom");
+    EXPECT_NONFATAL_FAILURE(static_cast<void>(PrivateDesktop::start(
+                                {.windowManager = WindowManager::openbox, .compositor = Compositor::picom}, reason_)),
+                            "the compositor does not start");
 }
 
 } // namespace

@@ -2,7 +2,12 @@
 #include "tests/support/image_compare.h"
 #include "tests/support/scene.h"
 
+#include <atomic>
+#include <cstdlib>
 #include <gtest/gtest.h>
+#include <memory>
+#include <thread>
+#include <xcb/xcb.h>
 
 namespace nimbrale::test {
 
@@ -52,6 +57,57 @@ TEST_F(BrowserCallTest, BringsTheSharedScreenToTheFarSide)
     const QImage greys = Scene::pattern(5 | greyPattern, {640, 400}).copy(still);
     EXPECT_TRUE(imagesMatch(call_->trackImage(still), greys, {.perChannel = 2}));
     EXPECT_TRUE(imagesMatch(call_->receivedImage(still), greys, {.perChannel = 16}));
+}
+
+/// Takes the first click of the desktop's first button away from whoever it is meant for.
+class ClickThief {
+public:
+    explicit ClickThief(const PrivateDesktop& desktop)
+        : connection_(xcb_connect(desktop.displayName().c_str(), nullptr)), root_(desktop.screen().root),
+          thread_([this] { steal(); })
+    {
+        xcb_grab_button(connection_, 0, root_, XCB_EVENT_MASK_BUTTON_PRESS, XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC,
+                        XCB_NONE, XCB_NONE, XCB_BUTTON_INDEX_1, 0);
+        free(xcb_get_input_focus_reply(connection_, xcb_get_input_focus(connection_), nullptr));
+    }
+    ~ClickThief()
+    {
+        isEnding_ = true;
+        thread_.join();
+        xcb_disconnect(connection_);
+    }
+    ClickThief(const ClickThief&) = delete;
+    ClickThief& operator=(const ClickThief&) = delete;
+
+    [[nodiscard]] int stolen() const { return stolen_; }
+
+private:
+    void steal()
+    {
+        while (!isEnding_) {
+            const std::unique_ptr<xcb_generic_event_t, decltype(&free)> event(xcb_poll_for_event(connection_), free);
+            if (event && (event->response_type & 0x7f) == XCB_BUTTON_PRESS) {
+                ++stolen_;
+                xcb_ungrab_button(connection_, XCB_BUTTON_INDEX_1, root_, 0);
+                xcb_flush(connection_);
+            }
+            sleepFor(Milliseconds{2});
+        }
+    }
+
+    xcb_connection_t* connection_;
+    xcb_window_t root_;
+    std::atomic<bool> isEnding_ = false;
+    std::atomic<int> stolen_ = 0;
+    std::thread thread_;
+};
+
+TEST_F(BrowserCallTest, AClickThatIsLostIsNoticed)
+{
+    const ClickThief thief(*desktop_);
+    EXPECT_FALSE(call_->share(Milliseconds{3000}));
+    EXPECT_EQ(thief.stolen(), 1);
+    EXPECT_EQ(call_->state().phase, "idle");
 }
 
 TEST_F(BrowserCallTest, AFrozenStreamIsNoticed)

@@ -2,6 +2,7 @@
 // up.
 
 #include "tests/support/meeting.h"
+#include "tests/support/screen_size_watch.h"
 
 #include <gtest/gtest.h>
 
@@ -83,7 +84,9 @@ TEST_P(Displays, AnotherProgramShrinksTheScreenAndTheShareRecovers)
         GTEST_SKIP() << reason_;
     const QSize grown = meeting_->desktop().screenSize();
     ASSERT_NE(grown, firstDisplay.size());
+    ScreenSizeWatch sizes(meeting_->desktop());
     meeting_->desktop().run("xrandr", {"--output", meeting_->desktop().outputName(0), "--primary"});
+    ASSERT_TRUE(sizes.hasSeen(firstDisplay.size())) << "the screen was not shrunk, so this shows nothing";
     const auto shrunk = std::chrono::steady_clock::now();
     EXPECT_TRUE(waitUntil([&] { return meeting_->desktop().screenSize() == grown; }, Milliseconds{1000}));
     EXPECT_TRUE(meeting_->call().waitForChangesReceived(3, Milliseconds{1000}));

@@ -59,7 +59,6 @@ TEST_P(FrameDrag, TheFarSideFollowsDuringAMove)
     PrivateDesktop& desktop = meeting_->desktop();
     const QPoint handle = Application::handleOf(region);
     desktop.movePointer(handle);
-    sleepFor(Milliseconds{150});
     desktop.pressButton();
     for (int step = 1; step <= 4; ++step) {
         const QPoint moved(step * 60, step * 25);
@@ -117,30 +116,29 @@ TEST_P(FrameDrag, GuidesAreShownWhileSnapped)
     if (!begin(region, true))
         GTEST_SKIP() << skipReason_;
     PrivateDesktop& desktop = meeting_->desktop();
-    const QImage before = desktop.screenshot();
+    // The middle of the display: 800. Of a dashed line something less than every row is drawn.
+    const auto isGuideShown = [&desktop] {
+        const QRgb orange = QColor::fromRgbF(1.0F, 0.62F, 0.04F).rgb();
+        const QImage column = desktop.screenshot({799, 600, 3, 290});
+        int dashes = 0;
+        for (int y = 0; y < column.height(); ++y) {
+            for (int x = 0; x < column.width(); ++x)
+                dashes += column.pixel(x, y) == orange;
+        }
+        return dashes > 100 && dashes < 290;
+    };
     const QPoint handle = Application::handleOf(region);
     desktop.movePointer(handle);
-    sleepFor(Milliseconds{150});
     desktop.pressButton();
-    // The middle of the region comes near the middle of the display: 800 − 250.
-    for (int x = 210; x <= 553; x += 7) {
-        desktop.movePointer(handle + QPoint(x - 207, 0));
-        sleepFor(Milliseconds{15});
-    }
-    const QColor orange = QColor::fromRgbF(1.0F, 0.62F, 0.04F);
-    const bool isShown = waitUntil(
-        [&] {
-            const QImage column = desktop.screenshot({799, 600, 3, 290});
-            int dashes = 0;
-            for (int y = 0; y < column.height(); ++y) {
-                for (int x = 0; x < column.width(); ++x)
-                    dashes += column.pixel(x, y) == orange.rgb();
-            }
-            return dashes > 100 && dashes < 290;
-        },
-        Milliseconds{1000});
-    EXPECT_TRUE(isShown) << "kept as " << keepImage(desktop.screenshot(), "desktop");
+    desktop.movePointer(handle + QPoint(30, 0));
+    EXPECT_TRUE(meeting_->trackShowsContentOf(region.translated(30, 0), Milliseconds{1000}));
+    EXPECT_FALSE(isGuideShown()) << "nothing is snapped yet";
+    // The middle of the region comes near the middle of the display.
+    desktop.movePointer(handle + QPoint(553 - region.x(), 0));
+    EXPECT_TRUE(waitUntil(isGuideShown, Milliseconds{1000}))
+        << "kept as " << keepImage(desktop.screenshot(), "desktop");
     desktop.releaseButton();
+    EXPECT_TRUE(waitUntil([&] { return !isGuideShown(); }, Milliseconds{1000}));
     desktop.movePointer({20, 20});
     const QRect settled(550, 150, 500, 350);
     meeting_->placeMovement(settled.center());
@@ -152,9 +150,9 @@ TEST_P(FrameDrag, TheCloseButtonEndsTheShare)
     const QRect region(200, 150, 500, 350);
     if (!begin(region))
         GTEST_SKIP() << skipReason_;
-    meeting_->desktop().movePointer(Application::closeButtonOf(region));
-    sleepFor(Milliseconds{150});
+    ASSERT_TRUE(meeting_->desktop().monitorNamed("Nimbrale"));
     meeting_->desktop().click(Application::closeButtonOf(region));
+    EXPECT_EQ(meeting_->application().process().waitForEnd(Milliseconds{5000}), 0);
     EXPECT_TRUE(waitUntil([&] { return !meeting_->desktop().monitorNamed("Nimbrale"); }, Milliseconds{3000}));
     EXPECT_TRUE(waitUntil([&] { return meeting_->desktop().screenSize() == QSize(1600, 900); }, Milliseconds{3000}));
 }

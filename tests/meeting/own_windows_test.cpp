@@ -11,6 +11,7 @@ namespace {
 
 constexpr int framesToLookThrough = 2000;
 const QRect region(300, 200, 400, 300);
+const QColor markerColour(255, 0, 255);
 
 Meeting::Options markedMeeting()
 {
@@ -23,7 +24,7 @@ Meeting::Options markedMeeting()
 /// Whether the frame on the screen has the marker's colour: without that, looking for it shows nothing.
 bool isFrameMarked(const PrivateDesktop& desktop)
 {
-    return desktop.waitForPixel(region.left() + 60, region.top() - 3, QColor(255, 0, 255));
+    return desktop.waitForPixel(region.left() + 60, region.top() - 3, markerColour);
 }
 
 void expectNoMarker(Meeting& meeting, int frames)
@@ -34,6 +35,17 @@ void expectNoMarker(Meeting& meeting, int frames)
     EXPECT_EQ(report.shared.found, 0) << "kept as " << keepImage(meeting.call().markerImage(), "leak");
     EXPECT_EQ(report.received.found, 0);
     EXPECT_EQ(report.shared.unreadable + report.received.unreadable, 0);
+}
+
+/// Another application's window of the marker's colour in the region is found, so that one of ours would have been.
+void expectMarkerToBeFound(Meeting& meeting)
+{
+    meeting.scene().add("marked", {.geometry = {region.center(), QSize(40, 40)}, .seed = 0, .colour = markerColour});
+    const auto isFound = [&] {
+        const BrowserCall::MarkerReport report = meeting.call().markerReport();
+        return report.shared.found > 0 && report.received.found > 0;
+    };
+    EXPECT_TRUE(waitUntil(isFound, Milliseconds{5000}));
 }
 
 /// Drags the frame around in a circle and back.
@@ -78,6 +90,7 @@ TEST(OwnWindows, AreInNoFrameWhateverHappens)
     }
     EXPECT_GT(meeting->call().state().received.changes, 100) << "the stream is frozen";
     expectNoMarker(*meeting, framesToLookThrough);
+    expectMarkerToBeFound(*meeting);
 }
 
 TEST(OwnWindows, AreInNoFrameWhenTheApplicationStartsDuringACall)
@@ -91,9 +104,11 @@ TEST(OwnWindows, AreInNoFrameWhenTheApplicationStartsDuringACall)
         EXPECT_EQ(meeting->application().quit(), 0);
         ASSERT_TRUE(meeting->restartApplication(reason)) << reason;
         ASSERT_TRUE(meeting->application().waitForVirtualDisplay(region.size()));
+        EXPECT_TRUE(isFrameMarked(meeting->desktop())) << keepImage(meeting->desktop().screenshot(), "desktop");
         EXPECT_TRUE(meeting->call().waitForChangesReceived(20, Milliseconds{8000}));
     }
     expectNoMarker(*meeting, 60);
+    expectMarkerToBeFound(*meeting);
 }
 
 } // namespace

@@ -1,6 +1,9 @@
 #include "tests/support/browser_call.h"
 
+#include <gtest/gtest.h>
+#include <optional>
 #include <unistd.h>
+#include <utility>
 
 namespace nimbrale::test {
 
@@ -8,6 +11,8 @@ namespace {
 
 constexpr Milliseconds answerPatience{5000};
 constexpr Milliseconds startPatience{30000};
+constexpr Milliseconds pointerPatience{10000};
+const char* const browserProgram = "chromium";
 const char* const pageTitle = "Meeting call";
 /// The phase of a page that does not answer.
 const char* const pageSilent = "silent";
@@ -31,6 +36,8 @@ std::vector<std::string> browserArguments(const BrowserCall::Options& options, c
         "--password-store=basic",
         "--disable-extensions",
         "--disable-dev-shm-usage",
+        // The page takes clicks before it has been painted for the first time.
+        "--allow-pre-commit-input",
         // The page goes on at full speed wherever its window is.
         "--disable-backgrounding-occluded-windows",
         "--disable-renderer-backgrounding",
@@ -78,18 +85,28 @@ BrowserCall::BrowserCall(PrivateDesktop& desktop, Options options)
 
 BrowserCall::~BrowserCall() = default;
 
+std::string BrowserCall::missing()
+{
+    return findProgram(browserProgram).empty() ? std::string(browserProgram) + " is not installed" : std::string();
+}
+
 std::unique_ptr<BrowserCall> BrowserCall::start(PrivateDesktop& desktop, const Options& options, std::string& reason)
 {
+    reason = missing();
+    if (!reason.empty())
+        return nullptr;
     std::unique_ptr<BrowserCall> call(new BrowserCall(desktop, options));
     if (call->server_.address().empty()) {
         reason = "the call's page cannot be served";
+        ADD_FAILURE() << reason;
         return nullptr;
     }
     const std::filesystem::path profile = desktop.folder() / ("browser-" + std::to_string(getpid()));
     std::filesystem::remove_all(profile);
-    call->browser_ = desktop.spawn("chromium", browserArguments(options, profile, call->server_.address()));
+    call->browser_ = desktop.spawn(browserProgram, browserArguments(options, profile, call->server_.address()));
     if (!call->browser_) {
-        reason = "chromium is not installed";
+        reason = "the browser does not start";
+        ADD_FAILURE() << reason;
         return nullptr;
     }
     // A page that does not come is for `share` to report.
@@ -103,18 +120,11 @@ std::unique_ptr<BrowserCall> BrowserCall::start(PrivateDesktop& desktop, const O
 
 bool BrowserCall::share(Milliseconds timeout)
 {
-    // A page that has just been loaded may not take clicks yet, and a window manager may still be moving the window.
+    if (!bringPointerOverButton())
+        return false;
+    desktop_.pressButton();
+    desktop_.releaseButton();
     State last;
-    for (int attempt = 0; attempt < 5 && last.phase != "asking" && last.phase != "sharing"; ++attempt) {
-        const std::optional<QRect> window = desktop_.windowTitled(pageTitle);
-        if (!window) {
-            failure_ = "the browser shows no window with the call's page: " + browserOutput();
-            return false;
-        }
-        desktop_.click(window->center());
-        // A page that does not come is for `share` to report.
-        static_cast<void>(waitUntil([&] { return (last = state()).phase != "idle"; }, Milliseconds{1500}));
-    }
     const bool isShared = waitUntil(
         [&] {
             last = state();
@@ -125,6 +135,29 @@ bool BrowserCall::share(Milliseconds timeout)
     return isShared && last.phase == "sharing";
 }
 
+// Once the page has noticed the pointer, what the pointer does reaches it: a click that is lost from then on is lost to
+// something that covers the page, which is for the test to find.
+bool BrowserCall::bringPointerOverButton()
+{
+    std::optional<QRect> window;
+    const bool isOver = waitUntil(
+        [&] {
+            const std::optional<QRect> before = std::exchange(window, desktop_.windowTitled(pageTitle));
+            // A window manager may still be moving the window.
+            if (!window || window != before)
+                return false;
+            if (desktop_.pointerPosition() != window->center())
+                desktop_.movePointer(window->center());
+            return state().isPointerOverButton;
+        },
+        pointerPatience, Milliseconds{50});
+    if (!window)
+        failure_ = "the browser shows no window with the call's page: " + browserOutput();
+    else if (!isOver)
+        failure_ = "the pointer does not reach the page";
+    return isOver;
+}
+
 BrowserCall::State BrowserCall::state()
 {
     const std::optional<QJsonObject> answer = server_.ask("state", {}, answerPatience);
@@ -133,6 +166,7 @@ BrowserCall::State BrowserCall::state()
     const QJsonObject& object = *answer;
     return {.phase = object["phase"].toString().toStdString(),
             .failure = object["failure"].toString().toStdString(),
+            .isPointerOverButton = object["isPointerOverButton"].toBool(),
             .surface = object["surface"].toString().toStdString(),
             .isLive = object["isLive"].toBool(),
             .settingsSize = {object["settingsWidth"].toInt(), object["settingsHeight"].toInt()},

@@ -36,6 +36,8 @@ public:
         /// "idle", "asking", "sharing" or "failed", or "silent" when the page does not answer.
         std::string phase;
         std::string failure = {};
+        /// Whether the pointer is over the button, as the page has noticed by what it was sent.
+        bool isPointerOverButton = false;
         /// "monitor" or "window".
         std::string surface = {};
         bool isLive = false;
@@ -56,13 +58,17 @@ public:
         MarkerCount received;
     };
 
-    /// Opens the call's page. Null, with what is missing in `reason`, when the browser is not installed. One that does
-    /// not show the page is for `share` to report: the desktop, with our display on it, may be what ended it.
+    /// What this machine lacks for a call; empty when it lacks nothing.
+    [[nodiscard]] static std::string missing();
+    /// Opens the call's page. Null, with what is missing in `reason`, when the browser is not installed; a page that
+    /// cannot be served is a failure of the test, with null too. A browser that does not show the page is for `share`
+    /// to report: the desktop, with our display on it, may be what ended it.
     [[nodiscard]] static std::unique_ptr<BrowserCall> start(PrivateDesktop& desktop, const Options& options,
                                                             std::string& reason);
     ~BrowserCall();
 
-    /// Clicks the page's button and waits until frames arrive at the far side. On false, `failure` says what happened.
+    /// Clicks the page's button, once, as soon as the page takes clicks, and waits until frames arrive at the far side.
+    /// On false, `failure` says what happened.
     [[nodiscard]] bool share(Milliseconds timeout = Milliseconds{15000});
     /// What the browser has logged, that of its screen capture included.
     [[nodiscard]] std::string browserOutput() const { return browser_->output(); }
@@ -90,6 +96,7 @@ public:
 
 private:
     BrowserCall(PrivateDesktop& desktop, Options options);
+    [[nodiscard]] bool bringPointerOverButton();
 
     PrivateDesktop& desktop_;
     Options options_;

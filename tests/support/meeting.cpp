@@ -46,12 +46,16 @@ QImage withoutIslands(QImage picture, const QRect& pixels)
 
 std::unique_ptr<Meeting> Meeting::start(const Options& options, std::string& reason)
 {
+    reason = BrowserCall::missing();
+    if (!reason.empty())
+        return nullptr;
     std::unique_ptr<Meeting> meeting(new Meeting);
     meeting->desktop_ = PrivateDesktop::start(options.desktop, reason);
     if (!meeting->desktop_)
         return nullptr;
     if (!meeting->arrangeDisplays(options)) {
         reason = "this server takes no second display";
+        ADD_FAILURE() << reason;
         return nullptr;
     }
     meeting->scale_ = options.desktop.dotsPerInch >= 192 ? 2 : 1;

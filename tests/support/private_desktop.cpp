@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
+#include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
 #include <xcb/xcb.h>
@@ -17,6 +18,7 @@ namespace nimbrale::test {
 namespace {
 
 constexpr Milliseconds serverPatience{15000};
+const char* const dummyDriver = "/usr/lib/xorg/modules/drivers/dummy_drv.so";
 
 /// The dummy driver shows nothing anywhere but drives outputs as a card does. Its memory bounds the screen's growth.
 std::string dummyConfiguration(const PrivateDesktop::Options& options)
@@ -71,20 +73,39 @@ PrivateDesktop::PrivateDesktop(Options options) : options_(std::move(options)) {
 
 std::unique_ptr<PrivateDesktop> PrivateDesktop::start(const Options& options, std::string& reason)
 {
+    reason = missingFor(options);
+    if (!reason.empty())
+        return nullptr;
     std::unique_ptr<PrivateDesktop> desktop(new PrivateDesktop(options));
-    if (!desktop->prepareFolder(reason) || !desktop->startServer(reason) || !desktop->connect(reason))
-        return nullptr;
-    desktop->writeResources();
-    if (!desktop->startWindowManager()) {
-        reason = "the window manager is not installed or does not start";
-        return nullptr;
+    if (desktop->prepareFolder(reason) && desktop->startServer(reason) && desktop->connect(reason) &&
+        desktop->startManagers(reason))
+        return desktop;
+    ADD_FAILURE() << reason;
+    return nullptr;
+}
+
+std::string PrivateDesktop::missingFor(const Options& options)
+{
+    const std::string server = programOf(options.server);
+    if (findProgram(server).empty())
+        return server + " is not installed";
+    if (options.server == Server::xorgDummy && !std::filesystem::exists(dummyDriver))
+        return "the X server's dummy driver is not installed";
+    return missingManager(options);
+}
+
+bool PrivateDesktop::startManagers(std::string& reason)
+{
+    writeResources();
+    if (!startWindowManager()) {
+        reason = "the window manager does not start" + (windowManager_ ? ": " + windowManager_->output() : "");
+        return false;
     }
-    const bool needsPicom = options.compositor == Compositor::picom || options.compositor == Compositor::picomGlx;
-    if (needsPicom && !desktop->startCompositor()) {
-        reason = "the compositor is not installed or does not start here";
-        return nullptr;
+    if (isPicom(options_.compositor) && !startCompositor()) {
+        reason = "the compositor does not start" + (compositor_ ? ": " + compositor_->output() : "");
+        return false;
     }
-    return desktop;
+    return true;
 }
 
 PrivateDesktop::~PrivateDesktop()
@@ -173,7 +194,7 @@ bool PrivateDesktop::startServer(std::string& reason)
         return false;
     const std::optional<std::string> number = server_->readLine(serverPatience);
     if (!number) {
-        reason = program + " did not start: " + server_->output();
+        reason = program + " does not start: " + server_->output();
         return false;
     }
     displayName_ = ":" + *number;

@@ -49,8 +49,10 @@ public:
         std::optional<QSize> growableTo = {};
     };
 
-    /// Null, with what is missing in `reason`, when this machine lacks a program for it or the server does not start.
-    /// Tests then do GTEST_SKIP() << reason.
+    /// What this machine lacks for such a desktop; empty when it lacks nothing.
+    [[nodiscard]] static std::string missingFor(const Options& options);
+    /// Null, with what is missing in `reason`, when this machine lacks a program for it: tests then do
+    /// GTEST_SKIP() << reason. What is installed and does not start is a failure of the test, with null too.
     [[nodiscard]] static std::unique_ptr<PrivateDesktop> start(const Options& options, std::string& reason);
     ~PrivateDesktop();
     PrivateDesktop(const PrivateDesktop&) = delete;
@@ -165,6 +167,7 @@ private:
     bool prepareFolder(std::string& reason);
     bool startServer(std::string& reason);
     bool connect(std::string& reason);
+    bool startManagers(std::string& reason);
     void useSmallerMode();
     void writeResources();
     [[nodiscard]] std::vector<std::string> serverCommand() const;
@@ -173,7 +176,13 @@ private:
     [[nodiscard]] std::optional<QRect> findWindow(std::uint32_t parent, const std::string& text) const;
     [[nodiscard]] std::string textProperty(std::uint32_t window, std::uint32_t property) const;
     [[nodiscard]] std::uint32_t atom(const std::string& name) const;
-    [[nodiscard]] bool waitForWindowManager(bool present) const;
+    [[nodiscard]] static bool isPicom(Compositor compositor)
+    {
+        return compositor == Compositor::picom || compositor == Compositor::picomGlx;
+    }
+    [[nodiscard]] static std::string missingManager(const Options& options);
+    [[nodiscard]] bool hasWindowManager() const;
+    [[nodiscard]] bool waitForWindowManager() const;
     void waitUntilWindowManagerIsIdle() const;
 
     Options options_;

@@ -22,16 +22,47 @@ xcb_window_t windowIn(xcb_connection_t* connection, xcb_window_t window, xcb_ato
 
 } // namespace
 
-bool PrivateDesktop::waitForWindowManager(bool present) const
+std::string PrivateDesktop::missingManager(const Options& options)
+{
+    std::vector<std::string> programs;
+    switch (options.windowManager) {
+    case WindowManager::none:
+        break;
+    case WindowManager::openbox:
+        programs = {"openbox"};
+        break;
+    case WindowManager::xfwm4:
+        programs = {"dbus-run-session", "xfwm4"};
+        break;
+    case WindowManager::kwin:
+        programs = {"dbus-run-session", "kwin_x11"};
+        break;
+    case WindowManager::marco:
+        programs = {"dbus-run-session", "marco"};
+        break;
+    }
+    if (isPicom(options.compositor))
+        programs.emplace_back("picom");
+    for (const std::string& program : programs) {
+        if (findProgram(program).empty())
+            return program + " is not installed";
+    }
+    return {};
+}
+
+bool PrivateDesktop::hasWindowManager() const
 {
     const xcb_atom_t check = atom("_NET_SUPPORTING_WM_CHECK");
-    return waitUntil(
-        [&] {
-            const xcb_window_t window = windowIn(connection_, screen_->root, check);
-            const bool alive = window && windowIn(connection_, window, check) == window;
-            return alive == present;
-        },
-        managerPatience);
+    const xcb_window_t window = windowIn(connection_, screen_->root, check);
+    return window && windowIn(connection_, window, check) == window;
+}
+
+/// Gives up when the program has ended.
+bool PrivateDesktop::waitForWindowManager() const
+{
+    static_cast<void>(
+        waitUntil([this] { return hasWindowManager() || !windowManager_->isRunning(); }, managerPatience));
+    return hasWindowManager();
 }
 
 /// A manager announces itself before it has looked at the windows that are there, and does not focus those. It knows of
@@ -72,19 +103,16 @@ bool PrivateDesktop::startWindowManager()
             spawn("dbus-run-session", {"--", "marco", composites ? "--composite" : "--no-composite", "--sm-disable"});
         break;
     }
-    if (windowManager_ && !waitForWindowManager(true))
-        windowManager_.reset();
-    if (windowManager_)
-        waitUntilWindowManagerIsIdle();
-    if (windowManager_ && composites)
-        return waitUntil([this] { return isComposited(); }, managerPatience);
-    return windowManager_ != nullptr;
+    if (!windowManager_ || !waitForWindowManager())
+        return false;
+    waitUntilWindowManagerIsIdle();
+    return !composites || waitUntil([this] { return isComposited(); }, managerPatience);
 }
 
 bool PrivateDesktop::stopWindowManager()
 {
     windowManager_.reset();
-    return waitForWindowManager(false);
+    return waitUntil([this] { return !hasWindowManager(); }, managerPatience);
 }
 
 bool PrivateDesktop::isComposited() const
@@ -103,7 +131,10 @@ bool PrivateDesktop::startCompositor()
     // No fading and no shadows, so that pictures can be compared at once.
     const std::string backend = options_.compositor == Compositor::picomGlx ? "glx" : "xrender";
     compositor_ = spawn("picom", {"--config", "/dev/null", "--backend", backend}, {{"LIBGL_ALWAYS_SOFTWARE", "1"}});
-    return compositor_ && waitUntil([this] { return isComposited(); }, managerPatience);
+    if (!compositor_)
+        return false;
+    static_cast<void>(waitUntil([this] { return isComposited() || !compositor_->isRunning(); }, managerPatience));
+    return isComposited();
 }
 
 bool PrivateDesktop::stopCompositor()
