@@ -73,7 +73,7 @@ public:
         static_cast<void>(pumpUntil([] { return false; }, duration));
     }
 
-    /// The children of the root that the panels' connection made, topmost first.
+    /// The panels' windows that are children of the root, topmost first.
     [[nodiscard]] std::vector<xcb_window_t> ownWindowsInOrder()
     {
         xcb_connection_t* const raw = connection->get();
@@ -84,7 +84,9 @@ public:
         const xcb_window_t* const children = xcb_query_tree_children(tree.get());
         std::vector<xcb_window_t> own;
         for (int index = xcb_query_tree_children_length(tree.get()) - 1; index >= 0; --index) {
-            if ((children[index] & ~mask) == base)
+            const x11::Reply<xcb_get_window_attributes_reply_t> attributes(
+                xcb_get_window_attributes_reply(raw, xcb_get_window_attributes(raw, children[index]), nullptr));
+            if ((children[index] & ~mask) == base && attributes && attributes->_class == XCB_WINDOW_CLASS_INPUT_OUTPUT)
                 own.push_back(children[index]);
         }
         return own;

@@ -55,12 +55,12 @@ bool PanelStack::isOurs(xcb_window_t window) const
     return std::any_of(entries_.begin(), entries_.end(), [&](const Entry& entry) { return entry.window == window; });
 }
 
-void PanelStack::raise(xcb_window_t window, int level)
+void PanelStack::raise(xcb_window_t window, int level, OnLockedScreen onLockedScreen)
 {
     std::erase_if(entries_, [&](const Entry& entry) { return entry.window == window; });
     const auto front =
         std::find_if(entries_.begin(), entries_.end(), [&](const Entry& entry) { return entry.level <= level; });
-    entries_.insert(front, {window, level});
+    entries_.insert(front, {window, level, onLockedScreen});
     restack();
 }
 
@@ -71,13 +71,22 @@ void PanelStack::remove(xcb_window_t window)
 
 Subscription PanelStack::keepBelow(xcb_window_t window)
 {
-    windowsAbove_.push_back(window);
+    return keep(windowsAbove_, window);
+}
+
+Subscription PanelStack::giveWayTo(xcb_window_t locker)
+{
+    return keep(lockers_, locker);
+}
+
+Subscription PanelStack::keep(std::vector<xcb_window_t>& list, xcb_window_t window)
+{
+    list.push_back(window);
     restack();
-    return {this, [alive = std::weak_ptr(alive_), window](PanelStack* stack) {
+    return {this, [alive = std::weak_ptr(alive_), &list, window](PanelStack* stack) {
                 if (alive.expired())
                     return;
-                auto& windows = stack->windowsAbove_;
-                windows.erase(std::find(windows.begin(), windows.end(), window));
+                list.erase(std::find(list.begin(), list.end(), window));
                 stack->restack();
             }};
 }
@@ -120,7 +129,7 @@ void PanelStack::handle(const xcb_generic_event_t& event)
         return;
     }
     // The windows that are to be above come and go at their own pace, and their places say where ours are to be.
-    if ((isAbove || !windowsAbove_.empty()) && !isOurs(moved))
+    if ((isAbove || !windowsAbove_.empty() || !lockers_.empty()) && !isOurs(moved))
         scheduleCheck();
 }
 
@@ -143,36 +152,53 @@ bool PanelStack::restack()
     if (entries_.empty())
         return false;
     const std::vector<xcb_window_t> bottomToTop = childrenOf(connection_, connection_.root());
-    std::vector<xcb_window_t> wanted;
-    for (const Entry& entry : entries_) {
-        if (std::find(bottomToTop.begin(), bottomToTop.end(), entry.window) != bottomToTop.end())
-            wanted.push_back(entry.window);
-    }
-    const std::set<xcb_window_t> above = shownAbove();
-    if (isInPlace(bottomToTop, wanted, above))
+    const std::vector<Wanted> wanted = wantedOrder(bottomToTop);
+    if (isInPlace(bottomToTop, wanted))
         return false;
-    const auto lowestAbove = std::find_if(bottomToTop.begin(), bottomToTop.end(),
-                                          [&](xcb_window_t window) { return above.contains(window); });
-    xcb_window_t previous = lowestAbove == bottomToTop.end() ? xcb_window_t{XCB_NONE} : *lowestAbove;
-    for (const xcb_window_t window : wanted) {
-        place(connection_, window, previous);
-        previous = window;
+    xcb_window_t previous = XCB_NONE;
+    for (std::size_t index = 0; index < wanted.size(); ++index) {
+        const Windows& below = wanted[index].below;
+        // Whoever must be below the same as the one before is so behind it.
+        if (index == 0 || below != wanted[index - 1].below) {
+            const auto lowest = std::find_if(bottomToTop.begin(), bottomToTop.end(),
+                                             [&](xcb_window_t window) { return below.contains(window); });
+            const bool isPassed = index > 0 && lowest != bottomToTop.end() && wanted[index - 1].below.contains(*lowest);
+            if (lowest != bottomToTop.end() && !isPassed)
+                previous = *lowest;
+        }
+        place(connection_, wanted[index].window, previous);
+        previous = wanted[index].window;
     }
     connection_.flush();
     return true;
 }
 
-bool PanelStack::isInPlace(const std::vector<xcb_window_t>& bottomToTop, const std::vector<xcb_window_t>& wanted,
-                           const std::set<xcb_window_t>& above)
+std::vector<PanelStack::Wanted> PanelStack::wantedOrder(const std::vector<xcb_window_t>& children) const
+{
+    const Windows above = shownOf(windowsAbove_);
+    Windows aboveOrLocker = shownOf(lockers_);
+    aboveOrLocker.insert(above.begin(), above.end());
+    std::vector<Wanted> wanted;
+    for (const OnLockedScreen group : {OnLockedScreen::shown, OnLockedScreen::covered}) {
+        for (const Entry& entry : entries_) {
+            if (entry.onLockedScreen == group &&
+                std::find(children.begin(), children.end(), entry.window) != children.end())
+                wanted.push_back({entry.window, group == OnLockedScreen::shown ? above : aboveOrLocker});
+        }
+    }
+    return wanted;
+}
+
+bool PanelStack::isInPlace(const std::vector<xcb_window_t>& bottomToTop, const std::vector<Wanted>& wanted)
 {
     othersAbove_.clear();
+    Windows passed;
     auto next = wanted.begin();
-    std::size_t passed = 0;
     for (auto window = bottomToTop.rbegin(); window != bottomToTop.rend() && next != wanted.end(); ++window) {
-        const bool isBelow = passed == above.size();
-        if (above.contains(*window)) {
-            ++passed;
-        } else if (isBelow && *window == *next) {
+        const bool isBelow = std::includes(passed.begin(), passed.end(), next->below.begin(), next->below.end());
+        if (next->below.contains(*window)) {
+            passed.insert(*window);
+        } else if (isBelow && *window == next->window) {
             ++next;
             continue;
         } else if (isOurs(*window) || (isBelow && !standsAside(*window))) {
@@ -207,10 +233,10 @@ xcb_window_t PanelStack::topLevelOf(xcb_window_t window) const
     return XCB_NONE;
 }
 
-std::set<xcb_window_t> PanelStack::shownAbove() const
+PanelStack::Windows PanelStack::shownOf(const std::vector<xcb_window_t>& list) const
 {
-    std::set<xcb_window_t> shown;
-    for (const xcb_window_t window : windowsAbove_) {
+    Windows shown;
+    for (const xcb_window_t window : list) {
         if (const xcb_window_t topLevel = topLevelOf(window); topLevel != XCB_NONE)
             shown.insert(topLevel);
     }

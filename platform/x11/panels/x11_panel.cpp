@@ -196,7 +196,8 @@ void X11Panel::orderFront()
     if (style_ == PanelStyle::mirrorWindow)
         native_->window.restack(XCB_STACK_MODE_ABOVE);
     else
-        context_.stack.raise(native_->window.id(), level_);
+        context_.stack.raise(native_->window.id(), level_,
+                             style_ == PanelStyle::fullScreen ? OnLockedScreen::shown : OnLockedScreen::covered);
     show();
 }
 

@@ -1,5 +1,6 @@
 #include "platform/x11/panels/x11_panels.h"
 
+#include "platform/x11/panels/screen_lock_watcher.h"
 #include "platform/x11/panels/x11_panel.h"
 
 namespace nimbrale::x11 {
@@ -9,7 +10,9 @@ struct X11Panels::Impl {
         : compositing(connection, events), drawing(connection, queue), stack(connection, events, queue),
           cursors(connection),
           modifiers(connection, events), context{connection, events, screens, queue,    compositing,
-                                                 drawing,    stack,  cursors, modifiers}
+                                                 drawing,    stack,  cursors, modifiers},
+          screenLock(connection, events, queue, screens, stack,
+                     [this] { return context.area ? context.area->pixels() : PixelRect{}; })
     {}
 
     CompositingWatcher compositing;
@@ -18,6 +21,7 @@ struct X11Panels::Impl {
     CursorTheme cursors;
     ModifierKeys modifiers;
     PanelContext context;
+    ScreenLockWatcher screenLock;
 };
 
 X11Panels::X11Panels(Connection& connection, EventDispatcher& events, X11Screens& screens, MainQueue& queue)

@@ -1,0 +1,125 @@
+// Panels and screen lockers: nothing of ours lies over a locked screen, and nothing else makes panels give way.
+
+#include "tests/desktop/panel_test.h"
+
+namespace nimbrale::test {
+
+namespace {
+
+constexpr QPoint onFrame(122, 102);
+const QColor lockColor(0x22, 0x33, 0x44);
+
+class X11PanelLockTest : public X11PanelTest {
+protected:
+    [[nodiscard]] QColor colorAt(QPoint position) { return desktop->pixel(position.x(), position.y()); }
+
+    void grabKeyboard()
+    {
+        xcb_connection_t* const raw = desktop->connection();
+        const x11::Reply<xcb_grab_keyboard_reply_t> reply(
+            xcb_grab_keyboard_reply(raw,
+                                    xcb_grab_keyboard(raw, 0, desktop->screen().root, XCB_CURRENT_TIME,
+                                                      XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC),
+                                    nullptr));
+        ASSERT_TRUE(reply && reply->status == XCB_GRAB_STATUS_SUCCESS);
+    }
+    void ungrabKeyboard()
+    {
+        xcb_ungrab_keyboard(desktop->connection(), XCB_CURRENT_TIME);
+        desktop->synchronize();
+    }
+
+    /// Whether the frame stays as it is for that long.
+    [[nodiscard]] bool staysAtFrame(const QColor& color, Milliseconds duration)
+    {
+        return !host->pumpUntil([&] { return colorAt(onFrame) != color; }, duration);
+    }
+};
+
+class X11PanelLockersTest : public X11PanelLockTest,
+                            public testing::WithParamInterface<PrivateDesktop::WindowManager> {};
+
+INSTANTIATE_TEST_SUITE_P(WindowManagers, X11PanelLockersTest,
+                         testing::Values(PrivateDesktop::WindowManager::none, PrivateDesktop::WindowManager::openbox,
+                                         PrivateDesktop::WindowManager::xfwm4),
+                         [](const auto& manager) -> std::string {
+                             switch (manager.param) {
+                             case PrivateDesktop::WindowManager::openbox:
+                                 return "openbox";
+                             case PrivateDesktop::WindowManager::xfwm4:
+                                 return "xfwm4";
+                             default:
+                                 return "none";
+                             }
+                         });
+
+TEST_P(X11PanelLockersTest, theFrameIsNeverOverALockedScreenAndComesBackAfterwards)
+{
+    if (findProgram("i3lock").empty())
+        GTEST_SKIP() << "i3lock is not installed";
+    PrivateDesktop::Options options;
+    options.windowManager = GetParam();
+    startDesktop(options);
+    if (IsSkipped())
+        return;
+    const auto panel = showFrame();
+    ASSERT_TRUE(host->pumpUntil([&] { return colorAt(onFrame) == yellow; }));
+    for (int round = 0; round < 5; ++round) {
+        const auto locker = desktop->spawn("i3lock", {"--nofork", "--color", "223344"});
+        ASSERT_TRUE(locker);
+        const auto isLocked = [&] { return colorAt({900, 600}) == lockColor; };
+        ASSERT_TRUE(host->pumpUntil(isLocked, Milliseconds{5000})) << locker->output();
+        EXPECT_TRUE(staysAtFrame(lockColor, Milliseconds{1500})) << "round " << round;
+        ASSERT_TRUE(isLocked());
+        locker->terminate();
+        EXPECT_TRUE(host->pumpUntil([&] { return colorAt(onFrame) == yellow; })) << "round " << round;
+    }
+}
+
+TEST_F(X11PanelLockTest, aFullScreenWindowThatTakesTheKeyboardLaterIsALockerFromThenOn)
+{
+    startScene({});
+    if (IsSkipped())
+        return;
+    const auto panel = showFrame();
+    scene->add("cover", {.geometry = {0, 0, 1280, 720}, .seed = 0, .colour = lockColor});
+    ASSERT_TRUE(host->pumpUntil([&] { return colorAt(onFrame) == yellow; })) << "it might be a game or a viewer";
+    EXPECT_TRUE(staysAtFrame(yellow, Milliseconds{500}));
+    grabKeyboard();
+    EXPECT_TRUE(host->pumpUntil([&] { return colorAt(onFrame) == lockColor; }));
+    EXPECT_TRUE(staysAtFrame(lockColor, Milliseconds{1000}));
+    ungrabKeyboard();
+    EXPECT_TRUE(host->pumpUntil([&] { return colorAt(onFrame) == yellow; }));
+    grabKeyboard();
+    ASSERT_TRUE(host->pumpUntil([&] { return colorAt(onFrame) == lockColor; }));
+    scene->unmap("cover");
+    EXPECT_TRUE(host->pumpUntil([&] { return colorAt(onFrame) == yellow; }));
+}
+
+TEST_F(X11PanelLockTest, aMenuThatTakesTheKeyboardDoesNotHideTheFrame)
+{
+    PrivateDesktop::Options options;
+    options.windowManager = PrivateDesktop::WindowManager::openbox;
+    startScene(options);
+    if (IsSkipped())
+        return;
+    // A full-screen viewer that the window manager manages, and a background that none manages, far below.
+    scene->add("wallpaper", {.geometry = {0, 0, 1280, 720}, .seed = 0, .colour = Qt::blue});
+    scene->lower("wallpaper");
+    scene->add("editor", {.geometry = {50, 50, 400, 300}, .overrideRedirect = false});
+    const auto panel = showFrame();
+    ASSERT_TRUE(host->pumpUntil([&] { return colorAt(onFrame) == yellow; }));
+    host->pumpFor(Milliseconds{1000});
+    grabKeyboard();
+    EXPECT_TRUE(staysAtFrame(yellow, Milliseconds{1500})) << "a wallpaper is no locker";
+    ungrabKeyboard();
+    scene->add("viewer", {.geometry = {0, 0, 1280, 720}, .overrideRedirect = false, .isFullScreen = true});
+    host->pumpFor(Milliseconds{1000});
+    ASSERT_TRUE(host->pumpUntil([&] { return colorAt(onFrame) == yellow; }));
+    grabKeyboard();
+    EXPECT_TRUE(staysAtFrame(yellow, Milliseconds{1500})) << "a managed window is no locker";
+}
+
+} // namespace
+
+} // namespace nimbrale::test
