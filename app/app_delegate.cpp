@@ -1,6 +1,7 @@
 #include "app/app_delegate.h"
 
 #include "app/alerts.h"
+#include "share/virtual_display.h"
 
 #include <chrono>
 #include <utility>
@@ -11,21 +12,20 @@ namespace {
 
 constexpr std::chrono::milliseconds settingsDebounceTime{100};
 constexpr std::chrono::milliseconds displayCheckDelay{500};
-constexpr const char* screenCapturePrivacyLocation =
-    "x-apple.systempreferences:com.apple.preference.security?Privacy_ScreenCapture";
 
 } // namespace
 
 std::shared_ptr<AppDelegate> AppDelegate::create(Platform& platform, AppSettings& settings,
-                                                 std::function<void()> showSettingsWindow, const OverlayColors& colors)
+                                                 ShowSettingsWindow showSettingsWindow, const OverlayColors& colors)
 {
     return std::shared_ptr<AppDelegate>(new AppDelegate(platform, settings, std::move(showSettingsWindow), colors));
 }
 
-AppDelegate::AppDelegate(Platform& platform, AppSettings& settings, std::function<void()> showSettingsWindow,
+AppDelegate::AppDelegate(Platform& platform, AppSettings& settings, ShowSettingsWindow showSettingsWindow,
                          const OverlayColors& colors)
     : platform_(platform), settings_(settings), showSettingsWindow_(std::move(showSettingsWindow)), colors_(colors),
-      sharedScreen_(platform.virtualDisplays(), platform.panels(), platform.screens(), platform.mainQueue())
+      sharedScreen_(platform.virtualDisplays(), platform.panels(), platform.screens(), platform.mainQueue()),
+      captureFailure_(platform)
 {}
 
 AppDelegate::~AppDelegate()
@@ -37,6 +37,11 @@ AppDelegate::~AppDelegate()
 void AppDelegate::applicationWillFinishLaunching()
 {
     const std::weak_ptr weak = weak_from_this();
+    platform_.workspace().keepAlertsOffDisplay(VirtualDisplay::name());
+    captureFailure_.onRetry = [weak] {
+        if (const auto self = weak.lock())
+            self->restartCaptureChain();
+    };
     screensObserver_ = platform_.screens().observeChanges([weak] {
         if (const auto self = weak.lock())
             self->screensDidChange();
@@ -57,10 +62,15 @@ TerminateReply AppDelegate::applicationShouldTerminate()
     return TerminateReply::now;
 }
 
-void AppDelegate::openSettings()
+void AppDelegate::openSettings(std::optional<EventTime> cause)
 {
-    platform_.workspace().activate();
-    showSettingsWindow_();
+    showSettingsWindow_(cause);
+}
+
+void AppDelegate::applicationWasReopened(std::optional<EventTime> cause)
+{
+    openSettings(cause);
+    captureFailure_.applicationWasReopened();
 }
 
 void AppDelegate::startCaptureChain()
@@ -99,7 +109,7 @@ void AppDelegate::startCapture(const std::shared_ptr<RegionCapture>& capture,
 void AppDelegate::captureStarted(const Result<void>& result)
 {
     if (!result) {
-        showCaptureAlert(result.error());
+        captureFailure_.tell(result.error());
         return;
     }
     const std::optional<DisplayGeometry>& geometry = capture_->geometry();
@@ -138,7 +148,7 @@ void AppDelegate::createEditor()
         if (!self)
             return;
         self->settings_.setSettingsTab(AppSettings::SettingsTab::general);
-        self->openSettings();
+        self->openSettings(self->platform_.panels().timeOfLastClick());
     };
 }
 
@@ -172,14 +182,25 @@ void AppDelegate::restartCaptureChain()
     editor_.reset();
     sharedScreen_.deactivate();
     const std::shared_ptr<RegionCapture> capture = std::exchange(capture_, nullptr);
-    if (!capture) {
-        continueRestart();
-        return;
-    }
-    capture->stop([weak = weak_from_this()] {
+    // One that a display's change has stopped may still be stopping.
+    if (!isCaptureStopping_)
+        stop(*capture);
+}
+
+void AppDelegate::stop(RegionCapture& capture)
+{
+    isCaptureStopping_ = true;
+    capture.stop([weak = weak_from_this()] {
         if (const auto self = weak.lock())
-            self->continueRestart();
+            self->captureStopped();
     });
+}
+
+void AppDelegate::captureStopped()
+{
+    isCaptureStopping_ = false;
+    if (isRestarting_)
+        continueRestart();
 }
 
 void AppDelegate::continueRestart()
@@ -200,7 +221,7 @@ void AppDelegate::settingsWillChange()
 // would run that either answer ends. Trying again looks at the displays and the settings of that moment anyway.
 bool AppDelegate::followsChanges() const
 {
-    return !isRestarting_ && !isCaptureAlertOpen_ && capture_ && capture_->geometry();
+    return !isRestarting_ && !captureFailure_.isOpen() && capture_ && capture_->geometry();
 }
 
 void AppDelegate::settingsDidChange()
@@ -226,20 +247,28 @@ void AppDelegate::followRegion()
 
 void AppDelegate::screensDidChange()
 {
+    // Until the check another display's pixels may lie where the capture looks.
+    if (followsChanges() && capture_->hasStream() && !isCapturedDisplayUnchanged())
+        stop(*capture_);
     displayCheck_ = platform_.mainQueue().schedule(displayCheckDelay, [weak = weak_from_this()] {
         if (const auto self = weak.lock())
             self->checkCapturedDisplay();
     });
 }
 
+bool AppDelegate::isCapturedDisplayUnchanged() const
+{
+    const std::optional<Screen> screen = findScreen(platform_.screens(), capture_->display()->displayID);
+    return screen && screen->frame == capture_->geometry()->screenFrame &&
+           screen->backingScaleFactor == capture_->pixelScale();
+}
+
 void AppDelegate::checkCapturedDisplay()
 {
-    if (!followsChanges() || !capture_->display())
+    captureFailure_.displaysDidChange();
+    if (!followsChanges())
         return;
-    const std::optional<Screen> screen = findScreen(platform_.screens(), capture_->display()->displayID);
-    const bool isUnchanged = screen && screen->frame == capture_->geometry()->screenFrame &&
-                             screen->backingScaleFactor == capture_->pixelScale();
-    if (!isUnchanged) {
+    if (!capture_->hasStream() || !isCapturedDisplayUnchanged()) {
         restartCaptureChain();
         return;
     }
@@ -247,40 +276,12 @@ void AppDelegate::checkCapturedDisplay()
         editor_->showRegion(capture_->region());
 }
 
-void AppDelegate::showCaptureAlert(const Error& error)
-{
-    const bool isPermissionMissing = error.code == ErrorCode::captureDeclined;
-    isCaptureAlertOpen_ = true;
-    platform_.workspace().activate();
-    platform_.workspace().showAlert(isPermissionMissing ? alerts::capturePermissionNeeded()
-                                                        : alerts::captureCouldNotStart(error),
-                                    [weak = weak_from_this(), isPermissionMissing](int button) {
-                                        if (const auto self = weak.lock())
-                                            self->answerCaptureAlert(isPermissionMissing, button);
-                                    });
-}
-
-void AppDelegate::answerCaptureAlert(bool isPermissionMissing, int button)
-{
-    isCaptureAlertOpen_ = false;
-    if (isPermissionMissing && button == alerts::openSystemSettingsButton) {
-        if (!platform_.workspace().openLocation(screenCapturePrivacyLocation))
-            restartCaptureChain();
-    } else if (!isPermissionMissing && button == alerts::tryAgainButton) {
-        restartCaptureChain();
-    } else {
-        platform_.workspace().terminate();
-    }
-}
-
 void AppDelegate::tellLimitationsOnce()
 {
     const std::vector<std::string> limitations = platform_.screenCapture().limitations();
-    if (hasToldLimitations_ || limitations.empty())
+    if (limitationsAlert_ || limitations.empty())
         return;
-    hasToldLimitations_ = true;
-    platform_.workspace().activate();
-    platform_.workspace().showAlert(alerts::captureIsLimited(limitations), [](int) {});
+    limitationsAlert_ = platform_.workspace().showAlert(alerts::captureIsLimited(limitations), [](int) {});
 }
 
 } // namespace nimbrale

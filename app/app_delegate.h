@@ -1,5 +1,6 @@
 #pragma once
 
+#include "app/capture_failure.h"
 #include "controls/overlay_colors.h"
 #include "platform/platform.h"
 #include "region/region_editor.h"
@@ -17,9 +18,12 @@ namespace nimbrale {
 /// the user drags. Builds this chain at the start and anew when the frame's display changes. Main thread only.
 class AppDelegate : public std::enable_shared_from_this<AppDelegate> {
 public:
-    /// Everything given must outlive the object. `showSettingsWindow` brings the Settings window to the front.
+    /// Brings the Settings window to the front and gives it the keyboard, for what the user did at `cause` or just now.
+    using ShowSettingsWindow = std::function<void(std::optional<EventTime> cause)>;
+
+    /// Everything given must outlive the object.
     [[nodiscard]] static std::shared_ptr<AppDelegate> create(Platform& platform, AppSettings& settings,
-                                                             std::function<void()> showSettingsWindow,
+                                                             ShowSettingsWindow showSettingsWindow,
                                                              const OverlayColors& colors = {});
     ~AppDelegate();
     AppDelegate(const AppDelegate&) = delete;
@@ -29,12 +33,17 @@ public:
     void applicationWillFinishLaunching();
     /// Asked once, whoever wants the application to quit, before it does.
     [[nodiscard]] TerminateReply applicationShouldTerminate();
-    /// Makes the application the active one and shows its Settings window on the tab it showed last.
-    void openSettings();
-    /// The displays changed; half a second after the last such call the frame's display is checked.
+    /// Shows the Settings window in front, on the tab it showed last, for what the user did at `cause` or just now.
+    void openSettings(std::optional<EventTime> cause = std::nullopt);
+    /// The user started the application once more, at `cause` or just now: shows the Settings window, and tries a
+    /// capture again that waited for its permission.
+    void applicationWasReopened(std::optional<EventTime> cause);
+    /// The displays changed; half a second after the last such call the frame's display is checked. Where the captured
+    /// area may show another display by now, the capture stops at once and the last picture stays.
     void screensDidChange();
-    /// Restarts the capture where the frame's display has gone, or has another frame or scale, and puts the frame in
-    /// its place otherwise. A capture that failed waits for the user's answer instead.
+    /// Restarts the capture where it was stopped, or where the frame's display has gone or has another frame or scale,
+    /// and puts the frame in its place otherwise. A capture that failed waits for the user's answer, or for a display
+    /// that comes, instead.
     void checkCapturedDisplay();
 
     /// The capture under way, and the frame once that capture has started; null while there is none.
@@ -44,7 +53,7 @@ public:
     [[nodiscard]] bool isRestarting() const { return isRestarting_; }
 
 private:
-    AppDelegate(Platform& platform, AppSettings& settings, std::function<void()> showSettingsWindow,
+    AppDelegate(Platform& platform, AppSettings& settings, ShowSettingsWindow showSettingsWindow,
                 const OverlayColors& colors);
 
     void startCaptureChain();
@@ -52,6 +61,8 @@ private:
     void captureStarted(const Result<void>& result);
     void createEditor();
     void restartCaptureChain();
+    void stop(RegionCapture& capture);
+    void captureStopped();
     void continueRestart();
 
     [[nodiscard]] bool followsChanges() const;
@@ -60,20 +71,21 @@ private:
     void followRegion();
     void moveToDisplay(DisplayID displayID, const DisplayGeometry& geometry, const Rect& region);
 
-    void showCaptureAlert(const Error& error);
-    void answerCaptureAlert(bool isPermissionMissing, int button);
+    [[nodiscard]] bool isCapturedDisplayUnchanged() const;
     void tellLimitationsOnce();
 
     Platform& platform_;
     AppSettings& settings_;
-    std::function<void()> showSettingsWindow_;
+    ShowSettingsWindow showSettingsWindow_;
     OverlayColors colors_;
     SharedScreen sharedScreen_;
     std::shared_ptr<RegionCapture> capture_;
     std::shared_ptr<RegionEditor> editor_;
     bool isRestarting_ = false;
-    bool isCaptureAlertOpen_ = false;
-    bool hasToldLimitations_ = false;
+    bool isCaptureStopping_ = false;
+    CaptureFailure captureFailure_;
+    /// Set once the limitations were told; the alert may be answered since.
+    std::unique_ptr<OpenQuestion> limitationsAlert_;
     /// The setting with which the running capture was started.
     std::int64_t capturedDisplaySetting_ = 0;
     Subscription settingsObserver_;

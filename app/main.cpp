@@ -54,8 +54,16 @@ nimbrale::InstanceAnswer answerInstance(nimbrale::NimbraleApp& app, const nimbra
         return nimbrale::InstanceAnswer::ending;
     if (request.command != nimbrale::instance_command::openSettings)
         return nimbrale::InstanceAnswer::unknown;
-    app.openSettings();
+    app.applicationWasReopened(nimbrale::parseEventTime(request.argument));
     return nimbrale::InstanceAnswer::done;
+}
+
+/// A launcher tells when the user started the program.
+nimbrale::InstanceRequest openSettingsRequest()
+{
+    const std::string launch = qEnvironmentVariable("DESKTOP_STARTUP_ID").toStdString();
+    const std::optional<nimbrale::EventTime> time = nimbrale::timeOfLaunch(launch);
+    return {std::string(nimbrale::instance_command::openSettings), time ? std::to_string(*time) : std::string()};
 }
 
 nimbrale::InstanceClaim::Subject claimSubject()
@@ -76,8 +84,7 @@ int main(int argc, char** argv)
         return EXIT_FAILURE;
     }
     // Goes last, so that another start waits until the desktop is in order again.
-    auto claim =
-        nimbrale::InstanceClaim::make(claimSubject(), {std::string(nimbrale::instance_command::openSettings), {}});
+    auto claim = nimbrale::InstanceClaim::make(claimSubject(), openSettingsRequest());
     if (claim && !*claim)
         return EXIT_SUCCESS;
 

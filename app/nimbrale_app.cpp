@@ -6,6 +6,7 @@
 #include <QColor>
 
 #include <cstdio>
+#include <utility>
 
 namespace nimbrale {
 
@@ -41,14 +42,18 @@ void endWithoutDesktop(const Error& error)
 NimbraleApp::NimbraleApp(Platform& platform, AppSettings& settings)
     : platform_(platform), settings_(settings), terminationSignals_([this] { platform_.workspace().terminate(); }),
       appDelegate_(AppDelegate::create(
-          platform, settings, [this] { showSettingsWindow(); }, overlayColors()))
+          platform, settings, [this](std::optional<EventTime> cause) { showSettingsWindow(cause); }, overlayColors()))
 {
     QApplication::setQuitOnLastWindowClosed(false);
     platform_.onConnectionLost = endWithoutDesktop;
+    platform_.workspace().onAlertsChanged = [this](const std::vector<std::uintptr_t>& windows) {
+        followAlerts(windows);
+    };
 }
 
 NimbraleApp::~NimbraleApp()
 {
+    platform_.workspace().onAlertsChanged = nullptr;
     platform_.onConnectionLost = nullptr;
 }
 
@@ -58,16 +63,27 @@ int NimbraleApp::run()
     return QApplication::exec();
 }
 
-void NimbraleApp::openSettings()
+void NimbraleApp::applicationWasReopened(std::optional<EventTime> cause)
 {
-    appDelegate_->openSettings();
+    appDelegate_->applicationWasReopened(cause);
 }
 
-void NimbraleApp::showSettingsWindow()
+// Alerts are application-modal, and the panels are not the toolkit's to hold back.
+void NimbraleApp::followAlerts(const std::vector<std::uintptr_t>& windows)
+{
+    platform_.panels().setInput(windows.empty() ? PanelInput::enabled : PanelInput::disabled);
+    std::vector<Subscription> below;
+    for (const std::uintptr_t window : windows)
+        below.push_back(platform_.panels().keepBelow(window));
+    panelsBelowAlerts_ = std::move(below);
+}
+
+void NimbraleApp::showSettingsWindow(std::optional<EventTime> cause)
 {
     if (!settingsWindow_)
         settingsWindow_ = makeSettingsWindow();
     settingsWindow_->present();
+    platform_.workspace().activate(settingsWindow_->winId(), cause);
 }
 
 std::unique_ptr<SettingsWindow> NimbraleApp::makeSettingsWindow()

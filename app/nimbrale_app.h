@@ -5,7 +5,10 @@
 #include "platform/platform.h"
 #include "ui/settings_window.h"
 
+#include <cstdint>
 #include <memory>
+#include <optional>
+#include <vector>
 
 namespace nimbrale {
 
@@ -25,13 +28,14 @@ public:
     /// Starts up and runs the event loop until the application quits; the exit code, which is 1 when the connection to
     /// the desktop was lost.
     [[nodiscard]] int run();
-    /// Brings the Settings window to the front.
-    void openSettings();
+    /// The user started the application once more, at `cause` or just now.
+    void applicationWasReopened(std::optional<EventTime> cause);
     /// Whether it has been asked to quit and is ending or deciding.
     [[nodiscard]] bool isEnding() const { return platform_.workspace().isTerminating(); }
 
 private:
-    void showSettingsWindow();
+    void showSettingsWindow(std::optional<EventTime> cause);
+    void followAlerts(const std::vector<std::uintptr_t>& windows);
     [[nodiscard]] std::unique_ptr<SettingsWindow> makeSettingsWindow();
 
     Platform& platform_;
@@ -43,6 +47,7 @@ private:
     Subscription screensObserver_;
     /// While the settings window is key.
     Subscription panelsBelowSettings_;
+    std::vector<Subscription> panelsBelowAlerts_;
 };
 
 } // namespace nimbrale

@@ -45,7 +45,7 @@ public:
 
 private:
     QtMainQueue mainQueue_;
-    QtWorkspace workspace_;
+    QtWorkspace workspace_{x11::activateToolkitWindow};
     std::unique_ptr<Platform> windowSystem_;
 };
 

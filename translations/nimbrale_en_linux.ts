@@ -7,6 +7,10 @@
         <source>Nimbrale needs permission to record your screen. Turn it on in System Settings → Privacy &amp; Security → Screen &amp; System Audio Recording, then quit and reopen the app.</source>
         <translation>Nimbrale needs permission to record your screen. Turn it on in your desktop's privacy settings, then quit and reopen the app.</translation>
     </message>
+    <message>
+        <source>Open System Settings</source>
+        <translation>OK</translation>
+    </message>
 </context>
 <context>
     <name>GeneralSettings</name>

@@ -58,7 +58,6 @@ void SettingsWindow::present()
         showNormal();
     show();
     raise();
-    activateWindow();
 }
 
 void SettingsWindow::displaysDidChange()

@@ -19,7 +19,8 @@ public:
     /// The window became the one that takes the user's keys, or ceased to be.
     std::function<void(bool isKey)> onKeyChanged;
 
-    /// Shows the window, brings it to the front and gives it the keyboard.
+    /// Shows the window, also one that is minimized. Whether it comes to the front and has the keyboard is the
+    /// workspace's to ask for.
     void present();
     /// The list of displays changed.
     void displaysDidChange();

@@ -103,7 +103,7 @@ Result<std::optional<InstanceClaim>> InstanceClaim::make(const Subject& subject,
     }
     const std::string display = displayKey(subject.displayName);
     claim.displayLock_ = openLock(*folder, fileName("display", display, ".lock"));
-    claim.settingsLock_ = openLock(*folder, fileName("settings", subject.settingsFolder.string(), ".lock"));
+    claim.settingsLock_ = openLock(*folder, fileName("settings", subject.settingsFile.string(), ".lock"));
     if (!claim.displayLock_ || !claim.settingsLock_)
         return tl::make_unexpected(lockMissing(*folder));
 

@@ -13,14 +13,14 @@
 namespace nimbrale {
 
 /// The right to be the one running instance of the application on a display, and the only one that uses a settings
-/// folder. Held by locks that the system takes back however the process ends, so that nothing stale can stand in the
+/// file. Held by locks that the system takes back however the process ends, so that nothing stale can stand in the
 /// way. Hold it until everything else of the application has gone.
 class InstanceClaim {
 public:
     struct Subject {
         /// As DISPLAY names it; the screen's number is left out of account.
         std::string displayName;
-        std::filesystem::path settingsFolder;
+        std::filesystem::path settingsFile;
         /// Nobody else's folders and programs are trusted.
         uid_t user = getuid();
     };

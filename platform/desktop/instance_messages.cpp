@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <array>
+#include <charconv>
+#include <system_error>
 #include <utility>
 
 namespace nimbrale {
@@ -61,6 +63,25 @@ std::optional<InstanceAnswer> parseAnswer(std::string_view line)
     if (found == answers.end())
         return std::nullopt;
     return found->first;
+}
+
+std::optional<EventTime> parseEventTime(std::string_view argument)
+{
+    EventTime time = 0;
+    const auto [end, error] = std::from_chars(argument.data(), argument.data() + argument.size(), time);
+    // Zero stands for no time in the window system.
+    if (error != std::errc() || end != argument.data() + argument.size() || time == 0)
+        return std::nullopt;
+    return time;
+}
+
+std::optional<EventTime> timeOfLaunch(std::string_view startupIdentifier)
+{
+    constexpr std::string_view mark = "_TIME";
+    const std::size_t found = startupIdentifier.rfind(mark);
+    if (found == std::string_view::npos)
+        return std::nullopt;
+    return parseEventTime(startupIdentifier.substr(found + mark.size()));
 }
 
 } // namespace nimbrale

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "platform/event_time.h"
+
 #include <cstddef>
 #include <optional>
 #include <string>
@@ -40,5 +42,10 @@ inline constexpr std::size_t longestInstanceLine = 256;
 /// A line without its end; absent for what no program of this kind sends.
 [[nodiscard]] std::optional<InstanceRequest> parseRequest(std::string_view line);
 [[nodiscard]] std::optional<InstanceAnswer> parseAnswer(std::string_view line);
+
+/// The argument of `openSettings`; absent where there is none, or none that can be read.
+[[nodiscard]] std::optional<EventTime> parseEventTime(std::string_view argument);
+/// When the user launched a program, from the startup identifier that its launcher gave it.
+[[nodiscard]] std::optional<EventTime> timeOfLaunch(std::string_view startupIdentifier);
 
 } // namespace nimbrale

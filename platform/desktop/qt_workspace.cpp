@@ -1,16 +1,15 @@
 #include "platform/desktop/qt_workspace.h"
 
-#include <QAbstractButton>
+#include "platform/desktop/folder_names.h"
+
 #include <QApplication>
 #include <QDesktopServices>
+#include <QFileDialog>
 #include <QFileInfo>
-#include <QLabel>
-#include <QMessageBox>
+#include <QPointer>
 #include <QProcess>
-#include <QPushButton>
 #include <QUrl>
 
-#include <algorithm>
 #include <utility>
 
 namespace nimbrale {
@@ -32,36 +31,52 @@ bool hasHandler(const QString& scheme)
     return question.exitStatus() == QProcess::NormalExit && !question.readAllStandardOutput().trimmed().isEmpty();
 }
 
-QMessageBox::ButtonRole roleOf(std::size_t index, std::size_t count)
-{
-    if (index == 0)
-        return QMessageBox::AcceptRole;
-    return index + 1 == count ? QMessageBox::RejectRole : QMessageBox::ActionRole;
-}
+/// Goes with the dialog that it holds.
+class OpenFolderDialog final : public OpenQuestion {
+public:
+    explicit OpenFolderDialog(QFileDialog* dialog) : dialog_(dialog) {}
+    ~OpenFolderDialog() override
+    {
+        if (!dialog_)
+            return;
+        // It may be in the middle of telling its answer.
+        dialog_->disconnect();
+        dialog_->hide();
+        dialog_->deleteLater();
+    }
+    OpenFolderDialog(const OpenFolderDialog&) = delete;
+    OpenFolderDialog& operator=(const OpenFolderDialog&) = delete;
 
-/// Errors quote what others wrote, which must never be taken for markup.
-void showAsPlainText(const QMessageBox& box)
-{
-    for (QLabel* label : box.findChildren<QLabel*>())
-        label->setTextFormat(Qt::PlainText);
-}
+private:
+    QPointer<QFileDialog> dialog_;
+};
 
 } // namespace
 
-QtWorkspace::~QtWorkspace()
+QtWorkspace::QtWorkspace(Activator activator)
+    : activator_(std::move(activator)), alerts_([this](std::uintptr_t window) { activate(window, std::nullopt); }),
+      fileManager_([](const std::filesystem::path& folder) {
+          return QDesktopServices::openUrl(QUrl::fromLocalFile(QString::fromStdString(folder.string())));
+      })
 {
-    for (const QPointer<QMessageBox>& alert : alerts_)
-        delete alert.data();
+    alerts_.onChanged = [this](const std::vector<std::uintptr_t>& windows) {
+        if (onAlertsChanged)
+            onAlertsChanged(windows);
+    };
 }
 
-void QtWorkspace::activate()
+QtWorkspace::~QtWorkspace() = default;
+
+void QtWorkspace::activate(std::uintptr_t nativeWindow, std::optional<EventTime> cause)
 {
-    for (QWidget* window : QApplication::topLevelWidgets()) {
-        if (!window->isVisible() || window->windowType() == Qt::ToolTip || window->windowType() == Qt::Popup)
-            continue;
-        window->raise();
+    QWidget* const window = QWidget::find(nativeWindow);
+    if (!window)
+        return;
+    window->raise();
+    if (activator_)
+        activator_(nativeWindow, cause);
+    else
         window->activateWindow();
-    }
 }
 
 bool QtWorkspace::openLocation(const std::string& location)
@@ -75,35 +90,49 @@ bool QtWorkspace::openLocation(const std::string& location)
     return QDesktopServices::openUrl(url);
 }
 
-void QtWorkspace::showAlert(const Alert& alert, std::function<void(int button)> onAnswer)
+std::unique_ptr<OpenQuestion> QtWorkspace::showAlert(const Alert& alert, std::function<void(int button)> onAnswer)
 {
-    auto* box = new QMessageBox;
-    box->setAttribute(Qt::WA_DeleteOnClose);
-    box->setWindowModality(Qt::ApplicationModal);
-    box->setIcon(alert.style == AlertStyle::warning ? QMessageBox::Warning : QMessageBox::Information);
-    box->setWindowTitle(QApplication::applicationDisplayName());
-    box->setText(QString::fromStdString(alert.message));
-    box->setInformativeText(QString::fromStdString(alert.informativeText));
-    showAsPlainText(*box);
+    return alerts_.show(alert, std::move(onAnswer));
+}
 
-    std::vector<QAbstractButton*> buttons;
-    for (const std::string& label : alert.buttons)
-        buttons.push_back(box->addButton(QString::fromStdString(label), roleOf(buttons.size(), alert.buttons.size())));
-    box->setDefaultButton(qobject_cast<QPushButton*>(buttons.front()));
-    box->setEscapeButton(buttons.back());
+void QtWorkspace::keepAlertsOffDisplay(const std::string& name)
+{
+    alerts_.keepOffDisplay(name);
+}
 
-    QObject::connect(box, &QMessageBox::finished, box, [box, buttons, onAnswer = std::move(onAnswer)] {
-        const auto pressed = std::ranges::find(buttons, box->clickedButton());
-        const auto index = pressed == buttons.end() ? buttons.size() - 1 : pressed - buttons.begin();
-        const auto answer = onAnswer; // The answer may end the workspace, and this connection with it.
-        answer(static_cast<int>(index));
+void QtWorkspace::revealFile(const std::filesystem::path& file)
+{
+    fileManager_.reveal(file);
+}
+
+std::unique_ptr<OpenQuestion>
+QtWorkspace::chooseFolder(const FolderQuestion& question,
+                          std::function<void(const std::optional<std::filesystem::path>& folder)> onChosen)
+{
+    auto* dialog = new QFileDialog(nullptr, QString::fromStdString(question.message),
+                                   QString::fromStdString(question.start.string()));
+    dialog->setFileMode(QFileDialog::Directory);
+    dialog->setOption(QFileDialog::ShowDirsOnly);
+    dialog->setLabelText(QFileDialog::Accept, QString::fromStdString(question.prompt));
+    dialog->setWindowModality(Qt::ApplicationModal);
+    QObject::connect(dialog, &QFileDialog::finished, dialog, [dialog, onChosen = std::move(onChosen)](int result) {
+        const QStringList files = dialog->selectedFiles();
+        const auto tell = onChosen; // The call may end the dialog, and this connection with it.
+        dialog->deleteLater();
+        if (result == QDialog::Accepted && !files.isEmpty())
+            tell(std::filesystem::path(files.front().toStdString()));
+        else
+            tell(std::nullopt);
     });
+    alerts_.place(*dialog);
+    dialog->show();
+    activate(dialog->winId(), std::nullopt);
+    return std::make_unique<OpenFolderDialog>(dialog);
+}
 
-    std::erase_if(alerts_, [](const QPointer<QMessageBox>& closed) { return closed.isNull(); });
-    alerts_.emplace_back(box);
-    box->show();
-    box->raise();
-    box->activateWindow();
+std::string QtWorkspace::folderName(const std::filesystem::path& folder) const
+{
+    return folderDisplayName(folder);
 }
 
 void QtWorkspace::dropKeyboardFocus()

@@ -8,7 +8,10 @@
 #include "platform/x11/server/event_dispatcher.h"
 #include "platform/x11/server/handles.h"
 #include "platform/x11/server/sent_event_filter.h"
+#include "platform/x11/server/window_activation.h"
 #include "platform/x11/virtual_display/x11_virtual_displays.h"
+
+#include <QGuiApplication>
 
 namespace nimbrale::x11 {
 
@@ -87,6 +90,16 @@ Result<std::unique_ptr<Platform>> createX11Platform(MainQueue& mainQueue, Worksp
     if (const Result<void> started = platform->startCapture(displayName); !started)
         return tl::make_unexpected(started.error());
     return platform;
+}
+
+void activateToolkitWindow(std::uintptr_t nativeWindow, std::optional<EventTime> cause)
+{
+    const auto* const toolkit = qGuiApp->nativeInterface<QNativeInterface::QX11Application>();
+    if (!toolkit)
+        return;
+    const std::optional<EventTime> moment = cause ? cause : currentServerTime();
+    if (moment)
+        activateWindow(toolkit->connection(), static_cast<xcb_window_t>(nativeWindow), *moment);
 }
 
 } // namespace nimbrale::x11

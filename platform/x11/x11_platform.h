@@ -1,9 +1,12 @@
 #pragma once
 
+#include "platform/event_time.h"
 #include "platform/platform.h"
 #include "platform/result.h"
 
+#include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 
 namespace nimbrale::x11 {
@@ -12,5 +15,9 @@ namespace nimbrale::x11 {
 /// window of the application. `displayName` empty means the environment's display.
 [[nodiscard]] Result<std::unique_ptr<Platform>> createX11Platform(MainQueue& mainQueue, Workspace& workspace,
                                                                   const std::string& displayName = {});
+
+/// Brings a window of the toolkit, which is shown, to the front and gives it the keyboard, for what the user did at
+/// `cause`, or just now. Main thread only, while the toolkit's application object runs on an X server.
+void activateToolkitWindow(std::uintptr_t nativeWindow, std::optional<EventTime> cause);
 
 } // namespace nimbrale::x11

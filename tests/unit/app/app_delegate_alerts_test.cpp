@@ -1,3 +1,4 @@
+#include "share/virtual_display.h"
 #include "tests/unit/app/app_delegate_fixture.h"
 
 #include <gmock/gmock.h>
@@ -37,7 +38,6 @@ TEST_F(AppDelegateTest, NextLaunchWithoutPermissionShowsThePermissionAlert)
                                   "Nimbrale needs permission to record your screen. Turn it on in System Settings → "
                                   "Privacy & Security → Screen & System Audio Recording, then quit and reopen the app.",
                                   {"Open System Settings", "Quit"}}));
-    EXPECT_EQ(workspace().activations, 1);
 
     workspace().answerAlert(0);
     EXPECT_THAT(workspace().locations,
@@ -47,17 +47,41 @@ TEST_F(AppDelegateTest, NextLaunchWithoutPermissionShowsThePermissionAlert)
     EXPECT_EQ(workspace().alerts.size(), 1U) << "it stays running without a capture";
 }
 
-TEST_F(AppDelegateTest, PermissionAlertRestartsWhenTheLocationCannotBeOpened)
+TEST_F(AppDelegateTest, PermissionAlertIsNotShownAgainWhereNothingOpensTheLocation)
 {
     capture().isPermitted = false;
     settings_.setHasRequestedScreenCaptureAccess(true);
     workspace().opensLocations = false;
     delegate_->applicationWillFinishLaunching();
     queue().advance(1s);
-    capture().isPermitted = true;
     workspace().answerAlert(0);
+    queue().advance(10s);
+    EXPECT_EQ(workspace().alerts.size(), 1U);
+    EXPECT_EQ(workspace().terminations, 0) << "it stays running";
+    EXPECT_FALSE(delegate_->editor());
+}
+
+TEST_F(AppDelegateTest, StartingTheApplicationAgainTriesACaptureThatWasPermittedMeanwhile)
+{
+    capture().isPermitted = false;
+    settings_.setHasRequestedScreenCaptureAccess(true);
+    delegate_->applicationWillFinishLaunching();
+    queue().advance(1s);
+    delegate_->applicationWasReopened(std::nullopt);
+    queue().advance(1s);
+    EXPECT_EQ(workspace().alerts.size(), 1U) << "the open alert is the user's to answer";
+    workspace().answerAlert(0);
+
+    delegate_->applicationWasReopened(std::nullopt);
+    queue().advance(1s);
+    EXPECT_EQ(workspace().alerts.size(), 2U) << "still not permitted: there is a way to quit again";
+    workspace().answerAlert(0);
+    capture().isPermitted = true;
+    delegate_->applicationWasReopened(std::nullopt);
     finishStart();
     EXPECT_TRUE(delegate_->editor());
+    delegate_->applicationWasReopened(std::nullopt);
+    EXPECT_FALSE(delegate_->isRestarting());
 }
 
 TEST_F(AppDelegateTest, PermissionAlertQuits)
@@ -80,14 +104,20 @@ TEST_F(AppDelegateTest, FailedCaptureShowsAnAlertAndTryAgainRestarts)
         ElementsAre(
             Alert{AlertStyle::warning, "Screen capture couldn't start", "The server said no.", {"Try Again", "Quit"}}));
     EXPECT_FALSE(delegate_->editor());
-    EXPECT_FALSE(delegate_->sharedScreen().isActive());
+    EXPECT_TRUE(platform_.panels().created.empty()) << "neither a frame nor a shared screen";
+    queue().advance(5s);
+    EXPECT_EQ(streams(), 1U) << "nothing is tried before the answer";
 
     workspace().answerAlert(0);
     ASSERT_TRUE(delegate_->isRestarting());
+    EXPECT_EQ(capture().contentRequests, 1) << "the old stream has to stop first";
     capture().stream().completeStop();
     finishStart();
     EXPECT_TRUE(delegate_->editor());
+    EXPECT_EQ(streams(), 2U);
     EXPECT_EQ(workspace().alerts.size(), 1U);
+    EXPECT_THAT(workspace().locations, IsEmpty());
+    EXPECT_EQ(workspace().terminations, 0);
 }
 
 TEST_F(AppDelegateTest, ChangesBehindAnOpenCaptureAlertRestartNothing)
@@ -126,7 +156,7 @@ TEST_F(AppDelegateTest, CaptureAlertsAreNotStacked)
     for (std::size_t failures = 1; failures <= 3; ++failures) {
         finishStart(fail(ErrorCode::captureFailedToStart, "The server said no."));
         EXPECT_EQ(workspace().alerts.size(), failures);
-        EXPECT_EQ(workspace().pendingAnswers.size(), 1U) << "one alert at a time";
+        EXPECT_EQ(workspace().openAlerts.size(), 1U) << "one alert at a time";
         platform_.screens().list.front().frame.width -= 100;
         platform_.screens().notify();
         queue().advance(2s);
@@ -137,7 +167,7 @@ TEST_F(AppDelegateTest, CaptureAlertsAreNotStacked)
     }
     finishStart();
     EXPECT_TRUE(delegate_->editor());
-    EXPECT_THAT(workspace().pendingAnswers, IsEmpty());
+    EXPECT_THAT(workspace().openAlerts, IsEmpty());
 }
 
 TEST_F(AppDelegateTest, FailedQuestionForContentShowsAnAlertAndQuitEnds)
@@ -166,6 +196,72 @@ TEST_F(AppDelegateTest, LimitationsAreToldOncePerRun)
     finishStart();
     EXPECT_TRUE(delegate_->editor());
     EXPECT_EQ(workspace().alerts.size(), 1U);
+}
+
+TEST_F(AppDelegateTest, AlertsAreKeptOffTheSharedDisplay)
+{
+    delegate_->applicationWillFinishLaunching();
+    EXPECT_EQ(workspace().displayWithoutAlerts, VirtualDisplay::name());
+}
+
+TEST_F(AppDelegateTest, WithoutAnyDisplayOfTheUsersTheNextOneIsWaitedFor)
+{
+    launch();
+    const std::vector<Screen> displays = platform_.screens().list;
+    // What is left is the display that others see.
+    platform_.screens().list = {makeScreen(platform_.virtualDisplays().device().displayID, {1920, 0, 800, 600})};
+    platform_.screens().notify();
+    queue().advance(500ms);
+    capture().stream().completeStop();
+    answerContent();
+    EXPECT_THAT(workspace().alerts, IsEmpty()) << "nobody could read it";
+    queue().advance(10s);
+    EXPECT_EQ(workspace().terminations, 0);
+
+    platform_.screens().list.insert(platform_.screens().list.begin(), displays.front());
+    platform_.screens().notify();
+    queue().advance(499ms);
+    EXPECT_TRUE(capture().pendingContent.empty());
+    queue().advance(1ms);
+    finishStart();
+    EXPECT_TRUE(delegate_->editor());
+    EXPECT_THAT(workspace().alerts, IsEmpty());
+}
+
+TEST_F(AppDelegateTest, ADisplayThatComesAnswersTheCaptureAlert)
+{
+    const Screen other = platform_.screens().list.back();
+    platform_.screens().remove(otherDisplay);
+    delegate_->applicationWillFinishLaunching();
+    finishStart(fail(ErrorCode::captureFailedToStart, "The server said no."));
+    ASSERT_EQ(workspace().openAlerts.size(), 1U);
+
+    platform_.screens().list.push_back(other);
+    platform_.screens().notify();
+    queue().advance(499ms);
+    EXPECT_EQ(workspace().openAlerts.size(), 1U);
+    queue().advance(1ms);
+    EXPECT_THAT(workspace().openAlerts, IsEmpty()) << "it closes by itself";
+    capture().stream().completeStop();
+    finishStart();
+    EXPECT_TRUE(delegate_->editor());
+    EXPECT_EQ(workspace().alerts.size(), 1U);
+}
+
+TEST_F(AppDelegateTest, ADisplayThatWentAndCameBackAnswersTheCaptureAlert)
+{
+    delegate_->applicationWillFinishLaunching();
+    finishStart(fail(ErrorCode::captureFailedToStart, "The server said no."));
+    const Screen other = platform_.screens().list.back();
+    platform_.screens().remove(otherDisplay);
+    platform_.screens().notify();
+    queue().advance(2s);
+    EXPECT_EQ(workspace().openAlerts.size(), 1U) << "a display that goes is no answer";
+    platform_.screens().list.push_back(other);
+    platform_.screens().notify();
+    queue().advance(500ms);
+    EXPECT_THAT(workspace().openAlerts, IsEmpty());
+    EXPECT_TRUE(delegate_->isRestarting());
 }
 
 } // namespace

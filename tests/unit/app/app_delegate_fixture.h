@@ -7,7 +7,9 @@
 
 #include <chrono>
 #include <gtest/gtest.h>
+#include <optional>
 #include <unistd.h>
+#include <vector>
 
 namespace nimbrale {
 
@@ -22,7 +24,8 @@ protected:
         platform_.screens().list = {makeScreen(mainDisplay, {0, 0, 1920, 1080}),
                                     makeScreen(otherDisplay, {1920, 0, 1600, 900})};
         platform_.screens().main = mainDisplay;
-        delegate_ = AppDelegate::create(platform_, settings_, [this] { ++settingsWindowShown_; });
+        delegate_ = AppDelegate::create(
+            platform_, settings_, [this](std::optional<EventTime> cause) { settingsWindowCauses_.push_back(cause); });
     }
 
     [[nodiscard]] ShareableContent content()
@@ -54,6 +57,12 @@ protected:
     }
     void settle() { queue().advance(std::chrono::milliseconds{100}); }
 
+    /// The captured picture that a panel of the shared screen shows.
+    [[nodiscard]] static std::shared_ptr<const Surface> pictureOn(FakePanel& panel)
+    {
+        return panel.rootLayer().sublayersInOrder().at(0)->contents();
+    }
+
     [[nodiscard]] FakeScreenCapture& capture() { return platform_.screenCapture(); }
     [[nodiscard]] FakeMainQueue& queue() { return platform_.mainQueue(); }
     [[nodiscard]] FakeWorkspace& workspace() { return platform_.workspace(); }
@@ -62,7 +71,8 @@ protected:
     QTemporaryDir directory_;
     AppSettings settings_{directory_.filePath("Nimbrale.conf").toStdString()};
     FakePlatform platform_;
-    int settingsWindowShown_ = 0;
+    /// One for each time the Settings window was shown.
+    std::vector<std::optional<EventTime>> settingsWindowCauses_;
     std::shared_ptr<AppDelegate> delegate_;
 };
 

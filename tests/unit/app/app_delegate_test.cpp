@@ -10,8 +10,10 @@ namespace nimbrale {
 namespace {
 
 using namespace std::chrono_literals;
+using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
+using testing::Optional;
 
 TEST_F(AppDelegateTest, LaunchBuildsTheWholeChain)
 {
@@ -66,17 +68,23 @@ TEST_F(AppDelegateTest, FiveSettingsAssignedInOneGoRestartOnce100MillisecondsAft
     EXPECT_EQ(capture().stream().stops, 0);
 }
 
-TEST_F(AppDelegateTest, FrameRateAloneDoesNotRestart)
+TEST_F(AppDelegateTest, FrameRateAloneNeitherRestartsNorMovesTheFrame)
 {
     launch();
-    const Rect frame = delegate_->editor()->overlay().regionFrame();
+    RegionOverlayWindow& frame = delegate_->editor()->overlay();
+    // Not where the capture is, so that putting it there would be seen.
+    const Rect elsewhere{300, 300, 800, 600};
+    frame.setRegionFrame(elsewhere);
+    const std::size_t sizes = platform_.virtualDisplays().device().appliedSettings.size();
     settings_.setFramerate(15);
     settle();
     EXPECT_FALSE(delegate_->isRestarting());
     EXPECT_EQ(streams(), 1U);
+    EXPECT_EQ(capture().stream().stops, 0);
     ASSERT_EQ(capture().stream().configurationUpdates.size(), 1U);
     EXPECT_EQ(capture().stream().configurationUpdates.front().minimumFrameInterval, (FrameInterval{1, 15}));
-    EXPECT_EQ(delegate_->editor()->overlay().regionFrame(), frame);
+    EXPECT_EQ(frame.regionFrame(), elsewhere);
+    EXPECT_EQ(platform_.virtualDisplays().device().appliedSettings.size(), sizes);
 }
 
 TEST_F(AppDelegateTest, NotificationSharingAloneDoesNotRestart)
@@ -137,6 +145,67 @@ TEST_F(AppDelegateTest, ChangedFrameRestarts)
     EXPECT_TRUE(delegate_->isRestarting());
 }
 
+TEST_F(AppDelegateTest, CaptureStopsAtTheNewsOfAChangedDisplayAndStartsAfterTheCheck)
+{
+    platform_.virtualDisplays().createResult = fail(ErrorCode::unsupported, "no");
+    launch();
+    FakePanel& mirror = *platform_.panels().living.at(0);
+    capture().stream().deliverPicture(800, 600);
+    queue().runPosted();
+    const std::shared_ptr<const Surface> last = pictureOn(mirror);
+    ASSERT_TRUE(last);
+
+    // The neighbour slides under the frame.
+    platform_.screens().list.front().frame.width = 640;
+    platform_.screens().notify();
+    EXPECT_EQ(capture().stream().stops, 1) << "at once";
+    EXPECT_FALSE(delegate_->isRestarting());
+    EXPECT_TRUE(delegate_->editor());
+    capture().stream().deliverPicture(800, 600);
+    queue().advance(499ms);
+    EXPECT_EQ(pictureOn(mirror), last) << "what still comes is not shown";
+    queue().advance(1ms);
+    EXPECT_TRUE(delegate_->isRestarting());
+    EXPECT_EQ(capture().contentRequests, 1) << "the old stream has not stopped yet";
+    capture().stream().completeStop();
+    EXPECT_EQ(capture().contentRequests, 2);
+    finishStart();
+    EXPECT_EQ(streams(), 2U);
+    EXPECT_TRUE(delegate_->editor());
+}
+
+TEST_F(AppDelegateTest, CaptureThatWasStoppedAtTheNewsStartsAgainThoughTheDisplayIsAsBefore)
+{
+    launch();
+    const Screen before = platform_.screens().list.front();
+    platform_.screens().list.front().frame.width = 640;
+    platform_.screens().notify();
+    ASSERT_EQ(capture().stream().stops, 1);
+    capture().stream().completeStop();
+    queue().advance(100ms);
+    platform_.screens().list.front() = before;
+    platform_.screens().notify();
+    queue().advance(499ms);
+    EXPECT_EQ(capture().contentRequests, 1) << "half a second after the last news";
+    queue().advance(1ms);
+    finishStart();
+    EXPECT_EQ(streams(), 2U);
+    EXPECT_TRUE(delegate_->editor());
+    EXPECT_TRUE(delegate_->capture()->hasStream());
+}
+
+TEST_F(AppDelegateTest, NewsOfOtherDisplaysDoesNotStopTheCapture)
+{
+    launch();
+    platform_.screens().list.back().frame.width = 640;
+    platform_.screens().notify();
+    platform_.screens().remove(otherDisplay);
+    platform_.screens().notify();
+    queue().advance(1s);
+    EXPECT_EQ(capture().stream().stops, 0);
+    EXPECT_EQ(streams(), 1U);
+}
+
 TEST_F(AppDelegateTest, ChangedMenuBarAloneDoesNotRestart)
 {
     launch();
@@ -189,6 +258,29 @@ TEST_F(AppDelegateTest, SecondRestartDuringARestartIsIgnored)
     settle();
     EXPECT_EQ(streams(), 2U);
     EXPECT_EQ(delegate_->capture()->display()->displayID, otherDisplay) << "the restart reads the newest settings";
+}
+
+TEST_F(AppDelegateTest, AMoveThatAsksForARestartDuringOneIsIgnored)
+{
+    settings_.setDisplayID(otherDisplay);
+    const Screen other = platform_.screens().list.back();
+    platform_.screens().remove(otherDisplay);
+    launch();
+    platform_.screens().list.push_back(other);
+    // It asks for a restart as soon as the queue gets to it, and until then another one begins.
+    delegate_->editor()->onMoveToDisplay(otherDisplay, DisplayGeometry::of(other), {50, 51, 700, 500});
+    platform_.screens().list.front().backingScaleFactor = 2;
+    delegate_->checkCapturedDisplay();
+    ASSERT_TRUE(delegate_->isRestarting());
+    queue().runPosted();
+    EXPECT_TRUE(delegate_->isRestarting()) << "the second one does not end the first";
+    EXPECT_EQ(capture().contentRequests, 1) << "nothing starts before the old capture has stopped";
+
+    capture().stream().completeStop();
+    finishStart();
+    settle();
+    EXPECT_EQ(streams(), 2U);
+    EXPECT_EQ(delegate_->capture()->display()->displayID, otherDisplay);
 }
 
 TEST_F(AppDelegateTest, ContentThatComesAfterARestartStartsOnlyTheNewCapture)
@@ -246,22 +338,33 @@ TEST_F(AppDelegateTest, IsTheOneThatIsAskedWhetherTheApplicationMayQuit)
     EXPECT_EQ(workspace().termination().onShouldTerminate(), TerminateReply::now) << "nobody is left to ask";
 }
 
-TEST_F(AppDelegateTest, SettingsButtonOpensTheGeneralTab)
+TEST_F(AppDelegateTest, SettingsButtonOpensTheGeneralTabForTheClick)
 {
     settings_.setSettingsTab(AppSettings::SettingsTab::recording);
     launch();
+    platform_.panels().lastClick = 4711;
     delegate_->editor()->onOpenSettings();
     EXPECT_EQ(settings_.settingsTab(), AppSettings::SettingsTab::general);
-    EXPECT_EQ(settingsWindowShown_, 1);
-    EXPECT_EQ(workspace().activations, 1);
+    EXPECT_THAT(settingsWindowCauses_, ElementsAre(Optional(4711U)));
 }
 
 TEST_F(AppDelegateTest, OpenSettingsKeepsTheLastTab)
 {
     settings_.setSettingsTab(AppSettings::SettingsTab::recording);
+    platform_.panels().lastClick = 4711;
     delegate_->openSettings();
+    delegate_->openSettings(12);
     EXPECT_EQ(settings_.settingsTab(), AppSettings::SettingsTab::recording);
-    EXPECT_EQ(settingsWindowShown_, 1);
+    EXPECT_THAT(settingsWindowCauses_, ElementsAre(std::nullopt, Optional(12U))) << "an old click is not the cause";
+}
+
+TEST_F(AppDelegateTest, StartingTheApplicationAgainOpensSettingsAndNothingElse)
+{
+    launch();
+    delegate_->applicationWasReopened(12);
+    EXPECT_THAT(settingsWindowCauses_, ElementsAre(Optional(12U)));
+    EXPECT_FALSE(delegate_->isRestarting());
+    EXPECT_EQ(capture().contentRequests, 1);
 }
 
 TEST_F(AppDelegateTest, EndOfADragStoresTheRegionAndResizesTheVirtualDisplay)
@@ -317,21 +420,25 @@ TEST_F(AppDelegateTest, MoveToAnotherDisplayStoresAllFiveAndRestartsThere)
     const Subscription counting = settings_.observeChanges([&assignments] { ++assignments; });
     FolderEvents events(directory_.path().toStdString());
     ASSERT_TRUE(events.isWatching());
-    delegate_->editor()->onMoveToDisplay(otherDisplay, DisplayGeometry::of(other), {99.9, 40, 700, 500});
+    delegate_->editor()->onMoveToDisplay(otherDisplay, DisplayGeometry::of(other), {99.9, 140, 700, 500});
     EXPECT_EQ(events.take("Nimbrale.conf").replacements, 1) << "all five with one write";
     EXPECT_EQ(settings_.left(), 99);
-    EXPECT_EQ(settings_.top(), 0);
+    EXPECT_EQ(settings_.top(), 100) << "counted from below the other display's menu bar";
     EXPECT_EQ(settings_.width(), 700);
     EXPECT_EQ(settings_.height(), 500);
     EXPECT_EQ(settings_.displayID(), otherDisplay);
     EXPECT_EQ(assignments, 5);
-    EXPECT_FALSE(delegate_->isRestarting());
-
-    settle();
+    queue().runPosted();
+    queue().advance(99ms);
+    EXPECT_FALSE(delegate_->isRestarting()) << "the settings' change restarts, not the move itself";
+    queue().advance(1ms);
+    ASSERT_TRUE(delegate_->isRestarting());
     capture().stream().completeStop();
     finishStart();
+    queue().advance(1s);
+    EXPECT_EQ(streams(), 2U) << "once";
     EXPECT_EQ(delegate_->capture()->display()->displayID, otherDisplay);
-    EXPECT_EQ(delegate_->capture()->region(), (Rect{99, 40, 700, 500}));
+    EXPECT_EQ(delegate_->capture()->region(), (Rect{99, 140, 700, 500}));
 }
 
 TEST_F(AppDelegateTest, MoveToTheStoredDisplayThatCameBackRestarts)

@@ -75,7 +75,7 @@ TEST_F(RegionEditorTest, ShowsTheFrameAroundTheRegionWithoutActivating)
     EXPECT_EQ(overlay().screenFrame(), (Rect{0, 0, 1440, 900}));
     EXPECT_EQ(panel().frame(), (Rect{76, 501, 448, 348}));
     EXPECT_EQ(panel().order, FakePanel::Order::front);
-    EXPECT_EQ(platform.workspace().activations, 0);
+    EXPECT_TRUE(platform.workspace().activations.empty());
 }
 
 TEST_F(RegionEditorTest, DragStepMovesTheCapturesRegionAndReportsIt)

@@ -53,6 +53,18 @@ TEST(InstanceMessagesTest, AnswersAreReadAsTheyAreWritten)
     EXPECT_EQ(parseAnswer("DONE"), std::nullopt);
 }
 
+TEST(InstanceMessagesTest, TimesAreNumbersOfTheServersClock)
+{
+    EXPECT_EQ(parseEventTime("1"), 1U);
+    EXPECT_EQ(parseEventTime("4294967295"), 4294967295U);
+    for (const char* text : {"", "0", "4294967296", "-1", "1a", " 1", "0x10"})
+        EXPECT_EQ(parseEventTime(text), std::nullopt) << text;
+    EXPECT_EQ(timeOfLaunch("xfce4-panel/nimbrale/1234-5-host_TIME98765"), 98765U);
+    EXPECT_EQ(timeOfLaunch("a_TIME1_TIME2"), 2U);
+    for (const char* text : {"", "gnome-shell-1", "x_TIME", "x_TIME12;", "x_TIME0"})
+        EXPECT_EQ(timeOfLaunch(text), std::nullopt) << text;
+}
+
 TEST(InstanceMessagesTest, NamesOfTheSameDisplayHaveOneKey)
 {
     EXPECT_EQ(displayKey(":1"), ":1");

@@ -4,12 +4,15 @@
 
 #include <QAbstractButton>
 #include <QApplication>
+#include <QDir>
 #include <QFile>
+#include <QFileDialog>
 #include <QKeyEvent>
 #include <QLabel>
 #include <QLineEdit>
 #include <QMessageBox>
 #include <QTemporaryDir>
+#include <QTimer>
 #include <QVBoxLayout>
 
 #include <gmock/gmock.h>
@@ -36,11 +39,13 @@ class QtWorkspaceTest : public testing::Test {
 protected:
     void ask(const Alert& alert)
     {
-        workspace_.showAlert(alert, [this](int button) { answers_.push_back(button); });
+        open_.push_back(workspace_.showAlert(alert, [this](int button) { answers_.push_back(button); }));
         QApplication::processEvents();
     }
     [[nodiscard]] static std::vector<QMessageBox*> boxes()
     {
+        // No event loop runs here that would do it.
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
         std::vector<QMessageBox*> found;
         for (QWidget* window : QApplication::topLevelWidgets()) {
             if (auto* const box = qobject_cast<QMessageBox*>(window))
@@ -68,6 +73,7 @@ protected:
 
     OffscreenToolkit toolkit_;
     QtWorkspace workspace_;
+    std::vector<std::unique_ptr<OpenQuestion>> open_;
     std::vector<int> answers_;
 };
 
@@ -135,7 +141,9 @@ TEST_F(QtWorkspaceTest, TextsAreNeverTakenForMarkup)
 
 TEST_F(QtWorkspaceTest, AnswerMayAskTheNextQuestion)
 {
-    workspace_.showAlert(question, [this](int) { ask({AlertStyle::warning, "Again", "", {"Yes", "No"}}); });
+    open_.push_back(workspace_.showAlert(question, [this](int) {
+        ask({AlertStyle::warning, "Again", "", {"Yes", "No"}});
+    }));
     press("Third");
     EXPECT_EQ(box().text(), "Again");
     press("No");
@@ -144,14 +152,167 @@ TEST_F(QtWorkspaceTest, AnswerMayAskTheNextQuestion)
 
 TEST_F(QtWorkspaceTest, OpenAlertsAreClosedUnansweredWithTheWorkspace)
 {
+    std::unique_ptr<OpenQuestion> open;
     {
         QtWorkspace ending;
-        ending.showAlert(question, [this](int button) { answers_.push_back(button); });
+        open = ending.showAlert(question, [this](int button) { answers_.push_back(button); });
         QApplication::processEvents();
         EXPECT_EQ(boxes().size(), 1U);
     }
     EXPECT_THAT(boxes(), IsEmpty());
     EXPECT_THAT(answers_, IsEmpty());
+    open.reset();
+}
+
+TEST_F(QtWorkspaceTest, AnAlertThatIsGivenUpClosesUnanswered)
+{
+    ask(question);
+    ask({AlertStyle::informational, "So it is", "", {"OK"}});
+    ASSERT_EQ(boxes().size(), 2U);
+    open_.erase(open_.begin());
+    QApplication::processEvents();
+    EXPECT_EQ(box().text(), "So it is");
+    EXPECT_THAT(answers_, IsEmpty());
+    press("OK");
+    EXPECT_THAT(answers_, ElementsAre(0));
+    open_.clear();
+    EXPECT_THAT(answers_, ElementsAre(0));
+}
+
+TEST_F(QtWorkspaceTest, AnAlertMayBeGivenUpWithinItsAnswer)
+{
+    std::unique_ptr<OpenQuestion> open;
+    int answers = 0;
+    open = workspace_.showAlert(question, [&](int) {
+        open.reset();
+        ++answers;
+    });
+    QApplication::processEvents();
+    press("Second");
+    EXPECT_EQ(answers, 1);
+    EXPECT_THAT(boxes(), IsEmpty());
+}
+
+TEST_F(QtWorkspaceTest, TellsWhichAlertsAreOpen)
+{
+    std::vector<std::size_t> counts;
+    std::vector<std::uintptr_t> newest;
+    workspace_.onAlertsChanged = [&](const std::vector<std::uintptr_t>& windows) {
+        counts.push_back(windows.size());
+        newest = windows;
+    };
+    ask(question);
+    EXPECT_THAT(newest, ElementsAre(box().winId()));
+    ask({AlertStyle::informational, "So it is", "", {"OK"}});
+    EXPECT_THAT(counts, ElementsAre(1, 2));
+    open_.pop_back();
+    press("Third");
+    EXPECT_THAT(counts, ElementsAre(1, 2, 1, 0));
+    EXPECT_EQ(answers_.size(), 1U);
+}
+
+TEST_F(QtWorkspaceTest, TheAnswerComesWhenTheAlertCountsAsClosed)
+{
+    std::vector<std::string> order;
+    workspace_.onAlertsChanged = [&](const auto& windows) { order.push_back(windows.empty() ? "none" : "open"); };
+    open_.push_back(workspace_.showAlert(question, [&](int) { order.push_back("answer"); }));
+    QApplication::processEvents();
+    press("First");
+    EXPECT_THAT(order, ElementsAre("open", "none", "answer"));
+}
+
+TEST_F(QtWorkspaceTest, AlertsAndWindowsAreActivatedByTheWindowSystem)
+{
+    using Activation = std::pair<std::uintptr_t, std::optional<EventTime>>;
+    std::vector<Activation> activations;
+    QtWorkspace workspace(
+        [&](std::uintptr_t window, std::optional<EventTime> cause) { activations.emplace_back(window, cause); });
+    QWidget window;
+    window.show();
+    workspace.activate(window.winId(), 4711);
+    EXPECT_THAT(activations, ElementsAre(Activation(window.winId(), 4711)));
+    workspace.activate(0, 4711);
+    EXPECT_EQ(activations.size(), 1U) << "there is no such window";
+
+    const auto open = workspace.showAlert(question, [](int) {});
+    EXPECT_THAT(activations, ElementsAre(testing::_, Activation(box().winId(), std::nullopt)));
+}
+
+TEST_F(QtWorkspaceTest, AFolderThatIsChosenIsTold)
+{
+    const QTemporaryDir folder;
+    std::vector<std::optional<std::filesystem::path>> chosen;
+    const auto tell = [&](const std::optional<std::filesystem::path>& path) { chosen.push_back(path); };
+    const auto dialog = [] {
+        for (QWidget* window : QApplication::topLevelWidgets()) {
+            if (auto* const found = qobject_cast<QFileDialog*>(window); found && found->isVisible())
+                return found;
+        }
+        throw std::runtime_error("no folder is asked for");
+    };
+    const FolderQuestion folderQuestion{"Choose where it goes", "Choose", folder.path().toStdString()};
+    const auto first = workspace_.chooseFolder(folderQuestion, tell);
+    QApplication::processEvents();
+    EXPECT_EQ(dialog()->windowTitle(), "Choose where it goes");
+    EXPECT_EQ(dialog()->labelText(QFileDialog::Accept), "Choose");
+    EXPECT_EQ(dialog()->directory(), QDir(folder.path()));
+    EXPECT_EQ(dialog()->windowModality(), Qt::ApplicationModal);
+    EXPECT_THAT(chosen, IsEmpty()) << "it does not wait for the answer";
+    QMetaObject::invokeMethod(dialog(), "accept");
+    QApplication::processEvents();
+    EXPECT_THAT(chosen, ElementsAre(std::filesystem::path(folder.path().toStdString())));
+
+    const auto second = workspace_.chooseFolder(folderQuestion, tell);
+    QApplication::processEvents();
+    dialog()->reject();
+    EXPECT_THAT(chosen, ElementsAre(testing::_, std::nullopt));
+
+    auto third = workspace_.chooseFolder(folderQuestion, tell);
+    QApplication::processEvents();
+    third.reset();
+    QApplication::processEvents();
+    EXPECT_THROW(static_cast<void>(dialog()), std::runtime_error);
+    EXPECT_EQ(chosen.size(), 2U);
+}
+
+TEST_F(QtWorkspaceTest, FoldersAreKnownByTheirOwnNames)
+{
+    const std::filesystem::path home = QDir::homePath().toStdString();
+    EXPECT_EQ(workspace_.folderName(home), "Home");
+    EXPECT_EQ(workspace_.folderName(home / ""), "Home");
+    EXPECT_EQ(workspace_.folderName(home / "Vid\xc3\xa9os"), "Vid\xc3\xa9os") << "as the desktop named it";
+    EXPECT_EQ(workspace_.folderName(home / "Videos" / "Meetings" / ""), "Meetings");
+    EXPECT_EQ(workspace_.folderName("/"), "/");
+    EXPECT_EQ(workspace_.folderName("/srv"), "srv");
+    EXPECT_EQ(workspace_.folderName("/no/such/folder"), "folder");
+}
+
+TEST_F(QtWorkspaceTest, TerminationWaitsForTheApplicationsAnswer)
+{
+    TerminateReply reply = TerminateReply::cancel;
+    int questions = 0;
+    workspace_.termination().onShouldTerminate = [&] {
+        ++questions;
+        return reply;
+    };
+    const auto runFor = [](int milliseconds) {
+        constexpr int brokenOff = 99;
+        QTimer::singleShot(milliseconds, [] { QApplication::exit(brokenOff); });
+        return QApplication::exec();
+    };
+    workspace_.terminate();
+    EXPECT_FALSE(workspace_.isTerminating());
+    EXPECT_EQ(runFor(50), 99) << "it was refused";
+
+    reply = TerminateReply::later;
+    workspace_.terminate();
+    workspace_.terminate();
+    EXPECT_TRUE(workspace_.isTerminating());
+    EXPECT_EQ(runFor(50), 99);
+    EXPECT_EQ(questions, 2) << "asked once for both";
+    workspace_.termination().reply(true);
+    EXPECT_TRUE(workspace_.isTerminating());
+    EXPECT_EQ(runFor(5000), 0);
 }
 
 /// Puts a program of the test's own in the place of the one that knows what opens a scheme.

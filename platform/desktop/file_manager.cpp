@@ -1,0 +1,83 @@
+#include "platform/desktop/file_manager.h"
+
+#include "platform/file_descriptor.h"
+
+#include <QDBusConnection>
+#include <QDBusMessage>
+#include <QDBusPendingCallWatcher>
+#include <QDBusPendingReply>
+#include <QDBusUnixFileDescriptor>
+#include <QUrl>
+#include <QVariantMap>
+
+#include <fcntl.h>
+#include <utility>
+
+namespace nimbrale {
+
+namespace {
+
+/// A file manager may have to be started first.
+constexpr int longestCall = 10000; // milliseconds
+
+QString uriOf(const std::filesystem::path& file)
+{
+    return QString::fromLatin1(QUrl::fromLocalFile(QString::fromStdString(file.string())).toEncoded());
+}
+
+/// `onFailure` is called on the main thread where the call fails, for whatever reason.
+void call(QObject& owner, const QDBusMessage& message, std::function<void()> onFailure)
+{
+    auto* watcher = new QDBusPendingCallWatcher(QDBusConnection::sessionBus().asyncCall(message, longestCall), &owner);
+    QObject::connect(watcher, &QDBusPendingCallWatcher::finished, &owner, [watcher, onFailure = std::move(onFailure)] {
+        watcher->deleteLater();
+        if (watcher->isError())
+            onFailure();
+    });
+}
+
+} // namespace
+
+FileManager::FileManager(std::function<bool(const std::filesystem::path&)> openFolder)
+    : openFolder_(std::move(openFolder))
+{}
+
+FileManager::~FileManager() = default;
+
+void FileManager::reveal(const std::filesystem::path& file)
+{
+    if (!QDBusConnection::sessionBus().isConnected()) {
+        openFolderOf(file);
+        return;
+    }
+    QDBusMessage showItems = QDBusMessage::createMethodCall(
+        "org.freedesktop.FileManager1", "/org/freedesktop/FileManager1", "org.freedesktop.FileManager1", "ShowItems");
+    const QString noStartupIdentifier = "";
+    showItems << QStringList{uriOf(file)} << noStartupIdentifier;
+    call(*this, showItems, [this, file] { revealByPortal(file); });
+}
+
+// The portal opens the folder of the file behind the descriptor.
+void FileManager::revealByPortal(const std::filesystem::path& file)
+{
+    const FileDescriptor descriptor(open(file.c_str(), O_RDONLY | O_CLOEXEC));
+    if (!descriptor) {
+        openFolderOf(file);
+        return;
+    }
+    QDBusMessage openDirectory =
+        QDBusMessage::createMethodCall("org.freedesktop.portal.Desktop", "/org/freedesktop/portal/desktop",
+                                       "org.freedesktop.portal.OpenURI", "OpenDirectory");
+    const QString noParentWindow = "";
+    openDirectory << noParentWindow << QVariant::fromValue(QDBusUnixFileDescriptor(descriptor.get())) << QVariantMap();
+    call(*this, openDirectory, [this, file] { openFolderOf(file); });
+}
+
+void FileManager::openFolderOf(const std::filesystem::path& file)
+{
+    const std::filesystem::path folder = file.parent_path();
+    if (!openFolder_(folder))
+        qWarning("The folder %s cannot be shown: nothing on this desktop opens folders.", folder.c_str());
+}
+
+} // namespace nimbrale
