@@ -21,6 +21,8 @@ struct NamedRow {
 
 constexpr std::array rows{
     NamedRow{"static", "static screen", measureStaticScreen},
+    NamedRow{"pointer-outside", "still screen, the pointer moves outside the region", measurePointerOutside},
+    NamedRow{"hidden-change", "a window draws where another hides it", measureHiddenChange},
     NamedRow{"small-change", "a change of 20×20 pixels at 60 Hz", measureSmallChange},
     NamedRow{"video-1080p30", "1080p30 full video", measureFullHdVideo},
     NamedRow{"video-2160p60", "2160p60 full video", measureUltraHdVideo},

@@ -11,23 +11,41 @@ namespace nimbrale::benchmarks {
 
 namespace {
 
+QRect regionOf(const CostQuestion& question)
+{
+    return question.region.isEmpty() ? QRect(QPoint(), question.display) : question.region;
+}
+
 /// What goes on on the display while it is measured.
 class Content {
 public:
     Content(test::PrivateDesktop& desktop, const CostQuestion& question)
     {
         const QRect area(QPoint(), question.display);
-        if (question.content != stillContent) {
+        const QRect region = regionOf(question);
+        if (question.content == stillContent) {
+            addStillWindow(desktop, area);
+        } else if (question.content == pointerContent) {
+            addStillWindow(desktop, area);
+            const QRect below(QPoint(0, region.bottom() + 1), area.bottomRight());
+            animation_ = startPointer(desktop, below, question.contentRate);
+        } else if (question.content == hiddenContent) {
+            animation_ = startContent(desktop, "blink", area, question.contentRate);
+            addStillWindow(desktop, QRect(area.center() - QPoint(150, 100), QSize(300, 200)));
+        } else {
             animation_ = startContent(desktop, question.content, area, question.contentRate);
-            return;
         }
+    }
+
+private:
+    void addStillWindow(test::PrivateDesktop& desktop, const QRect& area)
+    {
         scene_ = test::Scene::start(desktop);
         if (!scene_)
             throw Failure("the still window does not show");
         scene_->add("still", {.geometry = area, .seed = 7});
     }
 
-private:
     std::unique_ptr<test::Process> animation_;
     std::unique_ptr<test::Scene> scene_;
 };
@@ -76,8 +94,7 @@ std::map<SharerKind, CostSeries> compareCosts(const CostQuestion& question, int 
             if (!series.missing.empty())
                 continue;
             try {
-                const auto sharer =
-                    Sharer::start(*desktop, {kind, QRect(QPoint(), question.display), question.captureRate});
+                const auto sharer = Sharer::start(*desktop, {kind, regionOf(question), question.captureRate});
                 const Cost cost = measure(*desktop, sharer.get(), question.time);
                 series.whole.push_back(cost.process + cost.server - nothing.server);
                 series.process.push_back(cost.process);

@@ -22,15 +22,22 @@ struct CostSeries {
 
 struct CostQuestion {
     QSize display;
-    /// Fills the display; `still` is painted once.
+    /// Fills the display: a mode of nimbrale_animation, or one of the contents below.
     std::string content;
+    /// What is captured; the whole display where it is empty.
+    QRect region = {};
     int contentRate = 30;
     int captureRate = 30;
-    std::vector<SharerKind> kinds;
+    std::vector<SharerKind> kinds = {};
     std::chrono::milliseconds time{4000};
 };
 
+/// Painted once.
 inline constexpr const char* stillContent = "still";
+/// Painted once, and the pointer moves about in the part of the display below the region.
+inline constexpr const char* pointerContent = "pointer";
+/// Blinks where a still window hides it, in a window that can be seen but for that.
+inline constexpr const char* hiddenContent = "hidden";
 
 /// Measures the programs one after another in every repetition, so that a busy moment of the machine meets all of them.
 /// Throws Failure when the application cannot be measured; another missing program leaves its series empty.

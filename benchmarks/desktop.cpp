@@ -25,18 +25,39 @@ std::unique_ptr<test::PrivateDesktop> startDesktop(const QSize& display)
     return desktop;
 }
 
+namespace {
+
+std::unique_ptr<test::Process> startAnimation(test::PrivateDesktop& desktop, const std::string& mode, const QRect& area,
+                                              int framesPerSecond)
+{
+    return desktop.spawn("nimbrale_animation",
+                         {mode, std::to_string(area.x()), std::to_string(area.y()), std::to_string(area.width()),
+                          std::to_string(area.height()), std::to_string(framesPerSecond), "0"});
+}
+
+} // namespace
+
 std::unique_ptr<test::Process> startContent(test::PrivateDesktop& desktop, const std::string& mode, const QRect& area,
                                             int framesPerSecond)
 {
     const std::uint32_t before = windowAt(desktop, area.center());
-    std::unique_ptr<test::Process> content = desktop.spawn(
-        "nimbrale_animation", {mode, std::to_string(area.x()), std::to_string(area.y()), std::to_string(area.width()),
-                               std::to_string(area.height()), std::to_string(framesPerSecond), "0"});
+    std::unique_ptr<test::Process> content = startAnimation(desktop, mode, area, framesPerSecond);
     const bool isShown = content && test::waitUntil([&] { return windowAt(desktop, area.center()) != before; },
                                                     test::Milliseconds{5000});
     if (!isShown)
         throw Failure("the moving content does not show: " + (content ? content->output() : "it is not installed"));
     return content;
+}
+
+std::unique_ptr<test::Process> startPointer(test::PrivateDesktop& desktop, const QRect& area, int movesPerSecond)
+{
+    const QPoint before = desktop.pointerPosition();
+    std::unique_ptr<test::Process> pointer = startAnimation(desktop, "pointer", area, movesPerSecond);
+    const bool isMoving =
+        pointer && test::waitUntil([&] { return desktop.pointerPosition() != before; }, test::Milliseconds{5000});
+    if (!isMoving)
+        throw Failure("the pointer does not move: " + (pointer ? pointer->output() : "the mover is not installed"));
+    return pointer;
 }
 
 std::uint32_t windowAt(const test::PrivateDesktop& desktop, const QPoint& place)

@@ -20,6 +20,11 @@ namespace nimbrale::benchmarks {
 [[nodiscard]] std::unique_ptr<test::Process> startContent(test::PrivateDesktop& desktop, const std::string& mode,
                                                           const QRect& area, int framesPerSecond);
 
+/// Moves the pointer about within `area`, in root pixels, so often a second, until the process is ended. Throws Failure
+/// when it does not move.
+[[nodiscard]] std::unique_ptr<test::Process> startPointer(test::PrivateDesktop& desktop, const QRect& area,
+                                                          int movesPerSecond);
+
 /// The topmost child of the root that covers a place, in root pixels, clicks let through or not; 0 when there is none.
 [[nodiscard]] std::uint32_t windowAt(const test::PrivateDesktop& desktop, const QPoint& place);
 

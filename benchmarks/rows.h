@@ -11,6 +11,8 @@ namespace nimbrale::benchmarks {
 // application cannot be measured.
 
 [[nodiscard]] std::vector<TableRow> measureStaticScreen(const Effort& effort);
+[[nodiscard]] std::vector<TableRow> measurePointerOutside(const Effort& effort);
+[[nodiscard]] std::vector<TableRow> measureHiddenChange(const Effort& effort);
 [[nodiscard]] std::vector<TableRow> measureSmallChange(const Effort& effort);
 [[nodiscard]] std::vector<TableRow> measureFullHdVideo(const Effort& effort);
 [[nodiscard]] std::vector<TableRow> measureUltraHdVideo(const Effort& effort);

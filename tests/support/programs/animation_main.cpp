@@ -1,7 +1,8 @@
 // nimbrale_animation MODE X Y WIDTH HEIGHT FRAMES_PER_SECOND SECONDS [managed]
 // A window of another application whose content moves: "blink" changes 20×20 pixels, "video" every pixel of the window
-// through shared memory, "scroll" moves its content up by 20 rows. Ends after the seconds; 0 runs until it is stopped.
-// Prints how many frames it painted and how many came too late.
+// through shared memory, "scroll" moves its content up by 20 rows; "pointer" shows no window but moves the pointer
+// about within that area. Ends after the seconds; 0 runs until it is stopped. Prints how many frames it painted and how
+// many came too late.
 
 #include "tests/support/x_reply.h"
 
@@ -16,6 +17,7 @@
 #include <vector>
 #include <xcb/shm.h>
 #include <xcb/xcb.h>
+#include <xcb/xtest.h>
 
 namespace nimbrale::test {
 
@@ -34,6 +36,7 @@ struct Arguments {
 
 constexpr std::uint16_t blinkSize = 20;
 constexpr std::uint16_t scrollStep = 20;
+constexpr std::uint32_t pointerStep = 7;
 constexpr std::int64_t nanosecondsPerSecond = 1'000'000'000;
 
 std::int64_t now()
@@ -89,7 +92,8 @@ public:
                             XCB_ATOM_WM_SIZE_HINTS, 32, sizeHints.size(), sizeHints.data());
         const std::uint32_t noExposures = 0;
         xcb_create_gc(connection, context_, window_, XCB_GC_GRAPHICS_EXPOSURES, &noExposures);
-        xcb_map_window(connection, window_);
+        if (arguments_.mode != "pointer")
+            xcb_map_window(connection, window_);
         synchronize();
     }
 
@@ -138,11 +142,19 @@ private:
             xcb_shm_put_image(connection_, window_, context_, width, height, 0, 0, width, height, 0, 0,
                               screen_.root_depth, XCB_IMAGE_FORMAT_Z_PIXMAP, 0, video_[frame % 2].segment(), 0);
             synchronize();
+        } else if (arguments_.mode == "pointer") {
+            movePointer(static_cast<std::int16_t>(arguments_.x + static_cast<int>(frame * pointerStep % width)),
+                        static_cast<std::int16_t>(arguments_.y + static_cast<int>(frame * pointerStep % height)));
         } else {
             const auto kept = static_cast<std::uint16_t>(height - scrollStep);
             xcb_copy_area(connection_, window_, window_, context_, 0, scrollStep, 0, 0, width, kept);
             fill({0, static_cast<std::int16_t>(kept), width, scrollStep}, frame * 7919U & 0xffffffU);
         }
+    }
+
+    void movePointer(std::int16_t x, std::int16_t y)
+    {
+        xcb_test_fake_input(connection_, XCB_MOTION_NOTIFY, 0, XCB_CURRENT_TIME, screen_.root, x, y, 0);
     }
 
     void fill(const xcb_rectangle_t& area, std::uint32_t pixel)
@@ -167,7 +179,7 @@ private:
 
 bool isMode(const std::string& mode)
 {
-    return mode == "blink" || mode == "video" || mode == "scroll";
+    return mode == "blink" || mode == "video" || mode == "scroll" || mode == "pointer";
 }
 
 } // namespace
@@ -178,7 +190,7 @@ int main(int count, char** values)
 {
     using namespace nimbrale::test;
     if (count < 8 || !isMode(values[1]) || std::atof(values[6]) <= 0) {
-        std::cerr << "usage: nimbrale_animation blink|video|scroll X Y WIDTH HEIGHT FRAMES_PER_SECOND SECONDS "
+        std::cerr << "usage: nimbrale_animation blink|video|scroll|pointer X Y WIDTH HEIGHT FRAMES_PER_SECOND SECONDS "
                      "[managed]\n";
         return 2;
     }
