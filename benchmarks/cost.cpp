@@ -27,7 +27,8 @@ public:
             addStillWindow(desktop, area);
         } else if (question.content == pointerContent) {
             addStillWindow(desktop, area);
-            const QRect below(QPoint(0, region.bottom() + 1), area.bottomRight());
+            // Far enough for no part of the pointer's picture to be in the region.
+            const QRect below(QPoint(0, region.bottom() + 50), area.bottomRight());
             animation_ = startPointer(desktop, below, question.contentRate);
         } else if (question.content == hiddenContent) {
             animation_ = startContent(desktop, "blink", area, question.contentRate);

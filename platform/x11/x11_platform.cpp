@@ -40,7 +40,7 @@ public:
         callbacks.releasePixmap = [&queue = mainQueue_, connection = connection_->get()](xcb_pixmap_t pixmap) {
             queue.post([connection, pixmap] { mayFail(connection, xcb_free_pixmap_checked(connection, pixmap)); });
         };
-        callbacks.onPointerMoved = [this] { screens_.pointer().didMove(); };
+        callbacks.onPointerMoved = [this](std::optional<PixelPoint> position) { screens_.pointer().didMove(position); };
         callbacks.onLost = [this] { mainQueue_.post([this] { reportLost(); }); };
         auto engine = CaptureEngine::create(displayName, std::move(callbacks));
         if (!engine)

@@ -79,12 +79,12 @@ void CaptureEngine::takeDueTurns()
         if (session->timing(now).isDue())
             due.push_back(session.get());
     }
-    if (due.empty())
-        return;
-    desktop_.collect();
+    if (!due.empty())
+        desktop_.collect();
     // What changes from here on is found in the next turn.
     for (CaptureSession* const session : due)
         session->takeTurn(now);
+    desktop_.pollPointer(now);
 }
 
 void CaptureEngine::wait()

@@ -21,9 +21,9 @@ public:
     struct Callbacks {
         /// Frees a pixmap that nobody shows any more. Any thread.
         std::function<void(xcb_pixmap_t)> releasePixmap;
-        /// The pointer may have moved; also once at the start, on a server that tells of it. Capture thread, and the
-        /// thread that creates the engine.
-        std::function<void()> onPointerMoved;
+        /// The pointer may have moved, and where it is (root pixels) if that is known; also once at the start, on a
+        /// server that tells of it. Capture thread, and the thread that creates the engine.
+        DesktopTracker::PointerObserver onPointerMoved;
         /// The server has gone. Capture thread.
         std::function<void()> onLost;
     };

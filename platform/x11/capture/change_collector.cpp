@@ -54,6 +54,14 @@ void ChangeCollector::movePointer(const PixelRect& coverage)
     pointerCoverage_ = coverage;
 }
 
+bool ChangeCollector::isPointerNear(const PixelRect& coverage) const
+{
+    constexpr int margin = 160;
+    const PixelRect reach{coverage.x - margin, coverage.y - margin, coverage.width + 2 * margin,
+                          coverage.height + 2 * margin};
+    return containsPointer(reach);
+}
+
 bool ChangeCollector::isVisible(const WindowList& windows, const CapturedWindow& window, Compositing compositing) const
 {
     if (!window.needsClassification && !isIncluded_(window))

@@ -35,6 +35,8 @@ public:
     {
         return showsPointer() && coverage.intersects(source_);
     }
+    /// Whether it may be in them within a moment, so fast as a hand can move it.
+    [[nodiscard]] bool isPointerNear(const PixelRect& coverage) const;
     /// The pointer covers `coverage` from now on.
     void movePointer(const PixelRect& coverage);
 

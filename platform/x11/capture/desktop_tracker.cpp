@@ -15,18 +15,6 @@ namespace nimbrale::x11 {
 
 namespace {
 
-/// Programs that set the pointer's place themselves announce it by no event: now and then it is asked for.
-constexpr std::chrono::milliseconds pointerPollInterval{200};
-
-void selectPointerMoves(Connection& connection, std::uint32_t events)
-{
-    struct {
-        xcb_input_event_mask_t head;
-        std::uint32_t mask;
-    } selection{{XCB_INPUT_DEVICE_ALL_MASTER, 1}, events};
-    xcb_input_xi_select_events(connection.get(), connection.root(), 1, &selection.head);
-}
-
 /// Whatever is drawn anywhere is damage of the root, and hardly ever the root's own: unless it was the last time, it is
 /// looked through no more often than this.
 constexpr std::chrono::milliseconds bareRootInterval{200};
@@ -51,7 +39,7 @@ PixelRegion fetched(xcb_connection_t* connection, xcb_xfixes_fetch_region_cookie
 
 } // namespace
 
-DesktopTracker::DesktopTracker(Connection& connection, std::function<void()> onPointerMoved)
+DesktopTracker::DesktopTracker(Connection& connection, PointerObserver onPointerMoved)
     : connection_(connection), onPointerMoved_(std::move(onPointerMoved)), hiding_(connection)
 {
     chooseMode();
@@ -105,8 +93,8 @@ void DesktopTracker::watchPointer()
     pointer_ = std::make_unique<PointerImage>(connection_);
     if (!connection_.extensions().input.isPresent)
         return;
-    hearPointerMoves();
-    notePointerMove();
+    selectPointerMoves();
+    tellPointerMove(std::nullopt);
 }
 
 void DesktopTracker::watchCompositor()
@@ -148,13 +136,14 @@ void DesktopTracker::add(ChangeCollector& changes)
     collectors_.push_back(&changes);
     changes.addAll();
     showPointer(changes);
+    follower_.heardMove();
     expectPointerMove();
 }
 
 void DesktopTracker::remove(ChangeCollector& changes)
 {
     std::erase(collectors_, &changes);
-    hearPointerMoves();
+    selectPointerMoves();
 }
 
 void DesktopTracker::showPointer(ChangeCollector& changes) const
@@ -259,39 +248,41 @@ bool DesktopTracker::isVisible(const CapturedWindow& window) const
     });
 }
 
-// A move only says that there are moves; where the pointer is gets asked once a tick.
 void DesktopTracker::notePointerMove()
 {
-    if (onPointerMoved_)
-        onPointerMoved_();
-    if (!isPointerShown())
-        return;
+    tellPointerMove(std::nullopt);
+    follower_.heardMove();
     expectPointerMove();
-    overhearPointerMoves();
+    selectPointerMoves();
+}
+
+void DesktopTracker::tellPointerMove(std::optional<PixelPoint> position) const
+{
+    if (onPointerMoved_)
+        onPointerMoved_(position);
 }
 
 void DesktopTracker::expectPointerMove()
 {
-    isPointerExpected_ = true;
     for (ChangeCollector* const changes : collectors_) {
-        if (changes->showsPointer())
+        if (!pointerPlace_ || changes->isPointerNear(pointer_->coverage(pointerPlace_->rootX, pointerPlace_->rootY)))
             changes->expectChange();
     }
 }
 
-void DesktopTracker::hearPointerMoves()
+void DesktopTracker::selectPointerMoves()
 {
-    if (std::exchange(hearsPointerMoves_, true) || !connection_.extensions().input.isPresent)
+    // Where nobody shows the pointer nobody asks for it either.
+    const bool isWanted = follower_.isHearing() || !isPointerShown();
+    if (!connection_.extensions().input.isPresent || std::exchange(hearsPointerMoves_, isWanted) == isWanted)
         return;
-    selectPointerMoves(connection_, XCB_INPUT_XI_EVENT_MASK_RAW_MOTION | XCB_INPUT_XI_EVENT_MASK_RAW_TOUCH_UPDATE);
-}
-
-void DesktopTracker::overhearPointerMoves()
-{
-    if (!std::exchange(hearsPointerMoves_, false))
-        return;
-    pointerLastHeard_ = Clock::now();
-    selectPointerMoves(connection_, 0);
+    struct {
+        xcb_input_event_mask_t head;
+        std::uint32_t mask;
+    } selection{{XCB_INPUT_DEVICE_ALL_MASTER, 1}, 0};
+    if (isWanted)
+        selection.mask = XCB_INPUT_XI_EVENT_MASK_RAW_MOTION | XCB_INPUT_XI_EVENT_MASK_RAW_TOUCH_UPDATE;
+    xcb_input_xi_select_events(connection_.get(), connection_.root(), 1, &selection.head);
 }
 
 ChangeExpectation DesktopTracker::expectation(const ChangeCollector& changes) const
@@ -309,10 +300,8 @@ std::optional<std::chrono::nanoseconds> DesktopTracker::timeToPoll(Clock::time_p
 {
     std::optional<Clock::time_point> next;
     const auto pollAt = [&next](Clock::time_point time) { next = std::min(next.value_or(time), time); };
-    if (!isPointerExpected_ && isPointerShown())
-        pollAt(pointerAsked_ + pointerPollInterval);
-    if (!hearsPointerMoves_)
-        pollAt(pointerLastHeard_ + maximumEventLatency);
+    if (isPointerShown())
+        pollAt(now + follower_.timeToAsk(now));
     if (!isBareRootExpected_ && background_->isDamaged() && !collectors_.empty())
         pollAt(bareRootDue_);
     return next ? std::optional<std::chrono::nanoseconds>(*next - now) : std::nullopt;
@@ -320,11 +309,6 @@ std::optional<std::chrono::nanoseconds> DesktopTracker::timeToPoll(Clock::time_p
 
 void DesktopTracker::poll(Clock::time_point now)
 {
-    if (isPointerShown() && now - pointerAsked_ >= pointerPollInterval)
-        expectPointerMove();
-    // A stream with few frames a second asks for the pointer too seldom for others.
-    if (!hearsPointerMoves_ && now - pointerLastHeard_ >= maximumEventLatency)
-        hearPointerMoves();
     if (background_->isDamaged() && now >= bareRootDue_) {
         isBareRootExpected_ = true;
         for (ChangeCollector* const changes : collectors_)
@@ -339,23 +323,42 @@ void DesktopTracker::collect()
     xcb_connection_t* const raw = connection_.get();
     // Asked before and read after the damage: one round trip for all.
     std::optional<xcb_query_pointer_cookie_t> pointerCookie;
-    if (isPointerExpected_ || !connection_.extensions().input.isPresent) {
+    const auto now = Clock::now();
+    if (isPointerAsked(now))
         pointerCookie = xcb_query_pointer(raw, connection_.root());
-        pointerAsked_ = Clock::now();
-    }
-    isPointerExpected_ = false;
     for (ChangeCollector* const changes : collectors_)
         changes->clearExpectation();
     if (stack_)
         collectWindowDamage();
     if (std::exchange(isRootDamaged_, false))
         collectRootDamage();
-    if (!pointerCookie)
-        return;
-    const Reply<xcb_query_pointer_reply_t> pointer(xcb_query_pointer_reply(raw, *pointerCookie, nullptr));
+    if (pointerCookie)
+        takePointer(*pointerCookie, now);
+}
+
+bool DesktopTracker::isPointerAsked(Clock::time_point now) const
+{
+    if (!isPointerShown())
+        return false;
+    const bool isEveryMoveTold = connection_.extensions().input.isPresent && !follower_.isMoving();
+    return !isEveryMoveTold || follower_.timeToAsk(now) <= std::chrono::nanoseconds::zero();
+}
+
+void DesktopTracker::pollPointer(Clock::time_point now)
+{
+    if (isPointerShown() && follower_.timeToAsk(now) <= std::chrono::nanoseconds::zero())
+        takePointer(xcb_query_pointer(connection_.get(), connection_.root()), now);
+}
+
+void DesktopTracker::takePointer(xcb_query_pointer_cookie_t cookie, Clock::time_point askedAt)
+{
+    const Reply<xcb_query_pointer_reply_t> pointer(xcb_query_pointer_reply(connection_.get(), cookie, nullptr));
     if (pointer)
-        movePointer({pointer->root_x, pointer->root_y});
-    askWhetherHidden();
+        movePointer({pointer->root_x, pointer->root_y}, askedAt);
+    askWhetherHidden(askedAt);
+    selectPointerMoves();
+    if (follower_.isMoving())
+        expectPointerMove();
 }
 
 void DesktopTracker::collectWindowDamage()
@@ -406,33 +409,29 @@ void DesktopTracker::collectRootDamage()
         changes->add(damage);
 }
 
-void DesktopTracker::movePointer(const PointerPlace& place)
+void DesktopTracker::movePointer(const PointerPlace& place, Clock::time_point askedAt)
 {
     const bool isAtRest = pointerPlace_ && pointerPlace_->rootX == place.rootX && pointerPlace_->rootY == place.rootY;
-    // It is asked for once more after that, since it may have moved between the answer and the request to hear of it.
-    if (!hearsPointerMoves_)
-        expectPointerMove();
-    if (isAtRest) {
-        hearPointerMoves();
+    follower_.gotAnswer(askedAt,
+                        isAtRest ? PointerFollower::Answer::samePosition : PointerFollower::Answer::otherPosition);
+    if (isAtRest)
         return;
-    }
     pointerPlace_ = place;
     redrawPointer();
     // A position that a program set came without an event, and moves are not heard of while it is asked for.
-    if (onPointerMoved_)
-        onPointerMoved_();
+    tellPointerMove(PixelPoint{place.rootX, place.rootY});
 }
 
-void DesktopTracker::askWhetherHidden()
+void DesktopTracker::askWhetherHidden(Clock::time_point now)
 {
-    if (!pointerPlace_ || pointerAsked_ - hidingAsked_ < pointerPollInterval)
+    if (!pointerPlace_ || now - hidingAsked_ < PointerFollower::restingInterval)
         return;
     // Only where it would be drawn is it of interest.
     const PixelRect coverage = pointer_->coverage(pointerPlace_->rootX, pointerPlace_->rootY);
     if (std::none_of(collectors_.begin(), collectors_.end(),
                      [&coverage](const ChangeCollector* changes) { return changes->containsPointer(coverage); }))
         return;
-    hidingAsked_ = pointerAsked_;
+    hidingAsked_ = now;
     const bool wasHidden = std::exchange(isPointerHidden_, hiding_.isHidden());
     if (wasHidden != isPointerHidden_)
         redrawPointer();

@@ -2,6 +2,7 @@
 
 #include "platform/screen_capture.h"
 #include "platform/x11/capture/change_collector.h"
+#include "platform/x11/capture/pointer_follower.h"
 #include "platform/x11/capture/pointer_hiding.h"
 #include "platform/x11/capture/pointer_image.h"
 #include "platform/x11/capture/region_composer.h"
@@ -28,9 +29,12 @@ class DesktopTracker {
 public:
     using Clock = std::chrono::steady_clock;
 
-    /// Redirects the windows before it returns. `connection` must outlive it. `onPointerMoved`: the pointer may have
-    /// moved; also called by the constructor, on a server that tells of it.
-    DesktopTracker(Connection& connection, std::function<void()> onPointerMoved);
+    /// The pointer may have moved, and where it is (root pixels) if that is known.
+    using PointerObserver = std::function<void(std::optional<PixelPoint> position)>;
+
+    /// Redirects the windows before it returns. `connection` must outlive it. `onPointerMoved` is also called by the
+    /// constructor, on a server that tells of moves.
+    DesktopTracker(Connection& connection, PointerObserver onPointerMoved);
     DesktopTracker(const DesktopTracker&) = delete;
     DesktopTracker& operator=(const DesktopTracker&) = delete;
 
@@ -54,8 +58,10 @@ public:
     [[nodiscard]] ChangeExpectation expectation(const ChangeCollector& changes) const;
     /// When the desktop has to be asked although nothing tells of a change; absent for never.
     [[nodiscard]] std::optional<std::chrono::nanoseconds> timeToPoll(Clock::time_point now) const;
-    /// Has the collectors expect a change when that time has come.
+    /// Has the collectors expect a change when that time has come, but for the pointer.
     void poll(Clock::time_point now);
+    /// Asks for the pointer's position when that is due and `collect` did not.
+    void pollPointer(Clock::time_point now);
     /// Asks the server for all damage that can be seen and for the pointer's position, in one round trip, and adds to
     /// the collectors what changed.
     void collect();
@@ -91,19 +97,21 @@ private:
     [[nodiscard]] bool isPointerShown() const;
     void handleBackgroundChange(const xcb_generic_event_t& event);
     void addAll();
+    void tellPointerMove(std::optional<PixelPoint> position) const;
     void expectPointerMove();
-    void hearPointerMoves();
-    void overhearPointerMoves();
+    void selectPointerMoves();
+    [[nodiscard]] bool isPointerAsked(Clock::time_point now) const;
+    void takePointer(xcb_query_pointer_cookie_t cookie, Clock::time_point askedAt);
     [[nodiscard]] bool isVisible(const CapturedWindow& window) const;
     void collectWindowDamage();
     void collectRootDamage();
     void addBareRootDamage(const PixelRegion& rootDamage);
-    void movePointer(const PointerPlace& place);
+    void movePointer(const PointerPlace& place, Clock::time_point askedAt);
     void redrawPointer();
-    void askWhetherHidden();
+    void askWhetherHidden(Clock::time_point now);
 
     Connection& connection_;
-    std::function<void()> onPointerMoved_;
+    PointerObserver onPointerMoved_;
     EventRoutes events_;
     std::vector<std::string> limitations_;
     Mode mode_ = Mode::redirected;
@@ -118,14 +126,9 @@ private:
     bool isRootDamaged_ = false;
     /// The root's own damage is to be asked for.
     bool isBareRootExpected_ = false;
-    /// The pointer's position is to be asked for.
-    bool isPointerExpected_ = false;
-    /// Otherwise the position is asked for until it stays the same: a fast pointer would wake the thread a thousand
-    /// times a second.
+    PointerFollower follower_;
     bool hearsPointerMoves_ = false;
-    Clock::time_point pointerLastHeard_;
     bool isPointerHidden_ = false;
-    Clock::time_point pointerAsked_;
     Clock::time_point hidingAsked_;
     /// Not before then is the root's own damage asked for.
     Clock::time_point bareRootDue_;

@@ -14,13 +14,22 @@ PixelPoint PointerTracker::position()
 {
     if (held_)
         return *held_;
+    // Before anything is asked, so that no move is missed after the answer.
+    isMoveAwaited_ = true;
     ask();
+    if (std::exchange(lastPosition_, answer_.position) != answer_.position)
+        isMoveAwaited_ = false;
     return answer_.position;
 }
 
-void PointerTracker::didMove()
+void PointerTracker::didMove(std::optional<PixelPoint> position)
 {
-    ++moves_;
+    {
+        const std::lock_guard lock(toldMutex_);
+        const std::uint64_t moves = ++moves_;
+        if (position)
+            told_ = {moves, now_(), *position};
+    }
     if (isMoveAwaited_.exchange(false))
         QMetaObject::invokeMethod(
             &mainThread_, [this] { observers_.notify(); }, Qt::QueuedConnection);
@@ -45,14 +54,21 @@ std::shared_ptr<void> PointerTracker::hold(PixelPoint pixel)
 
 void PointerTracker::ask()
 {
-    // Both before the server is asked, so that a move in between is not taken for part of the answer.
-    isMoveAwaited_ = true;
+    takeWhatWasTold();
+    // Read before the server is asked, so that a move in between is not taken for part of the answer.
     const std::uint64_t moves = moves_;
     const TimePoint now = now_();
     if (moves != 0 && moves == answer_.moves && now - answer_.time < longestRest)
         return;
     if (const auto position = askServer_())
         answer_ = {moves, now, *position};
+}
+
+void PointerTracker::takeWhatWasTold()
+{
+    const std::lock_guard lock(toldMutex_);
+    if (told_.moves > answer_.moves)
+        answer_ = told_;
 }
 
 } // namespace nimbrale::x11

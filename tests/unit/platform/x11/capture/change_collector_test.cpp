@@ -326,6 +326,17 @@ TEST_F(ChangeCollectorTest, thePointerIsDrawnWhereItWasAndWhereItIs)
     EXPECT_TRUE(changes.isEmpty()) << "outside the source nothing is to be drawn";
 }
 
+TEST_F(ChangeCollectorTest, aPointerIsNearWhereItMaySoonBeInTheSource)
+{
+    EXPECT_TRUE(changes.isPointerNear({200, 200, 16, 16}));
+    EXPECT_TRUE(changes.isPointerNear({500 + 159, 200, 16, 16}));
+    EXPECT_FALSE(changes.isPointerNear({500 + 160, 200, 16, 16}));
+    EXPECT_TRUE(changes.isPointerNear({200, 100 - 16 - 159, 16, 16}));
+    EXPECT_FALSE(changes.isPointerNear({200, 100 - 16 - 160, 16, 16}));
+    changes.setSource(source, PointerVisibility::hidden);
+    EXPECT_FALSE(changes.isPointerNear({200, 200, 16, 16}));
+}
+
 TEST_F(ChangeCollectorTest, aPointerThatIsNotShownIsNotDrawn)
 {
     changes.setSource(source, PointerVisibility::hidden);

@@ -63,6 +63,24 @@ TEST_F(PointerTrackerTest, AnAnswerCountsForAFifthOfASecond)
     EXPECT_EQ(questions, 2);
 }
 
+TEST_F(PointerTrackerTest, APositionThatComesWithAMoveIsNotAskedFor)
+{
+    tracker.didMove(PixelPoint{1, 2});
+    EXPECT_EQ(tracker.position(), (PixelPoint{1, 2}));
+    tracker.didMove(PixelPoint{3, 4});
+    tracker.didMove(PixelPoint{5, 6});
+    EXPECT_EQ(tracker.position(), (PixelPoint{5, 6}));
+    EXPECT_EQ(tracker.position(), (PixelPoint{5, 6}));
+    EXPECT_EQ(questions, 0);
+    tracker.didMove();
+    EXPECT_EQ(tracker.position(), (PixelPoint{10, 20})) << "a later move without a position";
+    EXPECT_EQ(questions, 1);
+    tracker.didMove(PixelPoint{7, 8});
+    time += 200ms;
+    EXPECT_EQ(tracker.position(), (PixelPoint{10, 20})) << "what was told counts no longer than an answer";
+    EXPECT_EQ(questions, 2);
+}
+
 TEST_F(PointerTrackerTest, WithoutAnAnswerTheLastOneStaysAndTheServerIsAskedAgain)
 {
     tracker.didMove();
@@ -84,7 +102,7 @@ TEST_F(PointerTrackerTest, WhileAnEventsPositionIsHeldNobodyIsAsked)
     EXPECT_EQ(tracker.position(), (PixelPoint{10, 20}));
 }
 
-TEST_F(PointerTrackerTest, ObserversAreToldOnTheMainThreadOfTheFirstMoveAfterAQuestion)
+TEST_F(PointerTrackerTest, ObserversAreToldOnTheMainThreadOfTheFirstMoveAfterARest)
 {
     int argumentCount = 1;
     char name[] = "pointer_tracker_test";
@@ -110,12 +128,19 @@ TEST_F(PointerTrackerTest, ObserversAreToldOnTheMainThreadOfTheFirstMoveAfterAQu
     EXPECT_EQ(told, 0) << "nobody has asked for the position yet";
     static_cast<void>(tracker.position());
     moveTwice();
+    EXPECT_EQ(told, 0) << "whoever asks now sees it move, and asks again";
+    static_cast<void>(tracker.position());
+    moveTwice();
     EXPECT_EQ(told, 1);
     moveTwice();
     EXPECT_EQ(told, 1);
     static_cast<void>(tracker.position());
     moveTwice();
     EXPECT_EQ(told, 2);
+    server = PixelPoint{30, 40};
+    static_cast<void>(tracker.position());
+    moveTwice();
+    EXPECT_EQ(told, 2) << "it moves";
 }
 
 } // namespace
