@@ -3,11 +3,16 @@
 #include "geometry/picture_size.h"
 #include "platform/log.h"
 
+#include <algorithm>
 #include <string>
 
 namespace nimbrale {
 
 namespace {
+
+using namespace std::chrono_literals;
+
+constexpr std::chrono::seconds longestRetryDelay = 10min;
 
 /// What the user looks for in the meeting application's list of windows.
 [[nodiscard]] std::string mirrorTitle(Size size)
@@ -36,7 +41,7 @@ struct SharedScreen::Window {
 
 SharedScreen::SharedScreen(VirtualDisplays& virtualDisplays, Panels& panels, Screens& screens, MainQueue& mainQueue)
     : virtualDisplays_(virtualDisplays), panels_(panels), screens_(screens), mainQueue_(mainQueue),
-      screensSubscription_(screens.observeChanges([this] { showOnVirtualDisplay(); }))
+      screensSubscription_(screens.observeChanges([this] { screensChanged(); }))
 {}
 
 SharedScreen::~SharedScreen() = default;
@@ -47,12 +52,8 @@ void SharedScreen::activate(const Rect& region, const DisplayGeometry& geometry,
     geometry_ = geometry;
     pixelScale_ = pixelScale;
     isActive_ = true;
-    if (VirtualDisplay* const display = virtualDisplay()) {
-        display->resize(picturedPart(region_, pixelScale_).size(), pixelScale_);
-        showOnVirtualDisplay();
-        return;
-    }
-    showInWindow(geometry);
+    if (!prepareVirtualDisplay())
+        showInWindow(geometry);
 }
 
 void SharedScreen::deactivate()
@@ -128,8 +129,38 @@ void SharedScreen::abandonVirtualDisplay(const Error& reason)
     virtualDisplay_.reset();
     if (isActive_ && geometry_)
         showInWindow(*geometry_);
+    retryDelay_ = std::min(retryDelay_ * 2, longestRetryDelay);
+    retryWhenQuiet();
     if (const auto tell = onVirtualDisplayLost)
         tell();
+}
+
+// What took the display away is most often somebody arranging the displays, and passes.
+void SharedScreen::retryWhenQuiet()
+{
+    retryTimer_ = mainQueue_.schedule(retryDelay_, [this] {
+        retryTimer_.reset();
+        wasVirtualDisplayTried_ = false;
+        if (isActive_)
+            static_cast<void>(prepareVirtualDisplay());
+    });
+}
+
+void SharedScreen::screensChanged()
+{
+    if (retryTimer_)
+        retryWhenQuiet();
+    showOnVirtualDisplay();
+}
+
+bool SharedScreen::prepareVirtualDisplay()
+{
+    VirtualDisplay* const display = virtualDisplay();
+    if (!display)
+        return false;
+    display->resize(picturedPart(region_, pixelScale_).size(), pixelScale_);
+    showOnVirtualDisplay();
+    return true;
 }
 
 void SharedScreen::showOnVirtualDisplay()

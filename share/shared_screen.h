@@ -10,6 +10,7 @@
 #include "share/virtual_display.h"
 #include "webcam/webcam_appearance.h"
 
+#include <chrono>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -55,7 +56,8 @@ public:
     void show(const Frame& frame);
 
     /// The virtual display was of no use and is gone; the mirror window has taken its place if the screen is shown.
-    /// Nothing may be recorded from it any more.
+    /// Nothing may be recorded from it any more. It is made anew once the displays have rested for a while, and then
+    /// takes the mirror window's place.
     std::function<void()> onVirtualDisplayLost;
 
     /// Absent before the first `activate` and while there is no virtual display.
@@ -68,7 +70,11 @@ private:
     struct Window;
 
     [[nodiscard]] VirtualDisplay* virtualDisplay();
+    /// False without a virtual display.
+    [[nodiscard]] bool prepareVirtualDisplay();
     void abandonVirtualDisplay(const Error& reason);
+    void retryWhenQuiet();
+    void screensChanged();
     void showOnVirtualDisplay();
     void showInWindow(const DisplayGeometry& geometry);
     void openWindow(WindowKind kind, const PanelOptions& options, double zoom);
@@ -86,6 +92,9 @@ private:
     Rect region_;
     std::optional<DisplayGeometry> geometry_;
     double pixelScale_ = 2;
+    /// For how long the displays must have rested before a lost virtual display is made anew, doubled by each loss.
+    std::chrono::seconds retryDelay_{5};
+    std::unique_ptr<Timer> retryTimer_;
     Subscription screensSubscription_;
 };
 

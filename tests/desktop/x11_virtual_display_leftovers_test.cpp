@@ -2,8 +2,13 @@
 
 #include "tests/desktop/virtual_display_fixture.h"
 
+#include <chrono>
 #include <csignal>
 #include <gtest/gtest.h>
+#include <random>
+#include <set>
+#include <thread>
+#include <xcb/xcbext.h>
 
 namespace nimbrale::test {
 
@@ -49,6 +54,54 @@ TEST(ProcessThatIsKilled, DISABLED_HasAVirtualDisplay)
     ASSERT_TRUE(device);
     ASSERT_TRUE((*device)->applySettings(DisplaysHost::settings(800, 600)));
     DisplaysHost::pumpFor(Milliseconds{60'000});
+}
+
+// Not a test: what the one below stops and lets go on.
+TEST(ProcessThatIsStopped, DISABLED_ResizesAllTheTime)
+{
+    const DisplaysHost host{std::string()};
+    const auto device = host.virtualDisplays->create(DisplaysHost::descriptor());
+    ASSERT_TRUE(device);
+    for (int round = 0;; ++round) {
+        ASSERT_TRUE((*device)->applySettings(DisplaysHost::settings(400 + round % 2 * 100, 300)));
+        DisplaysHost::pumpFor(Milliseconds{1});
+    }
+}
+
+TEST_P(LeftoversTest, AProcessThatIsStoppedDoesNotHoldTheServerUp)
+{
+    start({.server = GetParam(), .width = 1280, .height = 720});
+    if (IsSkipped())
+        return;
+    host_.reset();
+    const auto child = desktop_->spawn(buildFolder() / "x11_virtual_display_leftovers_test",
+                                       {"--gtest_filter=ProcessThatIsStopped.*", "--gtest_also_run_disabled_tests"});
+    ASSERT_TRUE(child);
+    ASSERT_TRUE(waitUntil([&] { return ours().height() == 300; }, Milliseconds{5000}));
+    std::mt19937 random(1);
+    std::set<int> widths;
+    int held = 0;
+    for (int round = 0; round < 60; ++round) {
+        std::this_thread::sleep_for(std::chrono::microseconds{std::uniform_int_distribution(0, 20'000)(random)});
+        child->signal(SIGSTOP);
+        xcb_connection_t* const raw = desktop_->connection();
+        const auto asked = xcb_get_input_focus(raw);
+        xcb_flush(raw);
+        void* reply = nullptr;
+        xcb_generic_error_t* error = nullptr;
+        const bool isAnswered = waitUntil([&] { return xcb_poll_for_reply(raw, asked.sequence, &reply, &error) != 0; },
+                                          Milliseconds{1000}, Milliseconds{1});
+        held += isAnswered ? 0 : 1;
+        child->signal(SIGCONT);
+        if (!isAnswered)
+            reply = xcb_get_input_focus_reply(raw, asked, nullptr);
+        const x11::Reply<void> owner(reply);
+        widths.insert(ours().width());
+    }
+    EXPECT_EQ(held, 0);
+    EXPECT_TRUE(child->isRunning());
+    EXPECT_EQ(widths.size(), 2U) << "it was resizing all the while";
+    child->signal(SIGKILL);
 }
 
 TEST_F(VirtualDisplayTest, AnotherProgramsMonitorIsNoLeftover)

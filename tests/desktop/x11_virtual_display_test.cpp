@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <array>
 #include <atomic>
+#include <chrono>
 #include <gmock/gmock.h>
 #include <thread>
 
@@ -153,7 +154,9 @@ TEST_F(VirtualDisplayTest, ComesBackAfterAnotherProgramRemovedIt)
     if (IsSkipped())
         return;
     auto device = make(800, 600);
+    ASSERT_TRUE(isWhole({1280, 720, 800, 600}));
     desktop_->deleteMonitor("Nimbrale");
+    ASSERT_FALSE(desktop_->monitorNamed("Nimbrale"));
     EXPECT_TRUE(DisplaysHost::pumpUntil([&] { return isWhole({1280, 720, 800, 600}); }, underASecond));
 }
 
@@ -163,13 +166,59 @@ TEST_F(VirtualDisplayTest, FindsANewPrimaryWhenNoneIsLeft)
     if (IsSkipped())
         return;
     auto device = make(800, 600);
+    ASSERT_NE(primary(), 0U);
     desktop_->run("xrandr", {"--noprimary"});
+    ASSERT_EQ(primary(), 0U);
     EXPECT_TRUE(DisplaysHost::pumpUntil(
         [&] {
             return primary() != 0 && isWhole({1280, 720, 800, 600});
         },
         underASecond));
     EXPECT_EQ(desktop_->monitors().front().name, "VNC-0");
+}
+
+TEST_F(VirtualDisplayTest, EightChangesOfTheDisplaysInFiveSecondsDoNotEndIt)
+{
+    start({.server = Server::xorgDummy, .width = 1280, .height = 720});
+    if (IsSkipped())
+        return;
+    auto device = make(400, 300);
+    const auto began = std::chrono::steady_clock::now();
+    for (int change = 0; change < 8; ++change) {
+        // Each makes the screen too small for ours and moves the corner where ours belongs.
+        const bool isPlug = change % 2 == 0;
+        if (isPlug)
+            desktop_->plug("DUMMY1", {1280, 0, 1280, 720});
+        else
+            desktop_->unplug("DUMMY1");
+        EXPECT_TRUE(DisplaysHost::pumpUntil([&] { return isWhole({isPlug ? 2560 : 1280, 720, 400, 300}); }));
+    }
+    EXPECT_LT(std::chrono::steady_clock::now() - began, std::chrono::seconds{5});
+    DisplaysHost::pumpFor(Milliseconds{200});
+    EXPECT_EQ(unusable_, "");
+    EXPECT_TRUE(isWhole({1280, 720, 400, 300}));
+}
+
+TEST_F(VirtualDisplayTest, PanningDisplaysKeepTheirAreaAndTheScreenDoesNotGrow)
+{
+    start({.server = Server::xorgDummy, .width = 1280, .height = 720});
+    if (IsSkipped())
+        return;
+    desktop_->run("xrandr", {"--output", "DUMMY0", "--panning", "1600x900"});
+    ASSERT_EQ(desktop_->screenSize(), QSize(1600, 900));
+    ASSERT_EQ(desktop_->monitors().front().geometry, QRect(0, 0, 1600, 900));
+    ASSERT_TRUE(DisplaysHost::pumpUntil([&] { return host_->screens->screens().front().frame.width == 1600; }));
+    auto device = make(800, 600);
+    for (const QSize size : {QSize(800, 600), QSize(1000, 700), QSize(640, 480)}) {
+        ASSERT_TRUE(device->applySettings(DisplaysHost::settings(size.width(), size.height())));
+        DisplaysHost::pumpFor(Milliseconds{300});
+        EXPECT_TRUE(isWhole({1600, 900, size.width(), size.height()}));
+        EXPECT_EQ(desktop_->monitors().front().geometry, QRect(0, 0, 1600, 900));
+    }
+    device.reset();
+    EXPECT_EQ(desktop_->screenSize(), QSize(1600, 900));
+    EXPECT_EQ(desktop_->monitors().front().geometry, QRect(0, 0, 1600, 900));
+    EXPECT_EQ(unusable_, "");
 }
 
 TEST_F(VirtualDisplayTest, GivesUpAgainstAProgramThatKeepsShrinkingTheScreen)
@@ -184,7 +233,7 @@ TEST_F(VirtualDisplayTest, GivesUpAgainstAProgramThatKeepsShrinkingTheScreen)
                 static_cast<void>(desktop_->resizeScreen({1280, 720}));
             return !unusable_.empty();
         },
-        Milliseconds{4000});
+        Milliseconds{10000});
     EXPECT_TRUE(gaveUp);
     EXPECT_FALSE(device->applySettings(DisplaysHost::settings(900, 600)));
     device.reset();

@@ -23,10 +23,6 @@ constexpr int initialHeight = 90;
 // A display being plugged in or arranged announces itself several times.
 constexpr auto settleDelay = 50ms;
 constexpr auto retryDelay = 200ms;
-// A program that keeps undoing what we do is not fought for longer than this.
-constexpr std::size_t mostCorrections = 10;
-constexpr auto correctionPeriod = 5s;
-
 // Who asks for a size tries that often before giving up. What stands in the way may pass: the displays being arranged
 // by another program at that moment, say.
 constexpr int mostRefusals = 4;
@@ -291,7 +287,7 @@ void X11VirtualDisplay::screenChanged(const xcb_randr_screen_change_notify_event
 // the displays to settle.
 void X11VirtualDisplay::takeScreenBack()
 {
-    if (isUnusable_ || pixels_.isEmpty() || isScreenBigEnough() || !mayCorrectAgain())
+    if (isUnusable_ || pixels_.isEmpty() || isScreenBigEnough() || !mayCorrect())
         return;
     if (const auto configured = configure(pixels_); !configured)
         qCWarning(virtualDisplayLog).noquote() << QString::fromStdString(configured.error().message);
@@ -328,25 +324,31 @@ void X11VirtualDisplay::check()
     const bool isOutputIdle = output_ == XCB_NONE || layout_.idleOutput(record_.monitor, output_) == output_;
     const bool isMonitorRight = isAnnounced_ ? monitor && monitor->pixels == wanted && isOutputIdle : !monitor;
     const bool isInPlace = isMonitorRight && wanted == pixels_;
-    if (isInPlace && isScreenBigEnough())
+    if (isInPlace && isScreenBigEnough()) {
+        isCorrecting_ = false;
         return;
-    if (!mayCorrectAgain()) {
+    }
+    if (!mayCorrect()) {
         becomeUnusable({ErrorCode::unsupported,
                         "Another program keeps taking the virtual display off the screen. Share "
                         "the window instead."});
         return;
     }
+    isCorrecting_ = false;
     if (!configure(wanted))
         checkSoon(retryDelay);
 }
 
-bool X11VirtualDisplay::mayCorrectAgain()
+// What is put right at once and what is put right when the displays have settled answer the same change.
+bool X11VirtualDisplay::mayCorrect()
 {
-    const auto now = std::chrono::steady_clock::now();
-    while (!corrections_.empty() && now - corrections_.front() > correctionPeriod)
-        corrections_.pop_front();
-    corrections_.push_back(now);
-    return corrections_.size() <= mostCorrections;
+    const auto now = CorrectionLimiter::Clock::now();
+    if (!isCorrecting_ && corrections_.delay(now) > CorrectionLimiter::Clock::duration::zero())
+        return false;
+    if (!isCorrecting_)
+        corrections_.note(now);
+    isCorrecting_ = true;
+    return true;
 }
 
 void X11VirtualDisplay::becomeUnusable(Error error)

@@ -5,6 +5,7 @@
 #include "platform/x11/displays/randr_layout.h"
 #include "platform/x11/displays/x11_screens.h"
 #include "platform/x11/server/connection.h"
+#include "platform/x11/server/correction_limiter.h"
 #include "platform/x11/server/event_dispatcher.h"
 #include "platform/x11/virtual_display/backdrop_card.h"
 #include "platform/x11/virtual_display/pointer_barriers.h"
@@ -12,7 +13,6 @@
 #include "platform/x11/virtual_display/virtual_display_record.h"
 
 #include <chrono>
-#include <deque>
 #include <memory>
 #include <optional>
 
@@ -61,7 +61,7 @@ private:
     void giveOutputBack(const xcb_randr_notify_event_t& event);
     void checkSoon(std::chrono::milliseconds delay);
     void check();
-    [[nodiscard]] bool mayCorrectAgain();
+    [[nodiscard]] bool mayCorrect();
     void becomeUnusable(Error error);
 
     Environment environment_;
@@ -87,7 +87,10 @@ private:
     Subscription rootChanges_;
     std::unique_ptr<Timer> checkTimer_;
     std::unique_ptr<Timer> unusableTimer_;
-    std::deque<std::chrono::steady_clock::time_point> corrections_;
+    /// A program that keeps undoing what we do is not fought for longer than this.
+    CorrectionLimiter corrections_{10, std::chrono::seconds{5}};
+    /// Whether what happened since the last check has been counted as a correction.
+    bool isCorrecting_ = false;
     /// How many sizes were refused one after the other.
     int refusals_ = 0;
     bool isUnusable_ = false;

@@ -329,6 +329,67 @@ TEST_F(SharedScreenTest, UnusableVirtualDisplayWhileInactiveShowsNothing)
     EXPECT_FALSE(displays.device().isAlive);
 }
 
+TEST_F(SharedScreenTest, ALostVirtualDisplayIsMadeAnewWhenTheDisplaysHaveRested)
+{
+    listVirtualScreen();
+    sharedScreen.activate(region, geometry, 2);
+    displays.device().becomeUnusable({ErrorCode::unsupported, "it was taken off the screen"});
+    platform.mainQueue().runPosted();
+    ASSERT_EQ(sharedScreen.windowKind(), WindowKind::mirror);
+
+    platform.mainQueue().advance(9s);
+    screens.notify();
+    platform.mainQueue().advance(9999ms);
+    EXPECT_THAT(displays.devices, SizeIs(1)) << "the displays have not rested for ten seconds";
+    screens.remove(displays.nextDisplayID);
+    displays.nextDisplayID = 78;
+    platform.mainQueue().advance(1ms);
+    ASSERT_THAT(displays.devices, SizeIs(2));
+    EXPECT_THAT(askedModes(), ElementsAre(VirtualDisplayMode{800, 600, 60}));
+    EXPECT_EQ(sharedScreen.windowKind(), WindowKind::mirror) << "until the system lists the new display";
+
+    listVirtualScreen();
+    screens.notify();
+    EXPECT_EQ(sharedScreen.windowKind(), WindowKind::virtualDisplay);
+    EXPECT_THAT(panels.living, SizeIs(1));
+
+    // The next time it waits twice as long.
+    displays.device().becomeUnusable({ErrorCode::unsupported, "it was taken off the screen"});
+    platform.mainQueue().advance(19'999ms);
+    EXPECT_THAT(displays.devices, SizeIs(2));
+    platform.mainQueue().advance(1ms);
+    EXPECT_THAT(displays.devices, SizeIs(3));
+}
+
+TEST_F(SharedScreenTest, ALostVirtualDisplayIsNotMadeWhileNothingIsShared)
+{
+    listVirtualScreen();
+    sharedScreen.activate(region, geometry, 2);
+    displays.device().becomeUnusable({ErrorCode::unsupported, "it was taken off the screen"});
+    platform.mainQueue().runPosted();
+    sharedScreen.deactivate();
+    platform.mainQueue().advance(1min);
+    EXPECT_THAT(displays.devices, SizeIs(1));
+    sharedScreen.activate(region, geometry, 2);
+    EXPECT_THAT(displays.devices, SizeIs(2));
+}
+
+TEST_F(SharedScreenTest, AVirtualDisplayThatCannotBeMadeAnewLeavesTheMirrorWindowAlone)
+{
+    listVirtualScreen();
+    sharedScreen.activate(region, geometry, 2);
+    displays.device().becomeUnusable({ErrorCode::unsupported, "it was taken off the screen"});
+    platform.mainQueue().runPosted();
+    const FakePanel* const mirror = &panels.last();
+    makeVirtualDisplaysFail();
+    platform.mainQueue().advance(10s);
+    EXPECT_THAT(displays.descriptors, SizeIs(2));
+    EXPECT_EQ(&panels.last(), mirror);
+    EXPECT_EQ(sharedScreen.windowKind(), WindowKind::mirror);
+    platform.mainQueue().advance(1h);
+    EXPECT_THAT(displays.descriptors, SizeIs(2)) << "what cannot be made is not tried again";
+}
+
 TEST_F(SharedScreenTest, TellsItsVirtualDisplayAndWhenItLostIt)
 {
     using Identity = SharedScreen::VirtualDisplayIdentity;
