@@ -9,10 +9,14 @@ namespace {
 
 constexpr std::chrono::nanoseconds pollInterval{std::chrono::nanoseconds(std::chrono::seconds(1)) / 30};
 
+/// A move that comes almost as late as that is not put off: it would take another timer.
+constexpr std::chrono::milliseconds tolerance{5};
+
 } // namespace
 
-PointerWatcher::PointerWatcher(Screens& screens, MainQueue& queue, std::function<void(Point)> onPosition)
-    : screens_(screens), queue_(queue), onPosition_(std::move(onPosition)),
+PointerWatcher::PointerWatcher(Screens& screens, MainQueue& queue, std::function<void(Point)> onPosition,
+                               std::function<TimePoint()> now)
+    : screens_(screens), queue_(queue), onPosition_(std::move(onPosition)), now_(std::move(now)), lastPoll_(now_()),
       moves_(screens.observeMouse([this] { restart(); }))
 {
     restart();
@@ -20,21 +24,28 @@ PointerWatcher::PointerWatcher(Screens& screens, MainQueue& queue, std::function
 
 void PointerWatcher::restart()
 {
-    lastPosition_.reset();
-    if (!timer_)
+    if (timer_)
+        return;
+    if (!moves_) {
         timer_ = queue_.scheduleRepeating(pollInterval, [this] { poll(); });
+        return;
+    }
+    const std::chrono::nanoseconds wait = lastPoll_ + pollInterval - now_();
+    if (wait <= tolerance) {
+        poll();
+        return;
+    }
+    timer_ = queue_.schedule(wait, [this] {
+        timer_.reset();
+        poll();
+    });
 }
 
 void PointerWatcher::poll()
 {
-    const Point position = screens_.mouseLocation();
-    // A pointer that rests needs no further question, and each would wake the processor.
-    const bool rests = moves_ && lastPosition_ == position;
-    lastPosition_ = position;
+    lastPoll_ = now_();
     const auto onPosition = onPosition_;
-    if (rests)
-        timer_.reset();
-    onPosition(position);
+    onPosition(screens_.mouseLocation());
 }
 
 } // namespace nimbrale

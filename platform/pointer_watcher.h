@@ -5,18 +5,21 @@
 #include "platform/observers.h"
 #include "platform/screens.h"
 
+#include <chrono>
 #include <functional>
 #include <memory>
-#include <optional>
 
 namespace nimbrale {
 
-/// Tells where the pointer is, 30 times a second while it moves and not at all while it rests. Where the desktop does
-/// not tell of moves, it tells all the time. Main thread only.
+/// Tells where the pointer is, up to 30 times a second while it moves and not at all while it rests. Where the desktop
+/// does not tell of moves, it tells all the time. Main thread only.
 class PointerWatcher {
 public:
+    using TimePoint = std::chrono::steady_clock::time_point;
+
     /// `onPosition` gets screen coordinates and may destroy the watcher. `screens` and `queue` must outlive it.
-    PointerWatcher(Screens& screens, MainQueue& queue, std::function<void(Point position)> onPosition);
+    PointerWatcher(Screens& screens, MainQueue& queue, std::function<void(Point position)> onPosition,
+                   std::function<TimePoint()> now = std::chrono::steady_clock::now);
     PointerWatcher(const PointerWatcher&) = delete;
     PointerWatcher& operator=(const PointerWatcher&) = delete;
 
@@ -29,11 +32,12 @@ private:
     Screens& screens_;
     MainQueue& queue_;
     std::function<void(Point)> onPosition_;
-    /// Null while the pointer rests, if `moves_` tells when it moves on.
+    std::function<TimePoint()> now_;
+    TimePoint lastPoll_;
+    /// Null until the next move, if `moves_` tells of it.
     std::unique_ptr<Timer> timer_;
     /// Null where the desktop does not tell of moves.
     Subscription moves_;
-    std::optional<Point> lastPosition_;
 };
 
 } // namespace nimbrale

@@ -17,8 +17,6 @@ PixelPoint PointerTracker::position()
     // Before anything is asked, so that no move is missed after the answer.
     isMoveAwaited_ = true;
     ask();
-    if (std::exchange(lastPosition_, answer_.position) != answer_.position)
-        isMoveAwaited_ = false;
     return answer_.position;
 }
 

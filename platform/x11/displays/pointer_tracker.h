@@ -33,14 +33,13 @@ public:
     /// without anybody being told. Without an answer, the last one stays.
     [[nodiscard]] PixelPoint position();
 
-    /// Tells that the pointer may have moved, and where it is (root pixels) if that is known. From the first call on, it
-    /// is taken to rest between calls. Any thread.
+    /// Tells that the pointer may have moved, and where it is (root pixels) if that is known. From the first call on,
+    /// it is taken to rest between calls. Any thread.
     void didMove(std::optional<PixelPoint> position = std::nullopt);
     /// An event came that tells nobody's moves but belongs to one: where moves are told, the last answer counts no
     /// more.
     void mayHaveMoved();
-    /// `observer` is called once the pointer moves on after it has rested from one `position` to the next: until then
-    /// whoever follows it asks anyway. Null while nobody tells of moves.
+    /// `observer` is called once the pointer moves after a `position`. Null while nobody tells of moves.
     [[nodiscard]] Subscription observeMoves(std::function<void()> observer);
 
     /// While the answer is kept, `position` is `pixel`: what an event brings about is decided by where it happened,
@@ -70,7 +69,6 @@ private:
     std::mutex toldMutex_;
     /// The last position that came with a move.
     Answer told_;
-    std::optional<PixelPoint> lastPosition_;
     std::optional<PixelPoint> held_;
 };
 

@@ -22,8 +22,12 @@ protected:
     {
         screens.tellsOfMouse = isTold;
         screens.mouse = {1, 2};
-        watcher =
-            std::make_unique<PointerWatcher>(screens, queue, [this](Point position) { seen.push_back(position); });
+        make([this](Point position) { seen.push_back(position); });
+    }
+    void make(std::function<void(Point)> onPosition)
+    {
+        watcher = std::make_unique<PointerWatcher>(screens, queue, std::move(onPosition),
+                                                   [this] { return PointerWatcher::TimePoint(queue.now()); });
     }
     void moveTo(Point position)
     {
@@ -71,8 +75,26 @@ TEST_F(PointerWatcherTest, ARestingPointerIsLeftAlone)
     EXPECT_THAT(seenIn(10s), IsEmpty());
     EXPECT_EQ(screens.mouseQuestions, asked);
     EXPECT_EQ(queue.pendingTimers(), 0U);
+    seen.clear();
     moveTo({5, 6});
-    EXPECT_THAT(seenIn(34ms), ElementsAre(Point{5, 6}));
+    EXPECT_THAT(seen, ElementsAre(Point{5, 6})) << "at once, after a rest";
+    EXPECT_EQ(queue.pendingTimers(), 0U);
+}
+
+TEST_F(PointerWatcherTest, AMoveSoonAfterAnotherIsToldAThirtiethOfASecondAfterIt)
+{
+    start(true);
+    queue.advance(1s);
+    moveTo({5, 6});
+    seenIn(20ms);
+    moveTo({7, 8});
+    moveTo({9, 10});
+    EXPECT_THAT(seenIn(13ms), IsEmpty());
+    EXPECT_THAT(seenIn(1ms), ElementsAre(Point{9, 10}));
+    seenIn(29ms);
+    moveTo({11, 12});
+    EXPECT_THAT(seen, ElementsAre(Point{11, 12})) << "it is late enough";
+    EXPECT_THAT(seenIn(1s), IsEmpty());
 }
 
 TEST_F(PointerWatcherTest, WhereMovesAreNotToldItKeepsAsking)
@@ -88,9 +110,12 @@ TEST_F(PointerWatcherTest, ARestartTellsARestingPointerOnceMore)
 {
     start(true);
     queue.advance(1s);
+    seen.clear();
     watcher->restart();
+    const std::vector<Point> beforeThat = seen;
     const std::vector<Point> told = seenIn(1s);
-    EXPECT_THAT(told, ElementsAre(Point(1, 2), Point(1, 2))) << "the second shows that it rests";
+    EXPECT_THAT(told, IsEmpty());
+    EXPECT_THAT(beforeThat, ElementsAre(Point(1, 2)));
 }
 
 TEST_F(PointerWatcherTest, OnceGoneItIsSilent)
@@ -107,7 +132,7 @@ TEST_F(PointerWatcherTest, ItMayGoWhileItTells)
 {
     screens.tellsOfMouse = true;
     int told = 0;
-    watcher = std::make_unique<PointerWatcher>(screens, queue, [&](Point) {
+    make([&](Point) {
         ++told;
         watcher.reset();
     });
