@@ -137,7 +137,7 @@ void Layer::setNeedsDisplay(const Rect& area) const
     for (const Layer* layer = this; layer; layer = layer->superlayer_) {
         if (layer->isHidden_)
             return;
-        if (layer != this && layer->masksToBounds_) {
+        if (layer->masksToBounds_) {
             inRoot = inRoot.intersectedWith(layer->bounds());
             if (inRoot.isEmpty())
                 return;

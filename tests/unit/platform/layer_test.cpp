@@ -253,6 +253,7 @@ TEST_F(LayerTest, WhatIsClippedInvalidatesNothingOutsideOfTheBounds)
     grandchild->setNeedsDisplay({0, 0, 50, 50});
     EXPECT_THAT(host.invalidated, ElementsAre(Rect{40, 30, 10, 10}));
     grandchild->setNeedsDisplay({20, 0, 5, 5});
+    child->setNeedsDisplay({50, 0, 5, 5});
     child->setOpacity(0.5);
     EXPECT_THAT(host.invalidated, ElementsAre(Rect{40, 30, 10, 10}, Rect{10, 20, 40, 20}));
 }
@@ -330,6 +331,21 @@ TEST_F(LayerTest, RemovingInvalidatesAndLeavesTheTree)
     EXPECT_THAT(root.sublayersInOrder(), IsEmpty());
 }
 
+TEST_F(LayerTest, AddingInvalidatesWhatTheLayerAndItsSublayersShow)
+{
+    const auto child = std::make_shared<Layer>();
+    child->setFrame({10, 20, 30, 40});
+    const auto grandchild = std::make_shared<Layer>();
+    grandchild->setFrame({0, 0, 50, 5});
+    child->addSublayer(grandchild);
+    const auto hidden = std::make_shared<Layer>();
+    hidden->setFrame({0, 0, 150, 50});
+    hidden->setHidden(true);
+    child->addSublayer(hidden);
+    root.addSublayer(child);
+    EXPECT_THAT(host.invalidated, ElementsAre(Rect{10, 20, 50, 40}));
+}
+
 TEST_F(LayerTest, AddingElsewhereMovesTheLayer)
 {
     const auto first = addChild({0, 0, 50, 50});
@@ -349,6 +365,14 @@ TEST_F(LayerTest, SiblingsAreOrderedByPositionAndThenByAddition)
     const auto third = addChild({});
     first->setZPosition(2);
     EXPECT_THAT(root.sublayersInOrder(), ElementsAre(second.get(), third.get(), first.get()));
+}
+
+TEST_F(LayerTest, ManySiblingsOfOnePositionKeepTheOrderOfTheirAddition)
+{
+    std::vector<Layer*> added;
+    for (int count = 0; count < 100; ++count)
+        added.push_back(addChild({}).get());
+    EXPECT_EQ(root.sublayersInOrder(), added);
 }
 
 TEST_F(LayerTest, SublayersOutliveTheirSuperlayer)

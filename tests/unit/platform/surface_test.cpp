@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 #include <set>
 #include <thread>
+#include <utility>
 
 namespace nimbrale {
 namespace {
@@ -153,10 +154,12 @@ TEST(BufferSurfacePoolTest, ChangesItsSize)
 {
     BufferSurfacePool pool;
     static_cast<void>(BufferSurfacePool::finish(pool.take(4, 4), SurfaceAlpha::opaque));
-    auto canvas = pool.take(8, 2);
-    EXPECT_EQ(canvas.pixels().width(), 8);
-    EXPECT_EQ(canvas.pixels().height(), 2);
-    EXPECT_EQ(canvas.pixels().stride(), 32);
+    for (const auto& [width, height] : {std::pair{8, 4}, std::pair{8, 2}, std::pair{1, 1}}) {
+        auto canvas = pool.take(width, height);
+        EXPECT_EQ(canvas.pixels().width(), width);
+        EXPECT_EQ(canvas.pixels().height(), height);
+        EXPECT_EQ(canvas.pixels().stride(), static_cast<std::size_t>(width) * 4);
+    }
 }
 
 TEST(BufferSurfacePoolTest, MayEndBeforeItsSurfaces)

@@ -89,9 +89,12 @@ TEST_F(LayerItemsTest, NeighboursThatTouchInPointsTouchInPixels)
     for (const double scale : {1.25, 1.5, 1.75}) {
         Layer tree;
         add(tree, {0, 0, 33.3, 10});
-        add(tree, {33.3, 0, 20.1, 10});
-        const auto both = flattenLayers(tree, scale);
-        EXPECT_EQ(both.at(0).frame.right(), both.at(1).frame.x) << scale;
+        add(tree, {33.3, 0, 20.2, 10});
+        add(tree, {53.5, 0, 7.3, 10});
+        add(tree, {60.8, 0, 1, 10});
+        const auto all = flattenLayers(tree, scale);
+        for (std::size_t index = 0; index < 3; ++index)
+            EXPECT_EQ(all.at(index).frame.right(), all.at(index + 1).frame.x) << index << " at " << scale;
     }
 }
 
@@ -100,6 +103,7 @@ TEST_F(LayerItemsTest, CoverageIsRoundedOutward)
     EXPECT_EQ(outwardPixels({1, 1, 1, 1}, 1.5), (PixelRect{1, 1, 2, 2}));
     EXPECT_EQ(outwardPixels({0.1, 0.1, 0.2, 0.2}, 10), (PixelRect{1, 1, 2, 2}))
         << "not by the arithmetic's inexactness";
+    EXPECT_EQ(outwardPixels({0.29, 0.57, 0.01, 0.01}, 100), (PixelRect{29, 57, 1, 1})) << "nor at the other edges";
     EXPECT_EQ(outwardPixels({5, 5, 0, 3}, 2), PixelRect{});
 }
 
