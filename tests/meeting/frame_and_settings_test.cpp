@@ -3,6 +3,7 @@
 #include "tests/support/application.h"
 #include "tests/support/image_compare.h"
 #include "tests/support/private_desktop.h"
+#include "tests/support/scene.h"
 #include "tests/support/session_manager.h"
 
 #include <array>
@@ -104,6 +105,41 @@ TEST_F(FrameAndSettings, AWidthTypedInSettingsMovesTheFrameAndTheDisplay)
     EXPECT_TRUE(desktop_->waitForPixel(wider.right() - 40, wider.top() - 2, frameYellow, Milliseconds{3000}))
         << keepImage(desktop_->screenshot(), "desktop");
     EXPECT_EQ(application_->storedRegion(), wider);
+}
+
+TEST_F(FrameAndSettings, SettingsIsInFrontOfTheFrameWhileItIsKeyAndBehindItOtherwise)
+{
+    const auto scene = Scene::start(*desktop_);
+    ASSERT_TRUE(scene);
+    scene->add("editor", {.geometry = {1100, 600, 300, 200}, .seed = 5, .overrideRedirect = false});
+    desktop_->click(Application::settingsButtonOf(region));
+    ASSERT_TRUE(waitUntil([&] { return desktop_->windowTitled("Settings").has_value(); }, Milliseconds{3000}));
+    // By its title bar, over the frame's left border.
+    const QRect opened = *desktop_->windowTitled("Settings");
+    const QPoint titleBar(opened.center().x(), opened.y() - 8);
+    const QPoint target(region.x() + 40, region.y() + 120);
+    desktop_->drag(titleBar, titleBar + target - opened.center());
+    QRect settings;
+    const QPoint border(region.x() - 2, region.y() + 120);
+    ASSERT_TRUE(waitUntil(
+        [&] {
+            settings = desktop_->windowTitled("Settings").value_or(QRect());
+            return settings.contains(border);
+        },
+        Milliseconds{3000}))
+        << keepImage(desktop_->screenshot(), "desktop");
+    const auto isFrameInFront = [&] { return desktop_->pixel(border.x(), border.y()) == frameYellow; };
+    EXPECT_TRUE(waitUntil([&] { return !isFrameInFront(); }, Milliseconds{3000}))
+        << keepImage(desktop_->screenshot(), "desktop");
+
+    desktop_->click({1250, 700});
+    ASSERT_TRUE(waitUntil([&] { return scene->focused() == "editor"; }, Milliseconds{3000}));
+    EXPECT_TRUE(waitUntil(isFrameInFront, Milliseconds{3000})) << keepImage(desktop_->screenshot(), "desktop");
+
+    desktop_->click({settings.center().x(), settings.y() - 8});
+    EXPECT_TRUE(waitUntil([&] { return !isFrameInFront(); }, Milliseconds{3000}))
+        << keepImage(desktop_->screenshot(), "desktop");
+    EXPECT_EQ(application_->quit(), 0);
 }
 
 TEST_F(FrameAndSettings, TheEndOfTheSessionEndsItInOrder)

@@ -172,17 +172,22 @@ TEST_F(RegionEditorTest, ResizeSnapsToAFractionOfTheArea)
 
 TEST_F(RegionEditorTest, MoveThatEndsOverAnotherDisplayIsHandedUp)
 {
+    Screen& side = screens.list.front();
+    side.visibleFrame = {1440, 0, 1280, 1024 - 31};
     press(DragZone::move);
+    dragBy(45, -40);
+    ASSERT_THAT(regions, ElementsAre(Rect{145, 115, 400, 300}));
     dragBy(1600, -40);
     ASSERT_TRUE(frameEditor->pendingMove());
     EXPECT_EQ(frameEditor->pendingMove()->displayID, sideDisplay);
-    EXPECT_THAT(regions, IsEmpty());
-    EXPECT_EQ(capture->region(), (Rect{100, 75, 400, 300})) << "the capture stays as it was";
+    EXPECT_THAT(regions, ElementsAre(Rect{145, 115, 400, 300})) << "a step over another display is not reported";
+    EXPECT_EQ(capture->region(), (Rect{145, 115, 400, 300})) << "the capture stays as it was";
+    EXPECT_EQ(stream().configuration.sourceRect, (Rect{145, 115, 400, 300}));
     EXPECT_EQ(panel().frame(), (Rect{1440, 0, 1280, 1024})) << "the panel covers the new display";
     release();
     EXPECT_THAT(events, ElementsAre("moved"));
     EXPECT_EQ(movedTo->displayID, sideDisplay);
-    EXPECT_EQ(movedTo->geometry, (DisplayGeometry{{1280, 1024}, {1440, 0, 1280, 1024}, 0}));
+    EXPECT_EQ(movedTo->geometry, (DisplayGeometry{{1280, 1024}, {1440, 0, 1280, 1024}, 30}));
     EXPECT_EQ(movedTo->region, (Rect{260, 239, 400, 300}));
     EXPECT_EQ(frameEditor->pendingMove(), std::nullopt);
 }

@@ -7,6 +7,8 @@
 #include <QPainter>
 #include <cmath>
 #include <gtest/gtest.h>
+#include <utility>
+#include <vector>
 
 namespace nimbrale {
 namespace {
@@ -191,6 +193,35 @@ TEST_P(RegionOverlayPainterTest, GuidesAreOnePixelWideDashesInOrange)
     EXPECT_EQ(pixel(3, 30, 0, -2), 0U);
 }
 
+TEST_P(RegionOverlayPainterTest, GuidesAtFractionalPlacesLieOnTheNearestWholePoint)
+{
+    const auto columnsWithGuide = [&] {
+        std::vector<int> columns;
+        for (int x = 0; x < picture.width(); ++x) {
+            if (picture.pixel(x, picture.height() - 1) == activeOrange)
+                columns.push_back(x);
+        }
+        return columns;
+    };
+    const auto rowsWithGuide = [&] {
+        std::vector<int> rows;
+        for (int y = 0; y < picture.height(); ++y) {
+            if (picture.pixel(0, y) == activeOrange)
+                rows.push_back(y);
+        }
+        return rows;
+    };
+    for (const auto& [place, nearest] : {std::pair{20.4, 20}, {20.5, 21}, {20.6, 21}, {19.5, 20}}) {
+        input.guides = {{place, 0, 0, 260}, {0, place, 360, 0}};
+        draw();
+        // One pixel: the one just right of, and just above, the whole point.
+        const int column = static_cast<int>(nearest * scale());
+        const int row = static_cast<int>((viewSize.height - nearest) * scale()) - 1;
+        EXPECT_EQ(columnsWithGuide(), std::vector{column}) << place;
+        EXPECT_EQ(rowsWithGuide(), std::vector{row}) << place;
+    }
+}
+
 TEST_P(RegionOverlayPainterTest, ControlsAreOpaqueAndThrowASoftShadowDownward)
 {
     draw();
@@ -250,7 +281,10 @@ TEST_P(RegionOverlayPainterTest, RecordSymbolTurnsIntoAWhiteStopSymbol)
     appearance.recordingText = "REC 0:01";
     draw();
     EXPECT_EQ(pixel(rect.midX(), rect.midY()), qRgb(255, 255, 255));
-    EXPECT_NE(pixel(rect.midX() - 5, rect.midY()), qRgb(255, 255, 255)) << "8 points wide, not 10";
+    const auto isWhite = [](QRgb color) { return color == qRgb(255, 255, 255); };
+    const double pixelSize = 1 / scale();
+    EXPECT_EQ(countIn({rect.x, rect.midY(), rect.width, pixelSize}, isWhite), 8 * scale()) << "8 points wide";
+    EXPECT_EQ(countIn({rect.midX(), rect.y, pixelSize, rect.height}, isWhite), 8 * scale()) << "and as high";
 }
 
 TEST_P(RegionOverlayPainterTest, SymbolsAreCentredOnTheirControls)

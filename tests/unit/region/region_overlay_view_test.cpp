@@ -210,9 +210,20 @@ TEST_F(RegionOverlayViewTest, ReleasedWindowLeavesNoTimer)
 
 TEST_F(RegionOverlayViewTest, PressElsewhereIsIgnored)
 {
-    click(inside);
-    EXPECT_FALSE(view().isDragging());
-    EXPECT_THAT(events, IsEmpty());
+    constexpr Point onBorder{298, 400};
+    constexpr Point besideHandle{onHandle.x - 24, onHandle.y};
+    for (const Point location : {inside, onBorder, besideHandle}) {
+        panel().press(location);
+        EXPECT_FALSE(view().isDragging());
+        panel().dragTo({location.x + 30, location.y + 30});
+        panel().release({location.x + 30, location.y + 30});
+        EXPECT_THAT(events, IsEmpty());
+        EXPECT_THAT(asked, IsEmpty());
+        EXPECT_EQ(panel().frame(), window->frameAtRest());
+    }
+    constexpr Point onHandlesEdge{onHandle.x - 22, onHandle.y};
+    panel().press(onHandlesEdge);
+    EXPECT_TRUE(view().isDragging()) << "one that counts";
 }
 
 TEST_F(RegionOverlayViewTest, DragBeginsWithTheWindowOverTheWholeDisplay)
@@ -224,6 +235,24 @@ TEST_F(RegionOverlayViewTest, DragBeginsWithTheWindowOverTheWholeDisplay)
     EXPECT_EQ(panel().cursor, CursorShape::closedHand);
     EXPECT_THAT(events, ElementsAre("began"));
     EXPECT_EQ(view().layout().handle(), (Rect{597, 592, 46, 22})) << "now in the display's coordinates";
+}
+
+TEST_F(RegionOverlayViewTest, DragBeginsInTheCoordinatesOfADisplayThatIsNotAtTheOrigin)
+{
+    constexpr double dx = -1512;
+    constexpr double dy = 130;
+    const Rect besideMain = screenFrame.movedBy(dx, dy);
+    std::vector<Rect> framesAtStart;
+    window->setScreenFrame(besideMain);
+    window->setRegionFrame(regionFrame.movedBy(dx, dy));
+    window->setFrame(window->frameAtRest());
+    window->onChangeBegan = [&] { framesAtStart.push_back(panel().frame()); };
+    panel().press({onHandle.x + dx, onHandle.y + dy});
+    EXPECT_THAT(framesAtStart, ElementsAre(window->frameAtRest())) << "told before the panel grows";
+    EXPECT_EQ(panel().frame(), besideMain);
+    EXPECT_EQ(view().layout().handle(), (Rect{597, 592, 46, 22}));
+    panel().dragTo({onHandle.x + dx + 10, onHandle.y + dy});
+    EXPECT_THAT(asked, ElementsAre(regionFrame.movedBy(dx + 10, dy)));
 }
 
 TEST_F(RegionOverlayViewTest, WhatIsInvalidBeforeTheWindowMovesIsDrawnBeforeIt)
