@@ -88,7 +88,8 @@ TEST_F(X11PanelTest, doesNotFightAtFullSpeedWithAProgramThatWantsTheSame)
         return;
     const auto panel = showFrame();
     Scene::Window rival;
-    rival.geometry = {0, 0, 1280, 720};
+    // A window that covered all of the display would first be taken for what may be a locker.
+    rival.geometry = {0, 0, 1280, 700};
     scene->add("rival", rival);
     host->pumpFor(Milliseconds{100});
 

@@ -52,7 +52,7 @@ void ScreenLockWatcher::noteExisting()
         const Reply<xcb_get_window_attributes_reply_t> attributes(xcb_get_window_attributes_reply(
             connection_.get(), xcb_get_window_attributes(connection_.get(), window), nullptr));
         if (attributes && attributes->map_state == XCB_MAP_STATE_VIEWABLE)
-            noteIfCover(window, attributes->override_redirect != 0);
+            noteIfCover(window, attributes->override_redirect != 0, {});
     }
 }
 
@@ -62,13 +62,13 @@ void ScreenLockWatcher::handle(const xcb_generic_event_t& event)
     case XCB_MAP_NOTIFY: {
         const auto& map = eventAs<xcb_map_notify_event_t>(event);
         if (map.event == connection_.root())
-            noteIfCover(map.window, map.override_redirect != 0);
+            noteIfCover(map.window, map.override_redirect != 0, Clock::now());
         return;
     }
     case XCB_CONFIGURE_NOTIFY: {
         const auto& configure = eventAs<xcb_configure_notify_event_t>(event);
         if (configure.event == connection_.root())
-            noteIfCover(configure.window, configure.override_redirect != 0);
+            noteIfCover(configure.window, configure.override_redirect != 0, Clock::now());
         return;
     }
     case XCB_UNMAP_NOTIFY:
@@ -80,14 +80,14 @@ void ScreenLockWatcher::handle(const xcb_generic_event_t& event)
     }
 }
 
-void ScreenLockWatcher::noteIfCover(xcb_window_t window, bool isUnmanaged)
+void ScreenLockWatcher::noteIfCover(xcb_window_t window, bool isUnmanaged, Clock::time_point since)
 {
     const bool isOurs = (window & ~xcb_get_setup(connection_.get())->resource_id_mask) ==
                         xcb_get_setup(connection_.get())->resource_id_base;
     const bool isKnown = std::ranges::any_of(covers_, [window](const Cover& cover) { return cover.window == window; });
     if (!isUnmanaged || isOurs || isKnown || !coversDisplay(window))
         return;
-    covers_.push_back({window, Clock::now()});
+    covers_.push_back({window, since});
     check();
 }
 

@@ -46,7 +46,8 @@ private:
 
     void noteExisting();
     void handle(const xcb_generic_event_t& event);
-    void noteIfCover(xcb_window_t window, bool isUnmanaged);
+    /// `since`: when it came to cover a display. One that was there before us has had its time to take the keyboard.
+    void noteIfCover(xcb_window_t window, bool isUnmanaged, Clock::time_point since);
     void forget(xcb_window_t window);
     void check();
     void checkAgain();
