@@ -7,6 +7,8 @@
 #include "platform/surface.h"
 #include "platform/surface_reader.h"
 
+#include <chrono>
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -62,16 +64,33 @@ struct FrameInterval {
     bool operator==(const FrameInterval&) const = default;
 };
 
+/// What sound a stream captures besides the picture.
+struct AudioConfiguration {
+    /// Whether what this application plays is left out.
+    bool excludesOwnAudio = false;
+    int sampleRate = 48000;
+    int channels = 2;
+
+    bool operator==(const AudioConfiguration&) const = default;
+};
+
 struct StreamConfiguration {
-    /// Region coordinates of the filter's display.
-    Rect sourceRect;
-    /// Of the delivered pictures, in pixels.
+    /// Region coordinates of the filter's display. Absent: the whole display, and all of it again when its size
+    /// changes.
+    std::optional<Rect> sourceRect = {};
+    /// Of the delivered pictures, in pixels. The captured pixels are scaled to that size; where they have it, they are
+    /// delivered as they are.
     std::int64_t width = 0;
     std::int64_t height = 0;
     bool preservesAspectRatio = false;
     PixelFormat pixelFormat = PixelFormat::bgra;
-    FrameInterval minimumFrameInterval;
+    FrameInterval minimumFrameInterval = {};
     bool showsCursor = true;
+    /// How many pictures may be on the way or held by consumers. While that many are, no further one is made; what
+    /// changes meanwhile is in the next one. At least 1.
+    int queueDepth = 3;
+    /// Absent: no sound.
+    std::optional<AudioConfiguration> audio = {};
 
     bool operator==(const StreamConfiguration&) const = default;
 };
@@ -80,11 +99,41 @@ enum class OutputType { screen, audio };
 
 enum class FrameStatus { complete = 0, idle = 1, blank = 2, suspended = 3, started = 4, stopped = 5 };
 
-/// One thing that a stream delivers. Only `complete` screen samples carry a picture.
+enum class AudioLayout {
+    interleaved, ///< all channels of one moment, then all of the next
+    planar       ///< one channel whole, then the next
+};
+
+/// A piece of sound. Samples lie between -1 and 1.
+struct AudioBuffer {
+    int sampleRate = 48000;
+    int channels = 2;
+    AudioLayout layout = AudioLayout::interleaved;
+    std::vector<float> samples;
+
+    /// How many moments it holds.
+    [[nodiscard]] std::size_t frameCount() const
+    {
+        return channels > 0 ? samples.size() / static_cast<std::size_t>(channels) : 0;
+    }
+    /// Both must be within the buffer.
+    [[nodiscard]] float sample(std::size_t frame, int channel) const
+    {
+        const auto column = static_cast<std::size_t>(channel);
+        return layout == AudioLayout::planar ? samples[column * frameCount() + frame]
+                                             : samples[frame * static_cast<std::size_t>(channels) + column];
+    }
+};
+
+/// One thing that a stream delivers. Only `complete` screen samples carry a picture, only audio samples carry sound.
 struct CaptureSample {
     OutputType type = OutputType::screen;
-    std::optional<FrameStatus> status;
-    std::shared_ptr<const Surface> surface;
+    std::optional<FrameStatus> status = {};
+    std::shared_ptr<const Surface> surface = {};
+    /// When the screen showed the picture, or when the sound begins: CLOCK_MONOTONIC. Rises from each sample of a type
+    /// to the next.
+    std::chrono::nanoseconds presentationTime{};
+    std::shared_ptr<const AudioBuffer> audio = {};
 };
 
 /// A running capture. Created stopped; all calls on the main thread. Destroying it stops delivery at once.
@@ -99,7 +148,8 @@ public:
 
     virtual ~CaptureStream() = default;
 
-    /// `handler` gets the samples of `type` on `queue`, which must outlive the stream. One handler per type.
+    /// `handler` gets the samples of `type` on `queue`, which must outlive the stream. One handler per type, all on one
+    /// queue. Fails, with the reason, for a type that this system's streams do not deliver.
     [[nodiscard]] virtual Result<void> addOutput(OutputType type, SerialQueue& queue, SampleHandler handler) = 0;
     virtual void start(Completion completion) = 0;
     virtual void stop(Completion completion) = 0;
@@ -120,7 +170,9 @@ public:
     virtual void requestAccess() = 0;
     /// What can be captured now; `completion` runs on the main queue.
     virtual void shareableContent(ContentCompletion completion) = 0;
-    /// `onStopped` runs on the main queue when the stream ends by itself.
+    /// A filter that leaves out nothing captures what the display shows, own windows included.
+    /// `onStopped` runs on the main queue, once, when a stream that was started ends by itself: its display has gone,
+    /// or the system's capture has. The error says which. It may destroy the stream.
     [[nodiscard]] virtual std::unique_ptr<CaptureStream> makeStream(const ContentFilter& filter,
                                                                     const StreamConfiguration& configuration,
                                                                     std::function<void(Error)> onStopped) = 0;

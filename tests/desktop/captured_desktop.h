@@ -154,7 +154,7 @@ public:
     /// What the root shows of the region, as the server keeps it.
     [[nodiscard]] std::vector<std::uint8_t> rootBytes()
     {
-        return read(connection_->root(), int(configuration_.sourceRect.x), int(configuration_.sourceRect.y));
+        return read(connection_->root(), int(configuration_.sourceRect->x), int(configuration_.sourceRect->y));
     }
 
     [[nodiscard]] int frames() const { return frames_; }
@@ -162,6 +162,8 @@ public:
     [[nodiscard]] x11::Connection& connection() { return *connection_; }
     [[nodiscard]] x11::X11ScreenCapture& capture() { return *capture_; }
     [[nodiscard]] CaptureStream& stream() { return *stream_; }
+    [[nodiscard]] x11::X11Screens& screens() { return *screens_; }
+    [[nodiscard]] MainQueue& mainQueue() { return queue_; }
     [[nodiscard]] bool isLost() const { return isLost_; }
 
     std::function<void()> onFrame;
@@ -185,8 +187,8 @@ private:
     [[nodiscard]] QPoint sourceCorner() const
     {
         const PixelRect display = screens_->find(screens_->mainDisplay())->pixels;
-        return {display.x + static_cast<int>(configuration_.sourceRect.x),
-                display.y + static_cast<int>(configuration_.sourceRect.y)};
+        return {display.x + static_cast<int>(configuration_.sourceRect->x),
+                display.y + static_cast<int>(configuration_.sourceRect->y)};
     }
 
     void addMarkers(QPoint corner)

@@ -110,7 +110,7 @@ TEST_F(X11CaptureTest, theThreadEndsWheneverItIsAskedTo)
         const bool isOver = ended.get_future().wait_for(std::chrono::seconds(3)) == std::future_status::ready;
         EXPECT_TRUE(isOver) << "in round " << round;
         if (!isOver)
-            raw->wake(); // So that this test ends.
+            raw->waker()(); // So that this test ends.
         ending.join();
         if (!isOver)
             return;

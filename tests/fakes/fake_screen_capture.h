@@ -4,11 +4,13 @@
 #include "tests/fakes/fake_surface.h"
 
 #include <algorithm>
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <deque>
 #include <functional>
 #include <future>
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -45,22 +47,31 @@ public:
     }
     void completeFilterUpdate(Result<void> result = {}) { completeOldest(pendingFilterUpdates, std::move(result)); }
 
-    /// Hands `sample` to the handler on the stream's queue and returns when the handler has.
+    /// Hands `sample` to the handler of its type on the stream's queue and returns when the handler has. A type without
+    /// a handler is dropped.
     void deliver(const CaptureSample& sample)
     {
-        if (!isAlive || !handler_)
+        const auto handler = handlers_.find(sample.type);
+        if (!isAlive || handler == handlers_.end())
             return;
         std::promise<void> done;
-        queue_->post([this, &sample, &done] {
-            handler_(sample);
+        queue_->post([&handler = handler->second, &sample, &done] {
+            handler(sample);
             done.set_value();
         });
         done.get_future().wait();
     }
     /// A complete picture of that many pixels.
-    void deliverPicture(int width, int height)
+    void deliverPicture(int width, int height, std::chrono::nanoseconds presentationTime = {})
     {
-        deliver({OutputType::screen, FrameStatus::complete, std::make_shared<FakeSurface>(width, height)});
+        deliver({OutputType::screen, FrameStatus::complete, std::make_shared<FakeSurface>(width, height),
+                 presentationTime});
+    }
+    /// A piece of sound that begins at that time.
+    void deliverSound(AudioBuffer sound, std::chrono::nanoseconds presentationTime)
+    {
+        deliver({OutputType::audio, std::nullopt, nullptr, presentationTime,
+                 std::make_shared<const AudioBuffer>(std::move(sound))});
     }
     void stopByItself(Error error) { onStopped_(std::move(error)); }
 
@@ -84,7 +95,7 @@ private:
     }
 
     SerialQueue* queue_ = nullptr;
-    CaptureStream::SampleHandler handler_;
+    std::map<OutputType, CaptureStream::SampleHandler> handlers_;
     std::function<void(Error)> onStopped_;
     Result<void> addOutputResult_;
 };
@@ -96,7 +107,7 @@ public:
     ~FakeCaptureStreamHandle() override
     {
         stream_->isAlive = false;
-        stream_->handler_ = nullptr;
+        stream_->handlers_.clear();
     }
     FakeCaptureStreamHandle(const FakeCaptureStreamHandle&) = delete;
     FakeCaptureStreamHandle& operator=(const FakeCaptureStreamHandle&) = delete;
@@ -108,7 +119,7 @@ public:
         if (!stream_->addOutputResult_)
             return stream_->addOutputResult_;
         stream_->queue_ = &queue;
-        stream_->handler_ = std::move(handler);
+        stream_->handlers_[type] = std::move(handler);
         return {};
     }
     void start(Completion completion) override

@@ -27,7 +27,7 @@ CaptureEngine::~CaptureEngine()
     post([this] { isEnding_ = true; });
     thread_.join();
     // Work that is not done any more may own a stream, which posts once more as it goes.
-    for (std::vector<std::function<void()>> dropped; !(dropped = inbox_.take()).empty();)
+    for (std::vector<std::function<void()>> dropped; !(dropped = inbox_->take()).empty();)
         dropped.clear();
     for (const auto& session : sessions_)
         session->stop();
@@ -55,6 +55,8 @@ void CaptureEngine::run()
         desktop_.handleEvents();
         if (connection_->isLost()) {
             callbacks_.onLost();
+            for (const auto& session : sessions_)
+                session->reportLost();
             return;
         }
         takeDueTurns();
@@ -65,7 +67,7 @@ void CaptureEngine::run()
 
 void CaptureEngine::runPosted()
 {
-    for (const auto& work : inbox_.take())
+    for (const auto& work : inbox_->take())
         work();
 }
 
@@ -98,7 +100,8 @@ void CaptureEngine::wait()
         streams.push_back(session->timing(now));
     const ThreadWait wait = threadWait(streams, desktop_.timeToPoll(now));
 
-    pollfd descriptors[] = {{inbox_.descriptor(), POLLIN, 0}, {xcb_get_file_descriptor(connection_->get()), POLLIN, 0}};
+    pollfd descriptors[] = {{inbox_->descriptor(), POLLIN, 0},
+                            {xcb_get_file_descriptor(connection_->get()), POLLIN, 0}};
     timespec timeout{};
     if (wait.timeout) {
         timeout.tv_sec = wait.timeout->count() / 1'000'000'000;

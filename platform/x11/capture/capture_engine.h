@@ -39,9 +39,12 @@ public:
     [[nodiscard]] const std::vector<std::string>& limitations() const { return desktop_.limitations(); }
 
     /// Runs `work` on the capture thread, in order. Any thread.
-    void post(std::function<void()> work) { inbox_.post(std::move(work)); }
-    /// Makes the capture thread see again which frames are due. Any thread.
-    void wake() { inbox_.wake(); }
+    void post(std::function<void()> work) { inbox_->post(std::move(work)); }
+    /// What makes the capture thread see again which frames are due; does nothing once the engine has gone. Any thread.
+    [[nodiscard]] std::function<void()> waker() const
+    {
+        return [inbox = inbox_] { inbox->wake(); };
+    }
 
     // Capture thread, from posted work.
     void addSession(std::shared_ptr<CaptureSession> session);
@@ -62,7 +65,7 @@ private:
     Callbacks callbacks_;
     DesktopTracker desktop_;
     std::vector<std::shared_ptr<CaptureSession>> sessions_;
-    WorkInbox inbox_;
+    std::shared_ptr<WorkInbox> inbox_ = std::make_shared<WorkInbox>();
     /// The thread's own: set by work that is posted to it.
     bool isEnding_ = false;
     std::thread thread_;

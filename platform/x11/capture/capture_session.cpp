@@ -15,26 +15,34 @@ PointerVisibility pointerVisibility(const SessionConfiguration& configuration)
 
 } // namespace
 
-CaptureSession::CaptureSession(MainQueue& mainQueue, std::function<void()> wake)
-    : output(std::make_shared<SampleOutput>(mainQueue, std::move(wake))),
-      changes_([this](const CapturedWindow& window) { return includes(window); })
+CaptureSession::CaptureSession(MainQueue& mainQueue, std::function<void()> wake, std::function<void()> onLost)
+    : output(std::make_shared<SampleOutput>(mainQueue)),
+      changes_([this](const CapturedWindow& window) { return includes(window); }),
+      heldFrames_(std::make_shared<HeldFrames>(std::move(wake))), onLost_(std::move(onLost))
 {}
 
 void CaptureSession::configure(const SessionConfiguration& configuration)
 {
+    const bool isSameSize =
+        configuration.width == configuration_.width && configuration.height == configuration_.height;
     configuration_ = configuration;
     pacer_.setInterval(configuration.interval);
     changes_.setSource(configuration.source, pointerVisibility(configuration));
-    if (!composer_)
+    if (!isSameSize)
+        changes_.addAll();
+    if (!renderer_)
         return;
-    composer_->setSource(configuration.source);
-    desktop_->showPointer(changes_);
+    renderer_->setGeometry(configuration.source, configuration.width, configuration.height);
+    desktop_->update(changes_);
 }
 
 void CaptureSession::setFilter(const SessionFilter& filter)
 {
     filter_ = filter;
+    changes_.setContents(filter.excludesNothing() ? FrameContents::screen : FrameContents::windows);
     changes_.addAll();
+    if (renderer_)
+        desktop_->update(changes_);
 }
 
 void CaptureSession::start(Connection& connection, DesktopTracker& desktop,
@@ -42,8 +50,8 @@ void CaptureSession::start(Connection& connection, DesktopTracker& desktop,
 {
     connection_ = &connection;
     desktop_ = &desktop;
-    composer_ = std::make_unique<RegionComposer>(connection, std::move(releasePixmap));
-    composer_->setSource(configuration_.source);
+    renderer_ = std::make_unique<FrameRenderer>(connection, std::move(releasePixmap));
+    renderer_->setGeometry(configuration_.source, configuration_.width, configuration_.height);
     if (connection.extensions().sync.isPresent) {
         counter_ = {connection, connection.newId()};
         xcb_sync_create_counter(connection.get(), counter_.get(), {0, 0});
@@ -53,10 +61,10 @@ void CaptureSession::start(Connection& connection, DesktopTracker& desktop,
 
 void CaptureSession::stop()
 {
-    if (!composer_)
+    if (!renderer_)
         return;
     desktop_->remove(changes_);
-    composer_.reset();
+    renderer_.reset();
     counter_.reset();
 }
 
@@ -72,8 +80,8 @@ StreamTiming CaptureSession::timing(FramePacer::Clock::time_point now)
 {
     expectation_ = desktop_->expectation(changes_);
     StreamTiming timing = pacer_.timing(now, expectation_);
-    // The consumer wakes the thread when it has taken the frame before.
-    if (timing.timeToTurn && output->isFrameInFlight())
+    // A consumer that lets go of a frame wakes the thread.
+    if (timing.timeToTurn && heldFrames_->areAsManyAs(configuration_.queueDepth))
         timing.timeToTurn.reset();
     return timing;
 }
@@ -91,14 +99,24 @@ void CaptureSession::takeTurn(FramePacer::Clock::time_point now)
 
 void CaptureSession::deliverFrame()
 {
-    PixelRegion changed = changes_.take();
-    desktop_->compose(*composer_, changed, pointerVisibility(configuration_),
-                      [this](const CapturedWindow& window) { return includes(window); });
-    changed.translate(-configuration_.source.x, -configuration_.source.y);
-    surfaceChanges_.advance(changed.rects());
-    auto surface = std::make_shared<X11Surface>(composer_->pixmap(), surfaceChanges_, signalFence());
+    const PixelRegion dirty = changes_.take();
+    const std::chrono::nanoseconds presentation = presentationTime();
+    const FrameRenderer::Frame frame =
+        renderer_->draw(dirty, [&](RegionComposer& composer, const CompositionTarget& target) {
+            desktop_->compose(composer, target, dirty, changes_,
+                              [this](const CapturedWindow& window) { return includes(window); });
+        });
+    surfaceChanges_.advance(frame.changed.rects());
+    auto surface = std::make_shared<X11Surface>(frame.storage, surfaceChanges_, signalFence());
     connection_->flush();
-    output->deliver(std::move(surface));
+    output->deliver(heldFrames_->count(std::move(surface)), presentation);
+}
+
+std::chrono::nanoseconds CaptureSession::presentationTime()
+{
+    // The steady clock is CLOCK_MONOTONIC here. No two frames have one time.
+    lastPresentation_ = std::max(FramePacer::Clock::now(), lastPresentation_ + std::chrono::nanoseconds(1));
+    return lastPresentation_.time_since_epoch();
 }
 
 SyncPoint CaptureSession::signalFence()

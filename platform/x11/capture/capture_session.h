@@ -4,7 +4,8 @@
 #include "platform/x11/capture/change_collector.h"
 #include "platform/x11/capture/desktop_tracker.h"
 #include "platform/x11/capture/frame_pacer.h"
-#include "platform/x11/capture/region_composer.h"
+#include "platform/x11/capture/frame_renderer.h"
+#include "platform/x11/capture/held_frames.h"
 #include "platform/x11/capture/sample_output.h"
 #include "platform/x11/server/owned_id.h"
 
@@ -19,20 +20,31 @@ namespace nimbrale::x11 {
 struct SessionConfiguration {
     /// Root pixels.
     PixelRect source;
+    /// Pixels of the frames.
+    int width = 0;
+    int height = 0;
     std::chrono::nanoseconds interval{};
     bool showsCursor = true;
+    /// How many frames may be held before the next one has to wait.
+    int queueDepth = 1;
+
+    bool operator==(const SessionConfiguration&) const = default;
 };
 
 struct SessionFilter {
     std::vector<ProcessID> excludedProcesses;
     bool excludesNotifications = false;
+
+    [[nodiscard]] bool excludesNothing() const { return excludedProcesses.empty() && !excludesNotifications; }
 };
 
 /// One stream as the capture thread keeps it: what is shown, what of it is dirty, and the pixmap it is composed in.
 /// Capture thread only, but for `output`.
 class CaptureSession {
 public:
-    CaptureSession(MainQueue& mainQueue, std::function<void()> wake);
+    /// `wake` lets the capture thread come by, from any thread and at any time. `onLost` is called on the capture
+    /// thread when the server has gone while the session was alive there.
+    CaptureSession(MainQueue& mainQueue, std::function<void()> wake, std::function<void()> onLost);
     CaptureSession(const CaptureSession&) = delete;
     CaptureSession& operator=(const CaptureSession&) = delete;
 
@@ -45,6 +57,7 @@ public:
     /// outlive it.
     void start(Connection& connection, DesktopTracker& desktop, std::function<void(xcb_pixmap_t)> releasePixmap);
     void stop();
+    void reportLost() const { onLost_(); }
 
     [[nodiscard]] StreamTiming timing(FramePacer::Clock::time_point now);
     /// Takes the turn that is due, after the desktop's changes were collected: draws what changed, if something did,
@@ -53,6 +66,7 @@ public:
 
 private:
     void deliverFrame();
+    [[nodiscard]] std::chrono::nanoseconds presentationTime();
     [[nodiscard]] bool includes(const CapturedWindow& window) const;
     [[nodiscard]] SyncPoint signalFence();
 
@@ -66,7 +80,10 @@ private:
     ChangeExpectation expectation_ = ChangeExpectation::none;
     Connection* connection_ = nullptr;
     DesktopTracker* desktop_ = nullptr;
-    std::unique_ptr<RegionComposer> composer_;
+    std::unique_ptr<FrameRenderer> renderer_;
+    std::shared_ptr<HeldFrames> heldFrames_;
+    std::function<void()> onLost_;
+    FramePacer::Clock::time_point lastPresentation_;
     OwnedCounter counter_;
     std::int64_t counterValue_ = 0;
 };

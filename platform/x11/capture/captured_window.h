@@ -16,6 +16,12 @@ enum class Compositing { absent, running };
 
 enum class PointerVisibility { hidden, shown };
 
+/// What the frames of a stream are made from.
+enum class FrameContents {
+    windows, ///< the windows that the stream includes, covered or not, and the background
+    screen   ///< what the screen shows, whoever put it there
+};
+
 /// Whose a top-level window is, as the content filters need it.
 struct WindowOwner {
     /// 0 where the server does not tell.

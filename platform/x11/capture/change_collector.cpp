@@ -23,24 +23,26 @@ void ChangeCollector::add(const PixelRegion& region)
 
 void ChangeCollector::addWindow(const CapturedWindow& window)
 {
-    if (isIncluded_(window))
+    if (isIncluded(window))
         add(window.extents());
 }
 
 void ChangeCollector::addDamage(const WindowList& windows, const CapturedWindow& window, const PixelRegion& damage,
                                 Compositing compositing)
 {
-    if (!isIncluded_(window))
+    if (!isIncluded(window))
         return;
     add(visiblePart(damage, windows, window, compositing));
 }
 
 void ChangeCollector::addRootDamage(const WindowList& windows, const PixelRegion& damage)
 {
+    if (contents_ == FrameContents::screen)
+        return;
     add(damage);
     // What the root shows where a window that is left out covers it may be new as well.
     for (const auto& window : windows) {
-        if (window->coversRoot() && !isIncluded_(*window))
+        if (window->coversRoot() && !isIncluded(*window))
             add(window->extents());
     }
 }
@@ -64,7 +66,7 @@ bool ChangeCollector::isPointerNear(const PixelRect& coverage) const
 
 bool ChangeCollector::isVisible(const WindowList& windows, const CapturedWindow& window, Compositing compositing) const
 {
-    if (!window.needsClassification && !isIncluded_(window))
+    if (contents_ == FrameContents::screen || (!window.needsClassification && !isIncluded(window)))
         return false;
     return !visiblePart(window.extents(), windows, window, compositing).isEmpty();
 }
@@ -72,10 +74,20 @@ bool ChangeCollector::isVisible(const WindowList& windows, const CapturedWindow&
 void ChangeCollector::expectDamage(const WindowList& windows, const CapturedWindow& window, const PixelRegion& area,
                                    Compositing compositing)
 {
-    if (isIncluded_(window) && !visiblePart(area, windows, window, compositing).isEmpty())
+    if (isIncluded(window) && !visiblePart(area, windows, window, compositing).isEmpty())
         expectation_ = ChangeExpectation::certain;
     else if (isVisible(windows, window, compositing))
         expectChange();
+}
+
+void ChangeCollector::expectScreenDamage(const PixelRegion& area)
+{
+    PixelRegion visible(area);
+    visible &= PixelRegion(source_);
+    if (visible.isEmpty())
+        expectChange();
+    else
+        expectation_ = ChangeExpectation::certain;
 }
 
 void ChangeCollector::expectChange()
@@ -98,7 +110,7 @@ PixelRegion ChangeCollector::visiblePart(PixelRegion region, const WindowList& w
     // From the top: what hides a window most often is the topmost of all.
     for (auto item = windows.rbegin(); item != windows.rend() && item->get() != &window && !region.isEmpty(); ++item) {
         const CapturedWindow& above = **item;
-        if (above.isDrawable() && isIncluded_(above) && above.isOpaque(compositing))
+        if (above.isDrawable() && isIncluded(above) && above.isOpaque(compositing))
             region -= above.extents();
     }
     return region;

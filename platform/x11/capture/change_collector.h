@@ -19,6 +19,9 @@ public:
 
     /// Another source, or another choice about the pointer, has everything drawn anew.
     void setSource(const PixelRect& source, PointerVisibility pointer);
+    /// Frames of the screen take no notice of windows: what is drawn on the screen is told by `add` alone.
+    void setContents(FrameContents contents) { contents_ = contents; }
+    [[nodiscard]] FrameContents contents() const { return contents_; }
     [[nodiscard]] bool showsPointer() const { return pointer_ == PointerVisibility::shown; }
 
     void addAll() { dirty_ = PixelRegion(source_); }
@@ -48,6 +51,8 @@ public:
     /// The server tells of damage in `area` of a window, and there may be more by now.
     void expectDamage(const WindowList& windows, const CapturedWindow& window, const PixelRegion& area,
                       Compositing compositing);
+    /// The server tells of damage in `area` of the screen, for a stream that shows it, and there may be more by now.
+    void expectScreenDamage(const PixelRegion& area);
     /// Something happened that may show in the source.
     void expectChange();
     /// The server has answered all that it was to be asked.
@@ -65,6 +70,10 @@ public:
     static constexpr int maximumRectangles = 24;
 
 private:
+    [[nodiscard]] bool isIncluded(const CapturedWindow& window) const
+    {
+        return contents_ == FrameContents::windows && isIncluded_(window);
+    }
     /// The part of the region, which lies in the window, that can be seen in the source.
     [[nodiscard]] PixelRegion visiblePart(PixelRegion region, const WindowList& windows, const CapturedWindow& window,
                                           Compositing compositing) const;
@@ -72,6 +81,7 @@ private:
     std::function<bool(const CapturedWindow&)> isIncluded_;
     PixelRect source_;
     PointerVisibility pointer_ = PointerVisibility::shown;
+    FrameContents contents_ = FrameContents::windows;
     PixelRegion dirty_;
     ChangeExpectation expectation_ = ChangeExpectation::none;
     /// Where the pointer was drawn last.

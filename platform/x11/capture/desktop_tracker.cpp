@@ -82,9 +82,24 @@ void DesktopTracker::watchWindows()
     }
     const std::uint32_t events = XCB_EVENT_MASK_STRUCTURE_NOTIFY | XCB_EVENT_MASK_PROPERTY_CHANGE;
     xcb_change_window_attributes(connection_.get(), connection_.root(), XCB_CW_EVENT_MASK, &events);
-    if (mode_ == Mode::rootDamage) {
-        rootDamage_ = {connection_, connection_.newId()};
-        xcb_damage_create(connection_.get(), rootDamage_.get(), connection_.root(), XCB_DAMAGE_REPORT_LEVEL_NON_EMPTY);
+}
+
+bool DesktopTracker::showsScreen(const ChangeCollector& changes) const
+{
+    return mode_ != Mode::redirected || changes.contents() == FrameContents::screen;
+}
+
+void DesktopTracker::watchScreen()
+{
+    const bool isShown = std::any_of(collectors_.begin(), collectors_.end(),
+                                     [this](const ChangeCollector* changes) { return showsScreen(*changes); });
+    if (!isShown || mode_ == Mode::rootTimed) {
+        screenDamage_.reset();
+        isScreenDamaged_ = false;
+    } else if (!screenDamage_) {
+        screenDamage_ = {connection_, connection_.newId()};
+        xcb_damage_create(connection_.get(), screenDamage_.get(), connection_.root(),
+                          XCB_DAMAGE_REPORT_LEVEL_NON_EMPTY);
     }
 }
 
@@ -135,14 +150,21 @@ void DesktopTracker::add(ChangeCollector& changes)
 {
     collectors_.push_back(&changes);
     changes.addAll();
-    showPointer(changes);
+    update(changes);
     follower_.heardMove();
     expectPointerMove();
+}
+
+void DesktopTracker::update(ChangeCollector& changes)
+{
+    watchScreen();
+    showPointer(changes);
 }
 
 void DesktopTracker::remove(ChangeCollector& changes)
 {
     std::erase(collectors_, &changes);
+    watchScreen();
     selectPointerMoves();
 }
 
@@ -224,15 +246,18 @@ void DesktopTracker::addAll()
 
 void DesktopTracker::handleDamage(const xcb_damage_notify_event_t& event)
 {
-    if (mode_ == Mode::rootDamage) {
-        isRootDamaged_ = true;
-        for (ChangeCollector* const changes : collectors_)
-            changes->expectChange();
+    if (event.damage == screenDamage_.get()) {
+        isScreenDamaged_ = true;
+        const PixelRegion area(event.area.x, event.area.y, event.area.width, event.area.height);
+        for (ChangeCollector* const changes : collectors_) {
+            if (showsScreen(*changes))
+                changes->expectScreenDamage(area);
+        }
         return;
     }
-    CapturedWindow* const window = stack_->find(event.drawable);
+    CapturedWindow* const window = stack_ ? stack_->find(event.drawable) : nullptr;
     if (!window)
-        return; // The root's, which the background hears of.
+        return; // The root's own, which the background hears of.
     // Damage that no stream shows is left with the server, which then reports no more of it.
     window->isDamaged = true;
     PixelRegion area(event.area.x, event.area.y, event.area.width, event.area.height);
@@ -328,10 +353,15 @@ void DesktopTracker::collect()
         pointerCookie = xcb_query_pointer(raw, connection_.root());
     for (ChangeCollector* const changes : collectors_)
         changes->clearExpectation();
+    std::optional<xcb_xfixes_fetch_region_cookie_t> screenCookie;
+    if (std::exchange(isScreenDamaged_, false)) {
+        xcb_damage_subtract(raw, screenDamage_.get(), XCB_NONE, fetchedRegion_.get());
+        screenCookie = xcb_xfixes_fetch_region(raw, fetchedRegion_.get());
+    }
     if (stack_)
         collectWindowDamage();
-    if (std::exchange(isRootDamaged_, false))
-        collectRootDamage();
+    if (screenCookie)
+        addScreenDamage(fetched(raw, *screenCookie));
     if (pointerCookie)
         takePointer(*pointerCookie, now);
 }
@@ -400,13 +430,12 @@ void DesktopTracker::addBareRootDamage(const PixelRegion& rootDamage)
         changes->addRootDamage(stack_->windows(), damage);
 }
 
-void DesktopTracker::collectRootDamage()
+void DesktopTracker::addScreenDamage(const PixelRegion& damage)
 {
-    xcb_connection_t* const raw = connection_.get();
-    xcb_damage_subtract(raw, rootDamage_.get(), XCB_NONE, fetchedRegion_.get());
-    const PixelRegion damage = fetched(raw, xcb_xfixes_fetch_region(raw, fetchedRegion_.get()));
-    for (ChangeCollector* const changes : collectors_)
-        changes->add(damage);
+    for (ChangeCollector* const changes : collectors_) {
+        if (showsScreen(*changes))
+            changes->add(damage);
+    }
 }
 
 void DesktopTracker::movePointer(const PointerPlace& place, Clock::time_point askedAt)
@@ -443,15 +472,15 @@ void DesktopTracker::redrawPointer()
         showPointer(*changes);
 }
 
-void DesktopTracker::compose(RegionComposer& composer, const PixelRegion& region, PointerVisibility pointer,
-                             const RegionComposer::WindowTest& isIncluded) const
+void DesktopTracker::compose(RegionComposer& composer, const CompositionTarget& target, const PixelRegion& region,
+                             const ChangeCollector& changes, const RegionComposer::WindowTest& isIncluded) const
 {
-    const bool isDrawn = pointer == PointerVisibility::shown && !isPointerHidden_;
-    const auto place = isDrawn ? pointerPlace_ : std::nullopt;
-    if (stack_)
-        composer.compose(region, {*stack_, *background_, *pointer_, compositing_}, isIncluded, place);
+    const bool isPointerDrawn = changes.showsPointer() && !isPointerHidden_;
+    const auto place = isPointerDrawn ? pointerPlace_ : std::nullopt;
+    if (showsScreen(changes))
+        composer.copyScreen(target, region, background_->rootBounds(), *pointer_, place);
     else
-        composer.copyRoot(region, *pointer_, place);
+        composer.compose(target, region, {*stack_, *background_, *pointer_, compositing_}, isIncluded, place);
 }
 
 std::vector<CaptureWindow> DesktopTracker::listWindows()

@@ -44,8 +44,8 @@ public:
     /// `changes` is told of every change from now on, until it is removed. What is dirty in it stays its own affair.
     void add(ChangeCollector& changes);
     void remove(ChangeCollector& changes);
-    /// To be called after the collector's source or pointer visibility has changed.
-    void showPointer(ChangeCollector& changes) const;
+    /// To be called after the collector's source, contents or pointer visibility has changed.
+    void update(ChangeCollector& changes);
 
     /// Handles what the server has told so far.
     void handleEvents();
@@ -66,9 +66,9 @@ public:
     /// the collectors what changed.
     void collect();
 
-    /// Draws `region` (root pixels) anew into the composer's pixmap.
-    void compose(RegionComposer& composer, const PixelRegion& region, PointerVisibility pointer,
-                 const RegionComposer::WindowTest& isIncluded) const;
+    /// Draws `region` (root pixels) anew, as a stream with those changes shows it.
+    void compose(RegionComposer& composer, const CompositionTarget& target, const PixelRegion& region,
+                 const ChangeCollector& changes, const RegionComposer::WindowTest& isIncluded) const;
 
     /// Every window that is not input-only, classified.
     [[nodiscard]] std::vector<CaptureWindow> listWindows();
@@ -102,9 +102,12 @@ private:
     void selectPointerMoves();
     [[nodiscard]] bool isPointerAsked(Clock::time_point now) const;
     void takePointer(xcb_query_pointer_cookie_t cookie, Clock::time_point askedAt);
+    [[nodiscard]] bool showsScreen(const ChangeCollector& changes) const;
+    void watchScreen();
+    void showPointer(ChangeCollector& changes) const;
     [[nodiscard]] bool isVisible(const CapturedWindow& window) const;
     void collectWindowDamage();
-    void collectRootDamage();
+    void addScreenDamage(const PixelRegion& damage);
     void addBareRootDamage(const PixelRegion& rootDamage);
     void movePointer(const PointerPlace& place, Clock::time_point askedAt);
     void redrawPointer();
@@ -119,11 +122,12 @@ private:
     std::unique_ptr<RootBackground> background_;
     std::unique_ptr<PointerImage> pointer_;
     PointerHiding hiding_;
-    OwnedWindowDamage rootDamage_;
+    /// There while a stream shows the screen and the server has DAMAGE.
+    OwnedWindowDamage screenDamage_;
+    bool isScreenDamaged_ = false;
     OwnedRegion fetchedRegion_;
     xcb_atom_t compositorSelection_ = XCB_NONE;
     Compositing compositing_ = Compositing::absent;
-    bool isRootDamaged_ = false;
     /// The root's own damage is to be asked for.
     bool isBareRootExpected_ = false;
     PointerFollower follower_;

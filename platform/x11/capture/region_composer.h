@@ -5,11 +5,10 @@
 #include "platform/x11/capture/root_background.h"
 #include "platform/x11/capture/window_stack.h"
 #include "platform/x11/server/connection.h"
+#include "platform/x11/server/owned_id.h"
 #include "platform/x11/server/pixel_region.h"
-#include "platform/x11/surfaces/x11_surface.h"
 
 #include <functional>
-#include <memory>
 #include <optional>
 
 namespace nimbrale::x11 {
@@ -28,54 +27,44 @@ struct DesktopParts {
     Compositing compositing = Compositing::absent;
 };
 
-/// Composes a rectangle of the desktop in a pixmap of the server, only where something changed. No pixel enters this
-/// process. Thread of its connection only.
+/// Where a composition goes: a pixmap whose top-left corner shows the root pixel `origin`.
+struct CompositionTarget {
+    xcb_pixmap_t pixmap = XCB_NONE;
+    xcb_render_picture_t picture = XCB_NONE;
+    PixelPoint origin;
+};
+
+/// Composes parts of the desktop in pixmaps of the server. No pixel enters this process. Thread of its connection only.
 class RegionComposer {
 public:
     using WindowTest = std::function<bool(const CapturedWindow&)>;
 
-    /// `releasePixmap` frees a pixmap that nobody uses any more.
-    RegionComposer(Connection& connection, std::function<void(xcb_pixmap_t)> releasePixmap);
-    ~RegionComposer();
+    /// `connection` must outlive it.
+    explicit RegionComposer(Connection& connection);
     RegionComposer(const RegionComposer&) = delete;
     RegionComposer& operator=(const RegionComposer&) = delete;
 
-    /// The rectangle (root pixels) to compose from now on. Another one starts another pixmap, of which nothing is drawn
-    /// yet: pictures of the place before keep theirs for as long as somebody shows them.
-    void setSource(const PixelRect& source);
-    [[nodiscard]] const PixelRect& source() const { return source_; }
-
-    /// Draws `dirty` (root pixels, within the source) anew: windows that pass `isIncluded` from the top down, each
+    /// Draws `dirty` (root pixels, within the target) anew: windows that pass `isIncluded` from the top down, each
     /// pixel once, then the background, then translucent windows and the pointer over it.
-    void compose(const PixelRegion& dirty, const DesktopParts& parts, const WindowTest& isIncluded,
-                 std::optional<PointerPlace> pointer);
-    /// Copies `dirty` from what the root shows, own windows and all: for servers without COMPOSITE.
-    void copyRoot(const PixelRegion& dirty, const PointerImage& image, std::optional<PointerPlace> pointer);
-
-    [[nodiscard]] const std::shared_ptr<SharedPixmap>& pixmap() const { return canvas_.pixmap; }
+    void compose(const CompositionTarget& target, const PixelRegion& dirty, const DesktopParts& parts,
+                 const WindowTest& isIncluded, std::optional<PointerPlace> pointer);
+    /// Copies `dirty` from what the screen shows, own windows and all; black beyond the root's bounds.
+    void copyScreen(const CompositionTarget& target, const PixelRegion& dirty, const PixelRect& rootBounds,
+                    const PointerImage& image, std::optional<PointerPlace> pointer);
 
 private:
-    struct Canvas {
-        std::shared_ptr<SharedPixmap> pixmap;
-        xcb_render_picture_t picture = XCB_NONE;
-    };
-
-    [[nodiscard]] Canvas makeCanvas() const;
-    void release(Canvas& canvas);
     void paint(const CapturedWindow& window, const PixelRegion& clip, bool isOver);
     void paintBackground(const PixelRegion& clip, const RootBackground& background);
-    void paintRoot(const PixelRegion& clip, xcb_window_t standIn);
+    void paintRoot(const PixelRegion& clip, const RootBackground& background);
     void paintPointer(const PixelRegion& dirty, const PointerImage& image, const PointerPlace& place);
+    void fillBlack(const PixelRegion& region);
+    void copy(xcb_drawable_t from, xcb_gcontext_t context, const PixelRegion& region);
     void clipTo(const PixelRegion& region);
 
     Connection& connection_;
-    std::function<void(xcb_pixmap_t)> releasePixmap_;
-    PixelRect source_;
-    Canvas canvas_;
-    /// Of the place before: it comes in use again once nobody shows it any more.
-    Canvas spare_;
-    xcb_gcontext_t context_ = XCB_NONE;
-    xcb_gcontext_t inferiorsContext_ = XCB_NONE;
+    CompositionTarget target_;
+    OwnedGraphicsContext context_;
+    OwnedGraphicsContext inferiorsContext_;
 };
 
 } // namespace nimbrale::x11

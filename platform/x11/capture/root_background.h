@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/pixel_rect.h"
 #include "platform/x11/server/connection.h"
 
 #include <optional>
@@ -34,6 +35,8 @@ public:
     /// A compositing manager came or went.
     void setComposited(bool isComposited);
 
+    /// The root as it is now, in its own pixels.
+    [[nodiscard]] PixelRect rootBounds() const { return {0, 0, rootWidth_, rootHeight_}; }
     /// The wallpaper, repeated over the root; none without a compositing manager.
     [[nodiscard]] xcb_render_picture_t wallpaper() const { return wallpaper_; }
     /// The stand-in, aligned with the root; none under a compositing manager. Clear a part of it to have the background

@@ -4,10 +4,6 @@
 
 namespace nimbrale::x11 {
 
-SampleOutput::SampleOutput(MainQueue& mainQueue, std::function<void()> wake)
-    : mainQueue_(mainQueue), wake_(std::move(wake))
-{}
-
 void SampleOutput::open(SerialQueue& queue, CaptureStream::SampleHandler handler)
 {
     const std::lock_guard lock(mutex_);
@@ -22,35 +18,20 @@ void SampleOutput::close()
     handler_ = nullptr;
 }
 
-bool SampleOutput::isFrameInFlight()
+void SampleOutput::deliver(std::shared_ptr<const Surface> surface, std::chrono::nanoseconds presentationTime)
 {
-    if (!isInFlight_)
-        return false;
-    isWakeWanted_ = true;
-    // The frame may have arrived between the two lines above, and then nobody saw the wish.
-    return isInFlight_;
-}
-
-void SampleOutput::deliver(std::shared_ptr<const Surface> surface)
-{
-    isInFlight_ = true;
-    std::function<void()> handOut = [self = shared_from_this(), surface = std::move(surface)]() mutable {
+    std::function<void()> handOut = [self = shared_from_this(), surface = std::move(surface),
+                                     presentationTime]() mutable {
         CaptureStream::SampleHandler handler;
         {
             const std::lock_guard lock(self->mutex_);
             handler = self->handler_;
         }
-        if (!handler)
-            return;
-        handler({OutputType::screen, FrameStatus::complete, std::move(surface)});
-        self->mainQueue_.post([self] {
-            self->isInFlight_ = false;
-            if (self->isWakeWanted_.exchange(false))
-                self->wake_();
-        });
+        if (handler)
+            handler({OutputType::screen, FrameStatus::complete, std::move(surface), presentationTime});
     };
-    if (!postToOutput(handOut))
-        isInFlight_ = false;
+    // Without an output the frame is let go of here.
+    (void)postToOutput(handOut);
 }
 
 void SampleOutput::complete(CaptureStream::Completion completion, Result<void> result)

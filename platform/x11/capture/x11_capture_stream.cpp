@@ -1,5 +1,10 @@
 #include "platform/x11/capture/x11_capture_stream.h"
 
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <utility>
+
 namespace nimbrale::x11 {
 
 namespace {
@@ -10,6 +15,31 @@ std::chrono::nanoseconds intervalOf(const FrameInterval& interval)
     if (interval.timescale <= 0 || interval.value < 0)
         return std::chrono::seconds(1);
     return std::chrono::nanoseconds(1'000'000'000 * interval.value / interval.timescale);
+}
+
+/// The server counts the pixels of a picture in 15 bits.
+bool isServerSize(std::int64_t pixels)
+{
+    return pixels > 0 && pixels <= std::numeric_limits<std::int16_t>::max();
+}
+
+/// How many whole pixels of a side of the source are captured. A side may end within a pixel, and whoever asks for that
+/// many pixels without the last part of one wants them as they are.
+int sourcePixels(double side, std::int64_t outputSide)
+{
+    if (std::abs(side - static_cast<double>(outputSide)) < 1)
+        return static_cast<int>(outputSide);
+    return static_cast<int>(std::clamp(side, 0.0, static_cast<double>(std::numeric_limits<std::int32_t>::max())));
+}
+
+Error displayLost()
+{
+    return {ErrorCode::captureFailedToStart, "The display that is captured is not connected any more."};
+}
+
+Error serverLost()
+{
+    return {ErrorCode::permanent, "The connection to the X server is lost."};
 }
 
 SessionFilter sessionFilter(const ContentFilter& filter)
@@ -26,10 +56,31 @@ SessionFilter sessionFilter(const ContentFilter& filter)
 
 } // namespace
 
+struct X11CaptureStream::Ending {
+    std::function<void(Error)> onStopped;
+    bool isAwaited = false;
+
+    /// Main thread.
+    static void report(const std::weak_ptr<Ending>& weak, const Error& error)
+    {
+        const auto ending = weak.lock();
+        if (!ending || !std::exchange(ending->isAwaited, false))
+            return;
+        // The call may destroy the stream, and with it the function.
+        if (const auto onStopped = std::move(ending->onStopped))
+            onStopped(error);
+    }
+};
+
 X11CaptureStream::X11CaptureStream(CaptureEngine& engine, X11Screens& screens, MainQueue& mainQueue,
-                                   const ContentFilter& filter, const StreamConfiguration& configuration)
+                                   const ContentFilter& filter, const StreamConfiguration& configuration,
+                                   std::function<void(Error)> onStopped)
     : engine_(engine), screens_(screens), mainQueue_(mainQueue), filter_(filter), configuration_(configuration),
-      session_(std::make_shared<CaptureSession>(mainQueue, [&engine] { engine.wake(); })),
+      ending_(std::make_shared<Ending>(Ending{std::move(onStopped)})),
+      session_(std::make_shared<CaptureSession>(mainQueue, engine.waker(),
+                                                [&mainQueue, weak = std::weak_ptr(ending_)] {
+                                                    mainQueue.post([weak] { Ending::report(weak, serverLost()); });
+                                                })),
       screensChange_(screens.observeChanges([this] { followDisplay(); }))
 {}
 
@@ -42,7 +93,8 @@ X11CaptureStream::~X11CaptureStream()
 Result<void> X11CaptureStream::addOutput(OutputType type, SerialQueue& queue, SampleHandler handler)
 {
     if (type != OutputType::screen)
-        return fail(ErrorCode::unsupported, "This desktop's screen capture delivers no sound.");
+        return fail(ErrorCode::unsupported, "System audio comes from this desktop's sound system, not from the capture "
+                                            "of its screen.");
     session_->output->open(queue, std::move(handler));
     return {};
 }
@@ -54,7 +106,8 @@ void X11CaptureStream::start(Completion completion)
         postCompletion(std::move(completion), tl::make_unexpected(configuration.error()));
         return;
     }
-    source_ = configuration->source;
+    requested_ = *configuration;
+    ending_->isAwaited = true;
     engine_.post([&engine = engine_, session = session_, configuration = *configuration,
                   filter = sessionFilter(filter_), completion = std::move(completion)]() mutable {
         session->configure(configuration);
@@ -66,6 +119,8 @@ void X11CaptureStream::start(Completion completion)
 
 void X11CaptureStream::stop(Completion completion)
 {
+    requested_.reset();
+    ending_->isAwaited = false;
     engine_.post([&engine = engine_, session = session_, completion = std::move(completion)]() mutable {
         engine.removeSession(session);
         session->output->complete(std::move(completion), {});
@@ -80,7 +135,8 @@ void X11CaptureStream::updateConfiguration(const StreamConfiguration& configurat
         postCompletion(std::move(completion), tl::make_unexpected(updated.error()));
         return;
     }
-    source_ = updated->source;
+    if (requested_)
+        requested_ = *updated;
     engine_.post([session = session_, updated = *updated, completion = std::move(completion)]() mutable {
         session->configure(updated);
         session->output->complete(std::move(completion), {});
@@ -98,14 +154,27 @@ void X11CaptureStream::updateContentFilter(const ContentFilter& filter, Completi
 
 Result<SessionConfiguration> X11CaptureStream::sessionConfiguration() const
 {
-    const auto corner = screens_.pixelOf(configuration_.sourceRect.origin(), filter_.displayID);
-    if (!corner)
-        return fail(ErrorCode::captureFailedToStart, "The display that holds the frame is not connected any more.");
+    const std::optional<X11Screen> display = screens_.find(filter_.displayID);
+    if (!display)
+        return tl::make_unexpected(displayLost());
     SessionConfiguration result;
-    result.source = {corner->x, corner->y, static_cast<int>(configuration_.width),
-                     static_cast<int>(configuration_.height)};
+    result.source = display->pixels;
+    if (const std::optional<Rect>& region = configuration_.sourceRect) {
+        const std::optional<PixelPoint> corner = screens_.pixelOf(region->origin(), filter_.displayID);
+        if (!corner)
+            return tl::make_unexpected(displayLost());
+        const double scale = display->screen.backingScaleFactor;
+        result.source = {corner->x, corner->y, sourcePixels(region->width * scale, configuration_.width),
+                         sourcePixels(region->height * scale, configuration_.height)};
+    }
+    if (!isServerSize(result.source.width) || !isServerSize(result.source.height) ||
+        !isServerSize(configuration_.width) || !isServerSize(configuration_.height))
+        return fail(ErrorCode::captureFailedToStart, "An area of that size cannot be captured.");
+    result.width = static_cast<int>(configuration_.width);
+    result.height = static_cast<int>(configuration_.height);
     result.interval = intervalOf(configuration_.minimumFrameInterval);
     result.showsCursor = configuration_.showsCursor;
+    result.queueDepth = std::max(1, configuration_.queueDepth);
     return result;
 }
 
@@ -113,10 +182,18 @@ Result<SessionConfiguration> X11CaptureStream::sessionConfiguration() const
 // pixels of the root would show another display.
 void X11CaptureStream::followDisplay()
 {
-    const Result<SessionConfiguration> moved = sessionConfiguration();
-    if (!source_ || !moved || moved->source == *source_)
+    if (!requested_)
         return;
-    source_ = moved->source;
+    const Result<SessionConfiguration> moved = sessionConfiguration();
+    if (!moved) {
+        requested_.reset();
+        engine_.post([&engine = engine_, session = session_] { engine.removeSession(session); });
+        mainQueue_.post([weak = std::weak_ptr(ending_), error = moved.error()] { Ending::report(weak, error); });
+        return;
+    }
+    if (*moved == *requested_)
+        return;
+    requested_ = *moved;
     engine_.post([session = session_, moved = *moved] { session->configure(moved); });
 }
 

@@ -5,17 +5,18 @@
 #include "platform/x11/capture/capture_engine.h"
 #include "platform/x11/displays/x11_screens.h"
 
+#include <functional>
 #include <memory>
 #include <optional>
 
 namespace nimbrale::x11 {
 
-/// A stream of pictures from the capture thread. The pictures have the size of the source in pixels: nothing is
-/// scaled. Main thread only.
+/// A stream of pictures from the capture thread. Main thread only.
 class X11CaptureStream final : public CaptureStream {
 public:
+    /// All but the values must outlive it.
     X11CaptureStream(CaptureEngine& engine, X11Screens& screens, MainQueue& mainQueue, const ContentFilter& filter,
-                     const StreamConfiguration& configuration);
+                     const StreamConfiguration& configuration, std::function<void(Error)> onStopped);
     ~X11CaptureStream() override;
 
     [[nodiscard]] Result<void> addOutput(OutputType type, SerialQueue& queue, SampleHandler handler) override;
@@ -25,7 +26,10 @@ public:
     void updateContentFilter(const ContentFilter& filter, Completion completion) override;
 
 private:
-    /// In root pixels; fails when the display is not there.
+    /// What the stream and the end of it share: whether somebody is to be told of it.
+    struct Ending;
+
+    /// In the server's terms; fails when the display is not there or the server has no pictures of that size.
     [[nodiscard]] Result<SessionConfiguration> sessionConfiguration() const;
     void followDisplay();
     void postCompletion(Completion completion, Result<void> result);
@@ -35,9 +39,10 @@ private:
     MainQueue& mainQueue_;
     ContentFilter filter_;
     StreamConfiguration configuration_;
+    std::shared_ptr<Ending> ending_;
     std::shared_ptr<CaptureSession> session_;
-    /// What is captured, in root pixels, once it was asked for.
-    std::optional<PixelRect> source_;
+    /// What was asked of the capture thread last; absent while nothing is captured.
+    std::optional<SessionConfiguration> requested_;
     Subscription screensChange_;
 };
 

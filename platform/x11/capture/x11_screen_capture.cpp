@@ -48,10 +48,10 @@ void X11ScreenCapture::shareableContent(ContentCompletion completion)
 
 std::unique_ptr<CaptureStream> X11ScreenCapture::makeStream(const ContentFilter& filter,
                                                             const StreamConfiguration& configuration,
-                                                            std::function<void(Error)>)
+                                                            std::function<void(Error)> onStopped)
 {
-    // A stream of the server ends by itself only with the whole connection, which the platform reports.
-    return std::make_unique<X11CaptureStream>(engine_, screens_, mainQueue_, filter, configuration);
+    return std::make_unique<X11CaptureStream>(engine_, screens_, mainQueue_, filter, configuration,
+                                              std::move(onStopped));
 }
 
 Result<std::unique_ptr<SurfaceReader>> X11ScreenCapture::makeSurfaceReader()

@@ -167,7 +167,7 @@ TEST_F(RegionCaptureTest, ConfigurationFollowsFromRegionScaleAndFrameRate)
 
     startRunning();
 
-    EXPECT_EQ(stream().configuration, (StreamConfiguration{.sourceRect = {0, 25, 800, 600},
+    EXPECT_EQ(stream().configuration, (StreamConfiguration{.sourceRect = Rect{0, 25, 800, 600},
                                                            .width = 1600,
                                                            .height = 1200,
                                                            .preservesAspectRatio = false,

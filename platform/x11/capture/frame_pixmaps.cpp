@@ -1,0 +1,89 @@
+#include "platform/x11/capture/frame_pixmaps.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace nimbrale::x11 {
+
+FramePixmaps::FramePixmaps(Connection& connection, std::function<void(xcb_pixmap_t)> release)
+    : connection_(connection), release_(std::move(release)), context_(connection, connection.newId())
+{
+    const std::uint32_t withoutExposures[] = {0};
+    xcb_create_gc(connection_.get(), context_.get(), connection_.root(), XCB_GC_GRAPHICS_EXPOSURES, withoutExposures);
+}
+
+void FramePixmaps::setSize(int width, int height)
+{
+    if (width == width_ && height == height_)
+        return;
+    width_ = width;
+    height_ = height;
+    newest_ = nullptr;
+    pixmaps_.clear();
+}
+
+const FramePixmaps::Pixmap& FramePixmaps::begin(const PixelRegion& changed)
+{
+    Pixmap& next = findFree();
+    for (const auto& pixmap : pixmaps_)
+        pixmap->stale |= changed;
+    bringUpToDate(next, changed);
+    next.stale.clear();
+    newest_ = &next;
+    dropSpares();
+    return next;
+}
+
+FramePixmaps::Pixmap& FramePixmaps::findFree()
+{
+    if (newest_ && isFree(*newest_))
+        return *newest_;
+    const auto found =
+        std::find_if(pixmaps_.begin(), pixmaps_.end(), [](const auto& pixmap) { return isFree(*pixmap); });
+    if (found != pixmaps_.end())
+        return **found;
+    pixmaps_.push_back(make());
+    return *pixmaps_.back();
+}
+
+std::unique_ptr<FramePixmaps::Pixmap> FramePixmaps::make() const
+{
+    xcb_connection_t* const raw = connection_.get();
+    const xcb_pixmap_t pixmap = connection_.newId();
+    xcb_create_pixmap(raw, connection_.screen().root_depth, pixmap, connection_.root(),
+                      static_cast<std::uint16_t>(width_), static_cast<std::uint16_t>(height_));
+    OwnedPicture picture(connection_, connection_.newId());
+    xcb_render_create_picture(raw, picture.get(), pixmap, connection_.rootFormat(), 0, nullptr);
+    return std::make_unique<Pixmap>(Pixmap{std::make_shared<SharedPixmap>(pixmap, width_, height_, release_),
+                                           std::move(picture), PixelRegion(0, 0, width_, height_)});
+}
+
+void FramePixmaps::bringUpToDate(Pixmap& pixmap, const PixelRegion& changed) const
+{
+    if (&pixmap == newest_)
+        return;
+    PixelRegion missing(pixmap.stale);
+    missing -= changed;
+    xcb_connection_t* const raw = connection_.get();
+    const auto rects = missing.serverRects();
+    if (!newest_) {
+        // The server hands out memory as some other program left it.
+        if (!rects.empty())
+            xcb_render_fill_rectangles(raw, XCB_RENDER_PICT_OP_SRC, pixmap.picture.get(), {0, 0, 0, 0xffff},
+                                       static_cast<std::uint32_t>(rects.size()), rects.data());
+        return;
+    }
+    for (const xcb_rectangle_t& rect : rects)
+        xcb_copy_area(raw, newest_->storage->pixmap(), pixmap.storage->pixmap(), context_.get(), rect.x, rect.y, rect.x,
+                      rect.y, rect.width, rect.height);
+}
+
+void FramePixmaps::dropSpares()
+{
+    // One pixmap beside the newest is what taking turns needs.
+    int spares = 0;
+    std::erase_if(pixmaps_,
+                  [&](const auto& pixmap) { return pixmap.get() != newest_ && isFree(*pixmap) && ++spares > 1; });
+}
+
+} // namespace nimbrale::x11

@@ -1,0 +1,84 @@
+#include "platform/x11/capture/frame_renderer.h"
+
+#include <cmath>
+#include <cstring>
+#include <utility>
+
+namespace nimbrale::x11 {
+
+namespace {
+
+[[nodiscard]] xcb_render_fixed_t fixed(double value)
+{
+    return static_cast<xcb_render_fixed_t>(std::lround(value * 65536));
+}
+
+} // namespace
+
+FrameRenderer::FrameRenderer(Connection& connection, std::function<void(xcb_pixmap_t)> releasePixmap)
+    : connection_(connection), composer_(connection), frames_(connection, releasePixmap),
+      unscaled_(connection, std::move(releasePixmap))
+{}
+
+void FrameRenderer::setGeometry(const PixelRect& source, int outputWidth, int outputHeight)
+{
+    source_ = source;
+    stretchedStorage_ = 0;
+    scaling_ = OutputScaling(source.width, source.height, outputWidth, outputHeight);
+    frames_.setSize(outputWidth, outputHeight);
+    if (scaling_.isExact())
+        unscaled_.setSize(0, 0);
+    else
+        unscaled_.setSize(source.width, source.height);
+}
+
+FrameRenderer::Frame FrameRenderer::draw(const PixelRegion& dirty, const Compose& compose)
+{
+    PixelRegion changed(dirty);
+    changed.translate(-source_.x, -source_.y);
+    if (scaling_.isExact()) {
+        const FramePixmaps::Pixmap& frame = frames_.begin(changed);
+        this->compose(frame, compose);
+        return {frame.storage, changed};
+    }
+    const FramePixmaps::Pixmap& unscaled = unscaled_.begin(changed);
+    this->compose(unscaled, compose);
+    prepareStretching(*unscaled.storage);
+    const PixelRegion changedOutput = scaling_.outputOf(changed);
+    const FramePixmaps::Pixmap& frame = frames_.begin(changedOutput);
+    scale(frame, changedOutput);
+    return {frame.storage, changedOutput};
+}
+
+void FrameRenderer::compose(const FramePixmaps::Pixmap& pixmap, const Compose& compose)
+{
+    compose(composer_, {pixmap.storage->pixmap(), pixmap.picture.get(), {source_.x, source_.y}});
+}
+
+void FrameRenderer::prepareStretching(const SharedPixmap& source)
+{
+    if (stretchedStorage_ == source.storage())
+        return;
+    stretchedStorage_ = source.storage();
+    xcb_connection_t* const raw = connection_.get();
+    stretched_ = OwnedPicture(connection_, connection_.newId());
+    // Beyond its edges the picture goes on with its last pixels, so that the output's edges are as bright as the rest.
+    const std::uint32_t padded = XCB_RENDER_REPEAT_PAD;
+    xcb_render_create_picture(raw, stretched_.get(), source.pixmap(), connection_.rootFormat(), XCB_RENDER_CP_REPEAT,
+                              &padded);
+    const xcb_render_transform_t transform{
+        fixed(scaling_.horizontalStep()), 0, 0, 0, fixed(scaling_.verticalStep()), 0, 0, 0, fixed(1)};
+    xcb_render_set_picture_transform(raw, stretched_.get(), transform);
+    constexpr const char* filter = "bilinear";
+    xcb_render_set_picture_filter(raw, stretched_.get(), static_cast<std::uint16_t>(std::strlen(filter)), filter, 0,
+                                  nullptr);
+}
+
+void FrameRenderer::scale(const FramePixmaps::Pixmap& output, const PixelRegion& changed)
+{
+    for (const xcb_rectangle_t& rect : changed.serverRects())
+        xcb_render_composite(connection_.get(), XCB_RENDER_PICT_OP_SRC, stretched_.get(), XCB_NONE,
+                             output.picture.get(), rect.x, rect.y, 0, 0, rect.x, rect.y, rect.width, rect.height);
+}
+
+} // namespace nimbrale::x11

@@ -1,0 +1,57 @@
+#pragma once
+
+#include "platform/pixel_rect.h"
+#include "platform/x11/capture/frame_pixmaps.h"
+#include "platform/x11/capture/output_scaling.h"
+#include "platform/x11/capture/region_composer.h"
+#include "platform/x11/server/connection.h"
+#include "platform/x11/server/owned_id.h"
+#include "platform/x11/server/pixel_region.h"
+
+#include <functional>
+#include <memory>
+
+namespace nimbrale::x11 {
+
+/// Draws the frames of one stream: composes what changed, and scales it in the server where the output has another size
+/// than the source. Thread of its connection only.
+class FrameRenderer {
+public:
+    struct Frame {
+        std::shared_ptr<SharedPixmap> storage;
+        /// Where it differs from the frame before, in its own pixels.
+        PixelRegion changed;
+    };
+    /// Draws the dirty region into the target.
+    using Compose = std::function<void(RegionComposer&, const CompositionTarget&)>;
+
+    /// `connection` must outlive it; `releasePixmap` frees a pixmap that nobody uses any more.
+    FrameRenderer(Connection& connection, std::function<void(xcb_pixmap_t)> releasePixmap);
+    FrameRenderer(const FrameRenderer&) = delete;
+    FrameRenderer& operator=(const FrameRenderer&) = delete;
+
+    /// The frames show `source` (root pixels) in so many pixels from now on. The next one has to be drawn whole when
+    /// either differs from before.
+    void setGeometry(const PixelRect& source, int outputWidth, int outputHeight);
+    /// The frame that differs from the one before in `dirty` (root pixels, within the source).
+    [[nodiscard]] Frame draw(const PixelRegion& dirty, const Compose& compose);
+
+private:
+    void compose(const FramePixmaps::Pixmap& pixmap, const Compose& compose);
+    void scale(const FramePixmaps::Pixmap& output, const PixelRegion& changed);
+    void prepareStretching(const SharedPixmap& source);
+
+    Connection& connection_;
+    RegionComposer composer_;
+    PixelRect source_;
+    OutputScaling scaling_;
+    /// What is delivered.
+    FramePixmaps frames_;
+    /// What is scaled: in the source's size, and never delivered. Unused where nothing is scaled.
+    FramePixmaps unscaled_;
+    /// The pixmap that is scaled, as the output's pixels see it.
+    OwnedPicture stretched_;
+    std::uint64_t stretchedStorage_ = 0;
+};
+
+} // namespace nimbrale::x11

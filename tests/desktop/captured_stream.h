@@ -1,0 +1,143 @@
+#pragma once
+
+#include "platform/main_queue.h"
+#include "platform/screen_capture.h"
+#include "platform/x11/server/connection.h"
+#include "platform/x11/server/handles.h"
+#include "platform/x11/surfaces/x11_surface.h"
+#include "tests/support/process.h"
+
+#include <QCoreApplication>
+#include <QImage>
+
+#include <chrono>
+#include <cstring>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+#include <xcb/sync.h>
+
+namespace nimbrale::test {
+
+/// Handles events until the condition holds; false when it does not in time.
+template <typename Condition>
+[[nodiscard]] bool pumpUntil(Condition condition, Milliseconds timeout = Milliseconds{3000})
+{
+    return waitUntil(
+        [&] {
+            QCoreApplication::processEvents();
+            return condition();
+        },
+        timeout, Milliseconds{1});
+}
+
+/// A stream of any capture with what it delivered last. Pictures are read through a connection of the test's own.
+class CapturedStream {
+public:
+    /// All three must outlive it.
+    CapturedStream(ScreenCapture& capture, MainQueue& mainQueue, x11::Connection& reader)
+        : capture_(capture), mainQueue_(mainQueue), reader_(reader)
+    {}
+
+    /// False when the start fails; `error` then says why.
+    [[nodiscard]] bool start(const ContentFilter& filter, const StreamConfiguration& configuration)
+    {
+        stream_ = capture_.makeStream(filter, configuration, [this](const Error& reason) { ends.push_back(reason); });
+        const Result<void> added = stream_->addOutput(OutputType::screen, queue_, [this](const CaptureSample& sample) {
+            if (onSample)
+                onSample(sample);
+            mainQueue_.post([this, weak = std::weak_ptr(alive_), sample] {
+                if (weak.expired())
+                    return;
+                if (holdsAll)
+                    held.push_back(sample);
+                last_ = sample;
+                ++frames_;
+            });
+        });
+        if (!added)
+            return false;
+        std::optional<bool> isStarted;
+        error = {};
+        stream_->start([this, &isStarted](const Result<void>& result) {
+            isStarted = result.has_value();
+            if (!result)
+                error = result.error();
+        });
+        return pumpUntil([&] { return isStarted.has_value(); }) && *isStarted;
+    }
+
+    /// Waits for the update's completion.
+    [[nodiscard]] bool update(const StreamConfiguration& configuration)
+    {
+        bool isDone = false;
+        stream_->updateConfiguration(configuration, [&isDone](const Result<void>& result) { isDone = bool(result); });
+        return pumpUntil([&] { return isDone; });
+    }
+    [[nodiscard]] bool stop()
+    {
+        bool isDone = false;
+        stream_->stop([&isDone](const Result<void>& result) { isDone = bool(result); });
+        return pumpUntil([&] { return isDone; });
+    }
+    void destroy() { stream_.reset(); }
+    /// Lets go of the picture delivered last.
+    void forget() { last_ = {}; }
+
+    [[nodiscard]] CaptureStream& stream() { return *stream_; }
+    [[nodiscard]] int frames() const { return frames_; }
+    [[nodiscard]] const CaptureSample& last() const { return last_; }
+    /// The picture delivered last; null before the first.
+    [[nodiscard]] QImage image() const { return last_.surface ? imageOf(*last_.surface) : QImage(); }
+
+    /// Once the server has finished it.
+    [[nodiscard]] QImage imageOf(const Surface& picture) const
+    {
+        const auto& surface = dynamic_cast<const x11::X11Surface&>(picture);
+        xcb_connection_t* const raw = reader_.get();
+        const x11::SyncPoint ready = surface.ready();
+        if (ready.counter != 0) {
+            xcb_sync_waitcondition_t condition{};
+            condition.trigger = {
+                ready.counter,
+                XCB_SYNC_VALUETYPE_ABSOLUTE,
+                {static_cast<std::int32_t>(ready.value >> 32), static_cast<std::uint32_t>(ready.value & 0xffffffff)},
+                XCB_SYNC_TESTTYPE_POSITIVE_COMPARISON};
+            xcb_sync_await(raw, 1, &condition);
+        }
+        const x11::Reply<xcb_get_image_reply_t> reply(
+            xcb_get_image_reply(raw,
+                                xcb_get_image(raw, XCB_IMAGE_FORMAT_Z_PIXMAP, surface.pixmap(), 0, 0,
+                                              static_cast<std::uint16_t>(surface.width()),
+                                              static_cast<std::uint16_t>(surface.height()), ~0u),
+                                nullptr));
+        QImage image(surface.width(), surface.height(), QImage::Format_RGB32);
+        if (!reply || static_cast<qsizetype>(xcb_get_image_data_length(reply.get())) != image.sizeInBytes())
+            return {};
+        std::memcpy(image.bits(), xcb_get_image_data(reply.get()), static_cast<std::size_t>(image.sizeInBytes()));
+        return image;
+    }
+
+    /// Called on the stream's queue before the sample reaches the main thread. Set before the start.
+    std::function<void(const CaptureSample&)> onSample;
+    bool holdsAll = false;
+    std::vector<CaptureSample> held;
+    std::vector<Error> ends;
+    Error error;
+
+private:
+    ScreenCapture& capture_;
+    MainQueue& mainQueue_;
+    x11::Connection& reader_;
+    SerialQueue queue_{"Nimbrale.frames"};
+    std::unique_ptr<CaptureStream> stream_;
+    CaptureSample last_;
+    int frames_ = 0;
+    /// What is posted by then finds this object or nothing.
+    std::shared_ptr<void> alive_ = std::make_shared<int>();
+};
+
+} // namespace nimbrale::test

@@ -1,0 +1,461 @@
+// What a stream on X11 delivers: sizes, times, how many at once, and how it ends.
+
+#include "tests/desktop/captured_stream.h"
+#include "tests/desktop/x11_capture_fixture.h"
+
+#include <QPainter>
+
+#include <algorithm>
+#include <atomic>
+#include <cmath>
+#include <thread>
+
+namespace nimbrale::test {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+using namespace std::chrono_literals;
+
+const QRect area(100, 80, 400, 300);
+const Rect region(area.x(), area.y(), area.width(), area.height());
+
+class X11StreamTest : public X11CaptureTest {
+protected:
+    void begin(const Options& options = {})
+    {
+        startDesktop(options);
+        if (captured)
+            stream = makeStream();
+    }
+    [[nodiscard]] std::unique_ptr<CapturedStream> makeStream()
+    {
+        return std::make_unique<CapturedStream>(captured->capture(), captured->mainQueue(), captured->connection());
+    }
+    /// Leaves out the own windows, as the shared region does.
+    [[nodiscard]] ContentFilter filter() const { return {captured->screens().mainDisplay(), {{getpid(), {}}}}; }
+    [[nodiscard]] static StreamConfiguration configuration(std::int64_t width = area.width(),
+                                                           std::int64_t height = area.height())
+    {
+        return {.sourceRect = region,
+                .width = width,
+                .height = height,
+                .minimumFrameInterval = {1, 120},
+                .showsCursor = false};
+    }
+    void TearDown() override
+    {
+        stream.reset();
+        X11CaptureTest::TearDown();
+    }
+    /// Waits until what is delivered is this picture.
+    [[nodiscard]] testing::AssertionResult becomes(const QImage& expected, ImageTolerance tolerance = {})
+    {
+        if (pumpUntil([&] { return imagesAreAlike(stream->image(), expected, tolerance); }))
+            return testing::AssertionSuccess();
+        return imagesMatch(stream->image(), expected, tolerance);
+    }
+    /// Whether nothing is delivered for a while.
+    [[nodiscard]] bool isQuiet(Milliseconds duration = Milliseconds{300})
+    {
+        const int frames = stream->frames();
+        return !pumpUntil([&] { return stream->frames() != frames; }, duration);
+    }
+
+    std::unique_ptr<CapturedStream> stream;
+};
+
+/// As the server's filter is defined: each pixel from the four around its position in the source.
+QImage bilinear(const QImage& source, QSize size)
+{
+    QImage scaled(size, QImage::Format_RGB32);
+    const double stepX = static_cast<double>(source.width()) / size.width();
+    const double stepY = static_cast<double>(source.height()) / size.height();
+    const auto at = [&source](int x, int y) {
+        return source.pixelColor(std::clamp(x, 0, source.width() - 1), std::clamp(y, 0, source.height() - 1));
+    };
+    for (int y = 0; y < size.height(); ++y) {
+        for (int x = 0; x < size.width(); ++x) {
+            const double sourceX = (x + 0.5) * stepX - 0.5;
+            const double sourceY = (y + 0.5) * stepY - 0.5;
+            const int left = static_cast<int>(std::floor(sourceX));
+            const int top = static_cast<int>(std::floor(sourceY));
+            double sums[3] = {};
+            for (int corner = 0; corner < 4; ++corner) {
+                const int column = left + corner % 2;
+                const int row = top + corner / 2;
+                const double weight = (1 - std::abs(sourceX - column)) * (1 - std::abs(sourceY - row));
+                const QColor color = at(column, row);
+                sums[0] += weight * color.red();
+                sums[1] += weight * color.green();
+                sums[2] += weight * color.blue();
+            }
+            scaled.setPixel(x, y,
+                            qRgb(int(std::lround(sums[0])), int(std::lround(sums[1])), int(std::lround(sums[2]))));
+        }
+    }
+    return scaled;
+}
+
+/// The server's weights have seven binary places, in each direction.
+constexpr ImageTolerance filterTolerance{.perChannel = 5};
+
+TEST_F(X11StreamTest, anOutputOfAnotherSizeIsScaled)
+{
+    begin();
+    if (!captured)
+        return;
+    scene->add("pattern", {.geometry = {60, 40, 700, 500}, .seed = 5});
+    ASSERT_TRUE(stream->start(filter(), configuration()));
+    EXPECT_TRUE(becomes(desktop->screenshot(area))) << "the control: nothing is scaled";
+    for (const QSize size : {QSize(200, 150), QSize(400, 150), QSize(800, 600), QSize(283, 211), QSize(531, 299)}) {
+        ASSERT_TRUE(stream->update(configuration(size.width(), size.height())));
+        EXPECT_TRUE(becomes(bilinear(desktop->screenshot(area), size), filterTolerance))
+            << size.width() << "×" << size.height();
+    }
+    ASSERT_TRUE(stream->update(configuration()));
+    EXPECT_TRUE(becomes(desktop->screenshot(area))) << "exact again";
+}
+
+TEST_F(X11StreamTest, aScaledPictureOfPartsEqualsOneDrawnWhole)
+{
+    begin();
+    if (!captured)
+        return;
+    scene->add("pattern", {.geometry = {60, 40, 700, 500}, .seed = 5});
+    for (const QSize size : {QSize(283, 211), QSize(531, 299), QSize(200, 150)}) {
+        stream = makeStream();
+        ASSERT_TRUE(stream->start(filter(), configuration(size.width(), size.height())));
+        ASSERT_TRUE(pumpUntil([&] { return stream->frames() > 0; }));
+        std::uint32_t state = 7;
+        const auto random = [&state](int limit) {
+            state = state * 1664525 + 1013904223;
+            return static_cast<int>((state >> 8) % static_cast<std::uint32_t>(limit));
+        };
+        for (int step = 0; step < 25; ++step) {
+            const int frames = stream->frames();
+            scene->fill("pattern",
+                        {40 + random(390), 40 + random(290), 1 + random(step % 2 == 0 ? 4 : 90), 1 + random(40)},
+                        QColor::fromRgb(static_cast<QRgb>(random(1 << 24))));
+            ASSERT_TRUE(pumpUntil([&] { return stream->frames() > frames; }));
+        }
+        EXPECT_TRUE(isQuiet());
+        const auto whole = makeStream();
+        ASSERT_TRUE(whole->start(filter(), configuration(size.width(), size.height())));
+        ASSERT_TRUE(pumpUntil([&] { return whole->frames() > 0; }));
+        EXPECT_TRUE(imagesMatch(stream->image(), whole->image())) << size.width() << "×" << size.height();
+        EXPECT_TRUE(imagesMatch(whole->image(), bilinear(desktop->screenshot(area), size), filterTolerance));
+        stream->destroy();
+        whole->destroy();
+    }
+}
+
+TEST_F(X11StreamTest, withoutAnAreaTheWholeDisplayIsCapturedAndAllOfItWhenItsSizeChanges)
+{
+    begin();
+    if (!captured)
+        return;
+    scene->add("pattern", {.geometry = {0, 0, 1280, 720}, .seed = 5});
+    StreamConfiguration whole = configuration(640, 360);
+    whole.sourceRect.reset();
+    ASSERT_TRUE(stream->start(filter(), whole));
+    EXPECT_TRUE(becomes(bilinear(desktop->screenshot({0, 0, 1280, 720}), {640, 360}), filterTolerance));
+    ASSERT_TRUE(desktop->arrangeOutputs({{0, 0, 1600, 900}}));
+    EXPECT_TRUE(becomes(bilinear(desktop->screenshot({0, 0, 1600, 900}), {640, 360}), filterTolerance));
+    ASSERT_TRUE(desktop->arrangeOutputs({{0, 0, 640, 360}}));
+    EXPECT_TRUE(becomes(desktop->screenshot({0, 0, 640, 360}))) << "now nothing is scaled";
+    EXPECT_TRUE(stream->ends.empty());
+}
+
+TEST_F(X11StreamTest, aSizeThatTheServerHasNoPicturesOfFailsTheStart)
+{
+    begin();
+    if (!captured)
+        return;
+    EXPECT_FALSE(stream->start(filter(), configuration(0, 300)));
+    EXPECT_EQ(stream->error.code, ErrorCode::captureFailedToStart);
+    EXPECT_FALSE(makeStream()->start(filter(), configuration(400, 40000)));
+    EXPECT_FALSE(makeStream()->start(filter(), configuration(-5, 300)));
+    EXPECT_TRUE(makeStream()->start(filter(), configuration(400, 300))) << "the control";
+}
+
+TEST_F(X11StreamTest, presentationTimesRiseAndAreThoseOfTheComposition)
+{
+    begin();
+    if (!captured)
+        return;
+    scene->add("pattern", {.geometry = {60, 40, 700, 500}, .seed = 5});
+    std::vector<std::pair<std::chrono::nanoseconds, Clock::time_point>> arrivals;
+    std::mutex mutex;
+    stream->onSample = [&](const CaptureSample& sample) {
+        const std::lock_guard lock(mutex);
+        arrivals.emplace_back(sample.presentationTime, Clock::now());
+    };
+    ASSERT_TRUE(stream->start(filter(), configuration()));
+    ASSERT_TRUE(pumpUntil([&] { return stream->frames() > 0; }));
+    std::vector<Clock::time_point> changes;
+    for (int step = 0; step < 40; ++step) {
+        const int frames = stream->frames();
+        changes.push_back(Clock::now());
+        scene->fill("pattern", {100, 100, 50, 50}, step % 2 == 0 ? Qt::red : Qt::green);
+        ASSERT_TRUE(pumpUntil([&] { return stream->frames() > frames; }));
+        EXPECT_TRUE(isQuiet(Milliseconds{15}));
+    }
+    ASSERT_EQ(arrivals.size(), changes.size() + 1);
+    std::vector<double> delays;
+    for (std::size_t index = 1; index < arrivals.size(); ++index) {
+        const auto [presentation, arrival] = arrivals[index];
+        EXPECT_GT(presentation, arrivals[index - 1].first);
+        EXPECT_GE(presentation, changes[index - 1].time_since_epoch()) << "not before what it shows was drawn";
+        EXPECT_LE(presentation, arrival.time_since_epoch());
+        delays.push_back(std::chrono::duration<double, std::milli>(arrival.time_since_epoch() - presentation).count());
+    }
+    std::sort(delays.begin(), delays.end());
+    // What was composed is delivered at once, so that the arrival tells when that was.
+    EXPECT_LT(delays[delays.size() * 9 / 10], 5);
+    RecordProperty("p50_microseconds", static_cast<int>(1000 * delays[delays.size() / 2]));
+}
+
+TEST_F(X11StreamTest, noMoreFramesAreMadeThanTheQueueIsDeep)
+{
+    begin();
+    if (!captured)
+        return;
+    scene->add("pattern", {.geometry = {60, 40, 700, 500}, .seed = 5});
+    for (const int depth : {1, 2, 6}) {
+        stream = makeStream();
+        stream->holdsAll = true;
+        StreamConfiguration deep = configuration();
+        deep.queueDepth = depth;
+        ASSERT_TRUE(stream->start(filter(), deep));
+        ASSERT_TRUE(pumpUntil([&] { return stream->frames() > 0; }));
+        std::vector<QImage> asDelivered{stream->image()};
+        for (int step = 0; step < depth + 4; ++step) {
+            const int frames = stream->frames();
+            scene->fill("pattern", {100 + 7 * step, 100 + 5 * step, 50, 50}, QColor(40 * step % 256, 99, 255 - step));
+            const bool isDelivered = pumpUntil([&] { return stream->frames() > frames; }, Milliseconds{200});
+            EXPECT_EQ(isDelivered, static_cast<int>(asDelivered.size()) < depth) << depth << ", step " << step;
+            if (isDelivered)
+                asDelivered.push_back(stream->image());
+        }
+        ASSERT_EQ(stream->held.size(), static_cast<std::size_t>(depth));
+        for (std::size_t index = 0; index < stream->held.size(); ++index)
+            EXPECT_TRUE(imagesMatch(stream->imageOf(*stream->held[index].surface), asDelivered[index]))
+                << "nobody draws into a frame that is held";
+        // One is let go of, and what changed meanwhile comes in one.
+        stream->held.erase(stream->held.begin());
+        if (depth == 1)
+            stream->forget();
+        EXPECT_TRUE(becomes(desktop->screenshot(area)));
+        EXPECT_TRUE(isQuiet());
+        stream->destroy();
+    }
+}
+
+TEST_F(X11StreamTest, aFrameMayOutliveTheCapture)
+{
+    begin();
+    if (!captured)
+        return;
+    scene->add("pattern", {.geometry = {60, 40, 700, 500}, .seed = 5});
+    StreamConfiguration shallow = configuration();
+    shallow.queueDepth = 1;
+    ASSERT_TRUE(stream->start(filter(), shallow));
+    ASSERT_TRUE(pumpUntil([&] { return stream->frames() > 0; }));
+    scene->fill("pattern", {100, 100, 50, 50}, Qt::red);
+    EXPECT_TRUE(isQuiet(Milliseconds{100})) << "the capture waits for the frame";
+    const std::shared_ptr<const Surface> frame = stream->last().surface;
+    const QImage image = stream->imageOf(*frame);
+    stream->destroy();
+    EXPECT_TRUE(imagesMatch(stream->imageOf(*frame), image));
+}
+
+TEST_F(X11StreamTest, aStreamWhoseDisplayGoesSaysSoOnce)
+{
+    begin();
+    if (!captured)
+        return;
+    captured.reset();
+    ASSERT_TRUE(desktop->arrangeOutputs({{0, 0, 1280, 720}, {1280, 0, 800, 600}}));
+    captured = std::make_unique<CapturedDesktop>(*desktop);
+    const auto& displays = captured->screens().all();
+    ASSERT_EQ(displays.size(), 2u);
+    const DisplayID second = displays[displays[0].pixels.x == 1280 ? 0 : 1].screen.displayID;
+    const auto onMain = makeStream();
+    const auto onSecond = makeStream();
+    const auto stopped = makeStream();
+    ContentFilter secondFilter = filter();
+    secondFilter.displayID = second;
+    ASSERT_TRUE(onMain->start(filter(), configuration()));
+    ASSERT_TRUE(onSecond->start(secondFilter, configuration()));
+    ASSERT_TRUE(stopped->start(secondFilter, configuration()));
+    ASSERT_TRUE(pumpUntil([&] { return onMain->frames() > 0 && onSecond->frames() > 0; }));
+    ASSERT_TRUE(stopped->stop());
+    EXPECT_TRUE(onSecond->ends.empty());
+
+    desktop->unplug(desktop->outputName(1));
+    ASSERT_TRUE(pumpUntil([&] { return !onSecond->ends.empty(); }));
+    EXPECT_EQ(onSecond->ends[0].code, ErrorCode::captureFailedToStart);
+    EXPECT_NE(onSecond->ends[0].message.find("display"), std::string::npos);
+    const int frames = onSecond->frames();
+    desktop->plug(desktop->outputName(1), {1280, 0, 800, 600});
+    scene->add("news", {.geometry = {1280, 0, 800, 600}, .seed = 3});
+    scene->add("mainNews", {.geometry = {0, 0, 800, 600}, .seed = 3});
+    EXPECT_TRUE(pumpUntil([&] { return onMain->image() == desktop->screenshot(area); })) << "the other one goes on";
+    EXPECT_FALSE(pumpUntil([&] { return onSecond->frames() != frames; }, Milliseconds{300}));
+    EXPECT_EQ(onSecond->ends.size(), 1u);
+    EXPECT_TRUE(onMain->ends.empty());
+    EXPECT_TRUE(stopped->ends.empty());
+    EXPECT_TRUE(onSecond->stop()) << "still answers";
+    EXPECT_EQ(onSecond->ends.size(), 1u);
+}
+
+TEST_F(X11StreamTest, theServersEndEndsEveryRunningStreamOnce)
+{
+    begin();
+    if (!captured)
+        return;
+    const auto stopped = makeStream();
+    const auto second = makeStream();
+    ASSERT_TRUE(stream->start(filter(), configuration()));
+    ASSERT_TRUE(second->start(filter(), configuration(100, 100)));
+    ASSERT_TRUE(stopped->start(filter(), configuration()));
+    ASSERT_TRUE(stopped->stop());
+    EXPECT_TRUE(stream->ends.empty());
+    scene.reset();
+    desktop->server().terminate();
+    EXPECT_TRUE(pumpUntil([&] { return !stream->ends.empty() && !second->ends.empty(); }));
+    EXPECT_EQ(stream->ends[0].code, ErrorCode::permanent);
+    (void)pumpUntil([] { return false; }, Milliseconds{100});
+    EXPECT_EQ(stream->ends.size(), 1u);
+    EXPECT_EQ(second->ends.size(), 1u);
+    EXPECT_TRUE(stopped->ends.empty());
+}
+
+TEST_F(X11StreamTest, soundIsRefusedWithAReason)
+{
+    begin();
+    if (!captured)
+        return;
+    ASSERT_TRUE(stream->start(filter(), configuration()));
+    SerialQueue queue("sound");
+    const Result<void> added = stream->stream().addOutput(OutputType::audio, queue, [](const CaptureSample&) {});
+    ASSERT_FALSE(added);
+    EXPECT_EQ(added.error().code, ErrorCode::unsupported);
+    EXPECT_NE(added.error().message.find("sound system"), std::string::npos);
+    scene->add("news", {.geometry = {0, 0, 800, 600}, .seed = 3});
+    EXPECT_TRUE(becomes(desktop->screenshot(area))) << "pictures go on";
+}
+
+TEST_F(X11StreamTest, noOlderPictureComesAfterTheCompletionOfAnUpdate)
+{
+    begin();
+    if (!captured)
+        return;
+    const auto video = desktop->spawn("nimbrale_animation", {"video", "0", "0", "800", "600", "60", "0"});
+    ASSERT_TRUE(video);
+    // The width tells under which configuration a picture was composed.
+    constexpr int firstWidth = 300;
+    std::atomic<int> completedWidth = 0;
+    std::atomic<int> older = 0;
+    std::atomic<int> samples = 0;
+    stream->onSample = [&](const CaptureSample& sample) {
+        ++samples;
+        older += sample.surface->width() < completedWidth;
+    };
+    StreamConfiguration next = configuration();
+    const auto setWidth = [&next](int width) {
+        next.sourceRect = Rect{10, 10, static_cast<double>(width), 200};
+        next.width = width;
+        next.height = 200;
+    };
+    setWidth(firstWidth);
+    ASSERT_TRUE(stream->start(filter(), next));
+    ASSERT_TRUE(pumpUntil([&] { return stream->frames() > 3; }));
+    int pending = 0;
+    for (int update = 1; update <= 200; ++update) {
+        setWidth(firstWidth + update);
+        ++pending;
+        stream->stream().updateConfiguration(next, [&, width = firstWidth + update](const Result<void>& result) {
+            EXPECT_TRUE(result);
+            --pending;
+            completedWidth = width;
+        });
+        const int before = samples;
+        // Some follow each other at once, some have pictures in between.
+        if (update % 3 != 0) {
+            ASSERT_TRUE(pumpUntil([&] { return pending == 0 && samples > before; }));
+        }
+    }
+    EXPECT_GT(samples, 130);
+    EXPECT_EQ(older, 0);
+}
+
+TEST_F(X11StreamTest, framesKeepTheirIntervalAndFollowAChangedRate)
+{
+    begin();
+    if (!captured)
+        return;
+    const auto video = desktop->spawn("nimbrale_animation", {"video", "0", "0", "800", "600", "120", "0"});
+    ASSERT_TRUE(video);
+    std::vector<std::chrono::nanoseconds> times;
+    std::mutex mutex;
+    stream->onSample = [&](const CaptureSample& sample) {
+        const std::lock_guard lock(mutex);
+        times.push_back(sample.presentationTime);
+    };
+    StreamConfiguration paced = configuration();
+    paced.minimumFrameInterval = {1, 20};
+    ASSERT_TRUE(stream->start(filter(), paced));
+    ASSERT_TRUE(pumpUntil([&] { return stream->frames() > 3; }));
+    for (const int rate : {20, 50, 10}) {
+        paced.minimumFrameInterval = {1, rate};
+        ASSERT_TRUE(stream->update(paced));
+        const int settled = stream->frames() + 1;
+        ASSERT_TRUE(pumpUntil([&] { return stream->frames() > settled; }));
+        {
+            const std::lock_guard lock(mutex);
+            times.clear();
+        }
+        (void)pumpUntil([] { return false; }, Milliseconds{1000});
+        const std::lock_guard lock(mutex);
+        ASSERT_GT(times.size(), 2u);
+        const double interval = 1000.0 / rate;
+        for (std::size_t index = 1; index < times.size(); ++index)
+            EXPECT_GE(std::chrono::duration<double>(times[index] - times[index - 1]).count() * 1000, interval * 0.5)
+                << "at " << rate << " a second";
+        const double average = std::chrono::duration<double>(times.back() - times.front()).count() * 1000 /
+                               static_cast<double>(times.size() - 1);
+        EXPECT_GE(average, interval * 0.98) << "at " << rate << " a second";
+        EXPECT_LE(average, interval * 1.25) << "at " << rate << " a second";
+    }
+}
+
+TEST_F(X11StreamTest, twoStreamsAtOnceEachShowTheirOwn)
+{
+    begin();
+    if (!captured)
+        return;
+    scene->add("pattern", {.geometry = {0, 0, 1280, 720}, .seed = 5});
+    const auto second = makeStream();
+    StreamConfiguration other = configuration(300, 200);
+    other.sourceRect = Rect{300, 200, 300, 200};
+    other.minimumFrameInterval = {1, 30};
+    ASSERT_TRUE(stream->start(filter(), configuration()));
+    ASSERT_TRUE(second->start(filter(), other));
+    for (int step = 0; step < 30; ++step) {
+        scene->fill("pattern", {250 + 3 * step, 150 + 2 * step, 120, 90}, QColor(8 * step, 200, 255 - 8 * step));
+        if (step % 10 != 9)
+            continue;
+        EXPECT_TRUE(becomes(desktop->screenshot(area)));
+        EXPECT_TRUE(pumpUntil([&] { return second->image() == desktop->screenshot({300, 200, 300, 200}); }));
+    }
+    // One ends, the other goes on.
+    ASSERT_TRUE(second->stop());
+    const int frames = second->frames();
+    scene->fill("pattern", {300, 200, 50, 50}, Qt::black);
+    EXPECT_TRUE(becomes(desktop->screenshot(area)));
+    EXPECT_EQ(second->frames(), frames);
+}
+
+} // namespace
+} // namespace nimbrale::test
