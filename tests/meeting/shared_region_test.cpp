@@ -71,6 +71,18 @@ TEST_P(SharedRegion, AtScaleTwo)
 INSTANTIATE_TEST_SUITE_P(Places, SharedRegion, testing::ValuesIn(places),
                          [](const testing::TestParamInfo<Place>& place) { return place.param.name; });
 
+class SharedRegionAtFractionalScale : public testing::TestWithParam<int> {};
+
+TEST_P(SharedRegionAtFractionalScale, IsExact)
+{
+    expectToShareExactly(
+        {.desktop = {.width = 1600, .height = 900, .dotsPerInch = GetParam(), .windowManager = WindowManager::openbox},
+         .application = {.region = {11, 7, 267, 201}},
+         .call = {.window = browserWindow}});
+}
+
+INSTANTIATE_TEST_SUITE_P(DotsPerInch, SharedRegionAtFractionalScale, testing::Values(120, 144, 168));
+
 TEST(SharedRegionOnServers, XorgWithADummyCard)
 {
     expectToShareExactly({.desktop = {.server = Server::xorgDummy,

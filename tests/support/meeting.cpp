@@ -2,6 +2,7 @@
 
 #include <QPainter>
 
+#include <cmath>
 #include <iostream>
 
 namespace nimbrale::test {
@@ -58,7 +59,8 @@ std::unique_ptr<Meeting> Meeting::start(const Options& options, std::string& rea
         ADD_FAILURE() << reason;
         return nullptr;
     }
-    meeting->scale_ = options.desktop.dotsPerInch >= 192 ? 2 : 1;
+    if (options.desktop.dotsPerInch != 0)
+        meeting->scale_ = options.desktop.dotsPerInch / 96.0;
     meeting->applicationEnvironment_ = options.applicationEnvironment;
     meeting->scene_ = Scene::start(*meeting->desktop_);
     if (!meeting->scene_) {
@@ -149,7 +151,13 @@ void Meeting::placeMovement(QPoint middle)
 
 QRect Meeting::pixels(const QRect& points) const
 {
-    return {points.x() * scale_, points.y() * scale_, points.width() * scale_, points.height() * scale_};
+    return {pixels(points.topLeft()), QSize(static_cast<int>(std::floor(points.width() * scale_)),
+                                            static_cast<int>(std::floor(points.height() * scale_)))};
+}
+
+QPoint Meeting::pixels(QPoint points) const
+{
+    return {static_cast<int>(std::lround(points.x() * scale_)), static_cast<int>(std::lround(points.y() * scale_))};
 }
 
 QImage Meeting::withoutWhatMoves(QImage picture, const QRect& pixels) const

@@ -44,10 +44,9 @@ public:
     [[nodiscard]] Scene& scene() { return *scene_; }
     [[nodiscard]] Application& application() { return *application_; }
     [[nodiscard]] BrowserCall& call() { return *call_; }
-    [[nodiscard]] int scale() const { return scale_; }
-    /// Points to pixels.
+    /// Points to pixels: the nearest pixel, and the whole pixels of a region.
     [[nodiscard]] QRect pixels(const QRect& points) const;
-    [[nodiscard]] QPoint pixels(QPoint points) const { return points * scale_; }
+    [[nodiscard]] QPoint pixels(QPoint points) const;
 
     /// What a browser takes of a screen: its video has even sizes, so that an odd last column or row is left out.
     [[nodiscard]] static QRect sharedPart(const QRect& pixels);
@@ -98,7 +97,7 @@ private:
     Environment applicationEnvironment_;
     QImage content_;
     QRect movementArea_;
-    int scale_ = 1;
+    double scale_ = 1;
 };
 
 } // namespace nimbrale::test

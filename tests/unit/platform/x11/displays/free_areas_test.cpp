@@ -52,6 +52,16 @@ TEST(FreeAreasTest, AStrutThatCrossesANeighborTakesFromTheFarDisplayOnly)
               (std::vector<PixelRect>{left, {1340, 0, 740, 600}}));
 }
 
+TEST(FreeAreasTest, AStrutIsMeasuredFromTheScreensEdgeAndNotFromTheDisplays)
+{
+    const PixelRect lower{0, 720, 1280, 600};
+    const PixelRect tall{0, 0, 1280, 1320};
+    EXPECT_EQ(freeAreas({left, lower}, {.screen = tall, .struts = {whole(0, 0, 720 + 40, 0)}}),
+              (std::vector<PixelRect>{left, {0, 760, 1280, 560}}));
+    EXPECT_EQ(freeAreas({left, lower}, {.screen = tall, .struts = {whole(0, 0, 30, 0)}}),
+              (std::vector<PixelRect>{{0, 30, 1280, 690}, lower}));
+}
+
 TEST(FreeAreasTest, AStrutTakesHalfOfADisplayButNoMore)
 {
     const auto freeWith = [](const Strut& strut) { return freeOf(left, {.screen = left, .struts = {strut}}); };

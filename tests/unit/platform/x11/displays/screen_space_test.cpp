@@ -120,9 +120,9 @@ TEST(ScreenSpaceTest, NoNumbersOverflow)
     const ScreenSpace space({lowest, highest, highest, highest}, 0.5, {{{lowest, lowest, highest, highest}, 0.5}});
     const PixelRect far = space.pixelsOf({-1e300, -1e300, 2e300, 2e300});
     EXPECT_EQ(far, (PixelRect{lowest, lowest, highest, highest}));
-    EXPECT_TRUE(space.pixelsOf({0, 0, -10, -10}).isEmpty());
+    EXPECT_EQ(ScreenSpace().pixelsOf({10, 20, -10, -10}), (PixelRect{10, -10, 0, 0}));
     const double nothing = std::numeric_limits<double>::quiet_NaN();
-    EXPECT_TRUE(space.pixelsOf({nothing, nothing, nothing, nothing}).isEmpty());
+    EXPECT_EQ(space.pixelsOf({nothing, nothing, nothing, nothing}), PixelRect{});
     EXPECT_TRUE(std::isfinite(space.pointOf({highest, lowest}).x));
 }
 
