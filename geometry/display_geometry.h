@@ -75,7 +75,7 @@ struct DisplayGeometry {
 };
 
 /// Whether the pointer at `location` is in `rect`, both in a space whose y grows upward. The pointer's location is the
-/// top-left corner of the pixel it is on: the top and left edges belong to the rectangle, the others to its neighbours.
+/// top-left corner of the pixel it is on: the top and left edges belong to the rectangle, the others to its neighbors.
 [[nodiscard]] bool pointerIsIn(const Rect& rect, Point location);
 
 /// `menuBarHeight` of a display that shows on `screen`: what panels and menu bars cover at the top, less one point.

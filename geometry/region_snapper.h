@@ -11,8 +11,8 @@ namespace nimbrale {
 /// A line at which a dragged region snapped, in region coordinates.
 struct Guide {
     enum class Direction {
-        vertical,  ///< `position` is an x at which a left edge, a centre or a right edge snapped
-        horizontal ///< `position` is a y at which a top edge, a centre or a bottom edge snapped
+        vertical,  ///< `position` is an x at which a left edge, a center or a right edge snapped
+        horizontal ///< `position` is a y at which a top edge, a center or a bottom edge snapped
     };
 
     Direction direction = Direction::vertical;

@@ -17,7 +17,7 @@ constexpr std::chrono::milliseconds tolerance{5};
 PointerWatcher::PointerWatcher(Screens& screens, MainQueue& queue, std::function<void(Point)> onPosition,
                                std::function<TimePoint()> now)
     : screens_(screens), queue_(queue), onPosition_(std::move(onPosition)), now_(std::move(now)), lastPoll_(now_()),
-      moves_(screens.observeMouse([this] { restart(); }))
+      moves_(screens.observePointer([this] { restart(); }))
 {
     restart();
 }

@@ -47,11 +47,11 @@ public:
     [[nodiscard]] virtual std::vector<Screen> screens() const = 0;
     /// The display whose bottom-left corner is the origin of screen coordinates; 0 when there is no display.
     [[nodiscard]] virtual DisplayID mainDisplay() const = 0;
-    /// Screen coordinates. Where the system tells of moves, it is asked only when there was one.
+    /// Where the pointer is, in screen coordinates. Where the system tells of moves, it is asked only after one.
     [[nodiscard]] virtual Point mouseLocation() const = 0;
-    /// `observer` is called once the pointer moves after a `mouseLocation`, so that a pointer that rests need not be
-    /// looked at. Null where the system does not tell: then keep looking.
-    [[nodiscard]] virtual Subscription observeMouse(std::function<void()> observer) = 0;
+    /// `observer` is called once, when the pointer moves after a `mouseLocation`, so that nobody needs to ask for a
+    /// pointer that rests. Null where the system tells of no moves: then keep asking.
+    [[nodiscard]] virtual Subscription observePointer(std::function<void()> observer) = 0;
     /// `observer` is called after displays, their frames, work areas or scales changed.
     [[nodiscard]] virtual Subscription observeChanges(std::function<void()> observer) = 0;
 };

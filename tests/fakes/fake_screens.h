@@ -25,9 +25,9 @@ public:
         ++mouseQuestions;
         return mouse;
     }
-    [[nodiscard]] Subscription observeMouse(std::function<void()> observer) override
+    [[nodiscard]] Subscription observePointer(std::function<void()> observer) override
     {
-        return tellsOfMouse ? mouseObservers_.add(std::move(observer)) : nullptr;
+        return tellsOfPointer ? pointerObservers_.add(std::move(observer)) : nullptr;
     }
     [[nodiscard]] Subscription observeChanges(std::function<void()> observer) override
     {
@@ -45,14 +45,14 @@ public:
     DisplayID main = 0;
     Point mouse;
     mutable int mouseQuestions = 0;
-    /// Whether the system tells of moves; say so by `notifyMouse`.
-    bool tellsOfMouse = false;
+    /// Whether the system tells of moves; say so by `notifyPointer`.
+    bool tellsOfPointer = false;
 
-    void notifyMouse() { mouseObservers_.notify(); }
+    void notifyPointer() { pointerObservers_.notify(); }
 
 private:
     Observers observers_;
-    Observers mouseObservers_;
+    Observers pointerObservers_;
 };
 
 } // namespace nimbrale

@@ -35,7 +35,7 @@ struct RandrPanning {
 
 enum class MonitorScope { active, all };
 
-/// How many millimetres a pixel of the X screen is said to have. Kept when the screen is resized, so that the dots per
+/// How many millimeters a pixel of the X screen is said to have. Kept when the screen is resized, so that the dots per
 /// inch that programs compute from it stay what they were.
 struct PixelPitch {
     double horizontal = 25.4 / 96;

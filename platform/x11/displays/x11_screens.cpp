@@ -206,7 +206,7 @@ Point X11Screens::mouseLocation() const
     return impl_->space.pointOf(impl_->pointer.position());
 }
 
-Subscription X11Screens::observeMouse(std::function<void()> observer)
+Subscription X11Screens::observePointer(std::function<void()> observer)
 {
     return impl_->pointer.observeMoves(std::move(observer));
 }

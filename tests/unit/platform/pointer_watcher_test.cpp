@@ -20,7 +20,7 @@ class PointerWatcherTest : public testing::Test {
 protected:
     void start(bool isTold)
     {
-        screens.tellsOfMouse = isTold;
+        screens.tellsOfPointer = isTold;
         screens.mouse = {1, 2};
         make([this](Point position) { seen.push_back(position); });
     }
@@ -32,7 +32,7 @@ protected:
     void moveTo(Point position)
     {
         screens.mouse = position;
-        screens.notifyMouse();
+        screens.notifyPointer();
     }
     /// What was told within that time.
     std::vector<Point> seenIn(std::chrono::nanoseconds time)
@@ -130,7 +130,7 @@ TEST_F(PointerWatcherTest, OnceGoneItIsSilent)
 
 TEST_F(PointerWatcherTest, ItMayGoWhileItTells)
 {
-    screens.tellsOfMouse = true;
+    screens.tellsOfPointer = true;
     int told = 0;
     make([&](Point) {
         ++told;

@@ -20,12 +20,12 @@ constexpr Point inside{620, 400};
 
 class RegionOverlayPointerTest : public testing::Test {
 protected:
-    explicit RegionOverlayPointerTest(bool tellsOfMouse = true)
+    explicit RegionOverlayPointerTest(bool tellsOfPointer = true)
     {
         startOffscreenApplication();
         screens().list = {makeScreen(1, screenFrame)};
         screens().mouse = inside;
-        screens().tellsOfMouse = tellsOfMouse;
+        screens().tellsOfPointer = tellsOfPointer;
         window =
             RegionOverlayWindow::create(platform.panels(), screens(), platform.mainQueue(), screenFrame, regionFrame);
     }
@@ -35,7 +35,7 @@ protected:
     void moveTo(Point location)
     {
         screens().mouse = location;
-        screens().notifyMouse();
+        screens().notifyPointer();
     }
     /// How often the pointer is looked at in a second.
     int looks()
