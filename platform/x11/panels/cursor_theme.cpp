@@ -27,34 +27,33 @@ std::vector<const char*> themeNames(CursorShape shape)
 
 } // namespace
 
-CursorTheme::~CursorTheme()
+void CursorTheme::FreeContext::operator()(xcb_cursor_context_t* context) const
 {
-    for (const auto& [shape, cursor] : cursors_) {
-        if (cursor != XCB_CURSOR_NONE)
-            xcb_free_cursor(connection_.get(), cursor);
-    }
-    if (context_)
-        xcb_cursor_context_free(context_);
+    xcb_cursor_context_free(context);
+}
+
+void CursorTheme::open()
+{
+    wasOpened_ = true;
+    auto* const screen = const_cast<xcb_screen_t*>(&connection_.screen());
+    xcb_cursor_context_t* context = nullptr;
+    if (xcb_cursor_context_new(connection_.get(), screen, &context) >= 0)
+        context_.reset(context);
 }
 
 xcb_cursor_t CursorTheme::cursor(CursorShape shape)
 {
     const auto known = cursors_.find(shape);
     if (known != cursors_.end())
-        return known->second;
-    if (!wasOpened_) {
-        wasOpened_ = true;
-        auto* const screen = const_cast<xcb_screen_t*>(&connection_.screen());
-        if (xcb_cursor_context_new(connection_.get(), screen, &context_) < 0)
-            context_ = nullptr;
-    }
+        return known->second.get();
+    if (!wasOpened_)
+        open();
     xcb_cursor_t cursor = XCB_CURSOR_NONE;
     for (const char* const name : themeNames(shape)) {
         if (context_ && cursor == XCB_CURSOR_NONE)
-            cursor = xcb_cursor_load_cursor(context_, name);
+            cursor = xcb_cursor_load_cursor(context_.get(), name);
     }
-    cursors_[shape] = cursor;
-    return cursor;
+    return cursors_.emplace(shape, OwnedCursor(connection_, cursor)).first->second.get();
 }
 
 } // namespace nimbrale::x11

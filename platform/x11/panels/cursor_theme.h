@@ -2,8 +2,10 @@
 
 #include "platform/panel.h"
 #include "platform/x11/server/connection.h"
+#include "platform/x11/server/owned_id.h"
 
 #include <map>
+#include <memory>
 #include <xcb/xcb.h>
 
 struct xcb_cursor_context_t;
@@ -15,7 +17,6 @@ class CursorTheme {
 public:
     /// `connection` must outlive it.
     explicit CursorTheme(Connection& connection) : connection_(connection) {}
-    ~CursorTheme();
     CursorTheme(const CursorTheme&) = delete;
     CursorTheme& operator=(const CursorTheme&) = delete;
 
@@ -23,10 +24,16 @@ public:
     [[nodiscard]] xcb_cursor_t cursor(CursorShape shape);
 
 private:
+    struct FreeContext {
+        void operator()(xcb_cursor_context_t* context) const;
+    };
+
+    void open();
+
     Connection& connection_;
-    xcb_cursor_context_t* context_ = nullptr;
+    std::unique_ptr<xcb_cursor_context_t, FreeContext> context_;
     bool wasOpened_ = false;
-    std::map<CursorShape, xcb_cursor_t> cursors_;
+    std::map<CursorShape, OwnedCursor> cursors_;
 };
 
 } // namespace nimbrale::x11

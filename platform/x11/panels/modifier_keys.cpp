@@ -16,7 +16,7 @@ constexpr int modifierCount = 8;
 std::set<xcb_keycode_t> superKeys(xcb_connection_t* connection)
 {
     const xcb_setup_t* const setup = xcb_get_setup(connection);
-    const auto count = std::uint8_t(setup->max_keycode - setup->min_keycode + 1);
+    const auto count = static_cast<std::uint8_t>(setup->max_keycode - setup->min_keycode + 1);
     const Reply<xcb_get_keyboard_mapping_reply_t> mapping(xcb_get_keyboard_mapping_reply(
         connection, xcb_get_keyboard_mapping(connection, setup->min_keycode, count), nullptr));
     std::set<xcb_keycode_t> keys;
@@ -26,7 +26,7 @@ std::set<xcb_keycode_t> superKeys(xcb_connection_t* connection)
     const int length = xcb_get_keyboard_mapping_keysyms_length(mapping.get());
     for (int index = 0; index < length; ++index) {
         if (symbols[index] == superLeft || symbols[index] == superRight)
-            keys.insert(xcb_keycode_t(setup->min_keycode + index / mapping->keysyms_per_keycode));
+            keys.insert(static_cast<xcb_keycode_t>(setup->min_keycode + index / mapping->keysyms_per_keycode));
     }
     return keys;
 }
@@ -51,7 +51,7 @@ void ModifierKeys::resolve()
     std::uint16_t mask = 0;
     for (int index = 0; index < modifierCount * modifiers->keycodes_per_modifier; ++index) {
         if (keys.contains(codes[index]))
-            mask = std::uint16_t(mask | 1 << index / modifiers->keycodes_per_modifier);
+            mask = static_cast<std::uint16_t>(mask | 1 << index / modifiers->keycodes_per_modifier);
     }
     if (mask != 0)
         commandMask_ = mask;

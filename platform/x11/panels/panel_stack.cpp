@@ -33,8 +33,8 @@ void place(Connection& connection, xcb_window_t window, xcb_window_t sibling)
     const bool hasSibling = sibling != XCB_NONE;
     const std::uint32_t mode = hasSibling ? XCB_STACK_MODE_BELOW : XCB_STACK_MODE_ABOVE;
     const std::uint32_t values[] = {sibling, mode};
-    const auto mask = std::uint16_t(hasSibling ? XCB_CONFIG_WINDOW_SIBLING | XCB_CONFIG_WINDOW_STACK_MODE
-                                               : XCB_CONFIG_WINDOW_STACK_MODE);
+    const auto mask = static_cast<std::uint16_t>(hasSibling ? XCB_CONFIG_WINDOW_SIBLING | XCB_CONFIG_WINDOW_STACK_MODE
+                                                            : XCB_CONFIG_WINDOW_STACK_MODE);
     // The sibling may be another program's and gone by now.
     mayFail(connection.get(),
             xcb_configure_window_checked(connection.get(), window, mask, hasSibling ? values : values + 1));

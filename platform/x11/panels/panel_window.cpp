@@ -32,8 +32,8 @@ void setWords(Connection& connection, xcb_window_t window, const char* property,
 void setText(Connection& connection, xcb_window_t window, xcb_atom_t property, xcb_atom_t type, const char* text,
              std::size_t length)
 {
-    xcb_change_property(connection.get(), XCB_PROP_MODE_REPLACE, window, property, type, 8, std::uint32_t(length),
-                        text);
+    xcb_change_property(connection.get(), XCB_PROP_MODE_REPLACE, window, property, type, 8,
+                        static_cast<std::uint32_t>(length), text);
 }
 
 } // namespace
@@ -58,9 +58,10 @@ PanelWindow::PanelWindow(Connection& connection, PanelStyle style, const PixelRe
     values.colormap = hasAlpha() ? colormap_.get() : connection_.screen().default_colormap;
     const std::uint32_t mask = XCB_CW_BACK_PIXMAP | XCB_CW_BORDER_PIXEL | XCB_CW_BIT_GRAVITY |
                                XCB_CW_OVERRIDE_REDIRECT | XCB_CW_EVENT_MASK | XCB_CW_COLORMAP;
-    xcb_create_window_aux(connection_.get(), depth_, id(), connection_.root(), std::int16_t(pixels.x),
-                          std::int16_t(pixels.y), std::uint16_t(pixels.width), std::uint16_t(pixels.height), 0,
-                          XCB_WINDOW_CLASS_INPUT_OUTPUT, visual_, mask, &values);
+    xcb_create_window_aux(connection_.get(), depth_, id(), connection_.root(), static_cast<std::int16_t>(pixels.x),
+                          static_cast<std::int16_t>(pixels.y), static_cast<std::uint16_t>(pixels.width),
+                          static_cast<std::uint16_t>(pixels.height), 0, XCB_WINDOW_CLASS_INPUT_OUTPUT, visual_, mask,
+                          &values);
     setProperties();
     if (style_ == PanelStyle::mirrorWindow) {
         setManagedProperties();
@@ -71,7 +72,7 @@ PanelWindow::PanelWindow(Connection& connection, PanelStyle style, const PixelRe
 void PanelWindow::setProperties()
 {
     setText(connection_, id(), XCB_ATOM_WM_CLASS, XCB_ATOM_STRING, windowClass, sizeof windowClass);
-    const auto process = std::uint32_t(getpid());
+    const auto process = static_cast<std::uint32_t>(getpid());
     setWords(connection_, id(), "_NET_WM_PID", XCB_ATOM_CARDINAL, &process, 1);
     std::array<char, 256> machine{};
     if (gethostname(machine.data(), machine.size() - 1) == 0)
@@ -97,10 +98,10 @@ void PanelWindow::setPlaceHints(const PixelRect& pixels)
 {
     std::array<std::uint32_t, 18> hints{};
     hints[0] = userPosition | userSize | windowGravityHint;
-    hints[1] = std::uint32_t(pixels.x);
-    hints[2] = std::uint32_t(pixels.y);
-    hints[3] = std::uint32_t(pixels.width);
-    hints[4] = std::uint32_t(pixels.height);
+    hints[1] = static_cast<std::uint32_t>(pixels.x);
+    hints[2] = static_cast<std::uint32_t>(pixels.y);
+    hints[3] = static_cast<std::uint32_t>(pixels.width);
+    hints[4] = static_cast<std::uint32_t>(pixels.height);
     hints[17] = XCB_GRAVITY_STATIC;
     setWords(connection_, id(), "WM_NORMAL_HINTS", XCB_ATOM_WM_SIZE_HINTS, hints.data(), hints.size());
 }
@@ -123,8 +124,9 @@ void PanelWindow::configure(const PixelRect& pixels)
 {
     if (style_ == PanelStyle::mirrorWindow)
         setPlaceHints(pixels);
-    const std::uint32_t values[] = {std::uint32_t(pixels.x), std::uint32_t(pixels.y), std::uint32_t(pixels.width),
-                                    std::uint32_t(pixels.height)};
+    const std::uint32_t values[] = {static_cast<std::uint32_t>(pixels.x), static_cast<std::uint32_t>(pixels.y),
+                                    static_cast<std::uint32_t>(pixels.width),
+                                    static_cast<std::uint32_t>(pixels.height)};
     xcb_configure_window(connection_.get(), id(),
                          XCB_CONFIG_WINDOW_X | XCB_CONFIG_WINDOW_Y | XCB_CONFIG_WINDOW_WIDTH | XCB_CONFIG_WINDOW_HEIGHT,
                          values);

@@ -16,7 +16,7 @@ public:
     PixelRegion(int x, int y, int width, int height)
     {
         if (width > 0 && height > 0)
-            pixman_region32_init_rect(&region_, x, y, unsigned(width), unsigned(height));
+            pixman_region32_init_rect(&region_, x, y, static_cast<unsigned>(width), static_cast<unsigned>(height));
         else
             pixman_region32_init(&region_);
     }
@@ -29,7 +29,7 @@ public:
             if (rect.width > 0 && rect.height > 0)
                 boxes.push_back({rect.x, rect.y, rect.x + rect.width, rect.y + rect.height});
         }
-        pixman_region32_init_rects(&region_, boxes.data(), int(boxes.size()));
+        pixman_region32_init_rects(&region_, boxes.data(), static_cast<int>(boxes.size()));
     }
     PixelRegion(const PixelRegion& other) : PixelRegion() { pixman_region32_copy(&region_, other.handle()); }
     PixelRegion& operator=(const PixelRegion& other)
@@ -45,7 +45,8 @@ public:
     void add(int x, int y, int width, int height)
     {
         if (width > 0 && height > 0)
-            pixman_region32_union_rect(&region_, &region_, x, y, unsigned(width), unsigned(height));
+            pixman_region32_union_rect(&region_, &region_, x, y, static_cast<unsigned>(width),
+                                       static_cast<unsigned>(height));
     }
     void add(const PixelRect& rect) { add(rect.x, rect.y, rect.width, rect.height); }
     PixelRegion& operator|=(const PixelRegion& other)
@@ -73,7 +74,7 @@ public:
         int count = 0;
         const pixman_box32_t* const boxes = pixman_region32_rectangles(handle(), &count);
         std::vector<PixelRect> result;
-        result.reserve(std::size_t(count));
+        result.reserve(static_cast<std::size_t>(count));
         for (int index = 0; index < count; ++index)
             result.push_back(fromBox(boxes[index]));
         return result;
@@ -83,8 +84,8 @@ public:
     {
         std::vector<xcb_rectangle_t> result;
         for (const PixelRect& rect : rects())
-            result.push_back({std::int16_t(rect.x + dx), std::int16_t(rect.y + dy), std::uint16_t(rect.width),
-                              std::uint16_t(rect.height)});
+            result.push_back({static_cast<std::int16_t>(rect.x + dx), static_cast<std::int16_t>(rect.y + dy),
+                              static_cast<std::uint16_t>(rect.width), static_cast<std::uint16_t>(rect.height)});
         return result;
     }
 
