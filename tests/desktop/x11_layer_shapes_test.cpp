@@ -261,8 +261,16 @@ TEST_F(X11LayerShapesTest, aPictureMadeMuchSmallerPassesOverNoPixel)
         for (int x = 0; x < half.width(); ++x)
             half.setPixelColor(x, y, x % 2 == 0 ? QColor(128, 128, 128) : QColor(0, 0, 0));
     }
-    layer->setContents(surfaceOf(columns.copy(0, 0, 256, 192)));
+    const auto storage = host->makePixmap(columns.copy(0, 0, 256, 192));
+    SurfaceChanges changes;
+    changes.advance({});
+    layer->setContents(std::make_shared<x11::X11Surface>(storage, changes, x11::SyncPoint{}));
     EXPECT_TRUE(imagesMatch(pictureOf({0, 0, 64, 48}), half, {1, 0}));
+    host->paintPixmap(storage->pixmap(), columns.copy(4, 0, 256, 192));
+    changes.advance({{0, 0, 256, 192}});
+    layer->setContents(std::make_shared<x11::X11Surface>(storage, changes, x11::SyncPoint{}));
+    EXPECT_TRUE(imagesMatch(pictureOf({0, 0, 64, 48}), half.mirrored(true, false), {1, 0}))
+        << "the next picture in the same storage";
     layer->setMirrored(true);
     layer->setContents(bufferSurfaceOf(columns));
     EXPECT_TRUE(imagesMatch(pictureOf({0, 0, 64, 48}), filled({64, 48}, QColor(64, 64, 64)), {2, 0}));
@@ -305,6 +313,61 @@ TEST_F(X11LayerShapesTest, whatIsDrawnPieceByPieceIsWhatIsDrawnAtOnce)
     const QImage pieceByPiece = pictureOf({0, 0, 64, 48});
     panel->rootLayer().setNeedsDisplay({0, 0, 64, 48});
     EXPECT_TRUE(imagesMatch(pieceByPiece, pictureOf({0, 0, 64, 48})));
+}
+
+TEST_F(X11LayerShapesTest, anOpaquePictureIsCopiedAndNothingElse)
+{
+    startDesktop({});
+    if (IsSkipped())
+        return;
+    const auto panel = showOpaque();
+    panel->rootLayer().setBackgroundColor(Color{0, 0, 0, 1});
+    const auto layer = addLayer(panel->rootLayer(), {0, 0, 64, 48});
+    const auto storage = host->makePixmap(noise({64, 48}, 1));
+    SurfaceChanges changes;
+    changes.advance({});
+    layer->setContents(std::make_shared<x11::X11Surface>(storage, changes, x11::SyncPoint{}));
+    host->pump();
+    const auto requestsFor = [&](const PixelRect& changed) {
+        changes.advance({changed});
+        const unsigned before = xcb_no_operation(host->connection->get()).sequence;
+        {
+            const LayerTransaction transaction(*layer);
+            layer->setContents(std::make_shared<x11::X11Surface>(storage, changes, x11::SyncPoint{}));
+        }
+        return xcb_no_operation(host->connection->get()).sequence - before - 1;
+    };
+    EXPECT_EQ(requestsFor({0, 0, 64, 48}), 2) << "the copy, and a mark for exposures";
+    EXPECT_EQ(requestsFor({10, 10, 5, 5}), 2);
+    layer->setCornerRadius(3);
+    host->pump();
+    EXPECT_GT(requestsFor({10, 10, 5, 5}), 2);
+}
+
+TEST_F(X11LayerShapesTest, aPictureIsBroughtOnceForAsLongAsItIsShown)
+{
+    startDesktop({});
+    if (IsSkipped())
+        return;
+    x11::ImageUploader uploader(*host->connection);
+    x11::SurfacePictures pictures(*host->connection, uploader);
+    const auto requestsFor = [&](const Surface& surface) {
+        const unsigned before = xcb_no_operation(host->connection->get()).sequence;
+        EXPECT_NE(pictures.pixmap(surface).id, XCB_NONE);
+        return xcb_no_operation(host->connection->get()).sequence - before - 1;
+    };
+    const auto surface = bufferSurfaceOf(noise({64, 48}, 1));
+    const int user = 0;
+    const int otherUser = 0;
+    pictures.setShown(&user, {surface->storage()});
+    pictures.setShown(&otherUser, {surface->storage()});
+    EXPECT_GT(requestsFor(*surface), 0);
+    EXPECT_EQ(requestsFor(*surface), 0);
+    pictures.setShown(&user, {});
+    EXPECT_EQ(requestsFor(*surface), 0) << "the other one still shows it";
+    pictures.setShown(&otherUser, {});
+    pictures.setShown(&user, {surface->storage()});
+    EXPECT_GT(requestsFor(*surface), 0);
 }
 
 TEST_F(X11LayerShapesTest, twoPanelsShowAPictureThatIsBroughtOnce)

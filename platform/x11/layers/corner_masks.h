@@ -30,7 +30,6 @@ public:
     [[nodiscard]] xcb_render_picture_t mask(int width, int height, double radius, double opacity);
     /// Gives back all.
     void trim() { masks_.clear(); }
-    [[nodiscard]] std::size_t count() const { return masks_.size(); }
 
 private:
     struct Key {

@@ -45,7 +45,6 @@ public:
 
     /// Something is being drawn: everything is kept for `idleTime` more.
     void keep();
-    [[nodiscard]] std::size_t scratchCount() const { return scratch_.size(); }
 
 private:
     void watchForIdleness();

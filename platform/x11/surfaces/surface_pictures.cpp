@@ -171,7 +171,6 @@ void SurfacePictures::upload(const BufferSurface& surface, Entry& entry)
     uploader_.put(shared, entry.pixmap.id, entry.pixmap.depth, context.get(), 0, 0);
     uploader_.end();
     entry.uploaded = surface.identifier();
-    ++uploads_;
 }
 
 void SurfacePictures::halve(const Surface& surface, Entry& entry, int times)

@@ -62,8 +62,6 @@ public:
     void setShown(const void* user, std::set<std::uint64_t> storages);
     /// Gives back what is only kept for the next picture.
     void trim() { spare_.reset(); }
-    /// How often a surface was brought into the server.
-    [[nodiscard]] int uploads() const { return uploads_; }
 
 private:
     struct Halved {
@@ -102,7 +100,6 @@ private:
     /// Of a surface that is no longer shown, for the next one of its size: pictures of a camera come and go.
     std::optional<Entry> spare_;
     std::map<const void*, std::set<std::uint64_t>> shown_;
-    int uploads_ = 0;
 };
 
 } // namespace nimbrale::x11
