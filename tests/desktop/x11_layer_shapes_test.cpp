@@ -1,6 +1,8 @@
 // Shapes, clipping, gravity, mirroring and groups of layers against real X servers, compared with the toolkit's own
 // drawing. Where nothing is blended or scaled, pictures are exact.
 
+#include "platform/x11/surfaces/image_uploader.h"
+#include "platform/x11/surfaces/surface_pictures.h"
 #include "tests/desktop/layers_test.h"
 #include "tests/support/image_compare.h"
 
