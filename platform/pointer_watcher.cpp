@@ -1,5 +1,6 @@
 #include "platform/pointer_watcher.h"
 
+#include <algorithm>
 #include <chrono>
 #include <utility>
 
@@ -17,7 +18,7 @@ constexpr std::chrono::milliseconds tolerance{5};
 PointerWatcher::PointerWatcher(Screens& screens, MainQueue& queue, std::function<void(Point)> onPosition,
                                std::function<TimePoint()> now)
     : screens_(screens), queue_(queue), onPosition_(std::move(onPosition)), now_(std::move(now)), lastPoll_(now_()),
-      moves_(screens.observePointer([this] { restart(); }))
+      moves_(screens.observePointer([this] { follow(); }))
 {
     restart();
 }
@@ -26,15 +27,30 @@ void PointerWatcher::restart()
 {
     if (timer_)
         return;
-    if (!moves_) {
+    if (moves_)
+        pollIn(std::max(timeToPoll(), std::chrono::nanoseconds::zero()));
+    else
         timer_ = queue_.scheduleRepeating(pollInterval, [this] { poll(); });
+}
+
+void PointerWatcher::follow()
+{
+    if (timer_)
         return;
-    }
-    const std::chrono::nanoseconds wait = lastPoll_ + pollInterval - now_();
-    if (wait <= tolerance) {
+    const std::chrono::nanoseconds wait = timeToPoll();
+    if (wait <= tolerance)
         poll();
-        return;
-    }
+    else
+        pollIn(wait);
+}
+
+std::chrono::nanoseconds PointerWatcher::timeToPoll() const
+{
+    return lastPoll_ + pollInterval - now_();
+}
+
+void PointerWatcher::pollIn(std::chrono::nanoseconds wait)
+{
     timer_ = queue_.schedule(wait, [this] {
         timer_.reset();
         poll();

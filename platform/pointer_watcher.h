@@ -23,10 +23,14 @@ public:
     PointerWatcher(const PointerWatcher&) = delete;
     PointerWatcher& operator=(const PointerWatcher&) = delete;
 
-    /// Tells the position once more, though the pointer may rest: what lies under it may have moved.
+    /// Tells the position once more, not within this call, though the pointer may rest: what lies under it may have
+    /// moved.
     void restart();
 
 private:
+    void follow();
+    [[nodiscard]] std::chrono::nanoseconds timeToPoll() const;
+    void pollIn(std::chrono::nanoseconds wait);
     void poll();
 
     Screens& screens_;
