@@ -24,22 +24,26 @@ void FramePixmaps::setSize(int width, int height)
 
 const FramePixmaps::Pixmap& FramePixmaps::begin(const PixelRegion& changed)
 {
-    Pixmap& next = findFree();
-    for (const auto& pixmap : pixmaps_)
+    Pixmap& next = findUsable();
+    for (const auto& pixmap : pixmaps_) {
         pixmap->stale |= changed;
+        pixmap->wasFree = isFree(*pixmap);
+    }
     bringUpToDate(next, changed);
     next.stale.clear();
+    next.scene = scene_;
+    next.wasFree = false;
     newest_ = &next;
     dropSpares();
     return next;
 }
 
-FramePixmaps::Pixmap& FramePixmaps::findFree()
+FramePixmaps::Pixmap& FramePixmaps::findUsable()
 {
-    if (newest_ && isFree(*newest_))
+    if (newest_ && isUsable(*newest_))
         return *newest_;
     const auto found =
-        std::find_if(pixmaps_.begin(), pixmaps_.end(), [](const auto& pixmap) { return isFree(*pixmap); });
+        std::find_if(pixmaps_.begin(), pixmaps_.end(), [this](const auto& pixmap) { return isUsable(*pixmap); });
     if (found != pixmaps_.end())
         return **found;
     pixmaps_.push_back(make());

@@ -21,6 +21,10 @@ public:
         OwnedPicture picture;
         /// Where it is not as the newest.
         PixelRegion stale;
+        /// Which scene it shows.
+        int scene = 0;
+        /// Whether nobody held it at the last `begin` either.
+        bool wasFree = false;
     };
 
     /// `release` frees a pixmap that nobody uses any more.
@@ -28,22 +32,31 @@ public:
 
     /// The next frame is drawn whole where the size is another.
     void setSize(int width, int height);
+    /// The next frame shows something else altogether, such as another place. What a consumer was told to draw from a
+    /// frame before may still be on its way to the server when it lets go of the frame; of the same scene it would draw
+    /// what is newer, but of another it must not: such a pixmap rests for one more frame.
+    void beginScene() { ++scene_; }
     /// A pixmap that shows what the newest one does, but for `changed`, which is to be drawn now. It is the newest from
     /// then on.
     [[nodiscard]] const Pixmap& begin(const PixelRegion& changed);
 
 private:
     [[nodiscard]] std::unique_ptr<Pixmap> make() const;
-    [[nodiscard]] Pixmap& findFree();
+    [[nodiscard]] Pixmap& findUsable();
     void bringUpToDate(Pixmap& pixmap, const PixelRegion& changed) const;
     void dropSpares();
     [[nodiscard]] static bool isFree(const Pixmap& pixmap) { return pixmap.storage.use_count() == 1; }
+    [[nodiscard]] bool isUsable(const Pixmap& pixmap) const
+    {
+        return isFree(pixmap) && (pixmap.wasFree || pixmap.scene == scene_);
+    }
 
     Connection& connection_;
     std::function<void(xcb_pixmap_t)> release_;
     OwnedGraphicsContext context_;
     int width_ = 0;
     int height_ = 0;
+    int scene_ = 0;
     std::vector<std::unique_ptr<Pixmap>> pixmaps_;
     Pixmap* newest_ = nullptr;
 };

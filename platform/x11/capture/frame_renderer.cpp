@@ -22,6 +22,8 @@ FrameRenderer::FrameRenderer(Connection& connection, std::function<void(xcb_pixm
 
 void FrameRenderer::setGeometry(const PixelRect& source, int outputWidth, int outputHeight)
 {
+    if (source != source_)
+        frames_.beginScene();
     source_ = source;
     stretchedStorage_ = 0;
     scaling_ = OutputScaling(source.width, source.height, outputWidth, outputHeight);
