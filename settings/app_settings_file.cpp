@@ -50,8 +50,6 @@ SettingsFile readSettingsFile(const std::filesystem::path& path)
     const FileDescriptor file(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
     if (!file || ::fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode))
         return {SettingsFileState::unreadable, {}, {}};
-    if (std::cmp_greater(status.st_size, SettingsDocument::largestSize))
-        return {SettingsFileState::damaged, {}, {}};
     std::optional<std::string> content = contentOf(file.get());
     if (!content)
         return {SettingsFileState::unreadable, {}, {}};

@@ -36,22 +36,20 @@ SettingsStore::SettingsStore(std::filesystem::path path) : path_(std::move(path)
 
 void SettingsStore::open()
 {
-    SettingsFile file = readSettingsFile(path_);
-    if (file.state == SettingsFileState::damaged) {
-        if (const Result<std::filesystem::path> name = setAsideDamagedFile(path_)) {
-            qCCritical(settingsLog, "The settings file was damaged and is kept as %s; the defaults are in use",
-                       name->c_str());
-            file.state = SettingsFileState::absent;
-        } else {
-            qCCritical(settingsLog, "The settings file %s: %s", path_.c_str(), name.error().message.c_str());
-        }
-    }
-    if (file.state == SettingsFileState::unreadable)
+    const SettingsFileState state = readSettingsFile(path_).state;
+    if (state == SettingsFileState::unreadable) {
         qCCritical(settingsLog, "The settings file %s cannot be read; the defaults are in use", path_.c_str());
-    state_ = file.state;
-    isTaken_ = state_ == SettingsFileState::absent || state_ == SettingsFileState::readable;
-    if (isTaken_)
-        adopt(std::move(file.document));
+        isTaken_ = false;
+    }
+    if (state != SettingsFileState::damaged)
+        return;
+    if (const Result<std::filesystem::path> name = setAsideDamagedFile(path_)) {
+        qCCritical(settingsLog, "The settings file was damaged and is kept as %s; the defaults are in use",
+                   name->c_str());
+    } else {
+        qCCritical(settingsLog, "The settings file %s: %s", path_.c_str(), name.error().message.c_str());
+        isTaken_ = false;
+    }
 }
 
 std::optional<SettingsStore::Value> SettingsStore::value(std::string_view key)
@@ -148,8 +146,6 @@ Result<void> SettingsStore::replaceFile()
     if (Result<void> result = replacement->takePlace(); !result)
         return result;
     document_ = std::move(document);
-    state_ = SettingsFileState::readable;
-    isTaken_ = true;
     unwritten_.clear();
     return {};
 }

@@ -60,7 +60,7 @@ private:
     std::optional<SettingsDocument> document_;
     /// Of the last reading.
     SettingsFileState state_ = SettingsFileState::absent;
-    /// Whether the last reading was taken for `document_`.
+    /// Whether what was read last could be taken for `document_`; with false, that was logged.
     bool isTaken_ = true;
     int openGroups_ = 0;
     /// Values of the group that has not ended.

@@ -75,8 +75,7 @@ ReplacementFile::ReplacementFile(ReplacementFile&& other) noexcept
 
 ReplacementFile::~ReplacementFile()
 {
-    if (!temporary_.empty())
-        ::unlink(temporary_.c_str());
+    ::unlink(temporary_.c_str()); // Not there any more once it took its place.
 }
 
 Result<ReplacementFile> ReplacementFile::create(const std::filesystem::path& path, std::string_view content)
@@ -114,7 +113,6 @@ Result<void> ReplacementFile::takePlace()
 {
     if (::rename(temporary_.c_str(), target_.c_str()) != 0)
         return stepFailed("putting " + temporary_.filename().string() + " in its place", errno);
-    temporary_.clear();
     // Until its folder is on the disk as well, a loss of power may bring the old file back.
     const FileDescriptor folder(::open(target_.parent_path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (!folder || !synchronize(folder.get()))

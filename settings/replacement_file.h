@@ -30,7 +30,6 @@ private:
     [[nodiscard]] Result<void> write(std::string_view content) const;
 
     std::filesystem::path target_;
-    /// Empty when there is nothing to remove.
     std::filesystem::path temporary_;
 };
 

@@ -67,6 +67,8 @@ TEST_F(SettingsFileTest, EarlierDamagedFilesAreKept)
     }
     const QStringList names = setAside();
     ASSERT_EQ(names.size(), 3);
+    EXPECT_TRUE(names.at(1).endsWith("-2"));
+    EXPECT_TRUE(names.at(2).endsWith("-3"));
     for (int round = 0; round < 3; ++round)
         EXPECT_EQ(contentOf(directoryPath() + "/" + names.at(round)),
                   "damage number " + QByteArray::number(round) + "\n");

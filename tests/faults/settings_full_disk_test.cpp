@@ -126,15 +126,32 @@ int dragOnFullDisk(const QString& path, const QByteArray& content)
         if (line.message.find("No space left on device") == std::string::npos || line.category != "Nimbrale.settings")
             return 4;
     }
-    if (AppSettings(path.toStdString()).left() != 41)
+    const AppSettings other(path.toStdString());
+    if (other.left() != 41)
         return 5;
+    if (QDir(QFileInfo(path).path()).entryList(QDir::Files).size() != 2)
+        return 8; // What could not be written is left nowhere.
+    bool isGroupSeen = false;
+    settings.changeTogether([&] {
+        settings.setLeft(101);
+        isGroupSeen = settings.left() == 101;
+    });
+    if (!isGroupSeen)
+        return 9;
     if (!QFile::remove(path + ".filler"))
         return couldNotPrepare;
     settings.setWidth(7);
-    const QByteArray madeUp = "[General]\nsettingsLeft=100\nwebcamDeviceID=kept\nsettingsTop=100\nsettingsWidth=7\n";
+    const std::size_t failedWrites = std::size_t{2} * drags + 1;
+    const QByteArray madeUp = "[General]\nsettingsLeft=101\nwebcamDeviceID=kept\nsettingsTop=100\nsettingsWidth=7\n";
     if (contentOf(path) != madeUp)
         return 6;
-    return log.errors().size() == std::size_t{2} * drags ? 0 : 7;
+    if (log.errors().size() != failedWrites)
+        return 7;
+    // What was made up for is not tried again.
+    if (!fillDisk(path + ".filler"))
+        return couldNotPrepare;
+    settings.setHeight(8);
+    return log.errors().back().message.starts_with("The setting settingsHeight could not be written") ? 0 : 10;
 }
 
 TEST_F(SettingsOnFullDiskTest, ManySmallWritesLoseNoSetting)

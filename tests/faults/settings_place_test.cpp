@@ -1,6 +1,8 @@
 // What may stand where the settings file belongs, from the start or all of a sudden: none of it ends or hangs the
 // program, and none takes away what the store had.
 
+#include "platform/file_descriptor.h"
+#include "tests/fakes/folder_events.h"
 #include "tests/faults/settings_file_fixture.h"
 
 #include <gtest/gtest.h>
@@ -96,6 +98,11 @@ TEST_F(SettingsPlaceTest, WhatOtherProgramsWriteIsFollowed)
     EXPECT_EQ(settings->webcamDeviceID(), "") << "a key that others follow was removed";
     writeFile("[General]\nsettingsLeft=12\nsettingsTop=56");
     EXPECT_EQ(settings->top(), 56) << "without the last line end";
+    ASSERT_TRUE(QDir().mkpath(directoryPath() + "/other"));
+    std::ofstream((directoryPath() + "/other/file").toStdString()) << "[General]\nsettingsLeft=78\n";
+    EXPECT_EQ(settings->left(), 12);
+    std::filesystem::rename((directoryPath() + "/other/file").toStdString(), pathText());
+    EXPECT_EQ(settings->left(), 78) << "moved there from another folder";
     ASSERT_TRUE(QFile::remove(path()));
     expectDefaultRegion(*settings);
     EXPECT_TRUE(log.errors().empty());
@@ -138,8 +145,12 @@ int useWhatCannotBeRead(AppSettings& settings)
 TEST_F(SettingsPlaceTest, APipeInPlaceOfTheFileHangsNothing)
 {
     ASSERT_EQ(mkfifo(path().toLocal8Bit().constData(), 0600), 0);
+    FolderEvents events(directoryPath().toStdString());
     EXPECT_EQ(useSettings(pathText(), useWhatCannotBeRead), 0);
     EXPECT_TRUE(std::filesystem::is_fifo(pathText())) << "what is not ours stays";
+    EXPECT_FALSE(events.take("Nimbrale.conf").wasOpened) << "its other end would notice";
+    const FileDescriptor opened(open(path().toLocal8Bit().constData(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+    EXPECT_TRUE(events.take("Nimbrale.conf").wasOpened) << "the control: opening is seen";
 }
 
 TEST_F(SettingsPlaceTest, AnEndlessDeviceInPlaceOfTheFileHangsNothing)
@@ -228,12 +239,14 @@ TEST_F(SettingsPlaceTest, WhatAKilledWriterLeftIsRemovedAndALivingOnesStays)
     const QString leftover = path() + "." + QString::number(ended) + ".new";
     const QString living = path() + "." + QString::number(getppid()) + ".new";
     const QString others = path() + ".old.new";
-    for (const QString& name : {leftover, living, others})
+    const QString negative = path() + "." + QString::number(-ended) + ".new";
+    for (const QString& name : {leftover, living, others, negative})
         std::ofstream(name.toStdString()) << "half";
     const AppSettings settings(pathText());
     EXPECT_FALSE(QFile::exists(leftover));
     EXPECT_TRUE(QFile::exists(living));
     EXPECT_TRUE(QFile::exists(others));
+    EXPECT_TRUE(QFile::exists(negative));
 }
 
 TEST_F(SettingsPlaceTest, ARelativeConfigurationFolderIsIgnored)

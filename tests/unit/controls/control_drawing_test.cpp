@@ -1,14 +1,11 @@
-// The numbers that the look of the frame's controls and labels is made of.
+// The numbers that the look of the controls is made of.
 
 #include "controls/control_drawing.h"
 
-#include "region/region_overlay_painter.h"
+#include "controls/painting.h"
 #include "tests/fakes/offscreen_application.h"
 
-#include <QFont>
 #include <QImage>
-#include <QPaintDevice>
-#include <QPaintEngine>
 #include <QPainter>
 #include <array>
 #include <cmath>
@@ -184,88 +181,95 @@ INSTANTIATE_TEST_SUITE_P(Symbols, ControlSymbolPlaceTest,
                                          Symbol{"Stop", ControlSymbol::stopRecording, 8, 7, 7}),
                          [](const auto& suite) { return suite.param.name; });
 
-/// A text as it was drawn.
-struct DrawnText {
-    int pixelSize;
-    int weight;
-    QColor color;
+struct Control {
+    QRectF rect{20, 20, 22, 22};
+    ControlStyle style;
 };
 
-/// Notes the texts that are drawn and shows nothing.
-class TextNotes final : public QPaintEngine, public QPaintDevice {
-public:
-    TextNotes() : QPaintEngine(AllFeatures) {}
+QImage drawn(ControlDrawing& controls, const Control& control, double scale = 2)
+{
+    QImage picture(140, 140, QImage::Format_ARGB32_Premultiplied);
+    picture.fill(Qt::transparent);
+    QPainter painter(&picture);
+    painter.scale(scale, scale);
+    controls.drawControl(painter, control.rect, control.style, scale);
+    return picture;
+}
 
-    bool begin(QPaintDevice*) override { return true; }
-    bool end() override { return true; }
-    void updateState(const QPaintEngineState&) override {}
-    void drawPixmap(const QRectF&, const QPixmap&, const QRectF&) override {}
-    void drawImage(const QRectF&, const QImage&, const QRectF&, Qt::ImageConversionFlags) override {}
-    void drawPath(const QPainterPath&) override {}
-    void drawTextItem(const QPointF&, const QTextItem& item) override
-    {
-        texts.push_back({item.font().pixelSize(), item.font().weight(), painter()->pen().color()});
-    }
-    [[nodiscard]] Type type() const override { return User; }
-    [[nodiscard]] QPaintEngine* paintEngine() const override { return const_cast<TextNotes*>(this); }
-
-    std::vector<DrawnText> texts;
-
-protected:
-    [[nodiscard]] int metric(PaintDeviceMetric metric) const override
-    {
-        switch (metric) {
-        case PdmWidth:
-        case PdmHeight:
-            return 400;
-        case PdmDevicePixelRatio:
-            return 1;
-        case PdmDevicePixelRatioScaled:
-            return static_cast<int>(devicePixelRatioFScale());
-        default:
-            return 96;
-        }
-    }
-};
-
-std::vector<DrawnText> textsOf(const RegionOverlayAppearance& appearance)
+TEST(ControlDrawingKeptTest, WhatIsKeptIsNotTakenForAnotherLook)
 {
     startOffscreenApplication();
-    RegionOverlayLayoutInput input;
-    input.region = {40, 100, 300, 200};
-    input.screen = {0, 0, 400, 400};
-    input.recordingTextWidth = 60;
-    input.sizeLabelTextWidth = 80;
-    TextNotes notes;
-    QPainter painter(&notes);
-    RegionOverlayPainter(OverlayColors{})
-        .paint(painter, {0, 0, 400, 400}, RegionOverlayLayout(input), appearance, {400, 400}, 1);
-    painter.end();
-    return notes.texts;
+    const ControlStyle style{{1, 0.8, 0.2, 1}, ControlSymbol::move, 11, {0, 0, 0, 0.7}};
+    std::vector<Control> controls(10, Control{{20, 20, 22, 22}, style});
+    controls[1].style.symbol = ControlSymbol::close;
+    controls[2].style.symbolSize = 8;
+    controls[3].style.symbolColor.red = 1;
+    controls[4].style.symbolColor.green = 1;
+    controls[5].style.symbolColor.blue = 1;
+    controls[6].style.base.green = 0.3;
+    controls[7].style.base.blue = 0.9;
+    controls[8].rect.setWidth(46);
+    controls[9].rect.setHeight(30);
+    ControlDrawing kept;
+    for (std::size_t index = 0; index < controls.size(); ++index) {
+        ControlDrawing fresh;
+        const QImage expected = drawn(fresh, controls[index]);
+        EXPECT_EQ(drawn(kept, controls[index]), expected) << "control " << index;
+        EXPECT_EQ(drawn(kept, controls[index]), expected) << "control " << index << " again";
+        EXPECT_EQ(expected == drawn(kept, controls[0]), index == 0) << "control " << index << " looks like the first";
+    }
+    ControlDrawing fresh;
+    EXPECT_EQ(drawn(kept, controls[0], 1), drawn(fresh, controls[0], 1)) << "at another scale";
 }
 
-void expectFont(const std::vector<DrawnText>& texts, int size, int weight)
+TEST(ControlDrawingKeptTest, BackgroundsOfOtherColorsAreOtherLooks)
 {
-    ASSERT_FALSE(texts.empty());
-    for (const DrawnText& text : texts) {
-        EXPECT_EQ(text.pixelSize, size);
-        EXPECT_EQ(text.weight, weight);
-        EXPECT_EQ(text.color, QColor(Qt::white));
+    startOffscreenApplication();
+    ControlDrawing controls;
+    for (const Color& color : {Color{0, 0, 0, 1}, Color{1, 0, 0, 1}, Color{0, 1, 0, 1}, Color{0, 0, 1, 1}}) {
+        QImage picture(80, 60, QImage::Format_ARGB32_Premultiplied);
+        picture.fill(Qt::transparent);
+        QPainter painter(&picture);
+        controls.drawBackground(painter, {20, 20, 40, 20}, color, 1);
+        painter.end();
+        EXPECT_EQ(picture.pixelColor(40, 30), toQColor(color).toRgb());
     }
 }
 
-TEST(LabelFontTest, RecordingTimeIsWhiteAndBoldOfElevenPoints)
+TEST(ControlDrawingKeptTest, EdgesFallOnPixelsWhereverTheControlIsPut)
 {
-    RegionOverlayAppearance appearance;
-    appearance.recordingText = "REC 1:05";
-    expectFont(textsOf(appearance), 11, 700);
+    startOffscreenApplication();
+    ControlDrawing controls;
+    const QImage whole = drawn(controls, {{20, 20, 22, 22}, {}});
+    EXPECT_EQ(drawn(controls, {{20.2, 19.8, 22, 22}, {}}), whole);
+    EXPECT_NE(drawn(controls, {{20.5, 20, 22, 22}, {}}), whole) << "a pixel further";
 }
 
-TEST(LabelFontTest, SizeLabelIsWhiteAndSemiboldOfTwelvePoints)
+TEST(ControlSymbolsTest, AreAsLargeAsTheirPointSizeSays)
 {
-    RegionOverlayAppearance appearance;
-    appearance.sizeLabel = "1280 × 720 · ½ width";
-    expectFont(textsOf(appearance), 12, 600);
+    const auto boxOf = [](ControlSymbol symbol) { return controlSymbolPath(symbol, 100).boundingRect(); };
+    const auto expectBox = [&](ControlSymbol symbol, double reach) {
+        const QRectF box = boxOf(symbol);
+        EXPECT_NEAR(box.left(), -reach, 0.5);
+        EXPECT_NEAR(box.right(), reach, 0.5);
+        EXPECT_NEAR(box.top(), -reach, 0.5);
+        EXPECT_NEAR(box.bottom(), reach, 0.5);
+    };
+    expectBox(ControlSymbol::move, 64);
+    expectBox(ControlSymbol::close, 46);
+    expectBox(ControlSymbol::settings, 62);
+    expectBox(ControlSymbol::resize, 56.5);
+    expectBox(ControlSymbol::record, 55);
+    expectBox(ControlSymbol::stopRecording, 50);
+    EXPECT_NEAR(controlSymbolPath(ControlSymbol::record, 10).boundingRect().width(), 11, 0.05);
+}
+
+TEST(ControlSymbolsTest, TheGearHasAHole)
+{
+    const QPainterPath gear = controlSymbolPath(ControlSymbol::settings, 100);
+    EXPECT_FALSE(gear.contains(QPointF(0, 0)));
+    EXPECT_FALSE(gear.contains(QPointF(17, 0)));
+    EXPECT_TRUE(gear.contains(QPointF(30, 0)));
 }
 
 } // namespace

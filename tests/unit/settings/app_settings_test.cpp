@@ -285,6 +285,16 @@ TEST_F(AppSettingsTest, TwoStoresOnOneFileSeeEachOthersValues)
     EXPECT_EQ(one.webcamDeviceID(), "camera");
 }
 
+TEST_F(AppSettingsTest, AWriteStartsFromWhatTheFileHoldsThen)
+{
+    AppSettings one(pathText());
+    one.setLeft(1);
+    ASSERT_EQ(one.left(), 1);
+    AppSettings(pathText()).setTop(2);
+    one.setLeft(3);
+    EXPECT_EQ(readFile(), "[General]\nsettingsLeft=3\nsettingsTop=2\n");
+}
+
 TEST_F(AppSettingsTest, ValuesReachTheFileWithTheAssignment)
 {
     AppSettings settings(pathText());

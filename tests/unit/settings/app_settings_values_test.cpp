@@ -5,6 +5,8 @@
 #include <gtest/gtest.h>
 
 #include <limits>
+#include <utility>
+#include <vector>
 
 namespace nimbrale {
 namespace {
@@ -17,6 +19,45 @@ TEST_F(AppSettingsTest, RawValuesAreComparedExactly)
     EXPECT_EQ(settings.recordQuality(), AppSettings::RecordingQuality::standard);
     EXPECT_EQ(settings.webcamBackground(), AppSettings::WebcamBackground::original);
     EXPECT_EQ(settings.settingsTab(), AppSettings::SettingsTab::general);
+}
+
+TEST_F(AppSettingsTest, EveryCaseStandsByItsNameInTheFile)
+{
+    const std::vector<std::pair<AppSettings::WebcamShape, QByteArray>> shapes{
+        {AppSettings::WebcamShape::rectangle, "rectangle"},
+        {AppSettings::WebcamShape::rounded, "rounded"},
+        {AppSettings::WebcamShape::circle, "circle"}};
+    const std::vector<std::pair<AppSettings::WebcamBackground, QByteArray>> backgrounds{
+        {AppSettings::WebcamBackground::original, "original"},
+        {AppSettings::WebcamBackground::blurred, "blurred"},
+        {AppSettings::WebcamBackground::transparent, "transparent"}};
+    const std::vector<std::pair<AppSettings::RecordingQuality, QByteArray>> qualities{
+        {AppSettings::RecordingQuality::standard, "standard"}, {AppSettings::RecordingQuality::high, "high"}};
+    const std::vector<std::pair<AppSettings::SettingsTab, QByteArray>> tabs{
+        {AppSettings::SettingsTab::general, "general"},
+        {AppSettings::SettingsTab::webcam, "webcam"},
+        {AppSettings::SettingsTab::recording, "recording"}};
+    AppSettings settings(pathText());
+    for (const auto& [shape, name] : shapes) {
+        settings.setWebcamShape(shape);
+        EXPECT_TRUE(readFile().contains("webcamShape=" + name + "\n"));
+        EXPECT_EQ(settings.webcamShape(), shape);
+    }
+    for (const auto& [background, name] : backgrounds) {
+        settings.setWebcamBackground(background);
+        EXPECT_TRUE(readFile().contains("webcamBackground=" + name + "\n"));
+        EXPECT_EQ(settings.webcamBackground(), background);
+    }
+    for (const auto& [quality, name] : qualities) {
+        settings.setRecordQuality(quality);
+        EXPECT_TRUE(readFile().contains("recordQuality=" + name + "\n"));
+        EXPECT_EQ(settings.recordQuality(), quality);
+    }
+    for (const auto& [tab, name] : tabs) {
+        settings.setSettingsTab(tab);
+        EXPECT_TRUE(readFile().contains("settingsTab=" + name + "\n"));
+        EXPECT_EQ(settings.settingsTab(), tab);
+    }
 }
 
 struct Unreadable {
