@@ -114,6 +114,8 @@ public:
 
     /// Where a viewable window is whose WM_NAME or _NET_WM_NAME contains the text, without the frame of a manager.
     [[nodiscard]] std::optional<QRect> windowTitled(const std::string& text) const;
+    /// The title of the window that the window manager calls the active one; empty when there is none.
+    [[nodiscard]] std::string activeWindowTitle() const;
 
     // --- Displays -------------------------------------------------------------------------------------------------
 

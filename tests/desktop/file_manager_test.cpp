@@ -1,0 +1,253 @@
+// Revealing a file by what the session's bus offers, on a bus of the test's own.
+
+#include "platform/desktop/file_manager.h"
+#include "tests/support/process.h"
+
+#include <QCoreApplication>
+#include <QDBusConnection>
+#include <QDBusMessage>
+#include <QDBusUnixFileDescriptor>
+#include <QDBusVirtualObject>
+#include <QElapsedTimer>
+#include <QTemporaryDir>
+#include <QUrl>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <gmock/gmock.h>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace nimbrale::test {
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::SizeIs;
+
+/// Stands for a service of the desktop: notes the calls and accepts or refuses them.
+class FakeService final : public QDBusVirtualObject {
+public:
+    FakeService(const QDBusConnection& connection, const QString& name, const QString& path, bool accepts)
+        : connection_(connection), name_(name), path_(path), accepts_(accepts)
+    {
+        EXPECT_TRUE(connection_.registerVirtualObject(path_, this));
+        EXPECT_TRUE(connection_.registerService(name_));
+    }
+    ~FakeService() override
+    {
+        connection_.unregisterService(name_);
+        connection_.unregisterObject(path_);
+    }
+    FakeService(const FakeService&) = delete;
+    FakeService& operator=(const FakeService&) = delete;
+
+    [[nodiscard]] QString introspect(const QString&) const override { return {}; }
+    bool handleMessage(const QDBusMessage& message, const QDBusConnection& connection) override
+    {
+        calls.push_back(message);
+        connection.send(accepts_ ? message.createReply() : message.createErrorReply(QDBusError::Failed, "no"));
+        return true;
+    }
+
+    std::vector<QDBusMessage> calls;
+
+private:
+    QDBusConnection connection_;
+    QString name_;
+    QString path_;
+    bool accepts_;
+};
+
+/// One bus for the whole suite, since the toolkit keeps its connection to the first one that it met.
+class FileManagerTest : public testing::Test {
+protected:
+    static void SetUpTestSuite()
+    {
+        application = std::make_unique<QCoreApplication>(argumentCount, arguments);
+        home = std::make_unique<QTemporaryDir>();
+        Process::Options options;
+        options.environment = {{"PATH", "/usr/bin:/bin"}, {"HOME", home->path().toStdString()}};
+        options.isSpokenWith = true;
+        bus =
+            Process::start("dbus-daemon", {"--session", "--nofork", "--nopidfile", "--print-address"}, options, reason);
+        const std::optional<std::string> address = bus ? bus->readLine() : std::nullopt;
+        if (address)
+            qputenv("DBUS_SESSION_BUS_ADDRESS", address->c_str());
+    }
+    static void TearDownTestSuite()
+    {
+        QDBusConnection::disconnectFromBus(servicesName);
+        application.reset();
+        bus.reset();
+        home.reset();
+    }
+    void SetUp() override
+    {
+        if (!bus)
+            GTEST_SKIP() << reason;
+        ASSERT_TRUE(services().isConnected());
+        std::ofstream(file_) << "a movie";
+    }
+
+    [[nodiscard]] std::unique_ptr<FakeService> fileManagerService(bool accepts) const
+    {
+        return std::make_unique<FakeService>(services(), "org.freedesktop.FileManager1",
+                                             "/org/freedesktop/FileManager1", accepts);
+    }
+    [[nodiscard]] std::unique_ptr<FakeService> portalService(bool accepts) const
+    {
+        return std::make_unique<FakeService>(services(), "org.freedesktop.portal.Desktop",
+                                             "/org/freedesktop/portal/desktop", accepts);
+    }
+    [[nodiscard]] static QDBusConnection services()
+    {
+        return QDBusConnection::connectToBus(qEnvironmentVariable("DBUS_SESSION_BUS_ADDRESS"), servicesName);
+    }
+    template <typename Condition>
+    [[nodiscard]] static bool runUntil(Condition condition, int milliseconds = 5000)
+    {
+        QElapsedTimer timer;
+        timer.start();
+        while (!condition()) {
+            if (timer.elapsed() > milliseconds)
+                return false;
+            QCoreApplication::processEvents(QEventLoop::AllEvents, 5);
+        }
+        return true;
+    }
+    /// Long enough for a call that would be made.
+    static void letPass()
+    {
+        static_cast<void>(runUntil([] { return false; }, 300));
+    }
+
+    static constexpr const char* servicesName = "services";
+    static inline int argumentCount = 1;
+    static inline char name[5] = "test";
+    static inline char* arguments[2] = {name, nullptr};
+    static inline std::unique_ptr<QCoreApplication> application;
+    static inline std::unique_ptr<QTemporaryDir> home;
+    static inline std::unique_ptr<Process> bus;
+    static inline std::string reason;
+    QTemporaryDir folder_;
+    std::filesystem::path file_ = std::filesystem::path(folder_.path().toStdString()) / "my movie, 100 %.mov";
+    std::vector<std::filesystem::path> opened_;
+    FileManager fileManager_{[this](const std::filesystem::path& folder) {
+        opened_.push_back(folder);
+        return true;
+    }};
+};
+
+TEST_F(FileManagerTest, TheFileManagerShowsTheFile)
+{
+    const auto fileManager = fileManagerService(true);
+    const auto portal = portalService(true);
+    fileManager_.reveal(file_);
+    ASSERT_TRUE(runUntil([&] { return !fileManager->calls.empty(); }));
+    letPass();
+    ASSERT_THAT(fileManager->calls, SizeIs(1));
+    const QDBusMessage& call = fileManager->calls.front();
+    EXPECT_EQ(call.interface(), "org.freedesktop.FileManager1");
+    EXPECT_EQ(call.member(), "ShowItems");
+    EXPECT_EQ(call.signature(), "ass");
+    const QStringList uris = call.arguments().at(0).toStringList();
+    ASSERT_EQ(uris.size(), 1);
+    EXPECT_EQ(QUrl(uris.front()).toLocalFile().toStdString(), file_.string());
+    EXPECT_TRUE(uris.front().startsWith("file:///")) << uris.front().toStdString();
+    EXPECT_TRUE(uris.front().contains("my%20movie,%20100%20%25.mov")) << uris.front().toStdString();
+    EXPECT_THAT(portal->calls, IsEmpty());
+    EXPECT_THAT(opened_, IsEmpty());
+}
+
+TEST_F(FileManagerTest, WithoutAFileManagerThePortalOpensTheFolder)
+{
+    const auto portal = portalService(true);
+    fileManager_.reveal(file_);
+    ASSERT_TRUE(runUntil([&] { return !portal->calls.empty(); }));
+    letPass();
+    ASSERT_THAT(portal->calls, SizeIs(1));
+    const QDBusMessage& call = portal->calls.front();
+    EXPECT_EQ(call.interface(), "org.freedesktop.portal.OpenURI");
+    EXPECT_EQ(call.member(), "OpenDirectory");
+    EXPECT_EQ(call.signature(), "sha{sv}");
+    const auto descriptor = call.arguments().at(1).value<QDBusUnixFileDescriptor>();
+    EXPECT_EQ(std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(descriptor.fileDescriptor())), file_);
+    EXPECT_THAT(opened_, IsEmpty());
+}
+
+TEST_F(FileManagerTest, AFileManagerThatRefusesIsPassedOver)
+{
+    const auto fileManager = fileManagerService(false);
+    const auto portal = portalService(true);
+    fileManager_.reveal(file_);
+    EXPECT_TRUE(runUntil([&] { return !portal->calls.empty(); }));
+    EXPECT_THAT(fileManager->calls, SizeIs(1));
+}
+
+TEST_F(FileManagerTest, WhenAllRefuseTheFolderIsOpened)
+{
+    const auto fileManager = fileManagerService(false);
+    const auto portal = portalService(false);
+    fileManager_.reveal(file_);
+    ASSERT_TRUE(runUntil([&] { return !opened_.empty(); }));
+    EXPECT_THAT(opened_, ElementsAre(file_.parent_path()));
+    EXPECT_THAT(portal->calls, SizeIs(1));
+}
+
+TEST_F(FileManagerTest, WithoutAnyServiceTheFolderIsOpened)
+{
+    fileManager_.reveal(file_);
+    ASSERT_TRUE(runUntil([&] { return !opened_.empty(); }));
+    EXPECT_THAT(opened_, ElementsAre(file_.parent_path()));
+}
+
+TEST_F(FileManagerTest, AFileThatIsGoneStillHasItsFolder)
+{
+    const auto portal = portalService(true);
+    std::filesystem::remove(file_);
+    fileManager_.reveal(file_);
+    ASSERT_TRUE(runUntil([&] { return !opened_.empty(); }));
+    EXPECT_THAT(portal->calls, IsEmpty()) << "there is nothing to hand to the portal";
+}
+
+TEST_F(FileManagerTest, AnAnswerThatComesAfterItsEndIsNobodys)
+{
+    const auto fileManager = fileManagerService(false);
+    std::vector<std::filesystem::path> opened;
+    {
+        FileManager ending([&](const std::filesystem::path& folder) {
+            opened.push_back(folder);
+            return true;
+        });
+        ending.reveal(file_);
+    }
+    EXPECT_TRUE(runUntil([&] { return !fileManager->calls.empty(); }));
+    letPass();
+    EXPECT_THAT(opened, IsEmpty());
+}
+
+/// In a process of its own, which meets no bus. Runs before all others, while there is but one thread.
+TEST(FileManagerDeathTest, WithoutABusTheFolderIsOpenedAtOnce)
+{
+    const auto reveal = [] {
+        qputenv("DBUS_SESSION_BUS_ADDRESS", "unix:path=/no/such/bus");
+        int count = 1;
+        char name[] = "test";
+        char* arguments[] = {name, nullptr};
+        const QCoreApplication application(count, arguments);
+        std::vector<std::filesystem::path> opened;
+        FileManager fileManager([&](const std::filesystem::path& folder) {
+            opened.push_back(folder);
+            return true;
+        });
+        fileManager.reveal("/some/folder/movie.mov");
+        std::_Exit(opened == std::vector<std::filesystem::path>{"/some/folder"} ? EXIT_SUCCESS : EXIT_FAILURE);
+    };
+    EXPECT_EXIT(reveal(), testing::ExitedWithCode(EXIT_SUCCESS), "");
+}
+
+} // namespace
+} // namespace nimbrale::test
