@@ -28,7 +28,7 @@ protected:
     [[nodiscard]] static SettingsWindow* settingsWindow()
     {
         for (QWidget* window : QApplication::topLevelWidgets()) {
-            if (auto* const found = qobject_cast<SettingsWindow*>(window))
+            if (auto* const found = dynamic_cast<SettingsWindow*>(window))
                 return found;
         }
         return nullptr;
