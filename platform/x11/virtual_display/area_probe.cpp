@@ -13,9 +13,9 @@ namespace {
 
 using namespace std::chrono_literals;
 
-// Compositing managers take a frame or two, and more on a busy computer.
+// Compositing managers take a frame or two, and much more on a busy computer.
 constexpr auto lookInterval = 50ms;
-constexpr int looks = 24;
+constexpr int looks = 60;
 
 /// 24 of 255, as a channel with that mask holds it.
 std::uint32_t bitsWhenOn(std::uint32_t mask)
