@@ -62,6 +62,12 @@ public:
     }
 
     [[nodiscard]] std::chrono::nanoseconds now() const { return now_; }
+    /// Calls that were posted and have not run.
+    [[nodiscard]] std::size_t pendingPosts()
+    {
+        const std::lock_guard lock(mutex_);
+        return posted_.size();
+    }
     /// Calls that wait for their moment.
     [[nodiscard]] std::size_t pendingTimers() const { return timers_.size(); }
 

@@ -19,12 +19,6 @@ RootBackground::RootBackground(Connection& connection, bool isComposited)
     setComposited(isComposited);
 }
 
-RootBackground::~RootBackground()
-{
-    dropWallpaper();
-    dropStandIn();
-}
-
 bool RootBackground::handle(const xcb_generic_event_t& event)
 {
     if (eventType(event) == XCB_PROPERTY_NOTIFY) {
@@ -36,8 +30,8 @@ bool RootBackground::handle(const xcb_generic_event_t& event)
         return true;
     }
     const Extension& damage = connection_.extensions().damage;
-    if (damage_ != XCB_NONE && eventType(event) == damage.firstEvent + XCB_DAMAGE_NOTIFY) {
-        isDamaged_ |= eventAs<xcb_damage_notify_event_t>(event).damage == damage_;
+    if (damage_ && eventType(event) == damage.firstEvent + XCB_DAMAGE_NOTIFY) {
+        isDamaged_ |= eventAs<xcb_damage_notify_event_t>(event).damage == damage_.get();
         return false;
     }
     if (eventType(event) != XCB_CONFIGURE_NOTIFY)
@@ -57,7 +51,7 @@ bool RootBackground::handle(const xcb_generic_event_t& event)
 xcb_xfixes_fetch_region_cookie_t RootBackground::fetchDamage(xcb_xfixes_region_t region)
 {
     isDamaged_ = false;
-    mayFail(connection_.get(), xcb_damage_subtract_checked(connection_.get(), damage_, XCB_NONE, region));
+    mayFail(connection_.get(), xcb_damage_subtract_checked(connection_.get(), damage_.get(), XCB_NONE, region));
     return xcb_xfixes_fetch_region(connection_.get(), region);
 }
 
@@ -68,7 +62,7 @@ void RootBackground::setComposited(bool isComposited)
         readWallpaper();
         return;
     }
-    dropWallpaper();
+    wallpaper_.reset();
     // A server without DAMAGE ends in the redirection of a window.
     const Extensions& extensions = connection_.extensions();
     if (standIn_ == XCB_NONE && extensions.composite.isPresent && extensions.damage.isPresent)
@@ -77,16 +71,17 @@ void RootBackground::setComposited(bool isComposited)
 
 void RootBackground::readWallpaper()
 {
-    dropWallpaper();
+    wallpaper_.reset();
     for (const xcb_atom_t atom : wallpaperAtoms_) {
         const std::optional<xcb_pixmap_t> pixmap = namedPixmap(atom);
         if (!pixmap)
             continue;
-        wallpaper_ = connection_.newId();
+        // The pixmap may vanish in this moment, and then there is no picture either.
+        wallpaper_ = {connection_, connection_.newId()};
         const std::uint32_t repeat = XCB_RENDER_REPEAT_NORMAL;
         mayFail(connection_.get(),
-                xcb_render_create_picture_checked(connection_.get(), wallpaper_, *pixmap, connection_.rootFormat(),
-                                                  XCB_RENDER_CP_REPEAT, &repeat));
+                xcb_render_create_picture_checked(connection_.get(), wallpaper_.get(), *pixmap,
+                                                  connection_.rootFormat(), XCB_RENDER_CP_REPEAT, &repeat));
         return;
     }
 }
@@ -109,43 +104,31 @@ std::optional<xcb_pixmap_t> RootBackground::namedPixmap(xcb_atom_t property) con
     return named;
 }
 
-void RootBackground::dropWallpaper()
-{
-    // The picture was never made when the pixmap vanished in the moment of its making.
-    if (wallpaper_ != XCB_NONE)
-        mayFail(connection_.get(), xcb_render_free_picture_checked(connection_.get(), wallpaper_));
-    wallpaper_ = XCB_NONE;
-}
-
 void RootBackground::makeStandIn()
 {
     xcb_connection_t* const raw = connection_.get();
     const std::uint32_t values[] = {XCB_BACK_PIXMAP_PARENT_RELATIVE, 1};
     const std::uint32_t mask = XCB_CW_BACK_PIXMAP | XCB_CW_OVERRIDE_REDIRECT;
-    anchor_ = connection_.newId();
-    xcb_create_window(raw, XCB_COPY_FROM_PARENT, anchor_, connection_.root(), -1, -1, 1, 1, 0,
+    anchor_ = {connection_, connection_.newId()};
+    xcb_create_window(raw, XCB_COPY_FROM_PARENT, anchor_.get(), connection_.root(), -1, -1, 1, 1, 0,
                       XCB_WINDOW_CLASS_INPUT_OUTPUT, XCB_COPY_FROM_PARENT, mask, values);
     standIn_ = connection_.newId();
     // A redirected window is not cut to its parent. One pixel away from it lies the root's corner.
-    xcb_create_window(raw, XCB_COPY_FROM_PARENT, standIn_, anchor_, 1, 1, static_cast<std::uint16_t>(rootWidth_),
+    xcb_create_window(raw, XCB_COPY_FROM_PARENT, standIn_, anchor_.get(), 1, 1, static_cast<std::uint16_t>(rootWidth_),
                       static_cast<std::uint16_t>(rootHeight_), 0, XCB_WINDOW_CLASS_INPUT_OUTPUT, XCB_COPY_FROM_PARENT,
                       mask, values);
     xcb_composite_redirect_window(raw, standIn_, XCB_COMPOSITE_REDIRECT_MANUAL);
     xcb_map_window(raw, standIn_);
-    xcb_map_window(raw, anchor_);
-    damage_ = connection_.newId();
-    xcb_damage_create(raw, damage_, connection_.root(), XCB_DAMAGE_REPORT_LEVEL_NON_EMPTY);
+    xcb_map_window(raw, anchor_.get());
+    damage_ = {connection_, connection_.newId()};
+    xcb_damage_create(raw, damage_.get(), connection_.root(), XCB_DAMAGE_REPORT_LEVEL_NON_EMPTY);
 }
 
 void RootBackground::dropStandIn()
 {
-    if (anchor_ != XCB_NONE)
-        xcb_destroy_window(connection_.get(), anchor_);
-    if (damage_ != XCB_NONE)
-        xcb_damage_destroy(connection_.get(), damage_);
-    damage_ = XCB_NONE;
+    damage_.reset();
     isDamaged_ = false;
-    anchor_ = XCB_NONE;
+    anchor_.reset();
     standIn_ = XCB_NONE;
 }
 

@@ -2,6 +2,7 @@
 
 #include "platform/pixel_rect.h"
 #include "platform/x11/server/connection.h"
+#include "platform/x11/server/owned_id.h"
 
 #include <optional>
 #include <xcb/damage.h>
@@ -24,7 +25,6 @@ namespace nimbrale::x11 {
 class RootBackground {
 public:
     RootBackground(Connection& connection, bool isComposited);
-    ~RootBackground();
     RootBackground(const RootBackground&) = delete;
     RootBackground& operator=(const RootBackground&) = delete;
 
@@ -38,12 +38,12 @@ public:
     /// The root as it is now, in its own pixels.
     [[nodiscard]] PixelRect rootBounds() const { return {0, 0, rootWidth_, rootHeight_}; }
     /// The wallpaper, repeated over the root; none without a compositing manager.
-    [[nodiscard]] xcb_render_picture_t wallpaper() const { return wallpaper_; }
+    [[nodiscard]] xcb_render_picture_t wallpaper() const { return wallpaper_.get(); }
     /// The stand-in, aligned with the root; none under a compositing manager. Clear a part of it to have the background
     /// of now there.
     [[nodiscard]] xcb_window_t standIn() const { return standIn_; }
     /// The child of the root that the stand-in is in, a single pixel beyond the screen; none without a stand-in.
-    [[nodiscard]] xcb_window_t anchor() const { return anchor_; }
+    [[nodiscard]] xcb_window_t anchor() const { return anchor_.get(); }
 
     /// Whether something was drawn on the screen since `fetchDamage`, in windows or on the root itself. Always false
     /// without a stand-in.
@@ -54,16 +54,16 @@ public:
 private:
     void readWallpaper();
     [[nodiscard]] std::optional<xcb_pixmap_t> namedPixmap(xcb_atom_t property) const;
-    void dropWallpaper();
     void makeStandIn();
     void dropStandIn();
 
     Connection& connection_;
     xcb_atom_t wallpaperAtoms_[2];
-    xcb_render_picture_t wallpaper_ = XCB_NONE;
-    xcb_window_t anchor_ = XCB_NONE;
+    OwnedWindowPicture wallpaper_;
+    OwnedWindow anchor_;
+    /// Goes with the anchor.
     xcb_window_t standIn_ = XCB_NONE;
-    xcb_damage_damage_t damage_ = XCB_NONE;
+    OwnedWindowDamage damage_;
     bool isDamaged_ = false;
     int rootWidth_;
     int rootHeight_;

@@ -1,6 +1,8 @@
 #include "tests/fakes/folder_events.h"
 #include "tests/fakes/region_capture_fixture.h"
 
+#include <limits>
+
 #include <chrono>
 
 namespace nimbrale {
@@ -423,6 +425,35 @@ TEST_F(RegionCaptureTest, MayBeStoppedFromWithinADelivery)
 
     EXPECT_THAT(frames, SizeIs(1));
     stream().completeStop();
+}
+
+TEST_F(RegionCaptureTest, APictureCostsOneCallOnTheMainQueue)
+{
+    startRunning();
+    queue.runPosted();
+    for (std::size_t picture = 1; picture <= 3; ++picture) {
+        stream().deliverPicture(800, 600);
+        EXPECT_EQ(queue.pendingPosts(), picture);
+    }
+    queue.runPosted();
+    EXPECT_EQ(frames.size(), 3u);
+}
+
+TEST_F(RegionCaptureTest, AFrameRateBeyondWhatAnIntervalHoldsIsCutOff)
+{
+    startRunning();
+    const auto intervalAt = [this](std::int64_t framerate) {
+        settings.setFramerate(framerate);
+        capture->settingsChanged();
+        stream().completeConfigurationUpdate();
+        return stream().configuration.minimumFrameInterval;
+    };
+    EXPECT_EQ(intervalAt(std::int64_t{1} << 40), (FrameInterval{1, std::numeric_limits<std::int32_t>::max()}));
+    EXPECT_EQ(intervalAt(2147483647), (FrameInterval{1, 2147483647}));
+    EXPECT_EQ(intervalAt(2147483646), (FrameInterval{1, 2147483646}));
+    EXPECT_EQ(intervalAt(-(std::int64_t{1} << 40)), (FrameInterval{1, std::numeric_limits<std::int32_t>::min()}));
+    EXPECT_EQ(intervalAt(-2147483647), (FrameInterval{1, -2147483647}));
+    EXPECT_EQ(intervalAt(0), (FrameInterval{1, 0}));
 }
 
 } // namespace
