@@ -76,9 +76,8 @@ protected:
     double scale = 1;
 };
 
-INSTANTIATE_TEST_SUITE_P(, X11LayerScalesTest, testing::Values(96, 120, 144, 192, 288), [](const auto& parameter) {
-    return "scale" + std::to_string(parameter.param * 100 / 96);
-});
+INSTANTIATE_TEST_SUITE_P(, X11LayerScalesTest, testing::Values(96, 120, 144, 192, 288),
+                         [](const auto& parameter) { return "scale" + std::to_string(parameter.param * 100 / 96); });
 
 TEST_P(X11LayerScalesTest, cornersAreSmooth)
 {
@@ -131,8 +130,8 @@ TEST_P(X11LayerScalesTest, aCircleShowsAPictureThatFillsIt)
             layer->setContents(bufferSurfaceOf(picture));
         QImage expected = blank(Qt::white);
         QPainter(&expected).drawImage(
-            pixels.topLeft(), rounded(picture.mirrored(true, false).copy(10, 0, pixels.width(), pixels.height()),
-                                      pixels.width() / 2.0));
+            pixels.topLeft(),
+            rounded(picture.mirrored(true, false).copy(10, 0, pixels.width(), pixels.height()), pixels.width() / 2.0));
         EXPECT_TRUE(imagesMatch(pictureOf(expected.rect()), expected, blending)) << isCaptured;
     }
 }
@@ -626,8 +625,8 @@ TEST_F(X11LayerShapesTest, overACompositedDesktopAFadedCircleIsBlendedOnceAndSmo
     const xcb_window_t backdrop = xcb_generate_id(raw);
     const std::uint32_t values[] = {background.rgb() & 0xffffff, 1};
     xcb_create_window(raw, XCB_COPY_FROM_PARENT, backdrop, desktop->screen().root, 0, 0, 1280, 720, 0,
-                      XCB_WINDOW_CLASS_INPUT_OUTPUT, XCB_COPY_FROM_PARENT,
-                      XCB_CW_BACK_PIXEL | XCB_CW_OVERRIDE_REDIRECT, values);
+                      XCB_WINDOW_CLASS_INPUT_OUTPUT, XCB_COPY_FROM_PARENT, XCB_CW_BACK_PIXEL | XCB_CW_OVERRIDE_REDIRECT,
+                      values);
     xcb_map_window(raw, backdrop);
     desktop->synchronize();
     const auto panel = host->makePanel({0, 0, 64, 48});
@@ -654,8 +653,9 @@ TEST_F(X11LayerShapesTest, overACompositedDesktopAFadedCircleIsBlendedOnceAndSmo
             painter.setOpacity(opacity);
             painter.drawImage(4, 4, rounded(inner, 20));
             painter.end();
-            static_cast<void>(host->pumpUntil(
-                [&] { return imagesAreAlike(desktop->screenshot({0, 0, 64, 48}), expected, composited); }));
+            static_cast<void>(host->pumpUntil([&] {
+                return imagesAreAlike(desktop->screenshot({0, 0, 64, 48}), expected, composited);
+            }));
             EXPECT_TRUE(imagesMatch(pictureOf({0, 0, 64, 48}), expected, composited))
                 << opacity << (isCaptured ? " captured" : " made");
         }

@@ -17,7 +17,8 @@ using Clock = std::chrono::steady_clock;
 using namespace std::chrono_literals;
 
 const QRect area(100, 80, 400, 300);
-const Rect region(area.x(), area.y(), area.width(), area.height());
+const Rect region{static_cast<double>(area.x()), static_cast<double>(area.y()), static_cast<double>(area.width()),
+                  static_cast<double>(area.height())};
 
 class X11StreamTest : public X11CaptureTest {
 protected:

@@ -113,7 +113,7 @@ TEST_F(PointerWatcherTest, ARestartTellsARestingPointerOnceMore)
     seen.clear();
     watcher->restart();
     EXPECT_THAT(seen, IsEmpty()) << "not while whoever asks for it is at work";
-    EXPECT_THAT(seenIn(1s), ElementsAre(Point(1, 2)));
+    EXPECT_THAT(seenIn(1s), ElementsAre(Point{1, 2}));
 }
 
 TEST_F(PointerWatcherTest, OnceGoneItIsSilent)
