@@ -25,9 +25,10 @@ Error connectionLost()
 
 class X11Platform final : public Platform {
 public:
-    X11Platform(std::unique_ptr<Connection> connection, MainQueue& mainQueue, Workspace& workspace)
+    X11Platform(std::unique_ptr<Connection> connection, MainQueue& mainQueue, Workspace& workspace,
+                const std::string& displayName)
         : connection_(std::move(connection)), events_(*connection_, [this] { reportLost(); }),
-          screens_(*connection_, events_), virtualDisplays_(*connection_, events_, screens_, mainQueue),
+          screens_(*connection_, events_), virtualDisplays_(*connection_, events_, screens_, mainQueue, displayName),
           panels_(*connection_, events_, screens_, mainQueue), mainQueue_(mainQueue), workspace_(workspace)
     {
         panels_.setVirtualArea(&virtualDisplays_.area());
@@ -86,7 +87,7 @@ Result<std::unique_ptr<Platform>> createX11Platform(MainQueue& mainQueue, Worksp
     auto connection = Connection::open(displayName);
     if (!connection)
         return tl::make_unexpected(connection.error());
-    auto platform = std::make_unique<X11Platform>(std::move(*connection), mainQueue, workspace);
+    auto platform = std::make_unique<X11Platform>(std::move(*connection), mainQueue, workspace, displayName);
     if (const Result<void> started = platform->startCapture(displayName); !started)
         return tl::make_unexpected(started.error());
     return platform;

@@ -66,7 +66,8 @@ private:
         connection = std::move(*connected);
         events = std::make_unique<x11::EventDispatcher>(*connection, [] {});
         screens = std::make_unique<x11::X11Screens>(*connection, *events);
-        virtualDisplays = std::make_unique<x11::X11VirtualDisplays>(*connection, *events, *screens, mainQueue);
+        virtualDisplays =
+            std::make_unique<x11::X11VirtualDisplays>(*connection, *events, *screens, mainQueue, displayName);
     }
 
     // The toolkit paints the card's text, on no display of its own.

@@ -47,7 +47,8 @@ public:
                 screen->activate(capture->region(), *capture->geometry(), capture->pixelScale());
             });
         });
-        const bool isShown = DisplaysHost::pumpUntil([&] { return frames > 0 && screen->windowKind(); });
+        const bool isShown =
+            DisplaysHost::pumpUntil([&] { return frames > 0 && screen->windowKind(); }, Milliseconds{20'000});
         capture->onFrame = [this](const Frame& frame) { screen->show(frame); };
         return isShown;
     }

@@ -50,6 +50,8 @@ TEST_P(CompositedVirtualAreaTest, WindowsArriveOnTheScreen)
     ASSERT_TRUE(DisplaysHost::pumpUntil([&] { return isVerified() || !unusable_.empty(); }));
     ASSERT_EQ(unusable_, "");
     EXPECT_EQ(host_->virtualDisplays->area().usesOverlay(), GetParam().needsOverlay);
+    ASSERT_EQ(ours(), QRect(1280, 720, 800, 600));
+    ASSERT_EQ(desktop_->screenSize(), QSize(2080, 1320)) << "outside of the screen all is black";
     EXPECT_TRUE(shows({1290, 730}, Qt::black));
 
     const xcb_window_t window = showWindow({1280, 720, 800, 600}, 0x2060c0);
@@ -88,13 +90,15 @@ TEST_P(CompositedVirtualAreaTest, TheCompositorMayGoAndComeBack)
     xcb_map_window(host_->connection->get(), other);
 
     ASSERT_TRUE(desktop_->stopCompositor());
-    ASSERT_TRUE(DisplaysHost::pumpUntil([&] { return isVerified() && !desktop_->isComposited(); }));
+    ASSERT_TRUE(DisplaysHost::pumpUntil([&] { return !desktop_->isComposited(); }));
+    ASSERT_TRUE(DisplaysHost::pumpUntil([&] { return isVerified() && !host_->virtualDisplays->area().usesOverlay(); }));
     EXPECT_FALSE(host_->virtualDisplays->area().usesOverlay());
     EXPECT_TRUE(shows({1300, 740}, QColor(0x20, 0x60, 0xc0)));
     EXPECT_TRUE(shows({110, 110}, QColor(0x00, 0xff, 0x00)));
 
     ASSERT_TRUE(desktop_->startCompositor());
     ASSERT_TRUE(DisplaysHost::pumpUntil([&] { return desktop_->isComposited(); }));
+    ASSERT_TRUE(DisplaysHost::pumpUntil([&] { return !isVerified(); })) << "the new one is probed afresh";
     ASSERT_TRUE(DisplaysHost::pumpUntil([&] { return isVerified() || !unusable_.empty(); }));
     EXPECT_EQ(host_->virtualDisplays->area().usesOverlay(), GetParam().needsOverlay);
     EXPECT_TRUE(shows({1300, 740}, QColor(0x20, 0x60, 0xc0)));
@@ -160,11 +164,13 @@ TEST_F(VirtualAreaTest, ACompositorThatHidesItEndsIt)
     desktop_->synchronize();
     auto device = make(800, 600);
     const std::uint32_t above = XCB_STACK_MODE_ABOVE;
-    EXPECT_TRUE(DisplaysHost::pumpUntil([&] {
-        xcb_configure_window(raw, curtain, XCB_CONFIG_WINDOW_STACK_MODE, &above);
-        desktop_->synchronize();
-        return !unusable_.empty();
-    }));
+    EXPECT_TRUE(DisplaysHost::pumpUntil(
+        [&] {
+            xcb_configure_window(raw, curtain, XCB_CONFIG_WINDOW_STACK_MODE, &above);
+            desktop_->synchronize();
+            return !unusable_.empty();
+        },
+        Milliseconds{20'000}));
     EXPECT_THAT(unusable_, testing::HasSubstr("compositing"));
     EXPECT_FALSE(isVerified());
 }

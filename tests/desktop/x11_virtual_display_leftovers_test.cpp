@@ -1,10 +1,16 @@
 // What is left of a virtual display whose process was killed, and what is not a leftover.
 
 #include "tests/desktop/virtual_display_fixture.h"
+#include "tests/support/display_viewer.h"
+#include "tests/support/scene.h"
 
 #include <chrono>
 #include <csignal>
+#include <filesystem>
+#include <fstream>
 #include <gtest/gtest.h>
+#include <iterator>
+#include <optional>
 #include <random>
 #include <set>
 #include <thread>
@@ -15,29 +21,159 @@ namespace nimbrale::test {
 namespace {
 
 /// On a server where the monitor bears no output, and on one where it does.
-class LeftoversTest : public VirtualDisplayTest, public testing::WithParamInterface<PrivateDesktop::Server> {};
+class LeftoversTest : public VirtualDisplayTest, public testing::WithParamInterface<PrivateDesktop::Server> {
+protected:
+    /// The desktop is loud where it is not ours, also where the virtual display will be.
+    void startLoudDesktop()
+    {
+        start({.server = GetParam(), .width = 1280, .height = 720});
+        if (IsSkipped())
+            return;
+        desktop_->setBackground(Qt::red);
+        scene_ = Scene::start(*desktop_);
+        ASSERT_TRUE(scene_);
+        scene_->add("beyond", {.geometry = {1200, 650, 900, 700}, .seed = 0, .colour = Qt::magenta});
+        primaryBefore_ = primary();
+        windowsBefore_ = topLevelWindows();
+    }
 
-TEST_P(LeftoversTest, WhatAKilledProcessLeftIsRemovedByTheNextOne)
+    [[nodiscard]] std::unique_ptr<Process> startProcessWithDisplay()
+    {
+        auto process = desktop_->spawn(buildFolder() / "x11_virtual_display_leftovers_test",
+                                       {"--gtest_filter=ProcessThatIsKilled.*", "--gtest_also_run_disabled_tests"});
+        EXPECT_TRUE(process);
+        EXPECT_TRUE(waitUntil([&] { return isWhole({1280, 720, 800, 600}); }, Milliseconds{5000}));
+        EXPECT_NE(primary(), 0U);
+        return process;
+    }
+
+    /// The caretaker of this desktop: a program of its own that outlives the one that started it.
+    [[nodiscard]] std::optional<pid_t> caretaker() const
+    {
+        for (const auto& entry : std::filesystem::directory_iterator("/proc")) {
+            std::ifstream file(entry.path() / "cmdline");
+            const std::string arguments{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+            const std::string ending = std::string("nimbrale-caretaker") + '\0' + desktop_->displayName() + '\0';
+            if (arguments.size() >= ending.size() &&
+                arguments.compare(arguments.size() - ending.size(), ending.size(), ending) == 0)
+                return std::stoi(entry.path().filename());
+        }
+        return std::nullopt;
+    }
+
+    [[nodiscard]] int topLevelWindows() const
+    {
+        xcb_connection_t* const raw = desktop_->connection();
+        const x11::Reply<xcb_query_tree_reply_t> tree(
+            xcb_query_tree_reply(raw, xcb_query_tree(raw, desktop_->screen().root), nullptr));
+        return tree ? tree->children_len : -1;
+    }
+
+    [[nodiscard]] bool isAsBefore() const
+    {
+        return desktop_->monitors().size() == 1 && desktop_->screenSize() == QSize(1280, 720) &&
+               primary() == primaryBefore_ && topLevelWindows() == windowsBefore_;
+    }
+
+    [[nodiscard]] static bool isOfTheCard(std::uint32_t color)
+    {
+        const auto channel = [color](int shift) { return static_cast<int>(color >> shift & 0xff); };
+        return channel(16) == channel(8) && channel(0) >= channel(8) && channel(0) - channel(8) <= 4;
+    }
+
+    std::unique_ptr<Scene> scene_;
+    xcb_randr_output_t primaryBefore_ = 0;
+    int windowsBefore_ = 0;
+};
+
+TEST_P(LeftoversTest, AKilledProcessShowsNothingOfOthersAndIsTidiedUpAtOnce)
 {
-    start({.server = GetParam(), .width = 1280, .height = 720});
+    startLoudDesktop();
     if (IsSkipped())
         return;
-    const xcb_randr_output_t primaryBefore = primary();
     host_.reset();
-    const auto child = desktop_->spawn(buildFolder() / "x11_virtual_display_leftovers_test",
-                                       {"--gtest_filter=ProcessThatIsKilled.*", "--gtest_also_run_disabled_tests"});
-    ASSERT_TRUE(child);
-    ASSERT_TRUE(waitUntil([&] { return isWhole({1280, 720, 800, 600}); }, Milliseconds{5000}));
-    ASSERT_NE(primary(), 0U);
-    child->signal(SIGKILL);
-    ASSERT_TRUE(child->waitForEnd(Milliseconds{3000}));
+    const auto process = startProcessWithDisplay();
+    ASSERT_TRUE(waitUntil([&] { return caretaker().has_value(); }, Milliseconds{3000}));
+    DisplayViewer viewer(desktop_->displayName(), "Nimbrale", isOfTheCard);
+    ASSERT_TRUE(waitUntil([&] { return viewer.pictures() >= 5; }, Milliseconds{3000}));
+    process->signal(SIGKILL);
+    const int before = viewer.pictures();
+    EXPECT_TRUE(waitUntil([&] { return isAsBefore(); }, Milliseconds{5000}))
+        << desktop_->monitors().size() << " monitors, " << desktop_->screenSize().width() << " wide, "
+        << topLevelWindows() << " windows, " << windowsBefore_ << " before, primary " << primary();
+    EXPECT_TRUE(waitUntil([&] { return !caretaker(); }, Milliseconds{5000}));
+    const DisplayViewer::Result seen = viewer.stop();
+    EXPECT_GT(seen.pictures, before) << "the card is seen after the process has gone";
+    EXPECT_EQ(seen.foreignPictures, 0);
+    EXPECT_EQ(seen.staleForeignPictures, 0);
+}
+
+// As when the system ends everything of a session or of a group of processes.
+TEST_P(LeftoversTest, WhatAProcessLeftThatWasKilledWithItsCaretakerShowsTheCardUntilTheNextOneRemovesIt)
+{
+    startLoudDesktop();
+    if (IsSkipped())
+        return;
+    host_.reset();
+    const auto process = startProcessWithDisplay();
+    ASSERT_TRUE(waitUntil([&] { return caretaker().has_value(); }, Milliseconds{3000}));
+    kill(*caretaker(), SIGKILL);
+    DisplayViewer viewer(desktop_->displayName(), "Nimbrale", isOfTheCard);
+    process->signal(SIGKILL);
+    ASSERT_TRUE(process->waitForEnd(Milliseconds{3000}));
+    const int before = viewer.pictures();
+    ASSERT_TRUE(waitUntil([&] { return viewer.pictures() >= before + 50; }, Milliseconds{3000}));
+    const DisplayViewer::Result seen = viewer.stop();
+    EXPECT_EQ(seen.foreignPictures, 0);
     ASSERT_EQ(desktop_->monitors().size(), 2U);
+    ASSERT_FALSE(isAsBefore());
 
     host_ = std::make_unique<DisplaysHost>(*desktop_);
     EXPECT_EQ(desktop_->monitors().size(), 1U);
     EXPECT_EQ(desktop_->screenSize(), QSize(1280, 720));
-    EXPECT_EQ(primary(), primaryBefore);
+    EXPECT_EQ(primary(), primaryBefore_);
     EXPECT_EQ(host_->screens->screens().size(), 1U);
+    EXPECT_TRUE(waitUntil([&] { return topLevelWindows() <= windowsBefore_; }, Milliseconds{1000}));
+}
+
+TEST_P(LeftoversTest, ADisplayWhoseClientAnotherOneKilledIsRemoved)
+{
+    startLoudDesktop();
+    if (IsSkipped())
+        return;
+    auto device = make(800, 600);
+    ASSERT_TRUE(isWhole({1280, 720, 800, 600}));
+    ASSERT_TRUE(waitUntil([&] { return caretaker().has_value(); }, Milliseconds{3000}));
+    xcb_connection_t* const raw = desktop_->connection();
+    const xcb_atom_t claim = host_->connection->atom("_NIMBRALE_VIRTUAL_DISPLAY_S0");
+    const x11::Reply<xcb_get_selection_owner_reply_t> owner(
+        xcb_get_selection_owner_reply(raw, xcb_get_selection_owner(raw, claim), nullptr));
+    ASSERT_TRUE(owner && owner->owner);
+    DisplayViewer viewer(desktop_->displayName(), "Nimbrale", isOfTheCard);
+    xcb_kill_client(raw, owner->owner);
+    desktop_->synchronize();
+    EXPECT_TRUE(waitUntil(
+        [&] {
+            return desktop_->monitors().size() == 1 && desktop_->screenSize() == QSize(1280, 720) &&
+                   primary() == primaryBefore_;
+        },
+        Milliseconds{2000}));
+    EXPECT_EQ(viewer.stop().foreignPictures, 0);
+    device.reset();
+    host_.reset();
+    EXPECT_EQ(desktop_->monitors().size(), 1U);
+}
+
+TEST_P(LeftoversTest, ACaretakerEndsWithTheDisplay)
+{
+    startLoudDesktop();
+    if (IsSkipped())
+        return;
+    auto device = make(800, 600);
+    ASSERT_TRUE(waitUntil([&] { return caretaker().has_value(); }, Milliseconds{3000}));
+    device.reset();
+    EXPECT_TRUE(waitUntil([&] { return !caretaker(); }, Milliseconds{3000}));
+    EXPECT_TRUE(isAsBefore());
 }
 
 INSTANTIATE_TEST_SUITE_P(Servers, LeftoversTest,

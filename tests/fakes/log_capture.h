@@ -33,6 +33,12 @@ public:
     LogCapture(const LogCapture&) = delete;
     LogCapture& operator=(const LogCapture&) = delete;
 
+    /// All lines, oldest first.
+    [[nodiscard]] std::vector<Line> lines() const
+    {
+        const std::lock_guard lock(mutex_);
+        return lines_;
+    }
     /// The lines of error level, oldest first.
     [[nodiscard]] std::vector<Line> errors() const
     {

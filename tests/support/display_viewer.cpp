@@ -1,7 +1,6 @@
 #include "tests/support/display_viewer.h"
 
 #include <algorithm>
-#include <chrono>
 #include <cstring>
 #include <unordered_map>
 #include <xcb/randr.h>
@@ -33,8 +32,8 @@ QRect rectangleOf(xcb_connection_t* connection, xcb_randr_get_monitors_cookie_t 
 } // namespace
 
 DisplayViewer::DisplayViewer(const std::string& displayName, std::string monitorName,
-                             std::function<bool(std::uint32_t)> isAllowed)
-    : connection_(xcb_connect(displayName.c_str(), nullptr)), isAllowed_(std::move(isAllowed))
+                             std::function<bool(std::uint32_t)> isAllowed, std::chrono::milliseconds pause)
+    : connection_(xcb_connect(displayName.c_str(), nullptr)), isAllowed_(std::move(isAllowed)), pause_(pause)
 {
     screen_ = xcb_setup_roots_iterator(xcb_get_setup(connection_)).data;
     const Reply<xcb_intern_atom_reply_t> atom(xcb_intern_atom_reply(
@@ -69,6 +68,8 @@ void DisplayViewer::watch()
             continue;
         }
         take(known_);
+        if (pause_ > std::chrono::milliseconds::zero())
+            std::this_thread::sleep_for(pause_);
     }
 }
 

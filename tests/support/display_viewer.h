@@ -6,6 +6,7 @@
 #include <QRect>
 
 #include <atomic>
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <string>
@@ -17,7 +18,7 @@ struct xcb_screen_t;
 namespace nimbrale::test {
 
 /// Looks at a monitor as a meeting application does that shares it: reads its rectangle from the screen, over and over,
-/// as fast as the server answers, from a thread and a connection of its own.
+/// from a thread and a connection of its own.
 class DisplayViewer {
 public:
     struct Result {
@@ -35,9 +36,10 @@ public:
     };
 
     /// `isAllowed` says for a color, 0xRRGGBB, whether the monitor may show it; it is called on the viewer's thread.
-    /// For servers whose root has depth 24.
-    DisplayViewer(const std::string& displayName, std::string monitorName,
-                  std::function<bool(std::uint32_t)> isAllowed);
+    /// For servers whose root has depth 24. Rests for `pause` between pictures; none means as fast as the server
+    /// answers, which then has little time for others.
+    DisplayViewer(const std::string& displayName, std::string monitorName, std::function<bool(std::uint32_t)> isAllowed,
+                  std::chrono::milliseconds pause = {});
     ~DisplayViewer();
     DisplayViewer(const DisplayViewer&) = delete;
     DisplayViewer& operator=(const DisplayViewer&) = delete;
@@ -56,6 +58,7 @@ private:
     const xcb_screen_t* screen_ = nullptr;
     std::uint32_t monitor_ = 0;
     std::function<bool(std::uint32_t)> isAllowed_;
+    std::chrono::milliseconds pause_;
     QRect known_;
     Result result_;
     double foreignSince_ = -1;

@@ -1,5 +1,7 @@
 #include "platform/x11/virtual_display/backdrop_card.h"
 
+#include "platform/x11/server/handles.h"
+
 #include <QCoreApplication>
 #include <QFont>
 #include <QFontMetricsF>
@@ -30,14 +32,12 @@ QString cardText()
     return QCoreApplication::translate("BackdropCard", "Sharing has stopped");
 }
 
-xcb_window_t createWindow(Connection& connection, xcb_window_t parent, const PixelRect& pixels)
+xcb_window_t createWindow(xcb_connection_t* raw, const xcb_screen_t& screen, xcb_window_t parent)
 {
-    const xcb_window_t window = connection.newId();
-    const std::array<std::uint32_t, 2> values = {connection.screen().black_pixel, 1};
-    xcb_create_window(connection.get(), XCB_COPY_FROM_PARENT, window, parent, static_cast<std::int16_t>(pixels.x),
-                      static_cast<std::int16_t>(pixels.y), static_cast<std::uint16_t>(pixels.width),
-                      static_cast<std::uint16_t>(pixels.height), 0, XCB_WINDOW_CLASS_INPUT_OUTPUT, XCB_COPY_FROM_PARENT,
-                      XCB_CW_BACK_PIXEL | XCB_CW_OVERRIDE_REDIRECT, values.data());
+    const xcb_window_t window = xcb_generate_id(raw);
+    const std::array<std::uint32_t, 2> values = {screen.black_pixel, 1};
+    xcb_create_window(raw, XCB_COPY_FROM_PARENT, window, parent, -1, -1, 1, 1, 0, XCB_WINDOW_CLASS_INPUT_OUTPUT,
+                      XCB_COPY_FROM_PARENT, XCB_CW_BACK_PIXEL | XCB_CW_OVERRIDE_REDIRECT, values.data());
     return window;
 }
 
@@ -85,20 +85,37 @@ QImage BackdropCard::picture(int displayWidth, int displayHeight)
     return image;
 }
 
-BackdropCard::BackdropCard(Connection& connection, VirtualArea& area)
-    : connection_(connection), area_(area), window_(createWindow(connection, connection.root(), {-1, -1, 1, 1})),
-      text_(createWindow(connection, window_, {0, 0, 1, 1}))
+BackdropCard::BackdropCard(Connection& connection, VirtualArea& area, const std::string& displayName)
+    : connection_(connection), area_(area), lasting_(LastingConnection::open(displayName))
 {
+    xcb_connection_t* const raw = lasting_ ? lasting_->get() : connection_.get();
+    shade_ = createWindow(raw, connection_.screen(), connection_.root());
+    window_ = createWindow(raw, connection_.screen(), connection_.root());
+    text_ = createWindow(raw, connection_.screen(), window_);
+    if (lasting_) {
+        lasting_->mark(connection_, window_);
+        lasting_->synchronize();
+    }
+    area_.add(shade_, AreaRole::shade);
     area_.add(window_, AreaRole::backdrop);
+    xcb_map_window(connection_.get(), shade_);
     xcb_map_window(connection_.get(), window_);
     connection_.flush();
 }
 
 BackdropCard::~BackdropCard()
 {
-    area_.remove(window_);
-    xcb_destroy_window(connection_.get(), window_);
-    connection_.flush();
+    // Where the application is cut off from the display, the card stays until the display is removed.
+    if (connection_.isLost())
+        return;
+    for (const xcb_window_t window : {window_, shade_}) {
+        area_.remove(window);
+        // Any client can have destroyed it before.
+        mayFail(connection_.get(), xcb_destroy_window_checked(connection_.get(), window));
+    }
+    connection_.synchronize();
+    if (lasting_)
+        lasting_->removeWindows();
 }
 
 void BackdropCard::layOut(const PixelRect& pixels)

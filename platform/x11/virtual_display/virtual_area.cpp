@@ -1,6 +1,7 @@
 #include "platform/x11/virtual_display/virtual_area.h"
 
 #include "platform/x11/displays/randr_layout.h"
+#include "platform/x11/server/correction_limiter.h"
 #include "platform/x11/server/events.h"
 #include "platform/x11/server/handles.h"
 #include "platform/x11/server/server_grab.h"
@@ -27,9 +28,13 @@ using namespace std::chrono_literals;
 // Time for a compositing manager to set itself up, or for a window to be mapped and painted.
 constexpr auto settleDelay = 300ms;
 
+// Against a program that answers each of ours by one of its own: enough for no viewer to notice, and little work.
+constexpr std::size_t mostRaises = 100;
+constexpr auto raiseSpan = 200ms;
+
 PixelRect placeOf(AreaRole role, const PixelRect& area)
 {
-    if (role == AreaRole::backdrop && !area.isEmpty())
+    if (role != AreaRole::picture && !area.isEmpty())
         return {area.x, 0, area.width, area.y + area.height};
     return area;
 }
@@ -41,6 +46,7 @@ struct VirtualArea::Impl {
         xcb_window_t window = XCB_WINDOW_NONE;
         AreaRole role = AreaRole::picture;
     };
+    using Entries = std::vector<Entry>;
 
     Connection& connection;
     MainQueue& mainQueue;
@@ -48,14 +54,20 @@ struct VirtualArea::Impl {
     CompositeOverlay overlay;
     xcb_atom_t compositorSelection;
     /// Back to front.
-    std::vector<Entry> windows;
+    Entries windows;
     PixelRect pixels;
     bool isVerified = false;
     WindowEvents rootEvents;
     Subscription compositorChanges;
     Subscription shapeChanges;
     Subscription restackings;
+    CorrectionLimiter raises{mostRaises, raiseSpan};
+    std::unique_ptr<Timer> raiseTimer;
     std::unique_ptr<Timer> probeTimer;
+    /// Whether it has been found out where this compositing manager is best started with.
+    bool isKnown = false;
+    /// Whether the windows have been children of the other of root and overlay since the last change.
+    bool wasMoved = false;
     std::unique_ptr<AreaProbe> probe;
 
     Impl(Connection& theConnection, MainQueue& theMainQueue, VirtualArea& theOwner)
@@ -76,7 +88,14 @@ struct VirtualArea::Impl {
     void exposeAll() const;
     void moveAllInto(xcb_window_t parent) const;
     void moveInto(xcb_window_t parent, const Entry& entry) const;
-    void keepOrder() const;
+    [[nodiscard]] bool isOurs(xcb_window_t window) const;
+    [[nodiscard]] bool isMoveOfFrontmost(const xcb_generic_event_t& event) const;
+    [[nodiscard]] bool mayBeCoveredAfter(const xcb_generic_event_t& event) const;
+    void raiseSoon();
+    void raise();
+    void stackBelow(Entries::const_reverse_iterator front) const;
+    [[nodiscard]] bool isInRoot(const Entry& entry) const;
+    [[nodiscard]] bool prefersOverlay();
 };
 
 void VirtualArea::Impl::watch(EventDispatcher& events)
@@ -90,6 +109,7 @@ void VirtualArea::Impl::watch(EventDispatcher& events)
             // What the last compositing manager needed says nothing of the next one, and the overlay must not outlive
             // it.
             leaveOverlay();
+            isKnown = false;
             probeSoon();
             if (isVerified && owner.onVerified)
                 owner.onVerified();
@@ -99,24 +119,106 @@ void VirtualArea::Impl::watch(EventDispatcher& events)
             eventAs<xcb_shape_notify_event_t>(event).affected_window == overlay.window())
             overlay.open(pixels);
     });
-    restackings = events.add({XCB_CONFIGURE_NOTIFY}, [this](const auto& event) {
-        if (!windows.empty() && overlay.window() == XCB_WINDOW_NONE &&
-            eventAs<xcb_configure_notify_event_t>(event).window == windows.back().window)
-            keepOrder();
+    restackings = events.add({XCB_CONFIGURE_NOTIFY, XCB_MAP_NOTIFY, XCB_REPARENT_NOTIFY, XCB_CIRCULATE_NOTIFY},
+                             [this](const auto& event) {
+                                 if (isMoveOfFrontmost(event))
+                                     stackBelow(windows.crbegin());
+                                 else if (mayBeCoveredAfter(event))
+                                     raiseSoon();
+                             });
+}
+
+bool VirtualArea::Impl::isOurs(xcb_window_t window) const
+{
+    return std::any_of(windows.begin(), windows.end(), [&](const Entry& entry) { return entry.window == window; });
+}
+
+// Whoever moves the frontmost window in the stack, a panel that gives way to a window that the user works in, leaves
+// the ones behind it where they are.
+bool VirtualArea::Impl::isMoveOfFrontmost(const xcb_generic_event_t& event) const
+{
+    return eventType(event) == XCB_CONFIGURE_NOTIFY && !windows.empty() && overlay.window() == XCB_WINDOW_NONE &&
+           eventAs<xcb_configure_notify_event_t>(event).window == windows.back().window;
+}
+
+bool VirtualArea::Impl::mayBeCoveredAfter(const xcb_generic_event_t& event) const
+{
+    const xcb_window_t root = connection.root();
+    if (windows.empty() || pixels.isEmpty())
+        return false;
+    switch (eventType(event)) {
+    case XCB_CONFIGURE_NOTIFY: {
+        const auto& configure = eventAs<xcb_configure_notify_event_t>(event);
+        const int borders = 2 * configure.border_width;
+        const PixelRect place{configure.x, configure.y, configure.width + borders, configure.height + borders};
+        return configure.event == root && !isOurs(configure.window) &&
+               placeOf(AreaRole::backdrop, pixels).intersects(place);
+    }
+    case XCB_MAP_NOTIFY: {
+        const auto& map = eventAs<xcb_map_notify_event_t>(event);
+        return map.event == root && !isOurs(map.window);
+    }
+    case XCB_REPARENT_NOTIFY: {
+        const auto& reparent = eventAs<xcb_reparent_notify_event_t>(event);
+        return reparent.parent == root && !isOurs(reparent.window);
+    }
+    default: {
+        const auto& circulate = eventAs<xcb_circulate_notify_event_t>(event);
+        return circulate.event == root && !isOurs(circulate.window);
+    }
+    }
+}
+
+// At once where that does not happen all the time: each moment counts.
+void VirtualArea::Impl::raiseSoon()
+{
+    if (raiseTimer)
+        return;
+    const auto wait = raises.delay(CorrectionLimiter::Clock::now());
+    if (wait <= CorrectionLimiter::Clock::duration::zero()) {
+        raise();
+        return;
+    }
+    raiseTimer = mainQueue.schedule(wait, [this] {
+        raiseTimer.reset();
+        raise();
     });
 }
 
-// Whoever moves the frontmost window in the stack, a panel that gives way to a window that the user works in, takes the
-// ones behind it along.
-void VirtualArea::Impl::keepOrder() const
+void VirtualArea::Impl::raise()
 {
-    for (std::size_t index = windows.size() - 1; index > 0; --index) {
-        const std::array<std::uint32_t, 2> values = {windows[index].window, XCB_STACK_MODE_BELOW};
+    raises.note(CorrectionLimiter::Clock::now());
+    for (auto entry = windows.rbegin(); entry != windows.rend(); ++entry) {
+        if (!isInRoot(*entry))
+            continue;
+        const std::uint32_t above = XCB_STACK_MODE_ABOVE;
         mayFail(connection.get(),
-                xcb_configure_window_checked(connection.get(), windows[index - 1].window,
-                                             XCB_CONFIG_WINDOW_SIBLING | XCB_CONFIG_WINDOW_STACK_MODE, values.data()));
+                xcb_configure_window_checked(connection.get(), entry->window, XCB_CONFIG_WINDOW_STACK_MODE, &above));
+        stackBelow(entry);
+        break;
     }
     connection.flush();
+}
+
+// Those that stand there already stay where they are, and nobody hears of it.
+void VirtualArea::Impl::stackBelow(Entries::const_reverse_iterator front) const
+{
+    xcb_window_t above = front->window;
+    for (auto entry = std::next(front); entry != windows.rend(); ++entry) {
+        if (!isInRoot(*entry))
+            continue;
+        const std::array<std::uint32_t, 2> values = {above, XCB_STACK_MODE_BELOW};
+        mayFail(connection.get(),
+                xcb_configure_window_checked(connection.get(), entry->window,
+                                             XCB_CONFIG_WINDOW_SIBLING | XCB_CONFIG_WINDOW_STACK_MODE, values.data()));
+        above = entry->window;
+    }
+    connection.flush();
+}
+
+bool VirtualArea::Impl::isInRoot(const Entry& entry) const
+{
+    return overlay.window() == XCB_WINDOW_NONE || entry.role == AreaRole::shade;
 }
 
 bool VirtualArea::Impl::hasCompositor() const
@@ -137,7 +239,30 @@ void VirtualArea::Impl::probeSoon()
         isVerified = true;
         return;
     }
-    probeTimer = mainQueue.schedule(settleDelay, [this] { startProbe(); });
+    wasMoved = false;
+    probeTimer = mainQueue.schedule(settleDelay, [this] {
+        if (!isKnown && prefersOverlay())
+            enterOverlay();
+        isKnown = true;
+        startProbe();
+    });
+}
+
+// Which of the two ways is tried first; the probe decides. These two paint nothing where there is no real display.
+bool VirtualArea::Impl::prefersOverlay()
+{
+    const auto check =
+        connection.property32(connection.root(), connection.atom("_NET_SUPPORTING_WM_CHECK"), XCB_ATOM_WINDOW);
+    if (!check)
+        return false;
+    const Reply<xcb_get_property_reply_t> name(xcb_get_property_reply(
+        connection.get(),
+        xcb_get_property(connection.get(), 0, *check, connection.atom("_NET_WM_NAME"), XCB_ATOM_ANY, 0, 8), nullptr));
+    if (!name || name->format != 8)
+        return false;
+    const std::string text(static_cast<const char*>(xcb_get_property_value(name.get())),
+                           static_cast<std::size_t>(xcb_get_property_value_length(name.get())));
+    return text == "KWin" || text == "Xfwm4";
 }
 
 // In the frontmost window, since that is what has to be seen; a window of its own in front of it would have its place
@@ -149,6 +274,8 @@ void VirtualArea::Impl::startProbe()
     xcb_window_t parent = overlay.window() != XCB_WINDOW_NONE ? overlay.window() : connection.root();
     PixelRect place;
     for (const auto& [window, role] : windows) {
+        if (role == AreaRole::shade)
+            continue;
         const auto shown = placeIfShown(window);
         const bool holdsCorner = shown && shown->x <= x - AreaProbe::pixelCount && shown->y < y &&
                                  shown->x + shown->width >= x && shown->y + shown->height >= y;
@@ -183,12 +310,14 @@ void VirtualArea::Impl::probeEnded(bool wasSeen)
             owner.onVerified();
         return;
     }
-    if (overlay.window() == XCB_WINDOW_NONE && hasCompositor()) {
-        enterOverlay();
-        if (overlay.window() != XCB_WINDOW_NONE) {
-            startProbe();
-            return;
-        }
+    if (!wasMoved && hasCompositor()) {
+        wasMoved = true;
+        if (overlay.window() != XCB_WINDOW_NONE)
+            leaveOverlay();
+        else
+            enterOverlay();
+        startProbe();
+        return;
     }
     if (owner.onUnusable) {
         owner.onUnusable({ErrorCode::unsupported,
@@ -199,7 +328,7 @@ void VirtualArea::Impl::probeEnded(bool wasSeen)
 
 void VirtualArea::Impl::enterOverlay()
 {
-    if (!overlay.acquire())
+    if (overlay.window() != XCB_WINDOW_NONE || !overlay.acquire())
         return;
     overlay.open(pixels);
     cover(pixels, [this] { moveAllInto(overlay.window()); });
@@ -268,8 +397,10 @@ void VirtualArea::Impl::exposeAll() const
 // A window that is moved comes to lie in front of its new siblings, so moving all in their order keeps it.
 void VirtualArea::Impl::moveAllInto(xcb_window_t parent) const
 {
-    for (const Entry& entry : windows)
-        moveInto(parent, entry);
+    for (const Entry& entry : windows) {
+        if (entry.role != AreaRole::shade)
+            moveInto(parent, entry);
+    }
 }
 
 // One that is being destroyed is no loss.
@@ -299,7 +430,7 @@ VirtualArea::~VirtualArea()
 void VirtualArea::add(xcb_window_t window, AreaRole role)
 {
     impl_->windows.push_back({window, role});
-    if (impl_->overlay.window() != XCB_WINDOW_NONE)
+    if (usesOverlay() && role != AreaRole::shade)
         impl_->moveInto(impl_->overlay.window(), impl_->windows.back());
     impl_->probeSoon();
 }
@@ -310,7 +441,7 @@ void VirtualArea::remove(xcb_window_t window)
                                     [&](const Impl::Entry& each) { return each.window == window; });
     if (entry == impl_->windows.end())
         return;
-    if (impl_->overlay.window() != XCB_WINDOW_NONE)
+    if (usesOverlay() && entry->role != AreaRole::shade)
         impl_->moveInto(impl_->connection.root(), *entry);
     impl_->windows.erase(entry);
 }

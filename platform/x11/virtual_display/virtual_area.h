@@ -17,18 +17,20 @@ enum class AreaRole {
     picture, ///< covers the area
     /// Covers the area and everything straight above it, which no display shows either: a compositing manager that
     /// learns late of the screen's new size may show the area what it drew there.
-    backdrop
+    backdrop,
+    shade ///< as the backdrop, but always a child of the root: what a compositing manager finds there
 };
 
 /// The part of the X screen that the virtual display covers, and the windows that are shown there, each of which covers
 /// it whole. Main thread only.
 ///
-/// A compositing manager paints some time after a change, on some desktops never where there is no real display, and
-/// what it paints may be any window that reaches there. So while one runs, the registered windows are children of the
-/// window that it draws into, the composite overlay window: what they show is on the screen at once, and no window of
-/// the root ever lies in front of them. Where a probe shows that they do not arrive on the screen that way, they are
-/// children of the root, as they are without a compositing manager. The overlay's origin is the root's, so a window
-/// keeps its coordinates; but it may only be stacked relative to other registered windows.
+/// Some compositing managers leave out what lies on no real display. Their windows' own target, the composite overlay
+/// window, can be drawn into beside them, so where a probe shows that windows of the root do not arrive on the screen,
+/// the registered ones become children of the overlay window. Its origin is the root's, so a window keeps its
+/// coordinates; but it may only be stacked relative to other registered windows. It is no place for all desktops: some
+/// compositing managers draw over its children, or take it off the screen for a while.
+///
+/// No window that others put in front of the registered ones stays there for longer than it takes to hear of it.
 class VirtualArea {
 public:
     /// All three must outlive it.

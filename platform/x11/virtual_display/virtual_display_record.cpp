@@ -4,6 +4,7 @@
 #include "platform/x11/displays/randr_change.h"
 #include "platform/x11/server/handles.h"
 #include "platform/x11/server/server_grab.h"
+#include "platform/x11/virtual_display/lasting_connection.h"
 
 #include <array>
 #include <vector>
@@ -12,12 +13,7 @@ namespace nimbrale::x11 {
 
 namespace {
 
-constexpr std::uint32_t recordLength = 3;
-
-xcb_atom_t claimAtom(Connection& connection)
-{
-    return connection.atom("_NIMBRALE_VIRTUAL_DISPLAY_S" + std::to_string(connection.screenNumber()));
-}
+constexpr std::uint32_t recordLength = 4;
 
 xcb_atom_t recordAtom(Connection& connection)
 {
@@ -27,7 +23,8 @@ xcb_atom_t recordAtom(Connection& connection)
 xcb_window_t claimOwner(Connection& connection)
 {
     const Reply<xcb_get_selection_owner_reply_t> reply(xcb_get_selection_owner_reply(
-        connection.get(), xcb_get_selection_owner(connection.get(), claimAtom(connection)), nullptr));
+        connection.get(), xcb_get_selection_owner(connection.get(), VirtualDisplayClaim::selection(connection)),
+        nullptr));
     return reply ? reply->owner : xcb_window_t{XCB_WINDOW_NONE};
 }
 
@@ -48,9 +45,14 @@ std::unique_ptr<VirtualDisplayClaim> VirtualDisplayClaim::take(Connection& conne
     const std::uint32_t isOverrideRedirect = 1;
     xcb_create_window(connection.get(), 0, window, connection.root(), -1, -1, 1, 1, 0, XCB_WINDOW_CLASS_INPUT_ONLY,
                       XCB_COPY_FROM_PARENT, XCB_CW_OVERRIDE_REDIRECT, &isOverrideRedirect);
-    xcb_set_selection_owner(connection.get(), window, claimAtom(connection), XCB_CURRENT_TIME);
+    xcb_set_selection_owner(connection.get(), window, VirtualDisplayClaim::selection(connection), XCB_CURRENT_TIME);
     std::unique_ptr<VirtualDisplayClaim> claim(new VirtualDisplayClaim(connection, window));
     return claimOwner(connection) == window ? std::move(claim) : nullptr;
+}
+
+xcb_atom_t VirtualDisplayClaim::selection(Connection& connection)
+{
+    return connection.atom("_NIMBRALE_VIRTUAL_DISPLAY_S" + std::to_string(connection.screenNumber()));
 }
 
 bool VirtualDisplayClaim::isTaken(Connection& connection)
@@ -74,12 +76,12 @@ std::optional<VirtualDisplayRecord> VirtualDisplayRecord::read(Connection& conne
     if (!reply || reply->format != 32 || reply->value_len != recordLength)
         return std::nullopt;
     const auto* const values = static_cast<const std::uint32_t*>(xcb_get_property_value(reply.get()));
-    return VirtualDisplayRecord{values[0], values[1], values[2]};
+    return VirtualDisplayRecord{values[0], values[1], values[2], values[3]};
 }
 
 void VirtualDisplayRecord::write(Connection& connection) const
 {
-    const std::array<std::uint32_t, recordLength> values = {monitor, primaryBefore, primarySet};
+    const std::array<std::uint32_t, recordLength> values = {monitor, primaryBefore, primarySet, card};
     xcb_change_property(connection.get(), XCB_PROP_MODE_REPLACE, connection.root(), recordAtom(connection),
                         XCB_ATOM_CARDINAL, 32, recordLength, values.data());
 }
@@ -133,6 +135,7 @@ void removeLeftovers(Connection& connection, RandrLayout& layout, const std::str
     if (wasRemoved || record)
         shrinkScreen(connection, layout, XCB_ATOM_NONE, layout.initialPitch());
     if (record) {
+        removeLasting(connection, record->card);
         restorePrimary(layout, *record);
         VirtualDisplayRecord::erase(connection);
     }

@@ -3,6 +3,7 @@
 #include "platform/x11/displays/randr_layout.h"
 #include "platform/x11/server/connection.h"
 
+#include <chrono>
 #include <memory>
 #include <optional>
 #include <string>
@@ -16,7 +17,10 @@ public:
     /// Null when another holds it.
     [[nodiscard]] static std::unique_ptr<VirtualDisplayClaim> take(Connection& connection);
     [[nodiscard]] static bool isTaken(Connection& connection);
+    [[nodiscard]] static xcb_atom_t selection(Connection& connection);
     ~VirtualDisplayClaim();
+    /// The selection's owner.
+    [[nodiscard]] xcb_window_t window() const { return window_; }
     VirtualDisplayClaim(const VirtualDisplayClaim&) = delete;
     VirtualDisplayClaim& operator=(const VirtualDisplayClaim&) = delete;
 
@@ -27,6 +31,9 @@ private:
     xcb_window_t window_;
 };
 
+/// For how long the card is shown before the display goes: two pictures of a viewer at 30 a second.
+inline constexpr std::chrono::milliseconds lastPictureTime{70};
+
 /// What a virtual display changed of the desktop, kept with the root window so that it can be undone by a later process
 /// when this one does not come to it.
 struct VirtualDisplayRecord {
@@ -34,6 +41,8 @@ struct VirtualDisplayRecord {
     xcb_randr_output_t primaryBefore = XCB_NONE;
     /// The output that was made primary; 0 when there was a primary all along.
     xcb_randr_output_t primarySet = XCB_NONE;
+    /// The card, a window that stays when the process ends; XCB_WINDOW_NONE until there is one.
+    xcb_window_t card = XCB_WINDOW_NONE;
 
     [[nodiscard]] static std::optional<VirtualDisplayRecord> read(Connection& connection);
     void write(Connection& connection) const;

@@ -3,6 +3,7 @@
 #include "platform/log.h"
 #include "platform/x11/displays/randr_change.h"
 #include "platform/x11/server/events.h"
+#include "platform/x11/virtual_display/caretaker.h"
 
 #include <algorithm>
 #include <cmath>
@@ -27,8 +28,9 @@ constexpr auto retryDelay = 200ms;
 // by another program at that moment, say.
 constexpr int mostRefusals = 4;
 
-// For a viewer at 30 pictures a second.
-constexpr auto twoFrames = 70ms;
+// Somebody else's display may be about to end, in order or by the hand of its caretaker.
+constexpr auto claimPatience = 1s;
+constexpr auto claimRetryDelay = 20ms;
 
 // A difference in the pixel pitch below this comes from rounding to whole millimetres.
 constexpr double pitchTolerance = 0.01;
@@ -40,12 +42,23 @@ bool differsMuch(double first, double second)
     return std::abs(first - second) > pitchTolerance * second;
 }
 
+std::unique_ptr<VirtualDisplayClaim> takeClaim(Connection& connection)
+{
+    const auto end = std::chrono::steady_clock::now() + claimPatience;
+    auto claim = VirtualDisplayClaim::take(connection);
+    while (!claim && !connection.isLost() && std::chrono::steady_clock::now() < end) {
+        std::this_thread::sleep_for(claimRetryDelay);
+        claim = VirtualDisplayClaim::take(connection);
+    }
+    return claim;
+}
+
 } // namespace
 
 Result<std::unique_ptr<X11VirtualDisplay>> X11VirtualDisplay::create(const Environment& environment,
                                                                      const VirtualDisplayDescriptor& descriptor)
 {
-    auto claim = VirtualDisplayClaim::take(environment.connection);
+    auto claim = takeClaim(environment.connection);
     if (!claim) {
         return fail(ErrorCode::unsupported, "Another running " + descriptor.name +
                                                 " already has the virtual display of this screen. Share the window "
@@ -55,6 +68,7 @@ Result<std::unique_ptr<X11VirtualDisplay>> X11VirtualDisplay::create(const Envir
     removeLeftovers(environment.connection, layout, descriptor.name);
 
     std::unique_ptr<X11VirtualDisplay> display(new X11VirtualDisplay(environment, descriptor, std::move(claim)));
+    startCaretaker(environment.displayName);
     display->ensurePrimary();
     if (const auto made = display->configure(display->atCorner(initialWidth, initialHeight)); !made)
         return tl::make_unexpected(made.error());
@@ -82,6 +96,10 @@ X11VirtualDisplay::X11VirtualDisplay(const Environment& environment, const Virtu
         giveOutputBack(eventAs<xcb_randr_notify_event_t>(event));
         checkSoon(settleDelay);
     });
+    claimChanges_ = environment.events.add({XCB_SELECTION_CLEAR}, [this](const auto& event) {
+        if (eventAs<xcb_selection_clear_event_t>(event).owner == claim_->window())
+            loseClaim();
+    });
     rootChanges_ = environment.events.add({XCB_CONFIGURE_NOTIFY}, [this](const auto& event) {
         if (eventAs<xcb_configure_notify_event_t>(event).window != environment_.connection.root())
             return;
@@ -96,14 +114,19 @@ X11VirtualDisplay::~X11VirtualDisplay()
     screenChanges_.reset();
     outputChanges_.reset();
     rootChanges_.reset();
+    claimChanges_.reset();
     checkTimer_.reset();
     environment_.area.onVerified = nullptr;
     environment_.area.onUnusable = nullptr;
+    if (isClaimLost_) {
+        environment_.area.setPixels({}, [] {});
+        return;
+    }
     if (card_ && !connection.isLost()) {
         // A viewer keeps the last picture of a display that goes, so the card must have been seen before.
         card_->raise();
         connection.synchronize();
-        std::this_thread::sleep_for(twoFrames);
+        std::this_thread::sleep_for(lastPictureTime);
     }
     takeDown();
     card_.reset();
@@ -185,8 +208,11 @@ Result<void> X11VirtualDisplay::configure(const PixelRect& pixels)
     const PixelRect screen = {0, 0, needed.x + needed.width, needed.y + needed.height};
     const std::vector<RandrPanning> pannings = layout_.pannings();
     const bool isDefined = !isAnnounced_ || (existing && existing->pixels == pixels && idle == output_);
-    if (!card_)
-        card_.emplace(environment_.connection, environment_.area);
+    if (!card_) {
+        card_.emplace(environment_.connection, environment_.area, environment_.displayName);
+        record_.card = card_->window();
+        record_.write(environment_.connection);
+    }
 
     RandrChange change(environment_.connection);
     environment_.area.setPixels(pixels, [&] {
@@ -349,6 +375,14 @@ bool X11VirtualDisplay::mayCorrect()
         corrections_.note(now);
     isCorrecting_ = true;
     return true;
+}
+
+// Two processes took it in the same moment. The display is the other's now, under the same name.
+void X11VirtualDisplay::loseClaim()
+{
+    isClaimLost_ = true;
+    becomeUnusable({ErrorCode::unsupported, "Another running instance has taken the virtual display of this screen. "
+                                            "Share the window instead, or quit the other one."});
 }
 
 void X11VirtualDisplay::becomeUnusable(Error error)

@@ -32,6 +32,8 @@ public:
         X11Screens& screens;
         MainQueue& mainQueue;
         VirtualArea& area;
+        /// Empty means the environment's.
+        std::string displayName;
     };
 
     /// Fails, leaving the desktop as it was, when the server cannot grow its screen or another process has a virtual
@@ -62,6 +64,7 @@ private:
     void checkSoon(std::chrono::milliseconds delay);
     void check();
     [[nodiscard]] bool mayCorrect();
+    void loseClaim();
     void becomeUnusable(Error error);
 
     Environment environment_;
@@ -85,6 +88,7 @@ private:
     Subscription screenChanges_;
     Subscription outputChanges_;
     Subscription rootChanges_;
+    Subscription claimChanges_;
     std::unique_ptr<Timer> checkTimer_;
     std::unique_ptr<Timer> unusableTimer_;
     /// A program that keeps undoing what we do is not fought for longer than this.
@@ -94,6 +98,8 @@ private:
     /// How many sizes were refused one after the other.
     int refusals_ = 0;
     bool isUnusable_ = false;
+    /// Whether another process has taken the claim, and with it everything that is shared by name.
+    bool isClaimLost_ = false;
 };
 
 } // namespace nimbrale::x11

@@ -15,9 +15,9 @@ constexpr const char* usualName = "Nimbrale";
 } // namespace
 
 X11VirtualDisplays::X11VirtualDisplays(Connection& connection, EventDispatcher& events, X11Screens& screens,
-                                       MainQueue& mainQueue)
+                                       MainQueue& mainQueue, std::string displayName)
     : connection_(connection), events_(events), screens_(screens), mainQueue_(mainQueue),
-      area_(connection, events, mainQueue)
+      displayName_(std::move(displayName)), area_(connection, events, mainQueue)
 {
     if (connection.randrVersion() < monitorsVersion || VirtualDisplayClaim::isTaken(connection))
         return;
@@ -34,7 +34,8 @@ Result<std::unique_ptr<VirtualDisplayDevice>> X11VirtualDisplays::create(const V
         return fail(ErrorCode::unsupported, "This X server is too old for a virtual display: it lacks RandR 1.5. Share "
                                             "the window instead.");
     }
-    auto display = X11VirtualDisplay::create({connection_, events_, screens_, mainQueue_, area_}, descriptor);
+    auto display =
+        X11VirtualDisplay::create({connection_, events_, screens_, mainQueue_, area_, displayName_}, descriptor);
     if (!display)
         return tl::make_unexpected(display.error());
     return std::unique_ptr<VirtualDisplayDevice>(std::move(*display));

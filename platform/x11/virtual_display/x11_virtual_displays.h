@@ -18,8 +18,10 @@ class X11VirtualDisplay;
 /// has one such display at a time, whichever process made it. Main thread only.
 class X11VirtualDisplays final : public VirtualDisplays {
 public:
-    /// Removes what a process that ended without cleaning up left behind. All must outlive it.
-    X11VirtualDisplays(Connection& connection, EventDispatcher& events, X11Screens& screens, MainQueue& mainQueue);
+    /// Removes what a process that ended without cleaning up left behind. All must outlive it. `displayName`, which the
+    /// connection was opened with, may be empty for the environment's display.
+    X11VirtualDisplays(Connection& connection, EventDispatcher& events, X11Screens& screens, MainQueue& mainQueue,
+                       std::string displayName);
     ~X11VirtualDisplays() override;
 
     /// The device must go before this object does.
@@ -35,6 +37,7 @@ private:
     EventDispatcher& events_;
     X11Screens& screens_;
     MainQueue& mainQueue_;
+    std::string displayName_;
     VirtualArea area_;
 };
 

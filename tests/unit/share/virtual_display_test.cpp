@@ -137,6 +137,16 @@ TEST_F(VirtualDisplayTest, IgnoresASizeThatRoundsToNothing)
     EXPECT_EQ(queue.pendingTimers(), 0u);
 }
 
+TEST_F(VirtualDisplayTest, ASidePixelIsEnough)
+{
+    const auto display = make();
+
+    display->resize({1, 600}, 1);
+    display->resize({800, 0.5}, 1);
+
+    EXPECT_THAT(askedModes(), ElementsAre(VirtualDisplayMode{1, 600, 60}, VirtualDisplayMode{800, 1, 60}));
+}
+
 TEST_F(VirtualDisplayTest, AsksAgainForAnUnchangedSize)
 {
     const auto display = make();
@@ -159,6 +169,23 @@ TEST_F(VirtualDisplayTest, MovesBeyondTheBottomRightCornerOfTheOnlyDisplay)
     EXPECT_THAT(displays.device().origins, ElementsAre(Point{1920, 1080}));
     EXPECT_THAT(askedModes(), SizeIs(1));
     EXPECT_THAT(log.errors(), IsEmpty());
+}
+
+TEST_F(VirtualDisplayTest, OnlyAMoveThatIsRefusedIsLogged)
+{
+    const auto display = make();
+    display->resize({800, 600}, 1);
+    queue.advance(500ms);
+    ASSERT_THAT(displays.device().origins, SizeIs(1));
+    EXPECT_THAT(log.lines(), IsEmpty());
+
+    displays.boundsOf[displays.nextDisplayID] = {5000, 0, 1, 1};
+    displays.device().originResult = fail(ErrorCode::unsupported, "not there");
+    display->resize({800, 600}, 1);
+    queue.advance(500ms);
+    EXPECT_THAT(displays.device().origins, SizeIs(2));
+    EXPECT_THAT(log.lines(),
+                ElementsAre(LogCapture::Line{QtInfoMsg, category, "Couldn't move the display: not there"}));
 }
 
 TEST_F(VirtualDisplayTest, MovesBeyondAllDisplaysButItself)
