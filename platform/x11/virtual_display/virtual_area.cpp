@@ -93,7 +93,7 @@ struct VirtualArea::Impl {
     [[nodiscard]] bool mayBeCoveredAfter(const xcb_generic_event_t& event) const;
     void raiseSoon();
     void raise();
-    void stackBelow(Entries::const_reverse_iterator front) const;
+    void stackBelow(const Entries::const_reverse_iterator& front) const;
     [[nodiscard]] bool isInRoot(const Entry& entry) const;
     [[nodiscard]] bool prefersOverlay();
 };
@@ -201,7 +201,7 @@ void VirtualArea::Impl::raise()
 }
 
 // Those that stand there already stay where they are, and nobody hears of it.
-void VirtualArea::Impl::stackBelow(Entries::const_reverse_iterator front) const
+void VirtualArea::Impl::stackBelow(const Entries::const_reverse_iterator& front) const
 {
     xcb_window_t above = front->window;
     for (auto entry = std::next(front); entry != windows.rend(); ++entry) {
