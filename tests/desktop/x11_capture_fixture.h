@@ -5,6 +5,7 @@
 #include "tests/support/image_compare.h"
 #include "tests/support/scene.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <memory>
 #include <string>

@@ -186,7 +186,8 @@ TEST_F(X11CaptureTest, aPointerThatAProgramHidesIsNotDrawn)
 
 /// Has the root show a pointer of one color, its hot spot in the top-left corner. The connection stands for the program
 /// that set it; nobody can read the pointer of a program that has ended.
-std::unique_ptr<x11::Connection> setPointer(const std::string& displayName, int side)
+std::unique_ptr<x11::Connection> setPointer(const std::string& displayName, int side,
+                                            const xcb_render_color_t& color = {0, 0xffff, 0, 0xffff})
 {
     auto connection = std::move(*x11::Connection::open(displayName));
     xcb_connection_t* const raw = connection->get();
@@ -196,12 +197,31 @@ std::unique_ptr<x11::Connection> setPointer(const std::string& displayName, int 
     const xcb_render_picture_t picture = connection->newId();
     xcb_render_create_picture(raw, picture, pixmap, connection->argbFormat(), 0, nullptr);
     const xcb_rectangle_t whole{0, 0, size, size};
-    xcb_render_fill_rectangles(raw, XCB_RENDER_PICT_OP_SRC, picture, {0, 0xffff, 0, 0xffff}, 1, &whole);
+    xcb_render_fill_rectangles(raw, XCB_RENDER_PICT_OP_SRC, picture, color, 1, &whole);
     const xcb_cursor_t cursor = connection->newId();
     xcb_render_create_cursor(raw, cursor, picture, 0, 0);
     xcb_change_window_attributes(raw, connection->root(), XCB_CW_CURSOR, &cursor);
     connection->synchronize();
     return connection;
+}
+
+TEST_F(X11CaptureTest, aPointerThatChangesWhereItRestsIsDrawnAnew)
+{
+    startDesktop({});
+    if (!captured)
+        return;
+    desktop->movePointer({250, 220});
+    const auto program = setPointer(desktop->displayName(), 40);
+    captured->start({100, 100, 400, 300}, 60, false, true);
+    const auto shows = [&](const QRect& place, const QColor& color) {
+        return inkedArea(captured->image(), qRgb(30, 60, 90)) == place &&
+               captured->image().pixelColor(place.center()) == color;
+    };
+    EXPECT_TRUE(captured->pumpUntil([&] { return shows({150, 120, 40, 40}, QColor(0, 255, 0)); }));
+    const auto other = setPointer(desktop->displayName(), 40, {0xffff, 0, 0, 0xffff});
+    EXPECT_TRUE(captured->pumpUntil([&] { return shows({150, 120, 40, 40}, QColor(255, 0, 0)); }));
+    const auto smaller = setPointer(desktop->displayName(), 20, {0xffff, 0, 0, 0xffff});
+    EXPECT_TRUE(captured->pumpUntil([&] { return shows({150, 120, 20, 20}, QColor(255, 0, 0)); }));
 }
 
 TEST_F(X11CaptureTest, aHugePointerIsDrawnAndEndsNothing)

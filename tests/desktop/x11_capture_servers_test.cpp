@@ -12,6 +12,9 @@
 namespace nimbrale::test {
 namespace {
 
+using testing::ElementsAre;
+using testing::HasSubstr;
+
 TEST_F(X11CaptureTest, contentListsApplicationsAndOwnWindows)
 {
     startDesktop({});
@@ -152,7 +155,7 @@ TEST_F(X11CaptureTest, withoutCompositeTheRootIsCopiedAndTheUserIsTold)
         return;
     if (captured->connection().extensions().composite.isPresent)
         GTEST_SKIP() << "this server cannot leave COMPOSITE out";
-    EXPECT_EQ(captured->capture().limitations().size(), 1u);
+    EXPECT_THAT(captured->capture().limitations(), ElementsAre(HasSubstr("no COMPOSITE extension")));
     scene->add("a", {.geometry = {100, 100, 300, 200}, .seed = 1});
     captured->start({50, 50, 500, 400});
     expectSameAsScreen({50, 50, 500, 400});
@@ -165,7 +168,8 @@ TEST_F(X11CaptureTest, withoutCompositeAndDamageBothAreNamed)
     startDesktop({.serverArguments = {"-extension", "Composite", "-extension", "DAMAGE"}});
     if (!captured)
         return;
-    EXPECT_EQ(captured->capture().limitations().size(), 2u);
+    EXPECT_THAT(captured->capture().limitations(),
+                ElementsAre(HasSubstr("no COMPOSITE extension"), HasSubstr("no DAMAGE extension")));
     scene->add("a", {.geometry = {100, 100, 300, 200}, .seed = 1});
     captured->start({50, 50, 500, 400}, 20);
     EXPECT_TRUE(captured->pumpUntil([&] { return captured->image() == desktop->screenshot({50, 50, 500, 400}); }));
@@ -189,7 +193,7 @@ TEST_F(X11CaptureTest, withoutDamageThePictureIsCopiedAtEveryInterval)
         return;
     if (captured->connection().extensions().damage.isPresent)
         GTEST_SKIP() << "this server cannot leave DAMAGE out";
-    EXPECT_EQ(captured->capture().limitations().size(), 1u);
+    EXPECT_THAT(captured->capture().limitations(), ElementsAre(HasSubstr("no DAMAGE extension")));
     scene->add("a", {.geometry = {100, 100, 300, 200}, .seed = 1});
     captured->start({50, 50, 500, 400}, 20);
     const auto isSame = [&] { return captured->image() == desktop->screenshot({50, 50, 500, 400}); };

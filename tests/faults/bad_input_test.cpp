@@ -261,11 +261,17 @@ TEST_F(BadInputTest, TheServersDeathEndsItWithAMessage)
     startDesktop({});
     if (!desktop)
         return;
+    auto scene = Scene::start(*desktop);
+    ASSERT_TRUE(scene);
+    scene->add("framed", {.geometry = region, .seed = 0, .colour = Qt::green});
     startApplication();
     ASSERT_TRUE(application->waitForVirtualDisplay(region.size()));
+    const auto display = desktop->monitorNamed("Nimbrale");
+    ASSERT_TRUE(display);
     // The toolkit (Qt 6.4) uses replies without a look at them while it takes in a changed display, and crashes when
-    // the server goes in just that moment.
-    sleepFor(Milliseconds{1000});
+    // the server goes in just that moment. The picture comes after that.
+    ASSERT_TRUE(desktop->waitForPixel(display->geometry.center().x(), display->geometry.center().y(), Qt::green));
+    scene.reset();
     desktop->server().terminate();
     EXPECT_EQ(application->process().waitForEnd(Milliseconds{5000}), 1);
     const std::string output = application->process().output();

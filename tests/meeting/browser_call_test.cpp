@@ -56,7 +56,9 @@ TEST_F(BrowserCallTest, BringsTheSharedScreenToTheFarSide)
     ASSERT_TRUE(call_->waitForChangesReceived(60, Milliseconds{10000}));
     const QImage greys = Scene::pattern(5 | greyPattern, {640, 400}).copy(still);
     EXPECT_TRUE(imagesMatch(call_->trackImage(still), greys, {.perChannel = 2}));
-    EXPECT_TRUE(imagesMatch(call_->receivedImage(still), greys, {.perChannel = 16}));
+    // The call's codec loses some: one pixel in a thousand may differ by more.
+    const int few = still.width() * still.height() / 1000;
+    EXPECT_TRUE(imagesMatch(call_->receivedImage(still), greys, {.perChannel = 16, .differingPixels = few}));
 }
 
 /// Takes the first click of the desktop's first button away from whoever it is meant for.

@@ -80,7 +80,8 @@ std::unique_ptr<PrivateDesktop> PrivateDesktop::start(const Options& options, st
     if (desktop->prepareFolder(reason) && desktop->startServer(reason) && desktop->connect(reason) &&
         desktop->startManagers(reason))
         return desktop;
-    ADD_FAILURE() << reason;
+    // Fatal, so that a body that comes after SetUp is not run without a desktop.
+    [&reason] { FAIL() << reason; }();
     return nullptr;
 }
 
