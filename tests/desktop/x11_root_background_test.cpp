@@ -102,6 +102,16 @@ protected:
         image.fill(color);
         return image;
     }
+    void setRootTile(const QImage& tile)
+    {
+        const xcb_pixmap_t pixmap = makePixmap(tile);
+        xcb_change_window_attributes(desktop->connection(), desktop->screen().root, XCB_CW_BACK_PIXMAP, &pixmap);
+    }
+    void clearRoot()
+    {
+        xcb_clear_area(desktop->connection(), 0, desktop->screen().root, 0, 0, 0, 0);
+        desktop->synchronize();
+    }
     /// What the screen shows of the region where the own window is not.
     [[nodiscard]] QImage screenWithoutOwnWindow(const QImage& behind) const
     {
@@ -143,10 +153,8 @@ TEST_F(RootBackgroundTest, aTiledBackgroundIsExactAlsoBelowAnOwnWindow)
     if (!captured)
         return;
     const QImage tile = makePattern({37, 23}, 3);
-    const xcb_pixmap_t pixmap = makePixmap(tile);
-    xcb_change_window_attributes(desktop->connection(), desktop->screen().root, XCB_CW_BACK_PIXMAP, &pixmap);
-    xcb_clear_area(desktop->connection(), 0, desktop->screen().root, 0, 0, 0, 0);
-    desktop->synchronize();
+    setRootTile(tile);
+    clearRoot();
     EXPECT_TRUE(becomes(tiled(tile, region)));
     EXPECT_TRUE(imagesMatch(screenWithoutOwnWindow(captured->image()), captured->image()));
 }
@@ -157,11 +165,9 @@ TEST_F(RootBackgroundTest, aBackgroundSetBeforeTheRootGrewCoversAllOfIt)
     if (!captured)
         return;
     const QImage tile = makePattern({37, 23}, 5);
-    const xcb_pixmap_t pixmap = makePixmap(tile);
-    xcb_change_window_attributes(desktop->connection(), desktop->screen().root, XCB_CW_BACK_PIXMAP, &pixmap);
+    setRootTile(tile);
     ASSERT_TRUE(desktop->arrangeOutputs({{0, 0, 1600, 1000}}));
-    xcb_clear_area(desktop->connection(), 0, desktop->screen().root, 0, 0, 0, 0);
-    desktop->synchronize();
+    clearRoot();
     makeOwnWindow({1300, 750, 200, 200});
     captured->updateRegion({1250, 700, 300, 290});
     EXPECT_TRUE(becomes(tiled(tile, {1250, 700, 300, 290})));
