@@ -25,6 +25,19 @@ Extension queryExtension(xcb_connection_t* connection, xcb_extension_t& id)
     return {true, data->first_event, data->major_opcode};
 }
 
+/// Tells an extension that is there the version that is spoken here: its answer; null where there is none. An extension
+/// refuses requests, or answers in an older way, until it was told one.
+template <typename Cookie, typename Number, typename Answer>
+Reply<Answer> agreeOnVersion(xcb_connection_t* connection, const Extension& extension,
+                             Cookie (*ask)(xcb_connection_t*, Number, Number),
+                             Answer* (*answer)(xcb_connection_t*, Cookie, xcb_generic_error_t**), Number major,
+                             Number minor)
+{
+    if (!extension.isPresent)
+        return nullptr;
+    return Reply<Answer>(answer(connection, ask(connection, major, minor), nullptr));
+}
+
 } // namespace
 
 Result<std::unique_ptr<Connection>> Connection::open(const std::string& displayName)
@@ -79,31 +92,19 @@ void Connection::queryExtensions()
     extensions_.sharedMemory = queryExtension(connection_, xcb_shm_id);
     extensions_.sync = queryExtension(connection_, xcb_sync_id);
 
-    // A server refuses an extension's requests, or answers in an older way, until it was told a version.
-    if (extensions_.composite.isPresent)
-        Reply<xcb_composite_query_version_reply_t>(
-            xcb_composite_query_version_reply(connection_, xcb_composite_query_version(connection_, 0, 4), nullptr));
-    if (extensions_.damage.isPresent)
-        Reply<xcb_damage_query_version_reply_t>(
-            xcb_damage_query_version_reply(connection_, xcb_damage_query_version(connection_, 1, 1), nullptr));
-    if (extensions_.fixes.isPresent)
-        Reply<xcb_xfixes_query_version_reply_t>(
-            xcb_xfixes_query_version_reply(connection_, xcb_xfixes_query_version(connection_, 5, 0), nullptr));
-    if (extensions_.input.isPresent)
-        Reply<xcb_input_xi_query_version_reply_t>(
-            xcb_input_xi_query_version_reply(connection_, xcb_input_xi_query_version(connection_, 2, 2), nullptr));
-    if (extensions_.render.isPresent)
-        Reply<xcb_render_query_version_reply_t>(
-            xcb_render_query_version_reply(connection_, xcb_render_query_version(connection_, 0, 11), nullptr));
-    if (extensions_.sync.isPresent)
-        Reply<xcb_sync_initialize_reply_t>(
-            xcb_sync_initialize_reply(connection_, xcb_sync_initialize(connection_, 3, 1), nullptr));
-    if (extensions_.randr.isPresent) {
-        const Reply<xcb_randr_query_version_reply_t> version(
-            xcb_randr_query_version_reply(connection_, xcb_randr_query_version(connection_, 1, 6), nullptr));
-        if (version)
-            randrVersion_ = static_cast<int>(version->major_version * 100 + version->minor_version);
-    }
+    xcb_connection_t* const raw = connection_;
+    agreeOnVersion(raw, extensions_.composite, xcb_composite_query_version, xcb_composite_query_version_reply, 0U, 4U);
+    agreeOnVersion(raw, extensions_.damage, xcb_damage_query_version, xcb_damage_query_version_reply, 1U, 1U);
+    agreeOnVersion(raw, extensions_.fixes, xcb_xfixes_query_version, xcb_xfixes_query_version_reply, 5U, 0U);
+    agreeOnVersion<xcb_input_xi_query_version_cookie_t, std::uint16_t>(
+        raw, extensions_.input, xcb_input_xi_query_version, xcb_input_xi_query_version_reply, 2, 2);
+    agreeOnVersion(raw, extensions_.render, xcb_render_query_version, xcb_render_query_version_reply, 0U, 11U);
+    agreeOnVersion<xcb_sync_initialize_cookie_t, std::uint8_t>(raw, extensions_.sync, xcb_sync_initialize,
+                                                               xcb_sync_initialize_reply, 3, 1);
+    const auto randr =
+        agreeOnVersion(raw, extensions_.randr, xcb_randr_query_version, xcb_randr_query_version_reply, 1U, 6U);
+    if (randr)
+        randrVersion_ = static_cast<int>(randr->major_version * 100 + randr->minor_version);
 }
 
 void Connection::queryFormats()
