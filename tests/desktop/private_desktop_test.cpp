@@ -151,6 +151,21 @@ protected:
         setenv("PATH", (programs_.string() + ":" + path_).c_str(), 1);
     }
 
+    /// Fatal, so that a body that comes after it in SetUp is not run.
+    void expectFatalFailure(const PrivateDesktop::Options& options, const std::string& words)
+    {
+        testing::TestPartResultArray failures;
+        {
+            const testing::ScopedFakeTestPartResultReporter reporter(
+                testing::ScopedFakeTestPartResultReporter::INTERCEPT_ONLY_CURRENT_THREAD, &failures);
+            EXPECT_EQ(PrivateDesktop::start(options, reason_), nullptr);
+        }
+        ASSERT_EQ(failures.size(), 1);
+        EXPECT_TRUE(failures.GetTestPartResult(0).fatally_failed());
+        EXPECT_NE(std::string(failures.GetTestPartResult(0).message()).find(words), std::string::npos)
+            << failures.GetTestPartResult(0).message();
+    }
+
     std::string reason_;
 
 private:
@@ -170,29 +185,23 @@ TEST_F(PrivateDesktopStart, AMissingProgramIsAReasonToSkip)
 
 TEST_F(PrivateDesktopStart, AServerThatDoesNotStartIsAFailure)
 {
-    EXPECT_NONFATAL_FAILURE(
-        static_cast<void>(PrivateDesktop::start({.serverArguments = {"-no-such-argument"}}, reason_)),
-        "Xvnc does not start");
+    expectFatalFailure({.serverArguments = {"-no-such-argument"}}, "Xvnc does not start");
     EXPECT_FALSE(reason_.empty());
 }
 
 TEST_F(PrivateDesktopStart, AWindowManagerThatDoesNotStartIsAFailure)
 {
     breakProgram("openbox");
-    EXPECT_NONFATAL_FAILURE(
-        static_cast<void>(PrivateDesktop::start({.windowManager = WindowManager::openbox}, reason_)),
-        "the window manager does not start");
+    expectFatalFailure({.windowManager = WindowManager::openbox}, "the window manager does not start");
     breakProgram("marco");
-    EXPECT_NONFATAL_FAILURE(static_cast<void>(PrivateDesktop::start({.windowManager = WindowManager::marco}, reason_)),
-                            "the window manager does not start");
+    expectFatalFailure({.windowManager = WindowManager::marco}, "the window manager does not start");
 }
 
 TEST_F(PrivateDesktopStart, ACompositorThatDoesNotStartIsAFailure)
 {
     breakProgram("picom");
-    EXPECT_NONFATAL_FAILURE(static_cast<void>(PrivateDesktop::start(
-                                {.windowManager = WindowManager::openbox, .compositor = Compositor::picom}, reason_)),
-                            "the compositor does not start");
+    expectFatalFailure({.windowManager = WindowManager::openbox, .compositor = Compositor::picom},
+                       "the compositor does not start");
 }
 
 } // namespace
