@@ -26,7 +26,8 @@ namespace nimbrale::test {
 class PrivateDesktop {
 public:
     enum class Server { xvnc, xvfb, xorgDummy };
-    enum class WindowManager { none, openbox, xfwm4, kwin, marco };
+    /// mutter composites always.
+    enum class WindowManager { none, openbox, xfwm4, kwin, marco, mutter };
     /// `picom` draws by RENDER, `picomGlx` by OpenGL; `windowManagersOwn` switches on the compositor that xfwm4, KWin
     /// and marco bring; openbox has none.
     enum class Compositor { none, picom, picomGlx, windowManagersOwn };

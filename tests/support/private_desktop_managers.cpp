@@ -40,6 +40,9 @@ std::string PrivateDesktop::missingManager(const Options& options)
     case WindowManager::marco:
         programs = {"dbus-run-session", "marco"};
         break;
+    case WindowManager::mutter:
+        programs = {"dbus-run-session", "mutter"};
+        break;
     }
     if (isPicom(options.compositor))
         programs.emplace_back("picom");
@@ -101,6 +104,10 @@ bool PrivateDesktop::startWindowManager()
     case WindowManager::marco:
         windowManager_ =
             spawn("dbus-run-session", {"--", "marco", composites ? "--composite" : "--no-composite", "--sm-disable"});
+        break;
+    case WindowManager::mutter:
+        windowManager_ =
+            spawn("dbus-run-session", {"--", "mutter", "--x11", "--sm-disable"}, {{"LIBGL_ALWAYS_SOFTWARE", "1"}});
         break;
     }
     if (!windowManager_ || !waitForWindowManager())

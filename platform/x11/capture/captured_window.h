@@ -1,7 +1,9 @@
 #pragma once
 
 #include "platform/screen_capture.h"
+#include "platform/x11/capture/hidden_window_rule.h"
 #include "platform/x11/server/pixel_region.h"
+#include "platform/x11/server/window_events.h"
 
 #include <memory>
 #include <vector>
@@ -10,9 +12,6 @@
 #include <xcb/xcb.h>
 
 namespace nimbrale::x11 {
-
-/// Whether a compositing manager runs, without which the server shows translucent windows opaque.
-enum class Compositing { absent, running };
 
 enum class PointerVisibility { hidden, shown };
 
@@ -31,6 +30,15 @@ struct WindowOwner {
     bool isNotification = false;
 
     bool operator==(const WindowOwner&) const = default;
+};
+
+/// What decides whether and how a window is drawn, but for its place and shape.
+struct WindowAppearance {
+    WindowOwner owner;
+    std::uint32_t opacity = 0xffffffff;
+    bool isHidden = false;
+
+    bool operator==(const WindowAppearance&) const = default;
 };
 
 /// A child of the root window with what composing it needs. Positions are those of the border's outer corner in root
@@ -52,7 +60,16 @@ struct CapturedWindow {
     bool isUnredirected = false;
     /// Nothing is known of the owner yet: the window is in no picture until it is.
     bool needsClassification = true;
+    /// What is known of it may have changed: to be asked again before the next picture.
+    bool isAskedAgain = false;
     WindowOwner owner;
+    ManagedState managed;
+    /// The window manager hides it: the user does not see it, mapped or not.
+    bool isHidden = false;
+    /// What it was found to be last; absent since it was mapped.
+    std::optional<WindowAppearance> classifiedAs;
+    /// Of the client in it, where that is another window.
+    WindowEvents clientEvents;
     /// _NET_WM_WINDOW_OPACITY.
     std::uint32_t opacity = 0xffffffff;
 
@@ -66,11 +83,13 @@ struct CapturedWindow {
     /// Relative to the border's outer corner; of a shaped window only.
     PixelRegion shape;
 
-    /// Whether the server has pixels of it that can be shown.
-    [[nodiscard]] bool isDrawable() const { return isMapped && picture != XCB_NONE; }
+    /// Whether the user sees it, and the server has pixels of it that can be shown.
+    [[nodiscard]] bool isDrawable() const { return isMapped && !isHidden && picture != XCB_NONE; }
+
+    [[nodiscard]] WindowAppearance appearance() const { return {owner, opacity, isHidden}; }
 
     /// Whether the screen shows it and not the root where it is.
-    [[nodiscard]] bool coversRoot() const { return isMapped && !isInputOnly; }
+    [[nodiscard]] bool coversRoot() const { return isMapped && !isHidden && !isInputOnly; }
 
     /// Whether nothing shines through it.
     [[nodiscard]] bool isOpaque(Compositing compositing) const

@@ -3,6 +3,7 @@
 #include "platform/x11/server/handles.h"
 
 #include <algorithm>
+#include <iterator>
 #include <optional>
 #include <unistd.h>
 #include <xcb/res.h>
@@ -50,21 +51,26 @@ ProcessID processAtServer(Connection& connection)
     return processIn(reply.get()).value_or(0);
 }
 
-struct Cookies {
+} // namespace
+
+struct WindowClassifier::Cookies {
     std::optional<xcb_res_query_client_ids_cookie_t> client;
     xcb_get_property_cookie_t process{};
     xcb_get_property_cookie_t type{};
+    xcb_get_property_cookie_t managed{};
+    xcb_get_property_cookie_t state{};
+    xcb_get_property_cookie_t workspace{};
     std::optional<xcb_get_property_cookie_t> opacity;
     std::optional<xcb_query_tree_cookie_t> tree;
 };
-
-} // namespace
 
 WindowClassifier::WindowClassifier(Connection& connection)
     : connection_(connection), rule_(getpid(), processAtServer(connection)),
       processAtom_(connection.atom("_NET_WM_PID")), typeAtom_(connection.atom("_NET_WM_WINDOW_TYPE")),
       notificationAtom_(connection.atom("_NET_WM_WINDOW_TYPE_NOTIFICATION")),
-      opacityAtom_(connection.atom("_NET_WM_WINDOW_OPACITY"))
+      opacityAtom_(connection.atom("_NET_WM_WINDOW_OPACITY")), managedAtom_(connection.atom("WM_STATE")),
+      stateAtom_(connection.atom("_NET_WM_STATE")), hiddenAtom_(connection.atom("_NET_WM_STATE_HIDDEN")),
+      workspaceAtom_(connection.atom("_NET_WM_DESKTOP"))
 {}
 
 void WindowClassifier::classify(const std::vector<CapturedWindow*>& windows)
@@ -72,12 +78,49 @@ void WindowClassifier::classify(const std::vector<CapturedWindow*>& windows)
     std::vector<Subject> level;
     for (CapturedWindow* const window : windows) {
         window->owner = {};
+        window->managed = {};
         window->opacity = 0xffffffff;
         window->needsClassification = false;
+        window->isAskedAgain = false;
         level.push_back({window, window->id, 0});
     }
     while (!level.empty())
         level = classifyLevel(level);
+}
+
+WindowClassifier::Cookies WindowClassifier::ask(const Subject& subject) const
+{
+    xcb_connection_t* const raw = connection_.get();
+    Cookies cookies;
+    if (connection_.extensions().resources.isPresent) {
+        const xcb_res_client_id_spec_t question{subject.id, XCB_RES_CLIENT_ID_MASK_LOCAL_CLIENT_PID};
+        cookies.client = xcb_res_query_client_ids(raw, 1, &question);
+    }
+    cookies.process = xcb_get_property(raw, 0, subject.id, processAtom_, XCB_ATOM_CARDINAL, 0, 1);
+    cookies.type = xcb_get_property(raw, 0, subject.id, typeAtom_, XCB_ATOM_ATOM, 0, 32);
+    cookies.managed = xcb_get_property(raw, 0, subject.id, managedAtom_, managedAtom_, 0, 1);
+    cookies.state = xcb_get_property(raw, 0, subject.id, stateAtom_, XCB_ATOM_ATOM, 0, 32);
+    cookies.workspace = xcb_get_property(raw, 0, subject.id, workspaceAtom_, XCB_ATOM_CARDINAL, 0, 1);
+    if (subject.depth == 0)
+        cookies.opacity = xcb_get_property(raw, 0, subject.id, opacityAtom_, XCB_ATOM_CARDINAL, 0, 1);
+    if (subject.depth < WindowOwnerRule::maximumDepth)
+        cookies.tree = xcb_query_tree(raw, subject.id);
+    return cookies;
+}
+
+void WindowClassifier::takeManagedState(const Subject& subject, const Cookies& cookies,
+                                        std::optional<ProcessID> clientProcess) const
+{
+    xcb_connection_t* const raw = connection_.get();
+    const Reply<xcb_get_property_reply_t> managed(xcb_get_property_reply(raw, cookies.managed, nullptr));
+    const Reply<xcb_get_property_reply_t> state(xcb_get_property_reply(raw, cookies.state, nullptr));
+    const Reply<xcb_get_property_reply_t> workspace(xcb_get_property_reply(raw, cookies.workspace, nullptr));
+    // A window manager may say so later than it maps its frame. Until then another program's window in the frame is
+    // taken for the client, so that it is heard.
+    const bool isForeign = subject.depth > 0 && clientProcess && *clientProcess != subject.window->owner.process;
+    if (subject.window->managed.client != XCB_NONE || (!firstValue(managed.get()) && !isForeign))
+        return;
+    subject.window->managed = {subject.id, containsAtom(state.get(), hiddenAtom_), firstValue(workspace.get())};
 }
 
 std::vector<WindowClassifier::Subject> WindowClassifier::classifyLevel(const std::vector<Subject>& subjects)
@@ -87,20 +130,8 @@ std::vector<WindowClassifier::Subject> WindowClassifier::classifyLevel(const std
     cookies.reserve(subjects.size());
     // All questions are sent before the first answer is read: a window manager that restarts maps hundreds of windows
     // at once, and a round trip each would hold up the picture.
-    for (const Subject& subject : subjects) {
-        Cookies cookie;
-        if (connection_.extensions().resources.isPresent) {
-            const xcb_res_client_id_spec_t question{subject.id, XCB_RES_CLIENT_ID_MASK_LOCAL_CLIENT_PID};
-            cookie.client = xcb_res_query_client_ids(raw, 1, &question);
-        }
-        cookie.process = xcb_get_property(raw, 0, subject.id, processAtom_, XCB_ATOM_CARDINAL, 0, 1);
-        cookie.type = xcb_get_property(raw, 0, subject.id, typeAtom_, XCB_ATOM_ATOM, 0, 32);
-        if (subject.depth == 0)
-            cookie.opacity = xcb_get_property(raw, 0, subject.id, opacityAtom_, XCB_ATOM_CARDINAL, 0, 1);
-        if (subject.depth < WindowOwnerRule::maximumDepth)
-            cookie.tree = xcb_query_tree(raw, subject.id);
-        cookies.push_back(cookie);
-    }
+    std::transform(subjects.begin(), subjects.end(), std::back_inserter(cookies),
+                   [this](const Subject& subject) { return ask(subject); });
 
     std::vector<Subject> next;
     for (std::size_t index = 0; index < subjects.size(); ++index) {
@@ -118,6 +149,7 @@ std::vector<WindowClassifier::Subject> WindowClassifier::classifyLevel(const std
         const Reply<xcb_get_property_reply_t> type(xcb_get_property_reply(raw, cookie.type, nullptr));
         facts.isNotification = containsAtom(type.get(), notificationAtom_);
         rule_.consider(subject.window->owner, facts);
+        takeManagedState(subject, cookie, facts.client);
 
         if (cookie.opacity) {
             const Reply<xcb_get_property_reply_t> opacity(xcb_get_property_reply(raw, *cookie.opacity, nullptr));

@@ -4,6 +4,7 @@
 #include "platform/x11/capture/window_owner_rule.h"
 #include "platform/x11/server/connection.h"
 
+#include <optional>
 #include <vector>
 
 namespace nimbrale::x11 {
@@ -13,8 +14,8 @@ class WindowClassifier {
 public:
     explicit WindowClassifier(Connection& connection);
 
-    /// Fills in owner and opacity of the given windows, with a fixed number of round trips however many they are.
-    /// Windows that vanished meanwhile become nobody's.
+    /// Fills in owner, opacity and what the window manager says of the given windows, with a fixed number of round
+    /// trips however many they are. Windows that vanished meanwhile become nobody's.
     void classify(const std::vector<CapturedWindow*>& windows);
 
 private:
@@ -24,6 +25,12 @@ private:
         int depth = 0;
     };
 
+    /// The questions about one window, all sent before the first answer is read.
+    struct Cookies;
+
+    [[nodiscard]] Cookies ask(const Subject& subject) const;
+    /// `clientProcess`: behind the connection that made the window.
+    void takeManagedState(const Subject& subject, const Cookies& cookies, std::optional<ProcessID> clientProcess) const;
     [[nodiscard]] std::vector<Subject> classifyLevel(const std::vector<Subject>& subjects);
 
     Connection& connection_;
@@ -32,6 +39,10 @@ private:
     xcb_atom_t typeAtom_;
     xcb_atom_t notificationAtom_;
     xcb_atom_t opacityAtom_;
+    xcb_atom_t managedAtom_;
+    xcb_atom_t stateAtom_;
+    xcb_atom_t hiddenAtom_;
+    xcb_atom_t workspaceAtom_;
 };
 
 } // namespace nimbrale::x11

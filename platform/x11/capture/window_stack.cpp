@@ -18,7 +18,9 @@ constexpr std::size_t nowhere = static_cast<std::size_t>(-1);
 
 WindowStack::WindowStack(Connection& connection)
     : connection_(connection), classifier_(connection), processAtom_(connection.atom("_NET_WM_PID")),
-      typeAtom_(connection.atom("_NET_WM_WINDOW_TYPE")), opacityAtom_(connection.atom("_NET_WM_WINDOW_OPACITY"))
+      typeAtom_(connection.atom("_NET_WM_WINDOW_TYPE")), opacityAtom_(connection.atom("_NET_WM_WINDOW_OPACITY")),
+      managedAtom_(connection.atom("WM_STATE")), stateAtom_(connection.atom("_NET_WM_STATE")),
+      workspaceAtom_(connection.atom("_NET_WM_DESKTOP")), currentWorkspaceAtom_(connection.atom("_NET_CURRENT_DESKTOP"))
 {
     xcb_connection_t* const raw = connection_.get();
     const std::uint32_t events =
@@ -34,6 +36,7 @@ WindowStack::WindowStack(Connection& connection)
     for (int index = 0; tree && index < xcb_query_tree_children_length(tree.get()); ++index)
         add(children[index]);
     xcb_ungrab_server(raw);
+    readCurrentWorkspace();
     classifyNew();
     connection_.flush();
 }
@@ -147,6 +150,7 @@ void WindowStack::mapped(CapturedWindow& window)
     if (window.isInputOnly)
         return;
     window.needsClassification = true;
+    window.classifiedAs.reset();
     hasUnclassified_ = true;
     readShape(window);
     namePixmap(window);
@@ -171,22 +175,38 @@ void WindowStack::unmapped(CapturedWindow& window)
 
 void WindowStack::classifyNew()
 {
-    if (!hasUnclassified_)
-        return;
-    hasUnclassified_ = false;
-    std::vector<CapturedWindow*> fresh;
-    for (const auto& window : windows_) {
-        if (window->isMapped && window->needsClassification)
-            fresh.push_back(window.get());
+    // A client that is heard from now on may have changed since it was asked, and is asked once more.
+    while (hasUnclassified_) {
+        hasUnclassified_ = false;
+        std::vector<CapturedWindow*> fresh;
+        for (const auto& window : windows_) {
+            if (window->isMapped && (window->needsClassification || window->isAskedAgain))
+                fresh.push_back(window.get());
+        }
+        classifier_.classify(fresh);
+        for (CapturedWindow* const window : fresh)
+            classified(*window);
     }
-    classifier_.classify(fresh);
-    for (CapturedWindow* const window : fresh) {
-        if (window->id == exempt_)
-            window->owner = {};
-        else if (window->owner.isOwn)
-            unredirectOwn(*window);
-        changed(*window);
+}
+
+void WindowStack::classified(CapturedWindow& window)
+{
+    if (window.id == exempt_)
+        window.owner = {};
+    else if (window.owner.isOwn)
+        unredirectOwn(window);
+    window.isHidden = isHiddenByManager(window.managed, currentWorkspace_, compositing_);
+    const WindowAppearance appearance = window.appearance();
+    if (window.classifiedAs != appearance) {
+        // Streams that showed it as what it was have to draw its place, and those that show it now.
+        if (window.classifiedAs)
+            window.owner = window.classifiedAs->owner;
+        changed(window);
+        window.owner = appearance.owner;
+        changed(window);
     }
+    window.classifiedAs = appearance;
+    listenToClient(window);
 }
 
 void WindowStack::unredirectOwn(CapturedWindow& window)
@@ -202,6 +222,7 @@ void WindowStack::unredirectOwn(CapturedWindow& window)
 void WindowStack::setCompositing(Compositing compositing)
 {
     compositing_ = compositing;
+    updateHidden();
     const bool isComposited = compositing == Compositing::running;
     xcb_connection_t* const raw = connection_.get();
     for (const auto& window : windows_) {
@@ -282,23 +303,68 @@ void WindowStack::handleReparent(const xcb_reparent_notify_event_t& event)
     if (frame && window->owner.isOwn && !window->needsClassification) {
         changed(*frame);
         frame->owner = window->owner;
-    } else if (frame && window->needsClassification) {
-        frame->needsClassification = true;
-        hasUnclassified_ = true;
+    } else if (frame) {
+        askAgain(*frame);
     }
     remove(event.window);
 }
 
 void WindowStack::handleProperty(const xcb_property_notify_event_t& event)
 {
-    if (event.atom != processAtom_ && event.atom != typeAtom_ && event.atom != opacityAtom_)
+    if (event.window == connection_.root()) {
+        if (event.atom != currentWorkspaceAtom_)
+            return;
+        readCurrentWorkspace();
+        updateHidden();
         return;
-    CapturedWindow* const window = find(event.window);
-    if (!window || !window->isMapped || window->isInputOnly)
+    }
+    constexpr auto isOneOf = [](xcb_atom_t atom, auto... atoms) { return ((atom == atoms) || ...); };
+    if (!isOneOf(event.atom, processAtom_, typeAtom_, opacityAtom_, managedAtom_, stateAtom_, workspaceAtom_))
         return;
-    changed(*window);
-    window->needsClassification = true;
+    CapturedWindow* const window = findManaged(event.window);
+    if (window && window->isMapped && !window->isInputOnly)
+        askAgain(*window);
+}
+
+CapturedWindow* WindowStack::findManaged(xcb_window_t id) const
+{
+    const auto found = std::find_if(windows_.begin(), windows_.end(),
+                                    [id](const auto& item) { return item->id == id || item->managed.client == id; });
+    return found == windows_.end() ? nullptr : found->get();
+}
+
+void WindowStack::askAgain(CapturedWindow& window)
+{
+    window.isAskedAgain = true;
     hasUnclassified_ = true;
+}
+
+void WindowStack::listenToClient(CapturedWindow& window)
+{
+    const xcb_window_t client = window.managed.client == window.id ? xcb_window_t{XCB_NONE} : window.managed.client;
+    if (client == window.clientEvents.window())
+        return;
+    window.clientEvents =
+        client == XCB_NONE ? WindowEvents() : WindowEvents(connection_, client, XCB_EVENT_MASK_PROPERTY_CHANGE);
+    if (client != XCB_NONE)
+        askAgain(window);
+}
+
+void WindowStack::readCurrentWorkspace()
+{
+    currentWorkspace_ = connection_.property32(connection_.root(), currentWorkspaceAtom_, XCB_ATOM_CARDINAL);
+}
+
+void WindowStack::updateHidden()
+{
+    for (const auto& window : windows_) {
+        const bool isHidden = isHiddenByManager(window->managed, currentWorkspace_, compositing_);
+        if (isHidden == window->isHidden)
+            continue;
+        changed(*window);
+        window->isHidden = isHidden;
+        changed(*window);
+    }
 }
 
 void WindowStack::handleShape(const xcb_shape_notify_event_t& event)

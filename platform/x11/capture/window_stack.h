@@ -7,6 +7,7 @@
 
 #include <functional>
 #include <memory>
+#include <optional>
 #include <vector>
 #include <xcb/shape.h>
 
@@ -63,6 +64,13 @@ private:
     void handleShape(const xcb_shape_notify_event_t& event);
     void placeAbove(std::size_t index, xcb_window_t sibling);
     void readShape(CapturedWindow& window);
+    /// The window that is this one or has it as its client; null where there is none.
+    [[nodiscard]] CapturedWindow* findManaged(xcb_window_t id) const;
+    void askAgain(CapturedWindow& window);
+    void classified(CapturedWindow& window);
+    void listenToClient(CapturedWindow& window);
+    void readCurrentWorkspace();
+    void updateHidden();
     void namePixmap(CapturedWindow& window);
     void releasePixmap(CapturedWindow& window);
     /// Own windows are in no picture, so the server need not keep a second copy of theirs.
@@ -78,6 +86,11 @@ private:
     xcb_atom_t processAtom_;
     xcb_atom_t typeAtom_;
     xcb_atom_t opacityAtom_;
+    xcb_atom_t managedAtom_;
+    xcb_atom_t stateAtom_;
+    xcb_atom_t workspaceAtom_;
+    xcb_atom_t currentWorkspaceAtom_;
+    std::optional<std::uint32_t> currentWorkspace_;
     std::vector<Subscription> subscriptions_;
 };
 

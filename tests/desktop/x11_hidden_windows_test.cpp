@@ -1,0 +1,128 @@
+// Windows that a compositing window manager keeps mapped though the user does not see them: minimized ones, and those
+// of other workspaces. Not one pixel of them is in a picture.
+
+#include "tests/desktop/x11_capture_fixture.h"
+
+#include <algorithm>
+
+namespace nimbrale::test {
+namespace {
+
+using WindowManager = PrivateDesktop::WindowManager;
+
+const QColor secretColor(250, 10, 130);
+constexpr QRect region(100, 80, 600, 450);
+
+class X11HiddenWindowsTest : public X11CaptureTest, public testing::WithParamInterface<WindowManager> {
+protected:
+    void SetUp() override
+    {
+        startDesktop({.windowManager = GetParam(), .compositor = PrivateDesktop::Compositor::windowManagersOwn});
+        if (!captured)
+            return;
+        sendToRoot("_NET_NUMBER_OF_DESKTOPS", captured->connection().root(), 2);
+        scene->add("secret",
+                   {.geometry = {250, 150, 300, 200}, .seed = 0, .colour = secretColor, .overrideRedirect = false});
+        captured->start({double(region.x()), double(region.y()), double(region.width()), double(region.height())});
+        ASSERT_TRUE(captured->pumpUntil([&] { return secretPixels(captured->image()) > 50000; }))
+            << "the control: the window is seen";
+    }
+
+    /// As a pager asks the window manager.
+    void sendToRoot(const char* message, xcb_window_t window, std::uint32_t value, std::uint32_t second = 2)
+    {
+        x11::Connection& connection = captured->connection();
+        xcb_client_message_event_t event = {};
+        event.response_type = XCB_CLIENT_MESSAGE;
+        event.format = 32;
+        event.window = window;
+        event.type = connection.atom(message);
+        event.data.data32[0] = value;
+        event.data.data32[1] = second;
+        xcb_send_event(connection.get(), 0, connection.root(),
+                       XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT | XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY,
+                       reinterpret_cast<const char*>(&event));
+        connection.synchronize();
+    }
+
+    [[nodiscard]] static int secretPixels(const QImage& image)
+    {
+        int count = 0;
+        for (int y = 0; y < image.height(); ++y) {
+            const auto* const line = reinterpret_cast<const QRgb*>(image.constScanLine(y));
+            count += static_cast<int>(std::count_if(line, line + image.width(), [](QRgb pixel) {
+                return (pixel & RGB_MASK) == (secretColor.rgb() & RGB_MASK);
+            }));
+        }
+        return count;
+    }
+
+    [[nodiscard]] bool isSecretOnScreen() { return secretPixels(desktop->screenshot(region)) > 0; }
+
+    /// From when neither the screen nor the picture shows it, none of the pictures does, whatever else changes.
+    void expectNotOnePixel()
+    {
+        EXPECT_TRUE(captured->pumpUntil([&] { return !isSecretOnScreen(); })) << "the window manager hides it";
+        EXPECT_TRUE(captured->pumpUntil([&] { return secretPixels(captured->image()) == 0; }));
+        int pictures = 0;
+        int worst = 0;
+        captured->onFrame = [&] {
+            ++pictures;
+            worst = std::max(worst, secretPixels(captured->image()));
+        };
+        scene->add("other", {.geometry = {260, 160, 120, 100}, .seed = 5});
+        for (int step = 0; step < 40; ++step) {
+            const int before = pictures;
+            scene->move("other", {260 + 5 * step, 160 + 3 * step});
+            scene->repaint("secret", 0);
+            EXPECT_TRUE(captured->pumpUntil([&] { return pictures > before; }));
+        }
+        scene->remove("other");
+        captured->settle();
+        captured->onFrame = nullptr;
+        EXPECT_GE(pictures, 40);
+        EXPECT_EQ(worst, 0);
+    }
+};
+
+TEST_P(X11HiddenWindowsTest, AMinimizedWindowIsInNoPictureAndComesBack)
+{
+    if (!captured)
+        return;
+    constexpr std::uint32_t iconicState = 3;
+    sendToRoot("WM_CHANGE_STATE", scene->identifier("secret"), iconicState);
+    expectNotOnePixel();
+    sendToRoot("_NET_ACTIVE_WINDOW", scene->identifier("secret"), 2, desktop->serverTime());
+    EXPECT_TRUE(captured->pumpUntil([&] { return secretPixels(captured->image()) > 50000; }));
+}
+
+TEST_P(X11HiddenWindowsTest, AWindowOfAnotherWorkspaceIsInNoPictureAndComesBack)
+{
+    if (!captured)
+        return;
+    sendToRoot("_NET_WM_DESKTOP", scene->identifier("secret"), 1);
+    expectNotOnePixel();
+    sendToRoot("_NET_CURRENT_DESKTOP", captured->connection().root(), 1);
+    EXPECT_TRUE(captured->pumpUntil([&] { return secretPixels(captured->image()) > 50000; }));
+    sendToRoot("_NET_CURRENT_DESKTOP", captured->connection().root(), 0);
+    expectNotOnePixel();
+}
+
+INSTANTIATE_TEST_SUITE_P(, X11HiddenWindowsTest,
+                         testing::Values(WindowManager::mutter, WindowManager::kwin, WindowManager::marco,
+                                         WindowManager::xfwm4),
+                         [](const auto& manager) {
+                             switch (manager.param) {
+                             case WindowManager::mutter:
+                                 return "Mutter";
+                             case WindowManager::kwin:
+                                 return "Kwin";
+                             case WindowManager::marco:
+                                 return "Marco";
+                             default:
+                                 return "Xfwm4";
+                             }
+                         });
+
+} // namespace
+} // namespace nimbrale::test
