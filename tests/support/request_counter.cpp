@@ -96,6 +96,7 @@ void RequestCounter::run()
         if (descriptors[0].revents != 0)
             break;
         if (descriptors[1].revents != 0) {
+            std::this_thread::sleep_for(delay_.load());
             isOpen = pass(client.get(), server_.get(), &pending_);
             countRequests();
         }

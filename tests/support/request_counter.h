@@ -4,6 +4,7 @@
 
 #include <array>
 #include <atomic>
+#include <chrono>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -25,6 +26,8 @@ public:
     [[nodiscard]] const std::string& displayName() const { return displayName_; }
     /// Any thread.
     [[nodiscard]] int count(std::uint8_t majorOpcode) const { return counts_[majorOpcode]; }
+    /// Requests reach the server so much later from now on. Any thread.
+    void delayRequests(std::chrono::milliseconds delay) { delay_ = delay; }
 
 private:
     RequestCounter(std::string displayName, FileDescriptor listening, FileDescriptor server);
@@ -37,6 +40,7 @@ private:
     FileDescriptor server_;
     FileDescriptor ending_;
     std::array<std::atomic<int>, 256> counts_{};
+    std::atomic<std::chrono::milliseconds> delay_{};
     /// What the client sent and is no whole request yet.
     std::vector<std::uint8_t> pending_;
     bool isSetUp_ = false;

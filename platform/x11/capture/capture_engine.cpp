@@ -18,7 +18,7 @@ Result<std::unique_ptr<CaptureEngine>> CaptureEngine::create(const std::string& 
 
 CaptureEngine::CaptureEngine(std::unique_ptr<Connection> connection, Callbacks callbacks)
     : connection_(std::move(connection)), callbacks_(std::move(callbacks)),
-      desktop_(*connection_, callbacks_.onPointerMoved)
+      desktop_(*connection_, callbacks_.onPointerMoved), displays_(*connection_, desktop_.events())
 {}
 
 CaptureEngine::~CaptureEngine()
@@ -35,7 +35,7 @@ CaptureEngine::~CaptureEngine()
 
 void CaptureEngine::addSession(std::shared_ptr<CaptureSession> session)
 {
-    session->start(*connection_, desktop_, callbacks_.releasePixmap);
+    session->start(*connection_, desktop_, displays_.places(), callbacks_.releasePixmap);
     sessions_.push_back(std::move(session));
 }
 
@@ -73,6 +73,7 @@ void CaptureEngine::runPosted()
 
 void CaptureEngine::takeDueTurns()
 {
+    displays_.update();
     desktop_.classifyNewWindows();
     const auto now = FramePacer::Clock::now();
     desktop_.poll(now);
@@ -84,14 +85,30 @@ void CaptureEngine::takeDueTurns()
     if (!due.empty())
         desktop_.collect();
     // What changes from here on is found in the next turn.
-    for (CaptureSession* const session : due)
-        session->takeTurn(now);
+    std::vector<CaptureSession*> drawn;
+    for (CaptureSession* const session : due) {
+        if (session->takeTurn(now))
+            drawn.push_back(session);
+    }
+    if (!drawn.empty())
+        handOver(drawn);
     desktop_.pollPointer(now);
+}
+
+void CaptureEngine::handOver(const std::vector<CaptureSession*>& drawn)
+{
+    // The reply comes after all that was drawn, and behind the news of every change of the displays before that.
+    connection_->synchronize();
+    desktop_.handleEvents();
+    if (connection_->isLost())
+        return;
+    for (CaptureSession* const session : drawn)
+        session->handOver();
 }
 
 void CaptureEngine::wait()
 {
-    if (desktop_.handleQueuedEvent())
+    if (desktop_.handleQueuedEvent() || displays_.places().areDoubted())
         return;
     const auto now = FramePacer::Clock::now();
     std::vector<StreamTiming> streams;

@@ -2,9 +2,9 @@
 
 #include "platform/x11/capture/capture_session.h"
 #include "platform/x11/capture/desktop_tracker.h"
+#include "platform/x11/capture/display_watcher.h"
 #include "platform/x11/capture/work_inbox.h"
 #include "platform/x11/server/connection.h"
-#include "platform/x11/server/error_log.h"
 
 #include <functional>
 #include <memory>
@@ -58,12 +58,13 @@ private:
     void run();
     void runPosted();
     void takeDueTurns();
+    void handOver(const std::vector<CaptureSession*>& drawn);
     void wait();
 
     std::unique_ptr<Connection> connection_;
-    ErrorLog errors_;
     Callbacks callbacks_;
     DesktopTracker desktop_;
+    DisplayWatcher displays_;
     std::vector<std::shared_ptr<CaptureSession>> sessions_;
     std::shared_ptr<WorkInbox> inbox_ = std::make_shared<WorkInbox>();
     /// The thread's own: set by work that is posted to it.

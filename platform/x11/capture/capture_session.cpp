@@ -32,6 +32,7 @@ void CaptureSession::configure(const SessionConfiguration& configuration)
         changes_.addAll();
     if (!renderer_)
         return;
+    displays_->compare(configuration.display);
     renderer_->setGeometry(configuration.source, configuration.width, configuration.height);
     desktop_->update(changes_);
 }
@@ -45,11 +46,13 @@ void CaptureSession::setFilter(const SessionFilter& filter)
         desktop_->update(changes_);
 }
 
-void CaptureSession::start(Connection& connection, DesktopTracker& desktop,
+void CaptureSession::start(Connection& connection, DesktopTracker& desktop, DisplayPlaces& displays,
                            std::function<void(xcb_pixmap_t)> releasePixmap)
 {
     connection_ = &connection;
     desktop_ = &desktop;
+    displays_ = &displays;
+    displays.compare(configuration_.display);
     renderer_ = std::make_unique<FrameRenderer>(connection, std::move(releasePixmap));
     renderer_->setGeometry(configuration_.source, configuration_.width, configuration_.height);
     if (connection.extensions().sync.isPresent) {
@@ -80,24 +83,28 @@ StreamTiming CaptureSession::timing(FramePacer::Clock::time_point now)
 {
     expectation_ = desktop_->expectation(changes_);
     StreamTiming timing = pacer_.timing(now, expectation_);
+    if (!timing.timeToTurn)
+        return timing;
     // A consumer that lets go of a frame wakes the thread.
-    if (timing.timeToTurn && heldFrames_->areAsManyAs(configuration_.queueDepth))
+    if (!displays_->isCertain(configuration_.display) || heldFrames_->areAsManyAs(configuration_.queueDepth))
         timing.timeToTurn.reset();
     return timing;
 }
 
-void CaptureSession::takeTurn(FramePacer::Clock::time_point now)
+bool CaptureSession::takeTurn(FramePacer::Clock::time_point now)
 {
-    const bool hasChanged = !changes_.isEmpty();
-    if (hasChanged)
-        deliverFrame();
-    if (hasChanged || expectation_ == ChangeExpectation::certain)
+    if (!changes_.isEmpty()) {
+        drawFrame(now);
+        return true;
+    }
+    if (expectation_ == ChangeExpectation::certain)
         pacer_.useTick(now);
     else
         pacer_.dismissPossibility(now);
+    return false;
 }
 
-void CaptureSession::deliverFrame()
+void CaptureSession::drawFrame(FramePacer::Clock::time_point tick)
 {
     const PixelRegion dirty = changes_.take();
     const std::chrono::nanoseconds presentation = presentationTime();
@@ -108,8 +115,19 @@ void CaptureSession::deliverFrame()
         });
     surfaceChanges_.advance(frame.changed.rects());
     auto surface = std::make_shared<X11Surface>(frame.storage, surfaceChanges_, signalFence());
-    connection_->flush();
-    output->deliver(heldFrames_->count(std::move(surface)), presentation);
+    drawn_ = DrawnFrame{std::move(surface), presentation, tick, displays_->now()};
+}
+
+void CaptureSession::handOver()
+{
+    DrawnFrame frame = std::move(*std::exchange(drawn_, std::nullopt));
+    if (!displays_->wasCertain(configuration_.display, frame.begun)) {
+        // Its tick is not used: the next one is due as soon as the place is certain.
+        changes_.addAll();
+        return;
+    }
+    pacer_.useTick(frame.tick);
+    output->deliver(heldFrames_->count(std::move(frame.surface)), frame.presentationTime);
 }
 
 std::chrono::nanoseconds CaptureSession::presentationTime()

@@ -3,6 +3,7 @@
 #include "platform/surface_changes.h"
 #include "platform/x11/capture/change_collector.h"
 #include "platform/x11/capture/desktop_tracker.h"
+#include "platform/x11/capture/display_places.h"
 #include "platform/x11/capture/frame_pacer.h"
 #include "platform/x11/capture/frame_renderer.h"
 #include "platform/x11/capture/held_frames.h"
@@ -12,6 +13,7 @@
 #include <chrono>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <vector>
 
 namespace nimbrale::x11 {
@@ -20,6 +22,8 @@ namespace nimbrale::x11 {
 struct SessionConfiguration {
     /// Root pixels.
     PixelRect source;
+    /// The display that is shown, and where it was when the source was computed.
+    DisplayPlace display;
     /// Pixels of the frames.
     int width = 0;
     int height = 0;
@@ -53,19 +57,31 @@ public:
     void configure(const SessionConfiguration& configuration);
     void setFilter(const SessionFilter& filter);
 
-    /// Begins and ends the life in the server. Only in between frames are composed. `desktop` and `connection` must
-    /// outlive it.
-    void start(Connection& connection, DesktopTracker& desktop, std::function<void(xcb_pixmap_t)> releasePixmap);
+    /// Begins and ends the life in the server. Only in between frames are composed. All but the function must outlive
+    /// it.
+    void start(Connection& connection, DesktopTracker& desktop, DisplayPlaces& displays,
+               std::function<void(xcb_pixmap_t)> releasePixmap);
     void stop();
     void reportLost() const { onLost_(); }
 
+    /// While the display is not known to lie where the source was computed for, no turn comes.
     [[nodiscard]] StreamTiming timing(FramePacer::Clock::time_point now);
-    /// Takes the turn that is due, after the desktop's changes were collected: draws what changed, if something did,
-    /// and delivers it.
-    void takeTurn(FramePacer::Clock::time_point now);
+    /// Takes the turn that is due, after the desktop's changes were collected: draws what changed. False if nothing
+    /// did; else `handOver` is to be called.
+    [[nodiscard]] bool takeTurn(FramePacer::Clock::time_point now);
+    /// Delivers what was drawn, after the server is known to have drawn it and its events up to then were handled. What
+    /// may show another display than the stream's is dropped, and drawn anew once the place is certain.
+    void handOver();
 
 private:
-    void deliverFrame();
+    struct DrawnFrame {
+        std::shared_ptr<const Surface> surface;
+        std::chrono::nanoseconds presentationTime{};
+        FramePacer::Clock::time_point tick;
+        DisplayPlaces::Moment begun{};
+    };
+
+    void drawFrame(FramePacer::Clock::time_point tick);
     [[nodiscard]] std::chrono::nanoseconds presentationTime();
     [[nodiscard]] bool includes(const CapturedWindow& window) const;
     [[nodiscard]] SyncPoint signalFence();
@@ -80,9 +96,12 @@ private:
     ChangeExpectation expectation_ = ChangeExpectation::none;
     Connection* connection_ = nullptr;
     DesktopTracker* desktop_ = nullptr;
+    DisplayPlaces* displays_ = nullptr;
     std::unique_ptr<FrameRenderer> renderer_;
     std::shared_ptr<HeldFrames> heldFrames_;
     std::function<void()> onLost_;
+    /// Between `takeTurn` and `handOver`.
+    std::optional<DrawnFrame> drawn_;
     FramePacer::Clock::time_point lastPresentation_;
     OwnedCounter counter_;
     std::int64_t counterValue_ = 0;

@@ -47,6 +47,8 @@ public:
     /// To be called after the collector's source, contents or pointer visibility has changed.
     void update(ChangeCollector& changes);
 
+    /// For others who follow something over the same connection.
+    [[nodiscard]] EventRoutes& events() { return events_; }
     /// Handles what the server has told so far.
     void handleEvents();
     /// Handles one event that a reply brought along and that the socket therefore does not announce; false for none.

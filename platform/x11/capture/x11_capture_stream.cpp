@@ -159,6 +159,7 @@ Result<SessionConfiguration> X11CaptureStream::sessionConfiguration() const
         return tl::make_unexpected(displayLost());
     SessionConfiguration result;
     result.source = display->pixels;
+    result.display = {display->nameAtom, display->pixels};
     if (const std::optional<Rect>& region = configuration_.sourceRect) {
         const std::optional<PixelPoint> corner = screens_.pixelOf(region->origin(), filter_.displayID);
         if (!corner)

@@ -42,7 +42,8 @@ struct PixelPitch {
     double vertical = 25.4 / 96;
 };
 
-/// Reads RandR's layout; `RandrChange` changes it. Needs RandR 1.5. Main thread only.
+/// Reads RandR's layout; `RandrChange` changes it. Needs RandR 1.5. Thread of the connection
+/// only.
 class RandrLayout {
 public:
     explicit RandrLayout(Connection& connection);
