@@ -8,7 +8,10 @@
 #include <algorithm>
 #include <atomic>
 #include <cmath>
+#include <string>
 #include <thread>
+#include <utility>
+#include <vector>
 
 namespace nimbrale::test {
 namespace {
@@ -389,6 +392,49 @@ TEST_F(X11StreamTest, noOlderPictureComesAfterTheCompletionOfAnUpdate)
     }
     EXPECT_GT(samples, 130);
     EXPECT_EQ(older, 0);
+}
+
+TEST_F(X11StreamTest, aHandlerMayReadThePictureAndUpdateAndStopItsStream)
+{
+    begin();
+    if (!captured)
+        return;
+    scene->add("pattern", {.geometry = {60, 40, 700, 500}, .seed = 5});
+    auto reader = std::move(*captured->capture().makeSurfaceReader());
+    constexpr int updatedWidth = 200;
+    std::atomic<int> reads = 0;
+    std::vector<std::string> log;
+    // The main thread, which only pumps meanwhile, is told of the completions.
+    const auto logs = [&log](const std::string& name) {
+        return [&log, name](const Result<void>& result) { log.push_back(result ? name : "failed"); };
+    };
+    bool isUpdated = false;
+    bool isStopped = false;
+    stream->onSample = [&](const CaptureSample& sample) {
+        reads += reader->read(*sample.surface).has_value() ? 1 : 0;
+        if (!std::exchange(isUpdated, true))
+            stream->stream().updateConfiguration(configuration(updatedWidth, 150), logs("updated"));
+        if (sample.surface->width() == updatedWidth && !std::exchange(isStopped, true))
+            stream->stream().stop(logs("stopped"));
+    };
+    ASSERT_TRUE(stream->start(filter(), configuration()));
+    int shade = 0;
+    const auto draw = [&] { scene->fill("pattern", {100, 100, 50, 50}, QColor(++shade % 256, 99, 0)); };
+    EXPECT_TRUE(pumpUntil([&] {
+        draw();
+        return log.size() == 2;
+    }));
+    EXPECT_EQ(log, (std::vector<std::string>{"updated", "stopped"}));
+    const int frames = stream->frames();
+    EXPECT_EQ(stream->last().surface->width(), updatedWidth);
+    EXPECT_FALSE(pumpUntil(
+        [&] {
+            draw();
+            return stream->frames() != frames;
+        },
+        Milliseconds{200}))
+        << "nothing comes after the completion of a stop";
+    EXPECT_EQ(reads, frames);
 }
 
 TEST_F(X11StreamTest, framesKeepTheirIntervalAndFollowAChangedRate)

@@ -1,37 +1,37 @@
 #include "platform/x11/capture/sample_output.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace nimbrale::x11 {
 
 void SampleOutput::open(SerialQueue& queue, CaptureStream::SampleHandler handler)
 {
+    auto consumer = std::make_shared<const Consumer>(Consumer{queue, std::move(handler)});
+    close();
     const std::lock_guard lock(mutex_);
-    queue_ = &queue;
-    handler_ = std::move(handler);
+    consumer_.swap(consumer);
 }
 
 void SampleOutput::close()
 {
-    const std::lock_guard lock(mutex_);
-    queue_ = nullptr;
-    handler_ = nullptr;
+    // Released after the lock.
+    std::shared_ptr<const Consumer> closed;
+    std::unique_lock lock(mutex_);
+    closed.swap(consumer_);
+    callReturned_.wait(lock, [this, self = std::this_thread::get_id()] {
+        return std::ranges::all_of(callers_, [self](std::thread::id caller) { return caller == self; });
+    });
 }
 
 void SampleOutput::deliver(std::shared_ptr<const Surface> surface, std::chrono::nanoseconds presentationTime)
 {
-    std::function<void()> handOut = [self = shared_from_this(), surface = std::move(surface),
-                                     presentationTime]() mutable {
-        CaptureStream::SampleHandler handler;
-        {
-            const std::lock_guard lock(self->mutex_);
-            handler = self->handler_;
-        }
-        if (handler)
-            handler({OutputType::screen, FrameStatus::complete, std::move(surface), presentationTime});
+    std::function<void()> handOut = [self = shared_from_this(), surface = std::move(surface), presentationTime] {
+        self->withConsumer([&](const Consumer& consumer) {
+            consumer.handler({OutputType::screen, FrameStatus::complete, surface, presentationTime});
+        });
     };
-    // Without an output the frame is let go of here.
-    (void)postToOutput(handOut);
+    withConsumer([&handOut](const Consumer& consumer) { consumer.queue.runOrPost(std::move(handOut)); });
 }
 
 void SampleOutput::complete(CaptureStream::Completion completion, Result<void> result)
@@ -44,16 +44,29 @@ void SampleOutput::complete(CaptureStream::Completion completion, Result<void> r
         self->mainQueue_.post(std::move(finish));
     };
     // A stream that was let go of delivers no frames any more, but still answers.
-    if (!postToOutput(pass))
+    if (!withConsumer([&pass](const Consumer& consumer) { consumer.queue.runOrPost(std::move(pass)); }))
         pass();
 }
 
-bool SampleOutput::postToOutput(std::function<void()>& work)
+bool SampleOutput::withConsumer(const std::function<void(const Consumer&)>& call)
 {
-    const std::lock_guard lock(mutex_);
-    if (!queue_)
-        return false;
-    queue_->runOrPost(std::move(work));
+    const std::thread::id self = std::this_thread::get_id();
+    std::shared_ptr<const Consumer> consumer;
+    {
+        const std::lock_guard lock(mutex_);
+        if (!consumer_)
+            return false;
+        consumer = consumer_;
+        callers_.push_back(self);
+    }
+    call(*consumer);
+    // What the handler owns is gone before somebody who waits for it goes on.
+    consumer.reset();
+    {
+        const std::lock_guard lock(mutex_);
+        callers_.erase(std::ranges::find(callers_, self));
+    }
+    callReturned_.notify_all();
     return true;
 }
 

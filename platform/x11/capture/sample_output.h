@@ -4,22 +4,28 @@
 #include "platform/screen_capture.h"
 
 #include <chrono>
+#include <condition_variable>
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <thread>
+#include <vector>
 
 namespace nimbrale::x11 {
 
 /// The way of a stream's samples and completions from the capture thread to its consumer. Both go to the consumer's
-/// queue, so that they keep their order.
+/// queue, so that they keep their order. Whatever the consumer does when it is called, and whatever goes when a sample
+/// or the handler is released, it may use the output: no lock is held meanwhile.
 class SampleOutput : public std::enable_shared_from_this<SampleOutput> {
 public:
     /// `mainQueue` must outlive the output.
     explicit SampleOutput(MainQueue& mainQueue) : mainQueue_(mainQueue) {}
 
-    // Main thread.
+    // Main thread, or in the handler; from two threads at once only `close`.
+    /// `handler` gets the samples on `queue`, from now until `close`; another handler is closed first.
     void open(SerialQueue& queue, CaptureStream::SampleHandler handler);
-    /// After it nothing is posted to the output's queue any more, and the handler is not called.
+    /// After it nothing is posted to the output's queue any more, and the handler is not called: where another thread
+    /// is doing that, waits for it. The handler itself may close its output.
     void close();
 
     // Capture thread.
@@ -28,14 +34,20 @@ public:
     void complete(CaptureStream::Completion completion, Result<void> result);
 
 private:
-    /// Takes `work` and is true; where there is no output, or none any more, false, and `work` is left as it was.
-    [[nodiscard]] bool postToOutput(std::function<void()>& work);
+    struct Consumer {
+        SerialQueue& queue;
+        CaptureStream::SampleHandler handler;
+    };
+
+    /// Calls `call` with the consumer, which stays until then. False without one, and nothing is called.
+    bool withConsumer(const std::function<void(const Consumer&)>& call);
 
     MainQueue& mainQueue_;
-    /// Recursive, since the output's queue may do on the spot what it is given.
-    std::recursive_mutex mutex_;
-    SerialQueue* queue_ = nullptr;
-    CaptureStream::SampleHandler handler_;
+    std::mutex mutex_;
+    std::shared_ptr<const Consumer> consumer_;
+    /// The threads in `withConsumer`, each as often as it is there.
+    std::vector<std::thread::id> callers_;
+    std::condition_variable callReturned_;
 };
 
 } // namespace nimbrale::x11

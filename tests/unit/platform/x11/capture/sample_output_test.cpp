@@ -4,9 +4,12 @@
 #include "tests/fakes/fake_main_queue.h"
 #include "tests/fakes/fake_surface.h"
 
+#include <atomic>
 #include <future>
 #include <gtest/gtest.h>
 #include <string>
+#include <thread>
+#include <utility>
 #include <vector>
 
 namespace nimbrale::x11 {
@@ -101,6 +104,179 @@ TEST_F(SampleOutputTest, NothingReachesTheHandlerOnceItIsClosed)
     complete();
     mainQueue.runPosted();
     EXPECT_EQ(log, std::vector<std::string>{"done"});
+}
+
+/// Where the handler runs: on the thread that delivers, while the consumer's queue has nothing to do, or on the
+/// queue's.
+enum class Place { onTheSpot, onTheQueue };
+
+/// What the consumer does in its calls, while other threads use the output.
+class SampleOutputCallTest : public SampleOutputTest, public testing::WithParamInterface<Place> {
+protected:
+    /// Delivers one picture and returns when the handler is done with it.
+    void deliverOne(std::shared_ptr<const Surface> surface = std::make_shared<FakeSurface>(1, 1))
+    {
+        std::promise<void> mayGoOn;
+        if (GetParam() == Place::onTheQueue)
+            queue.post([&mayGoOn] { mayGoOn.get_future().wait(); });
+        output->deliver(std::move(surface), 1s);
+        mayGoOn.set_value();
+        drain();
+    }
+    /// Whether another thread can use the output now.
+    [[nodiscard]] bool canOtherThreadsUseIt()
+    {
+        std::promise<void> done;
+        std::future<void> isDone = done.get_future();
+        others.emplace_back([this, done = std::move(done)]() mutable {
+            output->complete([](const Result<void>&) {}, {});
+            done.set_value();
+        });
+        return isDone.wait_for(1s) == std::future_status::ready;
+    }
+    void TearDown() override
+    {
+        for (std::thread& other : others)
+            other.join();
+    }
+
+    std::vector<std::thread> others;
+
+    /// Tells, when it goes, whether other threads could use the output then.
+    struct Probe {
+        SampleOutputCallTest& test;
+        bool& canBeUsed;
+        ~Probe() { canBeUsed = test.canOtherThreadsUseIt(); }
+    };
+};
+
+TEST_P(SampleOutputCallTest, NoLockIsHeldWhileTheHandlerRuns)
+{
+    bool canBeUsed = false;
+    output->open(queue, [&](const CaptureSample&) { canBeUsed = canOtherThreadsUseIt(); });
+    deliverOne();
+    EXPECT_TRUE(canBeUsed);
+}
+
+TEST_P(SampleOutputCallTest, NoLockIsHeldWhileAPictureIsReleased)
+{
+    bool canBeUsed = false;
+    auto probe = std::make_shared<Probe>(*this, canBeUsed);
+    auto surface = std::make_shared<FakeSurface>(1, 1);
+    const Surface* const raw = surface.get();
+    std::shared_ptr<const Surface> probed(
+        raw, [surface = std::move(surface), probe = std::move(probe)](const Surface*) mutable { probe.reset(); });
+    output->open(queue, [](const CaptureSample&) {});
+    deliverOne(std::move(probed));
+    EXPECT_TRUE(canBeUsed);
+}
+
+TEST_P(SampleOutputCallTest, NoLockIsHeldWhileAHandlerIsReleased)
+{
+    bool canBeUsed = false;
+    output->open(queue, [probe = std::make_shared<Probe>(*this, canBeUsed)](const CaptureSample&) {});
+    deliverOne();
+    EXPECT_FALSE(canBeUsed);
+    output->close();
+    EXPECT_TRUE(canBeUsed);
+}
+
+TEST_P(SampleOutputCallTest, CloseReturnsWhenTheHandlerIsDone)
+{
+    std::promise<void> hasBegun;
+    std::atomic<bool> isOver = false;
+    output->open(queue, [&](const CaptureSample&) {
+        hasBegun.set_value();
+        std::this_thread::sleep_for(50ms);
+        isOver = true;
+    });
+    std::thread delivering([this] { deliverOne(); });
+    hasBegun.get_future().wait();
+    output->close();
+    EXPECT_TRUE(isOver);
+    delivering.join();
+}
+
+TEST_P(SampleOutputCallTest, AHandlerMayCloseItsOutput)
+{
+    auto token = std::make_shared<int>();
+    const std::weak_ptr<int> handler = token;
+    output->open(queue, [this, token = std::move(token)](const CaptureSample&) {
+        output->close();
+        log.push_back(token.use_count() > 0 ? "sample" : "gone");
+    });
+    deliverOne();
+    EXPECT_TRUE(handler.expired());
+    deliverOne();
+    EXPECT_EQ(log, std::vector<std::string>{"sample"});
+}
+
+TEST_P(SampleOutputCallTest, AHandlerMayOpenItsOutputAnewAndComplete)
+{
+    output->open(queue, [this](const CaptureSample&) {
+        log.push_back("first");
+        output->open(queue, [this](const CaptureSample&) { log.push_back("second"); });
+        complete();
+        deliver();
+    });
+    deliverOne();
+    drain();
+    mainQueue.runPosted();
+    EXPECT_EQ(log, (std::vector<std::string>{"first", "second", "done"}));
+}
+
+INSTANTIATE_TEST_SUITE_P(Places, SampleOutputCallTest, testing::Values(Place::onTheSpot, Place::onTheQueue),
+                         [](const auto& place) {
+                             return place.param == Place::onTheSpot ? "OnTheSpot" : "OnTheQueue";
+                         });
+
+TEST_F(SampleOutputTest, EverybodyAtOnce)
+{
+    std::atomic<int> samples = 0;
+    std::atomic<int> asked = 0;
+    std::atomic<int> completed = 0;
+    const auto answer = [&] {
+        ++asked;
+        output->complete([&completed](const Result<void>&) { ++completed; }, {});
+    };
+    const auto reopen = [&] {
+        output->open(queue, [&](const CaptureSample&) {
+            const int number = ++samples;
+            if (number % 3 == 0)
+                answer();
+            if (number % 7 == 0)
+                output->close();
+        });
+    };
+    std::atomic<bool> isOver = false;
+    std::thread capture([&] {
+        while (!isOver) {
+            deliver();
+            answer();
+        }
+    });
+    std::thread other([&] {
+        for (int round = 0; !isOver; ++round) {
+            answer();
+            if (round % 5 == 0)
+                output->close();
+        }
+    });
+    while (samples < 300) {
+        reopen();
+        std::this_thread::yield();
+    }
+    output->close();
+    const int atTheEnd = samples;
+    // The capture's thread goes on, and reaches nobody.
+    std::this_thread::sleep_for(20ms);
+    EXPECT_EQ(samples, atTheEnd);
+    isOver = true;
+    capture.join();
+    other.join();
+    drain();
+    mainQueue.runPosted();
+    EXPECT_EQ(completed, asked);
 }
 
 } // namespace
