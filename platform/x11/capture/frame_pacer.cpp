@@ -31,6 +31,16 @@ FramePacer::Clock::time_point FramePacer::tickAt(Clock::time_point now, Clock::t
     return isContinuous ? lastTick + interval_ : now;
 }
 
+FramePacer::Duration boundedInterval(const FrameInterval& interval)
+{
+    static constexpr std::chrono::duration<double> shortest = std::chrono::milliseconds(1);
+    static constexpr std::chrono::duration<double> longest = std::chrono::hours(1);
+    if (interval.timescale <= 0 || interval.value < 0)
+        return std::chrono::seconds(1);
+    const std::chrono::duration<double> seconds(static_cast<double>(interval.value) / interval.timescale);
+    return std::chrono::duration_cast<FramePacer::Duration>(std::clamp(seconds, shortest, longest));
+}
+
 ThreadWait threadWait(const std::vector<StreamTiming>& streams, std::optional<FramePacer::Duration> timeToPoll)
 {
     static constexpr auto atOnce = FramePacer::Duration::zero();

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "platform/screen_capture.h"
+
 #include <chrono>
 #include <optional>
 #include <vector>
@@ -51,6 +53,10 @@ private:
     Clock::time_point lastTick_;
     Clock::time_point lastTurn_;
 };
+
+/// The interval that a stream asks for, within bounds: with none at all the capture thread would never rest. One
+/// without a meaning (a rate of zero or less in the settings) is one second: slow, but alive.
+[[nodiscard]] FramePacer::Duration boundedInterval(const FrameInterval& interval);
 
 /// How the capture thread waits until there is something to do.
 struct ThreadWait {

@@ -1,5 +1,7 @@
 #include "platform/x11/capture/x11_capture_stream.h"
 
+#include "platform/x11/capture/frame_pacer.h"
+
 #include <algorithm>
 #include <cmath>
 #include <limits>
@@ -8,14 +10,6 @@
 namespace nimbrale::x11 {
 
 namespace {
-
-/// An interval without a meaning (a rate of zero or less in the settings) is one second: slow, but alive.
-std::chrono::nanoseconds intervalOf(const FrameInterval& interval)
-{
-    if (interval.timescale <= 0 || interval.value < 0)
-        return std::chrono::seconds(1);
-    return std::chrono::nanoseconds(1'000'000'000 * interval.value / interval.timescale);
-}
 
 /// The server counts the pixels of a picture in 15 bits.
 bool isServerSize(std::int64_t pixels)
@@ -173,7 +167,7 @@ Result<SessionConfiguration> X11CaptureStream::sessionConfiguration() const
         return fail(ErrorCode::captureFailedToStart, "An area of that size cannot be captured.");
     result.width = static_cast<int>(configuration_.width);
     result.height = static_cast<int>(configuration_.height);
-    result.interval = intervalOf(configuration_.minimumFrameInterval);
+    result.interval = boundedInterval(configuration_.minimumFrameInterval);
     result.showsCursor = configuration_.showsCursor;
     result.queueDepth = std::max(1, configuration_.queueDepth);
     return result;

@@ -1,6 +1,7 @@
 #include "platform/x11/capture/frame_pacer.h"
 
 #include <gtest/gtest.h>
+#include <limits>
 
 namespace nimbrale::x11 {
 namespace {
@@ -129,6 +130,33 @@ TEST_F(FramePacerTest, anotherIntervalCountsFromTheLastTick)
     EXPECT_EQ(timeToTurn(start + 20ms, certain), 30ms);
     pacer.setInterval(10ms);
     EXPECT_TRUE(isDue(start + 10ms, certain));
+}
+
+TEST(FrameIntervalTest, isWhatTheStreamAsksFor)
+{
+    EXPECT_EQ(boundedInterval({1, 30}), 33'333'333ns);
+    EXPECT_EQ(boundedInterval({1, 1000}), 1ms);
+    EXPECT_EQ(boundedInterval({5, 2}), 2500ms);
+}
+
+TEST(FrameIntervalTest, aRateThatNoClockCanKeepLeavesTheThreadItsRest)
+{
+    EXPECT_EQ(boundedInterval({1, 1001}), 1ms);
+    EXPECT_EQ(boundedInterval({1, std::numeric_limits<std::int32_t>::max()}), 1ms);
+    EXPECT_EQ(boundedInterval({0, 30}), 1ms);
+}
+
+TEST(FrameIntervalTest, anIntervalBeyondAllTimeIsAnHour)
+{
+    EXPECT_EQ(boundedInterval({std::numeric_limits<std::int64_t>::max(), 1}), 1h);
+    EXPECT_EQ(boundedInterval({std::numeric_limits<std::int64_t>::max() / 1'000'000'000 + 1, 30}), 1h);
+}
+
+TEST(FrameIntervalTest, anIntervalWithoutAMeaningIsASecond)
+{
+    EXPECT_EQ(boundedInterval({1, 0}), 1s);
+    EXPECT_EQ(boundedInterval({1, -30}), 1s);
+    EXPECT_EQ(boundedInterval({-1, 30}), 1s);
 }
 
 StreamTiming idle(Duration timeToTick)
