@@ -54,6 +54,7 @@ public:
     void dropKeyboardFocus() override { ++focusDrops; }
     void terminate() override
     {
+        ++terminationRequests;
         termination_.ask([this](bool isGranted) {
             if (isGranted)
                 ++terminations;
@@ -71,6 +72,7 @@ public:
     bool opensLocations = true;
     std::vector<Activation> activations;
     int focusDrops = 0;
+    int terminationRequests = 0;
     /// Requests that were granted.
     int terminations = 0;
     std::vector<std::string> locations;
