@@ -96,8 +96,8 @@ void RegionOverlayPainter::paintGuides(const Pass& pass) const
         const double first = isHorizontal ? visible.minX() : visible.minY();
         const double last = isHorizontal ? visible.maxX() : visible.maxY();
         for (double start = std::floor(first / dashPeriod) * dashPeriod; start < last; start += dashPeriod) {
-            const double dash = std::min(dashLength, length - start);
-            const Rect inView = isHorizontal ? Rect{start, across, dash, pixel} : Rect{across, start, pixel, dash};
+            const Rect inView =
+                isHorizontal ? Rect{start, across, dashLength, pixel} : Rect{across, start, pixel, dashLength};
             pass.painter.fillRect(toQRectF(pass.flipped(inView)), color);
         }
     }

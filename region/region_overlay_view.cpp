@@ -69,7 +69,7 @@ void RegionOverlayView::updateLayout()
 void RegionOverlayView::updateHitRegion()
 {
     // During a drag the panel gets every event wherever the pointer is.
-    if (isDragging_)
+    if (isDragging())
         return;
     // The slack around the resize button counts for a pointer that is leaving it, not for one that passes by.
     const auto slack =
@@ -108,7 +108,7 @@ void RegionOverlayView::windowWillMove(const Rect& oldFrame)
 void RegionOverlayView::paint(QPainter& painter, const Rect& dirty)
 {
     RegionOverlayAppearance appearance;
-    appearance.isActive = isDragging_ || hoveredZone_.has_value();
+    appearance.isActive = isDragging() || hoveredZone_.has_value();
     appearance.hoveredButton = hoveredButton_;
     appearance.pressedButton = pressedButton_;
     if (recordingTime_)
@@ -120,7 +120,7 @@ void RegionOverlayView::paint(QPainter& painter, const Rect& dirty)
 
 void RegionOverlayView::pollHover(Point mouseLocation)
 {
-    if (isDragging_)
+    if (isDragging())
         return;
     const Point point{mouseLocation.x - overlayWindow_.frame().x, mouseLocation.y - overlayWindow_.frame().y};
     const std::optional<FrameButton> button = layout_.buttonAt(point);
@@ -159,7 +159,6 @@ void RegionOverlayView::mouseDown(const MouseEvent& event)
 void RegionOverlayView::beginDrag(DragZone zone, Point mouseLocation)
 {
     dragZone_ = zone;
-    isDragging_ = true;
     dragStartMouse_ = mouseLocation;
     dragStartRegion_ = overlayWindow_.regionFrame();
     if (overlayWindow_.onChangeBegan)
@@ -181,7 +180,7 @@ Rect RegionOverlayView::draggedFrame(Point mouseLocation) const
 
 void RegionOverlayView::mouseDragged(const MouseEvent& event)
 {
-    if (!isDragging_ || !dragZone_)
+    if (!dragZone_)
         return;
     RegionOverlayWindow::Change change;
     change.frame = draggedFrame(event.screenLocation);
@@ -206,7 +205,7 @@ void RegionOverlayView::mouseUp(const MouseEvent& event)
             pressEnded(*button);
         return;
     }
-    if (isDragging_)
+    if (isDragging())
         endDrag();
 }
 
@@ -221,7 +220,6 @@ void RegionOverlayView::pressEnded(FrameButton button)
 
 void RegionOverlayView::endDrag()
 {
-    isDragging_ = false;
     dragZone_.reset();
     guides_.clear();
     sizeLabel_.clear();

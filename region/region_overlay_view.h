@@ -39,7 +39,8 @@ public:
     void setRecordingTime(std::optional<double> seconds);
     [[nodiscard]] std::optional<double> recordingTime() const { return recordingTime_; }
 
-    [[nodiscard]] bool isDragging() const { return isDragging_; }
+    [[nodiscard]] bool isDragging() const { return dragZone_.has_value(); }
+    /// What is dragged.
     [[nodiscard]] std::optional<DragZone> dragZone() const { return dragZone_; }
     [[nodiscard]] std::optional<DragZone> hoveredZone() const { return hoveredZone_; }
     [[nodiscard]] std::optional<FrameButton> hoveredButton() const { return hoveredButton_; }
@@ -69,7 +70,6 @@ private:
     RegionOverlayWindow& overlayWindow_;
     RegionOverlayPainter painter_;
     RegionOverlayLayout layout_;
-    bool isDragging_ = false;
     std::optional<DragZone> dragZone_;
     Point dragStartMouse_;
     Rect dragStartRegion_;

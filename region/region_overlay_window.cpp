@@ -56,13 +56,6 @@ void RegionOverlayWindow::orderFront()
     panel_->orderFront();
 }
 
-void RegionOverlayWindow::setRegionFrame(const Rect& regionFrame)
-{
-    regionFrame_ = regionFrame;
-    if (pointerWatcher_)
-        pointerWatcher_->restart();
-}
-
 void RegionOverlayWindow::close()
 {
     pointerWatcher_.reset();

@@ -60,7 +60,7 @@ public:
     void setScreenFrame(const Rect& screenFrame) { screenFrame_ = screenFrame; }
     /// The region in screen coordinates. Setting it draws nothing: repaint the view or change the window's frame.
     [[nodiscard]] const Rect& regionFrame() const { return regionFrame_; }
-    void setRegionFrame(const Rect& regionFrame);
+    void setRegionFrame(const Rect& regionFrame) { regionFrame_ = regionFrame; }
 
     /// What the window covers, in screen coordinates.
     [[nodiscard]] const Rect& frame() const { return frame_; }

@@ -28,6 +28,7 @@ public:
     {
         frame_ = frame;
         frames.push_back(frame);
+        coverageAtLastFrame = root_.coverage();
         root_.setFrame({0, 0, frame.width, frame.height});
     }
     [[nodiscard]] double backingScaleFactor() const override { return scale; }
@@ -47,6 +48,8 @@ public:
     PanelOptions options;
     /// Frames given after creation, oldest first.
     std::vector<Rect> frames;
+    /// The root layer's when the last of these frames was given.
+    std::vector<Rect> coverageAtLastFrame;
     double scale = 1;
     std::vector<Rect> mouseRegion;
     CursorShape cursor = CursorShape::arrow;

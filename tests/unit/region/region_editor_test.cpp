@@ -1,9 +1,5 @@
-#include "region/region_editor.h"
-
-#include "share/virtual_display.h"
 #include "tests/fakes/folder_events.h"
-#include "tests/fakes/offscreen_application.h"
-#include "tests/fakes/region_capture_fixture.h"
+#include "tests/unit/region/region_editor_fixture.h"
 
 #include <filesystem>
 #include <gmock/gmock.h>
@@ -14,59 +10,6 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::IsSupersetOf;
-
-/// The fixture's main display is 1440 × 900 with a menu bar of 24 points, and the capture's region is
-/// (100, 75, 400, 300): the frame is at (100, 525, 400, 300) in screen coordinates. The side display lies to its right,
-/// 1280 × 1024, with the same bottom.
-class RegionEditorTest : public RegionCaptureTest {
-protected:
-    RegionEditorTest()
-    {
-        startOffscreenApplication();
-        startRunning();
-        makeEditorOn(*capture->geometry());
-    }
-
-    void makeEditorOn(const DisplayGeometry& geometry)
-    {
-        frameEditor = RegionEditor::create(platform, capture, geometry, settings);
-        frameEditor->onRegionChange = [this](const Rect& region) { regions.push_back(region); };
-        frameEditor->onRegionChangeEnded = [this] { events.push_back("ended"); };
-        frameEditor->onMoveToDisplay = [this](DisplayID display, const DisplayGeometry& newGeometry,
-                                              const Rect& region) {
-            events.push_back("moved");
-            movedTo = RegionEditor::PendingMove{display, region, newGeometry};
-        };
-        frameEditor->onClose = [this] { events.push_back("close"); };
-        frameEditor->onOpenSettings = [this] { events.push_back("settings"); };
-        frameEditor->onToggleRecording = [this] { events.push_back("record"); };
-    }
-
-    FakePanel& panel() { return platform.panels().last(); }
-    RegionOverlayWindow& overlay() { return frameEditor->overlay(); }
-    Point centreOf(const Rect& viewRect)
-    {
-        return {viewRect.midX() + overlay().frame().x, viewRect.midY() + overlay().frame().y};
-    }
-    void press(DragZone zone)
-    {
-        const RegionOverlayLayout& layout = overlay().view().layout();
-        start = centreOf(zone == DragZone::move ? layout.handle() : layout.resizeButton());
-        panel().press(start);
-    }
-    void dragBy(double dx, double dyUp, bool isCommandHeld = false)
-    {
-        screens.mouse = {start.x + dx, start.y + dyUp};
-        panel().dragTo(screens.mouse, isCommandHeld);
-    }
-    void release() { panel().release(screens.mouse); }
-
-    std::shared_ptr<RegionEditor> frameEditor;
-    Point start;
-    std::vector<Rect> regions;
-    std::vector<std::string> events;
-    std::optional<RegionEditor::PendingMove> movedTo;
-};
 
 TEST_F(RegionEditorTest, ShowsTheFrameAroundTheRegionWithoutActivating)
 {
@@ -170,124 +113,6 @@ TEST_F(RegionEditorTest, ResizeSnapsToAFractionOfTheArea)
     EXPECT_EQ(overlay().view().sizeLabel(), "720 × 320 · ½ width");
 }
 
-TEST_F(RegionEditorTest, MoveThatEndsOverAnotherDisplayIsHandedUp)
-{
-    Screen& side = screens.list.front();
-    side.visibleFrame = {1440, 0, 1280, 1024 - 31};
-    press(DragZone::move);
-    dragBy(45, -40);
-    ASSERT_THAT(regions, ElementsAre(Rect{145, 115, 400, 300}));
-    dragBy(1600, -40);
-    ASSERT_TRUE(frameEditor->pendingMove());
-    EXPECT_EQ(frameEditor->pendingMove()->displayID, sideDisplay);
-    EXPECT_THAT(regions, ElementsAre(Rect{145, 115, 400, 300})) << "a step over another display is not reported";
-    EXPECT_EQ(capture->region(), (Rect{145, 115, 400, 300})) << "the capture stays as it was";
-    EXPECT_EQ(stream().configuration.sourceRect, (Rect{145, 115, 400, 300}));
-    EXPECT_EQ(panel().frame(), (Rect{1440, 0, 1280, 1024})) << "the panel covers the new display";
-    release();
-    EXPECT_THAT(events, ElementsAre("moved"));
-    EXPECT_EQ(movedTo->displayID, sideDisplay);
-    EXPECT_EQ(movedTo->geometry, (DisplayGeometry{{1280, 1024}, {1440, 0, 1280, 1024}, 30}));
-    EXPECT_EQ(movedTo->region, (Rect{260, 239, 400, 300}));
-    EXPECT_EQ(frameEditor->pendingMove(), std::nullopt);
-}
-
-TEST_F(RegionEditorTest, RegionIsClampedAndSnappedToTheOtherDisplay)
-{
-    press(DragZone::move);
-    // The pointer is on the side display while most of the frame is not yet.
-    dragBy(1200, -40);
-    EXPECT_EQ(frameEditor->pendingMove()->region.x, 0);
-    dragBy(1338, -40);
-    EXPECT_EQ(frameEditor->pendingMove()->region, (Rect{0, 239, 400, 300}));
-    EXPECT_THAT(overlay().view().guides(), ElementsAre(Rect{1440, 0, 0, 1024}));
-    EXPECT_EQ(overlay().regionFrame(), (Rect{1440, 485, 400, 300}));
-}
-
-TEST_F(RegionEditorTest, CommandSwitchesSnappingOffOnTheOtherDisplayToo)
-{
-    press(DragZone::move);
-    dragBy(1345, 0, true);
-    EXPECT_EQ(frameEditor->pendingMove()->region.x, 5);
-    EXPECT_THAT(overlay().view().guides(), IsEmpty());
-}
-
-TEST_F(RegionEditorTest, MoveThatComesBackEndsOnTheFirstDisplay)
-{
-    press(DragZone::move);
-    dragBy(1600, 0);
-    dragBy(45, -40);
-    EXPECT_EQ(frameEditor->pendingMove(), std::nullopt);
-    EXPECT_EQ(panel().frame(), (Rect{0, 0, 1440, 900}));
-    release();
-    EXPECT_THAT(events, ElementsAre("ended"));
-    EXPECT_EQ(capture->region(), (Rect{145, 115, 400, 300}));
-    EXPECT_EQ(panel().frame(), (Rect{121, 461, 448, 348}));
-}
-
-TEST_F(RegionEditorTest, ResizeNeverLeavesTheDisplay)
-{
-    press(DragZone::resize);
-    dragBy(1600, -25);
-    EXPECT_EQ(frameEditor->pendingMove(), std::nullopt);
-    EXPECT_EQ(capture->region(), (Rect{100, 75, 1340, 325}));
-}
-
-TEST_F(RegionEditorTest, DisplayWithoutIdentifierCountsAsTheCurrentOne)
-{
-    screens.list.front().displayID = 0;
-    press(DragZone::move);
-    dragBy(1600, 0);
-    EXPECT_EQ(frameEditor->pendingMove(), std::nullopt);
-    EXPECT_EQ(capture->region().x, 1040);
-}
-
-TEST_F(RegionEditorTest, PointerOnNoDisplayStaysOnTheCurrentOne)
-{
-    press(DragZone::move);
-    dragBy(0, 2000);
-    EXPECT_EQ(frameEditor->pendingMove(), std::nullopt);
-    EXPECT_EQ(capture->region(), (Rect{100, 0, 400, 300}));
-}
-
-TEST_F(RegionEditorTest, OwnVirtualDisplayNeverTakesTheFrame)
-{
-    auto made = VirtualDisplay::create(platform.virtualDisplays(), screens, queue);
-    ASSERT_TRUE(made);
-    const auto own = VirtualDisplay::currentDisplayID();
-    ASSERT_TRUE(own);
-    screens.list.front().displayID = *own;
-    press(DragZone::move);
-    dragBy(1600, 0);
-    EXPECT_EQ(frameEditor->pendingMove(), std::nullopt);
-}
-
-TEST_F(RegionEditorTest, CaptureWithoutGeometryKeepsItsRegion)
-{
-    const DisplayGeometry geometry = *capture->geometry();
-    capture = RegionCapture::create(screenCapture, screens, queue, settings);
-    capture->setRegion({100, 75, 400, 300});
-    screens.list.erase(screens.list.begin()); // A capture without display takes every display for another one.
-    screens.list.front().displayID = 0;
-    makeEditorOn(geometry);
-    press(DragZone::move);
-    dragBy(45, 0);
-    EXPECT_THAT(regions, ElementsAre(Rect{100, 75, 400, 300}));
-    EXPECT_EQ(overlay().regionFrame(), (Rect{100, 525, 400, 300}));
-}
-
-TEST_F(RegionEditorTest, CaptureWithoutDisplayTakesEveryDisplayForAnotherOne)
-{
-    const DisplayGeometry geometry = *capture->geometry();
-    capture = RegionCapture::create(screenCapture, screens, queue, settings);
-    capture->setRegion({100, 75, 400, 300});
-    makeEditorOn(geometry);
-    press(DragZone::move);
-    dragBy(45, 0);
-    ASSERT_TRUE(frameEditor->pendingMove());
-    EXPECT_EQ(frameEditor->pendingMove()->displayID, mainDisplay);
-}
-
 TEST_F(RegionEditorTest, ShowRegionMovesTheFrame)
 {
     panel().invalidated.clear();
@@ -339,14 +164,19 @@ TEST_F(RegionEditorTest, CallbacksThatAreNotSetAreSkipped)
     frameEditor->onClose = nullptr;
     frameEditor->onRegionChange = nullptr;
     frameEditor->onRegionChangeEnded = nullptr;
+    frameEditor->onMoveToDisplay = nullptr;
     const Point centre = centreOf(overlay().view().layout().button(FrameButton::close));
     panel().press(centre);
     panel().release(centre);
     press(DragZone::move);
     dragBy(45, 0);
     release();
-    EXPECT_THAT(events, IsEmpty());
     EXPECT_EQ(capture->region().x, 145);
+    press(DragZone::move);
+    dragBy(1600, 0);
+    release();
+    EXPECT_EQ(frameEditor->pendingMove(), std::nullopt);
+    EXPECT_THAT(events, IsEmpty());
 }
 
 TEST_F(RegionEditorTest, CloseHidesTheFrameAndStopsItsTimer)

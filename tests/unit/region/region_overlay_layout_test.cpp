@@ -89,6 +89,16 @@ TEST(RegionOverlayLayoutTest, ControlsTuckInsideAtTheScreensEdges)
     EXPECT_EQ(layout.resizeButton(), (Rect{1487, 3, 22, 22}));
 }
 
+TEST(RegionOverlayLayoutTest, ControlsTuckInsideOnlyAtTheEdgeBesideThem)
+{
+    const RegionOverlayLayout atTheTop = layoutOf({300, 582, 640, 400});
+    EXPECT_EQ(atTheTop.button(FrameButton::close), (Rect{932, 957, 22, 22}));
+    EXPECT_EQ(atTheTop.resizeButton(), (Rect{932, 569, 22, 22}));
+    const RegionOverlayLayout atTheBottom = layoutOf({300, 0, 640, 400});
+    EXPECT_EQ(atTheBottom.button(FrameButton::close), (Rect{932, 392, 22, 22}));
+    EXPECT_EQ(atTheBottom.resizeButton(), (Rect{932, 3, 22, 22}));
+}
+
 TEST(RegionOverlayLayoutTest, NegativeHalvesRoundAwayFromZero)
 {
     // The view of a window at rest starts 24 points outside of the region: only a region beyond it gets below zero.
@@ -237,8 +247,12 @@ TEST(RegionOverlayLayoutTest, HandleBesideOrBelowTheHousingStaysInTheMiddle)
     const Rect housing{666, 950, 180, 32};
     EXPECT_EQ(layoutUnder(housing, {100, 582, 600, 400}).handle().minX(), 377);
     EXPECT_EQ(layoutUnder(housing, {456, 300, 600, 400}).handle(), (Rect{733, 692, 46, 22}));
-    // 6 points clear of the housing are clear enough.
+    // 6 points clear of the housing are clear enough, and below it none are needed.
     EXPECT_EQ(layoutUnder(housing, {337, 582, 600, 400}).handle().minX(), 614);
+    EXPECT_EQ(layoutUnder(housing, {338, 582, 600, 400}).handle().minX(), 614) << "moved back by one";
+    EXPECT_EQ(layoutUnder(housing, {575, 582, 600, 400}).handle().minX(), 852);
+    EXPECT_EQ(layoutUnder(housing, {574, 582, 600, 400}).handle().minX(), 852) << "moved on by one";
+    EXPECT_EQ(layoutUnder(housing, {456, 536, 600, 400}).handle(), (Rect{733, 928, 46, 22}));
 }
 
 TEST(RegionOverlayLayoutTest, CameraHousingFillsTheGapBetweenTheAreasAtTheTop)
@@ -276,6 +290,11 @@ TEST(RegionOverlayLayoutTest, SizeLabelStandsBelowTheRegion)
 {
     EXPECT_THAT(labelledLayout(roomyRegion).sizeLabelBackground(), Optional(Rect{550, 161, 140, 24}));
     EXPECT_THAT(labelledLayout({300, 43, 641, 400}).sizeLabelBackground(), Optional(Rect{551, 4, 140, 24}));
+}
+
+TEST(RegionOverlayLayoutTest, SizeLabelLiesOnWholePoints)
+{
+    EXPECT_THAT(labelledLayout({300.7, 200.6, 640, 400}).sizeLabelBackground(), Optional(Rect{551, 162, 140, 24}));
 }
 
 TEST(RegionOverlayLayoutTest, SizeLabelGoesInsideNearTheScreensBottom)

@@ -1,5 +1,6 @@
 #include "region/region_overlay_painter.h"
 
+#include "controls/label_text.h"
 #include "tests/fakes/offscreen_application.h"
 
 #include <QDir>
@@ -25,6 +26,7 @@ TEST(RecordingTimeTextTest, ShowsMinutesAndThenHours)
     EXPECT_EQ(recordingTimeText(-5), "REC 0:00") << "a clock that was set back";
     EXPECT_EQ(recordingTimeText(-3600), "REC 0:00");
     EXPECT_EQ(recordingTimeText(5.99), "REC 0:05");
+    EXPECT_EQ(recordingTimeText(10), "REC 0:10");
     EXPECT_EQ(recordingTimeText(65), "REC 1:05");
     EXPECT_EQ(recordingTimeText(3599), "REC 59:59");
     EXPECT_EQ(recordingTimeText(3600), "REC 1:00:00");
@@ -340,6 +342,15 @@ TEST_P(RegionOverlayPainterTest, OtherColoursCanBeGiven)
     EXPECT_EQ(pixel(35, 100), qRgb(0, 255, 0));
 }
 
+TEST_P(RegionOverlayPainterTest, PlaceOfALabelWithoutTextStaysClear)
+{
+    input.recordingTextWidth = 60;
+    input.sizeLabelTextWidth = 60;
+    draw();
+    for (const Rect& background : {*layout.recordingBackground(), *layout.sizeLabelBackground()})
+        EXPECT_EQ(countIn(background, [](QRgb color) { return color == qRgb(0, 0, 0); }), 0);
+}
+
 INSTANTIATE_TEST_SUITE_P(Scales, RegionOverlayPainterTest, testing::Values(1.0, 2.0),
                          [](const auto& suite) { return "Scale" + std::to_string(static_cast<int>(suite.param)); });
 
@@ -350,6 +361,14 @@ TEST(LabelWidthTest, DigitsAreAllEquallyWide)
     EXPECT_EQ(overlayPainter.sizeLabelTextWidth("1111 × 111"), overlayPainter.sizeLabelTextWidth("8888 × 888"));
     EXPECT_EQ(overlayPainter.recordingTextWidth("REC 1:11"), overlayPainter.recordingTextWidth("REC 0:48"));
     EXPECT_GT(overlayPainter.recordingTextWidth("REC 1:11:11"), overlayPainter.recordingTextWidth("REC 1:11"));
+}
+
+TEST(LabelWidthTest, IsThatOfTheLabelsFont)
+{
+    startOffscreenApplication();
+    const RegionOverlayPainter overlayPainter{OverlayColors{}};
+    EXPECT_EQ(overlayPainter.recordingTextWidth("REC 1:11"), labelTextWidth(labelFont(11, QFont::Bold), "REC 1:11"));
+    EXPECT_EQ(overlayPainter.sizeLabelTextWidth("1 × 1"), labelTextWidth(labelFont(12, QFont::DemiBold), "1 × 1"));
 }
 
 } // namespace

@@ -100,6 +100,25 @@ TEST_F(RegionOverlayPointerTest, ControlsThatMoveUnderARestingPointerAreNoticed)
     EXPECT_EQ(looks(), 0) << "rests again";
 }
 
+TEST_F(RegionOverlayPointerTest, FrameThatADragLeftElsewhereIsNoticedUnderARestingPointer)
+{
+    moveTo(onHandle);
+    platform.mainQueue().advance(1s);
+    ASSERT_EQ(hoveredZone(), DragZone::move);
+    FakePanel& panel = platform.panels().last();
+    window->onChange = [](const Rect& frame, DragZone, bool) {
+        return RegionOverlayWindow::Change{
+            .frame = frame.movedBy(0, -150), .guides = {}, .label = {}, .screenFrame = std::nullopt};
+    };
+    panel.press(onHandle);
+    panel.dragTo(onHandle);
+    platform.mainQueue().advance(1s);
+    panel.release(onHandle);
+    EXPECT_EQ(hoveredZone(), DragZone::move) << "not looked at yet";
+    platform.mainQueue().advance(34ms);
+    EXPECT_EQ(hoveredZone(), std::nullopt);
+}
+
 TEST_F(RegionOverlayPointerTest, ClicksAreTakenByThePixelsOfThePanelsScale)
 {
     FakePanel& panel = platform.panels().last();

@@ -10,6 +10,7 @@
 #include <ctime>
 #include <gtest/gtest.h>
 #include <random>
+#include <vector>
 
 namespace nimbrale {
 namespace {
@@ -175,6 +176,46 @@ TEST_F(RegionOverlayRepaintTest, WhatIsDrawnInPartsIsWhatWouldBeDrawnWhole)
         window->setRegionFrame(window->regionFrame().movedBy(620 - window->regionFrame().width, 0));
         window->setFrame(window->frameAtRest());
         ASSERT_NO_FATAL_FAILURE(check("a region moved to the right edge"));
+    }
+}
+
+TEST(RegionOverlayPartsTest, PartsThatEndBetweenPixelsMakeUpTheWhole)
+{
+    startOffscreenApplication();
+    constexpr Size viewSize{360, 260};
+    RegionOverlayLayoutInput input;
+    input.region = {40, 60, 260, 150};
+    input.screen = {0, 0, viewSize.width, viewSize.height};
+    // The first is a fraction of a pixel away from the end of a part.
+    input.guides = {{13, 0, 0, viewSize.height}, {169, 0, 0, viewSize.height}, {0, 121, viewSize.width, 0}};
+    input.sizeLabelTextWidth = 60;
+    const RegionOverlayLayout layout(input);
+    RegionOverlayAppearance appearance;
+    appearance.sizeLabel = "1 × 1";
+    RegionOverlayPainter overlayPainter{OverlayColors{}};
+    std::vector<Rect> parts;
+    constexpr double side = 12.9;
+    for (double y = 0; y < viewSize.height; y += side) {
+        for (double x = 0; x < viewSize.width; x += side)
+            parts.push_back({x, y, side, side});
+    }
+    for (const double scale : {1.0, 1.25, 2.0}) {
+        const auto drawn = [&](const std::vector<Rect>& dirtyRects) {
+            QImage picture(static_cast<int>(viewSize.width * scale), static_cast<int>(viewSize.height * scale),
+                           QImage::Format_ARGB32_Premultiplied);
+            picture.fill(Qt::magenta);
+            for (const Rect& dirty : dirtyRects) {
+                QPainter painter(&picture);
+                const QRectF pixels(dirty.x * scale, dirty.y * scale, dirty.width * scale, dirty.height * scale);
+                painter.setClipRect(pixels.toAlignedRect());
+                painter.scale(scale, scale);
+                overlayPainter.paint(painter, dirty, layout, appearance, viewSize, scale);
+            }
+            return picture;
+        };
+        const QImage whole = drawn({{0, 0, viewSize.width, viewSize.height}});
+        EXPECT_EQ(drawn(parts), whole) << scale;
+        EXPECT_EQ(drawn({parts.rbegin(), parts.rend()}), whole) << scale;
     }
 }
 

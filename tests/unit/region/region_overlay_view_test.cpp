@@ -1,85 +1,15 @@
-#include "region/region_overlay_view.h"
-
-#include "region/region_overlay_window.h"
-#include "tests/fakes/fake_platform.h"
-#include "tests/fakes/offscreen_application.h"
+#include "tests/unit/region/region_overlay_view_fixture.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 namespace nimbrale {
 namespace {
 
 using namespace std::chrono_literals;
+using testing::Contains;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::SizeIs;
-using Change = RegionOverlayWindow::Change;
-
-const Rect screenFrame{0, 0, 1512, 982};
-const Rect regionFrame{300, 200, 640, 400};
-/// On the controls of that region, and beside them. Screen coordinates.
-constexpr Point onHandle{620, 605};
-constexpr Point onResize{943, 198};
-constexpr Point onClose{943, 603};
-constexpr Point onSettings{943, 575};
-constexpr Point onRecord{943, 547};
-constexpr Point inside{620, 400};
-
-/// A frame on a fake desktop, which answers every step of a drag with the dragged frame.
-class RegionOverlayViewTest : public testing::Test {
-protected:
-    RegionOverlayViewTest()
-    {
-        startOffscreenApplication();
-        platform.screens().list = {makeScreen(1, screenFrame)};
-        platform.screens().mouse = inside;
-        window = RegionOverlayWindow::create(platform.panels(), platform.screens(), platform.mainQueue(), screenFrame,
-                                             regionFrame);
-        window->onChangeBegan = [this] { events.push_back("began"); };
-        window->onChangeEnded = [this] { events.push_back("ended"); };
-        window->onClose = [this] { events.push_back("close"); };
-        window->onOpenSettings = [this] { events.push_back("settings"); };
-        window->onToggleRecording = [this] { events.push_back("record"); };
-        window->onChange = [this](const Rect& frame, DragZone zone, bool isCommandHeld) {
-            asked.push_back(frame);
-            zones.push_back(zone);
-            commands.push_back(isCommandHeld);
-            Change change = answer;
-            change.frame = frame;
-            return change;
-        };
-    }
-
-    FakePanel& panel() { return platform.panels().last(); }
-    RegionOverlayView& view() { return window->view(); }
-    void pointAt(Point location)
-    {
-        platform.screens().mouse = location;
-        platform.mainQueue().advance(40ms);
-    }
-    void click(Point location)
-    {
-        panel().press(location);
-        panel().release(location);
-    }
-    bool takesClickAt(Point location)
-    {
-        const Rect frame = panel().frame();
-        return std::any_of(panel().mouseRegion.begin(), panel().mouseRegion.end(), [&](const Rect& rect) {
-            return pointerIsIn(rect, {location.x - frame.x, location.y - frame.y});
-        });
-    }
-
-    FakePlatform platform;
-    std::shared_ptr<RegionOverlayWindow> window;
-    std::vector<std::string> events;
-    std::vector<Rect> asked;
-    std::vector<DragZone> zones;
-    std::vector<bool> commands;
-    /// What `onChange` answers besides the frame.
-    Change answer;
-};
 
 TEST_F(RegionOverlayViewTest, WindowIsAnOverlayPanelAroundTheRegion)
 {
@@ -226,155 +156,6 @@ TEST_F(RegionOverlayViewTest, PressElsewhereIsIgnored)
     EXPECT_TRUE(view().isDragging()) << "one that counts";
 }
 
-TEST_F(RegionOverlayViewTest, DragBeginsWithTheWindowOverTheWholeDisplay)
-{
-    panel().press(onHandle);
-    EXPECT_TRUE(view().isDragging());
-    EXPECT_EQ(view().dragZone(), DragZone::move);
-    EXPECT_EQ(panel().frame(), screenFrame);
-    EXPECT_EQ(panel().cursor, CursorShape::closedHand);
-    EXPECT_THAT(events, ElementsAre("began"));
-    EXPECT_EQ(view().layout().handle(), (Rect{597, 592, 46, 22})) << "now in the display's coordinates";
-}
-
-TEST_F(RegionOverlayViewTest, DragBeginsInTheCoordinatesOfADisplayThatIsNotAtTheOrigin)
-{
-    constexpr double dx = -1512;
-    constexpr double dy = 130;
-    const Rect besideMain = screenFrame.movedBy(dx, dy);
-    std::vector<Rect> framesAtStart;
-    window->setScreenFrame(besideMain);
-    window->setRegionFrame(regionFrame.movedBy(dx, dy));
-    window->setFrame(window->frameAtRest());
-    window->onChangeBegan = [&] { framesAtStart.push_back(panel().frame()); };
-    panel().press({onHandle.x + dx, onHandle.y + dy});
-    EXPECT_THAT(framesAtStart, ElementsAre(window->frameAtRest())) << "told before the panel grows";
-    EXPECT_EQ(panel().frame(), besideMain);
-    EXPECT_EQ(view().layout().handle(), (Rect{597, 592, 46, 22}));
-    panel().dragTo({onHandle.x + dx + 10, onHandle.y + dy});
-    EXPECT_THAT(asked, ElementsAre(regionFrame.movedBy(dx + 10, dy)));
-}
-
-TEST_F(RegionOverlayViewTest, WhatIsInvalidBeforeTheWindowMovesIsDrawnBeforeIt)
-{
-    panel().commits = 0;
-    panel().press(onHandle);
-    EXPECT_EQ(panel().commits, 1);
-    panel().dragTo({onHandle.x + 1, onHandle.y});
-    EXPECT_EQ(panel().commits, 1);
-    panel().release(onHandle);
-    EXPECT_EQ(panel().commits, 2);
-}
-
-TEST_F(RegionOverlayViewTest, MoveFollowsThePointerInWholePoints)
-{
-    panel().press(onHandle);
-    panel().dragTo({onHandle.x + 10.5, onHandle.y - 20.4}, true);
-    EXPECT_THAT(asked, ElementsAre(Rect{311, 180, 640, 400}));
-    EXPECT_THAT(zones, ElementsAre(DragZone::move));
-    EXPECT_THAT(commands, ElementsAre(true));
-    EXPECT_EQ(window->regionFrame(), asked.back());
-}
-
-TEST_F(RegionOverlayViewTest, ResizeKeepsTheTopLeftCorner)
-{
-    panel().press(onResize);
-    EXPECT_EQ(view().dragZone(), DragZone::resize);
-    panel().dragTo({onResize.x + 30, onResize.y - 20});
-    EXPECT_THAT(asked, ElementsAre(Rect{300, 180, 670, 420}));
-    EXPECT_THAT(zones, ElementsAre(DragZone::resize));
-}
-
-TEST_F(RegionOverlayViewTest, ResizeStopsAtFiftyPoints)
-{
-    panel().press(onResize);
-    panel().dragTo({onResize.x - 2000, onResize.y + 2000});
-    EXPECT_THAT(asked, ElementsAre(Rect{300, 550, 50, 50}));
-}
-
-TEST_F(RegionOverlayViewTest, PressBesideTheResizeButtonStartsAResize)
-{
-    panel().press({931, 198});
-    EXPECT_EQ(view().dragZone(), DragZone::resize);
-}
-
-TEST_F(RegionOverlayViewTest, StepShowsWhatTheAnswerSays)
-{
-    answer.guides = {{756, 0, 0, 982}};
-    answer.label = "640 × 400";
-    panel().press(onHandle);
-    panel().dragTo({onHandle.x + 1, onHandle.y});
-    EXPECT_THAT(view().guides(), ElementsAre(Rect{756, 0, 0, 982}));
-    EXPECT_EQ(view().sizeLabel(), "640 × 400");
-    EXPECT_TRUE(view().layout().sizeLabelBackground());
-}
-
-TEST_F(RegionOverlayViewTest, WithoutAListenerTheFrameFollowsThePointer)
-{
-    window->onChange = nullptr;
-    panel().press(onHandle);
-    panel().dragTo({onHandle.x + 5, onHandle.y + 5});
-    EXPECT_EQ(window->regionFrame(), (Rect{305, 205, 640, 400}));
-    EXPECT_EQ(view().sizeLabel(), "");
-}
-
-TEST_F(RegionOverlayViewTest, StepOntoAnotherDisplayTakesTheWindowThere)
-{
-    const Rect sideFrame{1512, 0, 1280, 1024};
-    panel().press(onHandle);
-    answer.screenFrame = sideFrame;
-    panel().dragTo({onHandle.x + 1500, onHandle.y});
-    EXPECT_EQ(window->screenFrame(), sideFrame);
-    EXPECT_EQ(panel().frame(), sideFrame);
-    EXPECT_EQ(view().layout().borderOuter(), (Rect{283, 195, 650, 410})) << "in the new window's coordinates";
-    panel().frames.clear();
-    panel().dragTo({onHandle.x + 1510, onHandle.y});
-    EXPECT_THAT(panel().frames, IsEmpty()) << "the same display does not move the window";
-}
-
-TEST_F(RegionOverlayViewTest, EndOfADragRestoresTheWindowBeforeItIsReported)
-{
-    answer.guides = {{756, 0, 0, 982}};
-    answer.label = "640 × 400";
-    panel().press(onHandle);
-    panel().dragTo({onHandle.x + 10, onHandle.y});
-    Rect frameWhenEnded;
-    window->onChangeEnded = [&] { frameWhenEnded = panel().frame(); };
-    panel().release({onHandle.x + 10, onHandle.y});
-    EXPECT_EQ(frameWhenEnded, (Rect{286, 176, 688, 448}));
-    EXPECT_FALSE(view().isDragging());
-    EXPECT_EQ(view().dragZone(), std::nullopt);
-    EXPECT_THAT(view().guides(), IsEmpty());
-    EXPECT_EQ(view().sizeLabel(), "");
-}
-
-TEST_F(RegionOverlayViewTest, ClosedHandOpensAgainAfterTheDrag)
-{
-    pointAt(onHandle);
-    panel().press(onHandle);
-    EXPECT_EQ(panel().cursor, CursorShape::closedHand);
-    panel().release(onHandle);
-    EXPECT_EQ(panel().cursor, CursorShape::openHand);
-}
-
-TEST_F(RegionOverlayViewTest, PointerIsNotLookedAtDuringADrag)
-{
-    panel().press(onHandle);
-    pointAt(onClose);
-    EXPECT_EQ(view().hoveredButton(), std::nullopt);
-    panel().release(onHandle);
-    pointAt(onClose);
-    EXPECT_EQ(view().hoveredButton(), FrameButton::close);
-}
-
-TEST_F(RegionOverlayViewTest, DragWithoutAPressIsIgnored)
-{
-    panel().dragTo({10, 10});
-    panel().release({10, 10});
-    EXPECT_THAT(asked, IsEmpty());
-    EXPECT_THAT(events, IsEmpty());
-}
-
 TEST_F(RegionOverlayViewTest, HandleKeepsClearOfTheHousingOfItsOwnDisplay)
 {
     Screen notched = makeScreen(2, screenFrame);
@@ -405,6 +186,57 @@ TEST_F(RegionOverlayViewTest, RecordingTimeDrawsOnlyWhenItsTextChanges)
     panel().invalidated.clear();
     view().setRecordingTime(std::nullopt);
     EXPECT_THAT(panel().invalidated, IsEmpty());
+}
+
+TEST_F(RegionOverlayViewTest, RecordingTimeThatGrowsWiderIsDrawnWholeAndClearedWhole)
+{
+    const auto place = [this] {
+        const Rect background = view().layout().recordingBackground()->grownBy(RegionOverlayLayout::shadowRoom);
+        return Rect{background.x, panel().frame().height - background.maxY(), background.width, background.height};
+    };
+    view().setRecordingTime(3599);
+    const Rect narrow = place();
+    panel().invalidated.clear();
+    view().setRecordingTime(3600);
+    const Rect wide = place();
+    ASSERT_GT(wide.width, narrow.width);
+    EXPECT_THAT(panel().invalidated, ElementsAre(narrow, wide));
+    panel().invalidated.clear();
+    view().setRecordingTime(std::nullopt);
+    EXPECT_THAT(panel().invalidated, Contains(wide));
+}
+
+TEST_F(RegionOverlayViewTest, ButtonOverAnotherControlIsHoveredAlone)
+{
+    window->setRegionFrame({300, 200, 50, 400});
+    window->setFrame(window->frameAtRest());
+    const Rect frame = panel().frame();
+    const Rect close = view().layout().button(FrameButton::close).movedBy(frame.x, frame.y);
+    const Rect handle = view().layout().handle().movedBy(frame.x, frame.y);
+    const Point onBoth{close.minX() + 3, close.midY()};
+    ASSERT_TRUE(pointerIsIn(handle, onBoth));
+    pointAt(onBoth);
+    EXPECT_EQ(view().hoveredButton(), FrameButton::close);
+    EXPECT_EQ(view().hoveredZone(), std::nullopt);
+}
+
+TEST_F(RegionOverlayViewTest, ViewThatIsGonePaintsNoMore)
+{
+    {
+        const RegionOverlayView another(*window, OverlayColors{});
+        EXPECT_TRUE(panel().rootLayer().painter());
+    }
+    EXPECT_FALSE(panel().rootLayer().painter());
+}
+
+TEST_F(RegionOverlayViewTest, WhatWasThereFromTheStartIsCleared)
+{
+    const Rect border = view().layout().borderBands()[0];
+    const Rect inLayer{border.x, panel().frame().height - border.maxY(), border.width, border.height};
+    panel().invalidated.clear();
+    window->setRegionFrame(regionFrame.movedBy(50, 50));
+    view().repaint();
+    EXPECT_THAT(panel().invalidated, Contains(inLayer));
 }
 
 TEST_F(RegionOverlayViewTest, NewScaleDrawsAnew)
