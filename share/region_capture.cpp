@@ -120,7 +120,6 @@ void RegionCapture::adopt(const Choice& choice)
     region_ = regionFromSettings(*geometry_);
     appliedFramerate_ = settings_.framerate();
     appliedRegion_ = region_;
-    previousAppliedRegion_ = region_;
 }
 
 void RegionCapture::startStream(const ShareableContent& content, StartCompletion completion)
@@ -149,7 +148,7 @@ CaptureStream::SampleHandler RegionCapture::sampleHandler()
 {
     // Runs on the frame queue, so that it must never be what keeps this object, and with it the queue, alive.
     return [weak = weak_from_this(), &mainQueue = mainQueue_](const CaptureSample& sample) {
-        if (sample.type != OutputType::screen || sample.status != FrameStatus::complete || !sample.surface)
+        if (sample.status != FrameStatus::complete || !sample.surface)
             return;
         mainQueue.post([weak, surface = sample.surface] {
             if (const auto self = weak.lock())

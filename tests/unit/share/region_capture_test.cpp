@@ -67,6 +67,18 @@ TEST_F(RegionCaptureTest, CapturesTheDisplayInTheSettings)
     EXPECT_EQ(stream().filter.displayID, sideDisplay);
 }
 
+TEST_F(RegionCaptureTest, SizeIsThatOfWhatCanBeCaptured)
+{
+    ShareableContent content = makeContent();
+    content.displays.back() = {mainDisplay, 1439.6, 899.5};
+
+    startRunning(content);
+
+    ASSERT_TRUE(capture->geometry());
+    EXPECT_EQ(capture->geometry()->size, (Size{1439, 899}));
+    EXPECT_EQ(capture->geometry()->screenFrame, (Rect{0, 0, 1440, 900}));
+}
+
 TEST_F(RegionCaptureTest, MainDisplayStandsInForOneThatIsNotConnected)
 {
     settings.setDisplayID(99);

@@ -1,9 +1,8 @@
 #include "tests/fakes/folder_events.h"
 #include "tests/fakes/region_capture_fixture.h"
 
-#include <limits>
-
 #include <chrono>
+#include <limits>
 
 namespace nimbrale {
 namespace {
@@ -220,6 +219,14 @@ TEST_F(RegionCaptureTest, ChangedSettingsMoveTheRegion)
     EXPECT_THAT(stream().configurationUpdates, SizeIs(1));
 }
 
+TEST_F(RegionCaptureTest, UnchangedSettingsUpdateNothing)
+{
+    startRunning();
+    EXPECT_FALSE(capture->settingsChanged());
+    EXPECT_THAT(stream().configurationUpdates, IsEmpty());
+    EXPECT_THAT(stream().filterUpdates, IsEmpty());
+}
+
 TEST_F(RegionCaptureTest, FrameRateAloneIsAppliedButMovesNothing)
 {
     startRunning();
@@ -306,137 +313,6 @@ TEST_F(RegionCaptureTest, TheRegionIsStoredWithOneWriteAndToldFourTimes)
     EXPECT_EQ(events.take("settings.conf").replacements, 1);
     EXPECT_THAT(lefts, ElementsAre(100, 11, 11, 11)) << "told before each change, and each is in effect at once";
     EXPECT_EQ(settings.height(), 314);
-}
-
-TEST_F(RegionCaptureTest, CompletePicturesArriveOnTheMainQueue)
-{
-    startRunning();
-
-    stream().deliverPicture(800, 600);
-    EXPECT_THAT(frames, IsEmpty());
-    queue.runPosted();
-
-    EXPECT_THAT(frames, ElementsAre(Rect{100, 75, 400, 300}));
-}
-
-TEST_F(RegionCaptureTest, PictureOfThePreviousRegionCarriesItsOrigin)
-{
-    startRunning();
-    capture->setRegion({10, 20, 200, 100});
-    capture->applyRegion();
-    stream().completeConfigurationUpdate();
-
-    deliverPicture(800, 600);
-    deliverPicture(400, 200);
-
-    EXPECT_THAT(frames, ElementsAre(Rect{100, 75, 400, 300}, Rect{10, 20, 200, 100}));
-}
-
-TEST_F(RegionCaptureTest, PreviousRegionIsTheOneOfTheUpdateBefore)
-{
-    startRunning();
-    for (const Rect& region : {Rect{10, 20, 200, 100}, Rect{30, 40, 220, 120}}) {
-        capture->setRegion(region);
-        capture->applyRegion();
-        stream().completeConfigurationUpdate();
-    }
-
-    deliverPicture(400, 200);
-    deliverPicture(440, 240);
-
-    EXPECT_THAT(frames, ElementsAre(Rect{10, 20, 200, 100}, Rect{30, 40, 220, 120}));
-}
-
-TEST_F(RegionCaptureTest, PictureThatFitsBothRegionsCarriesTheNewestOrigin)
-{
-    startRunning();
-    capture->setRegion({10, 20, 400, 300});
-    capture->applyRegion();
-    stream().completeConfigurationUpdate();
-
-    deliverPicture(800, 600);
-
-    EXPECT_THAT(frames, ElementsAre(Rect{10, 20, 400, 300}));
-}
-
-TEST_F(RegionCaptureTest, PictureOfAnUnknownSizeKeepsItsSizeAtTheNewestOrigin)
-{
-    startRunning();
-
-    deliverPicture(333, 100);
-
-    EXPECT_THAT(frames, ElementsAre(Rect{100, 75, 166.5, 50}));
-}
-
-TEST_F(RegionCaptureTest, OnlyCompleteScreenPicturesCount)
-{
-    startRunning();
-    const auto surface = std::make_shared<FakeSurface>(800, 600);
-
-    stream().deliver({OutputType::audio, FrameStatus::complete, surface});
-    stream().deliver({OutputType::screen, std::nullopt, surface});
-    stream().deliver({OutputType::screen, FrameStatus::complete, nullptr});
-    for (const FrameStatus status :
-         {FrameStatus::idle, FrameStatus::blank, FrameStatus::suspended, FrameStatus::started, FrameStatus::stopped})
-        stream().deliver({OutputType::screen, status, surface});
-    queue.runPosted();
-
-    EXPECT_THAT(frames, IsEmpty());
-}
-
-TEST_F(RegionCaptureTest, SurfaceIsPassedOnAndReleasedAfterTheDelivery)
-{
-    startRunning();
-    const auto surface = std::make_shared<FakeSurface>(800, 600);
-    const Surface* delivered = nullptr;
-    capture->onFrame = [&delivered](const Frame& frame) { delivered = frame.surface.get(); };
-
-    stream().deliver({OutputType::screen, FrameStatus::complete, surface});
-    queue.runPosted();
-
-    EXPECT_EQ(delivered, surface.get());
-    EXPECT_EQ(surface.use_count(), 1);
-}
-
-TEST_F(RegionCaptureTest, PictureUnderWayToAReleasedCaptureIsReleasedToo)
-{
-    startRunning();
-    const auto surface = std::make_shared<FakeSurface>(800, 600);
-    stream().deliver({OutputType::screen, FrameStatus::complete, surface});
-
-    capture.reset();
-    queue.runPosted();
-
-    EXPECT_THAT(frames, IsEmpty());
-    EXPECT_EQ(surface.use_count(), 1);
-    EXPECT_FALSE(stream().isAlive);
-}
-
-TEST_F(RegionCaptureTest, MayBeStoppedFromWithinADelivery)
-{
-    startRunning();
-    capture->onFrame = [this](const Frame& frame) {
-        frames.push_back(frame.region);
-        capture->stop([] {});
-    };
-
-    deliverPicture(800, 600);
-    deliverPicture(800, 600);
-
-    EXPECT_THAT(frames, SizeIs(1));
-    stream().completeStop();
-}
-
-TEST_F(RegionCaptureTest, APictureCostsOneCallOnTheMainQueue)
-{
-    startRunning();
-    queue.runPosted();
-    for (std::size_t picture = 1; picture <= 3; ++picture) {
-        stream().deliverPicture(800, 600);
-        EXPECT_EQ(queue.pendingPosts(), picture);
-    }
-    queue.runPosted();
-    EXPECT_EQ(frames.size(), 3u);
 }
 
 TEST_F(RegionCaptureTest, AFrameRateBeyondWhatAnIntervalHoldsIsCutOff)

@@ -1,11 +1,7 @@
-#include "share/shared_screen.h"
-
-#include "tests/fakes/fake_platform.h"
-#include "tests/fakes/log_capture.h"
-
-#include <gmock/gmock.h>
+#include "tests/unit/share/shared_screen_fixture.h"
 
 #include <chrono>
+#include <gmock/gmock.h>
 #include <string>
 
 namespace nimbrale {
@@ -16,48 +12,6 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::SizeIs;
 using WindowKind = SharedScreen::WindowKind;
-
-constexpr DisplayID realDisplay = 1;
-constexpr Rect region{100, 50, 400, 300};
-const DisplayGeometry geometry{{1440, 900}, {0, 0, 1440, 900}, 0};
-const LogCapture::Line unavailableLine =
-    errorLine("Nimbrale.virtual-display", "Virtual display unavailable; sharing a window instead");
-
-class SharedScreenTest : public testing::Test {
-protected:
-    SharedScreenTest()
-    {
-        screens.list = {makeScreen(realDisplay, geometry.screenFrame, 2)};
-        displays.boundsOf[realDisplay] = {0, 0, 2880, 1800};
-    }
-
-    void makeVirtualDisplaysFail() { displays.createResult = fail(ErrorCode::unsupported, "no such thing here"); }
-    /// As the system does some time after the virtual display was made.
-    void listVirtualScreen(const Rect& frame = {1440, -600, 800, 600})
-    {
-        screens.remove(displays.nextDisplayID);
-        screens.list.push_back(makeScreen(displays.nextDisplayID, frame));
-    }
-    [[nodiscard]] std::vector<VirtualDisplayMode> askedModes() const
-    {
-        std::vector<VirtualDisplayMode> modes;
-        for (const VirtualDisplaySettings& settings : displays.device().appliedSettings)
-            modes.push_back(settings.modes.at(0));
-        return modes;
-    }
-    [[nodiscard]] static Frame picture() { return {std::make_shared<FakeSurface>(800, 600), region}; }
-    [[nodiscard]] static const Layer& frameLayer(FakePanel& panel)
-    {
-        return *panel.rootLayer().sublayersInOrder().at(0);
-    }
-
-    LogCapture log;
-    FakePlatform platform;
-    FakeScreens& screens = platform.screens();
-    FakeVirtualDisplays& displays = platform.virtualDisplays();
-    FakePanels& panels = platform.panels();
-    SharedScreen sharedScreen{displays, panels, screens, platform.mainQueue()};
-};
 
 TEST_F(SharedScreenTest, MakesNoVirtualDisplayBeforeItsFirstUse)
 {
@@ -92,6 +46,26 @@ TEST_F(SharedScreenTest, OneCapturedPixelIsOnePixelOfTheVirtualDisplay)
     sharedScreen.show(picture());
 
     EXPECT_EQ(frameLayer(panels.last()).frame(), (Rect{0, 0, 800, 600}));
+}
+
+TEST_F(SharedScreenTest, PointsOfTheVirtualDisplayCountForItsPixels)
+{
+    screens.list.push_back(makeScreen(displays.nextDisplayID, {1440, -300, 400, 300}, 2));
+    sharedScreen.activate(region, geometry, 2);
+
+    sharedScreen.show(picture());
+
+    EXPECT_EQ(frameLayer(panels.last()).frame(), (Rect{0, 0, 400, 300}));
+}
+
+TEST_F(SharedScreenTest, ChangesOfTheDisplaysMakeNoOtherVirtualDisplay)
+{
+    listVirtualScreen();
+    sharedScreen.activate(region, geometry, 2);
+    screens.notify();
+    platform.mainQueue().advance(1h);
+    EXPECT_THAT(displays.descriptors, SizeIs(1));
+    EXPECT_THAT(askedModes(), SizeIs(1));
 }
 
 TEST_F(SharedScreenTest, WaitsForTheScreenOfTheVirtualDisplayAndMakesTheWindowOnce)
@@ -220,6 +194,7 @@ TEST_F(SharedScreenTest, DragMovesThePictureButResizesTheVirtualDisplayOnlyAtIts
 
     sharedScreen.regionChangeEnded();
     EXPECT_THAT(askedModes(), ElementsAre(VirtualDisplayMode{800, 600, 60}, VirtualDisplayMode{1000, 700, 60}));
+    EXPECT_EQ(panels.last().title, "") << "only the mirror window is looked for by its title";
 }
 
 TEST_F(SharedScreenTest, RegionOfADragCountsForAWindowMadeLater)
@@ -293,129 +268,6 @@ TEST_F(SharedScreenTest, FramesWithoutAWindowAreReleased)
     sharedScreen.show(frame);
 
     EXPECT_EQ(frame.surface.use_count(), 1);
-}
-
-TEST_F(SharedScreenTest, UnusableVirtualDisplayGivesWayToTheMirrorWindow)
-{
-    listVirtualScreen();
-    sharedScreen.activate(region, geometry, 2);
-
-    displays.device().becomeUnusable({ErrorCode::permanent, "nothing is shown"});
-    platform.mainQueue().runPosted();
-
-    EXPECT_THAT(log.errors(), ElementsAre(unavailableLine));
-    EXPECT_FALSE(displays.device().isAlive);
-    EXPECT_EQ(sharedScreen.windowKind(), WindowKind::mirror);
-    EXPECT_EQ(panels.last().frame(), (Rect{100, 550, 400, 300}));
-    EXPECT_THAT(panels.living, SizeIs(1));
-
-    sharedScreen.regionChangeEnded();
-    sharedScreen.deactivate();
-    sharedScreen.activate(region, geometry, 2);
-    EXPECT_THAT(displays.descriptors, SizeIs(1)) << "the virtual display must stay dropped";
-    EXPECT_EQ(sharedScreen.windowKind(), WindowKind::mirror);
-}
-
-TEST_F(SharedScreenTest, UnusableVirtualDisplayWhileInactiveShowsNothing)
-{
-    listVirtualScreen();
-    sharedScreen.activate(region, geometry, 2);
-    sharedScreen.deactivate();
-
-    displays.device().becomeUnusable({ErrorCode::permanent, "nothing is shown"});
-    platform.mainQueue().runPosted();
-
-    EXPECT_EQ(sharedScreen.windowKind(), std::nullopt);
-    EXPECT_FALSE(displays.device().isAlive);
-}
-
-TEST_F(SharedScreenTest, ALostVirtualDisplayIsMadeAnewWhenTheDisplaysHaveRested)
-{
-    listVirtualScreen();
-    sharedScreen.activate(region, geometry, 2);
-    displays.device().becomeUnusable({ErrorCode::unsupported, "it was taken off the screen"});
-    platform.mainQueue().runPosted();
-    ASSERT_EQ(sharedScreen.windowKind(), WindowKind::mirror);
-
-    platform.mainQueue().advance(9s);
-    screens.notify();
-    platform.mainQueue().advance(9999ms);
-    EXPECT_THAT(displays.devices, SizeIs(1)) << "the displays have not rested for ten seconds";
-    screens.remove(displays.nextDisplayID);
-    displays.nextDisplayID = 78;
-    platform.mainQueue().advance(1ms);
-    ASSERT_THAT(displays.devices, SizeIs(2));
-    EXPECT_THAT(askedModes(), ElementsAre(VirtualDisplayMode{800, 600, 60}));
-    EXPECT_EQ(sharedScreen.windowKind(), WindowKind::mirror) << "until the system lists the new display";
-
-    listVirtualScreen();
-    screens.notify();
-    EXPECT_EQ(sharedScreen.windowKind(), WindowKind::virtualDisplay);
-    EXPECT_THAT(panels.living, SizeIs(1));
-
-    // The next time it waits twice as long.
-    displays.device().becomeUnusable({ErrorCode::unsupported, "it was taken off the screen"});
-    platform.mainQueue().advance(19'999ms);
-    EXPECT_THAT(displays.devices, SizeIs(2));
-    platform.mainQueue().advance(1ms);
-    EXPECT_THAT(displays.devices, SizeIs(3));
-}
-
-TEST_F(SharedScreenTest, ALostVirtualDisplayIsNotMadeWhileNothingIsShared)
-{
-    listVirtualScreen();
-    sharedScreen.activate(region, geometry, 2);
-    displays.device().becomeUnusable({ErrorCode::unsupported, "it was taken off the screen"});
-    platform.mainQueue().runPosted();
-    sharedScreen.deactivate();
-    platform.mainQueue().advance(1min);
-    EXPECT_THAT(displays.devices, SizeIs(1));
-    sharedScreen.activate(region, geometry, 2);
-    EXPECT_THAT(displays.devices, SizeIs(2));
-}
-
-TEST_F(SharedScreenTest, AVirtualDisplayThatCannotBeMadeAnewLeavesTheMirrorWindowAlone)
-{
-    listVirtualScreen();
-    sharedScreen.activate(region, geometry, 2);
-    displays.device().becomeUnusable({ErrorCode::unsupported, "it was taken off the screen"});
-    platform.mainQueue().runPosted();
-    const FakePanel* const mirror = &panels.last();
-    makeVirtualDisplaysFail();
-    platform.mainQueue().advance(10s);
-    EXPECT_THAT(displays.descriptors, SizeIs(2));
-    EXPECT_EQ(&panels.last(), mirror);
-    EXPECT_EQ(sharedScreen.windowKind(), WindowKind::mirror);
-    platform.mainQueue().advance(1h);
-    EXPECT_THAT(displays.descriptors, SizeIs(2)) << "what cannot be made is not tried again";
-}
-
-TEST_F(SharedScreenTest, TellsItsVirtualDisplayAndWhenItLostIt)
-{
-    using Identity = SharedScreen::VirtualDisplayIdentity;
-    std::vector<std::optional<Identity>> identitiesWhenLost;
-    std::vector<std::optional<WindowKind>> windowsWhenLost;
-    sharedScreen.onVirtualDisplayLost = [&] {
-        identitiesWhenLost.push_back(sharedScreen.virtualDisplayIdentity());
-        windowsWhenLost.push_back(sharedScreen.windowKind());
-    };
-    EXPECT_EQ(sharedScreen.virtualDisplayIdentity(), std::nullopt) << "none is made before its first use";
-
-    sharedScreen.activate(region, geometry, 2);
-    const Identity identity{displays.device().displayID, "Nimbrale"};
-    EXPECT_EQ(sharedScreen.virtualDisplayIdentity(), identity) << "also before the system lists it";
-    listVirtualScreen();
-    screens.notify();
-    sharedScreen.deactivate();
-    EXPECT_EQ(sharedScreen.virtualDisplayIdentity(), identity);
-    sharedScreen.activate(region, geometry, 2);
-    EXPECT_THAT(identitiesWhenLost, IsEmpty());
-
-    displays.device().becomeUnusable({ErrorCode::permanent, "nothing is shown"});
-    platform.mainQueue().runPosted();
-    EXPECT_THAT(identitiesWhenLost, ElementsAre(std::nullopt));
-    EXPECT_THAT(windowsWhenLost, ElementsAre(WindowKind::mirror)) << "the mirror window stands already";
-    EXPECT_EQ(sharedScreen.virtualDisplayIdentity(), std::nullopt);
 }
 
 TEST_F(SharedScreenTest, HasNoVirtualDisplayToTellOfWhereNoneCanBeMade)

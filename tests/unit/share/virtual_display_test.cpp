@@ -341,6 +341,14 @@ TEST_F(VirtualDisplayTest, MayBeReleasedWhenItTurnsOutUnusable)
     EXPECT_FALSE(displays.device().isAlive);
 }
 
+TEST_F(VirtualDisplayTest, UnusableWithoutAListenerIsHarmless)
+{
+    const auto display = make();
+    displays.device().becomeUnusable({ErrorCode::permanent, "nothing is shown"});
+    queue.runPosted();
+    EXPECT_TRUE(displays.device().isAlive) << "whoever hears of it decides";
+}
+
 TEST_F(VirtualDisplayDeathTest, SizeThatIsNoNumberIsAProgrammingError)
 {
     const auto display = make();
