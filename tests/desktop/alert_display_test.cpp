@@ -1,10 +1,10 @@
 // Where alerts stand while displays come and go, one of them the one that others see.
 
 #include "platform/desktop/qt_workspace.h"
+#include "tests/support/event_loop.h"
 #include "tests/support/private_desktop.h"
 
 #include <QApplication>
-#include <QElapsedTimer>
 #include <QMessageBox>
 #include <QScreen>
 
@@ -44,18 +44,6 @@ protected:
         application_.reset();
     }
 
-    template <typename Condition>
-    [[nodiscard]] static bool runUntil(Condition condition, int milliseconds = 5000)
-    {
-        QElapsedTimer timer;
-        timer.start();
-        while (!condition()) {
-            if (timer.elapsed() > milliseconds)
-                return false;
-            QCoreApplication::processEvents(QEventLoop::AllEvents, 5);
-        }
-        return true;
-    }
     /// On the root, without the manager's frame.
     [[nodiscard]] std::optional<QRect> alert() const { return desktop_->windowTitled("AlertTest"); }
     [[nodiscard]] bool standsOn(const QRect& display) const
@@ -106,7 +94,7 @@ TEST_F(AlertDisplayTest, WithoutADisplayOfTheUsersItWaitsForOne)
     desktop_->unplug(desktop_->outputName(0));
     ASSERT_TRUE(runUntil([&] { return QGuiApplication::screens().size() == 1; }));
     ask();
-    EXPECT_FALSE(runUntil([&] { return alert().has_value(); }, 500)) << "nothing is shown to the others";
+    EXPECT_FALSE(runUntil([&] { return alert().has_value(); }, Milliseconds{500})) << "nothing is shown to the others";
     EXPECT_EQ(alertsShown_, 0U);
     desktop_->plug(desktop_->outputName(0), realDisplay);
     EXPECT_TRUE(runUntil([&] { return standsOn(realDisplay); }));

@@ -1,6 +1,7 @@
 // Revealing a file by what the session's bus offers, on a bus of the test's own.
 
 #include "platform/desktop/file_manager.h"
+#include "tests/support/event_loop.h"
 #include "tests/support/process.h"
 
 #include <QCoreApplication>
@@ -8,7 +9,6 @@
 #include <QDBusMessage>
 #include <QDBusUnixFileDescriptor>
 #include <QDBusVirtualObject>
-#include <QElapsedTimer>
 #include <QTemporaryDir>
 #include <QUrl>
 
@@ -106,22 +106,10 @@ protected:
     {
         return QDBusConnection::connectToBus(qEnvironmentVariable("DBUS_SESSION_BUS_ADDRESS"), servicesName);
     }
-    template <typename Condition>
-    [[nodiscard]] static bool runUntil(Condition condition, int milliseconds = 5000)
-    {
-        QElapsedTimer timer;
-        timer.start();
-        while (!condition()) {
-            if (timer.elapsed() > milliseconds)
-                return false;
-            QCoreApplication::processEvents(QEventLoop::AllEvents, 5);
-        }
-        return true;
-    }
     /// Long enough for a call that would be made.
     static void letPass()
     {
-        static_cast<void>(runUntil([] { return false; }, 300));
+        static_cast<void>(runUntil([] { return false; }, Milliseconds{300}));
     }
 
     static constexpr const char* servicesName = "services";

@@ -111,18 +111,7 @@ TEST_P(X11HiddenWindowsTest, AWindowOfAnotherWorkspaceIsInNoPictureAndComesBack)
 INSTANTIATE_TEST_SUITE_P(, X11HiddenWindowsTest,
                          testing::Values(WindowManager::mutter, WindowManager::kwin, WindowManager::marco,
                                          WindowManager::xfwm4),
-                         [](const auto& manager) {
-                             switch (manager.param) {
-                             case WindowManager::mutter:
-                                 return "Mutter";
-                             case WindowManager::kwin:
-                                 return "Kwin";
-                             case WindowManager::marco:
-                                 return "Marco";
-                             default:
-                                 return "Xfwm4";
-                             }
-                         });
+                         [](const auto& manager) { return PrivateDesktop::managerName(manager.param); });
 
 } // namespace
 } // namespace nimbrale::test

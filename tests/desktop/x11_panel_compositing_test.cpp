@@ -44,16 +44,7 @@ class X11PanelOnDesktopsTest : public X11PanelTest, public testing::WithParamInt
 
 INSTANTIATE_TEST_SUITE_P(, X11PanelOnDesktopsTest,
                          testing::Values(WindowManager::xfwm4, WindowManager::kwin, WindowManager::marco),
-                         [](const auto& parameter) {
-                             switch (parameter.param) {
-                             case WindowManager::xfwm4:
-                                 return "xfwm4";
-                             case WindowManager::kwin:
-                                 return "kwin";
-                             default:
-                                 return "marco";
-                             }
-                         });
+                         [](const auto& parameter) { return PrivateDesktop::managerName(parameter.param); });
 
 TEST_P(X11PanelOnDesktopsTest, isBlendedWithoutAShadow)
 {

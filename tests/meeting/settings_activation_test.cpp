@@ -152,20 +152,7 @@ TEST_P(SettingsActivation, ASecondStartBringsSettingsToTheFrontWithTheKeyboard)
 INSTANTIATE_TEST_SUITE_P(WindowManagers, SettingsActivation,
                          testing::Values(WindowManager::openbox, WindowManager::xfwm4, WindowManager::kwin,
                                          WindowManager::marco),
-                         [](const auto& manager) {
-                             switch (manager.param) {
-                             case WindowManager::openbox:
-                                 return "Openbox";
-                             case WindowManager::xfwm4:
-                                 return "Xfwm4";
-                             case WindowManager::kwin:
-                                 return "KWin";
-                             case WindowManager::marco:
-                                 return "Marco";
-                             default:
-                                 return "None";
-                             }
-                         });
+                         [](const auto& manager) { return PrivateDesktop::managerName(manager.param); });
 
 } // namespace
 } // namespace nimbrale::test

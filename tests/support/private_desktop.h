@@ -28,6 +28,8 @@ public:
     enum class Server { xvnc, xvfb, xorgDummy };
     /// mutter composites always.
     enum class WindowManager { none, openbox, xfwm4, kwin, marco, mutter };
+    /// As the names of tests have it: "Xfwm4".
+    [[nodiscard]] static std::string managerName(WindowManager manager);
     /// `picom` draws by RENDER, `picomGlx` by OpenGL; `windowManagersOwn` switches on the compositor that xfwm4, KWin
     /// and marco bring; openbox has none.
     enum class Compositor { none, picom, picomGlx, windowManagersOwn };

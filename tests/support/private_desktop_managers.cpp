@@ -53,6 +53,25 @@ std::string PrivateDesktop::missingManager(const Options& options)
     return {};
 }
 
+std::string PrivateDesktop::managerName(WindowManager manager)
+{
+    switch (manager) {
+    case WindowManager::none:
+        break;
+    case WindowManager::openbox:
+        return "Openbox";
+    case WindowManager::xfwm4:
+        return "Xfwm4";
+    case WindowManager::kwin:
+        return "Kwin";
+    case WindowManager::marco:
+        return "Marco";
+    case WindowManager::mutter:
+        return "Mutter";
+    }
+    return "None";
+}
+
 bool PrivateDesktop::hasWindowManager() const
 {
     const xcb_atom_t check = atom("_NET_SUPPORTING_WM_CHECK");
