@@ -35,8 +35,20 @@ void pressKey(QWidget& widget, int key, const QString& text = {})
     QApplication::processEvents();
 }
 
+/// No event loop runs here that would do it.
+void deleteWhatIsToBeDeleted()
+{
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+}
+
 class QtWorkspaceTest : public testing::Test {
 protected:
+    void TearDown() override
+    {
+        open_.clear();
+        deleteWhatIsToBeDeleted();
+    }
+
     void ask(const Alert& alert)
     {
         open_.push_back(workspace_.showAlert(alert, [this](int button) { answers_.push_back(button); }));
@@ -44,8 +56,7 @@ protected:
     }
     [[nodiscard]] static std::vector<QMessageBox*> boxes()
     {
-        // No event loop runs here that would do it.
-        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+        deleteWhatIsToBeDeleted();
         std::vector<QMessageBox*> found;
         for (QWidget* window : QApplication::topLevelWidgets()) {
             if (auto* const box = qobject_cast<QMessageBox*>(window))
