@@ -117,5 +117,30 @@ TEST_F(X11CaptureRequestsTest, aWindowThatNobodySeesIsNotAskedForItsDamage)
     EXPECT_TRUE(captured->pumpUntil([&] { return captured->image().pixelColor(70, 70) == QColor(Qt::yellow); }));
 }
 
+TEST_F(X11CaptureRequestsTest, twoCapturesOfOneDesktopLeaveEachOtherAtRest)
+{
+    startCountedDesktop();
+    if (!captured)
+        return;
+    scene->add("below", {.geometry = {0, 0, 1280, 720}, .seed = 5});
+    const auto requestsAtRest = [&] {
+        captured->rest();
+        const int before = counter->total();
+        (void)captured->pumpUntil([] { return false; }, 1000);
+        return counter->total() - before;
+    };
+    captured->start({0, 0, 400, 300}, framesPerSecond, false, true);
+    const int alone = requestsAtRest();
+    const auto otherCounter = RequestCounter::start(desktop->displayName());
+    CapturedDesktop other(*desktop, otherCounter->displayName());
+    other.start({200, 100, 400, 300}, framesPerSecond, false, true);
+    other.rest();
+    const int otherBefore = otherCounter->total();
+    EXPECT_LE(requestsAtRest(), alone + 10);
+    EXPECT_LE(otherCounter->total() - otherBefore, 3 * alone + 30) << "in about two seconds, as long as both rested";
+    EXPECT_GT(otherCounter->total(), otherBefore);
+    EXPECT_EQ(captured->image(), desktop->screenshot({0, 0, 400, 300}));
+}
+
 } // namespace
 } // namespace nimbrale::test

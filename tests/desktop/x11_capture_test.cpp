@@ -1,12 +1,14 @@
 // The X11 capture against real X servers: pictures equal to the desktop, pixel by pixel, without own windows.
 
 #include "tests/desktop/x11_capture_fixture.h"
+#include "tests/support/server_resources.h"
 
 #include <QPainter>
 
 #include <algorithm>
 #include <atomic>
 #include <thread>
+#include <unistd.h>
 #include <xcb/shape.h>
 
 namespace nimbrale::test {
@@ -222,6 +224,8 @@ TEST_F(X11CaptureTest, randomDesktopsAreCapturedExactly)
         return;
     const QRect region(37, 41, 803, 601);
     captured->start({37, 41, 803, 601}, 120);
+    captured->rest();
+    const auto before = serverResources(desktop->connection(), getpid());
     std::uint32_t state = 20261121;
     const auto random = [&state](int limit) {
         state = state * 1664525 + 1013904223;
@@ -258,6 +262,15 @@ TEST_F(X11CaptureTest, randomDesktopsAreCapturedExactly)
         if (HasFailure())
             return;
     }
+    for (const std::string& name : names)
+        scene->remove(name);
+    captured->rest();
+    auto after = serverResources(desktop->connection(), getpid());
+    for (const char* const type : {"PIXMAP", "PICTURE"}) {
+        EXPECT_LE(after.at(type), before.at(type) + 1) << "of the pictures' pixmaps there may be a spare one";
+        after[type] = before.at(type);
+    }
+    EXPECT_EQ(after, before) << "all is given back with the windows";
 }
 
 } // namespace

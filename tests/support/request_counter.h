@@ -7,6 +7,7 @@
 #include <chrono>
 #include <cstdint>
 #include <memory>
+#include <numeric>
 #include <string>
 #include <thread>
 #include <vector>
@@ -28,6 +29,8 @@ public:
     [[nodiscard]] int count(std::uint8_t majorOpcode) const { return counts_[majorOpcode]; }
     /// Requests reach the server so much later from now on. Any thread.
     void delayRequests(std::chrono::milliseconds delay) { delay_ = delay; }
+    /// Of all requests. Any thread.
+    [[nodiscard]] int total() const { return std::accumulate(counts_.begin(), counts_.end(), 0); }
 
 private:
     RequestCounter(std::string displayName, FileDescriptor listening, FileDescriptor server);

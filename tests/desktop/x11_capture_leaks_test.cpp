@@ -1,0 +1,72 @@
+// What the X11 capture has in the server is given back.
+
+#include "tests/desktop/x11_capture_fixture.h"
+#include "tests/support/server_resources.h"
+
+#include <unistd.h>
+
+namespace nimbrale::test {
+namespace {
+
+using Resources = std::map<std::string, std::uint32_t>;
+
+class X11CaptureLeaksTest : public X11CaptureTest {
+protected:
+    [[nodiscard]] Resources resources()
+    {
+        // Pictures are freed through the connection that shows them.
+        captured->connection().synchronize();
+        return serverResources(desktop->connection(), getpid());
+    }
+
+    /// What is freed last is freed through the main queue.
+    void expectResources(const Resources& expected)
+    {
+        (void)captured->pumpUntil([&] { return resources() == expected; });
+        EXPECT_EQ(resources(), expected);
+    }
+};
+
+TEST_F(X11CaptureLeaksTest, picturesThatReachNobodyAreFreed)
+{
+    startDesktop({});
+    if (!captured)
+        return;
+    scene->add("below", {.geometry = {0, 0, 800, 600}, .seed = 5});
+    SerialQueue queue("Nimbrale.frames");
+    ContentFilter filter;
+    filter.displayID = captured->screens().mainDisplay();
+    filter.excludedApplications = {{getpid(), {}}};
+    StreamConfiguration configuration;
+    configuration.sourceRect = {0, 0, 400, 300};
+    configuration.minimumFrameInterval = {1, 60};
+    int samples = 0;
+    const auto startAndEnd = [&](int round) {
+        // Every other stream scales, which takes pictures of its own.
+        configuration.width = round % 2 == 0 ? 400 : 200;
+        configuration.height = round % 2 == 0 ? 300 : 150;
+        auto stream = captured->capture().makeStream(filter, configuration, [](const Error&) {});
+        ASSERT_TRUE(stream->addOutput(OutputType::screen, queue, [&](const CaptureSample& sample) {
+            captured->mainQueue().post([&samples, surface = sample.surface] { ++samples; });
+        }));
+        stream->start([](const Result<void>&) {});
+        // Before the first picture is composed, while it is on the way, and after it.
+        sleepFor(Milliseconds{round % 5});
+        if (round % 3 != 0)
+            stream->stop([](const Result<void>&) {});
+        stream.reset();
+        QCoreApplication::processEvents();
+    };
+    startAndEnd(0);
+    (void)captured->pumpUntil([] { return false; }, 200);
+    const Resources before = resources();
+    ASSERT_GT(before.at("WINDOW"), 0u) << "this process is seen";
+    samples = 0;
+    for (int round = 0; round < 200; ++round)
+        startAndEnd(round);
+    EXPECT_GT(samples, 0);
+    expectResources(before);
+}
+
+} // namespace
+} // namespace nimbrale::test
