@@ -5,7 +5,7 @@
 #include "platform/x11/server/pixel_region.h"
 #include "platform/x11/server/window_events.h"
 
-#include <memory>
+#include <optional>
 #include <vector>
 #include <xcb/damage.h>
 #include <xcb/render.h>
@@ -56,6 +56,8 @@ struct CapturedWindow {
     bool hasAlpha = false;
     bool isInputOnly = false;
     bool isMapped = false;
+    /// Nothing was asked about it since it was mapped last; only its place is known.
+    bool needsDescription = true;
     /// The server keeps no pixels of it for us.
     bool isUnredirected = false;
     /// Nothing is known of the owner yet: the window is in no picture until it is.
@@ -80,11 +82,27 @@ struct CapturedWindow {
     bool isDamaged = false;
 
     bool isShaped = false;
+    /// Its shape has changed, or its size.
+    bool needsShape = false;
     /// Relative to the border's outer corner; of a shaped window only.
     PixelRegion shape;
 
-    /// Whether the user sees it, and the server has pixels of it that can be shown.
-    [[nodiscard]] bool isDrawable() const { return isMapped && !isHidden && picture != XCB_NONE; }
+    /// Whether the server is not to keep pixels of it: most of them lie beyond any screen, and they would take
+    /// gigabytes.
+    [[nodiscard]] bool isTooLarge() const
+    {
+        constexpr std::int64_t maximumPixels = std::int64_t{8192} * 8192;
+        return std::int64_t{width + 2 * borderWidth} * (height + 2 * borderWidth) > maximumPixels;
+    }
+
+    /// Whether its pixels are only on the screen, where nothing covers it.
+    [[nodiscard]] bool isOnScreenOnly() const { return isUnredirected && !owner.isOwn && !isInputOnly; }
+
+    /// Whether the server has pixels of it that can be shown.
+    [[nodiscard]] bool hasPixels() const { return picture != XCB_NONE || isOnScreenOnly(); }
+
+    /// Whether the user sees it, and there are pixels to show.
+    [[nodiscard]] bool isDrawable() const { return isMapped && !isHidden && hasPixels(); }
 
     [[nodiscard]] WindowAppearance appearance() const { return {owner, opacity, isHidden}; }
 
@@ -97,18 +115,42 @@ struct CapturedWindow {
         return compositing == Compositing::absent || (opacity == 0xffffffff && !hasAlpha);
     }
 
-    /// The pixels that the window takes of the root, by its shape.
+    /// The rectangle that the window takes of the root, whatever its shape.
+    [[nodiscard]] PixelRect bounds() const { return {x, y, width + 2 * borderWidth, height + 2 * borderWidth}; }
+
+    /// The pixels of the region that the window takes of the root, by its shape.
+    [[nodiscard]] PixelRegion partOf(PixelRegion region) const
+    {
+        if (!isShaped) {
+            region &= PixelRegion(bounds());
+            return region;
+        }
+        // A shape may be far more complicated than the region: it is read once and not copied.
+        region.translate(-x, -y);
+        region &= shape;
+        region.translate(x, y);
+        return region;
+    }
+
+    /// Whether its shape has so many rectangles that only a picture is worth going through them.
+    [[nodiscard]] bool isFinelyShaped() const
+    {
+        constexpr int maximumRectangles = 4096;
+        return isShaped && shape.count() > maximumRectangles;
+    }
+
+    /// The pixels that the window takes of the root; of a finely shaped one the rectangle around them.
     [[nodiscard]] PixelRegion extents() const
     {
         if (!isShaped)
-            return {x, y, width + 2 * borderWidth, height + 2 * borderWidth};
-        PixelRegion region(shape);
+            return PixelRegion(bounds());
+        PixelRegion region = isFinelyShaped() ? PixelRegion(shape.bounds()) : shape;
         region.translate(x, y);
         return region;
     }
 };
 
 /// Bottom to top.
-using WindowList = std::vector<std::unique_ptr<CapturedWindow>>;
+using WindowList = std::vector<CapturedWindow*>;
 
 } // namespace nimbrale::x11

@@ -17,8 +17,11 @@ void ChangeCollector::setSource(const PixelRect& source, PointerVisibility point
 
 void ChangeCollector::add(const PixelRegion& region)
 {
-    dirty_ |= region;
-    dirty_ &= PixelRegion(source_);
+    PixelRegion shown(region);
+    shown &= PixelRegion(source_);
+    dirty_ |= shown;
+    if (dirty_.count() > maximumRectangles)
+        dirty_ = PixelRegion(dirty_.bounds());
 }
 
 void ChangeCollector::addWindow(const CapturedWindow& window)
@@ -41,7 +44,7 @@ void ChangeCollector::addRootDamage(const WindowList& windows, const PixelRegion
         return;
     add(damage);
     // What the root shows where a window that is left out covers it may be new as well.
-    for (const auto& window : windows) {
+    for (const CapturedWindow* const window : windows) {
         if (window->coversRoot() && !isIncluded(*window))
             add(window->extents());
     }
@@ -97,7 +100,7 @@ void ChangeCollector::expectChange()
 
 PixelRegion ChangeCollector::take()
 {
-    PixelRegion taken = dirty_.count() > maximumRectangles ? PixelRegion(dirty_.bounds()) : dirty_;
+    PixelRegion taken(dirty_);
     dirty_.clear();
     return taken;
 }
@@ -105,12 +108,14 @@ PixelRegion ChangeCollector::take()
 PixelRegion ChangeCollector::visiblePart(PixelRegion region, const WindowList& windows, const CapturedWindow& window,
                                          Compositing compositing) const
 {
-    region &= window.extents();
     region &= PixelRegion(source_);
-    // From the top: what hides a window most often is the topmost of all.
-    for (auto item = windows.rbegin(); item != windows.rend() && item->get() != &window && !region.isEmpty(); ++item) {
+    region &= window.extents();
+    // From the top: what hides a window most often is the topmost of all. A finely shaped one counts as hiding nothing:
+    // to draw a little too much costs less than to find out.
+    for (auto item = windows.rbegin(); item != windows.rend() && *item != &window && !region.isEmpty(); ++item) {
         const CapturedWindow& above = **item;
-        if (above.isDrawable() && isIncluded(above) && above.isOpaque(compositing))
+        if (above.isDrawable() && isIncluded(above) && above.isOpaque(compositing) && !above.isFinelyShaped() &&
+            above.bounds().intersects(region.bounds()))
             region -= above.extents();
     }
     return region;
@@ -118,9 +123,9 @@ PixelRegion ChangeCollector::visiblePart(PixelRegion region, const WindowList& w
 
 PixelRegion bareRootDamage(const WindowList& windows, PixelRegion damage)
 {
-    for (const auto& window : windows) {
+    for (const CapturedWindow* const window : windows) {
         if (window->coversRoot())
-            damage -= window->extents();
+            damage -= window->partOf(damage);
     }
     return damage;
 }

@@ -63,7 +63,7 @@ public:
     }
 
     [[nodiscard]] bool isEmpty() const { return dirty_.isEmpty(); }
-    /// What is to be drawn, and nothing is from then on. Past `maximumRectangles` their bounding box is given instead.
+    /// What is to be drawn, in `maximumRectangles` at the most, and nothing is from then on.
     [[nodiscard]] PixelRegion take();
 
     /// Past this many rectangles their bounding box is cheaper than the requests for each.

@@ -22,19 +22,18 @@ constexpr std::chrono::milliseconds bareRootInterval{200};
 PixelRegion fetched(xcb_connection_t* connection, xcb_xfixes_fetch_region_cookie_t cookie,
                     int maximumRectangles = ChangeCollector::maximumRectangles)
 {
-    PixelRegion region;
     const Reply<xcb_xfixes_fetch_region_reply_t> reply(xcb_xfixes_fetch_region_reply(connection, cookie, nullptr));
     if (!reply)
-        return region;
+        return {};
     const int count = xcb_xfixes_fetch_region_rectangles_length(reply.get());
-    if (count > maximumRectangles) {
-        region.add(reply->extents.x, reply->extents.y, reply->extents.width, reply->extents.height);
-        return region;
-    }
-    const xcb_rectangle_t* const rects = xcb_xfixes_fetch_region_rectangles(reply.get());
+    if (count > maximumRectangles)
+        return {reply->extents.x, reply->extents.y, reply->extents.width, reply->extents.height};
+    const xcb_rectangle_t* const list = xcb_xfixes_fetch_region_rectangles(reply.get());
+    std::vector<PixelRect> rects;
+    rects.reserve(static_cast<std::size_t>(count));
     for (int index = 0; index < count; ++index)
-        region.add(rects[index].x, rects[index].y, rects[index].width, rects[index].height);
-    return region;
+        rects.push_back({list[index].x, list[index].y, list[index].width, list[index].height});
+    return PixelRegion(rects);
 }
 
 } // namespace
@@ -399,12 +398,12 @@ void DesktopTracker::collectWindowDamage()
         xcb_xfixes_fetch_region_cookie_t cookie;
     };
     std::vector<Question> questions;
-    for (const auto& window : stack_->windows()) {
+    for (CapturedWindow* const window : stack_->windows()) {
         if (!window->isDamaged || window->damage == XCB_NONE || !isVisible(*window))
             continue;
         window->isDamaged = false;
         mayFail(raw, xcb_damage_subtract_checked(raw, window->damage, XCB_NONE, fetchedRegion_.get()));
-        questions.push_back({window.get(), xcb_xfixes_fetch_region(raw, fetchedRegion_.get())});
+        questions.push_back({window, xcb_xfixes_fetch_region(raw, fetchedRegion_.get())});
     }
     std::optional<xcb_xfixes_fetch_region_cookie_t> rootCookie;
     if (std::exchange(isBareRootExpected_, false) && background_->isDamaged())
@@ -480,7 +479,7 @@ void DesktopTracker::compose(RegionComposer& composer, const CompositionTarget& 
     if (showsScreen(changes))
         composer.copyScreen(target, region, background_->rootBounds(), *pointer_, place);
     else
-        composer.compose(target, region, {*stack_, *background_, *pointer_, compositing_}, isIncluded, place);
+        composer.compose(target, region, {stack_->windows(), *background_, *pointer_, compositing_}, isIncluded, place);
 }
 
 std::vector<CaptureWindow> DesktopTracker::listWindows()
@@ -490,10 +489,10 @@ std::vector<CaptureWindow> DesktopTracker::listWindows()
         return list;
     handleEvents();
     stack_->classifyNew();
-    for (const auto& window : stack_->windows()) {
-        if (!window->isInputOnly && !window->needsClassification)
+    for (const CapturedWindow& window : stack_->allWindows()) {
+        if (!window.isInputOnly && !window.needsClassification)
             list.push_back(
-                {window->owner.process != 0 ? std::optional(window->owner.process) : std::nullopt, window->isMapped});
+                {window.owner.process != 0 ? std::optional(window.owner.process) : std::nullopt, window.isMapped});
     }
     return list;
 }

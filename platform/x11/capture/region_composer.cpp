@@ -2,10 +2,40 @@
 
 #include "platform/x11/server/handles.h"
 
+#include <algorithm>
 #include <utility>
 #include <vector>
 
 namespace nimbrale::x11 {
+
+namespace {
+
+/// Past this many rectangles a clip is cheaper than a request for each.
+constexpr std::size_t maximumCopies = 32;
+
+/// The server takes no request of any length.
+constexpr std::size_t maximumClipRectangles = 16384;
+
+PixelRect boundsOf(const std::vector<xcb_rectangle_t>& rects)
+{
+    PixelRect bounds;
+    for (const xcb_rectangle_t& rect : rects)
+        bounds = bounds.unitedWith({rect.x, rect.y, rect.width, rect.height});
+    return bounds;
+}
+
+/// Calls `use` with the rectangles in the target's pixels, some at a time.
+template <typename Use>
+void inParts(const PixelRegion& region, PixelPoint origin, Use use)
+{
+    const std::vector<xcb_rectangle_t> rects = region.serverRects(-origin.x, -origin.y);
+    for (std::size_t begin = 0; begin < rects.size(); begin += maximumClipRectangles) {
+        const std::size_t end = std::min(rects.size(), begin + maximumClipRectangles);
+        use(std::vector<xcb_rectangle_t>(rects.begin() + std::ptrdiff_t(begin), rects.begin() + std::ptrdiff_t(end)));
+    }
+}
+
+} // namespace
 
 RegionComposer::RegionComposer(Connection& connection)
     : connection_(connection), context_(connection, connection.newId()),
@@ -24,13 +54,11 @@ void RegionComposer::compose(const CompositionTarget& target, const PixelRegion&
     target_ = target;
     PixelRegion rest(dirty);
     std::vector<std::pair<const CapturedWindow*, PixelRegion>> translucent;
-    const auto& windows = parts.stack.windows();
-    for (auto item = windows.rbegin(); item != windows.rend() && !rest.isEmpty(); ++item) {
+    for (auto item = parts.windows.rbegin(); item != parts.windows.rend() && !rest.isEmpty(); ++item) {
         const CapturedWindow& window = **item;
-        if (!window.isDrawable() || !isIncluded(window))
+        if (!window.isDrawable() || !isIncluded(window) || !window.bounds().intersects(rest.bounds()))
             continue;
-        PixelRegion visible = window.extents();
-        visible &= rest;
+        const PixelRegion visible = window.partOf(rest);
         if (visible.isEmpty())
             continue;
         if (!window.isOpaque(parts.compositing)) {
@@ -55,35 +83,44 @@ void RegionComposer::copyScreen(const CompositionTarget& target, const PixelRegi
     PixelRegion beyond(dirty);
     beyond -= PixelRegion(rootBounds);
     fillBlack(beyond);
-    copy(connection_.root(), inferiorsContext_.get(), dirty);
+    copy(connection_.root(), {}, inferiorsContext_.get(), dirty);
     if (pointer)
         paintPointer(dirty, image, *pointer);
 }
 
 void RegionComposer::paint(const CapturedWindow& window, const PixelRegion& clip, bool isOver)
 {
-    xcb_connection_t* const raw = connection_.get();
-    const int targetX = window.x - target_.origin.x;
-    const int targetY = window.y - target_.origin.y;
-    if (!isOver && window.depth == connection_.screen().root_depth) {
-        for (const xcb_rectangle_t& rect : clip.serverRects(-window.x, -window.y))
-            mayFail(raw, xcb_copy_area_checked(raw, window.pixmap, target_.pixmap, context_.get(), rect.x, rect.y,
-                                               static_cast<std::int16_t>(rect.x + targetX),
-                                               static_cast<std::int16_t>(rect.y + targetY), rect.width, rect.height));
+    if (window.isOnScreenOnly()) {
+        paintFromScreen(window, clip);
         return;
     }
-    clipTo(clip);
+    if (!isOver && window.depth == connection_.screen().root_depth) {
+        copy(window.pixmap, {window.x, window.y}, context_.get(), clip);
+        return;
+    }
+    xcb_connection_t* const raw = connection_.get();
     OwnedPicture mask;
     if (isOver && window.opacity != 0xffffffff) {
         mask = OwnedPicture(connection_, connection_.newId());
         xcb_render_create_solid_fill(raw, mask.get(), {0, 0, 0, static_cast<std::uint16_t>(window.opacity >> 16)});
     }
-    const PixelRect bounds = clip.bounds().movedBy(-window.x, -window.y);
-    mayFail(raw, xcb_render_composite_checked(
-                     raw, isOver ? XCB_RENDER_PICT_OP_OVER : XCB_RENDER_PICT_OP_SRC, window.picture, mask.get(),
-                     target_.picture, static_cast<std::int16_t>(bounds.x), static_cast<std::int16_t>(bounds.y), 0, 0,
-                     static_cast<std::int16_t>(bounds.x + targetX), static_cast<std::int16_t>(bounds.y + targetY),
-                     static_cast<std::uint16_t>(bounds.width), static_cast<std::uint16_t>(bounds.height)));
+    drawClipped(clip, [&](const PixelRect& target) {
+        const PixelRect from = target.movedBy(target_.origin.x - window.x, target_.origin.y - window.y);
+        mayFail(raw, xcb_render_composite_checked(
+                         raw, isOver ? XCB_RENDER_PICT_OP_OVER : XCB_RENDER_PICT_OP_SRC, window.picture, mask.get(),
+                         target_.picture, static_cast<std::int16_t>(from.x), static_cast<std::int16_t>(from.y), 0, 0,
+                         static_cast<std::int16_t>(target.x), static_cast<std::int16_t>(target.y),
+                         static_cast<std::uint16_t>(target.width), static_cast<std::uint16_t>(target.height)));
+    });
+}
+
+void RegionComposer::paintFromScreen(const CapturedWindow& window, const PixelRegion& clip)
+{
+    fillBlack(clip);
+    // The server copies nothing where another window covers this one, an own one for instance, and nothing of the
+    // border; nor anything between different depths.
+    if (window.depth == connection_.screen().root_depth)
+        copy(window.id, {window.x + window.borderWidth, window.y + window.borderWidth}, inferiorsContext_.get(), clip);
 }
 
 void RegionComposer::paintBackground(const PixelRegion& clip, const RootBackground& background)
@@ -96,28 +133,33 @@ void RegionComposer::paintBackground(const PixelRegion& clip, const RootBackgrou
         fillBlack(clip);
         return;
     }
-    clipTo(clip);
-    const PixelRect bounds = clip.bounds();
-    const PixelRect target = bounds.movedBy(-target_.origin.x, -target_.origin.y);
     xcb_connection_t* const raw = connection_.get();
-    mayFail(raw, xcb_render_composite_checked(
-                     raw, XCB_RENDER_PICT_OP_SRC, background.wallpaper(), XCB_NONE, target_.picture,
-                     static_cast<std::int16_t>(bounds.x), static_cast<std::int16_t>(bounds.y), 0, 0,
-                     static_cast<std::int16_t>(target.x), static_cast<std::int16_t>(target.y),
-                     static_cast<std::uint16_t>(target.width), static_cast<std::uint16_t>(target.height)));
+    drawClipped(clip, [&](const PixelRect& target) {
+        const PixelRect from = target.movedBy(target_.origin.x, target_.origin.y);
+        mayFail(raw, xcb_render_composite_checked(
+                         raw, XCB_RENDER_PICT_OP_SRC, background.wallpaper(), XCB_NONE, target_.picture,
+                         static_cast<std::int16_t>(from.x), static_cast<std::int16_t>(from.y), 0, 0,
+                         static_cast<std::int16_t>(target.x), static_cast<std::int16_t>(target.y),
+                         static_cast<std::uint16_t>(target.width), static_cast<std::uint16_t>(target.height)));
+    });
 }
 
 void RegionComposer::paintRoot(const PixelRegion& clip, const RootBackground& background)
 {
-    for (const xcb_rectangle_t& rect : clip.serverRects())
-        xcb_clear_area(connection_.get(), 0, background.standIn(), rect.x, rect.y, rect.width, rect.height);
+    // The stand-in is nobody else's: more of it than needed may be cleared.
+    const std::vector<PixelRect> cleared =
+        clip.count() > static_cast<int>(maximumCopies) ? std::vector<PixelRect>{clip.bounds()} : clip.rects();
+    for (const PixelRect& rect : cleared)
+        xcb_clear_area(connection_.get(), 0, background.standIn(), static_cast<std::int16_t>(rect.x),
+                       static_cast<std::int16_t>(rect.y), static_cast<std::uint16_t>(rect.width),
+                       static_cast<std::uint16_t>(rect.height));
     PixelRegion beyond(clip);
     beyond -= PixelRegion(background.rootBounds());
     fillBlack(beyond);
-    copy(background.standIn(), context_.get(), clip);
+    copy(background.standIn(), {}, context_.get(), clip);
     // Programs draw on the root itself, too. The server copies nothing where a window covers the root, so that no own
     // window can get in by this, wherever it has gone meanwhile.
-    copy(connection_.root(), context_.get(), clip);
+    copy(connection_.root(), {}, context_.get(), clip);
 }
 
 void RegionComposer::paintPointer(const PixelRegion& dirty, const PointerImage& image, const PointerPlace& place)
@@ -129,36 +171,60 @@ void RegionComposer::paintPointer(const PixelRegion& dirty, const PointerImage& 
     clip &= dirty;
     if (clip.isEmpty())
         return;
-    clipTo(clip);
-    const PixelRect target = coverage.movedBy(-target_.origin.x, -target_.origin.y);
-    xcb_render_composite(connection_.get(), XCB_RENDER_PICT_OP_OVER, image.picture(), XCB_NONE, target_.picture, 0, 0,
-                         0, 0, static_cast<std::int16_t>(target.x), static_cast<std::int16_t>(target.y),
-                         static_cast<std::uint16_t>(target.width), static_cast<std::uint16_t>(target.height));
+    drawClipped(clip, [&](const PixelRect& target) {
+        const PixelRect from = target.movedBy(target_.origin.x - coverage.x, target_.origin.y - coverage.y);
+        xcb_render_composite(connection_.get(), XCB_RENDER_PICT_OP_OVER, image.picture(), XCB_NONE, target_.picture,
+                             static_cast<std::int16_t>(from.x), static_cast<std::int16_t>(from.y), 0, 0,
+                             static_cast<std::int16_t>(target.x), static_cast<std::int16_t>(target.y),
+                             static_cast<std::uint16_t>(target.width), static_cast<std::uint16_t>(target.height));
+    });
 }
 
 void RegionComposer::fillBlack(const PixelRegion& region)
 {
-    if (region.isEmpty())
+    drawClipped(region, [&](const PixelRect& target) {
+        const xcb_rectangle_t rect{static_cast<std::int16_t>(target.x), static_cast<std::int16_t>(target.y),
+                                   static_cast<std::uint16_t>(target.width), static_cast<std::uint16_t>(target.height)};
+        xcb_render_fill_rectangles(connection_.get(), XCB_RENDER_PICT_OP_SRC, target_.picture, {0, 0, 0, 0xffff}, 1,
+                                   &rect);
+    });
+}
+
+void RegionComposer::copy(xcb_drawable_t from, PixelPoint origin, xcb_gcontext_t context, const PixelRegion& region)
+{
+    xcb_connection_t* const raw = connection_.get();
+    if (region.count() <= static_cast<int>(maximumCopies)) {
+        for (const PixelRect& rect : region.rects())
+            copyArea(from, origin, context, rect.movedBy(-target_.origin.x, -target_.origin.y));
         return;
-    clipTo(region);
-    const auto rects = region.serverRects(-target_.origin.x, -target_.origin.y);
-    xcb_render_fill_rectangles(connection_.get(), XCB_RENDER_PICT_OP_SRC, target_.picture, {0, 0, 0, 0xffff},
-                               static_cast<std::uint32_t>(rects.size()), rects.data());
+    }
+    inParts(region, target_.origin, [&](const std::vector<xcb_rectangle_t>& rects) {
+        xcb_set_clip_rectangles(raw, XCB_CLIP_ORDERING_YX_BANDED, context, 0, 0,
+                                static_cast<std::uint32_t>(rects.size()), rects.data());
+        copyArea(from, origin, context, boundsOf(rects));
+    });
+    const std::uint32_t none = XCB_NONE;
+    xcb_change_gc(raw, context, XCB_GC_CLIP_MASK, &none);
 }
 
-void RegionComposer::copy(xcb_drawable_t from, xcb_gcontext_t context, const PixelRegion& region)
+void RegionComposer::copyArea(xcb_drawable_t from, PixelPoint origin, xcb_gcontext_t context, const PixelRect& area)
 {
-    for (const xcb_rectangle_t& rect : region.serverRects())
-        xcb_copy_area(connection_.get(), from, target_.pixmap, context, rect.x, rect.y,
-                      static_cast<std::int16_t>(rect.x - target_.origin.x),
-                      static_cast<std::int16_t>(rect.y - target_.origin.y), rect.width, rect.height);
+    const PixelRect source = area.movedBy(target_.origin.x - origin.x, target_.origin.y - origin.y);
+    mayFail(connection_.get(),
+            xcb_copy_area_checked(connection_.get(), from, target_.pixmap, context, static_cast<std::int16_t>(source.x),
+                                  static_cast<std::int16_t>(source.y), static_cast<std::int16_t>(area.x),
+                                  static_cast<std::int16_t>(area.y), static_cast<std::uint16_t>(area.width),
+                                  static_cast<std::uint16_t>(area.height)));
 }
 
-void RegionComposer::clipTo(const PixelRegion& region)
+template <typename Draw>
+void RegionComposer::drawClipped(const PixelRegion& region, Draw draw)
 {
-    const auto rects = region.serverRects(-target_.origin.x, -target_.origin.y);
-    xcb_render_set_picture_clip_rectangles(connection_.get(), target_.picture, 0, 0,
-                                           static_cast<std::uint32_t>(rects.size()), rects.data());
+    inParts(region, target_.origin, [&](const std::vector<xcb_rectangle_t>& rects) {
+        xcb_render_set_picture_clip_rectangles(connection_.get(), target_.picture, 0, 0,
+                                               static_cast<std::uint32_t>(rects.size()), rects.data());
+        draw(boundsOf(rects));
+    });
 }
 
 } // namespace nimbrale::x11

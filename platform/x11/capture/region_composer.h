@@ -1,9 +1,9 @@
 #pragma once
 
 #include "platform/pixel_rect.h"
+#include "platform/x11/capture/captured_window.h"
 #include "platform/x11/capture/pointer_image.h"
 #include "platform/x11/capture/root_background.h"
-#include "platform/x11/capture/window_stack.h"
 #include "platform/x11/server/connection.h"
 #include "platform/x11/server/owned_id.h"
 #include "platform/x11/server/pixel_region.h"
@@ -21,7 +21,8 @@ struct PointerPlace {
 
 /// What a composition is made from; all of one connection.
 struct DesktopParts {
-    const WindowStack& stack;
+    /// Bottom to top.
+    const WindowList& windows;
     const RootBackground& background;
     const PointerImage& pointer;
     Compositing compositing = Compositing::absent;
@@ -54,12 +55,18 @@ public:
 
 private:
     void paint(const CapturedWindow& window, const PixelRegion& clip, bool isOver);
+    void paintFromScreen(const CapturedWindow& window, const PixelRegion& clip);
     void paintBackground(const PixelRegion& clip, const RootBackground& background);
     void paintRoot(const PixelRegion& clip, const RootBackground& background);
     void paintPointer(const PixelRegion& dirty, const PointerImage& image, const PointerPlace& place);
     void fillBlack(const PixelRegion& region);
-    void copy(xcb_drawable_t from, xcb_gcontext_t context, const PixelRegion& region);
-    void clipTo(const PixelRegion& region);
+    /// From a drawable whose top-left pixel shows the root pixel `origin`, and which may be gone.
+    void copy(xcb_drawable_t from, PixelPoint origin, xcb_gcontext_t context, const PixelRegion& region);
+    void copyArea(xcb_drawable_t from, PixelPoint origin, xcb_gcontext_t context, const PixelRect& area);
+    /// Calls `draw` with a rectangle while the target's picture is clipped to the part of the region in it, until all
+    /// of the region was in one.
+    template <typename Draw>
+    void drawClipped(const PixelRegion& region, Draw draw);
 
     Connection& connection_;
     CompositionTarget target_;

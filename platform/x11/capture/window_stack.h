@@ -2,11 +2,13 @@
 
 #include "platform/x11/capture/captured_window.h"
 #include "platform/x11/capture/window_classifier.h"
+#include "platform/x11/capture/window_describer.h"
+#include "platform/x11/capture/window_order.h"
 #include "platform/x11/server/connection.h"
 #include "platform/x11/server/event_routes.h"
 
 #include <functional>
-#include <memory>
+#include <list>
 #include <optional>
 #include <vector>
 #include <xcb/shape.h>
@@ -15,7 +17,8 @@ namespace nimbrale::x11 {
 
 /// The windows of the desktop, bottom to top, each with the pixmap that the server keeps of it. Once made, every window
 /// is redirected automatically: the server goes on showing it, and its pixels can be read even where others cover it.
-/// Thread of its connection only.
+/// But for windows far larger than any screen, of which there is only what the screen shows: the server would take
+/// gigabytes for each. Nothing is asked about a window that is not mapped. Thread of its connection only.
 class WindowStack {
 public:
     /// Redirects and lists the windows there are. To be made before the first own window maps: what own windows cover
@@ -30,7 +33,7 @@ public:
 
     /// Asks for the events that it follows the windows by.
     void registerHandlers(EventRoutes& events);
-    /// Finds out whose the windows are that came since. To be called before composing.
+    /// Finds out what the windows are like that came since, and whose they are. To be called before composing.
     void classifyNew();
 
     /// A compositing manager came or went. While one runs, own windows stay redirected like all others: it keeps their
@@ -38,16 +41,19 @@ public:
     /// is given another parent, after which nobody shows that window.
     void setCompositing(Compositing compositing);
 
-    /// Bottom to top.
-    [[nodiscard]] const WindowList& windows() const { return windows_; }
+    /// The mapped windows, bottom to top.
+    [[nodiscard]] const WindowList& windows() { return order_.mapped(); }
+    /// Those that are not mapped, too. Of a window that never was, nothing but its place is known.
+    [[nodiscard]] const std::list<CapturedWindow>& allWindows() { return order_.all(); }
     /// Null for a window that is not listed.
-    [[nodiscard]] CapturedWindow* find(xcb_window_t id) const;
+    [[nodiscard]] CapturedWindow* find(xcb_window_t id) { return order_.find(id); }
     /// A window of this process that is no window of the application, such as one that stands for the root background.
     void addExempt(xcb_window_t window) { exempt_ = window; }
 
 private:
-    [[nodiscard]] std::size_t indexOf(xcb_window_t id) const;
-    void add(xcb_window_t id);
+    /// Null for the composite overlay: the whole screen, ours included.
+    CapturedWindow* add(xcb_window_t id);
+    void addExisting(const std::vector<xcb_window_t>& ids);
     void remove(xcb_window_t id);
     template <typename Event>
     void subscribe(EventRoutes& events, int type, void (WindowStack::*handler)(const Event&));
@@ -62,10 +68,15 @@ private:
     void handleReparent(const xcb_reparent_notify_event_t& event);
     void handleProperty(const xcb_property_notify_event_t& event);
     void handleShape(const xcb_shape_notify_event_t& event);
-    void placeAbove(std::size_t index, xcb_window_t sibling);
-    void readShape(CapturedWindow& window);
-    /// The window that is this one or has it as its client; null where there is none.
-    [[nodiscard]] CapturedWindow* findManaged(xcb_window_t id) const;
+    void resized(CapturedWindow& window);
+    void describeNew();
+    void readChangedShapes();
+    /// The mapped windows for which `test` holds.
+    template <typename Test>
+    [[nodiscard]] std::vector<CapturedWindow*> mappedWhere(Test test);
+    void watchDamage(CapturedWindow& window);
+    /// The mapped window that is this one or has it as its client; null where there is none.
+    [[nodiscard]] CapturedWindow* findManaged(xcb_window_t id);
     void askAgain(CapturedWindow& window);
     void classified(CapturedWindow& window);
     void listenToClient(CapturedWindow& window);
@@ -73,15 +84,21 @@ private:
     void updateHidden();
     void namePixmap(CapturedWindow& window);
     void releasePixmap(CapturedWindow& window);
-    /// Own windows are in no picture, so the server need not keep a second copy of theirs.
-    void unredirectOwn(CapturedWindow& window);
+    /// Own windows are in no picture, so the server need not keep a second copy of theirs; and of windows that are too
+    /// large it must not.
+    void unredirect(CapturedWindow& window);
+    void redirect(CapturedWindow& window);
+    /// For a window that was too large.
+    void redirectIfSmallEnough(CapturedWindow& window);
     void changed(const CapturedWindow& window);
 
     Connection& connection_;
+    WindowDescriber describer_;
     WindowClassifier classifier_;
-    WindowList windows_;
+    WindowOrder order_;
     xcb_window_t exempt_ = XCB_NONE;
     bool hasUnclassified_ = false;
+    bool hasChangedShapes_ = false;
     Compositing compositing_ = Compositing::absent;
     xcb_atom_t processAtom_;
     xcb_atom_t typeAtom_;

@@ -1,7 +1,7 @@
 #include "platform/x11/capture/change_collector.h"
 
 #include <gtest/gtest.h>
-#include <memory>
+#include <list>
 #include <set>
 
 namespace nimbrale::x11 {
@@ -29,7 +29,7 @@ protected:
     /// On top of those there are.
     CapturedWindow& addWindow(const PixelRect& area)
     {
-        auto window = std::make_unique<CapturedWindow>();
+        CapturedWindow* const window = &stored.emplace_back();
         window->id = static_cast<xcb_window_t>(windows.size() + 1);
         window->x = area.x;
         window->y = area.y;
@@ -38,8 +38,8 @@ protected:
         window->isMapped = true;
         window->picture = 1;
         window->needsClassification = false;
-        windows.push_back(std::move(window));
-        return *windows.back();
+        windows.push_back(window);
+        return *window;
     }
 
     void damage(const CapturedWindow& window, const PixelRect& area, Compositing compositing = Compositing::absent)
@@ -52,6 +52,7 @@ protected:
         return changes.isVisible(windows, window, compositing);
     }
 
+    std::list<CapturedWindow> stored;
     WindowList windows;
     std::set<xcb_window_t> excluded;
     ChangeCollector changes{
@@ -134,6 +135,28 @@ TEST_F(ChangeCollectorTest, damageOutsideTheShapeIsNotDrawn)
     window.shape = PixelRegion(0, 0, 10, 10);
     damage(window, {110, 110, 50, 50});
     EXPECT_TRUE(isSame(changes.take(), PixelRegion(110, 110, 10, 10)));
+}
+
+TEST_F(ChangeCollectorTest, aFinelyShapedWindowIsReckonedByItsBoundsAndHidesNothing)
+{
+    const CapturedWindow& below = addWindow({100, 100, 400, 300});
+    CapturedWindow& fine = addWindow({150, 150, 200, 120});
+    std::vector<PixelRect> grid;
+    for (int y = 0; y < 120; y += 2)
+        for (int x = 0; x < 200; x += 2)
+            grid.push_back({x, y, 1, 1});
+    fine.isShaped = true;
+    fine.shape = PixelRegion(grid);
+    ASSERT_TRUE(fine.isFinelyShaped());
+    changes.addWindow(fine);
+    EXPECT_TRUE(isSame(changes.take(), PixelRegion(150, 150, 199, 119)));
+    damage(below, {160, 160, 20, 10});
+    EXPECT_TRUE(isSame(changes.take(), PixelRegion(160, 160, 20, 10)));
+    EXPECT_TRUE(isVisible(fine));
+    // Of what it takes of the root not a pixel is too much.
+    PixelRegion bare(bareRootDamage({&fine}, PixelRegion(150, 150, 4, 2)));
+    EXPECT_TRUE(
+        isSame(bare, PixelRegion(std::vector<PixelRect>{{151, 150, 1, 1}, {153, 150, 1, 1}, {150, 151, 4, 1}})));
 }
 
 TEST_F(ChangeCollectorTest, whatOpaqueWindowsAboveHideIsLeftOut)

@@ -1,0 +1,44 @@
+#pragma once
+
+#include "platform/x11/capture/captured_window.h"
+
+#include <list>
+#include <unordered_map>
+#include <xcb/xcb.h>
+
+namespace nimbrale::x11 {
+
+/// The children of the root from bottom to top, and which of them are mapped. A desktop has tens of thousands of
+/// windows that are never shown, so that nothing here but `mapped` looks through all of them. Pure: needs no server.
+class WindowOrder {
+public:
+    /// Null for a window that is not listed.
+    [[nodiscard]] CapturedWindow* find(xcb_window_t id);
+    /// What `find` gives for the window below; XCB_NONE for the lowest one. The window must be listed.
+    [[nodiscard]] xcb_window_t below(xcb_window_t id) const;
+
+    /// A new window on top of all. It must not be listed yet.
+    CapturedWindow& add(xcb_window_t id);
+    void remove(xcb_window_t id);
+    /// Puts a window that is listed directly above `sibling`: at the bottom for XCB_NONE, on top for a window that is
+    /// not listed.
+    void placeAbove(xcb_window_t id, xcb_window_t sibling);
+    void placeOnTop(xcb_window_t id);
+    void setMapped(CapturedWindow& window, bool isMapped);
+
+    [[nodiscard]] std::list<CapturedWindow>& all() { return windows_; }
+    /// The mapped ones.
+    [[nodiscard]] const WindowList& mapped();
+
+private:
+    using Windows = std::list<CapturedWindow>;
+
+    void place(Windows::iterator window, Windows::iterator before);
+
+    Windows windows_;
+    std::unordered_map<xcb_window_t, Windows::iterator> places_;
+    WindowList mapped_;
+    bool isMappedCurrent_ = true;
+};
+
+} // namespace nimbrale::x11

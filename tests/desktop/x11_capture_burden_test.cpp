@@ -1,0 +1,296 @@
+// Desktops with far more, far larger and far more finely cut windows than usual: the picture stays exact, goes on in
+// time, and costs the server little.
+
+#include "tests/desktop/x11_capture_fixture.h"
+#include "tests/support/request_counter.h"
+#include "tests/support/server_resources.h"
+
+#include <atomic>
+#include <chrono>
+#include <ctime>
+#include <thread>
+#include <xcb/shape.h>
+
+namespace nimbrale::test {
+namespace {
+
+constexpr QRect region(40, 30, 820, 620);
+constexpr int crowdSize = 40000;
+
+/// What something took of this process, and how many requests of the capture.
+struct Cost {
+    double processorSeconds = 0;
+    int requests = 0;
+};
+
+/// Windows that are never shown, of a connection of their own.
+class Crowd {
+public:
+    explicit Crowd(const PrivateDesktop& desktop)
+        : connection_(std::move(*x11::Connection::open(desktop.displayName())))
+    {}
+
+    void add(int count)
+    {
+        for (int index = 0; index < count; ++index) {
+            windows_.push_back(connection_->newId());
+            xcb_create_window(connection_->get(), XCB_COPY_FROM_PARENT, windows_.back(), connection_->root(),
+                              std::int16_t(index % 800), 100, 50, 50, 0, XCB_WINDOW_CLASS_INPUT_OUTPUT,
+                              XCB_COPY_FROM_PARENT, 0, nullptr);
+        }
+        connection_->synchronize();
+    }
+    void clear()
+    {
+        for (const xcb_window_t window : windows_)
+            xcb_destroy_window(connection_->get(), window);
+        windows_.clear();
+        connection_->synchronize();
+    }
+
+private:
+    std::unique_ptr<x11::Connection> connection_;
+    std::vector<xcb_window_t> windows_;
+};
+
+class X11CaptureBurdenTest : public X11CaptureTest {
+protected:
+    void TearDown() override
+    {
+        captured.reset();
+        counter.reset();
+        X11CaptureTest::TearDown();
+    }
+
+    /// Starts the capture once more, with its requests counted from zero.
+    void captureAnew()
+    {
+        captured.reset();
+        counter = RequestCounter::start(desktop->displayName());
+        ASSERT_TRUE(counter);
+        captured = std::make_unique<CapturedDesktop>(*desktop, counter->displayName());
+        captured->start({region.x() * 1.0, region.y() * 1.0, region.width() * 1.0, region.height() * 1.0});
+    }
+
+    template <typename Work>
+    Cost costOf(Work work)
+    {
+        const RequestCounter* const before = counter.get();
+        const int requestsBefore = counter ? counter->total() : 0;
+        const std::clock_t processorStart = std::clock();
+        work();
+        Cost cost;
+        cost.processorSeconds = double(std::clock() - processorStart) / CLOCKS_PER_SEC;
+        cost.requests = counter->total() - (counter.get() == before ? requestsBefore : 0);
+        return cost;
+    }
+
+    /// Cuts the window to a grid of so many small rectangles.
+    void cutToGrid(const std::string& name, int columns, int rows)
+    {
+        std::vector<xcb_rectangle_t> grid;
+        for (int row = 0; row < rows; ++row)
+            for (int column = 0; column < columns; ++column)
+                grid.push_back({std::int16_t(4 * column), std::int16_t(6 * row), 2, 3});
+        xcb_shape_rectangles(desktop->connection(), XCB_SHAPE_SO_SET, XCB_SHAPE_SK_BOUNDING,
+                             XCB_CLIP_ORDERING_YX_BANDED, scene->identifier(name), 0, 0, std::uint32_t(grid.size()),
+                             grid.data());
+        desktop->synchronize();
+    }
+
+    /// How long a change takes into the picture, at the most of a few tries.
+    [[nodiscard]] double slowestChange(const std::string& window, QPoint inWindow, QPoint inPicture)
+    {
+        double slowest = 0;
+        for (int count = 0; count < 10; ++count) {
+            const QColor colour(40 * (count % 5), 10 * count, 200);
+            const auto start = std::chrono::steady_clock::now();
+            scene->fill(window, QRect(inWindow, QSize(9, 9)), colour);
+            if (!captured->pumpUntil([&] { return captured->image().pixelColor(inPicture) == colour; }))
+                return 3;
+            slowest =
+                std::max(slowest, std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count());
+        }
+        return slowest;
+    }
+
+    std::unique_ptr<RequestCounter> counter;
+};
+
+TEST_F(X11CaptureBurdenTest, shapesOfManyRectanglesAreExactAndCostLittleMore)
+{
+    startDesktop({});
+    if (!captured)
+        return;
+    scene->add("below", {.geometry = {0, 0, 1280, 720}, .seed = 5});
+    scene->add("fine", {.geometry = {50, 40, 800, 600}, .seed = 6});
+    scene->add("finer", {.geometry = {51, 42, 800, 600}, .seed = 7});
+    captureAnew();
+    const auto change = [&] {
+        scene->move("fine", {53, 44});
+        captured->settle();
+        scene->repaint("fine", 8);
+        captured->settle();
+        scene->repaint("below", 9);
+        captured->settle();
+    };
+    cutToGrid("fine", 1, 1);
+    cutToGrid("finer", 1, 1);
+    const Cost usual = costOf(change);
+    scene->unmap("finer");
+    scene->unmap("fine");
+    const double usualDelay = slowestChange("below", {195, 199}, {160, 173});
+    scene->map("fine");
+    scene->map("finer");
+    const Cost cut = costOf([&] {
+        cutToGrid("fine", 200, 100);
+        cutToGrid("finer", 200, 100);
+        captured->settle();
+    });
+    const Cost fine = costOf(change);
+    expectSameAsScreen(region);
+    const double delay = slowestChange("below", {195, 199}, {160, 173});
+    EXPECT_LT(cut.requests, 400);
+    EXPECT_LT(cut.processorSeconds, 0.5);
+    EXPECT_LT(fine.requests, 2 * usual.requests + 400);
+    EXPECT_LT(fine.processorSeconds, usual.processorSeconds + 0.5);
+    EXPECT_LT(delay, usualDelay + 0.3) << "what is seen through the gaps";
+}
+
+TEST_F(X11CaptureBurdenTest, manyWindowsThatAreNotShownHoldUpNoStart)
+{
+    startDesktop({});
+    if (!captured)
+        return;
+    scene->add("below", {.geometry = {0, 0, 1280, 720}, .seed = 5});
+    const Cost usual = costOf([&] { captureAnew(); });
+    captured.reset();
+    Crowd crowd(*desktop);
+    crowd.add(crowdSize);
+    const Cost crowded = costOf([&] { captureAnew(); });
+    EXPECT_LT(crowded.requests, crowdSize + 1000) << "each is asked no more than whether it is shown";
+    EXPECT_LT(crowded.processorSeconds, usual.processorSeconds + 0.5);
+    EXPECT_LT(slowestChange("below", {200, 200}, {162, 172}), 0.2);
+    expectSameAsScreen(region);
+}
+
+TEST_F(X11CaptureBurdenTest, windowsThatComeAndGoUnshownHoldUpNoPicture)
+{
+    startDesktop({});
+    if (!captured)
+        return;
+    scene->add("below", {.geometry = {0, 0, 1280, 720}, .seed = 5});
+    captureAnew();
+    Crowd crowd(*desktop);
+    const Cost cost = costOf([&] {
+        crowd.add(crowdSize);
+        captured->settle();
+        crowd.clear();
+        captured->settle();
+    });
+    EXPECT_LT(cost.requests, 400);
+    EXPECT_LT(cost.processorSeconds, 1);
+    std::atomic<bool> isOver = false;
+    int rounds = 0;
+    const double usual = slowestChange("below", {200, 200}, {162, 172});
+    std::thread other([&] {
+        for (; !isOver; ++rounds) {
+            crowd.add(1000);
+            crowd.clear();
+        }
+    });
+    const double crowded = slowestChange("below", {300, 200}, {262, 172});
+    isOver = true;
+    other.join();
+    EXPECT_GT(rounds, 0);
+    EXPECT_LT(crowded, usual + 0.3);
+    expectSameAsScreen(region);
+}
+
+class X11CaptureHugeWindowTest : public X11CaptureBurdenTest {
+protected:
+    /// All of the picture is drawn anew.
+    void drawAnew()
+    {
+        captured->updateRegion({0, 0, 100, 100});
+        captured->updateRegion({region.x() * 1.0, region.y() * 1.0, region.width() * 1.0, region.height() * 1.0});
+    }
+    [[nodiscard]] QColor captureOf(QPoint root) { return captured->image().pixelColor(root - region.topLeft()); }
+    void expectLittleMemory() const
+    {
+        EXPECT_LT(residentBytes(desktop->server().pid()), residentBefore + (200U << 20));
+    }
+
+    std::uint64_t residentBefore = 0;
+};
+
+class X11CaptureHugeWindowsTest : public X11CaptureHugeWindowTest, public testing::WithParamInterface<QRect> {};
+
+INSTANTIATE_TEST_SUITE_P(, X11CaptureHugeWindowsTest,
+                         testing::Values(QRect(400, 300, 20000, 20000), QRect(-9000, -8000, 20000, 20000),
+                                         QRect(-1000, -2000, 32767, 32767)));
+
+TEST_P(X11CaptureHugeWindowsTest, windowsFarLargerThanTheScreenTakeNoMemory)
+{
+    startDesktop({});
+    if (!captured)
+        return;
+    captureAnew();
+    residentBefore = residentBytes(desktop->server().pid());
+    const QColor colour(200, 100, 50);
+    scene->add("huge", {.geometry = GetParam(), .seed = 0, .colour = colour});
+    scene->add("above", {.geometry = {350, 350, 200, 100}, .seed = 3});
+    expectSameAsScreen(region);
+    ASSERT_EQ(captureOf({640, 530}), colour);
+    expectLittleMemory();
+    scene->fill("huge", QRect(QPoint(500, 500) - GetParam().topLeft(), QSize(20, 20)), Qt::green);
+    scene->move("above", {520, 450});
+    expectSameAsScreen(region);
+}
+
+TEST_F(X11CaptureHugeWindowTest, aHugeWindowThatIsThereAtTheStartTakesNoMemory)
+{
+    startDesktop({});
+    if (!captured)
+        return;
+    captured.reset();
+    residentBefore = residentBytes(desktop->server().pid());
+    scene->add("huge", {.geometry = {400, 300, 20000, 20000}, .seed = 0, .colour = QColor(200, 100, 50)});
+    captureAnew();
+    expectSameAsScreen(region);
+    expectLittleMemory();
+}
+
+TEST_P(X11CaptureHugeWindowsTest, ofAHugeWindowNothingOwnIsShown)
+{
+    startDesktop({});
+    if (!captured)
+        return;
+    captureAnew();
+    const QColor colour(200, 100, 50);
+    const QColor ownColour(255, 0, 255);
+    scene->add("huge", {.geometry = GetParam(), .seed = 0, .colour = colour});
+    const xcb_window_t own = makeOwnWindow({450, 420, 100, 100});
+    captured->settle();
+    drawAnew();
+    captured->settle();
+    EXPECT_EQ(desktop->pixel(500, 500), ownColour) << "the own window does show on the screen";
+    EXPECT_EQ(captureOf({500, 500}), QColor(Qt::black)) << "what it covers is nowhere";
+    EXPECT_EQ(captureOf({560, 500}), colour);
+    // Smaller, and shown again, it is a window like any other.
+    scene->unmap("huge");
+    scene->resize("huge", {600, 600});
+    scene->move("huge", {300, 200});
+    scene->map("huge");
+    scene->lower("huge");
+    captured->settle();
+    drawAnew();
+    EXPECT_EQ(desktop->pixel(500, 500), ownColour);
+    EXPECT_EQ(captureOf({500, 500}), colour);
+    xcb_destroy_window(captured->connection().get(), own);
+    captured->connection().flush();
+    expectSameAsScreen(region);
+}
+
+} // namespace
+} // namespace nimbrale::test

@@ -1,0 +1,85 @@
+// The X11 capture while windows get other parents.
+
+#include "tests/desktop/x11_capture_fixture.h"
+
+namespace nimbrale::test {
+namespace {
+
+constexpr QRect region(50, 50, 500, 400);
+constexpr QColor ownColor(255, 0, 255);
+
+class X11CaptureParentsTest : public X11CaptureTest {
+protected:
+    void startCapture()
+    {
+        captured->start({region.x() * 1.0, region.y() * 1.0, region.width() * 1.0, region.height() * 1.0});
+    }
+
+    void reparent(xcb_window_t window, xcb_window_t parent, QPoint position)
+    {
+        xcb_reparent_window(desktop->connection(), window, parent, std::int16_t(position.x()),
+                            std::int16_t(position.y()));
+        desktop->synchronize();
+    }
+    [[nodiscard]] xcb_window_t root() const { return desktop->screen().root; }
+};
+
+TEST_F(X11CaptureParentsTest, aWindowThatIsGivenTheRootAgainIsOnTop)
+{
+    startDesktop({});
+    if (!captured)
+        return;
+    scene->add("low", {.geometry = {100, 100, 300, 200}, .seed = 1});
+    scene->add("high", {.geometry = {200, 150, 300, 200}, .seed = 2});
+    startCapture();
+    expectSameAsScreen(region);
+    reparent(scene->identifier("low"), root(), {120, 110});
+    EXPECT_EQ(desktop->pixel(250, 200), Scene::pattern(1, {300, 200}).pixelColor(130, 90))
+        << "the screen shows it on top";
+    expectSameAsScreen(region);
+    scene->repaint("low", 3);
+    scene->repaint("high", 4);
+    expectSameAsScreen(region);
+}
+
+TEST_F(X11CaptureParentsTest, aWindowThatComesBackFromAnotherParentIsOnTop)
+{
+    startDesktop({});
+    if (!captured)
+        return;
+    scene->add("low", {.geometry = {100, 100, 300, 200}, .seed = 1});
+    scene->add("other", {.geometry = {60, 300, 200, 100}, .seed = 5});
+    scene->add("high", {.geometry = {200, 150, 300, 200}, .seed = 2});
+    startCapture();
+    reparent(scene->identifier("low"), scene->identifier("other"), {10, 10});
+    expectSameAsScreen(region);
+    reparent(scene->identifier("low"), root(), {120, 110});
+    EXPECT_EQ(desktop->pixel(250, 200), Scene::pattern(1, {300, 200}).pixelColor(130, 90))
+        << "the screen shows it on top";
+    expectSameAsScreen(region);
+    scene->repaint("low", 3);
+    scene->lower("high");
+    expectSameAsScreen(region);
+}
+
+TEST_F(X11CaptureParentsTest, anOwnWindowThatIsGivenTheRootAgainStaysLeftOut)
+{
+    startDesktop({});
+    if (!captured)
+        return;
+    scene->add("below", {.geometry = {0, 0, 800, 600}, .seed = 5});
+    startCapture();
+    const xcb_window_t own = makeOwnWindow({150, 150, 100, 100});
+    int leaks = 0;
+    captured->onFrame = [&] { leaks += captured->image().pixelColor(150, 150) == ownColor; };
+    for (int count = 0; count < 10; ++count) {
+        reparent(own, root(), {150 + count, 150});
+        captured->settle();
+    }
+    EXPECT_EQ(desktop->pixel(200, 200), ownColor) << "the own window does show on the screen";
+    EXPECT_EQ(leaks, 0);
+    EXPECT_TRUE(imagesMatch(captured->image(), Scene::pattern(5, {800, 600}).copy(region)));
+}
+
+} // namespace
+} // namespace nimbrale::test
