@@ -81,5 +81,32 @@ TEST_F(X11CaptureParentsTest, anOwnWindowThatIsGivenTheRootAgainStaysLeftOut)
     EXPECT_TRUE(imagesMatch(captured->image(), Scene::pattern(5, {800, 600}).copy(region)));
 }
 
+TEST_F(X11CaptureParentsTest, aPanelThatTakesInAnOwnIconIsShownAsItIs)
+{
+    startDesktop({});
+    if (!captured)
+        return;
+    scene->add("panel", {.geometry = {0, 100, 1280, 40}, .seed = 6, .type = Scene::Type::dock});
+    scene->add("plain", {.geometry = {0, 300, 1280, 40}, .seed = 7});
+    startCapture();
+    expectSameAsScreen(region);
+    const xcb_window_t icon = makeOwnWindow({600, 500, 24, 24});
+    reparent(icon, scene->identifier("panel"), {200, 8});
+    ASSERT_EQ(desktop->pixel(212, 120), ownColor) << "the panel shows the icon";
+    expectSameAsScreen(region);
+    scene->repaint("panel", 8);
+    expectSameAsScreen(region);
+    // What is asked anew when the panel is shown again.
+    scene->unmap("panel");
+    scene->map("panel");
+    expectSameAsScreen(region);
+    // A window of no such type is taken for a window manager's frame.
+    reparent(icon, root(), {600, 500});
+    captured->settle();
+    reparent(icon, scene->identifier("plain"), {200, 8});
+    captured->settle();
+    EXPECT_EQ(captured->image().pixelColor(100, 270), QColor(30, 60, 90)) << "the frame is left out";
+}
+
 } // namespace
 } // namespace nimbrale::test

@@ -28,6 +28,8 @@ struct WindowOwner {
     /// The window, or one inside it, belongs to a connection of this process.
     bool isOwn = false;
     bool isNotification = false;
+    /// A panel of the desktop, which other programs may put windows into.
+    bool isDock = false;
 
     bool operator==(const WindowOwner&) const = default;
 };

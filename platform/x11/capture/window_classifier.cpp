@@ -68,9 +68,9 @@ WindowClassifier::WindowClassifier(Connection& connection)
     : connection_(connection), rule_(getpid(), processAtServer(connection)),
       processAtom_(connection.atom("_NET_WM_PID")), typeAtom_(connection.atom("_NET_WM_WINDOW_TYPE")),
       notificationAtom_(connection.atom("_NET_WM_WINDOW_TYPE_NOTIFICATION")),
-      opacityAtom_(connection.atom("_NET_WM_WINDOW_OPACITY")), managedAtom_(connection.atom("WM_STATE")),
-      stateAtom_(connection.atom("_NET_WM_STATE")), hiddenAtom_(connection.atom("_NET_WM_STATE_HIDDEN")),
-      workspaceAtom_(connection.atom("_NET_WM_DESKTOP"))
+      dockAtom_(connection.atom("_NET_WM_WINDOW_TYPE_DOCK")), opacityAtom_(connection.atom("_NET_WM_WINDOW_OPACITY")),
+      managedAtom_(connection.atom("WM_STATE")), stateAtom_(connection.atom("_NET_WM_STATE")),
+      hiddenAtom_(connection.atom("_NET_WM_STATE_HIDDEN")), workspaceAtom_(connection.atom("_NET_WM_DESKTOP"))
 {}
 
 void WindowClassifier::classify(const std::vector<CapturedWindow*>& windows)
@@ -148,6 +148,7 @@ std::vector<WindowClassifier::Subject> WindowClassifier::classifyLevel(const std
         facts.namedProcess = firstValue(named.get());
         const Reply<xcb_get_property_reply_t> type(xcb_get_property_reply(raw, cookie.type, nullptr));
         facts.isNotification = containsAtom(type.get(), notificationAtom_);
+        facts.isDock = containsAtom(type.get(), dockAtom_);
         rule_.consider(subject.window->owner, facts);
         takeManagedState(subject, cookie, facts.client);
 

@@ -38,6 +38,7 @@ private:
     xcb_atom_t processAtom_;
     xcb_atom_t typeAtom_;
     xcb_atom_t notificationAtom_;
+    xcb_atom_t dockAtom_;
     xcb_atom_t opacityAtom_;
     xcb_atom_t managedAtom_;
     xcb_atom_t stateAtom_;

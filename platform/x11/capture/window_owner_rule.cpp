@@ -11,7 +11,10 @@ bool WindowOwnerRule::isOwn(const WindowFacts& facts) const
 
 void WindowOwnerRule::consider(WindowOwner& owner, const WindowFacts& facts) const
 {
-    owner.isOwn |= isOwn(facts);
+    if (facts.depth == 0)
+        owner.isDock = facts.isDock;
+    if (facts.depth == 0 || !owner.isDock)
+        owner.isOwn |= isOwn(facts);
     if (owner.isOwn)
         owner.process = ownProcess_;
     else if (facts.depth == 0)

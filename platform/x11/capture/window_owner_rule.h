@@ -13,11 +13,15 @@ struct WindowFacts {
     /// The process that the window names itself (_NET_WM_PID).
     std::optional<ProcessID> namedProcess;
     bool isNotification = false;
+    bool isDock = false;
     /// 0 for the top-level itself, 1 for the windows in it, and so on.
     int depth = 0;
 };
 
-/// Decides whose a top-level is, from what is known of it and of the windows in it. Pure.
+/// Decides whose a top-level is, from what is known of it and of the windows in it: an own window makes what is around
+/// it own, since that is a window manager's frame. But not a panel of the desktop, which takes in the icons of all
+/// programs: that is shown as it is, our icon included, which is in no way private. It is told by its type and not by
+/// our window's _XEMBED_INFO, which toolkits put on every window of theirs. Pure.
 class WindowOwnerRule {
 public:
     /// `ownProcessAtServer`: this process as the server sees it, another number than `ownProcess` inside a sandbox;

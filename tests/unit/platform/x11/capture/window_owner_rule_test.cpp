@@ -83,6 +83,21 @@ TEST(WindowOwnerRuleTest, aFrameAroundAnOwnWindowIsOwn)
     EXPECT_TRUE(ownerOf({window(0, ownProcess), window(1, 90)}).isOwn) << "what comes later takes nothing back";
 }
 
+TEST(WindowOwnerRuleTest, aPanelWithAnOwnIconIsTheirs)
+{
+    WindowFacts panel = window(0, 90);
+    panel.isDock = true;
+    EXPECT_FALSE(ownerOf({panel, window(1, ownProcess)}).isOwn);
+    EXPECT_FALSE(ownerOf({panel, window(1, 90), window(2, ownProcess)}).isOwn);
+    EXPECT_EQ(ownerOf({panel, window(1, ownProcess)}).process, 90);
+    WindowFacts ownPanel = window(0, ownProcess);
+    ownPanel.isDock = true;
+    EXPECT_TRUE(ownerOf({ownPanel}).isOwn);
+    WindowFacts innerDock = window(1, ownProcess);
+    innerDock.isDock = true;
+    EXPECT_TRUE(ownerOf({window(0, 90), innerDock}).isOwn) << "a frame around an own window of that type";
+}
+
 TEST(WindowOwnerRuleTest, innerWindowsOfOthersChangeNothing)
 {
     EXPECT_EQ(ownerOf({window(0, 90), window(1, 91), window(2, 92)}),
