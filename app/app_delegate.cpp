@@ -174,15 +174,12 @@ void AppDelegate::moveToDisplay(DisplayID displayID, const DisplayGeometry& geom
 
 void AppDelegate::restartCaptureChain()
 {
-    if (isRestarting_)
-        return;
-    isRestarting_ = true;
     if (editor_)
         editor_->close();
     editor_.reset();
     sharedScreen_.deactivate();
     const std::shared_ptr<RegionCapture> capture = std::exchange(capture_, nullptr);
-    // One that a display's change has stopped may still be stopping.
+    // One that a display's change or another restart has stopped may still be stopping.
     if (!isCaptureStopping_)
         stop(*capture);
 }
@@ -199,14 +196,9 @@ void AppDelegate::stop(RegionCapture& capture)
 void AppDelegate::captureStopped()
 {
     isCaptureStopping_ = false;
-    if (isRestarting_)
-        continueRestart();
-}
-
-void AppDelegate::continueRestart()
-{
-    isRestarting_ = false;
-    startCaptureChain();
+    const bool isRestarting = !capture_;
+    if (isRestarting)
+        startCaptureChain();
 }
 
 void AppDelegate::settingsWillChange()
@@ -221,7 +213,7 @@ void AppDelegate::settingsWillChange()
 // would run that either answer ends. Trying again looks at the displays and the settings of that moment anyway.
 bool AppDelegate::followsChanges() const
 {
-    return !isRestarting_ && !captureFailure_.isOpen() && capture_ && capture_->geometry();
+    return !captureFailure_.isOpen() && capture_ && capture_->geometry();
 }
 
 void AppDelegate::settingsDidChange()

@@ -50,7 +50,6 @@ public:
     [[nodiscard]] const std::shared_ptr<RegionCapture>& capture() const { return capture_; }
     [[nodiscard]] const std::shared_ptr<RegionEditor>& editor() const { return editor_; }
     [[nodiscard]] const SharedScreen& sharedScreen() const { return sharedScreen_; }
-    [[nodiscard]] bool isRestarting() const { return isRestarting_; }
 
 private:
     AppDelegate(Platform& platform, AppSettings& settings, ShowSettingsWindow showSettingsWindow,
@@ -63,7 +62,6 @@ private:
     void restartCaptureChain();
     void stop(RegionCapture& capture);
     void captureStopped();
-    void continueRestart();
 
     [[nodiscard]] bool followsChanges() const;
     void settingsWillChange();
@@ -79,9 +77,9 @@ private:
     ShowSettingsWindow showSettingsWindow_;
     OverlayColors colors_;
     SharedScreen sharedScreen_;
+    /// Null while a restart waits for the capture before to stop.
     std::shared_ptr<RegionCapture> capture_;
     std::shared_ptr<RegionEditor> editor_;
-    bool isRestarting_ = false;
     bool isCaptureStopping_ = false;
     CaptureFailure captureFailure_;
     /// Set once the limitations were told; the alert may be answered since.

@@ -1,4 +1,6 @@
+#include "app/capture_failure.h"
 #include "share/virtual_display.h"
+#include "tests/fakes/log_capture.h"
 #include "tests/unit/app/app_delegate_fixture.h"
 
 #include <gmock/gmock.h>
@@ -52,12 +54,16 @@ TEST_F(AppDelegateTest, PermissionAlertIsNotShownAgainWhereNothingOpensTheLocati
     capture().isPermitted = false;
     settings_.setHasRequestedScreenCaptureAccess(true);
     workspace().opensLocations = false;
+    const LogCapture log;
     delegate_->applicationWillFinishLaunching();
     queue().advance(1s);
     workspace().answerAlert(0);
     queue().advance(10s);
     EXPECT_EQ(workspace().alerts.size(), 1U);
     EXPECT_EQ(workspace().terminations, 0) << "it stays running";
+    const LogCapture::Line nothingOpens{QtInfoMsg, "Nimbrale.capture",
+                                        "Nothing on this desktop opens the settings for screen capture"};
+    EXPECT_THAT(log.lines(), ElementsAre(nothingOpens));
     EXPECT_FALSE(delegate_->editor());
 }
 
@@ -81,7 +87,7 @@ TEST_F(AppDelegateTest, StartingTheApplicationAgainTriesACaptureThatWasPermitted
     finishStart();
     EXPECT_TRUE(delegate_->editor());
     delegate_->applicationWasReopened(std::nullopt);
-    EXPECT_FALSE(delegate_->isRestarting());
+    EXPECT_FALSE(isRestarting());
 }
 
 TEST_F(AppDelegateTest, PermissionAlertQuits)
@@ -109,7 +115,7 @@ TEST_F(AppDelegateTest, FailedCaptureShowsAnAlertAndTryAgainRestarts)
     EXPECT_EQ(streams(), 1U) << "nothing is tried before the answer";
 
     workspace().answerAlert(0);
-    ASSERT_TRUE(delegate_->isRestarting());
+    ASSERT_TRUE(isRestarting());
     EXPECT_EQ(capture().contentRequests, 1) << "the old stream has to stop first";
     capture().stream().completeStop();
     finishStart();
@@ -131,13 +137,13 @@ TEST_F(AppDelegateTest, ChangesBehindAnOpenCaptureAlertRestartNothing)
     settings_.setDisplayID(otherDisplay);
     settings_.setWidth(500);
     queue().advance(2s);
-    EXPECT_FALSE(delegate_->isRestarting());
+    EXPECT_FALSE(isRestarting());
     EXPECT_EQ(capture().contentRequests, 1);
     EXPECT_EQ(capture().stream().stops, 0);
     EXPECT_THAT(capture().stream().configurationUpdates, IsEmpty());
 
     workspace().answerAlert(0);
-    ASSERT_TRUE(delegate_->isRestarting());
+    ASSERT_TRUE(isRestarting());
     capture().stream().completeStop();
     finishStart();
     EXPECT_TRUE(delegate_->editor());
@@ -147,7 +153,7 @@ TEST_F(AppDelegateTest, ChangesBehindAnOpenCaptureAlertRestartNothing)
     platform_.screens().list.back().backingScaleFactor = 2;
     platform_.screens().notify();
     queue().advance(500ms);
-    EXPECT_TRUE(delegate_->isRestarting()) << "with the alert answered, changes count again";
+    EXPECT_TRUE(isRestarting()) << "with the alert answered, changes count again";
 }
 
 TEST_F(AppDelegateTest, CaptureAlertsAreNotStacked)
@@ -179,6 +185,23 @@ TEST_F(AppDelegateTest, FailedQuestionForContentShowsAnAlertAndQuitEnds)
     workspace().answerAlert(1);
     EXPECT_EQ(workspace().terminations, 1);
     EXPECT_EQ(streams(), 0U);
+}
+
+TEST(CaptureFailureTest, AnAnswerClosesItsQuestion)
+{
+    FakePlatform platform;
+    platform.screens().list = {makeScreen(mainDisplay, {0, 0, 1920, 1080})};
+    platform.workspace().termination().onShouldTerminate = [] { return TerminateReply::cancel; };
+    for (const ErrorCode code : {ErrorCode::captureDeclined, ErrorCode::captureFailedToStart}) {
+        for (const int button : {0, 1}) {
+            CaptureFailure failure(platform);
+            EXPECT_FALSE(failure.isOpen());
+            failure.tell({code, "The server said no."});
+            EXPECT_TRUE(failure.isOpen());
+            platform.workspace().answerAlert(button);
+            EXPECT_FALSE(failure.isOpen()) << button;
+        }
+    }
 }
 
 TEST_F(AppDelegateTest, LimitationsAreToldOncePerRun)
@@ -261,7 +284,7 @@ TEST_F(AppDelegateTest, ADisplayThatWentAndCameBackAnswersTheCaptureAlert)
     platform_.screens().notify();
     queue().advance(500ms);
     EXPECT_THAT(workspace().openAlerts, IsEmpty());
-    EXPECT_TRUE(delegate_->isRestarting());
+    EXPECT_TRUE(isRestarting());
 }
 
 } // namespace

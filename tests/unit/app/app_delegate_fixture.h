@@ -55,6 +55,8 @@ protected:
         finishStart();
         ASSERT_TRUE(delegate_->editor());
     }
+    /// After the launch: whether the next capture waits for the one before to stop.
+    [[nodiscard]] bool isRestarting() const { return !delegate_->capture(); }
     void settle() { queue().advance(std::chrono::milliseconds{100}); }
 
     /// The captured picture that a panel of the shared screen shows.

@@ -12,10 +12,13 @@
 
 #include <gtest/gtest.h>
 
+#include <cerrno>
 #include <chrono>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <fcntl.h>
+#include <map>
 #include <unistd.h>
 
 namespace nimbrale {
@@ -153,6 +156,60 @@ void endWithMoreSignalsWhileItDecides(int signal)
 TEST_P(EndingSignalTest, MoreSignalsWhileItDecidesChangeNothing)
 {
     EXPECT_EXIT(endWithMoreSignalsWhileItDecides(GetParam()), testing::ExitedWithCode(EXIT_SUCCESS), "");
+}
+
+void raiseMoreThanAPipeHolds(int signal)
+{
+    const OffscreenToolkit toolkit;
+    const TerminationSignals signals([] {});
+    constexpr int moreThanAPipeHolds = 70000;
+    for (int count = 0; count < moreThanAPipeHolds; ++count) {
+        errno = ENOENT;
+        std::raise(signal);
+        endUnless(errno == ENOENT, "whatever was interrupted finds its error as it left it");
+    }
+    std::_Exit(EXIT_SUCCESS);
+}
+
+TEST_P(EndingSignalTest, LeavesTheErrorOfWhatItInterruptsAlone)
+{
+    EXPECT_EXIT(raiseMoreThanAPipeHolds(GetParam()), testing::ExitedWithCode(EXIT_SUCCESS), "");
+}
+
+/// The flags of each open descriptor.
+std::map<int, int> openDescriptors()
+{
+    constexpr int end = 256;
+    std::map<int, int> open;
+    for (int descriptor = 0; descriptor < end; ++descriptor) {
+        if (const int flags = fcntl(descriptor, F_GETFD); flags >= 0)
+            open[descriptor] = flags;
+    }
+    return open;
+}
+
+void countDescriptors()
+{
+    const OffscreenToolkit toolkit;
+    const std::map<int, int> before = openDescriptors();
+    {
+        const TerminationSignals signals([] {});
+        int added = 0;
+        for (const auto& [descriptor, flags] : openDescriptors()) {
+            if (before.contains(descriptor))
+                continue;
+            ++added;
+            endUnless(flags == FD_CLOEXEC, "a program that is started does not get it");
+        }
+        endUnless(added == 2, "there are both ends of a pipe");
+    }
+    endUnless(openDescriptors() == before, "all are given back");
+    std::_Exit(EXIT_SUCCESS);
+}
+
+TEST(TerminationSignalsTest, DescriptorsAreItsOwnAndGivenBack)
+{
+    EXPECT_EXIT(countDescriptors(), testing::ExitedWithCode(EXIT_SUCCESS), "");
 }
 
 INSTANTIATE_TEST_SUITE_P(Signals, EndingSignalTest, testing::Values(SIGTERM, SIGINT, SIGHUP),

@@ -6,10 +6,19 @@
 #include "ui/settings_window.h"
 
 #include <QApplication>
+#include <QColor>
+#include <QComboBox>
+#include <QImage>
+#include <QPainter>
+#include <QPointer>
 #include <QTemporaryDir>
+#include <QTimer>
 
+#include <functional>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <optional>
+#include <unistd.h>
 
 namespace nimbrale {
 namespace {
@@ -33,6 +42,38 @@ protected:
         }
         return nullptr;
     }
+    /// Starts up and runs until `work`, the event loop's first, has ended the application: the exit code.
+    [[nodiscard]] int run(const std::function<void()>& work)
+    {
+        QTimer::singleShot(0, [work] { work(); });
+        return app_->run();
+    }
+    /// Starts the capture, so that there are a frame, which comes last, and a virtual display.
+    void showFrame()
+    {
+        ShareableContent content;
+        content.displays = {{1, 1920, 1080}};
+        content.applications = {{getpid(), "nimbrale"}};
+        content.windows = {{getpid(), true}};
+        EXPECT_EQ(run([&] {
+                      platform_.screenCapture().answerContent(content);
+                      platform_.screenCapture().stream().completeStart();
+                      QApplication::exit(0);
+                  }),
+                  0);
+    }
+    /// The color of the frame's border.
+    [[nodiscard]] QColor frameColor()
+    {
+        FakePanel& panel = panels().last();
+        const Rect& frame = panel.frame();
+        QImage picture(static_cast<int>(frame.width), static_cast<int>(frame.height),
+                       QImage::Format_ARGB32_Premultiplied);
+        QPainter painter(&picture);
+        panel.rootLayer().painter()(painter, {0, 0, frame.width, frame.height});
+        const Rect border = panel.rootLayer().coverage().front();
+        return picture.pixelColor(static_cast<int>(border.minX()) + 20, static_cast<int>(border.midY()));
+    }
     [[nodiscard]] FakeWorkspace& workspace() { return platform_.workspace(); }
     [[nodiscard]] FakePanels& panels() { return platform_.panels(); }
 
@@ -40,7 +81,7 @@ protected:
     QTemporaryDir directory_;
     AppSettings settings_{directory_.filePath("Nimbrale.conf").toStdString()};
     FakePlatform platform_;
-    NimbraleApp app_{platform_, settings_};
+    std::optional<NimbraleApp> app_{std::in_place, platform_, settings_};
 };
 
 TEST_F(NimbraleAppTest, PanelsTakeNoInputAndStandBehindWhileAnAlertIsOpen)
@@ -62,20 +103,22 @@ TEST_F(NimbraleAppTest, PanelsTakeNoInputAndStandBehindWhileAnAlertIsOpen)
 TEST_F(NimbraleAppTest, AnotherStartShowsSettingsActiveForItsCause)
 {
     EXPECT_FALSE(settingsWindow());
-    app_.applicationWasReopened(4711);
+    app_->applicationWasReopened(4711);
     ASSERT_TRUE(settingsWindow());
     EXPECT_TRUE(settingsWindow()->isVisible());
     using Activation = FakeWorkspace::Activation;
     EXPECT_THAT(workspace().activations, ElementsAre(Activation{settingsWindow()->winId(), 4711}));
-    settingsWindow()->close();
-    app_.applicationWasReopened(std::nullopt);
+    const QPointer<SettingsWindow> first = settingsWindow();
+    first->close();
+    app_->applicationWasReopened(std::nullopt);
+    EXPECT_EQ(first, settingsWindow()) << "there is one";
     EXPECT_TRUE(settingsWindow()->isVisible());
     EXPECT_EQ(workspace().activations.back(), (Activation{settingsWindow()->winId(), std::nullopt}));
 }
 
 TEST_F(NimbraleAppTest, PanelsStandBehindSettingsWhileItIsKey)
 {
-    app_.applicationWasReopened(std::nullopt);
+    app_->applicationWasReopened(std::nullopt);
     EXPECT_THAT(panels().windowsAbove(), IsEmpty());
     settingsWindow()->onKeyChanged(true);
     EXPECT_THAT(panels().windowsAbove(), ElementsAre(settingsWindow()->winId()));
@@ -83,14 +126,68 @@ TEST_F(NimbraleAppTest, PanelsStandBehindSettingsWhileItIsKey)
     EXPECT_THAT(panels().windowsAbove(), IsEmpty());
 }
 
+TEST_F(NimbraleAppTest, SettingsOfferEveryDisplayOfTheUsersAsTheyComeAndGo)
+{
+    showFrame();
+    app_->applicationWasReopened(std::nullopt);
+    const auto offered = [this] {
+        QApplication::processEvents();
+        for (const QComboBox* box : settingsWindow()->findChildren<QComboBox*>()) {
+            if (box->accessibleName() == "Display")
+                return box->count();
+        }
+        return -1;
+    };
+    ASSERT_TRUE(platform_.virtualDisplays().device().isAlive);
+    const int before = offered();
+    platform_.screens().list.push_back(makeScreen(2, {1920, 0, 1600, 900}));
+    platform_.screens().notify();
+    EXPECT_EQ(offered(), before + 1);
+    const DisplayID own = platform_.virtualDisplays().device().displayID;
+    platform_.screens().list.push_back(makeScreen(own, {3520, 0, 800, 600}));
+    platform_.screens().notify();
+    EXPECT_EQ(offered(), before + 1) << "the frame is never put on the own one";
+}
+
+TEST_F(NimbraleAppTest, FrameIsYellowUnlessATestWantsAnotherColor)
+{
+    showFrame();
+    EXPECT_EQ(frameColor(), QColor(255, 214, 10));
+    app_.reset();
+    qputenv("NIMBRALE_FRAME_COLOR", "#123456");
+    app_.emplace(platform_, settings_);
+    qunsetenv("NIMBRALE_FRAME_COLOR");
+    showFrame();
+    EXPECT_EQ(frameColor(), QColor(0x12, 0x34, 0x56));
+}
+
+TEST_F(NimbraleAppTest, EndsWithAnErrorWhenTheDesktopIsLost)
+{
+    EXPECT_EQ(run([this] { platform_.onConnectionLost({ErrorCode::permanent, "The connection is gone."}); }), 1);
+}
+
+TEST_F(NimbraleAppTest, NobodyIsToldOnceItIsGone)
+{
+    ASSERT_TRUE(platform_.onConnectionLost);
+    ASSERT_TRUE(workspace().onAlertsChanged);
+    app_.reset();
+    EXPECT_FALSE(platform_.onConnectionLost);
+    EXPECT_FALSE(workspace().onAlertsChanged);
+}
+
+TEST_F(NimbraleAppTest, ClosingTheLastWindowDoesNotEndIt)
+{
+    EXPECT_FALSE(QApplication::quitOnLastWindowClosed());
+}
+
 TEST_F(NimbraleAppTest, ItIsEndingWhileItDecides)
 {
-    EXPECT_FALSE(app_.isEnding());
+    EXPECT_FALSE(app_->isEnding());
     workspace().termination().onShouldTerminate = [] { return TerminateReply::later; };
     workspace().terminate();
-    EXPECT_TRUE(app_.isEnding());
+    EXPECT_TRUE(app_->isEnding());
     workspace().termination().reply(false);
-    EXPECT_FALSE(app_.isEnding());
+    EXPECT_FALSE(app_->isEnding());
 }
 
 } // namespace
