@@ -11,7 +11,7 @@ StreamTiming FramePacer::timing(Clock::time_point now, ChangeExpectation expecta
         return {timeToTick, std::nullopt};
     if (expectation == ChangeExpectation::certain)
         return {timeToTick, timeToTick};
-    return {timeToTick, std::max(lastTurn_ + interval_ - now, timeToTick)};
+    return {timeToTick, lastTurn_ + interval_ - now};
 }
 
 void FramePacer::useTick(Clock::time_point now)

@@ -51,7 +51,7 @@ private:
 
     Duration interval_{};
     Clock::time_point lastTick_;
-    Clock::time_point lastTurn_;
+    Clock::time_point lastTurn_; // Never before the last tick.
 };
 
 /// The interval that a stream asks for, within bounds: with none at all the capture thread would never rest. One

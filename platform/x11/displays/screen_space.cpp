@@ -32,11 +32,6 @@ int lengthBetween(int near, int far)
     return static_cast<int>(std::clamp<std::int64_t>(std::int64_t{far} - near, 0, highest));
 }
 
-double areaOf(const Rect& rect)
-{
-    return rect.isEmpty() ? 0 : rect.width * rect.height;
-}
-
 } // namespace
 
 ScreenSpace::ScreenSpace(const PixelRect& mainPixels, double desktopScale, std::vector<Display> displays)
@@ -79,7 +74,8 @@ std::optional<std::size_t> ScreenSpace::displayHolding(const Rect& screenRect) c
     std::optional<std::size_t> holder;
     double largest = 0;
     for (std::size_t index = 0; index < frames_.size(); ++index) {
-        const double area = areaOf(frames_[index].intersectedWith(screenRect));
+        const Rect common = frames_[index].intersectedWith(screenRect);
+        const double area = common.width * common.height;
         if (area > largest) {
             holder = index;
             largest = area;

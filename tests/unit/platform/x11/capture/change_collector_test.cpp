@@ -312,6 +312,30 @@ TEST_F(ChangeCollectorTest, damageOfAWindowThatIsLeftOutIsNotExpected)
     EXPECT_EQ(changes.expectation(), ChangeExpectation::none);
 }
 
+TEST_F(ChangeCollectorTest, framesOfTheScreenTakeNoNoticeOfWindows)
+{
+    CapturedWindow& window = addWindow({150, 150, 100, 100});
+    ASSERT_TRUE(isVisible(window));
+    changes.setContents(FrameContents::screen);
+    changes.addWindow(window);
+    damage(window, {150, 150, 10, 10});
+    changes.addRootDamage(windows, PixelRegion(source));
+    EXPECT_TRUE(changes.isEmpty());
+    EXPECT_FALSE(isVisible(window));
+    window.needsClassification = true;
+    EXPECT_FALSE(isVisible(window)) << "whatever it is";
+    changes.add(PixelRegion(110, 110, 5, 5));
+    EXPECT_TRUE(isSame(changes.take(), PixelRegion(110, 110, 5, 5)));
+}
+
+TEST_F(ChangeCollectorTest, damageOfTheScreenIsCertainInTheSourceAndPossibleElsewhere)
+{
+    changes.expectScreenDamage(PixelRegion(0, 0, 50, 50));
+    EXPECT_EQ(changes.expectation(), ChangeExpectation::possible);
+    changes.expectScreenDamage(PixelRegion(90, 90, 20, 20));
+    EXPECT_EQ(changes.expectation(), ChangeExpectation::certain);
+}
+
 TEST_F(ChangeCollectorTest, anExpectationOnlyRisesUntilItIsCleared)
 {
     EXPECT_EQ(changes.expectation(), ChangeExpectation::none);

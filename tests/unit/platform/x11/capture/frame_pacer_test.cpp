@@ -224,6 +224,7 @@ TEST(ThreadWaitTest, theStreamThatComesFirstDecides)
     EXPECT_EQ(threadWait({wanted(15ms), idle(-1ms)}, std::nullopt), (ThreadWait{15ms, true}))
         << "the idle one may have a frame as soon as the server tells of a change";
     EXPECT_EQ(threadWait({wanted(15ms), idle(4ms)}, std::nullopt), (ThreadWait{4ms, false}));
+    EXPECT_EQ(threadWait({idle(4ms), idle(51ms)}, std::nullopt), (ThreadWait{4ms, false}));
 }
 
 } // namespace

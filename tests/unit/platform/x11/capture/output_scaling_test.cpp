@@ -70,6 +70,13 @@ TEST(OutputScaling, SidesAreScaledEachByItsOwnFactor)
     EXPECT_TRUE(drawn.y >= 95 && drawn.y <= 100 && drawn.bottom() >= 120 && drawn.bottom() <= 125);
 }
 
+TEST(OutputScaling, APixelMoreThanTheFilterReachesIsDrawnOnEitherSide)
+{
+    const OutputScaling scaling(200, 200, 100, 100);
+    // The filter reaches from 49.25 to 54.75; the server's arithmetic may be a little off.
+    EXPECT_EQ(scaling.outputOf({100, 100, 10, 10}).bounds(), (PixelRect{48, 48, 8, 8}));
+}
+
 TEST(OutputScaling, WhereNothingIsScaledTheChangeIsTheSame)
 {
     const OutputScaling scaling(300, 200, 300, 200);
