@@ -57,6 +57,14 @@ TEST(RegionSnapperTest, TenPointsFromTheCentreSnapAndAHundredthMoreDoesNot)
     EXPECT_THAT(guides, IsEmpty());
 }
 
+TEST(RegionSnapperTest, TheMiddleSnapsVerticallyToo)
+{
+    // The area's middle is at 503.5, halves away from zero.
+    const auto [region, guides] = snapper.snap({150, 400, 100, 200}, DragZone::move);
+    EXPECT_EQ(region, (Rect{150, 404, 100, 200}));
+    EXPECT_THAT(guides, ElementsAre(Guide::horizontal(504)));
+}
+
 TEST(RegionSnapperTest, MovingNearTheMenuBarSnapsAgainstItNotToTheDisplaysEdge)
 {
     const auto [region, guides] = snapper.snap({150, 30, 100, 137}, DragZone::move);
