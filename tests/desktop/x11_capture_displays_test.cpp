@@ -51,6 +51,8 @@ protected:
     void TearDown() override
     {
         stream.reset();
+        // Who lets go of a picture tells the capture's host.
+        (void)takePictures();
         captured.reset();
         slowLink.reset();
         X11CaptureTest::TearDown();

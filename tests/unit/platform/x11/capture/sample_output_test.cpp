@@ -143,10 +143,16 @@ protected:
     std::vector<std::thread> others;
 
     /// Tells, when it goes, whether other threads could use the output then.
-    struct Probe {
-        SampleOutputCallTest& test;
-        bool& canBeUsed;
-        ~Probe() { canBeUsed = test.canOtherThreadsUseIt(); }
+    class Probe {
+    public:
+        Probe(SampleOutputCallTest& test, bool& canBeUsed) : test_(test), canBeUsed_(canBeUsed) {}
+        ~Probe() { canBeUsed_ = test_.canOtherThreadsUseIt(); }
+        Probe(const Probe&) = delete;
+        Probe& operator=(const Probe&) = delete;
+
+    private:
+        SampleOutputCallTest& test_;
+        bool& canBeUsed_;
     };
 };
 
