@@ -113,6 +113,16 @@ TEST(RegionSnapperTest, ResizeNeverSnapsBelowTheMinimumSize)
     EXPECT_EQ(kept.region.maxX(), 378);
 }
 
+TEST(RegionSnapperTest, EachSideHasAMinimumOfItsOwn)
+{
+    // The lines at 378 and 264.25 are 58 and 204.25 away from the region's near edges.
+    const Rect region{320, 60, 60, 200};
+    const RegionSnapper wide{.area = snapper.area, .minimumSize = {59, 50}};
+    EXPECT_THAT(wide.snap(region, DragZone::resize).guides, ElementsAre(Guide::horizontal(264)));
+    const RegionSnapper high{.area = snapper.area, .minimumSize = {50, 205}};
+    EXPECT_THAT(high.snap(region, DragZone::resize).guides, ElementsAre(Guide::vertical(378)));
+}
+
 TEST(RegionSnapperTest, WinningResizeCandidateIsRoundedBeforeTheWidthIsComputed)
 {
     const RegionSnapper odd{.area = {0, 0, 1511.6, 900}}; // ¼ is 377.9.

@@ -1,5 +1,6 @@
 #include "region/region_overlay_painter.h"
 
+#include "controls/control_drawing.h"
 #include "controls/label_text.h"
 #include "tests/fakes/offscreen_application.h"
 
@@ -31,12 +32,6 @@ TEST(RecordingTimeTextTest, ShowsMinutesAndThenHours)
     EXPECT_EQ(recordingTimeText(3599), "REC 59:59");
     EXPECT_EQ(recordingTimeText(3600), "REC 1:00:00");
     EXPECT_EQ(recordingTimeText(36'061.5), "REC 10:01:01");
-}
-
-TEST(ControlBlendTest, MixesColoursByFraction)
-{
-    EXPECT_EQ(blended({1, 0.5, 0, 1}, 0, {0, 0, 0, 1}), (Color{1, 0.5, 0, 1}));
-    EXPECT_EQ(blended({1, 0.5, 0, 1}, 0.5, {0, 0, 1, 1}), (Color{0.5, 0.25, 0.5, 1}));
 }
 
 /// Draws the frame at the scale of the parameter. Coordinates of pixels are asked for in view points, so that the same
@@ -340,6 +335,32 @@ TEST_P(RegionOverlayPainterTest, OtherColoursCanBeGiven)
     painter.scale(scale(), scale());
     overlayPainter.paint(painter, {0, 0, viewSize.width, viewSize.height}, layout, appearance, viewSize, scale());
     EXPECT_EQ(pixel(35, 100), qRgb(0, 255, 0));
+}
+
+TEST_P(RegionOverlayPainterTest, EachControlHasItsSymbolInItsSize)
+{
+    draw();
+    const Color yellow = OverlayColors{}.frame;
+    const Color dark{0, 0, 0, 0.7};
+    const std::pair<Rect, ControlStyle> controls[]{
+        {layout.handle(), {yellow, ControlSymbol::move, 11, dark}},
+        {layout.button(FrameButton::close), {yellow, ControlSymbol::close, 10, dark}},
+        {layout.button(FrameButton::settings), {yellow, ControlSymbol::settings, 11, dark}},
+        {layout.button(FrameButton::record), {yellow, ControlSymbol::record, 10, OverlayColors{}.recording}},
+        {layout.resizeButton(), {yellow, ControlSymbol::resize, 10, dark}}};
+    for (const auto& [place, style] : controls) {
+        QImage alone(picture.size(), QImage::Format_ARGB32_Premultiplied);
+        alone.fill(Qt::transparent);
+        const QRectF inLayer(place.x, viewSize.height - place.maxY(), place.width, place.height);
+        QPainter painter(&alone);
+        painter.scale(scale(), scale());
+        ControlDrawing().drawControl(painter, inLayer, style, scale());
+        painter.end();
+        // What lies further out may bear the shadow of the next control.
+        const QRectF inner = inLayer.adjusted(6, 6, -6, -6);
+        const QRect pixels = QRectF(inner.topLeft() * scale(), inner.size() * scale()).toRect();
+        EXPECT_EQ(picture.copy(pixels), alone.copy(pixels)) << static_cast<int>(style.symbol);
+    }
 }
 
 TEST_P(RegionOverlayPainterTest, PlaceOfALabelWithoutTextStaysClear)

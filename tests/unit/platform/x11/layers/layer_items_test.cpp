@@ -4,6 +4,7 @@
 #include "tests/fakes/fake_surface.h"
 
 #include <gmock/gmock.h>
+#include <utility>
 
 namespace nimbrale::x11 {
 namespace {
@@ -49,6 +50,7 @@ TEST_F(LayerItemsTest, BackgroundContentsPaintingAndSublayersFollowEachOther)
     ASSERT_THAT(all, SizeIs(4));
     EXPECT_EQ(all[0].kind, LayerItemKind::background);
     EXPECT_EQ(all[1].kind, LayerItemKind::contents);
+    EXPECT_EQ(all[1].contentsRect, (Rect{10, 20, 30, 40}));
     EXPECT_EQ(all[2].kind, LayerItemKind::painting);
     EXPECT_THAT(all[2].parts, ElementsAre(PixelRect{11, 21, 2, 2}));
     EXPECT_EQ(all[3].kind, LayerItemKind::background);
@@ -315,6 +317,13 @@ TEST_F(LayerItemsTest, FilterReachesBeyondTheChangeInsideOfAScaledPictureOnly)
     PixelRegion atTheEdge(10, 20, 5, 5);
     growByFilter(items(), atTheEdge);
     EXPECT_EQ(atTheEdge.bounds(), (PixelRect{10, 20, 8, 8}));
+
+    for (const auto& [width, height] : {std::pair{15, 30}, {30, 15}}) {
+        layer->setContents(std::make_shared<FakeSurface>(width, height));
+        PixelRegion inUnequal(30, 30, 10, 10);
+        growByFilter(items(), inUnequal);
+        EXPECT_EQ(inUnequal.bounds(), (PixelRect{25, 25, 20, 20})) << "by the larger of both factors";
+    }
 
     layer->setContents(std::make_shared<FakeSurface>(60, 60));
     PixelRegion exact(30, 30, 10, 10);
