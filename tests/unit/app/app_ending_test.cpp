@@ -19,6 +19,7 @@
 #include <cstdlib>
 #include <fcntl.h>
 #include <map>
+#include <sys/resource.h>
 #include <unistd.h>
 
 namespace nimbrale {
@@ -210,6 +211,24 @@ void countDescriptors()
 TEST(TerminationSignalsTest, DescriptorsAreItsOwnAndGivenBack)
 {
     EXPECT_EXIT(countDescriptors(), testing::ExitedWithCode(EXIT_SUCCESS), "");
+}
+
+void listenWithoutADescriptorLeft(int signal)
+{
+    const OffscreenToolkit toolkit;
+    rlimit limit{};
+    endUnless(getrlimit(RLIMIT_NOFILE, &limit) == 0, "there is a limit");
+    limit.rlim_cur = 0;
+    endUnless(setrlimit(RLIMIT_NOFILE, &limit) == 0, "the limit is set");
+    const TerminationSignals signals([] {});
+    std::raise(signal);
+    std::_Exit(EXIT_SUCCESS);
+}
+
+TEST_P(EndingSignalTest, EndsTheProcessAsUsualWhereItCannotBeReceived)
+{
+    EXPECT_EXIT(listenWithoutADescriptorLeft(GetParam()), testing::KilledBySignal(GetParam()),
+                "Signals cannot be received");
 }
 
 INSTANTIATE_TEST_SUITE_P(Signals, EndingSignalTest, testing::Values(SIGTERM, SIGINT, SIGHUP),

@@ -206,7 +206,7 @@ TEST_F(RegionOverlayViewTest, RecordingTimeThatGrowsWiderIsDrawnWholeAndClearedW
     EXPECT_THAT(panel().invalidated, Contains(wide));
 }
 
-TEST_F(RegionOverlayViewTest, ButtonOverAnotherControlIsHoveredAlone)
+TEST_F(RegionOverlayViewTest, ButtonOverAnotherControlIsHoveredAndPressedAlone)
 {
     window->setRegionFrame({300, 200, 50, 400});
     window->setFrame(window->frameAtRest());
@@ -218,6 +218,18 @@ TEST_F(RegionOverlayViewTest, ButtonOverAnotherControlIsHoveredAlone)
     pointAt(onBoth);
     EXPECT_EQ(view().hoveredButton(), FrameButton::close);
     EXPECT_EQ(view().hoveredZone(), std::nullopt);
+    panel().press(onBoth);
+    EXPECT_EQ(view().pressedButton(), FrameButton::close);
+    EXPECT_FALSE(view().isDragging());
+}
+
+TEST_F(RegionOverlayViewTest, LayerIsAskedWhereThereIsSomethingToPaint)
+{
+    std::vector<Rect> expected;
+    for (const Rect& rect : view().layout().coverage())
+        expected.push_back({rect.x, panel().frame().height - rect.maxY(), rect.width, rect.height});
+    ASSERT_FALSE(expected.empty());
+    EXPECT_EQ(panel().rootLayer().coverage(), expected);
 }
 
 TEST_F(RegionOverlayViewTest, ViewThatIsGonePaintsNoMore)

@@ -310,9 +310,9 @@ TEST_F(LayerItemsTest, FilterReachesBeyondTheChangeInsideOfAScaledPictureOnly)
 {
     const auto layer = add(root, {10, 20, 60, 60}, std::nullopt);
     layer->setContents(std::make_shared<FakeSurface>(30, 30));
-    PixelRegion dirty(30, 30, 10, 10);
+    PixelRegion dirty(30, 30, 20, 10);
     growByFilter(items(), dirty);
-    EXPECT_EQ(dirty.bounds(), (PixelRect{27, 27, 16, 16}));
+    EXPECT_EQ(dirty.bounds(), (PixelRect{27, 27, 26, 16}));
 
     PixelRegion atTheEdge(10, 20, 5, 5);
     growByFilter(items(), atTheEdge);
