@@ -1,21 +1,17 @@
 #include "platform/x11/virtual_display/virtual_area.h"
 
-#include "platform/x11/displays/randr_layout.h"
-#include "platform/x11/server/correction_limiter.h"
 #include "platform/x11/server/events.h"
 #include "platform/x11/server/handles.h"
 #include "platform/x11/server/server_grab.h"
-#include "platform/x11/server/window_events.h"
 #include "platform/x11/virtual_display/area_probe.h"
+#include "platform/x11/virtual_display/area_windows.h"
 #include "platform/x11/virtual_display/composite_overlay.h"
 #include "platform/x11/virtual_display/kept_picture.h"
 
-#include <algorithm>
 #include <array>
 #include <chrono>
 #include <optional>
 #include <string>
-#include <vector>
 #include <xcb/shape.h>
 #include <xcb/xfixes.h>
 
@@ -28,41 +24,19 @@ using namespace std::chrono_literals;
 // Time for a compositing manager to set itself up, or for a window to be mapped and painted.
 constexpr auto settleDelay = 300ms;
 
-// Against a program that answers each of ours by one of its own: enough for no viewer to notice, and little work.
-constexpr std::size_t mostRaises = 100;
-constexpr auto raiseSpan = 200ms;
-
-PixelRect placeOf(AreaRole role, const PixelRect& area)
-{
-    if (role != AreaRole::picture && !area.isEmpty())
-        return {area.x, 0, area.width, area.y + area.height};
-    return area;
-}
-
 } // namespace
 
 struct VirtualArea::Impl {
-    struct Entry {
-        xcb_window_t window = XCB_WINDOW_NONE;
-        AreaRole role = AreaRole::picture;
-    };
-    using Entries = std::vector<Entry>;
-
     Connection& connection;
     MainQueue& mainQueue;
     VirtualArea& owner;
     CompositeOverlay overlay;
     xcb_atom_t compositorSelection;
-    /// Back to front.
-    Entries windows;
+    AreaWindows windows;
     PixelRect pixels;
     bool isVerified = false;
-    WindowEvents rootEvents;
     Subscription compositorChanges;
     Subscription shapeChanges;
-    Subscription restackings;
-    CorrectionLimiter raises{mostRaises, raiseSpan};
-    std::unique_ptr<Timer> raiseTimer;
     std::unique_ptr<Timer> probeTimer;
     /// Whether it has been found out where this compositing manager is best started with.
     bool isKnown = false;
@@ -70,9 +44,10 @@ struct VirtualArea::Impl {
     bool wasMoved = false;
     std::unique_ptr<AreaProbe> probe;
 
-    Impl(Connection& theConnection, MainQueue& theMainQueue, VirtualArea& theOwner)
+    Impl(Connection& theConnection, EventDispatcher& events, MainQueue& theMainQueue, VirtualArea& theOwner)
         : connection(theConnection), mainQueue(theMainQueue), owner(theOwner), overlay(theConnection),
-          compositorSelection(theConnection.atom("_NET_WM_CM_S" + std::to_string(theConnection.screenNumber())))
+          compositorSelection(theConnection.atom("_NET_WM_CM_S" + std::to_string(theConnection.screenNumber()))),
+          windows(theConnection, events, theMainQueue)
     {}
 
     void watch(EventDispatcher& events);
@@ -84,24 +59,13 @@ struct VirtualArea::Impl {
     void enterOverlay();
     void leaveOverlay();
     void cover(const PixelRect& place, const std::function<void()>& changeLayout);
-    void configure(xcb_window_t window, const PixelRect& place) const;
     void exposeAll() const;
-    void moveAllInto(xcb_window_t parent) const;
-    void moveInto(xcb_window_t parent, const Entry& entry) const;
-    [[nodiscard]] bool isOurs(xcb_window_t window) const;
-    [[nodiscard]] bool isMoveOfFrontmost(const xcb_generic_event_t& event) const;
-    [[nodiscard]] bool mayBeCoveredAfter(const xcb_generic_event_t& event) const;
-    void raiseSoon();
-    void raise();
-    void stackBelow(const Entries::const_reverse_iterator& front) const;
-    [[nodiscard]] bool isInRoot(const Entry& entry) const;
     [[nodiscard]] bool prefersOverlay();
 };
 
 void VirtualArea::Impl::watch(EventDispatcher& events)
 {
     const Extensions& extensions = connection.extensions();
-    rootEvents = WindowEvents(connection, connection.root(), XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY);
     compositorChanges =
         events.add({extensions.fixes.firstEvent + XCB_XFIXES_SELECTION_NOTIFY}, [this](const auto& event) {
             if (eventAs<xcb_xfixes_selection_notify_event_t>(event).selection != compositorSelection)
@@ -119,106 +83,6 @@ void VirtualArea::Impl::watch(EventDispatcher& events)
             eventAs<xcb_shape_notify_event_t>(event).affected_window == overlay.window())
             overlay.open(pixels);
     });
-    restackings = events.add({XCB_CONFIGURE_NOTIFY, XCB_MAP_NOTIFY, XCB_REPARENT_NOTIFY, XCB_CIRCULATE_NOTIFY},
-                             [this](const auto& event) {
-                                 if (isMoveOfFrontmost(event))
-                                     stackBelow(windows.crbegin());
-                                 else if (mayBeCoveredAfter(event))
-                                     raiseSoon();
-                             });
-}
-
-bool VirtualArea::Impl::isOurs(xcb_window_t window) const
-{
-    return std::any_of(windows.begin(), windows.end(), [&](const Entry& entry) { return entry.window == window; });
-}
-
-// Whoever moves the frontmost window in the stack, a panel that gives way to a window that the user works in, leaves
-// the ones behind it where they are.
-bool VirtualArea::Impl::isMoveOfFrontmost(const xcb_generic_event_t& event) const
-{
-    return eventType(event) == XCB_CONFIGURE_NOTIFY && !windows.empty() && overlay.window() == XCB_WINDOW_NONE &&
-           eventAs<xcb_configure_notify_event_t>(event).window == windows.back().window;
-}
-
-bool VirtualArea::Impl::mayBeCoveredAfter(const xcb_generic_event_t& event) const
-{
-    const xcb_window_t root = connection.root();
-    if (windows.empty() || pixels.isEmpty())
-        return false;
-    switch (eventType(event)) {
-    case XCB_CONFIGURE_NOTIFY: {
-        const auto& configure = eventAs<xcb_configure_notify_event_t>(event);
-        const int borders = 2 * configure.border_width;
-        const PixelRect place{configure.x, configure.y, configure.width + borders, configure.height + borders};
-        return configure.event == root && !isOurs(configure.window) &&
-               placeOf(AreaRole::backdrop, pixels).intersects(place);
-    }
-    case XCB_MAP_NOTIFY: {
-        const auto& map = eventAs<xcb_map_notify_event_t>(event);
-        return map.event == root && !isOurs(map.window);
-    }
-    case XCB_REPARENT_NOTIFY: {
-        const auto& reparent = eventAs<xcb_reparent_notify_event_t>(event);
-        return reparent.parent == root && !isOurs(reparent.window);
-    }
-    default: {
-        const auto& circulate = eventAs<xcb_circulate_notify_event_t>(event);
-        return circulate.event == root && !isOurs(circulate.window);
-    }
-    }
-}
-
-// At once where that does not happen all the time: each moment counts.
-void VirtualArea::Impl::raiseSoon()
-{
-    if (raiseTimer)
-        return;
-    const auto wait = raises.delay(CorrectionLimiter::Clock::now());
-    if (wait <= CorrectionLimiter::Clock::duration::zero()) {
-        raise();
-        return;
-    }
-    raiseTimer = mainQueue.schedule(wait, [this] {
-        raiseTimer.reset();
-        raise();
-    });
-}
-
-void VirtualArea::Impl::raise()
-{
-    raises.note(CorrectionLimiter::Clock::now());
-    for (auto entry = windows.rbegin(); entry != windows.rend(); ++entry) {
-        if (!isInRoot(*entry))
-            continue;
-        const std::uint32_t above = XCB_STACK_MODE_ABOVE;
-        mayFail(connection.get(),
-                xcb_configure_window_checked(connection.get(), entry->window, XCB_CONFIG_WINDOW_STACK_MODE, &above));
-        stackBelow(entry);
-        break;
-    }
-    connection.flush();
-}
-
-// Those that stand there already stay where they are, and nobody hears of it.
-void VirtualArea::Impl::stackBelow(const Entries::const_reverse_iterator& front) const
-{
-    xcb_window_t above = front->window;
-    for (auto entry = std::next(front); entry != windows.rend(); ++entry) {
-        if (!isInRoot(*entry))
-            continue;
-        const std::array<std::uint32_t, 2> values = {above, XCB_STACK_MODE_BELOW};
-        mayFail(connection.get(),
-                xcb_configure_window_checked(connection.get(), entry->window,
-                                             XCB_CONFIG_WINDOW_SIBLING | XCB_CONFIG_WINDOW_STACK_MODE, values.data()));
-        above = entry->window;
-    }
-    connection.flush();
-}
-
-bool VirtualArea::Impl::isInRoot(const Entry& entry) const
-{
-    return overlay.window() == XCB_WINDOW_NONE || entry.role == AreaRole::shade;
 }
 
 bool VirtualArea::Impl::hasCompositor() const
@@ -273,7 +137,7 @@ void VirtualArea::Impl::startProbe()
     const int y = pixels.y + pixels.height;
     xcb_window_t parent = overlay.window() != XCB_WINDOW_NONE ? overlay.window() : connection.root();
     PixelRect place;
-    for (const auto& [window, role] : windows) {
+    for (const auto& [window, role] : windows.entries()) {
         if (role == AreaRole::shade)
             continue;
         const auto shown = placeIfShown(window);
@@ -331,7 +195,7 @@ void VirtualArea::Impl::enterOverlay()
     if (overlay.window() != XCB_WINDOW_NONE || !overlay.acquire())
         return;
     overlay.open(pixels);
-    cover(pixels, [this] { moveAllInto(overlay.window()); });
+    cover(pixels, [this] { windows.moveInto(overlay.window()); });
 }
 
 // A change of the screen's size costs windows their picture, and the server hands out the new screen's memory as others
@@ -344,27 +208,14 @@ void VirtualArea::Impl::cover(const PixelRect& place, const std::function<void()
     if (!place.isEmpty())
         picture.emplace(connection);
     const ServerGrab grab(connection);
-    if (picture) {
-        picture->take(windows.empty() ? Entry{}.window : windows.back().window, place.width, place.height);
-        for (const Entry& entry : windows)
-            configure(entry.window, placeOf(entry.role, place));
-    }
+    if (picture)
+        picture->take(windows.frontmost(), place.width, place.height);
+    windows.cover(place);
     changeLayout();
     if (picture)
         picture->showOnScreen(place.x, place.y);
     overlay.closeAllBut(place);
     pixels = place;
-}
-
-void VirtualArea::Impl::configure(xcb_window_t window, const PixelRect& place) const
-{
-    const std::array<std::uint32_t, 4> values = {
-        static_cast<std::uint32_t>(place.x), static_cast<std::uint32_t>(place.y),
-        static_cast<std::uint32_t>(place.width), static_cast<std::uint32_t>(place.height)};
-    mayFail(connection.get(), xcb_configure_window_checked(connection.get(), window,
-                                                           XCB_CONFIG_WINDOW_X | XCB_CONFIG_WINDOW_Y |
-                                                               XCB_CONFIG_WINDOW_WIDTH | XCB_CONFIG_WINDOW_HEIGHT,
-                                                           values.data()));
 }
 
 void VirtualArea::Impl::leaveOverlay()
@@ -373,7 +224,7 @@ void VirtualArea::Impl::leaveOverlay()
         return;
     probe.reset();
     cover(pixels, [this] {
-        moveAllInto(connection.root());
+        windows.moveInto(connection.root());
         overlay.release();
     });
 }
@@ -394,26 +245,8 @@ void VirtualArea::Impl::exposeAll() const
     connection.flush();
 }
 
-// A window that is moved comes to lie in front of its new siblings, so moving all in their order keeps it.
-void VirtualArea::Impl::moveAllInto(xcb_window_t parent) const
-{
-    for (const Entry& entry : windows) {
-        if (entry.role != AreaRole::shade)
-            moveInto(parent, entry);
-    }
-}
-
-// One that is being destroyed is no loss.
-void VirtualArea::Impl::moveInto(xcb_window_t parent, const Entry& entry) const
-{
-    const PixelRect place = placeOf(entry.role, pixels);
-    mayFail(connection.get(),
-            xcb_reparent_window_checked(connection.get(), entry.window, parent, static_cast<std::int16_t>(place.x),
-                                        static_cast<std::int16_t>(place.y)));
-}
-
 VirtualArea::VirtualArea(Connection& connection, EventDispatcher& events, MainQueue& mainQueue)
-    : impl_(new Impl(connection, mainQueue, *this))
+    : impl_(new Impl(connection, events, mainQueue, *this))
 {
     xcb_xfixes_select_selection_input(connection.get(), connection.root(), impl_->compositorSelection,
                                       XCB_XFIXES_SELECTION_EVENT_MASK_SET_SELECTION_OWNER |
@@ -429,21 +262,13 @@ VirtualArea::~VirtualArea()
 
 void VirtualArea::add(xcb_window_t window, AreaRole role)
 {
-    impl_->windows.push_back({window, role});
-    if (usesOverlay() && role != AreaRole::shade)
-        impl_->moveInto(impl_->overlay.window(), impl_->windows.back());
+    impl_->windows.add(window, role);
     impl_->probeSoon();
 }
 
 void VirtualArea::remove(xcb_window_t window)
 {
-    const auto entry = std::find_if(impl_->windows.begin(), impl_->windows.end(),
-                                    [&](const Impl::Entry& each) { return each.window == window; });
-    if (entry == impl_->windows.end())
-        return;
-    if (usesOverlay() && entry->role != AreaRole::shade)
-        impl_->moveInto(impl_->connection.root(), *entry);
-    impl_->windows.erase(entry);
+    impl_->windows.remove(window);
 }
 
 void VirtualArea::setPixels(const PixelRect& pixels, const std::function<void()>& changeLayout)
@@ -465,7 +290,7 @@ const PixelRect& VirtualArea::pixels() const
 
 xcb_window_t VirtualArea::parent() const
 {
-    return usesOverlay() ? impl_->overlay.window() : impl_->connection.root();
+    return impl_->windows.parent();
 }
 
 bool VirtualArea::usesOverlay() const

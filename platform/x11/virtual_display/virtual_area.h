@@ -5,21 +5,13 @@
 #include "platform/result.h"
 #include "platform/x11/server/connection.h"
 #include "platform/x11/server/event_dispatcher.h"
+#include "platform/x11/virtual_display/area_windows.h"
 
 #include <functional>
 #include <memory>
 #include <xcb/xcb.h>
 
 namespace nimbrale::x11 {
-
-/// What a window is to the area.
-enum class AreaRole {
-    picture, ///< covers the area
-    /// Covers the area and everything straight above it, which no display shows either: a compositing manager that
-    /// learns late of the screen's new size may show the area what it drew there.
-    backdrop,
-    shade ///< as the backdrop, but always a child of the root: what a compositing manager finds there
-};
 
 /// The part of the X screen that the virtual display covers, and the windows that are shown there, each of which covers
 /// it whole. Main thread only.
