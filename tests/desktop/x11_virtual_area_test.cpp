@@ -175,6 +175,28 @@ TEST_F(VirtualAreaTest, ACompositorThatHidesItEndsIt)
     EXPECT_FALSE(isVerified());
 }
 
+TEST_F(VirtualAreaTest, ACompositorThatTakesOverFromAnotherIsProbedAfresh)
+{
+    startOnOpenbox();
+    if (IsSkipped())
+        return;
+    const auto ownSelection = [this] {
+        xcb_connection_t* const raw = desktop_->connection();
+        const xcb_window_t owner = xcb_generate_id(raw);
+        xcb_create_window(raw, 0, owner, desktop_->screen().root, -1, -1, 1, 1, 0, XCB_WINDOW_CLASS_INPUT_ONLY,
+                          XCB_COPY_FROM_PARENT, 0, nullptr);
+        xcb_set_selection_owner(raw, owner, host_->connection->atom("_NET_WM_CM_S0"), XCB_CURRENT_TIME);
+        desktop_->synchronize();
+    };
+    ownSelection();
+    const auto device = make(800, 600);
+    ASSERT_TRUE(DisplaysHost::pumpUntil([&] { return isVerified(); }));
+    ownSelection();
+    EXPECT_TRUE(DisplaysHost::pumpUntil([&] { return !isVerified(); }));
+    EXPECT_TRUE(DisplaysHost::pumpUntil([&] { return isVerified(); }));
+    EXPECT_EQ(unusable_, "");
+}
+
 INSTANTIATE_TEST_SUITE_P(, CompositedVirtualAreaTest,
                          testing::Values(Managers{"picom", WindowManager::openbox, Compositor::picom, false},
                                          Managers{"marco", WindowManager::marco, Compositor::windowManagersOwn, false},

@@ -3,6 +3,7 @@
 #include "platform/x11/server/events.h"
 #include "platform/x11/server/handles.h"
 
+#include <utility>
 #include <xcb/xfixes.h>
 
 namespace nimbrale::x11 {
@@ -18,23 +19,17 @@ CompositingWatcher::CompositingWatcher(Connection& connection, EventDispatcher& 
                                           XCB_XFIXES_SELECTION_EVENT_MASK_SELECTION_CLIENT_CLOSE);
     const Reply<xcb_get_selection_owner_reply_t> owner(xcb_get_selection_owner_reply(
         connection_.get(), xcb_get_selection_owner(connection_.get(), selection_), nullptr));
-    isComposited_ = owner && owner->owner != XCB_NONE;
+    manager_ = owner ? owner->owner : xcb_window_t{XCB_WINDOW_NONE};
 }
 
 void CompositingWatcher::handle(const xcb_xfixes_selection_notify_event_t& change)
 {
     if (change.selection != selection_)
         return;
-    const bool isOwned = change.subtype == XCB_XFIXES_SELECTION_EVENT_SET_SELECTION_OWNER && change.owner != XCB_NONE;
-    update(isOwned);
-}
-
-void CompositingWatcher::update(bool isComposited)
-{
-    if (isComposited == isComposited_)
-        return;
-    isComposited_ = isComposited;
-    observers_.notify();
+    const bool isOwned = change.subtype == XCB_XFIXES_SELECTION_EVENT_SET_SELECTION_OWNER;
+    const xcb_window_t manager = isOwned ? change.owner : xcb_window_t{XCB_WINDOW_NONE};
+    if (std::exchange(manager_, manager) != manager)
+        observers_.notify();
 }
 
 } // namespace nimbrale::x11

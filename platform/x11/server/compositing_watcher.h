@@ -11,7 +11,8 @@
 
 namespace nimbrale::x11 {
 
-/// Knows whether a compositing manager runs, that is, whether windows with alpha are translucent. Main thread only.
+/// Knows whether a compositing manager runs, that is, whether windows with alpha are translucent. Several may live on
+/// one connection. Main thread only.
 class CompositingWatcher {
 public:
     /// Both must outlive it.
@@ -19,8 +20,8 @@ public:
     CompositingWatcher(const CompositingWatcher&) = delete;
     CompositingWatcher& operator=(const CompositingWatcher&) = delete;
 
-    [[nodiscard]] bool isComposited() const { return isComposited_; }
-    /// `observer` is called after a compositing manager came or went.
+    [[nodiscard]] bool isComposited() const { return manager_ != XCB_WINDOW_NONE; }
+    /// `observer` is called after a compositing manager came, went, or took over from another.
     [[nodiscard]] Subscription observeChanges(std::function<void()> observer)
     {
         return observers_.add(std::move(observer));
@@ -28,11 +29,11 @@ public:
 
 private:
     void handle(const xcb_xfixes_selection_notify_event_t& change);
-    void update(bool isComposited);
 
     Connection& connection_;
     xcb_atom_t selection_;
-    bool isComposited_ = false;
+    /// The selection's owner.
+    xcb_window_t manager_ = XCB_WINDOW_NONE;
     Observers observers_;
     Subscription handler_;
 };

@@ -1,5 +1,6 @@
 #include "platform/x11/virtual_display/virtual_area.h"
 
+#include "platform/x11/server/compositing_watcher.h"
 #include "platform/x11/server/events.h"
 #include "platform/x11/server/handles.h"
 #include "platform/x11/server/server_grab.h"
@@ -13,7 +14,6 @@
 #include <optional>
 #include <string>
 #include <xcb/shape.h>
-#include <xcb/xfixes.h>
 
 namespace nimbrale::x11 {
 
@@ -31,11 +31,11 @@ struct VirtualArea::Impl {
     MainQueue& mainQueue;
     VirtualArea& owner;
     CompositeOverlay overlay;
-    xcb_atom_t compositorSelection;
+    CompositingWatcher compositing;
     AreaWindows windows;
     PixelRect pixels;
     bool isVerified = false;
-    Subscription compositorChanges;
+    Subscription managerChanges;
     Subscription shapeChanges;
     std::unique_ptr<Timer> probeTimer;
     /// Whether it has been found out where this compositing manager is best started with.
@@ -46,12 +46,13 @@ struct VirtualArea::Impl {
 
     Impl(Connection& theConnection, EventDispatcher& events, MainQueue& theMainQueue, VirtualArea& theOwner)
         : connection(theConnection), mainQueue(theMainQueue), owner(theOwner), overlay(theConnection),
-          compositorSelection(theConnection.atom("_NET_WM_CM_S" + std::to_string(theConnection.screenNumber()))),
-          windows(theConnection, events, theMainQueue)
-    {}
+          compositing(theConnection, events), windows(theConnection, events, theMainQueue)
+    {
+        watch(events);
+    }
 
     void watch(EventDispatcher& events);
-    [[nodiscard]] bool hasCompositor() const;
+    void managerChanged();
     void probeSoon();
     void startProbe();
     [[nodiscard]] std::optional<PixelRect> placeIfShown(xcb_window_t window) const;
@@ -65,31 +66,22 @@ struct VirtualArea::Impl {
 
 void VirtualArea::Impl::watch(EventDispatcher& events)
 {
-    const Extensions& extensions = connection.extensions();
-    compositorChanges =
-        events.add({extensions.fixes.firstEvent + XCB_XFIXES_SELECTION_NOTIFY}, [this](const auto& event) {
-            if (eventAs<xcb_xfixes_selection_notify_event_t>(event).selection != compositorSelection)
-                return;
-            // What the last compositing manager needed says nothing of the next one, and the overlay must not outlive
-            // it.
-            leaveOverlay();
-            isKnown = false;
-            probeSoon();
-            if (isVerified && owner.onVerified)
-                owner.onVerified();
-        });
-    shapeChanges = events.add({extensions.shape.firstEvent + XCB_SHAPE_NOTIFY}, [this](const auto& event) {
+    managerChanges = compositing.observeChanges([this] { managerChanged(); });
+    shapeChanges = events.add({connection.extensions().shape.firstEvent + XCB_SHAPE_NOTIFY}, [this](const auto& event) {
         if (overlay.window() != XCB_WINDOW_NONE &&
             eventAs<xcb_shape_notify_event_t>(event).affected_window == overlay.window())
             overlay.open(pixels);
     });
 }
 
-bool VirtualArea::Impl::hasCompositor() const
+// What the last compositing manager needed says nothing of the next one, and the overlay must not outlive it.
+void VirtualArea::Impl::managerChanged()
 {
-    const Reply<xcb_get_selection_owner_reply_t> reply(xcb_get_selection_owner_reply(
-        connection.get(), xcb_get_selection_owner(connection.get(), compositorSelection), nullptr));
-    return reply && reply->owner != XCB_WINDOW_NONE;
+    leaveOverlay();
+    isKnown = false;
+    probeSoon();
+    if (isVerified && owner.onVerified)
+        owner.onVerified();
 }
 
 void VirtualArea::Impl::probeSoon()
@@ -99,7 +91,7 @@ void VirtualArea::Impl::probeSoon()
     probeTimer.reset();
     if (pixels.isEmpty())
         return;
-    if (!hasCompositor()) {
+    if (!compositing.isComposited()) {
         isVerified = true;
         return;
     }
@@ -174,7 +166,7 @@ void VirtualArea::Impl::probeEnded(bool wasSeen)
             owner.onVerified();
         return;
     }
-    if (!wasMoved && hasCompositor()) {
+    if (!wasMoved && compositing.isComposited()) {
         wasMoved = true;
         if (overlay.window() != XCB_WINDOW_NONE)
             leaveOverlay();
@@ -247,13 +239,7 @@ void VirtualArea::Impl::exposeAll() const
 
 VirtualArea::VirtualArea(Connection& connection, EventDispatcher& events, MainQueue& mainQueue)
     : impl_(new Impl(connection, events, mainQueue, *this))
-{
-    xcb_xfixes_select_selection_input(connection.get(), connection.root(), impl_->compositorSelection,
-                                      XCB_XFIXES_SELECTION_EVENT_MASK_SET_SELECTION_OWNER |
-                                          XCB_XFIXES_SELECTION_EVENT_MASK_SELECTION_WINDOW_DESTROY |
-                                          XCB_XFIXES_SELECTION_EVENT_MASK_SELECTION_CLIENT_CLOSE);
-    impl_->watch(events);
-}
+{}
 
 VirtualArea::~VirtualArea()
 {
