@@ -50,5 +50,7 @@ int main(int argc, char** argv)
         return 1;
     if (waitUntilUnclaimed(**connection))
         removeWhatIsLeft(**connection);
+    // What the server has not read yet of a client that goes, it may never read.
+    (*connection)->synchronize();
     return 0;
 }
