@@ -8,10 +8,10 @@
 #include "platform/x11/panels/modifier_keys.h"
 #include "platform/x11/panels/panel_stack.h"
 #include "platform/x11/panels/panel_window.h"
-#include "platform/x11/panels/window_guard.h"
 #include "platform/x11/server/compositing_watcher.h"
 #include "platform/x11/server/connection.h"
 #include "platform/x11/server/event_dispatcher.h"
+#include "platform/x11/server/window_guard.h"
 #include "platform/x11/virtual_display/virtual_area.h"
 
 #include <memory>

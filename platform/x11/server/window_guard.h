@@ -21,7 +21,7 @@ enum class WindowDamage {
     destroyed
 };
 
-/// Notices when another client unmaps, moves, resizes, adopts or destroys a panel's window, and has that repaired, ten
+/// Notices when another client unmaps, moves, resizes, adopts or destroys a window, and has that repaired, ten
 /// times a second at most. Main thread only.
 class WindowGuard {
 public:

@@ -1,4 +1,4 @@
-#include "platform/x11/panels/window_guard.h"
+#include "platform/x11/server/window_guard.h"
 
 #include "platform/x11/server/events.h"
 #include "platform/x11/server/handles.h"
@@ -27,7 +27,7 @@ WindowGuard::WindowGuard(Connection& connection, EventDispatcher& events, MainQu
                           }))
 {}
 
-// What the panel does itself is reported in the same way, and may be out of date by the time it is: only the check that
+// What the owner does itself is reported in the same way, and may be out of date by the time it is: only the check that
 // follows is sure.
 bool WindowGuard::isSuspicious(const xcb_generic_event_t& event) const
 {
