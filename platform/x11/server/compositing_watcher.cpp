@@ -17,9 +17,14 @@ CompositingWatcher::CompositingWatcher(Connection& connection, EventDispatcher& 
                                       XCB_XFIXES_SELECTION_EVENT_MASK_SET_SELECTION_OWNER |
                                           XCB_XFIXES_SELECTION_EVENT_MASK_SELECTION_WINDOW_DESTROY |
                                           XCB_XFIXES_SELECTION_EVENT_MASK_SELECTION_CLIENT_CLOSE);
+    manager_ = askManager();
+}
+
+xcb_window_t CompositingWatcher::askManager() const
+{
     const Reply<xcb_get_selection_owner_reply_t> owner(xcb_get_selection_owner_reply(
         connection_.get(), xcb_get_selection_owner(connection_.get(), selection_), nullptr));
-    manager_ = owner ? owner->owner : xcb_window_t{XCB_WINDOW_NONE};
+    return owner ? owner->owner : xcb_window_t{XCB_WINDOW_NONE};
 }
 
 void CompositingWatcher::handle(const xcb_xfixes_selection_notify_event_t& change)

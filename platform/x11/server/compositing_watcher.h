@@ -20,7 +20,11 @@ public:
     CompositingWatcher(const CompositingWatcher&) = delete;
     CompositingWatcher& operator=(const CompositingWatcher&) = delete;
 
+    /// As the events tell that have been dispatched.
     [[nodiscard]] bool isComposited() const { return manager_ != XCB_WINDOW_NONE; }
+    /// A window of the compositing manager that runs now, whether or not that has been told yet; XCB_WINDOW_NONE
+    /// without one. Waits for the server.
+    [[nodiscard]] xcb_window_t askManager() const;
     /// `observer` is called after a compositing manager came, went, or took over from another.
     [[nodiscard]] Subscription observeChanges(std::function<void()> observer)
     {
@@ -32,7 +36,6 @@ private:
 
     Connection& connection_;
     xcb_atom_t selection_;
-    /// The selection's owner.
     xcb_window_t manager_ = XCB_WINDOW_NONE;
     Observers observers_;
     Subscription handler_;

@@ -16,6 +16,8 @@ using namespace std::chrono_literals;
 // Compositing managers take a frame or two, and much more on a busy computer.
 constexpr auto lookInterval = 50ms;
 constexpr int looks = 60;
+// Longer than any compositing manager was seen to take to draw what changed.
+constexpr int sightsAgainstRival = 8;
 
 /// 24 of 255, as a channel with that mask holds it.
 std::uint32_t bitsWhenOn(std::uint32_t mask)
@@ -47,34 +49,23 @@ int bytesPerPixel(xcb_connection_t* connection, int depth)
 
 } // namespace
 
-AreaProbe::AreaProbe(Connection& connection, MainQueue& mainQueue, xcb_window_t parent, int parentX, int parentY,
-                     const PixelRect& area, std::function<void(bool)> onResult)
+AreaProbe::AreaProbe(Connection& connection, MainQueue& mainQueue, const PixelRect& area, const Spot& spot,
+                     const std::optional<Spot>& rival, std::function<void(bool)> onResult)
     : connection_(connection), mainQueue_(mainQueue), onResult_(std::move(onResult)),
-      x_(area.x + area.width - pixelCount), y_(area.y + area.height - 1), window_(connection.newId()), looksLeft_(looks)
+      x_(area.x + area.width - pixelCount), y_(area.y + area.height - 1), looksLeft_(looks),
+      sightsLeft_(rival ? sightsAgainstRival : 1)
 {
-    const xcb_screen_t& screen = connection_.screen();
-    const std::array<std::uint32_t, 3> values = {screen.black_pixel, 1, screen.default_colormap};
-    mayFail(connection_.get(),
-            xcb_create_window_checked(connection_.get(), screen.root_depth, window_, parent,
-                                      static_cast<std::int16_t>(x_ - parentX), static_cast<std::int16_t>(y_ - parentY),
-                                      pixelCount, 1, 0, XCB_WINDOW_CLASS_INPUT_OUTPUT, screen.root_visual,
-                                      XCB_CW_BORDER_PIXEL | XCB_CW_OVERRIDE_REDIRECT | XCB_CW_COLORMAP, values.data()));
-    paint();
-    mayFail(connection_.get(), xcb_map_window_checked(connection_.get(), window_));
+    chooseColors();
+    if (rival)
+        rival_ = show(*rival, rivalColors_);
+    window_ = show(spot, colors_);
     connection_.flush();
     lookLater();
 }
 
-AreaProbe::~AreaProbe()
-{
-    // It has gone already where its parent has.
-    mayFail(connection_.get(), xcb_destroy_window_checked(connection_.get(), window_));
-    connection_.flush();
-}
-
 // Every channel is off or at a tenth, which no rounding turns into each other and which a viewer does not notice;
 // random, so that a stale picture cannot be right by chance.
-void AreaProbe::paint()
+void AreaProbe::chooseColors()
 {
     const xcb_visualtype_t* const visual = rootVisual(connection_.screen());
     if (!visual)
@@ -82,24 +73,47 @@ void AreaProbe::paint()
     const std::array<std::uint32_t, 3> channels = {visual->red_mask, visual->green_mask, visual->blue_mask};
     for (const std::uint32_t channel : channels)
         significantBits_ |= std::bit_floor(bitsWhenOn(channel));
-
     std::random_device random;
-    const xcb_pixmap_t pixmap = connection_.newId();
-    const xcb_gcontext_t context = connection_.newId();
-    xcb_create_pixmap(connection_.get(), connection_.screen().root_depth, pixmap, connection_.root(), pixelCount, 1);
-    xcb_create_gc(connection_.get(), context, pixmap, 0, nullptr);
     for (std::size_t index = 0; index < pixelCount; ++index) {
         const unsigned bits = random();
-        for (std::size_t channel = 0; channel < channels.size(); ++channel)
-            colors_[index] |= (bits >> channel & 1U) ? bitsWhenOn(channels[channel]) : 0;
-        xcb_change_gc(connection_.get(), context, XCB_GC_FOREGROUND, &colors_[index]);
-        const xcb_rectangle_t pixel = {static_cast<std::int16_t>(index), 0, 1, 1};
-        xcb_poly_fill_rectangle(connection_.get(), pixmap, context, 1, &pixel);
+        for (std::size_t channel = 0; channel < channels.size(); ++channel) {
+            Pixels& whereOn = (bits >> channel & 1U) ? colors_ : rivalColors_;
+            whereOn[index] |= bitsWhenOn(channels[channel]);
+        }
     }
-    mayFail(connection_.get(),
-            xcb_change_window_attributes_checked(connection_.get(), window_, XCB_CW_BACK_PIXMAP, &pixmap));
-    xcb_free_gc(connection_.get(), context);
-    xcb_free_pixmap(connection_.get(), pixmap);
+}
+
+OwnedWindow AreaProbe::show(const Spot& spot, const Pixels& colors) const
+{
+    xcb_connection_t* const raw = connection_.get();
+    const xcb_screen_t& screen = connection_.screen();
+    OwnedWindow window(connection_, connection_.newId());
+    const OwnedPixmap pixmap(connection_, connection_.newId());
+    const OwnedGraphicsContext context(connection_, connection_.newId());
+    xcb_create_pixmap(raw, screen.root_depth, pixmap.get(), connection_.root(), pixelCount, 1);
+    xcb_create_gc(raw, context.get(), pixmap.get(), 0, nullptr);
+    for (std::size_t index = 0; index < pixelCount; ++index) {
+        xcb_change_gc(raw, context.get(), XCB_GC_FOREGROUND, &colors[index]);
+        const xcb_rectangle_t pixel = {static_cast<std::int16_t>(index), 0, 1, 1};
+        xcb_poly_fill_rectangle(raw, pixmap.get(), context.get(), 1, &pixel);
+    }
+    const std::array<std::uint32_t, 4> values = {pixmap.get(), screen.black_pixel, 1, screen.default_colormap};
+    mayFail(raw,
+            xcb_create_window_checked(
+                raw, screen.root_depth, window.get(), spot.parent, static_cast<std::int16_t>(x_ - spot.x),
+                static_cast<std::int16_t>(y_ - spot.y), pixelCount, 1, 0, XCB_WINDOW_CLASS_INPUT_OUTPUT,
+                screen.root_visual,
+                XCB_CW_BACK_PIXMAP | XCB_CW_BORDER_PIXEL | XCB_CW_OVERRIDE_REDIRECT | XCB_CW_COLORMAP, values.data()));
+    mayFail(raw, xcb_map_window_checked(raw, window.get()));
+    return window;
+}
+
+void AreaProbe::drawRival() const
+{
+    if (!rival_)
+        return;
+    mayFail(connection_.get(), xcb_clear_area_checked(connection_.get(), 0, rival_.get(), 0, 0, 0, 0));
+    connection_.flush();
 }
 
 void AreaProbe::lookLater()
@@ -110,12 +124,16 @@ void AreaProbe::lookLater()
 void AreaProbe::look()
 {
     const bool wasSeen = isSeen();
-    if (!wasSeen && --looksLeft_ > 0) {
+    const bool wasLost = !wasSeen && rival_ && sightsLeft_ < sightsAgainstRival;
+    sightsLeft_ -= wasSeen ? 1 : 0;
+    --looksLeft_;
+    if (sightsLeft_ > 0 && looksLeft_ > 0 && !wasLost) {
+        drawRival();
         lookLater();
         return;
     }
     const auto onResult = std::move(onResult_);
-    onResult(wasSeen);
+    onResult(sightsLeft_ == 0);
 }
 
 bool AreaProbe::isSeen() const

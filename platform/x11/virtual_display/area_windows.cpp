@@ -16,6 +16,14 @@ using namespace std::chrono_literals;
 constexpr std::size_t mostRaises = 100;
 constexpr auto raiseSpan = 200ms;
 
+PixelRect placeOf(const xcb_configure_notify_event_t& event)
+{
+    const int borders = 2 * event.border_width;
+    return {event.x, event.y, event.width + borders, event.height + borders};
+}
+
+} // namespace
+
 PixelRect placeOf(AreaRole role, const PixelRect& area)
 {
     if (role != AreaRole::picture && !area.isEmpty())
@@ -23,19 +31,25 @@ PixelRect placeOf(AreaRole role, const PixelRect& area)
     return area;
 }
 
-} // namespace
-
 AreaWindows::AreaWindows(Connection& connection, EventDispatcher& events, MainQueue& queue)
     : connection_(connection), queue_(queue), parent_(connection.root()), raises_(mostRaises, raiseSpan),
       rootEvents_(connection, connection.root(), XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY),
       restackings_(events.add({XCB_CONFIGURE_NOTIFY, XCB_MAP_NOTIFY, XCB_REPARENT_NOTIFY, XCB_CIRCULATE_NOTIFY},
-                              [this](const auto& event) {
-                                  if (isMoveOfFrontmost(event))
-                                      stackBelow(entries_.crbegin());
-                                  else if (mayBeCoveredAfter(event))
-                                      raiseSoon();
-                              }))
+                              [this](const auto& event) { handle(event); }))
 {}
+
+void AreaWindows::handle(const xcb_generic_event_t& event)
+{
+    if (isMoveOfFrontmost(event)) {
+        putInOrder();
+        return;
+    }
+    if (!mayBeCoveredAfter(event))
+        return;
+    raiseSoon();
+    if (isRaisedOverArea(event) && contest_.note(AreaContest::Clock::now()) && onContested)
+        onContested();
+}
 
 void AreaWindows::add(xcb_window_t window, AreaRole role)
 {
@@ -114,8 +128,10 @@ bool AreaWindows::isOurs(xcb_window_t window) const
 // the ones behind it where they are.
 bool AreaWindows::isMoveOfFrontmost(const xcb_generic_event_t& event) const
 {
-    return eventType(event) == XCB_CONFIGURE_NOTIFY && !entries_.empty() && parent_ == connection_.root() &&
-           eventAs<xcb_configure_notify_event_t>(event).window == entries_.back().window;
+    if (eventType(event) != XCB_CONFIGURE_NOTIFY)
+        return false;
+    const auto& configure = eventAs<xcb_configure_notify_event_t>(event);
+    return configure.event == connection_.root() && configure.window == frontmost();
 }
 
 bool AreaWindows::mayBeCoveredAfter(const xcb_generic_event_t& event) const
@@ -126,10 +142,8 @@ bool AreaWindows::mayBeCoveredAfter(const xcb_generic_event_t& event) const
     switch (eventType(event)) {
     case XCB_CONFIGURE_NOTIFY: {
         const auto& configure = eventAs<xcb_configure_notify_event_t>(event);
-        const int borders = 2 * configure.border_width;
-        const PixelRect place{configure.x, configure.y, configure.width + borders, configure.height + borders};
         return configure.event == root && !isOurs(configure.window) &&
-               placeOf(AreaRole::backdrop, area_).intersects(place);
+               placeOf(AreaRole::backdrop, area_).intersects(placeOf(configure));
     }
     case XCB_MAP_NOTIFY: {
         const auto& map = eventAs<xcb_map_notify_event_t>(event);
@@ -144,6 +158,15 @@ bool AreaWindows::mayBeCoveredAfter(const xcb_generic_event_t& event) const
         return circulate.event == root && !isOurs(circulate.window);
     }
     }
+}
+
+// A window that is dragged over the area does not lie just in front of one of ours: that was raised in between.
+bool AreaWindows::isRaisedOverArea(const xcb_generic_event_t& event) const
+{
+    if (eventType(event) != XCB_CONFIGURE_NOTIFY)
+        return false;
+    const auto& configure = eventAs<xcb_configure_notify_event_t>(event);
+    return isOurs(configure.above_sibling) && placeOf(configure).intersects(area_);
 }
 
 // At once where that does not happen all the time: each moment counts.
@@ -165,24 +188,33 @@ void AreaWindows::raiseSoon()
 void AreaWindows::raise()
 {
     raises_.note(CorrectionLimiter::Clock::now());
-    for (auto entry = entries_.rbegin(); entry != entries_.rend(); ++entry) {
-        if (!isInRoot(*entry))
-            continue;
-        const std::uint32_t above = XCB_STACK_MODE_ABOVE;
-        mayFail(connection_.get(),
-                xcb_configure_window_checked(connection_.get(), entry->window, XCB_CONFIG_WINDOW_STACK_MODE, &above));
-        stackBelow(entry);
-        break;
-    }
+    const auto front =
+        std::find_if(entries_.rbegin(), entries_.rend(), [this](const Entry& entry) { return isInRoot(entry); });
+    if (front == entries_.rend())
+        return;
+    const std::uint32_t above = XCB_STACK_MODE_ABOVE;
+    mayFail(connection_.get(),
+            xcb_configure_window_checked(connection_.get(), front->window, XCB_CONFIG_WINDOW_STACK_MODE, &above));
+    putInOrder();
+}
+
+// Behind the frontmost of those with the same parent.
+void AreaWindows::putInOrder() const
+{
+    const auto isThere = [this](const Entry& entry) { return isInRoot(entry); };
+    stackBelow(std::find_if(entries_.rbegin(), entries_.rend(), isThere));
+    stackBelow(std::find_if_not(entries_.rbegin(), entries_.rend(), isThere));
     connection_.flush();
 }
 
 // Those that stand there already stay where they are, and nobody hears of it.
 void AreaWindows::stackBelow(const std::vector<Entry>::const_reverse_iterator& front) const
 {
+    if (front == entries_.rend())
+        return;
     xcb_window_t above = front->window;
     for (auto entry = std::next(front); entry != entries_.rend(); ++entry) {
-        if (!isInRoot(*entry))
+        if (isInRoot(*entry) != isInRoot(*front))
             continue;
         const std::array<std::uint32_t, 2> values = {above, XCB_STACK_MODE_BELOW};
         mayFail(connection_.get(),
@@ -190,7 +222,6 @@ void AreaWindows::stackBelow(const std::vector<Entry>::const_reverse_iterator& f
                                              XCB_CONFIG_WINDOW_SIBLING | XCB_CONFIG_WINDOW_STACK_MODE, values.data()));
         above = entry->window;
     }
-    connection_.flush();
 }
 
 } // namespace nimbrale::x11

@@ -6,8 +6,9 @@
 #include "platform/x11/server/correction_limiter.h"
 #include "platform/x11/server/event_dispatcher.h"
 #include "platform/x11/server/window_events.h"
+#include "platform/x11/virtual_display/area_contest.h"
 
-#include <chrono>
+#include <functional>
 #include <memory>
 #include <vector>
 #include <xcb/xcb.h>
@@ -22,6 +23,9 @@ enum class AreaRole {
     backdrop,
     shade ///< as the backdrop, but always a child of the root: what a compositing manager finds there
 };
+
+/// Where a window of that role belongs when the area is there.
+[[nodiscard]] PixelRect placeOf(AreaRole role, const PixelRect& area);
 
 /// The windows that are registered with the virtual area, back to front: puts them over it, all but the shades into one
 /// parent, and keeps those that are the root's children in front of whatever others put there. Main thread only.
@@ -53,15 +57,21 @@ public:
     void moveInto(xcb_window_t parent);
     [[nodiscard]] xcb_window_t parent() const { return parent_; }
 
+    /// Called with each window that others put in front over the area while they contend for it (`AreaContest`).
+    std::function<void()> onContested;
+
 private:
+    void handle(const xcb_generic_event_t& event);
     void configure(const Entry& entry) const;
     void reparent(const Entry& entry, xcb_window_t parent) const;
     [[nodiscard]] bool isInRoot(const Entry& entry) const;
     [[nodiscard]] bool isOurs(xcb_window_t window) const;
     [[nodiscard]] bool isMoveOfFrontmost(const xcb_generic_event_t& event) const;
     [[nodiscard]] bool mayBeCoveredAfter(const xcb_generic_event_t& event) const;
+    [[nodiscard]] bool isRaisedOverArea(const xcb_generic_event_t& event) const;
     void raiseSoon();
     void raise();
+    void putInOrder() const;
     void stackBelow(const std::vector<Entry>::const_reverse_iterator& front) const;
 
     Connection& connection_;
@@ -69,6 +79,7 @@ private:
     std::vector<Entry> entries_;
     PixelRect area_;
     xcb_window_t parent_;
+    AreaContest contest_;
     CorrectionLimiter raises_;
     std::unique_ptr<Timer> raiseTimer_;
     WindowEvents rootEvents_;

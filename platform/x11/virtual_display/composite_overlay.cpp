@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <array>
 #include <xcb/composite.h>
+#include <xcb/res.h>
 #include <xcb/shape.h>
 
 namespace nimbrale::x11 {
@@ -45,6 +46,22 @@ CompositeOverlay::CompositeOverlay(Connection& connection) : connection_(connect
 CompositeOverlay::~CompositeOverlay()
 {
     release();
+}
+
+// To ask for the overlay itself would make it.
+bool CompositeOverlay::isHeldBy(xcb_window_t window) const
+{
+    if (!connection_.extensions().resources.isPresent)
+        return false;
+    xcb_connection_t* const raw = connection_.get();
+    const Reply<xcb_res_query_client_resources_reply_t> resources(
+        xcb_res_query_client_resources_reply(raw, xcb_res_query_client_resources(raw, window), nullptr));
+    if (!resources)
+        return false;
+    const xcb_atom_t held = connection_.atom("CompositeClientOverlay");
+    const xcb_res_type_t* const types = xcb_res_query_client_resources_types(resources.get());
+    return std::any_of(types, types + xcb_res_query_client_resources_types_length(resources.get()),
+                       [held](const xcb_res_type_t& type) { return type.resource_type == held && type.count > 0; });
 }
 
 bool CompositeOverlay::acquire()

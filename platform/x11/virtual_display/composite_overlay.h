@@ -19,6 +19,9 @@ public:
     CompositeOverlay(const CompositeOverlay&) = delete;
     CompositeOverlay& operator=(const CompositeOverlay&) = delete;
 
+    /// Whether the client that made `window` has it, as a compositing manager does that draws into it. False where the
+    /// server does not tell (X-Resource). Waits for the server.
+    [[nodiscard]] bool isHeldBy(xcb_window_t window) const;
     /// False when the server has none.
     [[nodiscard]] bool acquire();
     /// Children that are still in it may be destroyed. Sent with the next flush.

@@ -42,6 +42,8 @@ struct VirtualArea::Impl {
     bool isKnown = false;
     /// Whether the windows have been children of the other of root and overlay since the last change.
     bool wasMoved = false;
+    /// Whether this compositing manager does not leave alone what is in the overlay.
+    bool isOverlayRefused = false;
     std::unique_ptr<AreaProbe> probe;
 
     Impl(Connection& theConnection, EventDispatcher& events, MainQueue& theMainQueue, VirtualArea& theOwner)
@@ -49,14 +51,19 @@ struct VirtualArea::Impl {
           compositing(theConnection, events), windows(theConnection, events, theMainQueue)
     {
         watch(events);
+        windows.onContested = [this] { contested(); };
     }
 
     void watch(EventDispatcher& events);
     void managerChanged();
     void probeSoon();
     void startProbe();
+    [[nodiscard]] AreaProbe::Spot spotInFront() const;
     [[nodiscard]] std::optional<PixelRect> placeIfShown(xcb_window_t window) const;
     void probeEnded(bool wasSeen);
+    void contested();
+    void overlayTried(bool wasSeen);
+    [[nodiscard]] bool isInOverlay() const { return windows.parent() != connection.root(); }
     void enterOverlay();
     void leaveOverlay();
     void cover(const PixelRect& place, const std::function<void()>& changeLayout);
@@ -79,6 +86,7 @@ void VirtualArea::Impl::managerChanged()
 {
     leaveOverlay();
     isKnown = false;
+    isOverlayRefused = false;
     probeSoon();
     if (isVerified && owner.onVerified)
         owner.onVerified();
@@ -89,9 +97,11 @@ void VirtualArea::Impl::probeSoon()
     isVerified = false;
     probe.reset();
     probeTimer.reset();
+    if (!isInOverlay())
+        overlay.release();
     if (pixels.isEmpty())
         return;
-    if (!compositing.isComposited()) {
+    if (compositing.askManager() == XCB_WINDOW_NONE) {
         isVerified = true;
         return;
     }
@@ -121,27 +131,29 @@ bool VirtualArea::Impl::prefersOverlay()
     return text == "KWin" || text == "Xfwm4";
 }
 
+void VirtualArea::Impl::startProbe()
+{
+    probe = std::make_unique<AreaProbe>(connection, mainQueue, pixels, spotInFront(), std::nullopt,
+                                        [this](bool wasSeen) { probeEnded(wasSeen); });
+}
+
 // In the frontmost window, since that is what has to be seen; a window of its own in front of it would have its place
 // disputed.
-void VirtualArea::Impl::startProbe()
+AreaProbe::Spot VirtualArea::Impl::spotInFront() const
 {
     const int x = pixels.x + pixels.width;
     const int y = pixels.y + pixels.height;
-    xcb_window_t parent = overlay.window() != XCB_WINDOW_NONE ? overlay.window() : connection.root();
-    PixelRect place;
+    AreaProbe::Spot spot{windows.parent()};
     for (const auto& [window, role] : windows.entries()) {
         if (role == AreaRole::shade)
             continue;
         const auto shown = placeIfShown(window);
         const bool holdsCorner = shown && shown->x <= x - AreaProbe::pixelCount && shown->y < y &&
                                  shown->x + shown->width >= x && shown->y + shown->height >= y;
-        if (!holdsCorner)
-            continue;
-        parent = window;
-        place = *shown;
+        if (holdsCorner)
+            spot = {window, shown->x, shown->y};
     }
-    probe = std::make_unique<AreaProbe>(connection, mainQueue, parent, place.x, place.y, pixels,
-                                        [this](bool wasSeen) { probeEnded(wasSeen); });
+    return spot;
 }
 
 std::optional<PixelRect> VirtualArea::Impl::placeIfShown(xcb_window_t window) const
@@ -160,15 +172,16 @@ void VirtualArea::Impl::probeEnded(bool wasSeen)
     probe.reset();
     if (wasSeen) {
         isVerified = true;
-        if (overlay.window() != XCB_WINDOW_NONE)
+        if (isInOverlay())
             exposeAll();
         if (owner.onVerified)
             owner.onVerified();
         return;
     }
-    if (!wasMoved && compositing.isComposited()) {
+    if (!wasMoved && compositing.askManager() != XCB_WINDOW_NONE) {
         wasMoved = true;
-        if (overlay.window() != XCB_WINDOW_NONE)
+        isOverlayRefused = isOverlayRefused || isInOverlay();
+        if (isInOverlay())
             leaveOverlay();
         else
             enterOverlay();
@@ -182,9 +195,40 @@ void VirtualArea::Impl::probeEnded(bool wasSeen)
     }
 }
 
+// No child of the root can come to lie above one of the overlay's. But some compositing managers draw over those, so it
+// is tried with a few pixels before the windows go there. An overlay that no compositing manager draws into is left
+// alone: it would hide the desktop while this process holds it, and with this process it would take along the card.
+void VirtualArea::Impl::contested()
+{
+    if (isInOverlay() || isOverlayRefused || !isVerified || probe)
+        return;
+    const xcb_window_t manager = compositing.askManager();
+    if (manager == XCB_WINDOW_NONE || !overlay.isHeldBy(manager) || !overlay.acquire()) {
+        isOverlayRefused = true;
+        return;
+    }
+    overlay.open(pixels);
+    probe = std::make_unique<AreaProbe>(connection, mainQueue, pixels, AreaProbe::Spot{overlay.window()}, spotInFront(),
+                                        [this](bool wasSeen) { overlayTried(wasSeen); });
+}
+
+void VirtualArea::Impl::overlayTried(bool wasSeen)
+{
+    probe.reset();
+    if (!wasSeen) {
+        isOverlayRefused = true;
+        overlay.release();
+        connection.flush();
+        return;
+    }
+    enterOverlay();
+    wasMoved = false;
+    startProbe();
+}
+
 void VirtualArea::Impl::enterOverlay()
 {
-    if (overlay.window() != XCB_WINDOW_NONE || !overlay.acquire())
+    if (isInOverlay() || !overlay.acquire())
         return;
     overlay.open(pixels);
     cover(pixels, [this] { windows.moveInto(overlay.window()); });
@@ -215,6 +259,10 @@ void VirtualArea::Impl::leaveOverlay()
     if (overlay.window() == XCB_WINDOW_NONE)
         return;
     probe.reset();
+    if (!isInOverlay()) {
+        overlay.release();
+        return;
+    }
     cover(pixels, [this] {
         windows.moveInto(connection.root());
         overlay.release();
@@ -281,7 +329,7 @@ xcb_window_t VirtualArea::parent() const
 
 bool VirtualArea::usesOverlay() const
 {
-    return impl_->overlay.window() != XCB_WINDOW_NONE;
+    return impl_->isInOverlay();
 }
 
 bool VirtualArea::isVerified() const

@@ -22,7 +22,9 @@ namespace nimbrale::x11 {
 /// coordinates; but it may only be stacked relative to other registered windows. It is no place for all desktops: some
 /// compositing managers draw over its children, or take it off the screen for a while.
 ///
-/// No window that others put in front of the registered ones stays there for longer than it takes to hear of it.
+/// No window that others put in front of the registered ones stays there for longer than it takes to hear of it. Where
+/// others insist (`AreaContest`) while a compositing manager draws into the overlay window, and pixels tried there stay
+/// on the screen, the registered windows go there for good, out of the reach of all others.
 class VirtualArea {
 public:
     /// All three must outlive it.
