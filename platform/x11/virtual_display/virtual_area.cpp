@@ -313,7 +313,8 @@ void VirtualArea::setPixels(const PixelRect& pixels, const std::function<void()>
     impl_->cover(pixels, changeLayout);
     if (pixels.isEmpty())
         impl_->leaveOverlay();
-    if (isNew)
+    // A compositing manager that draws over what is in the overlay does so after any change of the displays.
+    if (isNew || usesOverlay())
         impl_->probeSoon();
 }
 
