@@ -2,56 +2,15 @@
 // back.
 
 #include "tests/faults/other_clients_fixture.h"
+#include "tests/support/window_touches.h"
 
-#include <array>
 #include <functional>
 #include <string>
 
 namespace nimbrale::test {
 namespace {
 
-struct Touch {
-    std::string name;
-    std::function<void(xcb_connection_t* connection, xcb_window_t window)> apply;
-};
-
-void configure(xcb_connection_t* connection, xcb_window_t window, std::uint16_t mask, std::uint32_t first,
-               std::uint32_t second)
-{
-    const std::array<std::uint32_t, 2> values{first, second};
-    xcb_configure_window(connection, window, mask, values.data());
-}
-
-/// A hidden window of this client.
-xcb_window_t makeHiddenParent(xcb_connection_t* connection)
-{
-    const xcb_window_t parent = xcb_generate_id(connection);
-    xcb_create_window(connection, XCB_COPY_FROM_PARENT, parent,
-                      xcb_setup_roots_iterator(xcb_get_setup(connection)).data->root, 0, 0, 50, 50, 0,
-                      XCB_WINDOW_CLASS_INPUT_OUTPUT, XCB_COPY_FROM_PARENT, 0, nullptr);
-    return parent;
-}
-
-const Touch touches[]{
-    {"Unmapped", [](auto* connection, auto window) { xcb_unmap_window(connection, window); }},
-    {"Moved", [](auto* connection,
-                 auto window) { configure(connection, window, XCB_CONFIG_WINDOW_X | XCB_CONFIG_WINDOW_Y, 700, 500); }},
-    {"Resized",
-     [](auto* connection, auto window) {
-         configure(connection, window, XCB_CONFIG_WINDOW_WIDTH | XCB_CONFIG_WINDOW_HEIGHT, 30, 40);
-     }},
-    {"Reparented", [](auto* connection,
-                      auto window) { xcb_reparent_window(connection, window, makeHiddenParent(connection), 0, 0); }},
-    {"DestroyedWithAParent",
-     [](auto* connection, auto window) {
-         const xcb_window_t parent = makeHiddenParent(connection);
-         xcb_reparent_window(connection, window, parent, 0, 0);
-         xcb_destroy_window(connection, parent);
-     }},
-    {"Destroyed", [](auto* connection, auto window) { xcb_destroy_window(connection, window); }},
-};
-
-class TouchedWindowsTest : public OtherClientsTest, public testing::WithParamInterface<Touch> {
+class TouchedWindowsTest : public OtherClientsTest, public testing::WithParamInterface<WindowTouch> {
 protected:
     /// The topmost of the application's windows with that size.
     [[nodiscard]] xcb_window_t ownWindowOf(QSize size) const
@@ -76,7 +35,7 @@ protected:
     }
 };
 
-INSTANTIATE_TEST_SUITE_P(Touches, TouchedWindowsTest, testing::ValuesIn(touches),
+INSTANTIATE_TEST_SUITE_P(Touches, TouchedWindowsTest, testing::ValuesIn(window_touches::all()),
                          [](const auto& touched) { return touched.param.name; });
 
 TEST_P(TouchedWindowsTest, TheFrameIsPutBack)

@@ -40,7 +40,7 @@ AreaWindows::AreaWindows(Connection& connection, EventDispatcher& events, MainQu
 
 void AreaWindows::handle(const xcb_generic_event_t& event)
 {
-    if (isMoveOfFrontmost(event)) {
+    if (isMoveOfOurs(event)) {
         putInOrder();
         return;
     }
@@ -56,6 +56,19 @@ void AreaWindows::add(xcb_window_t window, AreaRole role)
     entries_.push_back({window, role});
     if (!isInRoot(entries_.back()))
         reparent(entries_.back(), parent_);
+}
+
+void AreaWindows::replace(xcb_window_t gone, xcb_window_t window)
+{
+    for (Entry& entry : entries_) {
+        if (entry.window != gone)
+            continue;
+        entry.window = window;
+        configure(entry);
+        if (!isInRoot(entry))
+            reparent(entry, parent_);
+    }
+    putInOrder();
 }
 
 void AreaWindows::remove(xcb_window_t window)
@@ -125,13 +138,13 @@ bool AreaWindows::isOurs(xcb_window_t window) const
 }
 
 // Whoever moves the frontmost window in the stack, a panel that gives way to a window that the user works in, leaves
-// the ones behind it where they are.
-bool AreaWindows::isMoveOfFrontmost(const xcb_generic_event_t& event) const
+// the ones behind it where they are; and other programs may move any of them.
+bool AreaWindows::isMoveOfOurs(const xcb_generic_event_t& event) const
 {
     if (eventType(event) != XCB_CONFIGURE_NOTIFY)
         return false;
     const auto& configure = eventAs<xcb_configure_notify_event_t>(event);
-    return configure.event == connection_.root() && configure.window == frontmost();
+    return configure.event == connection_.root() && isOurs(configure.window);
 }
 
 bool AreaWindows::mayBeCoveredAfter(const xcb_generic_event_t& event) const

@@ -45,6 +45,8 @@ public:
     void add(xcb_window_t window, AreaRole role);
     /// It is a child of the root again, if it was here.
     void remove(xcb_window_t window);
+    /// `window`, a child of the root, takes the place of one that was here, which is not touched.
+    void replace(xcb_window_t gone, xcb_window_t window);
     /// Back to front.
     [[nodiscard]] const std::vector<Entry>& entries() const { return entries_; }
     /// XCB_WINDOW_NONE without any.
@@ -66,7 +68,7 @@ private:
     void reparent(const Entry& entry, xcb_window_t parent) const;
     [[nodiscard]] bool isInRoot(const Entry& entry) const;
     [[nodiscard]] bool isOurs(xcb_window_t window) const;
-    [[nodiscard]] bool isMoveOfFrontmost(const xcb_generic_event_t& event) const;
+    [[nodiscard]] bool isMoveOfOurs(const xcb_generic_event_t& event) const;
     [[nodiscard]] bool mayBeCoveredAfter(const xcb_generic_event_t& event) const;
     [[nodiscard]] bool isRaisedOverArea(const xcb_generic_event_t& event) const;
     void raiseSoon();

@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <utility>
 
 namespace nimbrale::x11 {
 
@@ -32,23 +33,19 @@ QString cardText()
     return QCoreApplication::translate("BackdropCard", "Sharing has stopped");
 }
 
-xcb_window_t createWindow(xcb_connection_t* raw, const xcb_screen_t& screen, xcb_window_t parent)
-{
-    const xcb_window_t window = xcb_generate_id(raw);
-    const std::array<std::uint32_t, 2> values = {screen.black_pixel, 1};
-    xcb_create_window(raw, XCB_COPY_FROM_PARENT, window, parent, -1, -1, 1, 1, 0, XCB_WINDOW_CLASS_INPUT_OUTPUT,
-                      XCB_COPY_FROM_PARENT, XCB_CW_BACK_PIXEL | XCB_CW_OVERRIDE_REDIRECT, values.data());
-    return window;
-}
+// Until it is put in its place.
+constexpr PixelRect firstPlace{-1, -1, 1, 1};
 
+// Any client can have destroyed a window that something is asked of here.
 void place(Connection& connection, xcb_window_t window, const PixelRect& pixels)
 {
     const std::array<std::uint32_t, 4> values = {
         static_cast<std::uint32_t>(pixels.x), static_cast<std::uint32_t>(pixels.y),
         static_cast<std::uint32_t>(pixels.width), static_cast<std::uint32_t>(pixels.height)};
-    xcb_configure_window(connection.get(), window,
-                         XCB_CONFIG_WINDOW_X | XCB_CONFIG_WINDOW_Y | XCB_CONFIG_WINDOW_WIDTH | XCB_CONFIG_WINDOW_HEIGHT,
-                         values.data());
+    mayFail(connection.get(), xcb_configure_window_checked(connection.get(), window,
+                                                           XCB_CONFIG_WINDOW_X | XCB_CONFIG_WINDOW_Y |
+                                                               XCB_CONFIG_WINDOW_WIDTH | XCB_CONFIG_WINDOW_HEIGHT,
+                                                           values.data()));
 }
 
 } // namespace
@@ -85,30 +82,43 @@ QImage BackdropCard::picture(int displayWidth, int displayHeight)
     return image;
 }
 
-BackdropCard::BackdropCard(Connection& connection, VirtualArea& area, const std::string& displayName)
-    : connection_(connection), area_(area), lasting_(LastingConnection::open(displayName))
+BackdropCard::BackdropCard(Connection& connection, EventDispatcher& events, MainQueue& queue, VirtualArea& area,
+                           std::string displayName)
+    : connection_(connection), events_(events), queue_(queue), area_(area), displayName_(std::move(displayName))
 {
-    xcb_connection_t* const raw = lasting_ ? lasting_->get() : connection_.get();
-    shade_ = createWindow(raw, connection_.screen(), connection_.root());
-    window_ = createWindow(raw, connection_.screen(), connection_.root());
-    text_ = createWindow(raw, connection_.screen(), window_);
-    if (lasting_) {
-        lasting_->mark(connection_, window_);
-        lasting_->synchronize();
-    }
-    area_.add(shade_, AreaRole::shade);
-    area_.add(window_, AreaRole::backdrop);
-    xcb_map_window(connection_.get(), shade_);
-    xcb_map_window(connection_.get(), window_);
+    make();
+    area_.add(shade_.window, AreaRole::shade);
+    area_.add(card_.window, AreaRole::backdrop);
+    xcb_map_window(connection_.get(), shade_.window);
+    xcb_map_window(connection_.get(), card_.window);
     connection_.flush();
+    guard([this] {
+        return WindowGuard::Wanted{.window = shade_.window,
+                                   .isShown = true,
+                                   .parent = connection_.root(),
+                                   .pixels = placeOf(AreaRole::shade, area_.pixels())};
+    });
+    guard([this] {
+        return WindowGuard::Wanted{.window = card_.window,
+                                   .isShown = true,
+                                   .parent = area_.parent(),
+                                   .pixels = placeOf(AreaRole::backdrop, area_.pixels())};
+    });
+    guard([this] {
+        return WindowGuard::Wanted{.window = text_.window,
+                                   .isShown = textPixels_ != firstPlace,
+                                   .parent = card_.window,
+                                   .pixels = textPixels_};
+    });
 }
 
 BackdropCard::~BackdropCard()
 {
+    guards_.clear();
     // Where the application is cut off from the display, the card stays until the display is removed.
     if (connection_.isLost())
         return;
-    for (const xcb_window_t window : {window_, shade_}) {
+    for (const xcb_window_t window : {card_.window, shade_.window}) {
         area_.remove(window);
         // Any client can have destroyed it before.
         mayFail(connection_.get(), xcb_destroy_window_checked(connection_.get(), window));
@@ -118,32 +128,87 @@ BackdropCard::~BackdropCard()
         lasting_->removeWindows();
 }
 
+void BackdropCard::make()
+{
+    if (!lasting_ || lasting_->isLost())
+        lasting_ = LastingConnection::open(displayName_);
+    shade_ = makePart(connection_.root());
+    card_ = makePart(connection_.root());
+    if (lasting_)
+        lasting_->mark(connection_, card_.window);
+    text_ = makePart(card_.window);
+    textPixels_ = firstPlace;
+}
+
+BackdropCard::Part BackdropCard::makePart(xcb_window_t parent)
+{
+    xcb_connection_t* const raw = lasting_ ? lasting_->get() : connection_.get();
+    const xcb_window_t window = xcb_generate_id(raw);
+    const std::array<std::uint32_t, 2> values = {connection_.screen().black_pixel, 1};
+    xcb_create_window(raw, XCB_COPY_FROM_PARENT, window, parent, firstPlace.x, firstPlace.y, firstPlace.width,
+                      firstPlace.height, 0, XCB_WINDOW_CLASS_INPUT_OUTPUT, XCB_COPY_FROM_PARENT,
+                      XCB_CW_BACK_PIXEL | XCB_CW_OVERRIDE_REDIRECT, values.data());
+    if (lasting_)
+        lasting_->synchronize();
+    return {window, WindowEvents(connection_, window, XCB_EVENT_MASK_STRUCTURE_NOTIFY)};
+}
+
+void BackdropCard::guard(std::function<WindowGuard::Wanted()> wanted)
+{
+    guards_.push_back(std::make_unique<WindowGuard>(connection_, events_, queue_, std::move(wanted),
+                                                    [this](WindowDamage) { remake(); }));
+}
+
+// Whatever was done to them, new ones come in the places of the old ones, which go when those are there.
+void BackdropCard::remake()
+{
+    if (area_.pixels().isEmpty())
+        return;
+    const std::array<xcb_window_t, 2> before = {shade_.window, card_.window};
+    make();
+    const std::array<xcb_window_t, 2> now = {shade_.window, card_.window};
+    for (std::size_t index = 0; index < now.size(); ++index) {
+        area_.replace(before[index], now[index]);
+        xcb_map_window(connection_.get(), now[index]);
+    }
+    layOut(std::exchange(laidOut_, {}));
+    for (const xcb_window_t window : before)
+        mayFail(connection_.get(), xcb_destroy_window_checked(connection_.get(), window));
+    connection_.flush();
+    if (onRemade)
+        onRemade();
+}
+
 void BackdropCard::layOut(const PixelRect& pixels)
 {
     if (pixels == laidOut_)
         return;
     laidOut_ = pixels;
+    xcb_connection_t* const raw = connection_.get();
     const QImage image = picture(pixels.width, pixels.height);
+    textPixels_ = image.isNull()
+                      ? firstPlace
+                      : PixelRect{(pixels.width - image.width()) / 2, pixels.y + (pixels.height - image.height()) / 2,
+                                  image.width(), image.height()};
+    place(connection_, text_.window, textPixels_);
     if (image.isNull()) {
-        xcb_unmap_window(connection_.get(), text_);
+        mayFail(raw, xcb_unmap_window_checked(raw, text_.window));
         connection_.flush();
         return;
     }
     const xcb_pixmap_t pixmap = upload(image);
-    xcb_change_window_attributes(connection_.get(), text_, XCB_CW_BACK_PIXMAP, &pixmap);
-    xcb_free_pixmap(connection_.get(), pixmap);
-    place(connection_, text_,
-          {(pixels.width - image.width()) / 2, pixels.y + (pixels.height - image.height()) / 2, image.width(),
-           image.height()});
-    xcb_clear_area(connection_.get(), 0, text_, 0, 0, 0, 0);
-    xcb_map_window(connection_.get(), text_);
+    mayFail(raw, xcb_change_window_attributes_checked(raw, text_.window, XCB_CW_BACK_PIXMAP, &pixmap));
+    xcb_free_pixmap(raw, pixmap);
+    mayFail(raw, xcb_clear_area_checked(raw, 0, text_.window, 0, 0, 0, 0));
+    mayFail(raw, xcb_map_window_checked(raw, text_.window));
     connection_.flush();
 }
 
 void BackdropCard::raise()
 {
     const std::uint32_t above = XCB_STACK_MODE_ABOVE;
-    xcb_configure_window(connection_.get(), window_, XCB_CONFIG_WINDOW_STACK_MODE, &above);
+    mayFail(connection_.get(),
+            xcb_configure_window_checked(connection_.get(), card_.window, XCB_CONFIG_WINDOW_STACK_MODE, &above));
     connection_.flush();
 }
 

@@ -19,6 +19,8 @@ public:
     LastingConnection& operator=(const LastingConnection&) = delete;
 
     [[nodiscard]] xcb_connection_t* get() const { return connection_; }
+    /// Whether the server has cut it off, as at any client's request.
+    [[nodiscard]] bool isLost() const { return xcb_connection_has_error(connection_) != 0; }
     /// Says that `window`, which was made through this connection, may be given to the functions below.
     void mark(Connection& connection, xcb_window_t window);
     /// Nothing that was made through this connection outlives it any more.

@@ -300,6 +300,14 @@ void VirtualArea::add(xcb_window_t window, AreaRole role)
     impl_->probeSoon();
 }
 
+void VirtualArea::replace(xcb_window_t gone, xcb_window_t window)
+{
+    impl_->windows.replace(gone, window);
+    // What was shown to find out may have been in the one that has gone.
+    if (!impl_->isVerified)
+        impl_->probeSoon();
+}
+
 void VirtualArea::remove(xcb_window_t window)
 {
     impl_->windows.remove(window);

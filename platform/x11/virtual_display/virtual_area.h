@@ -37,6 +37,9 @@ public:
     /// area when it is mapped. It may be given another parent, place, size and background at any time; the background
     /// is black except within `setPixels`. Windows added later stand in front.
     void add(xcb_window_t window, AreaRole role = AreaRole::picture);
+    /// From now on `window`, made as for `add`, is shown where `gone` was, before and behind the same windows. `gone`
+    /// may have been destroyed; it is not touched.
+    void replace(xcb_window_t gone, xcb_window_t window);
     /// Makes it an ordinary child of the root again. Call it before the window is destroyed.
     void remove(xcb_window_t window);
 

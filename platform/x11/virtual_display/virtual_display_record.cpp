@@ -7,13 +7,18 @@
 #include "platform/x11/virtual_display/lasting_connection.h"
 
 #include <array>
+#include <thread>
 #include <vector>
 
 namespace nimbrale::x11 {
 
 namespace {
 
+using namespace std::chrono_literals;
+
 constexpr std::uint32_t recordLength = 4;
+constexpr auto claimPatience = 1s;
+constexpr auto claimRetryDelay = 20ms;
 
 xcb_atom_t recordAtom(Connection& connection)
 {
@@ -48,6 +53,17 @@ std::unique_ptr<VirtualDisplayClaim> VirtualDisplayClaim::take(Connection& conne
     xcb_set_selection_owner(connection.get(), window, VirtualDisplayClaim::selection(connection), XCB_CURRENT_TIME);
     std::unique_ptr<VirtualDisplayClaim> claim(new VirtualDisplayClaim(connection, window));
     return claimOwner(connection) == window ? std::move(claim) : nullptr;
+}
+
+std::unique_ptr<VirtualDisplayClaim> VirtualDisplayClaim::waitFor(Connection& connection)
+{
+    const auto end = std::chrono::steady_clock::now() + claimPatience;
+    auto claim = take(connection);
+    while (!claim && !connection.isLost() && std::chrono::steady_clock::now() < end) {
+        std::this_thread::sleep_for(claimRetryDelay);
+        claim = take(connection);
+    }
+    return claim;
 }
 
 xcb_atom_t VirtualDisplayClaim::selection(Connection& connection)

@@ -16,6 +16,8 @@ class VirtualDisplayClaim {
 public:
     /// Null when another holds it.
     [[nodiscard]] static std::unique_ptr<VirtualDisplayClaim> take(Connection& connection);
+    /// As `take`, but waits a second for another to end, in order or by the hand of its caretaker.
+    [[nodiscard]] static std::unique_ptr<VirtualDisplayClaim> waitFor(Connection& connection);
     [[nodiscard]] static bool isTaken(Connection& connection);
     [[nodiscard]] static xcb_atom_t selection(Connection& connection);
     ~VirtualDisplayClaim();

@@ -28,10 +28,6 @@ constexpr auto retryDelay = 200ms;
 // by another program at that moment, say.
 constexpr int mostRefusals = 4;
 
-// Somebody else's display may be about to end, in order or by the hand of its caretaker.
-constexpr auto claimPatience = 1s;
-constexpr auto claimRetryDelay = 20ms;
-
 // A difference in the pixel pitch below this comes from rounding to whole millimetres.
 constexpr double pitchTolerance = 0.01;
 
@@ -42,23 +38,12 @@ bool differsMuch(double first, double second)
     return std::abs(first - second) > pitchTolerance * second;
 }
 
-std::unique_ptr<VirtualDisplayClaim> takeClaim(Connection& connection)
-{
-    const auto end = std::chrono::steady_clock::now() + claimPatience;
-    auto claim = VirtualDisplayClaim::take(connection);
-    while (!claim && !connection.isLost() && std::chrono::steady_clock::now() < end) {
-        std::this_thread::sleep_for(claimRetryDelay);
-        claim = VirtualDisplayClaim::take(connection);
-    }
-    return claim;
-}
-
 } // namespace
 
 Result<std::unique_ptr<X11VirtualDisplay>> X11VirtualDisplay::create(const Environment& environment,
                                                                      const VirtualDisplayDescriptor& descriptor)
 {
-    auto claim = takeClaim(environment.connection);
+    auto claim = VirtualDisplayClaim::waitFor(environment.connection);
     if (!claim) {
         return fail(ErrorCode::unsupported, "Another running " + descriptor.name +
                                                 " already has the virtual display of this screen. Share the window "
@@ -209,9 +194,10 @@ Result<void> X11VirtualDisplay::configure(const PixelRect& pixels)
     const std::vector<RandrPanning> pannings = layout_.pannings();
     const bool isDefined = !isAnnounced_ || (existing && existing->pixels == pixels && idle == output_);
     if (!card_) {
-        card_.emplace(environment_.connection, environment_.area, environment_.displayName);
-        record_.card = card_->window();
-        record_.write(environment_.connection);
+        card_.emplace(environment_.connection, environment_.events, environment_.mainQueue, environment_.area,
+                      environment_.displayName);
+        card_->onRemade = [this] { recordCard(); };
+        recordCard();
     }
 
     RandrChange change(environment_.connection);
@@ -239,6 +225,13 @@ Result<void> X11VirtualDisplay::configure(const PixelRect& pixels)
         return announce();
     environment_.screens.refresh();
     return changed;
+}
+
+void X11VirtualDisplay::recordCard()
+{
+    record_.card = card_->window();
+    record_.write(environment_.connection);
+    environment_.connection.flush();
 }
 
 // Before the area is known to show what is put there, no viewer may look at it: a compositing manager that has not yet

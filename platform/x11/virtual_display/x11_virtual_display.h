@@ -52,6 +52,7 @@ private:
 
     [[nodiscard]] Result<void> configure(const PixelRect& pixels);
     [[nodiscard]] Result<void> putBack(const RandrMonitor& before, const PixelRect& screenBefore);
+    void recordCard();
     [[nodiscard]] Result<void> announce();
     void areaVerified();
     void takeDown();
