@@ -1,5 +1,6 @@
 #include "app/nimbrale_app.h"
 
+#include "app/application_icon.h"
 #include "share/virtual_display.h"
 
 #include <QApplication>
@@ -45,6 +46,7 @@ NimbraleApp::NimbraleApp(Platform& platform, AppSettings& settings)
           platform, settings, [this](std::optional<EventTime> cause) { showSettingsWindow(cause); }, overlayColors()))
 {
     QApplication::setQuitOnLastWindowClosed(false);
+    QApplication::setWindowIcon(applicationIcon());
     platform_.onConnectionLost = endWithoutDesktop;
     platform_.workspace().onAlertsChanged = [this](const std::vector<std::uintptr_t>& windows) {
         followAlerts(windows);

@@ -33,7 +33,7 @@ SettingsWindow::SettingsWindow(AppSettings& settings, DisplayList displays)
     : general_(new GeneralSettings(settings, std::move(displays)))
 {
     setObjectName("Settings");
-    setWindowTitle(QCoreApplication::translate("SettingsWindow", "Settings"));
+    setWindowTitle(QCoreApplication::translate("SettingsWindow", "Nimbrale Settings"));
     setWindowFlags(Qt::Window | Qt::WindowTitleHint | Qt::WindowSystemMenuHint | Qt::WindowMinimizeButtonHint |
                    Qt::WindowCloseButtonHint);
 

@@ -97,6 +97,8 @@ public:
         return waitUntil(
             [&] {
                 QCoreApplication::processEvents();
+                // Replies that were waited for bring events along that wake no loop.
+                events_->dispatch();
                 return condition();
             },
             Milliseconds{milliseconds}, Milliseconds{1});

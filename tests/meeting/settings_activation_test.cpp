@@ -92,8 +92,9 @@ protected:
     /// Settings has the keyboard, and nothing of another program covers it.
     [[nodiscard]] testing::AssertionResult showsSettingsInFront()
     {
-        if (!waitUntil([&] { return desktop_->activeWindowTitle() == "Settings" && scene_->focused().empty(); },
-                       Milliseconds{3000}))
+        if (!waitUntil(
+                [&] { return desktop_->activeWindowTitle() == "Nimbrale Settings" && scene_->focused().empty(); },
+                Milliseconds{3000}))
             return testing::AssertionFailure() << "active is \"" << desktop_->activeWindowTitle() << "\"; "
                                                << keepImage(desktop_->screenshot(), "desktop");
         return testing::AssertionSuccess();
@@ -123,7 +124,8 @@ TEST_P(SettingsActivation, TheButtonBringsSettingsToTheFrontWithTheKeyboardEachT
     for (int round = 0; round < 3; ++round) {
         SCOPED_TRACE(round);
         ASSERT_TRUE(workElsewhere());
-        ASSERT_TRUE(waitUntil([&] { return desktop_->activeWindowTitle() != "Settings"; }, Milliseconds{3000}));
+        ASSERT_TRUE(
+            waitUntil([&] { return desktop_->activeWindowTitle() != "Nimbrale Settings"; }, Milliseconds{3000}));
         const QRect frame(region.topLeft(), QSize(round == 0 ? region.width() : width, region.height()));
         // The border above the resize button: the frame has followed what was typed.
         ASSERT_TRUE(desktop_->waitForPixel(frame.right() + 3, frame.bottom() - 40, frameYellow))

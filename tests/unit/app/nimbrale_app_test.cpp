@@ -8,9 +8,13 @@
 #include <QApplication>
 #include <QColor>
 #include <QComboBox>
+#include <QDir>
+#include <QFile>
+#include <QIcon>
 #include <QImage>
 #include <QPainter>
 #include <QPointer>
+#include <QScopeGuard>
 #include <QTemporaryDir>
 #include <QTimer>
 
@@ -178,6 +182,43 @@ TEST_F(NimbraleAppTest, NobodyIsToldOnceItIsGone)
 TEST_F(NimbraleAppTest, ClosingTheLastWindowDoesNotEndIt)
 {
     EXPECT_FALSE(QApplication::quitOnLastWindowClosed());
+}
+
+TEST_F(NimbraleAppTest, WindowsHaveTheFrameAsTheirIcon)
+{
+    app_->applicationWasReopened(std::nullopt);
+    const QIcon icon = settingsWindow()->windowIcon();
+    for (const int size : {16, 24, 32, 48, 64, 128, 256}) {
+        const QImage image = icon.pixmap(QSize(size, size), 1).toImage();
+        ASSERT_EQ(image.size(), QSize(size, size));
+        // Half way down, in the middle of the frame's left border.
+        const QColor border = image.pixelColor(size * 48 / 256, size / 2);
+        EXPECT_GT(border.red(), 180) << size;
+        EXPECT_LT(border.blue(), 100) << size;
+        EXPECT_EQ(image.pixelColor(0, 0).alpha(), 0) << size;
+    }
+}
+
+TEST_F(NimbraleAppTest, AnInstalledIconStaysInUse)
+{
+    const QDir theme(directory_.filePath("icons/hicolor"));
+    ASSERT_TRUE(theme.mkpath("48x48/apps"));
+    QFile index(theme.filePath("index.theme"));
+    ASSERT_TRUE(index.open(QFile::WriteOnly));
+    index.write("[Icon Theme]\nName=Hicolor\nDirectories=48x48/apps\n[48x48/apps]\nSize=48\nType=Fixed\n");
+    index.close();
+    QImage installed(48, 48, QImage::Format_RGB32);
+    installed.fill(Qt::magenta);
+    ASSERT_TRUE(installed.save(theme.filePath("48x48/apps/nimbrale.png")));
+    const auto restoreTheme = qScopeGuard([paths = QIcon::themeSearchPaths(), name = QIcon::themeName()] {
+        QIcon::setThemeSearchPaths(paths);
+        QIcon::setThemeName(name);
+    });
+    QIcon::setThemeSearchPaths({directory_.filePath("icons")});
+    QIcon::setThemeName("hicolor");
+
+    const NimbraleApp app(platform_, settings_);
+    EXPECT_EQ(QApplication::windowIcon().pixmap(QSize(48, 48), 1).toImage().pixelColor(24, 24), QColor(Qt::magenta));
 }
 
 TEST_F(NimbraleAppTest, ItIsEndingWhileItDecides)

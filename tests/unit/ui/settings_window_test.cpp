@@ -75,7 +75,7 @@ protected:
 
 TEST_F(SettingsWindowTest, IsKnownByItsTitleAndName)
 {
-    EXPECT_EQ(window_.windowTitle(), "Settings");
+    EXPECT_EQ(window_.windowTitle(), "Nimbrale Settings");
     EXPECT_EQ(window_.objectName(), "Settings");
 }
 
