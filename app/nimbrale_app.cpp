@@ -91,13 +91,21 @@ void NimbraleApp::showSettingsWindow(std::optional<EventTime> cause)
 std::unique_ptr<SettingsWindow> NimbraleApp::makeSettingsWindow()
 {
     auto window = std::make_unique<SettingsWindow>(
-        settings_, [&screens = platform_.screens()] { return displaysForFrame(screens); });
+        settings_, [&screens = platform_.screens()] { return displaysForFrame(screens); },
+        [this] { return framedArea(); });
     window->onKeyChanged = [this, settingsWindow = window.get()](bool isKey) {
         panelsBelowSettings_ = isKey ? platform_.panels().keepBelow(settingsWindow->winId()) : nullptr;
     };
     screensObserver_ =
         platform_.screens().observeChanges([settingsWindow = window.get()] { settingsWindow->displaysDidChange(); });
     return window;
+}
+
+std::optional<FramedArea> NimbraleApp::framedArea() const
+{
+    if (!appDelegate_->sharedScreen().isActive())
+        return std::nullopt;
+    return FramedArea{*appDelegate_->capture()->geometry()};
 }
 
 } // namespace nimbrale

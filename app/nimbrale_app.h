@@ -37,6 +37,7 @@ private:
     void showSettingsWindow(std::optional<EventTime> cause);
     void followAlerts(const std::vector<std::uintptr_t>& windows);
     [[nodiscard]] std::unique_ptr<SettingsWindow> makeSettingsWindow();
+    [[nodiscard]] std::optional<FramedArea> framedArea() const;
 
     Platform& platform_;
     AppSettings& settings_;

@@ -50,8 +50,9 @@ QFrame* makeDivider()
 
 } // namespace
 
-GeneralSettings::GeneralSettings(AppSettings& settings, DisplayList displays, QWidget* parent)
-    : QWidget(parent), settings_(settings), displays_(std::move(displays))
+GeneralSettings::GeneralSettings(AppSettings& settings, DisplayList displays, FramedAreaSource framedArea,
+                                 QWidget* parent)
+    : QWidget(parent), settings_(settings), displays_(std::move(displays)), framedArea_(std::move(framedArea))
 {
     auto* layout = new QVBoxLayout(this);
     layout->addWidget(makeDisplaySection());
@@ -61,6 +62,8 @@ GeneralSettings::GeneralSettings(AppSettings& settings, DisplayList displays, QW
         layout->addWidget(section);
     }
     layout->addStretch();
+    NumberField::align(*left_, *width_);
+    NumberField::align(*top_, *height_);
     refresh();
 }
 
@@ -78,27 +81,43 @@ SettingsSection* GeneralSettings::makeDisplaySection()
     return section;
 }
 
+NumberField* GeneralSettings::makeNumberField(const char* label, const char* name, std::int64_t StoredRegion::*side,
+                                              void (AppSettings::*store)(std::int64_t))
+{
+    auto* field =
+        new NumberField(translated(label), translated(name), translated(QT_TRANSLATE_NOOP("GeneralSettings", "px")));
+    field->edit().onCommit = [this, store](std::int64_t value) { (settings_.*store)(value); };
+    field->edit().nearestStep = [this, side](std::int64_t wanted) { return nearestAllowed(side, wanted); };
+    return field;
+}
+
+std::int64_t GeneralSettings::nearestAllowed(std::int64_t StoredRegion::*side, std::int64_t wanted) const
+{
+    const std::optional<FramedArea> area = framedArea_();
+    if (!area)
+        return wanted;
+    StoredRegion region{settings_.left(), settings_.top(), settings_.width(), settings_.height()};
+    region.*side = wanted;
+    return area->display.storedFromRegion(area->display.regionFromStored(region)).*side;
+}
+
 SettingsSection* GeneralSettings::makePositionSection()
 {
-    const QString unit = translated(QT_TRANSLATE_NOOP("GeneralSettings", "px"));
-    left_ = new NumberField(translated(QT_TRANSLATE_NOOP("GeneralSettings", "&Left")),
-                            translated(QT_TRANSLATE_NOOP("GeneralSettings", "Left")), unit);
-    left_->onCommit = [this](std::int64_t value) { settings_.setLeft(value); };
-    top_ = new NumberField(translated(QT_TRANSLATE_NOOP("GeneralSettings", "&Top")),
-                           translated(QT_TRANSLATE_NOOP("GeneralSettings", "Top")), unit);
-    top_->onCommit = [this](std::int64_t value) { settings_.setTop(value); };
+    left_ = makeNumberField(QT_TRANSLATE_NOOP("GeneralSettings", "&Left"), QT_TRANSLATE_NOOP("GeneralSettings", "Left"),
+                            &StoredRegion::left, &AppSettings::setLeft);
+    top_ = makeNumberField(QT_TRANSLATE_NOOP("GeneralSettings", "&Top"), QT_TRANSLATE_NOOP("GeneralSettings", "Top"),
+                           &StoredRegion::top, &AppSettings::setTop);
     return new SettingsSection(translated(QT_TRANSLATE_NOOP("GeneralSettings", "Position")), makeRow(left_, top_));
 }
 
 SettingsSection* GeneralSettings::makeDimensionsSection()
 {
-    const QString unit = translated(QT_TRANSLATE_NOOP("GeneralSettings", "px"));
-    width_ = new NumberField(translated(QT_TRANSLATE_NOOP("GeneralSettings", "&Width")),
-                             translated(QT_TRANSLATE_NOOP("GeneralSettings", "Width")), unit);
-    width_->onCommit = [this](std::int64_t value) { settings_.setWidth(value); };
-    height_ = new NumberField(translated(QT_TRANSLATE_NOOP("GeneralSettings", "&Height")),
-                              translated(QT_TRANSLATE_NOOP("GeneralSettings", "Height")), unit);
-    height_->onCommit = [this](std::int64_t value) { settings_.setHeight(value); };
+    width_ =
+        makeNumberField(QT_TRANSLATE_NOOP("GeneralSettings", "&Width"), QT_TRANSLATE_NOOP("GeneralSettings", "Width"),
+                        &StoredRegion::width, &AppSettings::setWidth);
+    height_ =
+        makeNumberField(QT_TRANSLATE_NOOP("GeneralSettings", "&Height"), QT_TRANSLATE_NOOP("GeneralSettings", "Height"),
+                        &StoredRegion::height, &AppSettings::setHeight);
     return new SettingsSection(translated(QT_TRANSLATE_NOOP("GeneralSettings", "Dimensions")),
                                makeRow(width_, height_));
 }
@@ -147,10 +166,10 @@ SettingsSection* GeneralSettings::makeNotificationsSection()
 void GeneralSettings::refresh()
 {
     refreshDisplays();
-    left_->setValue(settings_.left());
-    top_->setValue(settings_.top());
-    width_->setValue(settings_.width());
-    height_->setValue(settings_.height());
+    left_->edit().setValue(settings_.left());
+    top_->edit().setValue(settings_.top());
+    width_->edit().setValue(settings_.width());
+    height_->edit().setValue(settings_.height());
     const std::int64_t framerate = std::clamp<std::int64_t>(settings_.framerate(), 1, largestFramerate);
     if (framerate_->value() != framerate) {
         const QSignalBlocker blocker(framerate_);

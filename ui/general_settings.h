@@ -1,11 +1,14 @@
 #pragma once
 
+#include "geometry/display_geometry.h"
 #include "platform/screens.h"
 #include "settings/app_settings.h"
 
 #include <QWidget>
 
+#include <cstdint>
 #include <functional>
+#include <optional>
 #include <vector>
 
 class QCheckBox;
@@ -20,18 +23,31 @@ class SettingsSection;
 /// The displays that the frame can be on, in the system's order.
 using DisplayList = std::function<std::vector<Screen>()>;
 
+/// What is shared at the moment.
+struct FramedArea {
+    /// Of the display that the frame is on.
+    DisplayGeometry display;
+};
+
+/// Absent while nothing is shared.
+using FramedAreaSource = std::function<std::optional<FramedArea>()>;
+
 /// The controls for the frame: display, position, dimensions, frame rate, snapping and notifications. Each is bound to
 /// its setting: a change is stored at once, and changes made elsewhere show with `refresh`.
 class GeneralSettings final : public QWidget {
 public:
     /// `settings` must outlive the widget.
-    GeneralSettings(AppSettings& settings, DisplayList displays, QWidget* parent = nullptr);
+    GeneralSettings(AppSettings& settings, DisplayList displays, FramedAreaSource framedArea,
+                    QWidget* parent = nullptr);
 
     /// Shows what the settings hold and which displays there are now. Writes nothing.
     void refresh();
 
 private:
     [[nodiscard]] SettingsSection* makeDisplaySection();
+    [[nodiscard]] NumberField* makeNumberField(const char* label, const char* name, std::int64_t StoredRegion::*side,
+                                               void (AppSettings::*store)(std::int64_t));
+    [[nodiscard]] std::int64_t nearestAllowed(std::int64_t StoredRegion::*side, std::int64_t wanted) const;
     [[nodiscard]] SettingsSection* makePositionSection();
     [[nodiscard]] SettingsSection* makeDimensionsSection();
     [[nodiscard]] SettingsSection* makePerformanceSection();
@@ -42,6 +58,7 @@ private:
 
     AppSettings& settings_;
     DisplayList displays_;
+    FramedAreaSource framedArea_;
     QComboBox* display_ = nullptr;
     NumberField* left_ = nullptr;
     NumberField* top_ = nullptr;

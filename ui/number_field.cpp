@@ -4,8 +4,8 @@
 
 #include <QHBoxLayout>
 #include <QLabel>
-#include <QLineEdit>
-#include <QLocale>
+
+#include <algorithm>
 
 namespace nimbrale {
 
@@ -16,11 +16,10 @@ constexpr int editWidth = 80;
 } // namespace
 
 NumberField::NumberField(const QString& label, const QString& accessibleName, const QString& unit, QWidget* parent)
-    : QWidget(parent), label_(new QLabel(label, this)), edit_(new QLineEdit(this))
+    : QWidget(parent), label_(new QLabel(label, this)), edit_(new NumberEdit(this))
 {
     label_->setBuddy(edit_);
     edit_->setFixedWidth(editWidth);
-    edit_->setAlignment(Qt::AlignRight);
     edit_->setAccessibleName(accessibleName);
     setFocusProxy(edit_);
 
@@ -29,36 +28,13 @@ NumberField::NumberField(const QString& label, const QString& accessibleName, co
     layout->addWidget(label_);
     layout->addWidget(edit_);
     layout->addWidget(new SecondaryLabel(unit));
-
-    connect(edit_, &QLineEdit::editingFinished, this, [this] { commit(); });
-    showValue();
 }
 
-void NumberField::setValue(std::int64_t value)
+void NumberField::align(NumberField& one, NumberField& other)
 {
-    value_ = value;
-    if (!edit_->isModified())
-        showValue();
-}
-
-void NumberField::commit()
-{
-    if (!edit_->isModified())
-        return;
-    bool isNumber = false;
-    const qlonglong typed = edit_->locale().toLongLong(edit_->text().trimmed(), &isNumber);
-    const bool isNew = isNumber && typed != value_;
-    if (isNew)
-        value_ = typed;
-    showValue();
-    if (isNew && onCommit)
-        onCommit(value_);
-}
-
-void NumberField::showValue()
-{
-    // Setting the text also forgets that the user changed it.
-    edit_->setText(edit_->locale().toString(static_cast<qlonglong>(value_)));
+    const int width = std::max(one.label_->sizeHint().width(), other.label_->sizeHint().width());
+    for (NumberField* field : {&one, &other})
+        field->label_->setMinimumWidth(width);
 }
 
 } // namespace nimbrale

@@ -29,8 +29,8 @@ QSize sizeFor(const QScrollArea& scrollArea, const QWidget& content)
 
 } // namespace
 
-SettingsWindow::SettingsWindow(AppSettings& settings, DisplayList displays)
-    : general_(new GeneralSettings(settings, std::move(displays)))
+SettingsWindow::SettingsWindow(AppSettings& settings, DisplayList displays, FramedAreaSource framedArea)
+    : general_(new GeneralSettings(settings, std::move(displays), std::move(framedArea)))
 {
     setObjectName("Settings");
     setWindowTitle(QCoreApplication::translate("SettingsWindow", "Nimbrale Settings"));

@@ -14,7 +14,7 @@ namespace nimbrale {
 class SettingsWindow final : public QWidget {
 public:
     /// `settings` must outlive the window. `displays` are those that the frame can be on.
-    SettingsWindow(AppSettings& settings, DisplayList displays);
+    SettingsWindow(AppSettings& settings, DisplayList displays, FramedAreaSource framedArea);
 
     /// The window became the one that takes the user's keys, or ceased to be.
     std::function<void(bool isKey)> onKeyChanged;

@@ -23,6 +23,7 @@ const QRect region(300, 200, 500, 350);
 
 constexpr std::uint32_t altKey = 0xffe9;
 constexpr std::uint32_t tabKey = 0xff09;
+constexpr std::uint32_t upKey = 0xff52;
 
 class FrameAndSettings : public testing::Test {
 protected:
@@ -105,6 +106,27 @@ TEST_F(FrameAndSettings, AWidthTypedInSettingsMovesTheFrameAndTheDisplay)
     EXPECT_TRUE(desktop_->waitForPixel(wider.right() - 40, wider.top() - 2, frameYellow, Milliseconds{3000}))
         << keepImage(desktop_->screenshot(), "desktop");
     EXPECT_EQ(application_->storedRegion(), wider);
+}
+
+TEST_F(FrameAndSettings, UpInSettingsStepsTheFrameAndTheDisplay)
+{
+    desktop_->click(Application::settingsButtonOf(region));
+    ASSERT_TRUE(waitUntil([&] { return desktop_->windowTitled("Nimbrale Settings").has_value(); }, Milliseconds{3000}));
+    // The window manager gives the focus when it has placed the window.
+    sleepFor(Milliseconds{300});
+    desktop_->pressKey(altKey);
+    type("h");
+    desktop_->releaseKey(altKey);
+    QRect higher = region;
+    for (int step = 0; step < 3; ++step) {
+        // The next press waits, since those of one moment count as one key held down.
+        higher.setHeight(higher.height() + 1);
+        desktop_->pressKey(upKey);
+        desktop_->releaseKey(upKey);
+        ASSERT_TRUE(waitUntil([&] { return application_->storedRegion() == higher; }, Milliseconds{3000}))
+            << keepImage(desktop_->screenshot(), "desktop");
+    }
+    EXPECT_TRUE(application_->waitForVirtualDisplay(higher.size())) << keepImage(desktop_->screenshot(), "desktop");
 }
 
 TEST_F(FrameAndSettings, SettingsIsInFrontOfTheFrameWhileItIsKeyAndBehindItOtherwise)

@@ -1,14 +1,13 @@
 #include "tests/fakes/fake_screens.h"
 #include "tests/fakes/offscreen_toolkit.h"
+#include "tests/unit/ui/widget_input.h"
 #include "ui/number_field.h"
 #include "ui/settings_window.h"
 
 #include <QAbstractButton>
 #include <QApplication>
 #include <QComboBox>
-#include <QKeyEvent>
 #include <QLabel>
-#include <QLineEdit>
 #include <QSpinBox>
 #include <QTemporaryDir>
 
@@ -37,7 +36,7 @@ protected:
             throw std::runtime_error("no control is called " + accessibleName.toStdString());
         return **found;
     }
-    [[nodiscard]] QLineEdit& field(const QString& name) { return named<QLineEdit>(name); }
+    [[nodiscard]] QWidget& field(const QString& name) { return named<QWidget>(name); }
     [[nodiscard]] QAbstractButton& toggle(const QString& text)
     {
         const QList<QAbstractButton*> buttons = window_.findChildren<QAbstractButton*>();
@@ -50,27 +49,16 @@ protected:
     [[nodiscard]] bool shows(const QString& text)
     {
         const QList<QLabel*> labels = window_.findChildren<QLabel*>();
-        return std::ranges::any_of(labels,
-                                   [&](const QLabel* label) { return label->text() == text && label->isVisible(); });
-    }
-    static void press(QWidget& widget, int key, const QString& text = {})
-    {
-        QKeyEvent event(QEvent::KeyPress, key, Qt::NoModifier, text);
-        QApplication::sendEvent(&widget, &event);
-    }
-    static void type(QLineEdit& edit, const QString& text)
-    {
-        edit.setFocus();
-        edit.selectAll();
-        for (const QChar character : text)
-            press(edit, Qt::Key_unknown, character);
+        return std::ranges::any_of(
+            labels, [&](const QLabel* label) { return label->text().startsWith(text) && label->isVisible(); });
     }
 
     OffscreenToolkit toolkit_;
     QTemporaryDir directory_;
     AppSettings settings_{directory_.filePath("Nimbrale.conf").toStdString()};
     std::vector<Screen> displays_{makeScreen(3, {0, 0, 1920, 1080}), makeScreen(7, {1920, 0, 1600, 900})};
-    SettingsWindow window_{settings_, [this] { return displays_; }};
+    std::optional<FramedArea> framedArea_;
+    SettingsWindow window_{settings_, [this] { return displays_; }, [this] { return framedArea_; }};
 };
 
 TEST_F(SettingsWindowTest, IsKnownByItsTitleAndName)
@@ -81,13 +69,21 @@ TEST_F(SettingsWindowTest, IsKnownByItsTitleAndName)
 
 TEST_F(SettingsWindowTest, ShowsTheStoredValuesAndWritesNothing)
 {
-    EXPECT_EQ(field("Left").text(), "0");
-    EXPECT_EQ(field("Width").text(), "800");
-    EXPECT_EQ(field("Height").text(), "600");
+    EXPECT_EQ(textOf(field("Left")), "0");
+    EXPECT_EQ(textOf(field("Width")), "800");
+    EXPECT_EQ(textOf(field("Height")), "600");
     EXPECT_EQ(named<QSpinBox>("Framerate").value(), 30);
     EXPECT_TRUE(toggle("Snap").isChecked());
     EXPECT_TRUE(toggle("Show notifications").isChecked());
     EXPECT_FALSE(QFile::exists(directory_.filePath("Nimbrale.conf")));
+}
+
+TEST_F(SettingsWindowTest, FieldsBelowEachOtherBeginBelowEachOther)
+{
+    const auto leftEdge = [this](const char* name) { return field(name).mapTo(&window_, QPoint(0, 0)).x(); };
+    EXPECT_EQ(leftEdge("Left"), leftEdge("Width"));
+    EXPECT_EQ(leftEdge("Top"), leftEdge("Height"));
+    EXPECT_LT(leftEdge("Width"), leftEdge("Height"));
 }
 
 TEST_F(SettingsWindowTest, ReturnStoresATypedNumber)
@@ -96,7 +92,7 @@ TEST_F(SettingsWindowTest, ReturnStoresATypedNumber)
     EXPECT_EQ(settings_.width(), 800);
     press(field("Width"), Qt::Key_Return);
     EXPECT_EQ(settings_.width(), 1024);
-    EXPECT_EQ(field("Width").text(), QLocale().toString(1024));
+    EXPECT_EQ(textOf(field("Width")), QLocale().toString(1024));
 }
 
 TEST_F(SettingsWindowTest, LeavingAFieldStoresATypedNumber)
@@ -110,12 +106,11 @@ TEST_F(SettingsWindowTest, TextThatIsNoNumberIsTakenBack)
 {
     for (const char* text : {"abc", "12px", "", "1.5", "99999999999999999999"}) {
         type(field("Height"), "1");
-        field("Height").selectAll();
-        press(field("Height"), Qt::Key_Delete);
+        press(field("Height"), Qt::Key_Backspace);
         type(field("Height"), text);
         press(field("Height"), Qt::Key_Return);
         EXPECT_EQ(settings_.height(), 600) << text;
-        EXPECT_EQ(field("Height").text(), "600") << text;
+        EXPECT_EQ(textOf(field("Height")), "600") << text;
     }
 }
 
@@ -124,6 +119,51 @@ TEST_F(SettingsWindowTest, FieldsHaveNoLimits)
     type(field("Left"), "-70000");
     press(field("Left"), Qt::Key_Return);
     EXPECT_EQ(settings_.left(), -70000);
+}
+
+TEST_F(SettingsWindowTest, StepsAreStoredAtOnce)
+{
+    press(field("Left"), Qt::Key_Up);
+    EXPECT_EQ(settings_.left(), 1);
+    press(field("Top"), Qt::Key_Down);
+    EXPECT_EQ(settings_.top(), -1);
+    turnWheel(field("Width"), 120);
+    EXPECT_EQ(settings_.width(), 801);
+    turnWheel(field("Height"), -120);
+    EXPECT_EQ(settings_.height(), 599);
+}
+
+TEST_F(SettingsWindowTest, StepsStayWithinTheDisplayAndTypedNumbersAreLeftToTheCapture)
+{
+    framedArea_ = FramedArea{DisplayGeometry::of(displays_.front())};
+    press(field("Left"), Qt::Key_Down);
+    EXPECT_EQ(settings_.left(), 0);
+    press(field("Top"), Qt::Key_PageDown);
+    EXPECT_EQ(settings_.top(), -1) << "the display has nothing at its top, and 0 is one point below";
+    type(field("Width"), "2500");
+    press(field("Width"), Qt::Key_Return);
+    EXPECT_EQ(settings_.width(), 2500);
+    press(field("Width"), Qt::Key_Up);
+    EXPECT_EQ(settings_.width(), 1920);
+    type(field("Height"), "55");
+    press(field("Height"), Qt::Key_PageDown);
+    EXPECT_EQ(settings_.height(), 50);
+    type(field("Left"), "1900");
+    turnWheel(field("Left"), 120);
+    EXPECT_EQ(settings_.left(), 0) << "nothing is left beside a frame as wide as the display";
+}
+
+TEST_F(SettingsWindowTest, TopIsCountedFromBelowWhatTheDisplayHasAtItsTop)
+{
+    Screen withPanel = displays_.front();
+    withPanel.visibleFrame.height -= 31;
+    framedArea_ = FramedArea{DisplayGeometry::of(withPanel)};
+    type(field("Top"), "-25");
+    press(field("Top"), Qt::Key_PageDown);
+    EXPECT_EQ(settings_.top(), -31);
+    type(field("Top"), "440");
+    press(field("Top"), Qt::Key_PageUp);
+    EXPECT_EQ(settings_.top(), 1080 - 600 - 31);
 }
 
 TEST_F(SettingsWindowTest, FollowsChangesMadeElsewhere)
@@ -136,7 +176,7 @@ TEST_F(SettingsWindowTest, FollowsChangesMadeElsewhere)
     settings_.setShareNotifications(false);
     settings_.setDisplayID(7);
     QApplication::processEvents();
-    EXPECT_EQ(field("Left").text(), "55");
+    EXPECT_EQ(textOf(field("Left")), "55");
     EXPECT_EQ(named<QSpinBox>("Framerate").value(), 12);
     EXPECT_FALSE(toggle("Snap").isChecked());
     EXPECT_FALSE(toggle("Show notifications").isChecked());
@@ -150,8 +190,8 @@ TEST_F(SettingsWindowTest, ChangesElsewhereLeaveWhatIsBeingTyped)
     settings_.setWidth(640);
     settings_.setLeft(9);
     QApplication::processEvents();
-    EXPECT_EQ(field("Width").text(), "10");
-    EXPECT_EQ(field("Left").text(), "9");
+    EXPECT_EQ(textOf(field("Width")), "10");
+    EXPECT_EQ(textOf(field("Left")), "9");
     press(field("Width"), Qt::Key_Return);
     EXPECT_EQ(settings_.width(), 10);
 }
@@ -162,7 +202,7 @@ TEST_F(SettingsWindowTest, TypedTextThatIsTakenBackGivesWayToTheNewestValue)
     settings_.setWidth(640);
     QApplication::processEvents();
     press(field("Width"), Qt::Key_Return);
-    EXPECT_EQ(field("Width").text(), "640");
+    EXPECT_EQ(textOf(field("Width")), "640");
     EXPECT_EQ(settings_.width(), 640);
 }
 
@@ -247,7 +287,7 @@ TEST_F(SettingsWindowTest, HiddenWindowCatchesUpWhenShown)
     settings_.setLeft(77);
     QApplication::processEvents();
     window_.present();
-    EXPECT_EQ(field("Left").text(), "77");
+    EXPECT_EQ(textOf(field("Left")), "77");
 }
 
 TEST_F(SettingsWindowTest, EveryControlCanBeReachedByKeyAndHasAName)
@@ -272,7 +312,8 @@ TEST_F(SettingsWindowTest, EveryControlCanBeReachedByKeyAndHasAName)
 TEST_F(SettingsWindowTest, TellsWhenItTakesTheKeysAndWhenNot)
 {
     std::vector<bool> keys;
-    SettingsWindow other(settings_, [this] { return displays_; });
+    SettingsWindow other(
+        settings_, [this] { return displays_; }, [] { return std::nullopt; });
     other.onKeyChanged = [&](bool isKey) { keys.push_back(isKey); };
     other.present();
     QApplication::processEvents();
