@@ -116,6 +116,7 @@ void AppDelegate::captureStarted(const Result<void>& result)
     if (!geometry)
         programmingError("a capture that started without a display");
     sharedScreen_.activate(capture_->region(), *geometry, capture_->pixelScale());
+    framedAreaChanged();
     createEditor();
     tellLimitationsOnce();
 }
@@ -125,8 +126,11 @@ void AppDelegate::createEditor()
     editor_ = RegionEditor::create(platform_, capture_, *capture_->geometry(), settings_, colors_);
     const std::weak_ptr weak = weak_from_this();
     editor_->onRegionChange = [weak](const Rect& region) {
-        if (const auto self = weak.lock())
-            self->sharedScreen_.setRegion(region);
+        const auto self = weak.lock();
+        if (!self)
+            return;
+        self->sharedScreen_.setRegion(region);
+        self->framedAreaChanged();
     };
     editor_->onRegionChangeEnded = [weak] {
         const auto self = weak.lock();
@@ -178,6 +182,7 @@ void AppDelegate::restartCaptureChain()
         editor_->close();
     editor_.reset();
     sharedScreen_.deactivate();
+    framedAreaChanged();
     const std::shared_ptr<RegionCapture> capture = std::exchange(capture_, nullptr);
     // One that a display's change or another restart has stopped may still be stopping.
     if (!isCaptureStopping_)
@@ -235,6 +240,13 @@ void AppDelegate::followRegion()
         editor_->showRegion(region);
     sharedScreen_.setRegion(region);
     sharedScreen_.regionChangeEnded();
+    framedAreaChanged();
+}
+
+void AppDelegate::framedAreaChanged() const
+{
+    if (onFramedAreaChange)
+        onFramedAreaChange();
 }
 
 void AppDelegate::screensDidChange()

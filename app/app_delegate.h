@@ -29,6 +29,9 @@ public:
     AppDelegate(const AppDelegate&) = delete;
     AppDelegate& operator=(const AppDelegate&) = delete;
 
+    /// The frame was moved or resized, or the sharing began or ended.
+    std::function<void()> onFramedAreaChange;
+
     /// The whole start-up: follows the displays and the settings and starts the capture. Call once.
     void applicationWillFinishLaunching();
     /// Asked once, whoever wants the application to quit, before it does.
@@ -67,6 +70,7 @@ private:
     void settingsWillChange();
     void settingsDidChange();
     void followRegion();
+    void framedAreaChanged() const;
     void moveToDisplay(DisplayID displayID, const DisplayGeometry& geometry, const Rect& region);
 
     [[nodiscard]] bool isCapturedDisplayUnchanged() const;

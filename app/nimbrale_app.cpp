@@ -98,6 +98,7 @@ std::unique_ptr<SettingsWindow> NimbraleApp::makeSettingsWindow()
     };
     screensObserver_ =
         platform_.screens().observeChanges([settingsWindow = window.get()] { settingsWindow->displaysDidChange(); });
+    appDelegate_->onFramedAreaChange = [settingsWindow = window.get()] { settingsWindow->framedAreaDidChange(); };
     return window;
 }
 
@@ -105,7 +106,8 @@ std::optional<FramedArea> NimbraleApp::framedArea() const
 {
     if (!appDelegate_->sharedScreen().isActive())
         return std::nullopt;
-    return FramedArea{*appDelegate_->capture()->geometry()};
+    const RegionCapture& capture = *appDelegate_->capture();
+    return FramedArea{*capture.geometry(), capture.region(), capture.pixelScale()};
 }
 
 } // namespace nimbrale

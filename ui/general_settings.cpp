@@ -1,5 +1,6 @@
 #include "ui/general_settings.h"
 
+#include "geometry/picture_size.h"
 #include "ui/number_field.h"
 #include "ui/secondary_label.h"
 #include "ui/settings_section.h"
@@ -118,8 +119,9 @@ SettingsSection* GeneralSettings::makeDimensionsSection()
     height_ =
         makeNumberField(QT_TRANSLATE_NOOP("GeneralSettings", "&Height"), QT_TRANSLATE_NOOP("GeneralSettings", "Height"),
                         &StoredRegion::height, &AppSettings::setHeight);
-    return new SettingsSection(translated(QT_TRANSLATE_NOOP("GeneralSettings", "Dimensions")),
-                               makeRow(width_, height_));
+    dimensionsSection_ =
+        new SettingsSection(translated(QT_TRANSLATE_NOOP("GeneralSettings", "Dimensions")), makeRow(width_, height_));
+    return dimensionsSection_;
 }
 
 SettingsSection* GeneralSettings::makePerformanceSection()
@@ -170,6 +172,7 @@ void GeneralSettings::refresh()
     top_->edit().setValue(settings_.top());
     width_->edit().setValue(settings_.width());
     height_->edit().setValue(settings_.height());
+    refreshSharedSize();
     const std::int64_t framerate = std::clamp<std::int64_t>(settings_.framerate(), 1, largestFramerate);
     if (framerate_->value() != framerate) {
         const QSignalBlocker blocker(framerate_);
@@ -178,6 +181,19 @@ void GeneralSettings::refresh()
     snapping_->setChecked(settings_.snappingEnabled());
     notifications_->setChecked(settings_.shareNotifications());
     refreshNotes();
+}
+
+void GeneralSettings::refreshSharedSize()
+{
+    const std::optional<FramedArea> area = framedArea_();
+    if (!area || area->pixelScale == 1) {
+        dimensionsSection_->setNote({});
+        return;
+    }
+    const PixelSize picture = pictureSize(area->region.size(), area->pixelScale);
+    dimensionsSection_->setNote(translated(QT_TRANSLATE_NOOP("GeneralSettings", "Shared: %1 × %2 pixels"))
+                                    .arg(picture.width)
+                                    .arg(picture.height));
 }
 
 void GeneralSettings::refreshDisplays()

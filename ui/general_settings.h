@@ -27,21 +27,28 @@ using DisplayList = std::function<std::vector<Screen>()>;
 struct FramedArea {
     /// Of the display that the frame is on.
     DisplayGeometry display;
+    /// Region coordinates of that display.
+    Rect region;
+    /// Pixels per point of that display.
+    double pixelScale = 1;
 };
 
 /// Absent while nothing is shared.
 using FramedAreaSource = std::function<std::optional<FramedArea>()>;
 
 /// The controls for the frame: display, position, dimensions, frame rate, snapping and notifications. Each is bound to
-/// its setting: a change is stored at once, and changes made elsewhere show with `refresh`.
+/// its setting: a change is stored at once, and changes made elsewhere show with `refresh`. Where a point is not one
+/// pixel, the size of the shared picture in pixels stands beside the dimensions.
 class GeneralSettings final : public QWidget {
 public:
     /// `settings` must outlive the widget.
     GeneralSettings(AppSettings& settings, DisplayList displays, FramedAreaSource framedArea,
                     QWidget* parent = nullptr);
 
-    /// Shows what the settings hold and which displays there are now. Writes nothing.
+    /// Shows what the settings hold, which displays there are now and what is shared. Writes nothing.
     void refresh();
+    /// The part of `refresh` that follows the frame while it is dragged.
+    void refreshSharedSize();
 
 private:
     [[nodiscard]] SettingsSection* makeDisplaySection();
@@ -64,6 +71,7 @@ private:
     NumberField* top_ = nullptr;
     NumberField* width_ = nullptr;
     NumberField* height_ = nullptr;
+    SettingsSection* dimensionsSection_ = nullptr;
     QSpinBox* framerate_ = nullptr;
     QCheckBox* snapping_ = nullptr;
     SettingsSection* snappingSection_ = nullptr;

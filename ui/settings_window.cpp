@@ -65,6 +65,12 @@ void SettingsWindow::displaysDidChange()
     scheduleRefresh();
 }
 
+void SettingsWindow::framedAreaDidChange()
+{
+    if (isVisible())
+        general_->refreshSharedSize();
+}
+
 void SettingsWindow::scheduleRefresh()
 {
     // Observers hear of a change before it is made, and often of several in a row.

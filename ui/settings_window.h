@@ -24,6 +24,8 @@ public:
     void present();
     /// The list of displays changed.
     void displaysDidChange();
+    /// The frame was moved or resized, or the sharing began or ended.
+    void framedAreaDidChange();
 
 protected:
     void changeEvent(QEvent* event) override;

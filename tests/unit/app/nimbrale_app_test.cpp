@@ -12,6 +12,7 @@
 #include <QFile>
 #include <QIcon>
 #include <QImage>
+#include <QLabel>
 #include <QPainter>
 #include <QPointer>
 #include <QScopeGuard>
@@ -23,6 +24,9 @@
 #include <gtest/gtest.h>
 #include <optional>
 #include <unistd.h>
+
+#include <chrono>
+#include <functional>
 
 namespace nimbrale {
 namespace {
@@ -77,6 +81,33 @@ protected:
         panel.rootLayer().painter()(painter, {0, 0, frame.width, frame.height});
         const Rect border = panel.rootLayer().coverage().front();
         return picture.pixelColor(static_cast<int>(border.minX()) + 20, static_cast<int>(border.midY()));
+    }
+    /// What the Settings window says about the shared picture; empty where it says nothing.
+    [[nodiscard]] static QString sharedSize()
+    {
+        for (const QLabel* label : settingsWindow()->findChildren<QLabel*>()) {
+            if (label->isVisible() && label->text().startsWith("Shared:"))
+                return label->text();
+        }
+        return {};
+    }
+    /// Starts up, does `work` and ends.
+    void whileItRuns(const std::function<void()>& work)
+    {
+        EXPECT_EQ(run([&work] {
+                      work();
+                      QApplication::quit();
+                  }),
+                  0);
+    }
+    void completeStart()
+    {
+        FakeScreenCapture& capture = platform_.screenCapture();
+        ShareableContent content;
+        for (const Screen& screen : platform_.screens().list)
+            content.displays.push_back({screen.displayID, screen.frame.width, screen.frame.height});
+        capture.answerContent(content);
+        capture.stream().completeStart({});
     }
     [[nodiscard]] FakeWorkspace& workspace() { return platform_.workspace(); }
     [[nodiscard]] FakePanels& panels() { return platform_.panels(); }
@@ -182,6 +213,30 @@ TEST_F(NimbraleAppTest, NobodyIsToldOnceItIsGone)
 TEST_F(NimbraleAppTest, ClosingTheLastWindowDoesNotEndIt)
 {
     EXPECT_FALSE(QApplication::quitOnLastWindowClosed());
+}
+
+TEST_F(NimbraleAppTest, SettingsTellsThePixelsOfTheFrameAlsoWhileItIsDragged)
+{
+    platform_.screens().list = {makeScreen(1, {0, 0, 1600, 1000}, 2)};
+    app_->applicationWasReopened(std::nullopt);
+    EXPECT_EQ(sharedSize(), "") << "nothing is shared yet";
+    whileItRuns([this] {
+        completeStart();
+        EXPECT_EQ(sharedSize(), "Shared: 1600 × 1200 pixels");
+
+        FakePanel& frame = panels().last();
+        const Point corner{800, 1000 - 601};
+        frame.press(corner);
+        platform_.screens().mouse = {corner.x + 33, corner.y - 44};
+        frame.dragTo(platform_.screens().mouse, true);
+        EXPECT_EQ(sharedSize(), "Shared: 1666 × 1288 pixels");
+        EXPECT_EQ(settings_.width(), 800) << "the drag has not ended";
+        frame.release(platform_.screens().mouse);
+
+        settings_.setWidth(500);
+        platform_.mainQueue().advance(std::chrono::milliseconds{100});
+        EXPECT_EQ(sharedSize(), "Shared: 1000 × 1288 pixels");
+    });
 }
 
 TEST_F(NimbraleAppTest, WindowsHaveTheFrameAsTheirIcon)

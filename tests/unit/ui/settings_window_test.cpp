@@ -135,7 +135,7 @@ TEST_F(SettingsWindowTest, StepsAreStoredAtOnce)
 
 TEST_F(SettingsWindowTest, StepsStayWithinTheDisplayAndTypedNumbersAreLeftToTheCapture)
 {
-    framedArea_ = FramedArea{DisplayGeometry::of(displays_.front())};
+    framedArea_ = FramedArea{DisplayGeometry::of(displays_.front()), {0, 1, 800, 600}, 1};
     press(field("Left"), Qt::Key_Down);
     EXPECT_EQ(settings_.left(), 0);
     press(field("Top"), Qt::Key_PageDown);
@@ -157,13 +157,35 @@ TEST_F(SettingsWindowTest, TopIsCountedFromBelowWhatTheDisplayHasAtItsTop)
 {
     Screen withPanel = displays_.front();
     withPanel.visibleFrame.height -= 31;
-    framedArea_ = FramedArea{DisplayGeometry::of(withPanel)};
+    framedArea_ = FramedArea{DisplayGeometry::of(withPanel), {0, 31, 800, 600}, 1};
     type(field("Top"), "-25");
     press(field("Top"), Qt::Key_PageDown);
     EXPECT_EQ(settings_.top(), -31);
     type(field("Top"), "440");
     press(field("Top"), Qt::Key_PageUp);
     EXPECT_EQ(settings_.top(), 1080 - 600 - 31);
+}
+
+TEST_F(SettingsWindowTest, TellsTheSharedSizeWhereAPointIsNotOnePixel)
+{
+    const DisplayGeometry display = DisplayGeometry::of(displays_.front());
+    framedArea_ = FramedArea{display, {0, 1, 800, 600}, 2};
+    window_.framedAreaDidChange();
+    EXPECT_TRUE(shows("Shared: 1600 × 1200 pixels"));
+
+    framedArea_ = FramedArea{display, {0, 1, 801, 601}, 1.25};
+    window_.framedAreaDidChange();
+    EXPECT_TRUE(shows("Shared: 1001 × 751 pixels")) << "pixels that a region ends within are not shared";
+
+    framedArea_->pixelScale = 1;
+    window_.framedAreaDidChange();
+    EXPECT_FALSE(shows("Shared:"));
+    framedArea_->pixelScale = 2;
+    window_.framedAreaDidChange();
+    EXPECT_TRUE(shows("Shared: 1602 × 1202 pixels"));
+    framedArea_.reset();
+    window_.framedAreaDidChange();
+    EXPECT_FALSE(shows("Shared:"));
 }
 
 TEST_F(SettingsWindowTest, FollowsChangesMadeElsewhere)
@@ -286,8 +308,11 @@ TEST_F(SettingsWindowTest, HiddenWindowCatchesUpWhenShown)
     window_.hide();
     settings_.setLeft(77);
     QApplication::processEvents();
+    framedArea_ = FramedArea{DisplayGeometry::of(displays_.front()), {77, 1, 800, 600}, 2};
+    window_.framedAreaDidChange();
     window_.present();
     EXPECT_EQ(textOf(field("Left")), "77");
+    EXPECT_TRUE(shows("Shared: 1600 × 1200 pixels"));
 }
 
 TEST_F(SettingsWindowTest, EveryControlCanBeReachedByKeyAndHasAName)

@@ -1,5 +1,6 @@
 #include "platform/desktop/qt_workspace.h"
 #include "tests/fakes/offscreen_toolkit.h"
+#include "ui/number_edit.h"
 #include "ui/number_field.h"
 
 #include <QAbstractButton>
@@ -379,12 +380,12 @@ TEST_F(QtWorkspaceTest, DroppedKeyboardFocusCommitsWhatIsBeingTyped)
     QWidget window;
     auto* const field = new NumberField("Width", "Width", "points", &window);
     std::vector<std::int64_t> committed;
-    field->onCommit = [&committed](std::int64_t value) { committed.push_back(value); };
+    field->edit().onCommit = [&committed](std::int64_t value) { committed.push_back(value); };
     (new QVBoxLayout(&window))->addWidget(field);
     window.show();
     window.activateWindow();
     QApplication::processEvents();
-    auto& edit = *field->findChild<QLineEdit*>();
+    NumberEdit& edit = field->edit();
     edit.setFocus();
     edit.selectAll();
     pressKey(edit, Qt::Key_4, "4");
