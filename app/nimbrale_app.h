@@ -15,7 +15,7 @@ namespace nimbrale {
 /// The running application: makes the delegate and the Settings window and ends in order when it is asked to, by the
 /// user or by a signal, so that the desktop is left as it was. Main thread only.
 ///
-/// A testing aid: the environment variable NIMBRALE_FRAME_COLOR=#rrggbb paints the whole frame in that colour, so that
+/// A testing aid: the environment variable NIMBRALE_FRAME_COLOR=#rrggbb paints the whole frame in that color, so that
 /// a test which looks for own windows in a shared picture knows what to look for.
 class NimbraleApp {
 public:

@@ -67,23 +67,23 @@ std::vector<double> LatencyProbe::measure(int count)
 {
     std::vector<double> milliseconds;
     std::uniform_int_distribution<unsigned> extra(0, greatestExtraMicroseconds);
-    std::uniform_int_distribution<std::uint32_t> upperColour(0, 0xffff);
+    std::uniform_int_distribution<std::uint32_t> upperColor(0, 0xffff);
     for (int index = 0; index < count; ++index) {
-        // The lowest part counts, so that no colour follows itself.
+        // The lowest part counts, so that no color follows itself.
         const auto lowest = static_cast<std::uint32_t>(index % 255 + 1);
-        milliseconds.push_back(measureOne(upperColour(random_) << 8 | lowest));
+        milliseconds.push_back(measureOne(upperColor(random_) << 8 | lowest));
         test::sleepFor(pause);
         std::this_thread::sleep_for(std::chrono::microseconds{extra(random_)});
     }
     return milliseconds;
 }
 
-double LatencyProbe::measureOne(std::uint32_t colour)
+double LatencyProbe::measureOne(std::uint32_t color)
 {
     xcb_connection_t* connection = connection_.get();
     while (const Reply<xcb_generic_event_t> old{xcb_poll_for_event(connection)}) {
     }
-    xcb_change_gc(connection, context_, XCB_GC_FOREGROUND, &colour);
+    xcb_change_gc(connection, context_, XCB_GC_FOREGROUND, &color);
     const xcb_rectangle_t whole{0, 0, side, side};
     const auto start = Clock::now();
     xcb_poly_fill_rectangle(connection, window_, context_, 1, &whole);
@@ -96,7 +96,7 @@ double LatencyProbe::measureOne(std::uint32_t colour)
             continue;
         }
         const auto time = Clock::now();
-        if (concernsProbe(event.get()) && isShown(colour))
+        if (concernsProbe(event.get()) && isShown(color))
             return std::chrono::duration<double, std::milli>(time - start).count();
     }
     return std::chrono::duration<double, std::milli>(patience).count();
@@ -111,7 +111,7 @@ bool LatencyProbe::concernsProbe(const void* event) const
            watched_.y() < area.y + area.height;
 }
 
-bool LatencyProbe::isShown(std::uint32_t colour) const
+bool LatencyProbe::isShown(std::uint32_t color) const
 {
     const Reply<xcb_get_image_reply_t> image(xcb_get_image_reply(
         connection_.get(),
@@ -121,8 +121,7 @@ bool LatencyProbe::isShown(std::uint32_t colour) const
     if (!image)
         return false;
     const std::uint8_t* bytes = xcb_get_image_data(image.get());
-    return (static_cast<std::uint32_t>(bytes[2]) << 16 | static_cast<std::uint32_t>(bytes[1]) << 8 | bytes[0]) ==
-           colour;
+    return (static_cast<std::uint32_t>(bytes[2]) << 16 | static_cast<std::uint32_t>(bytes[1]) << 8 | bytes[0]) == color;
 }
 
 } // namespace nimbrale::benchmarks

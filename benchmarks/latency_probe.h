@@ -13,7 +13,7 @@ struct xcb_connection_t;
 
 namespace nimbrale::benchmarks {
 
-/// A small window inside the shared region that changes its colour and waits until the place where the region is shown
+/// A small window inside the shared region that changes its color and waits until the place where the region is shown
 /// has changed too.
 class LatencyProbe {
 public:
@@ -24,13 +24,13 @@ public:
     LatencyProbe(const LatencyProbe&) = delete;
     LatencyProbe& operator=(const LatencyProbe&) = delete;
 
-    /// Milliseconds from the request that changes the window to the news that its new colour is shown, for that many
+    /// Milliseconds from the request that changes the window to the news that its new color is shown, for that many
     /// changes at irregular times, about nine a second. A change that is never shown counts as 300 ms.
     [[nodiscard]] std::vector<double> measure(int count);
 
 private:
-    [[nodiscard]] double measureOne(std::uint32_t colour);
-    [[nodiscard]] bool isShown(std::uint32_t colour) const;
+    [[nodiscard]] double measureOne(std::uint32_t color);
+    [[nodiscard]] bool isShown(std::uint32_t color) const;
     [[nodiscard]] bool concernsProbe(const void* event) const;
 
     struct Disconnect {

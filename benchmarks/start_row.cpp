@@ -20,14 +20,14 @@ const QColor content(30, 120, 200);
 const QColor frameYellow(255, 214, 10);
 /// Inside the five points of the border above the region, left of the handle.
 constexpr QPoint onTheBorder{region.x() + 200, region.y() - 3};
-/// Through a conversion of its colours a picture is still the same picture.
-constexpr int colourTolerance = 8;
+/// Through a conversion of its colors a picture is still the same picture.
+constexpr int colorTolerance = 8;
 
-bool isLike(const QColor& colour, const QColor& wanted)
+bool isLike(const QColor& color, const QColor& wanted)
 {
-    const auto isNear = [](int one, int other) { return std::abs(one - other) <= colourTolerance; };
-    return isNear(colour.red(), wanted.red()) && isNear(colour.green(), wanted.green()) &&
-           isNear(colour.blue(), wanted.blue());
+    const auto isNear = [](int one, int other) { return std::abs(one - other) <= colorTolerance; };
+    return isNear(color.red(), wanted.red()) && isNear(color.green(), wanted.green()) &&
+           isNear(color.blue(), wanted.blue());
 }
 
 /// Milliseconds from the start of the process.
@@ -73,7 +73,7 @@ std::vector<TableRow> measureStart(const Effort& effort)
     const std::unique_ptr<test::Scene> scene = test::Scene::start(*desktop);
     if (!scene)
         throw Failure("the still window does not show");
-    scene->add("still", {.geometry = QRect(QPoint(), fullHd), .seed = 0, .colour = content});
+    scene->add("still", {.geometry = QRect(QPoint(), fullHd), .seed = 0, .color = content});
 
     const QPoint ourTarget = findTarget(*desktop, SharerKind::application);
     std::vector<double> frame;

@@ -50,7 +50,7 @@ QFont labelFont(double size, QFont::Weight weight)
     QFont font;
     font.setPixelSize(static_cast<int>(size)); // The painter is scaled: one of its pixels is one point.
     font.setWeight(weight);
-    // What is drawn lies over whatever the desktop shows, so that coloured fringes would be wrong; and widths must not
+    // What is drawn lies over whatever the desktop shows, so that colored fringes would be wrong; and widths must not
     // depend on the scale.
     font.setStyleStrategy(static_cast<QFont::StyleStrategy>(QFont::PreferAntialias | QFont::NoSubpixelAntialias));
     font.setHintingPreference(QFont::PreferNoHinting);

@@ -4,7 +4,7 @@
 
 namespace nimbrale {
 
-/// The colours of what the application draws on the screen.
+/// The colors of what the application draws on the screen.
 struct OverlayColors {
     /// Border and controls at rest.
     Color frame{1.0, 0.84, 0.04, 1.0};

@@ -92,7 +92,7 @@ private:
             reason = "the windows to share do not start";
             return false;
         }
-        Scene::Window wall{.geometry = {0, 0, 1600, 900}, .seed = 0, .colour = QColor(45, 62, 80)};
+        Scene::Window wall{.geometry = {0, 0, 1600, 900}, .seed = 0, .color = QColor(45, 62, 80)};
         wall.type = Scene::Type::desktop;
         wall.overrideRedirect = false;
         scene_->add("wall", wall);

@@ -196,10 +196,10 @@ private:
     void addMarkers(QPoint corner)
     {
         markers_ = Scene::start(desktop_);
-        const QColor colours[] = {QColor(255, 0, 128), QColor(0, 255, 128)};
+        const QColor colors[] = {QColor(255, 0, 128), QColor(0, 255, 128)};
         for (int index = 0; index < 2; ++index) {
             const std::string name = "marker" + std::to_string(index);
-            markers_->add(name, {.geometry = {corner, QSize(1, 1)}, .seed = 0, .colour = colours[index]});
+            markers_->add(name, {.geometry = {corner, QSize(1, 1)}, .seed = 0, .color = colors[index]});
             markerPixels_[index] = pixelOf(markers_->identifier(name), 0, 0);
             markers_->unmap(name);
         }

@@ -21,10 +21,10 @@ inline QImage noise(QSize size, int seed)
     return image;
 }
 
-inline QImage filled(QSize size, const QColor& colour)
+inline QImage filled(QSize size, const QColor& color)
 {
     QImage image(size, QImage::Format_RGB32);
-    image.fill(colour);
+    image.fill(color);
     return image;
 }
 

@@ -111,12 +111,12 @@ public:
         xcb_render_create_picture(connection->get(), picture, pixmap, connection->rootFormat(), 0, nullptr);
         for (int y = 0; y < image.height(); ++y) {
             for (int x = 0; x < image.width(); ++x) {
-                const QColor colour = image.pixelColor(x, y);
+                const QColor color = image.pixelColor(x, y);
                 const auto channel = [](int value) { return std::uint16_t(value * 257); };
                 const xcb_rectangle_t rectangle{std::int16_t(x), std::int16_t(y), 1, 1};
                 xcb_render_fill_rectangles(
                     connection->get(), XCB_RENDER_PICT_OP_SRC, picture,
-                    {channel(colour.red()), channel(colour.green()), channel(colour.blue()), 0xffff}, 1, &rectangle);
+                    {channel(color.red()), channel(color.green()), channel(color.blue()), 0xffff}, 1, &rectangle);
             }
         }
         xcb_render_free_picture(connection->get(), picture);
@@ -167,33 +167,33 @@ protected:
     std::unique_ptr<PanelHost> host;
 };
 
-/// Paints rectangles of one colour each into a panel and covers just those.
+/// Paints rectangles of one color each into a panel and covers just those.
 struct PaintedRects {
     std::vector<std::pair<Rect, QColor>> rects;
 
     void applyTo(Layer& layer) const
     {
         std::vector<Rect> coverage;
-        for (const auto& [rect, colour] : rects)
+        for (const auto& [rect, color] : rects)
             coverage.push_back(rect);
         layer.setCoverage(coverage);
         layer.setPainter([rects = rects](QPainter& painter, const Rect&) {
-            for (const auto& [rect, colour] : rects)
-                painter.fillRect(QRectF(rect.x, rect.y, rect.width, rect.height), colour);
+            for (const auto& [rect, color] : rects)
+                painter.fillRect(QRectF(rect.x, rect.y, rect.width, rect.height), color);
         });
     }
 
-    /// What is to be seen over one colour, each point `scale` pixels.
+    /// What is to be seen over one color, each point `scale` pixels.
     [[nodiscard]] QImage over(const QColor& below, QSize size, int scale, bool isBlended) const
     {
         QImage image(size * scale, QImage::Format_RGB32);
         image.fill(below);
         QPainter painter(&image);
         painter.scale(scale, scale);
-        for (const auto& [rect, colour] : rects) {
-            QColor shown = colour;
+        for (const auto& [rect, color] : rects) {
+            QColor shown = color;
             if (!isBlended)
-                shown.setAlpha(colour.alpha() >= 128 ? 255 : 0);
+                shown.setAlpha(color.alpha() >= 128 ? 255 : 0);
             painter.fillRect(QRectF(rect.x, rect.y, rect.width, rect.height), shown);
         }
         return image;

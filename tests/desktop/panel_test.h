@@ -76,13 +76,13 @@ protected:
         return values;
     }
 
-    /// Compositing managers take a plain colour of the root for no background at all.
+    /// Compositing managers take a plain color of the root for no background at all.
     void addBackdrop(int height = 720)
     {
         Scene::Window backdrop;
         backdrop.geometry = {0, 0, 1280, height};
         backdrop.seed = 0;
-        backdrop.colour = background;
+        backdrop.color = background;
         scene->add("backdrop", backdrop);
     }
 

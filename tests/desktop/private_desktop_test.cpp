@@ -33,7 +33,7 @@ TEST_P(PrivateDesktopTest, ShowsTheWindowsOfAnotherProcessExactly)
     const auto scene = Scene::start(*desktop);
     ASSERT_TRUE(scene);
     scene->add("pattern", {.geometry = {100, 80, 300, 200}, .seed = 7});
-    scene->add("colour", {.geometry = {500, 80, 50, 50}, .seed = 0, .colour = QColor(255, 0, 255)});
+    scene->add("color", {.geometry = {500, 80, 50, 50}, .seed = 0, .color = QColor(255, 0, 255)});
 
     EXPECT_TRUE(desktop->waitForPixel(510, 90, QColor(255, 0, 255)));
     const int tolerance = GetParam().options.depth == 16 ? 8 : 0;

@@ -32,7 +32,7 @@ protected:
         desktop_->setBackground(Qt::red);
         scene_ = Scene::start(*desktop_);
         ASSERT_TRUE(scene_);
-        scene_->add("beyond", {.geometry = {1200, 650, 900, 700}, .seed = 0, .colour = Qt::magenta});
+        scene_->add("beyond", {.geometry = {1200, 650, 900, 700}, .seed = 0, .color = Qt::magenta});
         device_ = make(800, 600);
         ASSERT_TRUE(device_);
         ASSERT_TRUE(DisplaysHost::pumpUntil([&] { return isWhole(place) && isVerified(); }));

@@ -103,10 +103,10 @@ protected:
     {
         double slowest = 0;
         for (int count = 0; count < 10; ++count) {
-            const QColor colour(40 * (count % 5), 10 * count, 200);
+            const QColor color(40 * (count % 5), 10 * count, 200);
             const auto start = std::chrono::steady_clock::now();
-            scene->fill(window, QRect(inWindow, QSize(9, 9)), colour);
-            if (!captured->pumpUntil([&] { return captured->image().pixelColor(inPicture) == colour; }))
+            scene->fill(window, QRect(inWindow, QSize(9, 9)), color);
+            if (!captured->pumpUntil([&] { return captured->image().pixelColor(inPicture) == color; }))
                 return 3;
             slowest =
                 std::max(slowest, std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count());
@@ -221,7 +221,7 @@ protected:
     /// and to fill four gigabytes keeps it busy for seconds.
     void addHugeInSteps(const QRect& geometry)
     {
-        scene->add("huge", {.geometry = geometry, .seed = 0, .colour = colour, .isMapped = false});
+        scene->add("huge", {.geometry = geometry, .seed = 0, .color = color, .isMapped = false});
         captured->settle();
         scene->map("huge");
     }
@@ -230,7 +230,7 @@ protected:
         EXPECT_LT(residentBytes(desktop->server().pid()), residentBefore + (200U << 20));
     }
 
-    const QColor colour{200, 100, 50};
+    const QColor color{200, 100, 50};
     std::uint64_t residentBefore = 0;
 };
 
@@ -250,10 +250,10 @@ TEST_P(X11CaptureHugeWindowsTest, windowsFarLargerThanTheScreenTakeNoMemory)
     if (GetParam().width() > 20000)
         addHugeInSteps(GetParam());
     else
-        scene->add("huge", {.geometry = GetParam(), .seed = 0, .colour = colour});
+        scene->add("huge", {.geometry = GetParam(), .seed = 0, .color = color});
     scene->add("above", {.geometry = {350, 350, 200, 100}, .seed = 3});
     expectSameAsScreen(region);
-    ASSERT_EQ(captureOf({640, 530}), colour);
+    ASSERT_EQ(captureOf({640, 530}), color);
     expectLittleMemory();
     scene->fill("huge", QRect(QPoint(500, 500) - GetParam().topLeft(), QSize(20, 20)), Qt::green);
     scene->move("above", {520, 450});
@@ -267,7 +267,7 @@ TEST_F(X11CaptureHugeWindowTest, aHugeWindowThatIsThereAtTheStartTakesNoMemory)
         return;
     captured.reset();
     residentBefore = residentBytes(desktop->server().pid());
-    scene->add("huge", {.geometry = {400, 300, 20000, 20000}, .seed = 0, .colour = colour});
+    scene->add("huge", {.geometry = {400, 300, 20000, 20000}, .seed = 0, .color = color});
     captureAnew();
     expectSameAsScreen(region);
     expectLittleMemory();
@@ -279,15 +279,15 @@ TEST_P(X11CaptureHugeWindowsTest, ofAHugeWindowNothingOwnIsShown)
     if (!captured)
         return;
     captureAnew();
-    const QColor ownColour(255, 0, 255);
+    const QColor ownColor(255, 0, 255);
     addHugeInSteps(GetParam());
     const xcb_window_t own = makeOwnWindow({450, 420, 100, 100});
     captured->settle();
     drawAnew();
     captured->settle();
-    EXPECT_EQ(desktop->pixel(500, 500), ownColour) << "the own window does show on the screen";
+    EXPECT_EQ(desktop->pixel(500, 500), ownColor) << "the own window does show on the screen";
     EXPECT_EQ(captureOf({500, 500}), QColor(Qt::black)) << "what it covers is nowhere";
-    EXPECT_EQ(captureOf({560, 500}), colour);
+    EXPECT_EQ(captureOf({560, 500}), color);
     // Smaller, and shown again, it is a window like any other.
     scene->unmap("huge");
     scene->resize("huge", {600, 600});
@@ -296,8 +296,8 @@ TEST_P(X11CaptureHugeWindowsTest, ofAHugeWindowNothingOwnIsShown)
     scene->lower("huge");
     captured->settle();
     drawAnew();
-    EXPECT_EQ(desktop->pixel(500, 500), ownColour);
-    EXPECT_EQ(captureOf({500, 500}), colour);
+    EXPECT_EQ(desktop->pixel(500, 500), ownColor);
+    EXPECT_EQ(captureOf({500, 500}), color);
     xcb_destroy_window(captured->connection().get(), own);
     captured->connection().flush();
     expectSameAsScreen(region);

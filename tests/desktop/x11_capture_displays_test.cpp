@@ -44,7 +44,7 @@ protected:
         left = crtcAt(leftDisplay);
         right = crtcAt(rightDisplay);
         ASSERT_TRUE(left && right);
-        scene->add("stage", {.geometry = place.adjusted(-50, -50, 50, 50), .seed = 0, .colour = quiet});
+        scene->add("stage", {.geometry = place.adjusted(-50, -50, 50, 50), .seed = 0, .color = quiet});
         stage = scene->identifier("stage");
     }
 

@@ -38,7 +38,7 @@ protected:
         desktop.reset();
     }
 
-    /// An own window: made by this process, filled with one colour.
+    /// An own window: made by this process, filled with one color.
     xcb_window_t makeOwnWindow(const QRect& area, bool isOverrideRedirect = true)
     {
         x11::Connection& connection = captured->connection();

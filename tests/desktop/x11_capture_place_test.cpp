@@ -27,7 +27,7 @@ TEST_F(X11CaptureTest, pointerIsDrawnOnceAtItsPlace)
     startDesktop({});
     if (!captured)
         return;
-    scene->add("below", {.geometry = {0, 0, 1280, 720}, .seed = 0, .colour = Qt::white});
+    scene->add("below", {.geometry = {0, 0, 1280, 720}, .seed = 0, .color = Qt::white});
     desktop->movePointer({900, 600});
     captured->start({100, 100, 400, 300}, 60, false, true);
     captured->settle();
@@ -100,7 +100,7 @@ TEST_F(X11CaptureTest, aPointerThatAProgramSetsIsFoundBesideAVideo)
     startDesktop({});
     if (!captured)
         return;
-    scene->add("below", {.geometry = {0, 0, 1280, 720}, .seed = 0, .colour = Qt::white});
+    scene->add("below", {.geometry = {0, 0, 1280, 720}, .seed = 0, .color = Qt::white});
     const auto video = desktop->spawn("nimbrale_animation", {"blink", "400", "300", "60", "60", "60", "0"});
     desktop->movePointer({900, 600});
     captured->start({100, 100, 400, 300}, 60, false, true);
@@ -139,7 +139,7 @@ TEST_F(X11CaptureTest, aPointerThatRestsWhereAStreamStartsLeavesNothingBehind)
     startDesktop({});
     if (!captured)
         return;
-    scene->add("below", {.geometry = {0, 0, 1280, 720}, .seed = 0, .colour = Qt::white});
+    scene->add("below", {.geometry = {0, 0, 1280, 720}, .seed = 0, .color = Qt::white});
     desktop->movePointer({250, 220});
     captured->start({100, 100, 400, 300}, 60, false, true);
     ASSERT_TRUE(captured->pumpUntil([&] { return !inkedArea(captured->image(), qRgb(255, 255, 255)).isEmpty(); }));
@@ -157,7 +157,7 @@ TEST_F(X11CaptureTest, aPointerThatAProgramHidesIsNotDrawn)
     startDesktop({});
     if (!captured)
         return;
-    scene->add("below", {.geometry = {0, 0, 1280, 720}, .seed = 0, .colour = Qt::white});
+    scene->add("below", {.geometry = {0, 0, 1280, 720}, .seed = 0, .color = Qt::white});
     desktop->movePointer({250, 220});
     captured->start({100, 100, 400, 300}, 60, false, true);
     const auto isDrawn = [&] { return !inkedArea(captured->image(), qRgb(255, 255, 255)).isEmpty(); };

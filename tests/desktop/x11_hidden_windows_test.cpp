@@ -22,7 +22,7 @@ protected:
             return;
         sendToRoot("_NET_NUMBER_OF_DESKTOPS", captured->connection().root(), 2);
         scene->add("secret",
-                   {.geometry = {250, 150, 300, 200}, .seed = 0, .colour = secretColor, .overrideRedirect = false});
+                   {.geometry = {250, 150, 300, 200}, .seed = 0, .color = secretColor, .overrideRedirect = false});
         captured->start({double(region.x()), double(region.y()), double(region.width()), double(region.height())});
         ASSERT_TRUE(captured->pumpUntil([&] { return secretPixels(captured->image()) > 50000; }))
             << "the control: the window is seen";

@@ -42,9 +42,9 @@ TEST_F(X11CutOutTest, aCircleIsCutAsSpans)
     const auto panel = showOverlay();
     const auto layer = addLayer(panel->rootLayer(), {4, 4, 40, 40});
     layer->setCornerRadius(20);
-    const QColor colour(250, 150, 0);
-    layer->setBackgroundColor(Color{colour.redF(), colour.greenF(), 0, 1});
-    expectCircle(pictureOf({0, 0, 64, 48}), {4, 4, 40, 40}, colour, background);
+    const QColor color(250, 150, 0);
+    layer->setBackgroundColor(Color{color.redF(), color.greenF(), 0, 1});
+    expectCircle(pictureOf({0, 0, 64, 48}), {4, 4, 40, 40}, color, background);
 
     layer->setBackgroundColor(std::nullopt);
     layer->setContents(bufferSurfaceOf(filled({80, 40}, Qt::cyan)));

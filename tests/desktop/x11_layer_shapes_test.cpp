@@ -23,9 +23,9 @@ protected:
         startDesktop(options);
         scale = GetParam() / 96.0;
     }
-    [[nodiscard]] QImage blank(const QColor& colour) const
+    [[nodiscard]] QImage blank(const QColor& color) const
     {
-        return filled(pixelsOf({0, 0, 64, 48}, scale).size(), colour);
+        return filled(pixelsOf({0, 0, 64, 48}, scale).size(), color);
     }
 
     double scale = 1;

@@ -1,4 +1,4 @@
-// Layer trees against real X servers: surfaces, paintings and colours, drawn exactly and no more than is needed.
+// Layer trees against real X servers: surfaces, paintings and colors, drawn exactly and no more than is needed.
 
 #include "tests/desktop/layers_test.h"
 #include "tests/support/image_compare.h"
@@ -57,13 +57,13 @@ TEST_F(X11LayersTest, aSurfaceIsStretchedToTheLayerUpToItsEdges)
     const auto panel = showOpaque();
     addLayer(panel->rootLayer(), {0, 0, 64, 48})->setContents(surfaceOf(halves));
     const QImage shown = pictureOf({0, 0, 64, 48});
-    for (const auto& [x, y, colour] : std::array<std::tuple<int, int, QColor>, 6>{{{0, 0, Qt::red},
-                                                                                   {0, 47, Qt::red},
-                                                                                   {28, 20, Qt::red},
-                                                                                   {35, 20, Qt::blue},
-                                                                                   {63, 0, Qt::blue},
-                                                                                   {63, 47, Qt::blue}}})
-        EXPECT_EQ(shown.pixelColor(x, y), colour) << x << ", " << y;
+    for (const auto& [x, y, color] : std::array<std::tuple<int, int, QColor>, 6>{{{0, 0, Qt::red},
+                                                                                  {0, 47, Qt::red},
+                                                                                  {28, 20, Qt::red},
+                                                                                  {35, 20, Qt::blue},
+                                                                                  {63, 0, Qt::blue},
+                                                                                  {63, 47, Qt::blue}}})
+        EXPECT_EQ(shown.pixelColor(x, y), color) << x << ", " << y;
     // In between the two are mixed.
     EXPECT_GT(shown.pixelColor(31, 20).blue(), 0);
     EXPECT_GT(shown.pixelColor(32, 20).red(), 0);

@@ -82,7 +82,7 @@ TEST_F(X11PanelLockTest, aFullScreenWindowThatTakesTheKeyboardLaterIsALockerFrom
     if (IsSkipped())
         return;
     const auto panel = showFrame();
-    scene->add("cover", {.geometry = {0, 0, 1280, 720}, .seed = 0, .colour = lockColor});
+    scene->add("cover", {.geometry = {0, 0, 1280, 720}, .seed = 0, .color = lockColor});
     ASSERT_TRUE(host->pumpUntil([&] { return colorAt(onFrame) == yellow; })) << "it might be a game or a viewer";
     EXPECT_TRUE(staysAtFrame(yellow, Milliseconds{500}));
     grabKeyboard();
@@ -104,7 +104,7 @@ TEST_F(X11PanelLockTest, aMenuThatTakesTheKeyboardDoesNotHideTheFrame)
     if (IsSkipped())
         return;
     // A full-screen viewer that the window manager manages, and a background that none manages, far below.
-    scene->add("wallpaper", {.geometry = {0, 0, 1280, 720}, .seed = 0, .colour = Qt::blue});
+    scene->add("wallpaper", {.geometry = {0, 0, 1280, 720}, .seed = 0, .color = Qt::blue});
     scene->lower("wallpaper");
     scene->add("editor", {.geometry = {50, 50, 400, 300}, .overrideRedirect = false});
     const auto panel = showFrame();

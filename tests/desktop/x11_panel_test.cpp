@@ -72,7 +72,7 @@ TEST_F(X11PanelTest, staysAboveFullScreenWindowsThatComeLater)
     Scene::Window cover;
     cover.geometry = {0, 0, 1280, 720};
     cover.seed = 0;
-    cover.colour = Qt::white;
+    cover.color = Qt::white;
     scene->add("cover", cover);
     EXPECT_TRUE(host->pumpUntil([&] { return desktop->pixel(100 + 22, 80 + 22) == yellow; }));
     EXPECT_TRUE(imagesMatch(pictureOf(panelArea), frameWithCorners.over(Qt::white, panelArea.size(), 1, false)));
@@ -120,9 +120,9 @@ TEST_F(X11PanelTest, standsByLevelThenByLastOrderedFront)
     startDesktop({});
     if (IsSkipped())
         return;
-    const auto filled = [&](int level, const QColor& colour) {
+    const auto filled = [&](int level, const QColor& color) {
         auto panel = host->makePanel(panelPlace, PanelStyle::overlay, level);
-        PaintedRects{{{{0, 0, 300, 200}, colour}}}.applyTo(panel->rootLayer());
+        PaintedRects{{{{0, 0, 300, 200}, color}}}.applyTo(panel->rootLayer());
         return panel;
     };
     const auto webcam = filled(panel_level::webcam, Qt::red);
@@ -172,11 +172,11 @@ TEST_F(X11PanelTest, severalWindowsMayStandAboveEachForAsLongAsItIsWanted)
     startScene(options);
     if (IsSkipped())
         return;
-    const auto add = [&](const std::string& name, const QRect& geometry, const QColor& colour) {
+    const auto add = [&](const std::string& name, const QRect& geometry, const QColor& color) {
         Scene::Window window;
         window.geometry = geometry;
         window.seed = 0;
-        window.colour = colour;
+        window.color = color;
         window.overrideRedirect = false;
         scene->add(name, window);
     };

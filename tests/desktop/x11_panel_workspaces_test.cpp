@@ -62,7 +62,7 @@ TEST_P(X11PanelWorkspacesTest, theFrameIsOnEveryWorkspaceInFrontOfItsWindows)
         Scene::Window window;
         window.geometry = {60, 60, 400, 300};
         window.seed = 0;
-        window.colour = colors[workspace];
+        window.color = colors[workspace];
         window.overrideRedirect = false;
         scene->add("window" + std::to_string(workspace), window);
         ASSERT_TRUE(host->pumpUntil([&] { return isWindowSeen(workspace); }));

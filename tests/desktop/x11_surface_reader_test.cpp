@@ -51,9 +51,9 @@ protected:
         pixmap = host->makePixmap(content);
         host->connection->synchronize();
     }
-    void paint(const QRect& rect, const QColor& colour)
+    void paint(const QRect& rect, const QColor& color)
     {
-        QPainter(&content).fillRect(rect, colour);
+        QPainter(&content).fillRect(rect, color);
         const xcb_render_picture_t picture = host->connection->newId();
         xcb_render_create_picture(host->connection->get(), picture, pixmap->pixmap(), host->connection->rootFormat(), 0,
                                   nullptr);
@@ -61,7 +61,7 @@ protected:
         const xcb_rectangle_t area{static_cast<std::int16_t>(rect.x()), static_cast<std::int16_t>(rect.y()),
                                    static_cast<std::uint16_t>(rect.width()), static_cast<std::uint16_t>(rect.height())};
         xcb_render_fill_rectangles(host->connection->get(), XCB_RENDER_PICT_OP_SRC, picture,
-                                   {channel(colour.red()), channel(colour.green()), channel(colour.blue()), 0xffff}, 1,
+                                   {channel(color.red()), channel(color.green()), channel(color.blue()), 0xffff}, 1,
                                    &area);
         xcb_render_free_picture(host->connection->get(), picture);
         host->connection->synchronize();

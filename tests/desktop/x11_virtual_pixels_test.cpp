@@ -83,10 +83,10 @@ protected:
         desktop_->setBackground(Qt::red);
         scene_ = Scene::start(*desktop_);
         ASSERT_TRUE(scene_);
-        scene_->add("framed", {.geometry = {40, 40, 800, 620}, .seed = 0, .colour = QColor::fromRgb(framedColor)});
-        scene_->add("other", {.geometry = {850, 100, 300, 300}, .seed = 0, .colour = Qt::green});
+        scene_->add("framed", {.geometry = {40, 40, 800, 620}, .seed = 0, .color = QColor::fromRgb(framedColor)});
+        scene_->add("other", {.geometry = {850, 100, 300, 300}, .seed = 0, .color = Qt::green});
         // Where the virtual display will be.
-        scene_->add("beyond", {.geometry = {1200, 650, 900, 700}, .seed = 0, .colour = Qt::magenta});
+        scene_->add("beyond", {.geometry = {1200, 650, 900, 700}, .seed = 0, .color = Qt::magenta});
         // The framed area is shared with the pointer in it.
         desktop_->movePointer({1270, 10});
         litter_ = std::make_unique<PixmapLitter>(desktop_->displayName());

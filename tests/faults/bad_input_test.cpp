@@ -263,7 +263,7 @@ TEST_F(BadInputTest, TheServersDeathEndsItWithAMessage)
         return;
     auto scene = Scene::start(*desktop);
     ASSERT_TRUE(scene);
-    scene->add("framed", {.geometry = region, .seed = 0, .colour = Qt::green});
+    scene->add("framed", {.geometry = region, .seed = 0, .color = Qt::green});
     startApplication();
     ASSERT_TRUE(application->waitForVirtualDisplay(region.size()));
     const auto display = desktop->monitorNamed("Nimbrale");

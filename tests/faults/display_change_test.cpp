@@ -16,14 +16,14 @@ using Server = PrivateDesktop::Server;
 using WindowManager = PrivateDesktop::WindowManager;
 
 const QColor quiet(30, 60, 90);
-const QColor privateColour(255, 0, 255);
+const QColor privateColor(255, 0, 255);
 const QColor frameYellow(255, 214, 10);
 
-/// Looks at the virtual display, wherever it is, as fast as the server lets it, and counts what it sees of a colour.
+/// Looks at the virtual display, wherever it is, as fast as the server lets it, and counts what it sees of a color.
 class Watcher {
 public:
-    Watcher(const PrivateDesktop& desktop, const QColor& colour)
-        : desktop_(desktop), colour_(colour.rgb()), thread_([this] { watch(); })
+    Watcher(const PrivateDesktop& desktop, const QColor& color)
+        : desktop_(desktop), color_(color.rgb()), thread_([this] { watch(); })
     {}
     ~Watcher() { stop(); }
     Watcher(const Watcher&) = delete;
@@ -58,7 +58,7 @@ private:
         constexpr int step = 8;
         for (int y = 0; y < picture.height(); y += step) {
             for (int x = 0; x < picture.width(); x += step) {
-                if (picture.pixel(x, y) == colour_)
+                if (picture.pixel(x, y) == color_)
                     return true;
             }
         }
@@ -66,7 +66,7 @@ private:
     }
 
     const PrivateDesktop& desktop_;
-    QRgb colour_;
+    QRgb color_;
     std::atomic<bool> isOver_ = false;
     std::atomic<int> looks_ = 0;
     std::atomic<int> sightings_ = 0;
@@ -95,10 +95,10 @@ protected:
             << keepImage(desktop->screenshot(), "desktop");
     }
     /// In the middle of the virtual display.
-    [[nodiscard]] bool showsOnDisplay(const QColor& colour) const
+    [[nodiscard]] bool showsOnDisplay(const QColor& color) const
     {
         const auto monitor = desktop->monitorNamed("Nimbrale");
-        return monitor && desktop->pixel(monitor->geometry.center().x(), monitor->geometry.center().y()) == colour;
+        return monitor && desktop->pixel(monitor->geometry.center().x(), monitor->geometry.center().y()) == color;
     }
     /// The first display shrinks, and the second one moves up to it.
     void shrinkTheFirst() const
@@ -123,18 +123,18 @@ TEST_P(DisplayChangeTest, TheNeighbourThatSlidesUnderTheFrameIsNeverShown)
     ASSERT_TRUE(desktop->arrangeOutputs({first, second}));
     const auto scene = Scene::start(*desktop);
     ASSERT_TRUE(scene);
-    scene->add("private", {.geometry = second, .seed = 0, .colour = privateColour});
+    scene->add("private", {.geometry = second, .seed = 0, .color = privateColor});
     startApplication();
 
     // A control: what lies there is seen.
-    Watcher control(*desktop, privateColour);
+    Watcher control(*desktop, privateColor);
     scene->move("private", region.topLeft());
     ASSERT_TRUE(waitUntil([&] { return control.sightings() > 0; }, Milliseconds{3000}));
     control.stop();
     scene->move("private", second.topLeft());
     ASSERT_TRUE(waitUntil([&] { return showsOnDisplay(quiet); }, Milliseconds{3000}));
 
-    Watcher watcher(*desktop, privateColour);
+    Watcher watcher(*desktop, privateColor);
     ASSERT_TRUE(waitUntil([&] { return watcher.looks() > 20; }, Milliseconds{3000}));
     shrinkTheFirst();
     // As a window manager does when it hears of the change.

@@ -35,7 +35,7 @@ protected:
                           xcb_send_event_checked(desktop->connection(), 0, window, mask, event.data()).sequence);
     }
 
-    /// Whether a colour is anywhere in the share within that time.
+    /// Whether a color is anywhere in the share within that time.
     [[nodiscard]] bool isEverShared(const QColor& color, Milliseconds duration) const
     {
         const QRect place = sharedPlace();
@@ -89,8 +89,8 @@ TEST_F(SentEventsTest, ASentClickOnCloseDoesNothingAndARealOneEndsTheProgram)
 
 TEST_F(SentEventsTest, ASentUnmapNotifyDoesNotShareWhatIsBehindTheWindow)
 {
-    scene->add("private", {.geometry = {150, 150, 200, 200}, .seed = 0, .colour = privateColor});
-    scene->add("cover", {.geometry = {140, 140, 220, 220}, .seed = 0, .colour = coverColor});
+    scene->add("private", {.geometry = {150, 150, 200, 200}, .seed = 0, .color = privateColor});
+    scene->add("cover", {.geometry = {140, 140, 220, 220}, .seed = 0, .color = coverColor});
     ASSERT_TRUE(isEverShared(coverColor, Milliseconds{3000}));
     // Whatever flashed by while the windows came.
     ASSERT_TRUE(waitUntil([&] { return !isEverShared(privateColor, Milliseconds{50}); }, Milliseconds{3000}));

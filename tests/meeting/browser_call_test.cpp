@@ -48,9 +48,9 @@ TEST_F(BrowserCallTest, BringsTheSharedScreenToTheFarSide)
     EXPECT_EQ(call_->state().received.size, QSize(640, 400));
 
     const QRect still(70, 76, 480, 290);
-    const QImage colours = Scene::pattern(5, {640, 400}).copy(still);
-    EXPECT_TRUE(imagesMatch(call_->trackImage(still), colours, {.perChannel = 4, .edgeDistance = 2}));
-    EXPECT_TRUE(imagesMatch(call_->receivedImage(still), colours, {.perChannel = 24, .edgeDistance = 2}));
+    const QImage colors = Scene::pattern(5, {640, 400}).copy(still);
+    EXPECT_TRUE(imagesMatch(call_->trackImage(still), colors, {.perChannel = 4, .edgeDistance = 2}));
+    EXPECT_TRUE(imagesMatch(call_->receivedImage(still), colors, {.perChannel = 24, .edgeDistance = 2}));
 
     scene_->repaint("shared", 5 | greyPattern);
     ASSERT_TRUE(call_->waitForChangesReceived(60, Milliseconds{10000}));

@@ -1,5 +1,5 @@
 // Nothing of the application's own is ever in a frame that the far side gets. The application paints everything of its
-// own in a marker colour for this, and the browser looks through every frame for it.
+// own in a marker color for this, and the browser looks through every frame for it.
 
 #include "tests/support/meeting.h"
 
@@ -11,7 +11,7 @@ namespace {
 
 constexpr int framesToLookThrough = 2000;
 const QRect region(300, 200, 400, 300);
-const QColor markerColour(255, 0, 255);
+const QColor markerColor(255, 0, 255);
 
 Meeting::Options markedMeeting()
 {
@@ -21,10 +21,10 @@ Meeting::Options markedMeeting()
             .isPatterned = false};
 }
 
-/// Whether the frame on the screen has the marker's colour: without that, looking for it shows nothing.
+/// Whether the frame on the screen has the marker's color: without that, looking for it shows nothing.
 bool isFrameMarked(const PrivateDesktop& desktop)
 {
-    return desktop.waitForPixel(region.left() + 60, region.top() - 3, markerColour);
+    return desktop.waitForPixel(region.left() + 60, region.top() - 3, markerColor);
 }
 
 void expectNoMarker(Meeting& meeting, int frames)
@@ -37,10 +37,10 @@ void expectNoMarker(Meeting& meeting, int frames)
     EXPECT_EQ(report.shared.unreadable + report.received.unreadable, 0);
 }
 
-/// Another application's window of the marker's colour in the region is found, so that one of ours would have been.
+/// Another application's window of the marker's color in the region is found, so that one of ours would have been.
 void expectMarkerToBeFound(Meeting& meeting)
 {
-    meeting.scene().add("marked", {.geometry = {region.center(), QSize(40, 40)}, .seed = 0, .colour = markerColour});
+    meeting.scene().add("marked", {.geometry = {region.center(), QSize(40, 40)}, .seed = 0, .color = markerColor});
     const auto isFound = [&] {
         const BrowserCall::MarkerReport report = meeting.call().markerReport();
         return report.shared.found > 0 && report.received.found > 0;

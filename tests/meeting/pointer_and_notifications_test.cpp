@@ -13,7 +13,7 @@ const QRect region(300, 200, 500, 350);
 /// The rectangle around everything that is clearly not the quiet wall, the moving window left out.
 std::vector<QRect> strangers(const Meeting& meeting, const QImage& picture)
 {
-    const QRgb wall = Meeting::quietColour().rgb();
+    const QRgb wall = Meeting::quietColor().rgb();
     const QRect moving = meeting.movementArea().adjusted(-2, -2, 2, 2).translated(-region.topLeft());
     QImage seen(picture.size(), QImage::Format_Grayscale8);
     seen.fill(0);
@@ -89,11 +89,10 @@ TEST_P(SharedNotifications, AreInThePictureAsTheSettingSays)
     meeting->desktop().movePointer({20, 20});
     // An ordinary window shows that the picture is up to date where the notification is not in it.
     meeting->scene().add(
-        "ordinary",
-        {.geometry = {region.x() + 20, region.y() + 260, 60, 60}, .seed = 0, .colour = QColor(30, 60, 220)});
+        "ordinary", {.geometry = {region.x() + 20, region.y() + 260, 60, 60}, .seed = 0, .color = QColor(30, 60, 220)});
     meeting->scene().add("notification", {.geometry = {region.x() + 340, region.y() + 20, 120, 60},
                                           .seed = 0,
-                                          .colour = QColor(240, 240, 240),
+                                          .color = QColor(240, 240, 240),
                                           .type = Scene::Type::notification});
     const auto sees = [&](QPoint place) {
         const QImage picture = meeting->call().trackImage();

@@ -49,7 +49,7 @@ protected:
             "wall",
             {.geometry = {0, 0, 1280, 720}, .seed = 3, .type = Scene::Type::desktop, .overrideRedirect = false});
         scene_->add("window",
-                    {.geometry = {250, 120, 600, 500}, .seed = 0, .colour = windowColor, .overrideRedirect = false});
+                    {.geometry = {250, 120, 600, 500}, .seed = 0, .color = windowColor, .overrideRedirect = false});
         application_ = Application::start(*desktop_, {.region = region}, reason);
         ASSERT_TRUE(application_) << reason;
         ASSERT_TRUE(application_->waitForVirtualDisplay(region.size())) << application_->process().output();

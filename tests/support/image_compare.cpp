@@ -13,18 +13,18 @@ namespace {
 
 int channelDifference(QRgb a, QRgb b, bool withAlpha)
 {
-    const int colour =
+    const int color =
         std::max({std::abs(qRed(a) - qRed(b)), std::abs(qGreen(a) - qGreen(b)), std::abs(qBlue(a) - qBlue(b))});
-    return withAlpha ? std::max(colour, std::abs(qAlpha(a) - qAlpha(b))) : colour;
+    return withAlpha ? std::max(color, std::abs(qAlpha(a) - qAlpha(b))) : color;
 }
 
-/// Whether a pixel has neighbours of another colour within the distance.
+/// Whether a pixel has neighbours of another color within the distance.
 bool isNearEdge(const QImage& image, int x, int y, int distance)
 {
-    const QRgb colour = image.pixel(x, y);
+    const QRgb color = image.pixel(x, y);
     for (int row = std::max(0, y - distance); row <= std::min(image.height() - 1, y + distance); ++row) {
         for (int column = std::max(0, x - distance); column <= std::min(image.width() - 1, x + distance); ++column) {
-            if (image.pixel(column, row) != colour)
+            if (image.pixel(column, row) != color)
                 return true;
         }
     }
@@ -39,9 +39,9 @@ std::string currentTestName()
     return name;
 }
 
-std::string describe(QRgb colour)
+std::string describe(QRgb color)
 {
-    return QString::asprintf("#%08x", colour).toStdString();
+    return QString::asprintf("#%08x", color).toStdString();
 }
 
 struct Comparison {

@@ -13,7 +13,7 @@ struct ImageTolerance {
     int perChannel = 0;
     /// How many pixels may differ by more than that.
     int differingPixels = 0;
-    /// Pixels as near as this to a change of colour in the expected picture are not compared.
+    /// Pixels as near as this to a change of color in the expected picture are not compared.
     int edgeDistance = 0;
 };
 

@@ -10,14 +10,14 @@ namespace nimbrale::test {
 namespace {
 
 constexpr int movementSize = 60;
-/// Islands of colour on a grey wall, near enough to each other that every region holds some of them.
+/// Islands of color on a grey wall, near enough to each other that every region holds some of them.
 constexpr std::uint32_t wallSeed = 11 | greyPattern | islandPattern;
 /// The pointer's image lies within this around its position.
 constexpr QRect pointerRoom(-32, -32, 96, 96);
 const QColor quietGreen(20, 110, 40);
 
-/// Video thins out colour: within two pixels of an edge between colours it is neither the one nor the other.
-constexpr ImageTolerance sharedColours{.perChannel = 4, .edgeDistance = 2};
+/// Video thins out color: within two pixels of an edge between colors it is neither the one nor the other.
+constexpr ImageTolerance sharedColors{.perChannel = 4, .edgeDistance = 2};
 constexpr ImageTolerance sharedGreys{.perChannel = 2};
 /// While something moves, the codec leaves blocks elsewhere unpolished: one pixel in a hundred may be off by more. A
 /// picture that is out of place by a pixel differs in seven of a hundred, at the edges of the pattern's cells.
@@ -36,7 +36,7 @@ QImage withoutIslands(QImage picture, const QRect& pixels)
     constexpr QPoint distance(islandDistance * patternCellWidth, islandDistance * patternCellHeight);
     for (int y = 0; y <= pixels.bottom(); y += distance.y()) {
         for (int x = 0; x <= pixels.right(); x += distance.x()) {
-            // Two pixels more, for the colour that bleeds out of an island.
+            // Two pixels more, for the color that bleeds out of an island.
             painter.fillRect(island.adjusted(-2, -2, 2, 2).translated(QPoint(x, y) - pixels.topLeft()), Qt::black);
         }
     }
@@ -132,7 +132,7 @@ void Meeting::fillDesktop(bool isPatterned)
     content_ = Scene::pattern(wallSeed, size);
     if (!isPatterned) {
         wall.seed = 0;
-        wall.colour = quietGreen;
+        wall.color = quietGreen;
         content_.fill(quietGreen);
     }
     scene_->add("wall", wall);
@@ -196,7 +196,7 @@ testing::AssertionResult Meeting::displayShowsContentOf(const QRect& pixels, Mil
 
 testing::AssertionResult Meeting::trackShowsContentOf(const QRect& pixels, Milliseconds timeout)
 {
-    return pictureShows([this] { return call_->trackImage(); }, pixels, {sharedColours, sharedGreys}, timeout)
+    return pictureShows([this] { return call_->trackImage(); }, pixels, {sharedColors, sharedGreys}, timeout)
            << " (on the shared track)";
 }
 
@@ -220,17 +220,17 @@ testing::AssertionResult Meeting::pictureShows(const std::function<QImage()>& ta
                                                const Tolerances& tolerances, Milliseconds timeout) const
 {
     const QRect pixels = sharedPart(region);
-    const QImage colours = contentOf(pixels);
-    const QImage greys = withoutIslands(colours, pixels);
+    const QImage colors = contentOf(pixels);
+    const QImage greys = withoutIslands(colors, pixels);
     QImage picture;
     static_cast<void>(waitUntil(
         [&] {
             picture = withoutWhatMoves(take(), pixels);
-            return imagesAreAlike(picture, colours, tolerances.colours) &&
+            return imagesAreAlike(picture, colors, tolerances.colors) &&
                    imagesAreAlike(withoutIslands(picture, pixels), greys, tolerances.greys);
         },
         timeout, Milliseconds{50}));
-    if (testing::AssertionResult match = imagesMatch(picture, colours, tolerances.colours); !match)
+    if (testing::AssertionResult match = imagesMatch(picture, colors, tolerances.colors); !match)
         return match;
     return imagesMatch(withoutIslands(picture, pixels), greys, tolerances.greys);
 }
@@ -241,7 +241,7 @@ void Meeting::dragFrame(const QRect& region, QPoint corner, int steps, Milliseco
     desktop_->drag(pixels(handle), pixels(handle + corner - region.topLeft()), steps, pause);
 }
 
-QColor Meeting::quietColour()
+QColor Meeting::quietColor()
 {
     return quietGreen;
 }

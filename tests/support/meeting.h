@@ -28,7 +28,7 @@ public:
         BrowserCall::Options call = {};
         /// A second display, plugged in before the application starts; not on Xvfb.
         std::optional<QRect> secondDisplay = {};
-        /// Whether the wall is painted with a pattern, or with one quiet green in which no colour is near the marker.
+        /// Whether the wall is painted with a pattern, or with one quiet green in which no color is near the marker.
         bool isPatterned = true;
     };
 
@@ -54,7 +54,7 @@ public:
     /// the pointer, it is black.
     [[nodiscard]] QImage contentOf(const QRect& pixels) const;
     /// Waits for the shared track to show exactly the content of the rectangle (greys within 2, edges to the pixel,
-    /// colours within 4), for the far side to show it within the codec's error (16, colours 24, but for one pixel in a
+    /// colors within 4), for the far side to show it within the codec's error (16, colors 24, but for one pixel in a
     /// hundred), and for both to move.
     [[nodiscard]] testing::AssertionResult showsContentOf(const QRect& pixels,
                                                           Milliseconds timeout = Milliseconds{5000});
@@ -71,8 +71,8 @@ public:
 
     /// In pixels.
     [[nodiscard]] QRect movementArea() const { return movementArea_; }
-    /// The colour of the wall that has no pattern.
-    [[nodiscard]] static QColor quietColour();
+    /// The color of the wall that has no pattern.
+    [[nodiscard]] static QColor quietColor();
 
     [[nodiscard]] bool restartApplication(std::string& reason);
 
@@ -80,7 +80,7 @@ private:
     Meeting() = default;
     /// The tolerance for everything, and the one for what is grey, edges included.
     struct Tolerances {
-        ImageTolerance colours;
+        ImageTolerance colors;
         ImageTolerance greys;
     };
     [[nodiscard]] bool arrangeDisplays(const Options& options);

@@ -281,13 +281,13 @@ void PrivateDesktop::synchronize() const
         xcb_get_input_focus_reply(connection_, xcb_get_input_focus(connection_), nullptr));
 }
 
-void PrivateDesktop::setBackground(const QColor& colour)
+void PrivateDesktop::setBackground(const QColor& color)
 {
-    std::uint32_t pixel = colour.rgb() & 0xffffffU;
+    std::uint32_t pixel = color.rgb() & 0xffffffU;
     if (screen_->root_depth == 16)
-        pixel = static_cast<std::uint32_t>((colour.red() >> 3) << 11 | (colour.green() >> 2) << 5 | colour.blue() >> 3);
+        pixel = static_cast<std::uint32_t>((color.red() >> 3) << 11 | (color.green() >> 2) << 5 | color.blue() >> 3);
     if (screen_->root_depth == 30)
-        pixel = static_cast<std::uint32_t>(colour.red() << 22 | colour.green() << 12 | colour.blue() << 2);
+        pixel = static_cast<std::uint32_t>(color.red() << 22 | color.green() << 12 | color.blue() << 2);
     xcb_change_window_attributes(connection_, screen_->root, XCB_CW_BACK_PIXEL, &pixel);
     xcb_clear_area(connection_, 0, screen_->root, 0, 0, 0, 0);
     synchronize();

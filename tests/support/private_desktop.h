@@ -94,9 +94,8 @@ public:
     /// The part inside the screen of a rectangle; the rest is black.
     [[nodiscard]] QImage screenshot(const QRect& area) const;
     [[nodiscard]] QColor pixel(int x, int y) const;
-    /// Waits until a pixel has exactly this colour.
-    [[nodiscard]] bool waitForPixel(int x, int y, const QColor& colour,
-                                    Milliseconds timeout = Milliseconds{3000}) const;
+    /// Waits until a pixel has exactly this color.
+    [[nodiscard]] bool waitForPixel(int x, int y, const QColor& color, Milliseconds timeout = Milliseconds{3000}) const;
 
     // --- Pointer and keys, as from real devices -------------------------------------------------------------------
 
@@ -164,8 +163,8 @@ public:
     [[nodiscard]] std::uint32_t serverTime();
     /// Waits until the server has done all that this connection sent.
     void synchronize() const;
-    /// Sets the root window to one colour and clears it.
-    void setBackground(const QColor& colour);
+    /// Sets the root window to one color and clears it.
+    void setBackground(const QColor& color);
 
 private:
     explicit PrivateDesktop(Options options);

@@ -58,9 +58,9 @@ QColor PrivateDesktop::pixel(int x, int y) const
     return screenshot(QRect(x, y, 1, 1)).pixelColor(0, 0);
 }
 
-bool PrivateDesktop::waitForPixel(int x, int y, const QColor& colour, Milliseconds timeout) const
+bool PrivateDesktop::waitForPixel(int x, int y, const QColor& color, Milliseconds timeout) const
 {
-    return waitUntil([&] { return pixel(x, y).rgb() == colour.rgb(); }, timeout);
+    return waitUntil([&] { return pixel(x, y).rgb() == color.rgb(); }, timeout);
 }
 
 void PrivateDesktop::fakeInput(std::uint8_t type, std::uint8_t detail, QPoint position)

@@ -58,7 +58,7 @@ void Scene::add(const std::string& name, const Window& window)
 {
     std::ostringstream line;
     line << "add " << name << ' ' << window.geometry.x() << ' ' << window.geometry.y() << ' ' << window.geometry.width()
-         << ' ' << window.geometry.height() << " seed=" << window.seed << " colour=" << (window.colour.rgba())
+         << ' ' << window.geometry.height() << " seed=" << window.seed << " color=" << (window.color.rgba())
          << " depth=" << window.depth << " border=" << window.borderWidth << " type=" << wordFor(window.type);
     if (window.overrideRedirect)
         line << " unmanaged";
@@ -111,11 +111,11 @@ void Scene::repaint(const std::string& name, std::uint32_t seed)
     command("repaint " + name + " " + std::to_string(seed));
 }
 
-void Scene::fill(const std::string& name, const QRect& area, const QColor& colour)
+void Scene::fill(const std::string& name, const QRect& area, const QColor& color)
 {
     std::ostringstream line;
     line << "fill " << name << ' ' << area.x() << ' ' << area.y() << ' ' << area.width() << ' ' << area.height() << ' '
-         << colour.rgba();
+         << color.rgba();
     command(line.str());
 }
 
@@ -142,8 +142,8 @@ QImage Scene::pattern(std::uint32_t seed, QSize size)
     QPainter painter(&image);
     for (int y = 0, row = 0; y < size.height(); y += patternCellHeight, ++row) {
         for (int x = 0, column = 0; x < size.width(); x += patternCellWidth, ++column) {
-            const QRgb colour = patternColour(seed, column, row) | 0xff000000U;
-            painter.fillRect(x, y, patternCellWidth, patternCellHeight, QColor(colour));
+            const QRgb color = patternColor(seed, column, row) | 0xff000000U;
+            painter.fillRect(x, y, patternCellWidth, patternCellHeight, QColor(color));
         }
     }
     return image;

@@ -20,10 +20,10 @@ public:
     enum class Type { normal, notification, dock, desktop };
     struct Window {
         QRect geometry = {};
-        /// Content: a pattern of small rectangles in colours made from the number (greys with the bit
-        /// greyPattern set); 0 fills with the colour instead.
+        /// Content: a pattern of small rectangles in colors made from the number (greys with the bit
+        /// greyPattern set); 0 fills with the color instead.
         std::uint32_t seed = 1;
-        QColor colour = Qt::white;
+        QColor color = Qt::white;
         /// 0 is the root's depth; 32 has alpha, and a pattern then has varied alpha.
         int depth = 0;
         int borderWidth = 0;
@@ -50,8 +50,8 @@ public:
     void remove(const std::string& name);
     /// Repaints with another pattern.
     void repaint(const std::string& name, std::uint32_t seed);
-    /// A rectangle of one colour, in the window's own pixels. Lost when the window is exposed or repainted.
-    void fill(const std::string& name, const QRect& area, const QColor& colour);
+    /// A rectangle of one color, in the window's own pixels. Lost when the window is exposed or repainted.
+    void fill(const std::string& name, const QRect& area, const QColor& color);
     /// The window's X identifier.
     [[nodiscard]] std::uint32_t identifier(const std::string& name);
     /// How often the window was pressed with a button, for click-through tests.

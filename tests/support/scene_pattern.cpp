@@ -12,7 +12,7 @@ bool isInIsland(int cell)
 
 } // namespace
 
-std::uint32_t patternColour(std::uint32_t seed, int column, int row)
+std::uint32_t patternColor(std::uint32_t seed, int column, int row)
 {
     std::uint32_t mixed =
         seed * 2654435761U + static_cast<std::uint32_t>(column) * 40503U + static_cast<std::uint32_t>(row) * 69069U;

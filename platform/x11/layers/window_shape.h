@@ -37,7 +37,7 @@ private:
     PixelRegion region_;
 };
 
-/// Finds the pixels that are at least half opaque, makes them wholly so in their own colour, and adds them, moved by
+/// Finds the pixels that are at least half opaque, makes them wholly so in their own color, and adds them, moved by
 /// (x, y), to `solid`. The other pixels keep what they have.
 void makeSolid(QImage& premultiplied, int x, int y, PixelRegion& solid);
 

@@ -73,7 +73,7 @@ using OwnedWindow = OwnedId<give_back::window>;
 using OwnedWindowPicture = OwnedId<give_back::windowPicture>;
 using OwnedWindowDamage = OwnedId<give_back::windowDamage>;
 using OwnedPixmap = OwnedId<xcb_free_pixmap>;
-/// Of a pixmap or of a source such as a colour.
+/// Of a pixmap or of a source such as a color.
 using OwnedPicture = OwnedId<xcb_render_free_picture>;
 using OwnedGraphicsContext = OwnedId<xcb_free_gc>;
 using OwnedRegion = OwnedId<xcb_xfixes_destroy_region>;

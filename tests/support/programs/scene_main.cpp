@@ -137,8 +137,8 @@ private:
             const std::string value = equals == std::string::npos ? std::string() : word.substr(equals + 1);
             if (key == "seed")
                 options.seed = static_cast<std::uint32_t>(std::stoul(value));
-            else if (key == "colour")
-                options.colour = static_cast<std::uint32_t>(std::stoul(value));
+            else if (key == "color")
+                options.color = static_cast<std::uint32_t>(std::stoul(value));
             else if (key == "depth")
                 options.depth = static_cast<std::uint8_t>(std::stoul(value));
             else if (key == "border")

@@ -30,17 +30,17 @@ SceneWindow::SceneWindow(xcb_connection_t* connection, const xcb_screen_t& scree
     if (options_.depth == 0)
         options_.depth = screen.root_depth;
     xcb_visualid_t visual = screen.root_visual;
-    xcb_colormap_t colours = screen.default_colormap;
+    xcb_colormap_t colors = screen.default_colormap;
     if (options_.depth != screen.root_depth) {
         visual = visualOfDepth(screen, options_.depth);
-        colours = xcb_generate_id(connection);
-        xcb_create_colormap(connection, XCB_COLORMAP_ALLOC_NONE, colours, screen.root, visual);
+        colors = xcb_generate_id(connection);
+        xcb_create_colormap(connection, XCB_COLORMAP_ALLOC_NONE, colors, screen.root, visual);
     }
     // In the order of the bits of the mask.
-    const std::array<std::uint32_t, 5> values{pixelOf(options_.colour), pixelOf(0xff808080), options_.isUnmanaged,
+    const std::array<std::uint32_t, 5> values{pixelOf(options_.color), pixelOf(0xff808080), options_.isUnmanaged,
                                               XCB_EVENT_MASK_EXPOSURE | XCB_EVENT_MASK_STRUCTURE_NOTIFY |
                                                   XCB_EVENT_MASK_BUTTON_PRESS | XCB_EVENT_MASK_FOCUS_CHANGE,
-                                              colours};
+                                              colors};
     xcb_create_window(connection, options_.depth, window_, screen.root, options_.x, options_.y, options_.width,
                       options_.height, options_.borderWidth, XCB_WINDOW_CLASS_INPUT_OUTPUT, visual,
                       XCB_CW_BACK_PIXEL | XCB_CW_BORDER_PIXEL | XCB_CW_OVERRIDE_REDIRECT | XCB_CW_EVENT_MASK |
@@ -111,14 +111,14 @@ void SceneWindow::makeRound()
 void SceneWindow::paint()
 {
     if (options_.seed == 0) {
-        fill({0, 0, options_.width, options_.height}, options_.colour);
+        fill({0, 0, options_.width, options_.height}, options_.color);
         return;
     }
     for (int y = 0, row = 0; y < options_.height; y += patternCellHeight, ++row) {
         for (int x = 0, column = 0; x < options_.width; x += patternCellWidth, ++column) {
             const std::uint32_t opaque = options_.depth == 32 ? 0U : 0xff000000U;
             fill({static_cast<std::int16_t>(x), static_cast<std::int16_t>(y), patternCellWidth, patternCellHeight},
-                 patternColour(options_.seed, column, row) | opaque);
+                 patternColor(options_.seed, column, row) | opaque);
         }
     }
 }
@@ -129,9 +129,9 @@ void SceneWindow::repaint(std::uint32_t seed)
     paint();
 }
 
-void SceneWindow::fill(const xcb_rectangle_t& area, std::uint32_t colour)
+void SceneWindow::fill(const xcb_rectangle_t& area, std::uint32_t color)
 {
-    const std::uint32_t pixel = pixelOf(colour);
+    const std::uint32_t pixel = pixelOf(color);
     xcb_change_gc(connection_, context_, XCB_GC_FOREGROUND, &pixel);
     xcb_poly_fill_rectangle(connection_, window_, context_, 1, &area);
 }
@@ -160,12 +160,12 @@ void SceneWindow::unmap()
     xcb_unmap_window(connection_, window_);
 }
 
-std::uint32_t SceneWindow::pixelOf(std::uint32_t colour) const
+std::uint32_t SceneWindow::pixelOf(std::uint32_t color) const
 {
-    const std::uint32_t alpha = colour >> 24;
-    const std::uint32_t red = colour >> 16 & 255U;
-    const std::uint32_t green = colour >> 8 & 255U;
-    const std::uint32_t blue = colour & 255U;
+    const std::uint32_t alpha = color >> 24;
+    const std::uint32_t red = color >> 16 & 255U;
+    const std::uint32_t green = color >> 8 & 255U;
+    const std::uint32_t blue = color & 255U;
     switch (options_.depth) {
     case 32:
         return alpha << 24 | (red * alpha / 255) << 16 | (green * alpha / 255) << 8 | blue * alpha / 255;
@@ -174,7 +174,7 @@ std::uint32_t SceneWindow::pixelOf(std::uint32_t colour) const
     case 16:
         return (red >> 3) << 11 | (green >> 2) << 5 | blue >> 3;
     default:
-        return colour & 0xffffffU;
+        return color & 0xffffffU;
     }
 }
 

@@ -15,7 +15,7 @@ struct SceneWindowOptions {
     std::uint16_t width = 1;
     std::uint16_t height = 1;
     std::uint32_t seed = 0;
-    std::uint32_t colour = 0xffffffff; ///< 0xAARRGGBB
+    std::uint32_t color = 0xffffffff; ///< 0xAARRGGBB
     std::uint8_t depth = 0;
     std::uint16_t borderWidth = 0;
     std::string type = "normal";
@@ -36,7 +36,7 @@ public:
     [[nodiscard]] xcb_window_t identifier() const { return window_; }
     void paint();
     void repaint(std::uint32_t seed);
-    void fill(const xcb_rectangle_t& area, std::uint32_t colour);
+    void fill(const xcb_rectangle_t& area, std::uint32_t color);
     /// Follows a ConfigureNotify.
     void resized(std::uint16_t width, std::uint16_t height);
     void configure(std::uint16_t mask, const std::vector<std::uint32_t>& values);
@@ -48,7 +48,7 @@ public:
 private:
     void setProperties();
     void makeRound();
-    [[nodiscard]] std::uint32_t pixelOf(std::uint32_t colour) const;
+    [[nodiscard]] std::uint32_t pixelOf(std::uint32_t color) const;
     [[nodiscard]] xcb_atom_t atom(const std::string& name) const;
     void setAtom(const std::string& property, const std::string& value);
 

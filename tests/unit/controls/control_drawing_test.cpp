@@ -245,7 +245,7 @@ TEST(ControlDrawingKeptTest, EdgesFallOnPixelsWhereverTheControlIsPut)
     EXPECT_NE(drawn(controls, {{20.5, 20, 22, 22}, {}}), whole) << "a pixel further";
 }
 
-TEST(ControlBlendTest, MixesColoursByFraction)
+TEST(ControlBlendTest, MixesColorsByFraction)
 {
     EXPECT_EQ(blended({1, 0.5, 0, 1}, 0, {0, 0, 0, 1}), (Color{1, 0.5, 0, 1}));
     EXPECT_EQ(blended({1, 0.5, 0, 1}, 0.5, {0, 0, 1, 1}), (Color{0.5, 0.25, 0.5, 1}));

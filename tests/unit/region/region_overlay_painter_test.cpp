@@ -325,7 +325,7 @@ TEST_P(RegionOverlayPainterTest, TextKeepsItsDistanceFromTheEndsOfItsBackground)
     EXPECT_EQ(countIn({background.maxX() - 9, background.y, 9, background.height}, isText), 0);
 }
 
-TEST_P(RegionOverlayPainterTest, OtherColoursCanBeGiven)
+TEST_P(RegionOverlayPainterTest, OtherColorsCanBeGiven)
 {
     RegionOverlayPainter overlayPainter{OverlayColors{.frame = {0, 1, 0, 1}, .active = {}, .recording = {}}};
     layout = RegionOverlayLayout(input);
