@@ -26,7 +26,6 @@
 #include <unistd.h>
 
 #include <chrono>
-#include <functional>
 
 namespace nimbrale {
 namespace {
