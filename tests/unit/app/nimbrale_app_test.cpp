@@ -19,13 +19,12 @@
 #include <QTemporaryDir>
 #include <QTimer>
 
+#include <chrono>
 #include <functional>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <optional>
 #include <unistd.h>
-
-#include <chrono>
 
 namespace nimbrale {
 namespace {
