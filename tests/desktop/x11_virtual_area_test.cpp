@@ -1,3 +1,4 @@
+#include "platform/x11/server/events.h"
 #include "tests/desktop/virtual_display_fixture.h"
 #include "tests/support/scene.h"
 
@@ -12,7 +13,30 @@ namespace {
 using Compositor = PrivateDesktop::Compositor;
 using WindowManager = PrivateDesktop::WindowManager;
 
-using VirtualAreaTest = VirtualDisplayTest;
+class VirtualAreaTest : public VirtualDisplayTest {
+protected:
+    /// The private desktop's connection becomes one of a compositing manager that has a picture of its own in the whole
+    /// overlay: that window.
+    xcb_window_t becomeCompositor()
+    {
+        xcb_connection_t* const raw = desktop_->connection();
+        const xcb_window_t curtain = xcb_generate_id(raw);
+        const x11::Reply<xcb_composite_get_overlay_window_reply_t> overlay(xcb_composite_get_overlay_window_reply(
+            raw, xcb_composite_get_overlay_window(raw, desktop_->screen().root), nullptr));
+        if (!overlay) {
+            ADD_FAILURE() << "no composite overlay";
+            return curtain;
+        }
+        const std::array<std::uint32_t, 2> values = {0x808080, 1};
+        xcb_create_window(raw, XCB_COPY_FROM_PARENT, curtain, overlay->overlay_win, 0, 0, 4000, 4000, 0,
+                          XCB_WINDOW_CLASS_INPUT_OUTPUT, XCB_COPY_FROM_PARENT,
+                          XCB_CW_BACK_PIXEL | XCB_CW_OVERRIDE_REDIRECT, values.data());
+        xcb_map_window(raw, curtain);
+        xcb_set_selection_owner(raw, curtain, host_->connection->atom("_NET_WM_CM_S0"), XCB_CURRENT_TIME);
+        desktop_->synchronize();
+        return curtain;
+    }
+};
 
 struct Managers {
     const char* name;
@@ -106,6 +130,32 @@ TEST_P(CompositedVirtualAreaTest, TheCompositorMayGoAndComeBack)
     host_->virtualDisplays->area().remove(window);
 }
 
+TEST_F(VirtualAreaTest, ACompositorThatMissedTheNewSizeIsToldOnceMore)
+{
+    startOnOpenbox();
+    if (IsSkipped())
+        return;
+    // Hides the area until it hears of a change of the root, with a picture behind what others put into the overlay;
+    // picom would draw over that too, later.
+    becomeCompositor();
+    auto device = make(800, 600);
+    xcb_connection_t* const raw = desktop_->connection();
+    const std::uint32_t structure = XCB_EVENT_MASK_STRUCTURE_NOTIFY;
+    xcb_change_window_attributes(raw, desktop_->screen().root, XCB_CW_EVENT_MASK, &structure);
+    desktop_->synchronize();
+    EXPECT_TRUE(DisplaysHost::pumpUntil([&] {
+        const x11::Reply<xcb_generic_event_t> event(xcb_poll_for_event(raw));
+        if (event && x11::eventType(*event) == XCB_CONFIGURE_NOTIFY &&
+            x11::eventAs<xcb_configure_notify_event_t>(*event).window == desktop_->screen().root)
+            xcb_composite_release_overlay_window(raw, desktop_->screen().root);
+        desktop_->synchronize();
+        return isVerified() || !unusable_.empty();
+    }));
+    EXPECT_EQ(unusable_, "");
+    EXPECT_FALSE(host_->virtualDisplays->area().usesOverlay());
+    EXPECT_EQ(desktop_->screenSize(), QSize(2080, 1320));
+}
+
 TEST_F(VirtualAreaTest, ACompositorThatMissedTheNewSizeIsWorkedAround)
 {
     // picom takes no notice of the screen growing while it starts.
@@ -150,18 +200,8 @@ TEST_F(VirtualAreaTest, ACompositorThatHidesItEndsIt)
     if (IsSkipped())
         return;
     // It keeps a picture of its own in front of the whole overlay.
+    const xcb_window_t curtain = becomeCompositor();
     xcb_connection_t* const raw = desktop_->connection();
-    const xcb_window_t curtain = xcb_generate_id(raw);
-    const x11::Reply<xcb_composite_get_overlay_window_reply_t> overlay(xcb_composite_get_overlay_window_reply(
-        raw, xcb_composite_get_overlay_window(raw, desktop_->screen().root), nullptr));
-    ASSERT_TRUE(overlay);
-    const std::array<std::uint32_t, 2> values = {0x808080, 1};
-    xcb_create_window(raw, XCB_COPY_FROM_PARENT, curtain, overlay->overlay_win, 0, 0, 4000, 4000, 0,
-                      XCB_WINDOW_CLASS_INPUT_OUTPUT, XCB_COPY_FROM_PARENT, XCB_CW_BACK_PIXEL | XCB_CW_OVERRIDE_REDIRECT,
-                      values.data());
-    xcb_map_window(raw, curtain);
-    xcb_set_selection_owner(raw, curtain, host_->connection->atom("_NET_WM_CM_S0"), XCB_CURRENT_TIME);
-    desktop_->synchronize();
     auto device = make(800, 600);
     const std::uint32_t above = XCB_STACK_MODE_ABOVE;
     EXPECT_TRUE(DisplaysHost::pumpUntil(

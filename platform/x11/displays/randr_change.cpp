@@ -87,6 +87,15 @@ void RandrChange::setScreenSize(int width, int height, const PixelPitch& pitch,
     }
 }
 
+// The server tells nobody of a size that is as it was, but a size in millimeters counts too.
+void RandrChange::repeatScreenSize(int width, int height, const PixelPitch& pitch,
+                                   const std::vector<RandrPanning>& pannings)
+{
+    const double millimeterMore = 1.0 / std::max(1, width);
+    setScreenSize(width, height, {pitch.horizontal + millimeterMore, pitch.vertical}, pannings);
+    setScreenSize(width, height, pitch, pannings);
+}
+
 Result<void> RandrChange::finish()
 {
     Result<void> result;

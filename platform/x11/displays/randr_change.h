@@ -28,6 +28,8 @@ public:
     void deleteMonitor(xcb_atom_t name);
     /// The server moves the edges of panning areas along with the screen's; `pannings`, as they were, puts them back.
     void setScreenSize(int width, int height, const PixelPitch& pitch, const std::vector<RandrPanning>& pannings);
+    /// Tells all others of the screen's size, which stays as it is, once more.
+    void repeatScreenSize(int width, int height, const PixelPitch& pitch, const std::vector<RandrPanning>& pannings);
 
     /// Waits until the server has answered all that was sent: what it refused first, if anything. Not within a grab.
     [[nodiscard]] Result<void> finish();

@@ -23,6 +23,8 @@ using namespace std::chrono_literals;
 
 // Time for a compositing manager to set itself up, or for a window to be mapped and painted.
 constexpr auto settleDelay = 300ms;
+// Ten times what a compositing manager that knows the screen's size was seen to take.
+constexpr auto lateAfter = 500ms;
 
 } // namespace
 
@@ -38,6 +40,7 @@ struct VirtualArea::Impl {
     Subscription managerChanges;
     Subscription shapeChanges;
     std::unique_ptr<Timer> probeTimer;
+    std::unique_ptr<Timer> lateTimer;
     /// Whether it has been found out where this compositing manager is best started with.
     bool isKnown = false;
     /// Whether the windows have been children of the other of root and overlay since the last change.
@@ -135,6 +138,10 @@ void VirtualArea::Impl::startProbe()
 {
     probe = std::make_unique<AreaProbe>(connection, mainQueue, pixels, spotInFront(), std::nullopt,
                                         [this](bool wasSeen) { probeEnded(wasSeen); });
+    lateTimer = mainQueue.schedule(lateAfter, [this] {
+        if (probe && !isInOverlay() && owner.onLate)
+            owner.onLate();
+    });
 }
 
 // In the frontmost window, since that is what has to be seen; a window of its own in front of it would have its place

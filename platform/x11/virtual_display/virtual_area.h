@@ -59,6 +59,9 @@ public:
 
     /// Called when a probe was seen on the screen, or a compositing manager has gone. Not within `setPixels`.
     std::function<void()> onVerified;
+    /// Called when what is shown in the area is late on the screen: a compositing manager that started while the screen
+    /// changed may not know of its size, and hears of it when it is told once more.
+    std::function<void()> onLate;
     /// Called when windows in the area do not arrive on the screen either way.
     std::function<void(Error)> onUnusable;
 

@@ -72,6 +72,7 @@ X11VirtualDisplay::X11VirtualDisplay(const Environment& environment, const Virtu
     displayID_ = environment.screens.displayIDForMonitor(record_.monitor);
     environment.screens.setOwnMonitor(record_.monitor);
     environment.area.onVerified = [this] { areaVerified(); };
+    environment.area.onLate = [this] { repeatScreenSize(); };
     environment.area.onUnusable = [this](Error error) { becomeUnusable(std::move(error)); };
     const int randr = environment.connection.extensions().randr.firstEvent;
     screenChanges_ = environment.events.add({randr + XCB_RANDR_SCREEN_CHANGE_NOTIFY}, [this](const auto& event) {
@@ -102,6 +103,7 @@ X11VirtualDisplay::~X11VirtualDisplay()
     claimChanges_.reset();
     checkTimer_.reset();
     environment_.area.onVerified = nullptr;
+    environment_.area.onLate = nullptr;
     environment_.area.onUnusable = nullptr;
     if (isClaimLost_) {
         environment_.area.setPixels({}, [] {});
@@ -248,6 +250,16 @@ void X11VirtualDisplay::areaVerified()
         return;
     if (const auto announced = announce(); !announced)
         qCWarning(virtualDisplayLog).noquote() << QString::fromStdString(announced.error().message);
+}
+
+void X11VirtualDisplay::repeatScreenSize()
+{
+    const PixelRect screen = layout_.screenPixels();
+    const std::vector<RandrPanning> pannings = layout_.pannings();
+    RandrChange change(environment_.connection);
+    change.repeatScreenSize(screen.width, screen.height, pitch_, pannings);
+    if (const auto repeated = change.finish(); !repeated)
+        qCWarning(virtualDisplayLog).noquote() << QString::fromStdString(repeated.error().message);
 }
 
 Result<void> X11VirtualDisplay::putBack(const RandrMonitor& before, const PixelRect& screenBefore)

@@ -55,6 +55,7 @@ private:
     void recordCard();
     [[nodiscard]] Result<void> announce();
     void areaVerified();
+    void repeatScreenSize();
     void takeDown();
     [[nodiscard]] PixelRect atCorner(int width, int height) const;
     [[nodiscard]] bool isScreenBigEnough() const;
