@@ -29,7 +29,7 @@ public:
                 const std::string& displayName)
         : connection_(std::move(connection)), events_(*connection_, [this] { reportLost(); }),
           screens_(*connection_, events_), virtualDisplays_(*connection_, events_, screens_, mainQueue, displayName),
-          panels_(*connection_, events_, screens_, mainQueue), mainQueue_(mainQueue), workspace_(workspace)
+          panels_(*connection_, events_, screens_, mainQueue, painted_), mainQueue_(mainQueue), workspace_(workspace)
     {
         panels_.setVirtualArea(&virtualDisplays_.area());
     }
@@ -43,7 +43,7 @@ public:
         };
         callbacks.onPointerMoved = [this](std::optional<PixelPoint> position) { screens_.pointer().didMove(position); };
         callbacks.onLost = [this] { mainQueue_.post([this] { reportLost(); }); };
-        auto engine = CaptureEngine::create(displayName, std::move(callbacks));
+        auto engine = CaptureEngine::create(displayName, std::move(callbacks), painted_);
         if (!engine)
             return tl::make_unexpected(engine.error());
         engine_ = std::move(*engine);
@@ -70,6 +70,7 @@ private:
     EventDispatcher events_;
     SentEventFilter sentEvents_;
     X11Screens screens_;
+    std::shared_ptr<PaintedRegions> painted_ = std::make_shared<PaintedRegions>();
     X11VirtualDisplays virtualDisplays_;
     X11Panels panels_;
     MainQueue& mainQueue_;

@@ -37,7 +37,8 @@ public:
         };
         callbacks.onLost = [this] { isLost_ = true; };
         engine_ = std::move(*x11::CaptureEngine::create(engineDisplay.empty() ? desktop.displayName() : engineDisplay,
-                                                        std::move(callbacks)));
+                                                        std::move(callbacks),
+                                                        std::make_shared<x11::PaintedRegions>()));
         capture_ = std::make_unique<x11::X11ScreenCapture>(*engine_, *screens_, queue_, desktop.displayName());
     }
 
@@ -210,7 +211,7 @@ private:
         return pixelOf(static_cast<const x11::X11Surface&>(*surface_).pixmap(), 0, 0);
     }
 
-    /// As the server keeps it.
+    /// As the server keeps it, but for the byte that says nothing in depth 24.
     [[nodiscard]] std::uint32_t pixelOf(xcb_drawable_t drawable, std::int16_t x, std::int16_t y)
     {
         const x11::Reply<xcb_get_image_reply_t> reply(xcb_get_image_reply(
@@ -220,7 +221,7 @@ private:
         if (reply && xcb_get_image_data_length(reply.get()) > 0)
             std::memcpy(&value, xcb_get_image_data(reply.get()),
                         static_cast<std::size_t>(xcb_get_image_data_length(reply.get())));
-        return value;
+        return reply && reply->depth == 24 ? value & 0xffffff : value;
     }
 
     void setRegion(const Rect& region)

@@ -28,7 +28,8 @@ public:
         connection = std::move(*x11::Connection::open(desktop.displayName()));
         events = std::make_unique<x11::EventDispatcher>(*connection, [] {});
         screens = std::make_unique<x11::X11Screens>(*connection, *events);
-        panels = std::make_unique<x11::X11Panels>(*connection, *events, *screens, mainQueue);
+        panels = std::make_unique<x11::X11Panels>(*connection, *events, *screens, mainQueue,
+                                                  std::make_shared<x11::PaintedRegions>());
     }
 
     /// A rectangle in points with its origin at the screen's top-left as screen coordinates.

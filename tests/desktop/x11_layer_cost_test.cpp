@@ -158,7 +158,8 @@ TEST_F(X11LayerCostTest, aTransactionPostsNothing)
     if (IsSkipped())
         return;
     CountingQueue queue;
-    x11::X11Panels panels(*host->connection, *host->events, *host->screens, queue);
+    x11::X11Panels panels(*host->connection, *host->events, *host->screens, queue,
+                          std::make_shared<x11::PaintedRegions>());
     PanelOptions options;
     options.style = PanelStyle::fullScreen;
     options.frame = host->onScreen({0, 0, 64, 48});

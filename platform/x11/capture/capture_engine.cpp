@@ -6,19 +6,21 @@
 
 namespace nimbrale::x11 {
 
-Result<std::unique_ptr<CaptureEngine>> CaptureEngine::create(const std::string& displayName, Callbacks callbacks)
+Result<std::unique_ptr<CaptureEngine>> CaptureEngine::create(const std::string& displayName, Callbacks callbacks,
+                                                             std::shared_ptr<PaintedRegions> painted)
 {
     auto connection = Connection::open(displayName);
     if (!connection)
         return tl::make_unexpected(connection.error());
-    std::unique_ptr<CaptureEngine> engine(new CaptureEngine(std::move(*connection), std::move(callbacks)));
+    std::unique_ptr<CaptureEngine> engine(new CaptureEngine(std::move(*connection), std::move(callbacks), std::move(painted)));
     engine->thread_ = std::thread([raw = engine.get()] { raw->run(); });
     return engine;
 }
 
-CaptureEngine::CaptureEngine(std::unique_ptr<Connection> connection, Callbacks callbacks)
+CaptureEngine::CaptureEngine(std::unique_ptr<Connection> connection, Callbacks callbacks,
+                             std::shared_ptr<PaintedRegions> painted)
     : connection_(std::move(connection)), callbacks_(std::move(callbacks)),
-      desktop_(*connection_, callbacks_.onPointerMoved), displays_(*connection_, desktop_.events())
+      desktop_(*connection_, callbacks_.onPointerMoved, std::move(painted)), displays_(*connection_, desktop_.events())
 {}
 
 CaptureEngine::~CaptureEngine()
@@ -100,6 +102,7 @@ void CaptureEngine::handOver(const std::vector<CaptureSession*>& drawn)
     // The reply comes after all that was drawn, and behind the news of every change of the displays before that.
     connection_->synchronize();
     desktop_.handleEvents();
+    desktop_.updateMasks(FramePacer::Clock::now());
     if (connection_->isLost())
         return;
     for (CaptureSession* const session : drawn)

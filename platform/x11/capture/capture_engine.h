@@ -28,9 +28,10 @@ public:
         std::function<void()> onLost;
     };
 
-    /// Makes the connection and redirects the windows before it returns; the thread runs from then on.
-    [[nodiscard]] static Result<std::unique_ptr<CaptureEngine>> create(const std::string& displayName,
-                                                                       Callbacks callbacks);
+    /// Makes the connection and redirects the windows before it returns; the thread runs from then on. `painted` is
+    /// what this process tells of its translucent windows; those that it tells nothing of count as painted all over.
+    [[nodiscard]] static Result<std::unique_ptr<CaptureEngine>>
+    create(const std::string& displayName, Callbacks callbacks, std::shared_ptr<PaintedRegions> painted);
     ~CaptureEngine();
     CaptureEngine(const CaptureEngine&) = delete;
     CaptureEngine& operator=(const CaptureEngine&) = delete;
@@ -53,7 +54,7 @@ public:
     [[nodiscard]] std::vector<CaptureWindow> listWindows() { return desktop_.listWindows(); }
 
 private:
-    CaptureEngine(std::unique_ptr<Connection> connection, Callbacks callbacks);
+    CaptureEngine(std::unique_ptr<Connection> connection, Callbacks callbacks, std::shared_ptr<PaintedRegions> painted);
 
     void run();
     void runPosted();

@@ -55,6 +55,7 @@ void CaptureSession::start(Connection& connection, DesktopTracker& desktop, Disp
     displays.compare(configuration_.display);
     renderer_ = std::make_unique<FrameRenderer>(connection, std::move(releasePixmap));
     renderer_->setGeometry(configuration_.source, configuration_.width, configuration_.height);
+    seen_ = std::make_unique<SeenPicture>(connection);
     if (connection.extensions().sync.isPresent) {
         counter_ = {connection, connection.newId()};
         xcb_sync_create_counter(connection.get(), counter_.get(), {0, 0});
@@ -68,6 +69,7 @@ void CaptureSession::stop()
         return;
     desktop_->remove(changes_);
     renderer_.reset();
+    seen_.reset();
     counter_.reset();
 }
 
@@ -86,7 +88,7 @@ StreamTiming CaptureSession::timing(FramePacer::Clock::time_point now)
     if (!timing.timeToTurn)
         return timing;
     // A consumer that lets go of a frame wakes the thread.
-    if (!displays_->isCertain(configuration_.display) || heldFrames_->areAsManyAs(configuration_.queueDepth))
+    if (!displays_->isCertain(configuration_.display) || now < changes_.heldUntil() || heldFrames_->areAsManyAs(configuration_.queueDepth))
         timing.timeToTurn.reset();
     return timing;
 }
@@ -110,24 +112,36 @@ void CaptureSession::drawFrame(FramePacer::Clock::time_point tick)
     const std::chrono::nanoseconds presentation = presentationTime();
     const FrameRenderer::Frame frame =
         renderer_->draw(dirty, [&](RegionComposer& composer, const CompositionTarget& target) {
-            desktop_->compose(composer, target, dirty, changes_,
-                              [this](const CapturedWindow& window) { return includes(window); });
+            desktop_->compose({composer, *seen_, [this](const CapturedWindow& window) { return includes(window); }},
+                              target, dirty, changes_);
         });
     surfaceChanges_.advance(frame.changed.rects());
     auto surface = std::make_shared<X11Surface>(frame.storage, surfaceChanges_, signalFence());
-    drawn_ = DrawnFrame{std::move(surface), presentation, tick, displays_->now()};
+    drawn_ = DrawnFrame{std::move(surface), presentation, tick, displays_->now(), changes_.mask().region()};
 }
 
 void CaptureSession::handOver()
 {
     DrawnFrame frame = std::move(*std::exchange(drawn_, std::nullopt));
-    if (!displays_->wasCertain(configuration_.display, frame.begun)) {
+    if (!displays_->wasCertain(configuration_.display, frame.begun) || showsMasked(frame)) {
         // Its tick is not used: the next one is due as soon as the place is certain.
         changes_.addAll();
         return;
     }
     pacer_.useTick(frame.tick);
     output->deliver(heldFrames_->count(std::move(frame.surface)), frame.presentationTime);
+}
+
+// A window that is left out may have come to where the screen was copied, before it was.
+bool CaptureSession::showsMasked(const DrawnFrame& frame)
+{
+    if (!changes_.isMasked())
+        return false;
+    PixelRegion appeared(changes_.mask().region());
+    appeared -= frame.mask;
+    changes_.mask().distrust(appeared);
+    appeared &= PixelRegion(configuration_.source);
+    return !appeared.isEmpty();
 }
 
 std::chrono::nanoseconds CaptureSession::presentationTime()

@@ -69,8 +69,9 @@ public:
     /// Takes the turn that is due, after the desktop's changes were collected: draws what changed. False if nothing
     /// did; else `handOver` is to be called.
     [[nodiscard]] bool takeTurn(FramePacer::Clock::time_point now);
-    /// Delivers what was drawn, after the server is known to have drawn it and its events up to then were handled. What
-    /// may show another display than the stream's is dropped, and drawn anew once the place is certain.
+    /// Delivers what was drawn, after the server is known to have drawn it, its events up to then were handled and the
+    /// masks updated. What may show another display than the stream's, or a window that is left out, is dropped and
+    /// drawn anew.
     void handOver();
 
 private:
@@ -79,9 +80,12 @@ private:
         std::chrono::nanoseconds presentationTime{};
         FramePacer::Clock::time_point tick;
         DisplayPlaces::Moment begun{};
+        /// What was left out of it.
+        PixelRegion mask;
     };
 
     void drawFrame(FramePacer::Clock::time_point tick);
+    [[nodiscard]] bool showsMasked(const DrawnFrame& frame);
     [[nodiscard]] std::chrono::nanoseconds presentationTime();
     [[nodiscard]] bool includes(const CapturedWindow& window) const;
     [[nodiscard]] SyncPoint signalFence();
@@ -98,6 +102,7 @@ private:
     DesktopTracker* desktop_ = nullptr;
     DisplayPlaces* displays_ = nullptr;
     std::unique_ptr<FrameRenderer> renderer_;
+    std::unique_ptr<SeenPicture> seen_;
     std::shared_ptr<HeldFrames> heldFrames_;
     std::function<void()> onLost_;
     /// Between `takeTurn` and `handOver`.

@@ -15,10 +15,16 @@ namespace nimbrale::x11 {
 
 enum class PointerVisibility { hidden, shown };
 
-/// What the frames of a stream are made from.
+/// What the frames of a stream show.
 enum class FrameContents {
     windows, ///< the windows that the stream includes, covered or not, and the background
     screen   ///< what the screen shows, whoever put it there
+};
+
+/// What happened to a window.
+enum class WindowChange {
+    altered, ///< its place, shape or order is about to be another, or has become so
+    vanished ///< it is on the screen no more
 };
 
 /// Whose a top-level window is, as the content filters need it.
@@ -88,6 +94,8 @@ struct CapturedWindow {
     bool needsShape = false;
     /// Relative to the border's outer corner; of a shaped window only.
     PixelRegion shape;
+    /// The pixels that this process has painted in a translucent window of its own; absent where that is not known.
+    std::optional<PixelRegion> painted;
 
     /// Whether the server is not to keep pixels of it: most of them lie beyond any screen, and they would take
     /// gigabytes.
@@ -148,6 +156,19 @@ struct CapturedWindow {
             return PixelRegion(bounds());
         PixelRegion region = isFinelyShaped() ? PixelRegion(shape.bounds()) : shape;
         region.translate(x, y);
+        return region;
+    }
+
+    /// Where the screen may show something of it. Compositing managers draw shadows around windows, but around the
+    /// panels that tell what is painted in them.
+    [[nodiscard]] PixelRegion reach() const
+    {
+        constexpr int shadow = 64;
+        if (!painted)
+            return {x - shadow, y - shadow, width + 2 * (borderWidth + shadow), height + 2 * (borderWidth + shadow)};
+        PixelRegion region(*painted);
+        region.translate(x, y);
+        region &= PixelRegion(bounds());
         return region;
     }
 };

@@ -24,10 +24,52 @@ void ChangeCollector::add(const PixelRegion& region)
         dirty_ = PixelRegion(dirty_.bounds());
 }
 
-void ChangeCollector::addWindow(const CapturedWindow& window)
+void ChangeCollector::setMasked(bool isMasked, Clock::time_point heldUntil)
 {
-    if (isIncluded(window))
-        add(window.extents());
+    isMasked_ = isMasked;
+    heldUntil_ = heldUntil;
+    mask_.reset();
+    addAll();
+}
+
+void ChangeCollector::updateMask(const WindowList& windows, Clock::time_point now)
+{
+    if (!isMasked_)
+        return;
+    PixelRegion current;
+    for (const CapturedWindow* const window : windows) {
+        if (window->coversRoot() && !isIncluded(*window))
+            current |= window->reach();
+    }
+    add(mask_.update(current, now));
+}
+
+void ChangeCollector::addWindow(const CapturedWindow& window, WindowChange change, Clock::time_point now)
+{
+    if (isIncluded(window)) {
+        noteWindowChange(toldByWindows(window.extents()));
+    } else if (isMasked_) {
+        mask_.hold(window.reach(), now + (change == WindowChange::vanished ? longestFade : longestLag));
+    }
+}
+
+void ChangeCollector::addScreenDamage(const PixelRegion& damage)
+{
+    if (!isMasked_) {
+        add(damage);
+        return;
+    }
+    mask_.noteScreenDamage(damage);
+    PixelRegion shown(damage);
+    shown -= mask_.region();
+    add(shown);
+}
+
+PixelRegion ChangeCollector::toldByWindows(PixelRegion region) const
+{
+    if (isMasked_)
+        region &= mask_.region();
+    return region;
 }
 
 void ChangeCollector::addDamage(const WindowList& windows, const CapturedWindow& window, const PixelRegion& damage,
@@ -35,7 +77,14 @@ void ChangeCollector::addDamage(const WindowList& windows, const CapturedWindow&
 {
     if (!isIncluded(window))
         return;
-    add(visiblePart(damage, windows, window, compositing));
+    noteWindowChange(visiblePart(damage, windows, window, compositing));
+}
+
+void ChangeCollector::noteWindowChange(const PixelRegion& region)
+{
+    if (isMasked_)
+        mask_.noteWindowChange(region);
+    add(region);
 }
 
 void ChangeCollector::addRootDamage(const WindowList& windows, const PixelRegion& damage)
@@ -87,9 +136,9 @@ void ChangeCollector::expectScreenDamage(const PixelRegion& area)
 {
     PixelRegion visible(area);
     visible &= PixelRegion(source_);
-    if (visible.isEmpty())
-        expectChange();
-    else
+    if (isMasked_)
+        visible -= mask_.region();
+    if (!visible.isEmpty())
         expectation_ = ChangeExpectation::certain;
 }
 
@@ -110,6 +159,7 @@ PixelRegion ChangeCollector::visiblePart(PixelRegion region, const WindowList& w
 {
     region &= PixelRegion(source_);
     region &= window.extents();
+    region = toldByWindows(std::move(region));
     // From the top: what hides a window most often is the topmost of all. A finely shaped one counts as hiding nothing:
     // to draw a little too much costs less than to find out.
     for (auto item = windows.rbegin(); item != windows.rend() && *item != &window && !region.isEmpty(); ++item) {

@@ -3,8 +3,10 @@
 #include "platform/pixel_rect.h"
 #include "platform/x11/capture/captured_window.h"
 #include "platform/x11/capture/frame_pacer.h"
+#include "platform/x11/capture/screen_mask.h"
 #include "platform/x11/server/pixel_region.h"
 
+#include <chrono>
 #include <functional>
 
 namespace nimbrale::x11 {
@@ -13,15 +15,33 @@ namespace nimbrale::x11 {
 /// root pixels. Pure: needs no server. Capture thread only.
 class ChangeCollector {
 public:
+    using Clock = ScreenMask::Clock;
+
+    /// For how long a compositing manager may still show a window where it was. Twice what any was seen to take; some
+    /// fade out what has vanished.
+    static constexpr std::chrono::milliseconds longestLag{250};
+    static constexpr std::chrono::milliseconds longestFade{500};
+
     /// `isIncluded`: whether the stream shows a window at all.
     explicit ChangeCollector(std::function<bool(const CapturedWindow&)> isIncluded) : isIncluded_(std::move(isIncluded))
     {}
 
     /// Another source, or another choice about the pointer, has everything drawn anew.
     void setSource(const PixelRect& source, PointerVisibility pointer);
-    /// Frames of the screen take no notice of windows: what is drawn on the screen is told by `add` alone.
+    /// Frames of the screen take no notice of windows: what is drawn on the screen is told by `addScreenDamage` alone.
     void setContents(FrameContents contents) { contents_ = contents; }
     [[nodiscard]] FrameContents contents() const { return contents_; }
+    /// Whether frames of windows are copied from the screen, but where it may show windows that are left out: there,
+    /// below the mask, goes what was seen last, and what windows there tell of. Everything is drawn anew where that is
+    /// another choice than before, though not before `heldUntil`.
+    void setMasked(bool isMasked, Clock::time_point heldUntil);
+    [[nodiscard]] bool isMasked() const { return isMasked_; }
+    /// No frame is drawn before then.
+    [[nodiscard]] Clock::time_point heldUntil() const { return heldUntil_; }
+    [[nodiscard]] ScreenMask& mask() { return mask_; }
+    [[nodiscard]] const ScreenMask& mask() const { return mask_; }
+    /// Finds out where the mask is now. To be called before a frame is drawn and after a round trip behind that.
+    void updateMask(const WindowList& windows, Clock::time_point now);
     [[nodiscard]] bool showsPointer() const { return pointer_ == PointerVisibility::shown; }
 
     void addAll() { dirty_ = PixelRegion(source_); }
@@ -32,7 +52,9 @@ public:
     /// `damage` is what was drawn on the root itself, where it is bare.
     void addRootDamage(const WindowList& windows, const PixelRegion& damage);
     /// `window` came, went or changed its place or shape: everything where it is now.
-    void addWindow(const CapturedWindow& window);
+    void addWindow(const CapturedWindow& window, WindowChange change, Clock::time_point now);
+    /// The screen was drawn on there, for a stream that is copied from it.
+    void addScreenDamage(const PixelRegion& damage);
     /// Whether a pointer that covers `coverage` is in the stream's frames.
     [[nodiscard]] bool containsPointer(const PixelRect& coverage) const
     {
@@ -51,7 +73,8 @@ public:
     /// The server tells of damage in `area` of a window, and there may be more by now.
     void expectDamage(const WindowList& windows, const CapturedWindow& window, const PixelRegion& area,
                       Compositing compositing);
-    /// The server tells of damage in `area` of the screen, for a stream that shows it, and there may be more by now.
+    /// The server tells of damage in `area` of the screen, for a stream that is copied from it, and will tell of any in
+    /// another.
     void expectScreenDamage(const PixelRegion& area);
     /// Something happened that may show in the source.
     void expectChange();
@@ -78,10 +101,17 @@ private:
     [[nodiscard]] PixelRegion visiblePart(PixelRegion region, const WindowList& windows, const CapturedWindow& window,
                                           Compositing compositing) const;
 
+    void noteWindowChange(const PixelRegion& region);
+    /// The part of the region that windows tell of, and not the screen.
+    [[nodiscard]] PixelRegion toldByWindows(PixelRegion region) const;
+
     std::function<bool(const CapturedWindow&)> isIncluded_;
     PixelRect source_;
     PointerVisibility pointer_ = PointerVisibility::shown;
     FrameContents contents_ = FrameContents::windows;
+    bool isMasked_ = false;
+    ScreenMask mask_;
+    Clock::time_point heldUntil_;
     PixelRegion dirty_;
     ChangeExpectation expectation_ = ChangeExpectation::none;
     /// Where the pointer was drawn last.

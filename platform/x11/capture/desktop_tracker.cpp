@@ -37,8 +37,10 @@ PixelRegion fetched(xcb_connection_t* connection, xcb_xfixes_fetch_region_cookie
 
 } // namespace
 
-DesktopTracker::DesktopTracker(Connection& connection, PointerObserver onPointerMoved)
-    : connection_(connection), onPointerMoved_(std::move(onPointerMoved)), hiding_(connection)
+DesktopTracker::DesktopTracker(Connection& connection, PointerObserver onPointerMoved,
+                               std::shared_ptr<PaintedRegions> painted)
+    : connection_(connection), onPointerMoved_(std::move(onPointerMoved)), painted_(std::move(painted)),
+      hiding_(connection)
 {
     chooseMode();
     fetchedRegion_ = {connection_, connection_.newId()};
@@ -72,9 +74,10 @@ void DesktopTracker::watchWindows()
 {
     if (mode_ == Mode::redirected) {
         stack_ = std::make_unique<WindowStack>(connection_);
-        stack_->onChange = [this](const CapturedWindow& window) {
+        stack_->onChange = [this](const CapturedWindow& window, WindowChange change) {
+            const auto now = Clock::now();
             for (ChangeCollector* const changes : collectors_)
-                changes->addWindow(window);
+                changes->addWindow(window, change, now);
         };
         return;
     }
@@ -87,17 +90,33 @@ bool DesktopTracker::showsScreen(const ChangeCollector& changes) const
     return mode_ != Mode::redirected || changes.contents() == FrameContents::screen;
 }
 
+bool DesktopTracker::needsMask(const ChangeCollector& changes) const
+{
+    return !showsScreen(changes) && compositing_ == Compositing::running;
+}
+
+bool DesktopTracker::isCopiedFromScreen(const ChangeCollector& changes) const
+{
+    return showsScreen(changes) || changes.isMasked();
+}
+
+void DesktopTracker::chooseMask(ChangeCollector& changes, std::chrono::milliseconds hold) const
+{
+    const bool isMasked = needsMask(changes);
+    changes.setMasked(isMasked, isMasked ? Clock::now() + hold : Clock::time_point());
+}
+
 void DesktopTracker::watchScreen()
 {
     const bool isShown = std::any_of(collectors_.begin(), collectors_.end(),
-                                     [this](const ChangeCollector* changes) { return showsScreen(*changes); });
+                                     [this](const ChangeCollector* changes) { return isCopiedFromScreen(*changes); });
     if (!isShown || mode_ == Mode::rootTimed) {
         screenDamage_.reset();
         isScreenDamaged_ = false;
     } else if (!screenDamage_) {
         screenDamage_ = {connection_, connection_.newId()};
         xcb_damage_create(connection_.get(), screenDamage_.get(), connection_.root(),
-                          XCB_DAMAGE_REPORT_LEVEL_NON_EMPTY);
+                          XCB_DAMAGE_REPORT_LEVEL_DELTA_RECTANGLES);
     }
 }
 
@@ -139,6 +158,8 @@ void DesktopTracker::add(ChangeCollector& changes)
 {
     collectors_.push_back(&changes);
     changes.addAll();
+    // Where windows were that are left out is known from now on.
+    chooseMask(changes, ChangeCollector::longestLag);
     update(changes);
     follower_.heardMove();
     expectPointerMove();
@@ -146,6 +167,8 @@ void DesktopTracker::add(ChangeCollector& changes)
 
 void DesktopTracker::update(ChangeCollector& changes)
 {
+    if (changes.isMasked() != needsMask(changes))
+        chooseMask(changes, ChangeCollector::longestLag);
     watchScreen();
     showPointer(changes);
 }
@@ -193,10 +216,11 @@ void DesktopTracker::updateCompositor()
 {
     const Reply<xcb_get_selection_owner_reply_t> owner(xcb_get_selection_owner_reply(
         connection_.get(), xcb_get_selection_owner(connection_.get(), compositorSelection_), nullptr));
-    const bool isRunning = owner && owner->owner != XCB_NONE;
-    const Compositing compositing = isRunning ? Compositing::running : Compositing::absent;
-    if (compositing == compositing_)
+    const xcb_window_t compositor = owner ? owner->owner : xcb_window_t{XCB_NONE};
+    if (std::exchange(compositor_, compositor) == compositor)
         return;
+    const bool isRunning = compositor_ != XCB_NONE;
+    const Compositing compositing = isRunning ? Compositing::running : Compositing::absent;
     compositing_ = compositing;
     if (stack_)
         stack_->setCompositing(compositing);
@@ -205,6 +229,9 @@ void DesktopTracker::updateCompositor()
         if (stack_)
             stack_->addExempt(background_->anchor());
     }
+    for (ChangeCollector* const changes : collectors_)
+        chooseMask(*changes, ChangeCollector::longestFade);
+    watchScreen();
     addAll();
 }
 
@@ -220,7 +247,7 @@ void DesktopTracker::handleDamage(const xcb_damage_notify_event_t& event)
         isScreenDamaged_ = true;
         const PixelRegion area(event.area.x, event.area.y, event.area.width, event.area.height);
         for (ChangeCollector* const changes : collectors_) {
-            if (showsScreen(*changes))
+            if (isCopiedFromScreen(*changes))
                 changes->expectScreenDamage(area);
         }
         return;
@@ -256,11 +283,27 @@ std::optional<std::chrono::nanoseconds> DesktopTracker::timeToPoll(Clock::time_p
         pollAt(now + follower_.timeToAsk(now));
     if (!isBareRootExpected_ && background_->isDamaged() && !collectors_.empty())
         pollAt(bareRootDue_);
+    for (const ChangeCollector* const changes : collectors_) {
+        if (changes->heldUntil() > now)
+            pollAt(changes->heldUntil());
+        if (const auto release = changes->mask().nextRelease())
+            pollAt(*release);
+    }
     return next ? std::optional<std::chrono::nanoseconds>(*next - now) : std::nullopt;
+}
+
+void DesktopTracker::updateMasks(Clock::time_point now)
+{
+    if (!stack_)
+        return;
+    stack_->takePainted(*painted_);
+    for (ChangeCollector* const changes : collectors_)
+        changes->updateMask(stack_->windows(), now);
 }
 
 void DesktopTracker::poll(Clock::time_point now)
 {
+    updateMasks(now);
     if (background_->isDamaged() && now >= bareRootDue_) {
         isBareRootExpected_ = true;
         for (ChangeCollector* const changes : collectors_)
@@ -335,20 +378,39 @@ void DesktopTracker::addBareRootDamage(const PixelRegion& rootDamage)
 void DesktopTracker::addScreenDamage(const PixelRegion& damage)
 {
     for (ChangeCollector* const changes : collectors_) {
-        if (showsScreen(*changes))
-            changes->add(damage);
+        if (isCopiedFromScreen(*changes))
+            changes->addScreenDamage(damage);
     }
 }
 
-void DesktopTracker::compose(RegionComposer& composer, const CompositionTarget& target, const PixelRegion& region,
-                             const ChangeCollector& changes, const RegionComposer::WindowTest& isIncluded) const
+void DesktopTracker::compose(const Drawing& drawing, const CompositionTarget& target, const PixelRegion& region,
+                             ChangeCollector& changes) const
 {
     const bool isPointerDrawn = changes.showsPointer() && !isPointerHidden_;
     const auto place = isPointerDrawn ? pointerPlace_ : std::nullopt;
-    if (showsScreen(changes))
-        composer.copyScreen(target, region, background_->rootBounds(), *pointer_, place);
+    if (changes.isMasked())
+        composeMasked(drawing, target, region, changes, place);
+    else if (showsScreen(changes))
+        drawing.composer.copyScreen(target, region, background_->rootBounds(), *pointer_, place);
     else
-        composer.compose(target, region, {stack_->windows(), *background_, *pointer_, compositing_}, isIncluded, place);
+        drawing.composer.compose(target, region, {stack_->windows(), *background_, *pointer_, compositing_},
+                                 drawing.isIncluded, place);
+}
+
+void DesktopTracker::composeMasked(const Drawing& drawing, const CompositionTarget& target, const PixelRegion& region,
+                                   ChangeCollector& changes, std::optional<PointerPlace> pointer) const
+{
+    RegionComposer& composer = drawing.composer;
+    const PixelRect root = background_->rootBounds();
+    const CompositionTarget seen = drawing.seen.target(root);
+    ScreenMask::Parts parts = changes.mask().divide(region);
+    parts.refreshed &= PixelRegion(root);
+    parts.composed &= PixelRegion(root);
+    composer.copyScreen(seen, parts.refreshed, root, *pointer_, std::nullopt);
+    composer.compose(seen, parts.composed, {stack_->windows(), *background_, *pointer_, compositing_},
+                     drawing.isIncluded, std::nullopt);
+    composer.copyScreen(target, parts.fromScreen, root, *pointer_, pointer);
+    composer.copyPixmap(target, parts.fromSeen, seen.pixmap, *pointer_, pointer);
 }
 
 std::vector<CaptureWindow> DesktopTracker::listWindows()

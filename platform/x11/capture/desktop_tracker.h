@@ -7,6 +7,7 @@
 #include "platform/x11/capture/pointer_image.h"
 #include "platform/x11/capture/region_composer.h"
 #include "platform/x11/capture/root_background.h"
+#include "platform/x11/capture/seen_picture.h"
 #include "platform/x11/capture/window_stack.h"
 #include "platform/x11/server/connection.h"
 #include "platform/x11/server/event_routes.h"
@@ -33,8 +34,8 @@ public:
     using PointerObserver = std::function<void(std::optional<PixelPoint> position)>;
 
     /// Redirects the windows before it returns. `connection` must outlive it. `onPointerMoved` is also called by the
-    /// constructor, on a server that tells of moves.
-    DesktopTracker(Connection& connection, PointerObserver onPointerMoved);
+    /// constructor, on a server that tells of moves. `painted` is what this process tells of its translucent windows.
+    DesktopTracker(Connection& connection, PointerObserver onPointerMoved, std::shared_ptr<PaintedRegions> painted);
     DesktopTracker(const DesktopTracker&) = delete;
     DesktopTracker& operator=(const DesktopTracker&) = delete;
 
@@ -68,9 +69,19 @@ public:
     /// the collectors what changed.
     void collect();
 
+    /// Finds out where the collectors' masks are, as far as events were handled and this process has told what it
+    /// painted.
+    void updateMasks(Clock::time_point now);
+
+    /// What a stream draws its frames with.
+    struct Drawing {
+        RegionComposer& composer;
+        SeenPicture& seen;
+        RegionComposer::WindowTest isIncluded;
+    };
     /// Draws `region` (root pixels) anew, as a stream with those changes shows it.
-    void compose(RegionComposer& composer, const CompositionTarget& target, const PixelRegion& region,
-                 const ChangeCollector& changes, const RegionComposer::WindowTest& isIncluded) const;
+    void compose(const Drawing& drawing, const CompositionTarget& target, const PixelRegion& region,
+                 ChangeCollector& changes) const;
 
     /// Every window that is not input-only, classified.
     [[nodiscard]] std::vector<CaptureWindow> listWindows();
@@ -105,6 +116,11 @@ private:
     [[nodiscard]] bool isPointerAsked(Clock::time_point now) const;
     void takePointer(xcb_query_pointer_cookie_t cookie, Clock::time_point askedAt);
     [[nodiscard]] bool showsScreen(const ChangeCollector& changes) const;
+    [[nodiscard]] bool needsMask(const ChangeCollector& changes) const;
+    [[nodiscard]] bool isCopiedFromScreen(const ChangeCollector& changes) const;
+    void chooseMask(ChangeCollector& changes, std::chrono::milliseconds hold) const;
+    void composeMasked(const Drawing& drawing, const CompositionTarget& target, const PixelRegion& region,
+                       ChangeCollector& changes, std::optional<PointerPlace> pointer) const;
     void watchScreen();
     void showPointer(ChangeCollector& changes) const;
     [[nodiscard]] bool isVisible(const CapturedWindow& window) const;
@@ -120,6 +136,7 @@ private:
     EventRoutes events_;
     std::vector<std::string> limitations_;
     Mode mode_ = Mode::redirected;
+    std::shared_ptr<PaintedRegions> painted_;
     std::unique_ptr<WindowStack> stack_;
     std::unique_ptr<RootBackground> background_;
     std::unique_ptr<PointerImage> pointer_;
@@ -129,6 +146,7 @@ private:
     bool isScreenDamaged_ = false;
     OwnedRegion fetchedRegion_;
     xcb_atom_t compositorSelection_ = XCB_NONE;
+    xcb_window_t compositor_ = XCB_NONE;
     Compositing compositing_ = Compositing::absent;
     /// The root's own damage is to be asked for.
     bool isBareRootExpected_ = false;

@@ -88,6 +88,15 @@ void RegionComposer::copyScreen(const CompositionTarget& target, const PixelRegi
         paintPointer(dirty, image, *pointer);
 }
 
+void RegionComposer::copyPixmap(const CompositionTarget& target, const PixelRegion& dirty, xcb_pixmap_t pixmap,
+                                const PointerImage& image, std::optional<PointerPlace> pointer)
+{
+    target_ = target;
+    copy(pixmap, {}, context_.get(), dirty);
+    if (pointer)
+        paintPointer(dirty, image, *pointer);
+}
+
 void RegionComposer::paint(const CapturedWindow& window, const PixelRegion& clip, bool isOver)
 {
     if (window.isOnScreenOnly()) {

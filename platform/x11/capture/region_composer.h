@@ -52,6 +52,9 @@ public:
     /// Copies `dirty` from what the screen shows, own windows and all; black beyond the root's bounds.
     void copyScreen(const CompositionTarget& target, const PixelRegion& dirty, const PixelRect& rootBounds,
                     const PointerImage& image, std::optional<PointerPlace> pointer);
+    /// Copies `dirty` from a pixmap whose top-left pixel is the root's.
+    void copyPixmap(const CompositionTarget& target, const PixelRegion& dirty, xcb_pixmap_t pixmap,
+                    const PointerImage& image, std::optional<PointerPlace> pointer);
 
 private:
     void paint(const CapturedWindow& window, const PixelRegion& clip, bool isOver);

@@ -138,7 +138,7 @@ void WindowStack::mapped(CapturedWindow& window)
 
 void WindowStack::unmapped(CapturedWindow& window)
 {
-    changed(window);
+    changed(window, WindowChange::vanished);
     order_.setMapped(window, false);
     window.isDamaged = false;
     releasePixmap(window);
@@ -356,10 +356,10 @@ void WindowStack::releasePixmap(CapturedWindow& window)
     window.pixmap = XCB_NONE;
 }
 
-void WindowStack::changed(const CapturedWindow& window)
+void WindowStack::changed(const CapturedWindow& window, WindowChange change)
 {
     if (onChange && window.isMapped && !window.isInputOnly && !window.needsClassification)
-        onChange(window);
+        onChange(window, change);
 }
 
 } // namespace nimbrale::x11

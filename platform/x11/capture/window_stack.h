@@ -6,6 +6,7 @@
 #include "platform/x11/capture/window_order.h"
 #include "platform/x11/server/connection.h"
 #include "platform/x11/server/event_routes.h"
+#include "platform/x11/server/painted_regions.h"
 
 #include <functional>
 #include <list>
@@ -29,12 +30,15 @@ public:
 
     /// Where `window` is something else shows now. Called while events are handled: before a change of place or shape
     /// and after it.
-    std::function<void(const CapturedWindow& window)> onChange;
+    std::function<void(const CapturedWindow& window, WindowChange change)> onChange;
 
     /// Asks for the events that it follows the windows by.
     void registerHandlers(EventRoutes& events);
     /// Finds out what the windows are like that came since, and whose they are. To be called before composing.
     void classifyNew();
+
+    /// Takes over what this process has painted in its translucent windows.
+    void takePainted(PaintedRegions& regions);
 
     /// A compositing manager came or went. While one runs, own windows stay redirected like all others: it keeps their
     /// pixels anyway, and the server forgets to end its redirection when a window that one of two clients unredirected
@@ -90,7 +94,7 @@ private:
     void redirect(CapturedWindow& window);
     /// For a window that was too large.
     void redirectIfSmallEnough(CapturedWindow& window);
-    void changed(const CapturedWindow& window);
+    void changed(const CapturedWindow& window, WindowChange change = WindowChange::altered);
 
     Connection& connection_;
     WindowDescriber describer_;
@@ -108,6 +112,7 @@ private:
     xcb_atom_t workspaceAtom_;
     xcb_atom_t currentWorkspaceAtom_;
     std::optional<std::uint32_t> currentWorkspace_;
+    std::uint64_t paintedVersion_ = 0;
     std::vector<Subscription> subscriptions_;
 };
 

@@ -83,7 +83,30 @@ void WindowStack::updateHidden()
         if (isHidden == window->isHidden)
             continue;
         window->isHidden = isHidden;
-        changed(*window);
+        changed(*window, isHidden ? WindowChange::vanished : WindowChange::altered);
+    }
+}
+
+void WindowStack::takePainted(PaintedRegions& regions)
+{
+    // Asked before anything is taken: what is set meanwhile is taken the next time.
+    const std::uint64_t version = regions.version();
+    if (std::exchange(paintedVersion_, version) == version)
+        return;
+    for (CapturedWindow* const window : windows()) {
+        if (!window->owner.isOwn && !window->needsClassification)
+            continue;
+        const std::optional<PaintedRegions::Painted> taken = regions.take(window->id);
+        if (!taken)
+            continue;
+        PixelRegion before(taken->sinceTaken);
+        if (window->painted)
+            before |= *window->painted;
+        if (before != taken->now) {
+            window->painted = before;
+            changed(*window);
+        }
+        window->painted = taken->now;
     }
 }
 

@@ -134,11 +134,13 @@ void LayerCompositor::setTranslucency(Translucency translucency)
 {
     if (translucency == translucency_)
         return;
+    if (translucency == Translucency::composited) {
+        painted_ = window();
+        tellPainted(painted_);
+    }
     if (translucency_ == Translucency::cutOut)
         shape_.remove();
     translucency_ = translucency;
-    if (translucency_ == Translucency::composited)
-        painted_ = window();
     setBackground();
     invalidateEverything();
 }
@@ -185,8 +187,16 @@ void LayerCompositor::didUnmap()
 
 void LayerCompositor::willConfigure(int dx, int dy)
 {
-    if (translucency_ == Translucency::cutOut && (dx != 0 || dy != 0))
+    if (dx == 0 && dy == 0)
+        return;
+    if (translucency_ == Translucency::cutOut)
         shape_.beginMove(dx, dy);
+    if (translucency_ == Translucency::composited) {
+        PixelRegion either(painted_);
+        either.translate(-dx, -dy);
+        either |= painted_;
+        tellPainted(either);
+    }
 }
 
 void LayerCompositor::didConfigure(int width, int height, double scale, int dx, int dy)
@@ -199,6 +209,8 @@ void LayerCompositor::didConfigure(int width, int height, double scale, int dx, 
     drawing_.setScale(scale);
     painted_.translate(-dx, -dy);
     painted_ &= window();
+    if (translucency_ == Translucency::composited)
+        tellPainted(painted_);
     invalidateEverything();
 }
 
@@ -213,6 +225,12 @@ void LayerCompositor::handleExposure(const PixelRect& pixels, std::uint32_t sequ
         return;
     dirty_ |= lost;
     scheduleCommit();
+}
+
+void LayerCompositor::tellPainted(const PixelRegion& painted) const
+{
+    if (onPaint)
+        onPaint(painted);
 }
 
 void LayerCompositor::rememberDrawn(const PixelRegion& region)
@@ -303,6 +321,10 @@ void LayerCompositor::drawComposited(const std::vector<LayerItem>& items, PixelR
     const PixelRegion paintedNow(rects);
     dirty |= paintedNow;
 
+    PixelRegion either(painted_);
+    either |= paintedNow;
+    either |= blended;
+    tellPainted(either);
     rememberDrawn(dirty);
     PixelRegion clear(painted_);
     clear &= dirty;
@@ -314,6 +336,7 @@ void LayerCompositor::drawComposited(const std::vector<LayerItem>& items, PixelR
     painted_ |= blended;
     drawing_.put(*target_, pieces);
     blend(items, blended);
+    tellPainted(painted_);
 }
 
 void LayerCompositor::drawCutOut(std::vector<LayerItem> items, PixelRegion dirty)

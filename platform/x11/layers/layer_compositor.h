@@ -8,6 +8,7 @@
 #include "platform/x11/server/pixel_region.h"
 
 #include <deque>
+#include <functional>
 #include <memory>
 #include <vector>
 
@@ -35,6 +36,10 @@ public:
     LayerCompositor(DrawingResources& resources, MainQueue& queue, Layer& root, const Window& window);
     LayerCompositor(const LayerCompositor&) = delete;
     LayerCompositor& operator=(const LayerCompositor&) = delete;
+
+    /// Called before requests change which pixels of a composited window are other than transparent, with those before
+    /// and after, and again once they were sent, with those after.
+    std::function<void(const PixelRegion& painted)> onPaint;
 
     void invalidate(const Rect& area) override;
     void scheduleCommit() override;
@@ -68,6 +73,7 @@ private:
     void invalidateEverything();
     void setBackground();
     void rememberDrawn(const PixelRegion& region);
+    void tellPainted(const PixelRegion& painted) const;
     void drawOpaque(const std::vector<LayerItem>& items, const PixelRegion& dirty);
     void drawComposited(const std::vector<LayerItem>& items, PixelRegion dirty);
     void drawCutOut(std::vector<LayerItem> items, PixelRegion dirty);

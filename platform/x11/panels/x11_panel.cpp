@@ -26,8 +26,16 @@ PixelRect windowPixels(const X11Screens& screens, const Rect& frame)
 
 X11Panel::Native::Native(PanelContext& context, PanelStyle style, const PixelRect& pixels, Layer& root)
     : window(context.connection, style, pixels),
-      compositor(context.drawing, context.queue, root, {window.id(), window.depth(), window.format()})
-{}
+      compositor(context.drawing, context.queue, root, {window.id(), window.depth(), window.format()}),
+      painted(context.painted)
+{
+    compositor.onPaint = [this](const PixelRegion& region) { painted->set(window.id(), region); };
+}
+
+X11Panel::Native::~Native()
+{
+    painted->forget(window.id());
+}
 
 X11Panel::X11Panel(PanelContext& context, const PanelOptions& options)
     : context_(context), style_(options.style), level_(options.level), title_(options.title), frame_(options.frame),

@@ -11,6 +11,7 @@
 #include "platform/x11/server/compositing_watcher.h"
 #include "platform/x11/server/connection.h"
 #include "platform/x11/server/event_dispatcher.h"
+#include "platform/x11/server/painted_regions.h"
 #include "platform/x11/server/window_guard.h"
 #include "platform/x11/virtual_display/virtual_area.h"
 
@@ -32,6 +33,7 @@ struct PanelContext {
     PanelStack& stack;
     CursorTheme& cursors;
     ModifierKeys& modifiers;
+    std::shared_ptr<PaintedRegions> painted;
     VirtualArea* area = nullptr;
     PanelInput input = PanelInput::enabled;
     std::optional<EventTime> timeOfLastClick = {};
@@ -60,9 +62,13 @@ private:
     /// The window, and what draws into it.
     struct Native {
         Native(PanelContext& context, PanelStyle style, const PixelRect& pixels, Layer& root);
+        ~Native();
+        Native(const Native&) = delete;
+        Native& operator=(const Native&) = delete;
 
         PanelWindow window;
         LayerCompositor compositor;
+        std::shared_ptr<PaintedRegions> painted;
     };
     enum class Order { front, back };
 

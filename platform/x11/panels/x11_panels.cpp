@@ -6,11 +6,13 @@
 namespace nimbrale::x11 {
 
 struct X11Panels::Impl {
-    Impl(Connection& connection, EventDispatcher& events, X11Screens& screens, MainQueue& queue)
+    Impl(Connection& connection, EventDispatcher& events, X11Screens& screens, MainQueue& queue,
+         std::shared_ptr<PaintedRegions> painted)
         : compositing(connection, events), drawing(connection, queue), stack(connection, events, queue),
           cursors(connection),
-          modifiers(connection, events), context{connection, events, screens, queue,    compositing,
-                                                 drawing,    stack,  cursors, modifiers},
+          modifiers(connection, events),
+          context{connection, events, screens, queue, compositing, drawing, stack, cursors, modifiers,
+                  std::move(painted)},
           screenLock(connection, events, queue, screens, stack,
                      [this] { return context.area ? context.area->pixels() : PixelRect{}; })
     {}
@@ -24,8 +26,9 @@ struct X11Panels::Impl {
     ScreenLockWatcher screenLock;
 };
 
-X11Panels::X11Panels(Connection& connection, EventDispatcher& events, X11Screens& screens, MainQueue& queue)
-    : impl_(std::make_unique<Impl>(connection, events, screens, queue))
+X11Panels::X11Panels(Connection& connection, EventDispatcher& events, X11Screens& screens, MainQueue& queue,
+                     std::shared_ptr<PaintedRegions> painted)
+    : impl_(std::make_unique<Impl>(connection, events, screens, queue, std::move(painted)))
 {}
 
 X11Panels::~X11Panels() = default;

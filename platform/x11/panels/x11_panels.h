@@ -5,6 +5,7 @@
 #include "platform/x11/displays/x11_screens.h"
 #include "platform/x11/server/connection.h"
 #include "platform/x11/server/event_dispatcher.h"
+#include "platform/x11/server/painted_regions.h"
 
 #include <memory>
 #include <optional>
@@ -17,8 +18,9 @@ class VirtualArea;
 /// Makes the application's panels and keeps them in front of everything else. Main thread only.
 class X11Panels final : public Panels {
 public:
-    /// All of them must outlive it, and it must outlive its panels.
-    X11Panels(Connection& connection, EventDispatcher& events, X11Screens& screens, MainQueue& queue);
+    /// The references must outlive it, and it must outlive its panels. It tells `painted` what it paints.
+    X11Panels(Connection& connection, EventDispatcher& events, X11Screens& screens, MainQueue& queue,
+              std::shared_ptr<PaintedRegions> painted);
     ~X11Panels() override;
 
     [[nodiscard]] std::unique_ptr<Panel> create(const PanelOptions& options) override;

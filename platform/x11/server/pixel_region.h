@@ -40,6 +40,10 @@ public:
     }
     ~PixelRegion() { pixman_region32_fini(&region_); }
 
+    [[nodiscard]] bool operator==(const PixelRegion& other) const
+    {
+        return pixman_region32_equal(handle(), other.handle()) != 0;
+    }
     [[nodiscard]] bool isEmpty() const { return !pixman_region32_not_empty(handle()); }
     void clear() { pixman_region32_clear(&region_); }
     void add(int x, int y, int width, int height)

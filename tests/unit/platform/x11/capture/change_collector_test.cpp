@@ -114,10 +114,10 @@ TEST_F(ChangeCollectorTest, manyRectanglesBecomeTheirBoundingBox)
 TEST_F(ChangeCollectorTest, aWindowThatComesOrGoesIsDrawnWhereItIs)
 {
     const CapturedWindow& window = addWindow({80, 80, 50, 50});
-    changes.addWindow(window);
+    changes.addWindow(window, WindowChange::altered, {});
     EXPECT_TRUE(isSame(changes.take(), PixelRegion(100, 100, 30, 30)));
     excluded.insert(window.id);
-    changes.addWindow(window);
+    changes.addWindow(window, WindowChange::altered, {});
     EXPECT_TRUE(changes.isEmpty());
 }
 
@@ -148,7 +148,7 @@ TEST_F(ChangeCollectorTest, aFinelyShapedWindowIsReckonedByItsBoundsAndHidesNoth
     fine.isShaped = true;
     fine.shape = PixelRegion(grid);
     ASSERT_TRUE(fine.isFinelyShaped());
-    changes.addWindow(fine);
+    changes.addWindow(fine, WindowChange::altered, {});
     EXPECT_TRUE(isSame(changes.take(), PixelRegion(150, 150, 199, 119)));
     damage(below, {160, 160, 20, 10});
     EXPECT_TRUE(isSame(changes.take(), PixelRegion(160, 160, 20, 10)));
@@ -317,7 +317,7 @@ TEST_F(ChangeCollectorTest, framesOfTheScreenTakeNoNoticeOfWindows)
     CapturedWindow& window = addWindow({150, 150, 100, 100});
     ASSERT_TRUE(isVisible(window));
     changes.setContents(FrameContents::screen);
-    changes.addWindow(window);
+    changes.addWindow(window, WindowChange::altered, {});
     damage(window, {150, 150, 10, 10});
     changes.addRootDamage(windows, PixelRegion(source));
     EXPECT_TRUE(changes.isEmpty());

@@ -1,0 +1,39 @@
+#include "platform/x11/capture/held_places.h"
+
+#include <algorithm>
+
+namespace nimbrale::x11 {
+
+void HeldPlaces::add(const PixelRegion& place, Clock::time_point until)
+{
+    if (place.isEmpty())
+        return;
+    // A window tells of many changes in a row without leaving its place.
+    const auto known =
+        std::find_if(places_.begin(), places_.end(), [&](const Place& each) { return each.region == place; });
+    if (known != places_.end()) {
+        known->until = std::max(known->until, until);
+        return;
+    }
+    places_.push_back({place, until});
+    region_ |= place;
+}
+
+void HeldPlaces::release(Clock::time_point now)
+{
+    if (std::erase_if(places_, [now](const Place& place) { return place.until <= now; }) == 0)
+        return;
+    region_.clear();
+    for (const Place& place : places_)
+        region_ |= place.region;
+}
+
+std::optional<HeldPlaces::Clock::time_point> HeldPlaces::nextRelease() const
+{
+    const auto next = std::min_element(places_.begin(), places_.end(), [](const Place& first, const Place& second) {
+        return first.until < second.until;
+    });
+    return next == places_.end() ? std::nullopt : std::optional(next->until);
+}
+
+} // namespace nimbrale::x11

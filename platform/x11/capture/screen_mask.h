@@ -1,0 +1,66 @@
+#pragma once
+
+#include "platform/x11/capture/held_places.h"
+#include "platform/x11/server/pixel_region.h"
+
+#include <optional>
+
+namespace nimbrale::x11 {
+
+/// Where a picture that is copied from the screen must not be, because the screen shows there, or may still show, a
+/// window that the picture leaves out; and how good the picture is that was seen there last and stands in for it. That
+/// one is kept beside, as large as the root, but only brought up to date near the mask: it is worth nothing elsewhere.
+/// All in root pixels. Pure: needs no server, and the time is handed in. Capture thread only.
+class ScreenMask {
+public:
+    using Clock = HeldPlaces::Clock;
+
+    /// What a frame is drawn from, each pixel from one of the two; and what is to be done to the picture seen last
+    /// before.
+    struct Parts {
+        PixelRegion fromScreen;
+        PixelRegion fromSeen;
+        /// Copied into the picture seen last from the screen.
+        PixelRegion refreshed;
+        /// Composed into it from the windows' own pixels.
+        PixelRegion composed;
+    };
+
+    /// How far around the mask the picture seen last is kept up to date: a window is not dragged any further from one
+    /// frame to the next.
+    static constexpr int reach = 128;
+
+    /// Nothing is masked, and nothing was seen.
+    void reset();
+
+    /// A window that is left out has been at this place, and a compositing manager may show it there until then.
+    void hold(const PixelRegion& place, Clock::time_point until) { held_.add(place, until); }
+    /// The windows that are left out are at these places now. Returns what the mask has left: nothing of ours is on the
+    /// screen there any more, and what is there was not seen.
+    [[nodiscard]] PixelRegion update(const PixelRegion& current, Clock::time_point now);
+    /// As of the last `update`.
+    [[nodiscard]] const PixelRegion& region() const { return mask_; }
+    /// When `update` will find that a place is not held any more; absent for never.
+    [[nodiscard]] std::optional<Clock::time_point> nextRelease() const { return held_.nextRelease(); }
+
+    /// The screen was drawn on there.
+    void noteScreenDamage(const PixelRegion& damage);
+    /// A window that is not left out changed there: below the mask the screen does not tell.
+    void noteWindowChange(const PixelRegion& region) { changedBelow_ |= region; }
+    /// What was taken for the screen's picture there may show a window that is left out.
+    void distrust(const PixelRegion& region) { unseen_ |= region; }
+
+    /// How to draw `dirty`; to be done by the caller at once.
+    [[nodiscard]] Parts divide(const PixelRegion& dirty);
+
+private:
+    HeldPlaces held_;
+    PixelRegion mask_;
+    /// Where the picture seen last is not as the screen.
+    PixelRegion unseen_{everything()};
+    PixelRegion changedBelow_;
+
+    [[nodiscard]] static PixelRegion everything();
+};
+
+} // namespace nimbrale::x11
