@@ -37,8 +37,7 @@ public:
         };
         callbacks.onLost = [this] { isLost_ = true; };
         engine_ = std::move(*x11::CaptureEngine::create(engineDisplay.empty() ? desktop.displayName() : engineDisplay,
-                                                        std::move(callbacks),
-                                                        std::make_shared<x11::PaintedRegions>()));
+                                                        std::move(callbacks), std::make_shared<x11::PaintedRegions>()));
         capture_ = std::make_unique<x11::X11ScreenCapture>(*engine_, *screens_, queue_, desktop.displayName());
     }
 

@@ -5,6 +5,7 @@
 #include "platform/x11/server/connection.h"
 #include "platform/x11/server/handles.h"
 #include "platform/x11/surfaces/x11_surface.h"
+#include "tests/support/event_loop.h"
 #include "tests/support/process.h"
 
 #include <QCoreApplication>
@@ -26,12 +27,7 @@ namespace nimbrale::test {
 template <typename Condition>
 [[nodiscard]] bool pumpUntil(Condition condition, Milliseconds timeout = Milliseconds{3000})
 {
-    return waitUntil(
-        [&] {
-            QCoreApplication::processEvents();
-            return condition();
-        },
-        timeout, Milliseconds{1});
+    return runUntil(condition, timeout);
 }
 
 /// A stream of any capture with what it delivered last. Pictures are read through a connection of the test's own.

@@ -6,6 +6,7 @@
 #include "platform/x11/server/event_dispatcher.h"
 #include "platform/x11/virtual_display/x11_virtual_displays.h"
 #include "tests/fakes/offscreen_application.h"
+#include "tests/support/event_loop.h"
 #include "tests/support/private_desktop.h"
 
 #include <gtest/gtest.h>
@@ -37,12 +38,7 @@ public:
     template <typename Condition>
     [[nodiscard]] static bool pumpUntil(Condition condition, Milliseconds timeout = Milliseconds{5000})
     {
-        return waitUntil(
-            [&] {
-                QCoreApplication::processEvents();
-                return condition();
-            },
-            timeout, Milliseconds{2});
+        return runUntil(condition, timeout);
     }
 
     static void pumpFor(Milliseconds duration)

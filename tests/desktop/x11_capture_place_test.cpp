@@ -248,10 +248,12 @@ TEST_F(X11CaptureTest, aHugePointerIsDrawnAndEndsNothing)
     }
     // One that is larger than what is taken over: an arrow stands for it.
     const auto program = setPointer(desktop->displayName(), 5000);
-    EXPECT_TRUE(captured->pumpUntil([&] {
-        const QRect ink = inkedArea(captured->image(), qRgb(30, 60, 90));
-        return ink.topLeft() == QPoint(150, 120) && ink.width() <= 64 && ink.height() <= 64;
-    }));
+    EXPECT_TRUE(captured->pumpUntil(
+        [&] {
+            const QRect ink = inkedArea(captured->image(), qRgb(30, 60, 90));
+            return ink.topLeft() == QPoint(150, 120) && ink.width() <= 64 && ink.height() <= 64;
+        },
+        20'000));
     EXPECT_FALSE(captured->isLost());
 }
 

@@ -69,7 +69,8 @@ TEST_F(X11CaptureTest, whatIsStillPostedAtTheEndIsReleasedThoughItPostsOnceMore)
     startDesktop({});
     if (!captured)
         return;
-    auto engine = std::move(*x11::CaptureEngine::create(desktop->displayName(), {}, std::make_shared<x11::PaintedRegions>()));
+    auto engine =
+        std::move(*x11::CaptureEngine::create(desktop->displayName(), {}, std::make_shared<x11::PaintedRegions>()));
     std::atomic<bool> isBusy = false;
     std::atomic<bool> mayGoOn = false;
     engine->post([&] {
@@ -101,7 +102,8 @@ TEST_F(X11CaptureTest, theThreadEndsWheneverItIsAskedTo)
     if (!captured)
         return;
     for (int round = 0; round < 60; ++round) {
-        auto engine = std::move(*x11::CaptureEngine::create(desktop->displayName(), {}, std::make_shared<x11::PaintedRegions>()));
+        auto engine =
+            std::move(*x11::CaptureEngine::create(desktop->displayName(), {}, std::make_shared<x11::PaintedRegions>()));
         x11::CaptureEngine* const raw = engine.get();
         // Busy with its first turns at one time, asleep at another.
         sleepFor(Milliseconds{round % 6});

@@ -12,7 +12,8 @@ Result<std::unique_ptr<CaptureEngine>> CaptureEngine::create(const std::string& 
     auto connection = Connection::open(displayName);
     if (!connection)
         return tl::make_unexpected(connection.error());
-    std::unique_ptr<CaptureEngine> engine(new CaptureEngine(std::move(*connection), std::move(callbacks), std::move(painted)));
+    std::unique_ptr<CaptureEngine> engine(
+        new CaptureEngine(std::move(*connection), std::move(callbacks), std::move(painted)));
     engine->thread_ = std::thread([raw = engine.get()] { raw->run(); });
     return engine;
 }

@@ -88,7 +88,8 @@ StreamTiming CaptureSession::timing(FramePacer::Clock::time_point now)
     if (!timing.timeToTurn)
         return timing;
     // A consumer that lets go of a frame wakes the thread.
-    if (!displays_->isCertain(configuration_.display) || now < changes_.heldUntil() || heldFrames_->areAsManyAs(configuration_.queueDepth))
+    if (!displays_->isCertain(configuration_.display) || now < changes_.heldUntil() ||
+        heldFrames_->areAsManyAs(configuration_.queueDepth))
         timing.timeToTurn.reset();
     return timing;
 }

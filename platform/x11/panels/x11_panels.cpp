@@ -10,9 +10,8 @@ struct X11Panels::Impl {
          std::shared_ptr<PaintedRegions> painted)
         : compositing(connection, events), drawing(connection, queue), stack(connection, events, queue),
           cursors(connection),
-          modifiers(connection, events),
-          context{connection, events, screens, queue, compositing, drawing, stack, cursors, modifiers,
-                  std::move(painted)},
+          modifiers(connection, events), context{connection, events, screens, queue,     compositing,
+                                                 drawing,    stack,  cursors, modifiers, std::move(painted)},
           screenLock(connection, events, queue, screens, stack,
                      [this] { return context.area ? context.area->pixels() : PixelRect{}; })
     {}
