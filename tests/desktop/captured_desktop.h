@@ -37,7 +37,7 @@ public:
         };
         callbacks.onLost = [this] { isLost_ = true; };
         engine_ = std::move(*x11::CaptureEngine::create(engineDisplay.empty() ? desktop.displayName() : engineDisplay,
-                                                        std::move(callbacks), std::make_shared<x11::PaintedRegions>()));
+                                                        std::move(callbacks), painted_));
         capture_ = std::make_unique<x11::X11ScreenCapture>(*engine_, *screens_, queue_, desktop.displayName());
     }
 
@@ -129,6 +129,9 @@ public:
         settle();
         (void)pumpUntil([] { return false; }, 500);
     }
+
+    /// What the capture is told that this process paints.
+    [[nodiscard]] x11::PaintedRegions& painted() { return *painted_; }
 
     /// The picture delivered last, read from a server whose root has depth 24.
     [[nodiscard]] QImage image() { return imageOf(*surface_); }
@@ -238,6 +241,7 @@ private:
     }
 
     PrivateDesktop& desktop_;
+    std::shared_ptr<x11::PaintedRegions> painted_ = std::make_shared<x11::PaintedRegions>();
     QtMainQueue queue_;
     SerialQueue frameQueue_{"Nimbrale.frames"};
     std::unique_ptr<x11::Connection> connection_;

@@ -159,6 +159,14 @@ struct CapturedWindow {
         return region;
     }
 
+    /// Where its client is in the root: what of it is surely on the screen as it is in its pixels.
+    [[nodiscard]] PixelRect clientBounds() const
+    {
+        const PixelRect whole = bounds();
+        return {whole.x + managed.left, whole.y + managed.top, whole.width - managed.left - managed.right,
+                whole.height - managed.top - managed.bottom};
+    }
+
     /// Where the screen may show something of it. Compositing managers draw shadows around windows, but around the
     /// panels that tell what is painted in them.
     [[nodiscard]] PixelRegion reach() const

@@ -408,7 +408,7 @@ void DesktopTracker::composeMasked(const Drawing& drawing, const CompositionTarg
     parts.composed &= PixelRegion(root);
     composer.copyScreen(seen, parts.refreshed, root, *pointer_, std::nullopt);
     composer.compose(seen, parts.composed, {stack_->windows(), *background_, *pointer_, compositing_},
-                     drawing.isIncluded, std::nullopt);
+                     drawing.isIncluded, std::nullopt, parts.seenBefore);
     composer.copyScreen(target, parts.fromScreen, root, *pointer_, pointer);
     composer.copyPixmap(target, parts.fromSeen, seen.pixmap, *pointer_, pointer);
 }

@@ -17,6 +17,12 @@ struct ManagedState {
     bool isHidden = false;
     /// _NET_WM_DESKTOP; absent where the window manager has no workspaces.
     std::optional<std::uint32_t> workspace;
+    /// How much of the top-level lies around the client, on each side: a frame, which a compositing manager may draw
+    /// without any pixels of the window's.
+    int left = 0;
+    int top = 0;
+    int right = 0;
+    int bottom = 0;
 
     bool operator==(const ManagedState&) const = default;
 };

@@ -49,7 +49,7 @@ RegionComposer::RegionComposer(Connection& connection)
 }
 
 void RegionComposer::compose(const CompositionTarget& target, const PixelRegion& dirty, const DesktopParts& parts,
-                             const WindowTest& isIncluded, std::optional<PointerPlace> pointer)
+                             const WindowTest& isIncluded, std::optional<PointerPlace> pointer, const PixelRegion& seen)
 {
     target_ = target;
     PixelRegion rest(dirty);
@@ -61,13 +61,20 @@ void RegionComposer::compose(const CompositionTarget& target, const PixelRegion&
         const PixelRegion visible = window.partOf(rest);
         if (visible.isEmpty())
             continue;
+        PixelRegion frame(visible);
+        frame &= seen;
+        frame -= PixelRegion(window.clientBounds());
+        PixelRegion painted(visible);
+        painted -= frame;
         if (!window.isOpaque(parts.compositing)) {
-            translucent.emplace_back(&window, visible);
+            translucent.emplace_back(&window, painted);
             continue;
         }
-        paint(window, visible, false);
+        paint(window, painted, false);
         rest -= visible;
     }
+    if (!parts.background.isKnown())
+        rest -= seen;
     if (!rest.isEmpty())
         paintBackground(rest, parts.background);
     for (auto item = translucent.rbegin(); item != translucent.rend(); ++item)

@@ -46,9 +46,11 @@ public:
     RegionComposer& operator=(const RegionComposer&) = delete;
 
     /// Draws `dirty` (root pixels, within the target) anew: windows that pass `isIncluded` from the top down, each
-    /// pixel once, then the background, then translucent windows and the pointer over it.
+    /// pixel once, then the background, then translucent windows and the pointer over it. Within `seen` nothing is
+    /// drawn of what a compositing manager may draw without pixels of any window: frames, and a background that nobody
+    /// names.
     void compose(const CompositionTarget& target, const PixelRegion& dirty, const DesktopParts& parts,
-                 const WindowTest& isIncluded, std::optional<PointerPlace> pointer);
+                 const WindowTest& isIncluded, std::optional<PointerPlace> pointer, const PixelRegion& seen = {});
     /// Copies `dirty` from what the screen shows, own windows and all; black beyond the root's bounds.
     void copyScreen(const CompositionTarget& target, const PixelRegion& dirty, const PixelRect& rootBounds,
                     const PointerImage& image, std::optional<PointerPlace> pointer);

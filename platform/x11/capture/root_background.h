@@ -39,6 +39,8 @@ public:
     [[nodiscard]] PixelRect rootBounds() const { return {0, 0, rootWidth_, rootHeight_}; }
     /// The wallpaper, repeated over the root; none without a compositing manager.
     [[nodiscard]] xcb_render_picture_t wallpaper() const { return wallpaper_.get(); }
+    /// Whether somebody tells what it is.
+    [[nodiscard]] bool isKnown() const { return standIn_ != XCB_NONE || wallpaper_; }
     /// The stand-in, aligned with the root; none under a compositing manager. Clear a part of it to have the background
     /// of now there.
     [[nodiscard]] xcb_window_t standIn() const { return standIn_; }

@@ -60,6 +60,8 @@ ScreenMask::Parts ScreenMask::divide(const PixelRegion& dirty)
     parts.composed = parts.fromSeen;
     parts.composed &= unseen_;
     changedBelow_ &= mask_;
+    parts.seenBefore = changedBelow_;
+    parts.seenBefore -= unseen_;
     parts.composed |= changedBelow_;
     changedBelow_.clear();
     unseen_ -= parts.composed;

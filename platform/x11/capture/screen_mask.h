@@ -24,6 +24,8 @@ public:
         PixelRegion refreshed;
         /// Composed into it from the windows' own pixels.
         PixelRegion composed;
+        /// What of that was seen before: what no window has pixels of is best left as it is there.
+        PixelRegion seenBefore;
     };
 
     /// How far around the mask the picture seen last is kept up to date: a window is not dragged any further from one

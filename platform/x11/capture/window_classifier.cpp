@@ -86,6 +86,38 @@ void WindowClassifier::classify(const std::vector<CapturedWindow*>& windows)
     }
     while (!level.empty())
         level = classifyLevel(level);
+    placeClients(windows);
+}
+
+void WindowClassifier::placeClients(const std::vector<CapturedWindow*>& windows)
+{
+    xcb_connection_t* const raw = connection_.get();
+    struct Question {
+        CapturedWindow* window;
+        xcb_translate_coordinates_cookie_t place;
+        xcb_get_geometry_cookie_t size;
+        xcb_get_geometry_cookie_t whole;
+    };
+    std::vector<Question> questions;
+    for (CapturedWindow* const window : windows) {
+        const xcb_window_t client = window->managed.client;
+        if (client != XCB_NONE && client != window->id)
+            questions.push_back({window, xcb_translate_coordinates(raw, client, window->id, 0, 0),
+                                 xcb_get_geometry(raw, client), xcb_get_geometry(raw, window->id)});
+    }
+    for (const Question& question : questions) {
+        const Reply<xcb_translate_coordinates_reply_t> place(
+            xcb_translate_coordinates_reply(raw, question.place, nullptr));
+        const Reply<xcb_get_geometry_reply_t> size(xcb_get_geometry_reply(raw, question.size, nullptr));
+        const Reply<xcb_get_geometry_reply_t> whole(xcb_get_geometry_reply(raw, question.whole, nullptr));
+        if (!place || !size || !whole)
+            continue;
+        ManagedState& managed = question.window->managed;
+        managed.left = place->dst_x + whole->border_width;
+        managed.top = place->dst_y + whole->border_width;
+        managed.right = whole->width + 2 * whole->border_width - managed.left - size->width;
+        managed.bottom = whole->height + 2 * whole->border_width - managed.top - size->height;
+    }
 }
 
 WindowClassifier::Cookies WindowClassifier::ask(const Subject& subject) const
@@ -108,17 +140,15 @@ WindowClassifier::Cookies WindowClassifier::ask(const Subject& subject) const
     return cookies;
 }
 
-void WindowClassifier::takeManagedState(const Subject& subject, const Cookies& cookies,
-                                        std::optional<ProcessID> clientProcess) const
+void WindowClassifier::takeManagedState(const Subject& subject, const Cookies& cookies, const WindowFacts& facts) const
 {
     xcb_connection_t* const raw = connection_.get();
-    const Reply<xcb_get_property_reply_t> managed(xcb_get_property_reply(raw, cookies.managed, nullptr));
     const Reply<xcb_get_property_reply_t> state(xcb_get_property_reply(raw, cookies.state, nullptr));
     const Reply<xcb_get_property_reply_t> workspace(xcb_get_property_reply(raw, cookies.workspace, nullptr));
     // A window manager may say so later than it maps its frame. Until then another program's window in the frame is
     // taken for the client, so that it is heard.
-    const bool isForeign = subject.depth > 0 && clientProcess && *clientProcess != subject.window->owner.process;
-    if (subject.window->managed.client != XCB_NONE || (!firstValue(managed.get()) && !isForeign))
+    const bool isForeign = subject.depth > 0 && facts.client && *facts.client != subject.window->owner.process;
+    if (subject.window->managed.client != XCB_NONE || (!facts.isClient && !isForeign))
         return;
     subject.window->managed = {subject.id, containsAtom(state.get(), hiddenAtom_), firstValue(workspace.get())};
 }
@@ -149,8 +179,10 @@ std::vector<WindowClassifier::Subject> WindowClassifier::classifyLevel(const std
         const Reply<xcb_get_property_reply_t> type(xcb_get_property_reply(raw, cookie.type, nullptr));
         facts.isNotification = containsAtom(type.get(), notificationAtom_);
         facts.isDock = containsAtom(type.get(), dockAtom_);
+        const Reply<xcb_get_property_reply_t> managed(xcb_get_property_reply(raw, cookie.managed, nullptr));
+        facts.isClient = firstValue(managed.get()).has_value();
         rule_.consider(subject.window->owner, facts);
-        takeManagedState(subject, cookie, facts.client);
+        takeManagedState(subject, cookie, facts);
 
         if (cookie.opacity) {
             const Reply<xcb_get_property_reply_t> opacity(xcb_get_property_reply(raw, *cookie.opacity, nullptr));

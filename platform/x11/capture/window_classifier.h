@@ -29,8 +29,9 @@ private:
     struct Cookies;
 
     [[nodiscard]] Cookies ask(const Subject& subject) const;
-    /// `clientProcess`: behind the connection that made the window.
-    void takeManagedState(const Subject& subject, const Cookies& cookies, std::optional<ProcessID> clientProcess) const;
+    void takeManagedState(const Subject& subject, const Cookies& cookies, const WindowFacts& facts) const;
+    /// Finds out where in their frames the clients are.
+    void placeClients(const std::vector<CapturedWindow*>& windows);
     [[nodiscard]] std::vector<Subject> classifyLevel(const std::vector<Subject>& subjects);
 
     Connection& connection_;

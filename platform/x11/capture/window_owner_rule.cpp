@@ -19,8 +19,8 @@ void WindowOwnerRule::consider(WindowOwner& owner, const WindowFacts& facts) con
         owner.process = ownProcess_;
     else if (facts.depth == 0)
         owner.process = facts.client.value_or(facts.namedProcess.value_or(0));
-    // A notification may stand in a frame, but what lies deeper in a window says nothing about it.
-    owner.isNotification |= facts.depth <= 1 && facts.isNotification;
+    // A notification may stand in a frame, but what lies deeper in a window that is not managed says nothing about it.
+    owner.isNotification |= (facts.depth <= 1 || facts.isClient) && facts.isNotification;
 }
 
 } // namespace nimbrale::x11

@@ -14,6 +14,8 @@ struct WindowFacts {
     std::optional<ProcessID> namedProcess;
     bool isNotification = false;
     bool isDock = false;
+    /// A window manager manages it.
+    bool isClient = false;
     /// 0 for the top-level itself, 1 for the windows in it, and so on.
     int depth = 0;
 };

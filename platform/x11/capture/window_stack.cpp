@@ -247,8 +247,10 @@ void WindowStack::setCompositing(Compositing compositing)
 void WindowStack::handleConfigure(const xcb_configure_notify_event_t& event)
 {
     CapturedWindow* const found = find(event.window);
-    if (!found)
+    if (!found) {
+        clientConfigured(event.window);
         return;
+    }
     CapturedWindow& window = *found;
     const bool isMoved = window.x != event.x || window.y != event.y;
     const bool isResized =

@@ -82,6 +82,8 @@ private:
     /// The mapped window that is this one or has it as its client; null where there is none.
     [[nodiscard]] CapturedWindow* findManaged(xcb_window_t id);
     void askAgain(CapturedWindow& window);
+    /// A client may have another place in its frame.
+    void clientConfigured(xcb_window_t client);
     void classified(CapturedWindow& window);
     void listenToClient(CapturedWindow& window);
     void readCurrentWorkspace();

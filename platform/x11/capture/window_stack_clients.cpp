@@ -54,6 +54,13 @@ CapturedWindow* WindowStack::findManaged(xcb_window_t id)
     return found == windows().end() ? nullptr : *found;
 }
 
+void WindowStack::clientConfigured(xcb_window_t client)
+{
+    CapturedWindow* const window = findManaged(client);
+    if (window && window->isMapped && !window->isInputOnly)
+        askAgain(*window);
+}
+
 void WindowStack::askAgain(CapturedWindow& window)
 {
     window.isAskedAgain = true;
@@ -66,7 +73,9 @@ void WindowStack::listenToClient(CapturedWindow& window)
     if (client == window.clientEvents.window())
         return;
     window.clientEvents =
-        client == XCB_NONE ? WindowEvents() : WindowEvents(connection_, client, XCB_EVENT_MASK_PROPERTY_CHANGE);
+        client == XCB_NONE
+            ? WindowEvents()
+            : WindowEvents(connection_, client, XCB_EVENT_MASK_PROPERTY_CHANGE | XCB_EVENT_MASK_STRUCTURE_NOTIFY);
     if (client != XCB_NONE)
         askAgain(window);
 }

@@ -1,0 +1,199 @@
+// The picture under compositing managers: what the screen shows, decorations and all, but never a pixel of this
+// process.
+
+#include "tests/desktop/x11_capture_fixture.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <ostream>
+
+namespace nimbrale::test {
+namespace {
+
+using WindowManager = PrivateDesktop::WindowManager;
+using Compositor = PrivateDesktop::Compositor;
+
+constexpr QRect region(100, 80, 600, 450);
+constexpr QSize panelSize(120, 90);
+const QColor ownColor(255, 0, 255);
+
+struct Managers {
+    const char* name;
+    WindowManager windowManager;
+    Compositor compositor;
+};
+
+void PrintTo(const Managers& managers, std::ostream* stream)
+{
+    *stream << managers.name;
+}
+
+/// Nothing else on the desktop is anything like the color, also where it is blended with something.
+int ownPixels(const QImage& image)
+{
+    int count = 0;
+    for (int y = 0; y < image.height(); ++y) {
+        const auto* const line = reinterpret_cast<const QRgb*>(image.constScanLine(y));
+        count += static_cast<int>(std::count_if(line, line + image.width(), [](QRgb pixel) {
+            return std::min(qRed(pixel), qBlue(pixel)) - qGreen(pixel) > 100;
+        }));
+    }
+    return count;
+}
+
+class X11MaskedCaptureTest : public X11CaptureTest, public testing::WithParamInterface<Managers> {
+protected:
+    void SetUp() override
+    {
+        startDesktop({.windowManager = GetParam().windowManager, .compositor = GetParam().compositor});
+        if (!captured)
+            return;
+        ASSERT_TRUE(desktop->isComposited());
+        scene->add(
+            "lower",
+            {.geometry = {150, 130, 300, 250}, .seed = 0, .color = QColor(40, 120, 60), .overrideRedirect = false});
+        scene->add(
+            "upper",
+            {.geometry = {320, 220, 300, 220}, .seed = 0, .color = QColor(120, 160, 40), .overrideRedirect = false});
+        captured->start({double(region.x()), double(region.y()), double(region.width()), double(region.height())});
+        captured->settle();
+    }
+
+    /// A window of this process that tells what it paints, as panels do.
+    xcb_window_t makePanel(QPoint corner)
+    {
+        const xcb_window_t window = captured->connection().newId();
+        captured->painted().set(window, x11::PixelRegion(0, 0, panelSize.width(), panelSize.height()));
+        x11::Connection& connection = captured->connection();
+        const std::uint32_t values[] = {ownColor.rgb() & RGB_MASK, 1};
+        xcb_create_window(connection.get(), XCB_COPY_FROM_PARENT, window, connection.root(), std::int16_t(corner.x()),
+                          std::int16_t(corner.y()), std::uint16_t(panelSize.width()), std::uint16_t(panelSize.height()),
+                          0, XCB_WINDOW_CLASS_INPUT_OUTPUT, XCB_COPY_FROM_PARENT,
+                          XCB_CW_BACK_PIXEL | XCB_CW_OVERRIDE_REDIRECT, values);
+        const xcb_atom_t dock = connection.atom("_NET_WM_WINDOW_TYPE_DOCK");
+        xcb_change_property(connection.get(), XCB_PROP_MODE_REPLACE, window, connection.atom("_NET_WM_WINDOW_TYPE"),
+                            XCB_ATOM_ATOM, 32, 1, &dock);
+        xcb_map_window(connection.get(), window);
+        connection.synchronize();
+        EXPECT_TRUE(captured->pumpUntil([&] {
+            return ownPixels(desktop->screenshot({corner, panelSize})) == panelSize.width() * panelSize.height();
+        })) << "the control: the screen shows the panel";
+        return window;
+    }
+
+    void movePanel(xcb_window_t window, QPoint corner)
+    {
+        const std::uint32_t place[] = {std::uint32_t(corner.x()), std::uint32_t(corner.y())};
+        xcb_configure_window(captured->connection().get(), window, XCB_CONFIG_WINDOW_X | XCB_CONFIG_WINDOW_Y, place);
+        captured->connection().flush();
+    }
+
+    /// From now on every picture is looked through.
+    void watchForOwnPixels()
+    {
+        captured->onFrame = [this] {
+            ++pictures;
+            const QImage image = captured->image();
+            const int found = ownPixels(image);
+            if (found > worst)
+                leak = image;
+            worst = std::max(worst, found);
+        };
+    }
+
+    void expectNoneFound(int atLeastPictures)
+    {
+        EXPECT_GE(pictures, atLeastPictures);
+        EXPECT_EQ(worst, 0) << "kept as " << keepImage(leak, "leak");
+    }
+
+    int pictures = 0;
+    int worst = 0;
+    QImage leak;
+};
+
+TEST_P(X11MaskedCaptureTest, DecoratedWindowsAreAsTheScreenShowsThem)
+{
+    if (!captured)
+        return;
+    expectSameAsScreen(region);
+    scene->raise("lower");
+    scene->move("upper", {250, 150});
+    expectSameAsScreen(region);
+    scene->remove("lower");
+    expectSameAsScreen(region);
+}
+
+TEST_P(X11MaskedCaptureTest, APanelThatIsDraggedIsInNoPicture)
+{
+    if (!captured)
+        return;
+    watchForOwnPixels();
+    const xcb_window_t panel = makePanel({200, 150});
+    QPoint corner;
+    for (int step = 0; step < 200; ++step) {
+        corner = QPoint(200 + (step * 13) % 380, 150 + (step * 7) % 280);
+        movePanel(panel, corner);
+        if (step % 3 == 0)
+            scene->fill("upper", {10 + step, 20, 30, 30}, QColor(step, 200, 40));
+        if (step % 10 == 5)
+            scene->move("lower", {150 + step, 130});
+        (void)captured->pumpUntil([] { return false; }, 16);
+    }
+    EXPECT_TRUE(captured->pumpUntil([&] { return ownPixels(desktop->screenshot({corner, panelSize})) > 0; }));
+    xcb_destroy_window(captured->connection().get(), panel);
+    captured->connection().flush();
+    (void)captured->pumpUntil([] { return false; }, 700);
+    captured->onFrame = nullptr;
+    expectNoneFound(100);
+    expectSameAsScreen(region);
+}
+
+TEST_P(X11MaskedCaptureTest, APanelThatComesAndGoesIsInNoPicture)
+{
+    if (!captured)
+        return;
+    watchForOwnPixels();
+    for (int round = 0; round < 8; ++round) {
+        const xcb_window_t panel = makePanel({180 + 30 * round, 160 + 20 * round});
+        scene->fill("upper", {10, 20 + 10 * round, 30, 30}, QColor(20 * round, 200, 40));
+        (void)captured->pumpUntil([] { return false; }, 50);
+        xcb_destroy_window(captured->connection().get(), panel);
+        captured->connection().flush();
+        for (int step = 0; step < 20; ++step) {
+            scene->fill("lower", {10, 20 + 10 * step, 30, 30}, QColor(20 * round, 10 * step, 40));
+            (void)captured->pumpUntil([] { return false; }, 16);
+        }
+    }
+    captured->onFrame = nullptr;
+    expectNoneFound(100);
+}
+
+TEST_P(X11MaskedCaptureTest, BelowAPanelWindowsShowWhatTheyDraw)
+{
+    if (!captured)
+        return;
+    const QImage before = captured->image();
+    const xcb_window_t panel = makePanel({330, 250});
+    captured->settle();
+    EXPECT_TRUE(imagesMatch(captured->image(), before)) << "while nothing changes it is as before";
+    scene->fill("upper", {0, 0, 300, 220}, QColor(200, 90, 20));
+    captured->settle();
+    xcb_destroy_window(captured->connection().get(), panel);
+    captured->connection().flush();
+    const QImage below = captured->image();
+    ASSERT_TRUE(captured->pumpUntil([&] { return ownPixels(desktop->screenshot(region)) == 0; }));
+    EXPECT_TRUE(imagesMatch(below, desktop->screenshot(region)));
+}
+
+INSTANTIATE_TEST_SUITE_P(, X11MaskedCaptureTest,
+                         testing::Values(Managers{"Picom", WindowManager::openbox, Compositor::picom},
+                                         Managers{"PicomGlx", WindowManager::openbox, Compositor::picomGlx},
+                                         Managers{"Marco", WindowManager::marco, Compositor::windowManagersOwn},
+                                         Managers{"Xfwm4", WindowManager::xfwm4, Compositor::windowManagersOwn},
+                                         Managers{"Kwin", WindowManager::kwin, Compositor::windowManagersOwn},
+                                         Managers{"Mutter", WindowManager::mutter, Compositor::windowManagersOwn}),
+                         [](const auto& managers) { return std::string(managers.param.name); });
+
+} // namespace
+} // namespace nimbrale::test

@@ -1,0 +1,160 @@
+// What has to be drawn anew of a stream whose picture is copied from the screen, but where it shows what is left out.
+
+#include "platform/x11/capture/change_collector.h"
+
+#include <gtest/gtest.h>
+#include <list>
+#include <set>
+
+namespace nimbrale::x11 {
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr PixelRect source{100, 100, 400, 300};
+constexpr ChangeCollector::Clock::time_point start{};
+constexpr auto running = Compositing::running;
+
+class MaskedChangesTest : public testing::Test {
+protected:
+    MaskedChangesTest()
+    {
+        changes.setSource(source, PointerVisibility::shown);
+        changes.setMasked(true, start);
+        (void)changes.take();
+    }
+
+    /// On top of those there are.
+    CapturedWindow& addWindow(const PixelRect& area)
+    {
+        CapturedWindow* const window = &stored.emplace_back();
+        window->id = static_cast<xcb_window_t>(windows.size() + 1);
+        window->x = area.x;
+        window->y = area.y;
+        window->width = area.width;
+        window->height = area.height;
+        window->isMapped = true;
+        window->picture = 1;
+        window->needsClassification = false;
+        windows.push_back(window);
+        return *window;
+    }
+
+    /// One that is left out, and tells that all of it is painted.
+    CapturedWindow& addPanel(const PixelRect& area)
+    {
+        CapturedWindow& panel = addWindow(area);
+        panel.painted = PixelRegion(0, 0, area.width, area.height);
+        excluded.insert(panel.id);
+        changes.updateMask(windows, start);
+        return panel;
+    }
+
+    std::list<CapturedWindow> stored;
+    WindowList windows;
+    std::set<xcb_window_t> excluded;
+    ChangeCollector changes{
+        [this](const CapturedWindow& window) { return !window.needsClassification && !excluded.contains(window.id); }};
+};
+
+TEST_F(MaskedChangesTest, whatIsDrawnOnTheScreenIsDrawnButWhereItIsMasked)
+{
+    addPanel({200, 200, 50, 50});
+    changes.addScreenDamage(PixelRegion(190, 200, 70, 10));
+    PixelRegion beside(190, 200, 10, 10);
+    beside.add(250, 200, 10, 10);
+    EXPECT_EQ(changes.take(), beside);
+}
+
+TEST_F(MaskedChangesTest, onlyDamageOutsideOfTheMaskIsExpected)
+{
+    addPanel({200, 200, 50, 50});
+    changes.expectScreenDamage(PixelRegion(200, 200, 50, 50));
+    EXPECT_EQ(changes.expectation(), ChangeExpectation::none);
+    changes.expectScreenDamage(PixelRegion(199, 200, 50, 50));
+    EXPECT_EQ(changes.expectation(), ChangeExpectation::certain);
+}
+
+TEST_F(MaskedChangesTest, windowsCountBelowTheMaskAlone)
+{
+    const CapturedWindow& window = addWindow({110, 110, 300, 300});
+    EXPECT_FALSE(changes.isVisible(windows, window, running));
+    changes.addDamage(windows, window, PixelRegion(110, 110, 300, 300), running);
+    changes.addWindow(window, WindowChange::altered, start);
+    EXPECT_TRUE(changes.isEmpty());
+
+    addPanel({200, 200, 50, 50});
+    EXPECT_TRUE(changes.isVisible(windows, window, running));
+    changes.addDamage(windows, window, PixelRegion(240, 240, 100, 100), running);
+    EXPECT_EQ(changes.take(), PixelRegion(240, 240, 10, 10));
+    EXPECT_EQ(changes.mask().divide(PixelRegion(source)).composed, PixelRegion(200, 200, 50, 50))
+        << "none of it was seen before";
+    changes.addWindow(window, WindowChange::altered, start);
+    EXPECT_EQ(changes.take(), PixelRegion(200, 200, 50, 50));
+}
+
+TEST_F(MaskedChangesTest, aPlaceThatAPanelLeftIsDrawnWhenItIsHeldNoLonger)
+{
+    CapturedWindow& panel = addPanel({200, 200, 50, 50});
+    changes.addWindow(panel, WindowChange::altered, start);
+    panel.x = 300;
+    changes.updateMask(windows, start);
+    PixelRegion both(200, 200, 50, 50);
+    both.add(300, 200, 50, 50);
+    EXPECT_EQ(changes.mask().region(), both);
+    EXPECT_TRUE(changes.isEmpty()) << "what was there stays";
+    changes.updateMask(windows, start + ChangeCollector::longestLag);
+    EXPECT_EQ(changes.mask().region(), PixelRegion(300, 200, 50, 50));
+    EXPECT_EQ(changes.take(), PixelRegion(200, 200, 50, 50));
+}
+
+TEST_F(MaskedChangesTest, aPanelThatVanishesMayFade)
+{
+    CapturedWindow& panel = addPanel({200, 200, 50, 50});
+    changes.addWindow(panel, WindowChange::vanished, start);
+    panel.isMapped = false;
+    changes.updateMask(windows, start + ChangeCollector::longestFade - 1ms);
+    EXPECT_EQ(changes.mask().region(), PixelRegion(200, 200, 50, 50));
+    changes.updateMask(windows, start + ChangeCollector::longestFade);
+    EXPECT_TRUE(changes.mask().region().isEmpty());
+}
+
+TEST_F(MaskedChangesTest, aWindowThatNobodyKnowsIsMaskedUntilItIsKnown)
+{
+    CapturedWindow& window = addWindow({200, 200, 50, 50});
+    window.needsClassification = true;
+    changes.updateMask(windows, start);
+    EXPECT_EQ(changes.mask().region(), PixelRegion(136, 136, 178, 178)) << "with a shadow";
+    window.needsClassification = false;
+    changes.updateMask(windows, start);
+    EXPECT_TRUE(changes.mask().region().isEmpty()) << "at once: it belongs in the picture";
+    EXPECT_EQ(changes.take(), PixelRegion(136, 136, 178, 178));
+}
+
+TEST_F(MaskedChangesTest, aHiddenWindowMasksNothing)
+{
+    CapturedWindow& panel = addPanel({200, 200, 50, 50});
+    panel.isHidden = true;
+    changes.updateMask(windows, start);
+    EXPECT_TRUE(changes.mask().region().isEmpty());
+}
+
+TEST_F(MaskedChangesTest, onlyWhatIsPaintedOfAPanelIsMasked)
+{
+    CapturedWindow& panel = addPanel({200, 200, 50, 50});
+    panel.painted = PixelRegion(10, 0, 5, 100);
+    changes.updateMask(windows, start);
+    EXPECT_EQ(changes.mask().region(), PixelRegion(210, 200, 5, 50));
+}
+
+TEST_F(MaskedChangesTest, anotherCompositingManagerBeginsAnew)
+{
+    addPanel({200, 200, 50, 50});
+    changes.setMasked(true, start + 500ms);
+    EXPECT_TRUE(changes.mask().region().isEmpty());
+    EXPECT_EQ(changes.heldUntil(), start + 500ms);
+    EXPECT_EQ(changes.take(), PixelRegion(source));
+}
+
+} // namespace
+} // namespace nimbrale::x11
