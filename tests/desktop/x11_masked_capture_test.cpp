@@ -88,6 +88,22 @@ protected:
         captured->connection().flush();
     }
 
+    /// Some compositing managers show with effects that a window comes or goes.
+    void waitUntilStill()
+    {
+        QImage last;
+        int same = 0;
+        EXPECT_TRUE(captured->pumpUntil(
+            [&] {
+                const QImage now = desktop->screenshot(region);
+                same = now == last ? same + 1 : 0;
+                last = now;
+                (void)captured->pumpUntil([] { return false; }, 50);
+                return same == 10;
+            },
+            10'000));
+    }
+
     /// From now on every picture is looked through.
     void watchForOwnPixels()
     {
@@ -173,8 +189,11 @@ TEST_P(X11MaskedCaptureTest, BelowAPanelWindowsShowWhatTheyDraw)
 {
     if (!captured)
         return;
+    waitUntilStill();
+    captured->settle();
     const QImage before = captured->image();
     const xcb_window_t panel = makePanel({330, 250});
+    waitUntilStill();
     captured->settle();
     EXPECT_TRUE(imagesMatch(captured->image(), before)) << "while nothing changes it is as before";
     scene->fill("upper", {0, 0, 300, 220}, QColor(200, 90, 20));
@@ -182,7 +201,8 @@ TEST_P(X11MaskedCaptureTest, BelowAPanelWindowsShowWhatTheyDraw)
     xcb_destroy_window(captured->connection().get(), panel);
     captured->connection().flush();
     const QImage below = captured->image();
-    ASSERT_TRUE(captured->pumpUntil([&] { return ownPixels(desktop->screenshot(region)) == 0; }));
+    waitUntilStill();
+    ASSERT_EQ(ownPixels(desktop->screenshot(region)), 0);
     EXPECT_TRUE(imagesMatch(below, desktop->screenshot(region)));
 }
 

@@ -42,6 +42,7 @@ void CaptureSession::setFilter(const SessionFilter& filter)
     filter_ = filter;
     changes_.setContents(filter.excludesNothing() ? FrameContents::screen : FrameContents::windows);
     changes_.addAll();
+    changes_.mask().distrustAll();
     if (renderer_)
         desktop_->update(changes_);
 }
@@ -111,11 +112,19 @@ void CaptureSession::drawFrame(FramePacer::Clock::time_point tick)
 {
     const PixelRegion dirty = changes_.take();
     const std::chrono::nanoseconds presentation = presentationTime();
-    const FrameRenderer::Frame frame =
-        renderer_->draw(dirty, [&](RegionComposer& composer, const CompositionTarget& target) {
-            desktop_->compose({composer, *seen_, [this](const CapturedWindow& window) { return includes(window); }},
+    const FrameRenderer::Frame frame = renderer_->draw(
+        dirty, [&](RegionComposer& composer, const CompositionTarget& target, const FrameRenderer::Source& before) {
+            PixelRegion seenBefore = before.pixmap == XCB_NONE ? PixelRegion() : PixelRegion(before.area);
+            seenBefore -= PixelRegion(pointerInLast_);
+            desktop_->compose({composer,
+                               *seen_,
+                               [this](const CapturedWindow& window) { return includes(window); },
+                               before.pixmap,
+                               {before.area.x, before.area.y},
+                               seenBefore},
                               target, dirty, changes_);
         });
+    pointerInLast_ = changes_.pointerCoverage();
     surfaceChanges_.advance(frame.changed.rects());
     auto surface = std::make_shared<X11Surface>(frame.storage, surfaceChanges_, signalFence());
     drawn_ = DrawnFrame{std::move(surface), presentation, tick, displays_->now(), changes_.mask().region()};
@@ -126,6 +135,7 @@ void CaptureSession::handOver()
     DrawnFrame frame = std::move(*std::exchange(drawn_, std::nullopt));
     if (!displays_->wasCertain(configuration_.display, frame.begun) || showsMasked(frame)) {
         // Its tick is not used: the next one is due as soon as the place is certain.
+        changes_.mask().distrustAll();
         changes_.addAll();
         return;
     }

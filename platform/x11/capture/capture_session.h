@@ -107,6 +107,8 @@ private:
     std::function<void()> onLost_;
     /// Between `takeTurn` and `handOver`.
     std::optional<DrawnFrame> drawn_;
+    /// Where the pointer is in the frame drawn last.
+    PixelRect pointerInLast_;
     FramePacer::Clock::time_point lastPresentation_;
     OwnedCounter counter_;
     std::int64_t counterValue_ = 0;

@@ -23,8 +23,9 @@ enum class FrameContents {
 
 /// What happened to a window.
 enum class WindowChange {
-    altered, ///< its place, shape or order is about to be another, or has become so
-    vanished ///< it is on the screen no more
+    altered,  ///< its place, shape or order is about to be another, or has become so
+    vanished, ///< it is on the screen no more
+    renamed   ///< it is found to be something else than it was taken for
 };
 
 /// Whose a top-level window is, as the content filters need it.

@@ -49,8 +49,16 @@ void ChangeCollector::addWindow(const CapturedWindow& window, WindowChange chang
     if (isIncluded(window)) {
         noteWindowChange(toldByWindows(window.extents()));
     } else if (isMasked_) {
+        if (change == WindowChange::renamed)
+            leaveOut(window.reach());
         mask_.hold(window.reach(), now + (change == WindowChange::vanished ? longestFade : longestLag));
     }
+}
+
+void ChangeCollector::leaveOut(const PixelRegion& region)
+{
+    mask_.distrust(region);
+    add(region);
 }
 
 void ChangeCollector::addScreenDamage(const PixelRegion& damage)

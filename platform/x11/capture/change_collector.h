@@ -53,6 +53,8 @@ public:
     void addRootDamage(const WindowList& windows, const PixelRegion& damage);
     /// `window` came, went or changed its place or shape: everything where it is now.
     void addWindow(const CapturedWindow& window, WindowChange change, Clock::time_point now);
+    /// What frames have shown in the region so far is not to be shown any more.
+    void leaveOut(const PixelRegion& region);
     /// The screen was drawn on there, for a stream that is copied from it.
     void addScreenDamage(const PixelRegion& damage);
     /// Whether a pointer that covers `coverage` is in the stream's frames.
@@ -64,6 +66,7 @@ public:
     [[nodiscard]] bool isPointerNear(const PixelRect& coverage) const;
     /// The pointer covers `coverage` from now on.
     void movePointer(const PixelRect& coverage);
+    [[nodiscard]] const PixelRect& pointerCoverage() const { return pointerCoverage_; }
 
     /// Whether damage of the window can be seen in the source. Damage that cannot is best left with the server, which
     /// then reports no more of it; what uncovers the window later has its place drawn anew.

@@ -73,7 +73,7 @@ void DesktopTracker::chooseMode()
 void DesktopTracker::watchWindows()
 {
     if (mode_ == Mode::redirected) {
-        stack_ = std::make_unique<WindowStack>(connection_);
+        stack_ = std::make_unique<WindowStack>(connection_, painted_);
         stack_->onChange = [this](const CapturedWindow& window, WindowChange change) {
             const auto now = Clock::now();
             for (ChangeCollector* const changes : collectors_)
@@ -296,7 +296,7 @@ void DesktopTracker::updateMasks(Clock::time_point now)
 {
     if (!stack_)
         return;
-    stack_->takePainted(*painted_);
+    stack_->takePainted();
     for (ChangeCollector* const changes : collectors_)
         changes->updateMask(stack_->windows(), now);
 }
@@ -403,14 +403,15 @@ void DesktopTracker::composeMasked(const Drawing& drawing, const CompositionTarg
     RegionComposer& composer = drawing.composer;
     const PixelRect root = background_->rootBounds();
     const CompositionTarget seen = drawing.seen.target(root);
-    ScreenMask::Parts parts = changes.mask().divide(region);
+    ScreenMask::Parts parts = changes.mask().divide(region, drawing.seenBefore);
     parts.refreshed &= PixelRegion(root);
     parts.composed &= PixelRegion(root);
     composer.copyScreen(seen, parts.refreshed, root, *pointer_, std::nullopt);
+    composer.copyPixmap(seen, parts.fromBefore, drawing.before, drawing.beforeOrigin, *pointer_, std::nullopt);
     composer.compose(seen, parts.composed, {stack_->windows(), *background_, *pointer_, compositing_},
                      drawing.isIncluded, std::nullopt, parts.seenBefore);
     composer.copyScreen(target, parts.fromScreen, root, *pointer_, pointer);
-    composer.copyPixmap(target, parts.fromSeen, seen.pixmap, *pointer_, pointer);
+    composer.copyPixmap(target, parts.fromSeen, seen.pixmap, seen.origin, *pointer_, pointer);
 }
 
 std::vector<CaptureWindow> DesktopTracker::listWindows()

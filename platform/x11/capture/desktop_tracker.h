@@ -78,6 +78,11 @@ public:
         RegionComposer& composer;
         SeenPicture& seen;
         RegionComposer::WindowTest isIncluded;
+        /// The frame before, whose top-left corner shows that root pixel, and where it can be trusted to show what was
+        /// seen without the pointer.
+        xcb_pixmap_t before = XCB_NONE;
+        PixelPoint beforeOrigin;
+        PixelRegion seenBefore;
     };
     /// Draws `region` (root pixels) anew, as a stream with those changes shows it.
     void compose(const Drawing& drawing, const CompositionTarget& target, const PixelRegion& region,

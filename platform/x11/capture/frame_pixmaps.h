@@ -36,6 +36,8 @@ public:
     /// frame before may still be on its way to the server when it lets go of the frame; of the same scene it would draw
     /// what is newer, but of another it must not: such a pixmap rests for one more frame.
     void beginScene() { ++scene_; }
+    /// What was drawn last; null where that was of another size.
+    [[nodiscard]] std::shared_ptr<SharedPixmap> newest() const { return newest_ ? newest_->storage : nullptr; }
     /// A pixmap that shows what the newest one does, but for `changed`, which is to be drawn now. It is the newest from
     /// then on.
     [[nodiscard]] const Pixmap& begin(const PixelRegion& changed);

@@ -39,12 +39,9 @@ FrameRenderer::Frame FrameRenderer::draw(const PixelRegion& dirty, const Compose
     PixelRegion changed(dirty);
     changed.translate(-source_.x, -source_.y);
     if (scaling_.isExact()) {
-        const FramePixmaps::Pixmap& frame = frames_.begin(changed);
-        this->compose(frame, compose);
-        return {frame.storage, changed};
+        return {this->compose(frames_, changed, compose).storage, changed};
     }
-    const FramePixmaps::Pixmap& unscaled = unscaled_.begin(changed);
-    this->compose(unscaled, compose);
+    const FramePixmaps::Pixmap& unscaled = this->compose(unscaled_, changed, compose);
     prepareStretching(*unscaled.storage);
     const PixelRegion changedOutput = scaling_.outputOf(changed);
     const FramePixmaps::Pixmap& frame = frames_.begin(changedOutput);
@@ -52,9 +49,15 @@ FrameRenderer::Frame FrameRenderer::draw(const PixelRegion& dirty, const Compose
     return {frame.storage, changedOutput};
 }
 
-void FrameRenderer::compose(const FramePixmaps::Pixmap& pixmap, const Compose& compose)
+const FramePixmaps::Pixmap& FrameRenderer::compose(FramePixmaps& pixmaps, const PixelRegion& changed,
+                                                   const Compose& compose)
 {
-    compose(composer_, {pixmap.storage->pixmap(), pixmap.picture.get(), {source_.x, source_.y}});
+    const std::shared_ptr<SharedPixmap> before = pixmaps.newest();
+    const FramePixmaps::Pixmap& pixmap = pixmaps.begin(changed);
+    compose(composer_, {pixmap.storage->pixmap(), pixmap.picture.get(), {source_.x, source_.y}},
+            {before ? before->pixmap() : xcb_pixmap_t{XCB_NONE}, sourceBefore_});
+    sourceBefore_ = source_;
+    return pixmap;
 }
 
 void FrameRenderer::prepareStretching(const SharedPixmap& source)

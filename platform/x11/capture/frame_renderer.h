@@ -22,8 +22,14 @@ public:
         /// Where it differs from the frame before, in its own pixels.
         PixelRegion changed;
     };
-    /// Draws the dirty region into the target.
-    using Compose = std::function<void(RegionComposer&, const CompositionTarget&)>;
+    /// A frame's pixels.
+    struct Source {
+        xcb_pixmap_t pixmap = XCB_NONE;
+        /// What it shows, in root pixels.
+        PixelRect area;
+    };
+    /// Draws the dirty region into the target. `before` is the frame before, with no pixmap where there is none.
+    using Compose = std::function<void(RegionComposer&, const CompositionTarget&, const Source& before)>;
 
     /// `connection` must outlive it; `releasePixmap` frees a pixmap that nobody uses any more.
     FrameRenderer(Connection& connection, std::function<void(xcb_pixmap_t)> releasePixmap);
@@ -37,13 +43,15 @@ public:
     [[nodiscard]] Frame draw(const PixelRegion& dirty, const Compose& compose);
 
 private:
-    void compose(const FramePixmaps::Pixmap& pixmap, const Compose& compose);
+    const FramePixmaps::Pixmap& compose(FramePixmaps& pixmaps, const PixelRegion& changed, const Compose& compose);
     void scale(const FramePixmaps::Pixmap& output, const PixelRegion& changed);
     void prepareStretching(const SharedPixmap& source);
 
     Connection& connection_;
     RegionComposer composer_;
     PixelRect source_;
+    /// Of the last frame.
+    PixelRect sourceBefore_;
     OutputScaling scaling_;
     /// What is delivered.
     FramePixmaps frames_;

@@ -96,10 +96,10 @@ void RegionComposer::copyScreen(const CompositionTarget& target, const PixelRegi
 }
 
 void RegionComposer::copyPixmap(const CompositionTarget& target, const PixelRegion& dirty, xcb_pixmap_t pixmap,
-                                const PointerImage& image, std::optional<PointerPlace> pointer)
+                                PixelPoint origin, const PointerImage& image, std::optional<PointerPlace> pointer)
 {
     target_ = target;
-    copy(pixmap, {}, context_.get(), dirty);
+    copy(pixmap, origin, context_.get(), dirty);
     if (pointer)
         paintPointer(dirty, image, *pointer);
 }

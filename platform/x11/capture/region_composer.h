@@ -54,8 +54,8 @@ public:
     /// Copies `dirty` from what the screen shows, own windows and all; black beyond the root's bounds.
     void copyScreen(const CompositionTarget& target, const PixelRegion& dirty, const PixelRect& rootBounds,
                     const PointerImage& image, std::optional<PointerPlace> pointer);
-    /// Copies `dirty` from a pixmap whose top-left pixel is the root's.
-    void copyPixmap(const CompositionTarget& target, const PixelRegion& dirty, xcb_pixmap_t pixmap,
+    /// Copies `dirty` from a pixmap whose top-left corner shows the root pixel `origin`.
+    void copyPixmap(const CompositionTarget& target, const PixelRegion& dirty, xcb_pixmap_t pixmap, PixelPoint origin,
                     const PointerImage& image, std::optional<PointerPlace> pointer);
 
 private:

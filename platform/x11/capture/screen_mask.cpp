@@ -28,6 +28,7 @@ void ScreenMask::reset()
     held_ = {};
     mask_.clear();
     changedBelow_.clear();
+    distrusted_.clear();
     unseen_ = everything();
 }
 
@@ -49,13 +50,20 @@ void ScreenMask::noteScreenDamage(const PixelRegion& damage)
     unseen_ |= seen;
 }
 
-ScreenMask::Parts ScreenMask::divide(const PixelRegion& dirty)
+ScreenMask::Parts ScreenMask::divide(const PixelRegion& dirty, const PixelRegion& before)
 {
     Parts parts;
     parts.fromScreen = dirty;
     parts.fromScreen -= mask_;
     parts.fromSeen = dirty;
     parts.fromSeen &= mask_;
+
+    parts.fromBefore = mask_;
+    parts.fromBefore &= unseen_;
+    parts.fromBefore &= before;
+    parts.fromBefore -= distrusted_;
+    distrusted_.clear();
+    unseen_ -= parts.fromBefore;
 
     parts.composed = parts.fromSeen;
     parts.composed &= unseen_;

@@ -22,6 +22,8 @@ public:
         PixelRegion fromSeen;
         /// Copied into the picture seen last from the screen.
         PixelRegion refreshed;
+        /// Copied into it from the frame before.
+        PixelRegion fromBefore;
         /// Composed into it from the windows' own pixels.
         PixelRegion composed;
         /// What of that was seen before: what no window has pixels of is best left as it is there.
@@ -49,11 +51,16 @@ public:
     void noteScreenDamage(const PixelRegion& damage);
     /// A window that is not left out changed there: below the mask the screen does not tell.
     void noteWindowChange(const PixelRegion& region) { changedBelow_ |= region; }
-    /// What was taken for the screen's picture there may show a window that is left out.
-    void distrust(const PixelRegion& region) { unseen_ |= region; }
+    /// What was seen there, also in the frame before, may show a window that is left out.
+    void distrust(const PixelRegion& region)
+    {
+        unseen_ |= region;
+        distrusted_ |= region;
+    }
+    void distrustAll() { distrust(everything()); }
 
-    /// How to draw `dirty`; to be done by the caller at once.
-    [[nodiscard]] Parts divide(const PixelRegion& dirty);
+    /// How to draw `dirty`; to be done by the caller at once. The frame before shows what was seen in `before`.
+    [[nodiscard]] Parts divide(const PixelRegion& dirty, const PixelRegion& before);
 
 private:
     HeldPlaces held_;
@@ -61,6 +68,8 @@ private:
     /// Where the picture seen last is not as the screen.
     PixelRegion unseen_{everything()};
     PixelRegion changedBelow_;
+    /// Not to be taken from the frame before.
+    PixelRegion distrusted_;
 
     [[nodiscard]] static PixelRegion everything();
 };

@@ -10,8 +10,8 @@
 
 namespace nimbrale::x11 {
 
-WindowStack::WindowStack(Connection& connection)
-    : connection_(connection), describer_(connection), classifier_(connection),
+WindowStack::WindowStack(Connection& connection, std::shared_ptr<PaintedRegions> painted)
+    : connection_(connection), painted_(std::move(painted)), describer_(connection), classifier_(connection),
       processAtom_(connection.atom("_NET_WM_PID")), typeAtom_(connection.atom("_NET_WM_WINDOW_TYPE")),
       opacityAtom_(connection.atom("_NET_WM_WINDOW_OPACITY")), managedAtom_(connection.atom("WM_STATE")),
       stateAtom_(connection.atom("_NET_WM_STATE")), workspaceAtom_(connection.atom("_NET_WM_DESKTOP")),

@@ -10,6 +10,7 @@
 
 #include <functional>
 #include <list>
+#include <memory>
 #include <optional>
 #include <vector>
 #include <xcb/shape.h>
@@ -23,8 +24,9 @@ namespace nimbrale::x11 {
 class WindowStack {
 public:
     /// Redirects and lists the windows there are. To be made before the first own window maps: what own windows cover
-    /// earlier is missing in the pixmaps of the windows below. `connection` must outlive it.
-    explicit WindowStack(Connection& connection);
+    /// earlier is missing in the pixmaps of the windows below. `connection` must outlive it; `painted` is what this
+    /// process tells of its translucent windows.
+    WindowStack(Connection& connection, std::shared_ptr<PaintedRegions> painted);
     WindowStack(const WindowStack&) = delete;
     WindowStack& operator=(const WindowStack&) = delete;
 
@@ -37,8 +39,8 @@ public:
     /// Finds out what the windows are like that came since, and whose they are. To be called before composing.
     void classifyNew();
 
-    /// Takes over what this process has painted in its translucent windows.
-    void takePainted(PaintedRegions& regions);
+    /// Takes over what this process has told since of what it paints.
+    void takePainted();
 
     /// A compositing manager came or went. While one runs, own windows stay redirected like all others: it keeps their
     /// pixels anyway, and the server forgets to end its redirection when a window that one of two clients unredirected
@@ -88,6 +90,7 @@ private:
     void listenToClient(CapturedWindow& window);
     void readCurrentWorkspace();
     void updateHidden();
+    void takePainted(CapturedWindow& window);
     void namePixmap(CapturedWindow& window);
     void releasePixmap(CapturedWindow& window);
     /// Own windows are in no picture, so the server need not keep a second copy of theirs; and of windows that are too
@@ -99,6 +102,7 @@ private:
     void changed(const CapturedWindow& window, WindowChange change = WindowChange::altered);
 
     Connection& connection_;
+    std::shared_ptr<PaintedRegions> painted_;
     WindowDescriber describer_;
     WindowClassifier classifier_;
     WindowOrder order_;

@@ -31,6 +31,8 @@ void WindowStack::classified(CapturedWindow& window)
         unredirect(window);
     else if (!window.hasPixels())
         namePixmap(window);
+    if (window.owner.isOwn)
+        takePainted(window);
     window.isHidden = isHiddenByManager(window.managed, currentWorkspace_, compositing_);
     const WindowAppearance appearance = window.appearance();
     if (window.classifiedAs != appearance) {
@@ -39,7 +41,7 @@ void WindowStack::classified(CapturedWindow& window)
             window.owner = window.classifiedAs->owner;
         changed(window);
         window.owner = appearance.owner;
-        changed(window);
+        changed(window, window.classifiedAs ? WindowChange::renamed : WindowChange::altered);
     }
     window.classifiedAs = appearance;
     listenToClient(window);
@@ -96,27 +98,31 @@ void WindowStack::updateHidden()
     }
 }
 
-void WindowStack::takePainted(PaintedRegions& regions)
+void WindowStack::takePainted()
 {
     // Asked before anything is taken: what is set meanwhile is taken the next time.
-    const std::uint64_t version = regions.version();
+    const std::uint64_t version = painted_->version();
     if (std::exchange(paintedVersion_, version) == version)
         return;
     for (CapturedWindow* const window : windows()) {
-        if (!window->owner.isOwn && !window->needsClassification)
-            continue;
-        const std::optional<PaintedRegions::Painted> taken = regions.take(window->id);
-        if (!taken)
-            continue;
-        PixelRegion before(taken->sinceTaken);
-        if (window->painted)
-            before |= *window->painted;
-        if (before != taken->now) {
-            window->painted = before;
-            changed(*window);
-        }
-        window->painted = taken->now;
+        if (window->owner.isOwn)
+            takePainted(*window);
     }
+}
+
+void WindowStack::takePainted(CapturedWindow& window)
+{
+    const std::optional<PaintedRegions::Painted> taken = painted_->take(window.id);
+    if (!taken)
+        return;
+    PixelRegion before(taken->sinceTaken);
+    if (window.painted)
+        before |= *window.painted;
+    if (before != taken->now) {
+        window.painted = before;
+        changed(window);
+    }
+    window.painted = taken->now;
 }
 
 } // namespace nimbrale::x11

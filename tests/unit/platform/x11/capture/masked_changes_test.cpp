@@ -87,7 +87,7 @@ TEST_F(MaskedChangesTest, windowsCountBelowTheMaskAlone)
     EXPECT_TRUE(changes.isVisible(windows, window, running));
     changes.addDamage(windows, window, PixelRegion(240, 240, 100, 100), running);
     EXPECT_EQ(changes.take(), PixelRegion(240, 240, 10, 10));
-    EXPECT_EQ(changes.mask().divide(PixelRegion(source)).composed, PixelRegion(200, 200, 50, 50))
+    EXPECT_EQ(changes.mask().divide(PixelRegion(source), {}).composed, PixelRegion(200, 200, 50, 50))
         << "none of it was seen before";
     changes.addWindow(window, WindowChange::altered, start);
     EXPECT_EQ(changes.take(), PixelRegion(200, 200, 50, 50));
@@ -129,6 +129,16 @@ TEST_F(MaskedChangesTest, aWindowThatNobodyKnowsIsMaskedUntilItIsKnown)
     changes.updateMask(windows, start);
     EXPECT_TRUE(changes.mask().region().isEmpty()) << "at once: it belongs in the picture";
     EXPECT_EQ(changes.take(), PixelRegion(136, 136, 178, 178));
+}
+
+TEST_F(MaskedChangesTest, aWindowThatIsFoundToBeLeftOutIsDrawnOver)
+{
+    CapturedWindow& window = addWindow({200, 200, 50, 50});
+    excluded.insert(window.id);
+    changes.addWindow(window, WindowChange::renamed, start);
+    changes.updateMask(windows, start);
+    EXPECT_EQ(changes.take(), window.reach());
+    EXPECT_EQ(changes.mask().divide(window.reach(), PixelRegion(source)).composed, window.reach());
 }
 
 TEST_F(MaskedChangesTest, aHiddenWindowMasksNothing)

@@ -22,7 +22,7 @@ protected:
     ScreenMaskTest()
     {
         (void)mask.update(button, start);
-        (void)mask.divide(source);
+        (void)mask.divide(source, {});
     }
 
     ScreenMask mask;
@@ -30,7 +30,7 @@ protected:
 
 TEST_F(ScreenMaskTest, whatIsNotMaskedComesFromTheScreen)
 {
-    const ScreenMask::Parts parts = mask.divide(source);
+    const ScreenMask::Parts parts = mask.divide(source, {});
     EXPECT_EQ(parts.fromScreen, without(source, button));
     EXPECT_EQ(parts.fromSeen, button);
 }
@@ -39,8 +39,8 @@ TEST_F(ScreenMaskTest, whatWasNeverSeenIsComposedOnce)
 {
     ScreenMask fresh;
     (void)fresh.update(button, start);
-    EXPECT_EQ(fresh.divide(source).composed, button);
-    EXPECT_TRUE(fresh.divide(source).composed.isEmpty());
+    EXPECT_EQ(fresh.divide(source, {}).composed, button);
+    EXPECT_TRUE(fresh.divide(source, {}).composed.isEmpty());
 }
 
 TEST_F(ScreenMaskTest, theSurroundingsOfTheMaskAreSeenWhenTheyChange)
@@ -49,11 +49,11 @@ TEST_F(ScreenMaskTest, theSurroundingsOfTheMaskAreSeenWhenTheyChange)
     (void)fresh.update(button, start);
     const PixelRegion around(400 - ScreenMask::reach, 300 - ScreenMask::reach, 20 + 2 * ScreenMask::reach,
                              20 + 2 * ScreenMask::reach);
-    EXPECT_EQ(fresh.divide(source).refreshed, without(around, button));
-    EXPECT_TRUE(fresh.divide(source).refreshed.isEmpty()) << "they have been seen";
+    EXPECT_EQ(fresh.divide(source, {}).refreshed, without(around, button));
+    EXPECT_TRUE(fresh.divide(source, {}).refreshed.isEmpty()) << "they have been seen";
     fresh.noteScreenDamage(PixelRegion(390, 290, 40, 40));
     fresh.noteScreenDamage(PixelRegion(0, 0, 50, 50));
-    EXPECT_EQ(fresh.divide(source).refreshed, without(PixelRegion(390, 290, 40, 40), button))
+    EXPECT_EQ(fresh.divide(source, {}).refreshed, without(PixelRegion(390, 290, 40, 40), button))
         << "neither what is masked nor what is far away";
 }
 
@@ -64,7 +64,7 @@ TEST_F(ScreenMaskTest, aMaskThatMovesCoversWhatWasSeen)
     EXPECT_TRUE(mask.update(next, start).isEmpty());
     PixelRegion both(button);
     both |= next;
-    const ScreenMask::Parts parts = mask.divide(source);
+    const ScreenMask::Parts parts = mask.divide(source, {});
     EXPECT_EQ(parts.fromSeen, both);
     EXPECT_TRUE(parts.composed.isEmpty());
 }
@@ -73,7 +73,7 @@ TEST_F(ScreenMaskTest, aMaskThatJumpsToWhatWasNotSeenIsComposed)
 {
     const PixelRegion far(800, 600, 20, 20);
     (void)mask.update(far, start);
-    EXPECT_EQ(mask.divide(source).composed, far);
+    EXPECT_EQ(mask.divide(source, {}).composed, far);
 }
 
 TEST_F(ScreenMaskTest, aPlaceIsLeftWhenItIsHeldNoLonger)
@@ -83,24 +83,35 @@ TEST_F(ScreenMaskTest, aPlaceIsLeftWhenItIsHeldNoLonger)
     EXPECT_EQ(mask.nextRelease(), start + 250ms);
     EXPECT_EQ(mask.update({}, start + 250ms), button);
     EXPECT_TRUE(mask.region().isEmpty());
-    EXPECT_EQ(mask.divide(button).fromScreen, button);
+    EXPECT_EQ(mask.divide(button, {}).fromScreen, button);
     // What was below is not what was seen before.
     (void)mask.update(button, start + 300ms);
-    EXPECT_EQ(mask.divide(button).composed, button);
+    EXPECT_EQ(mask.divide(button, {}).composed, button);
+}
+
+TEST_F(ScreenMaskTest, whatTheFrameBeforeShowsIsTakenFromThere)
+{
+    const PixelRegion far(800, 600, 20, 20);
+    const PixelRegion shown(0, 0, 810, 800);
+    (void)mask.update(far, start);
+    const ScreenMask::Parts parts = mask.divide(PixelRegion(805, 600, 10, 20), shown);
+    EXPECT_EQ(parts.fromBefore, PixelRegion(800, 600, 10, 20)) << "dirty or not: later frames have it no more";
+    EXPECT_EQ(parts.composed, PixelRegion(810, 600, 5, 20));
+    EXPECT_TRUE(mask.divide(far, shown).fromBefore.isEmpty()) << "it has been seen";
 }
 
 TEST_F(ScreenMaskTest, whatChangesBelowIsComposedEvenWhereItWasSeen)
 {
     const PixelRegion change(405, 305, 4, 4);
     mask.noteWindowChange(change);
-    EXPECT_EQ(mask.divide(change).composed, change);
-    EXPECT_TRUE(mask.divide(change).composed.isEmpty());
+    EXPECT_EQ(mask.divide(change, {}).composed, change);
+    EXPECT_TRUE(mask.divide(change, {}).composed.isEmpty());
 }
 
 TEST_F(ScreenMaskTest, damageBelowTheMaskIsNotWhatTheWindowsShow)
 {
     mask.noteScreenDamage(button);
-    EXPECT_TRUE(mask.divide(source).composed.isEmpty());
+    EXPECT_TRUE(mask.divide(source, {}).composed.isEmpty());
 }
 
 TEST_F(ScreenMaskTest, whatIsDistrustedIsComposedWhenItIsMasked)
@@ -108,7 +119,18 @@ TEST_F(ScreenMaskTest, whatIsDistrustedIsComposedWhenItIsMasked)
     const PixelRegion next(430, 300, 20, 20);
     mask.distrust(next);
     (void)mask.update(next, start);
-    EXPECT_EQ(mask.divide(source).composed, next);
+    EXPECT_EQ(mask.divide(source, {}).composed, next);
+}
+
+TEST_F(ScreenMaskTest, whatIsDistrustedIsNotTakenFromTheFrameBefore)
+{
+    mask.distrust(PixelRegion(400, 300, 10, 20));
+    const ScreenMask::Parts parts = mask.divide(source, source);
+    EXPECT_EQ(parts.composed, PixelRegion(400, 300, 10, 20));
+    mask.distrustAll();
+    EXPECT_EQ(mask.divide(source, source).composed, button);
+    (void)mask.update(PixelRegion(0, 0, 10, 10), start);
+    EXPECT_EQ(mask.divide(source, source).fromBefore, PixelRegion(0, 0, 10, 10)) << "the next frame can be trusted";
 }
 
 TEST_F(ScreenMaskTest, aResetForgetsAll)
@@ -118,7 +140,7 @@ TEST_F(ScreenMaskTest, aResetForgetsAll)
     mask.reset();
     EXPECT_TRUE(mask.region().isEmpty());
     EXPECT_FALSE(mask.nextRelease());
-    EXPECT_EQ(mask.divide(source).fromScreen, source);
+    EXPECT_EQ(mask.divide(source, {}).fromScreen, source);
 }
 
 } // namespace
