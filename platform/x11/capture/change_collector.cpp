@@ -32,7 +32,7 @@ void ChangeCollector::setMasked(bool isMasked, Clock::time_point heldUntil)
     addAll();
 }
 
-void ChangeCollector::updateMask(const WindowList& windows, Clock::time_point now)
+void ChangeCollector::updateMask(const WindowList& windows, Clock::time_point now, Clock::time_point proven)
 {
     if (!isMasked_)
         return;
@@ -41,7 +41,7 @@ void ChangeCollector::updateMask(const WindowList& windows, Clock::time_point no
         if (window->coversRoot() && !isIncluded(*window))
             current |= window->reach();
     }
-    add(mask_.update(current, now));
+    add(mask_.update(current, now, proven));
 }
 
 void ChangeCollector::addWindow(const CapturedWindow& window, WindowChange change, Clock::time_point now)
@@ -51,7 +51,7 @@ void ChangeCollector::addWindow(const CapturedWindow& window, WindowChange chang
     } else if (isMasked_) {
         if (change == WindowChange::renamed)
             leaveOut(window.reach());
-        mask_.hold(window.reach(), now + (change == WindowChange::vanished ? longestFade : longestLag));
+        mask_.hold(window.reach(), now, change == WindowChange::vanished ? longestFade : longestLag);
     }
 }
 

@@ -40,8 +40,9 @@ public:
     [[nodiscard]] Clock::time_point heldUntil() const { return heldUntil_; }
     [[nodiscard]] ScreenMask& mask() { return mask_; }
     [[nodiscard]] const ScreenMask& mask() const { return mask_; }
-    /// Finds out where the mask is now. To be called before a frame is drawn and after a round trip behind that.
-    void updateMask(const WindowList& windows, Clock::time_point now);
+    /// Finds out where the mask is now, when the screen shows all that was heard of by `proven`. To be called before a
+    /// frame is drawn and after a round trip behind that.
+    void updateMask(const WindowList& windows, Clock::time_point now, Clock::time_point proven);
     [[nodiscard]] bool showsPointer() const { return pointer_ == PointerVisibility::shown; }
 
     void addAll() { dirty_ = PixelRegion(source_); }

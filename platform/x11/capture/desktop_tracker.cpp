@@ -18,6 +18,9 @@ namespace {
 /// looked through no more often than this.
 constexpr std::chrono::milliseconds bareRootInterval{200};
 
+/// A frame or so: what is not on the screen yet is looked for again.
+constexpr std::chrono::milliseconds proofInterval{10};
+
 PixelRegion fetched(xcb_connection_t* connection, xcb_xfixes_fetch_region_cookie_t cookie,
                     int maximumRectangles = ChangeCollector::maximumRectangles)
 {
@@ -40,7 +43,7 @@ PixelRegion fetched(xcb_connection_t* connection, xcb_xfixes_fetch_region_cookie
 DesktopTracker::DesktopTracker(Connection& connection, PointerObserver onPointerMoved,
                                std::shared_ptr<PaintedRegions> painted)
     : connection_(connection), onPointerMoved_(std::move(onPointerMoved)), painted_(std::move(painted)),
-      hiding_(connection)
+      hiding_(connection), proof_(connection)
 {
     chooseMode();
     fetchedRegion_ = {connection_, connection_.newId()};
@@ -287,7 +290,7 @@ std::optional<std::chrono::nanoseconds> DesktopTracker::timeToPoll(Clock::time_p
         if (changes->heldUntil() > now)
             pollAt(changes->heldUntil());
         if (const auto release = changes->mask().nextRelease())
-            pollAt(*release);
+            pollAt(std::max(*release, now + proofInterval));
     }
     return next ? std::optional<std::chrono::nanoseconds>(*next - now) : std::nullopt;
 }
@@ -298,12 +301,33 @@ void DesktopTracker::updateMasks(Clock::time_point now)
         return;
     stack_->takePainted();
     for (ChangeCollector* const changes : collectors_)
-        changes->updateMask(stack_->windows(), now);
+        changes->updateMask(stack_->windows(), now, proof_.proven());
+}
+
+void DesktopTracker::proveMasks(Clock::time_point now)
+{
+    std::optional<Clock::time_point> required;
+    for (const ChangeCollector* const changes : collectors_)
+        required = std::max(required, changes->mask().requiredProof());
+    if (!required) {
+        proof_.end();
+        return;
+    }
+    if (now - proofAsked_ < proofInterval)
+        return;
+    proofAsked_ = now;
+    const CapturedWindow* host = nullptr;
+    for (const CapturedWindow* const window : stack_->windows()) {
+        if (window->owner.isOwn && window->painted && !window->painted->isEmpty() && window->coversRoot())
+            host = window;
+    }
+    proof_.advance(host, *required, now);
 }
 
 void DesktopTracker::poll(Clock::time_point now)
 {
     updateMasks(now);
+    proveMasks(now);
     if (background_->isDamaged() && now >= bareRootDue_) {
         isBareRootExpected_ = true;
         for (ChangeCollector* const changes : collectors_)

@@ -2,6 +2,7 @@
 
 #include "platform/screen_capture.h"
 #include "platform/x11/capture/change_collector.h"
+#include "platform/x11/capture/paint_proof.h"
 #include "platform/x11/capture/pointer_follower.h"
 #include "platform/x11/capture/pointer_hiding.h"
 #include "platform/x11/capture/pointer_image.h"
@@ -128,6 +129,7 @@ private:
                        ChangeCollector& changes, std::optional<PointerPlace> pointer) const;
     void watchScreen();
     void showPointer(ChangeCollector& changes) const;
+    void proveMasks(Clock::time_point now);
     [[nodiscard]] bool isVisible(const CapturedWindow& window) const;
     void collectWindowDamage();
     void addScreenDamage(const PixelRegion& damage);
@@ -150,6 +152,8 @@ private:
     OwnedWindowDamage screenDamage_;
     bool isScreenDamaged_ = false;
     OwnedRegion fetchedRegion_;
+    PaintProof proof_;
+    Clock::time_point proofAsked_;
     xcb_atom_t compositorSelection_ = XCB_NONE;
     xcb_window_t compositor_ = XCB_NONE;
     Compositing compositing_ = Compositing::absent;

@@ -4,7 +4,7 @@
 
 namespace nimbrale::x11 {
 
-void HeldPlaces::add(const PixelRegion& place, Clock::time_point until)
+void HeldPlaces::add(const PixelRegion& place, Clock::time_point now, std::chrono::milliseconds time)
 {
     if (place.isEmpty())
         return;
@@ -12,20 +12,32 @@ void HeldPlaces::add(const PixelRegion& place, Clock::time_point until)
     const auto known =
         std::find_if(places_.begin(), places_.end(), [&](const Place& each) { return each.region == place; });
     if (known != places_.end()) {
-        known->until = std::max(known->until, until);
+        known->left = std::max(known->left, now);
+        known->until = std::max(known->until, now + time);
         return;
     }
-    places_.push_back({place, until});
+    places_.push_back({place, now, now + time});
     region_ |= place;
 }
 
-void HeldPlaces::release(Clock::time_point now)
+void HeldPlaces::release(Clock::time_point now, Clock::time_point proven)
 {
-    if (std::erase_if(places_, [now](const Place& place) { return place.until <= now; }) == 0)
+    const auto isDue = [&](const Place& place) {
+        return now >= place.until && (place.left <= proven || now >= place.until + patience);
+    };
+    if (std::erase_if(places_, isDue) == 0)
         return;
     region_.clear();
     for (const Place& place : places_)
         region_ |= place.region;
+}
+
+std::optional<HeldPlaces::Clock::time_point> HeldPlaces::lastLeft() const
+{
+    const auto last = std::max_element(places_.begin(), places_.end(), [](const Place& first, const Place& second) {
+        return first.left < second.left;
+    });
+    return last == places_.end() ? std::nullopt : std::optional(last->left);
 }
 
 std::optional<HeldPlaces::Clock::time_point> HeldPlaces::nextRelease() const

@@ -8,22 +8,30 @@
 
 namespace nimbrale::x11 {
 
-/// Places that are each held until a moment of their own. Pure: the time is handed in.
+/// Places that are each held for a time, and for as long as it is not proven that they were left. Pure: the time is
+/// handed in.
 class HeldPlaces {
 public:
     using Clock = std::chrono::steady_clock;
 
-    void add(const PixelRegion& place, Clock::time_point until);
-    /// Lets go of what is held no longer than `now`.
-    void release(Clock::time_point now);
+    /// Beyond its time a place is not held for longer than this without a proof.
+    static constexpr std::chrono::milliseconds patience{2000};
+
+    /// `place` was left when it was `now`.
+    void add(const PixelRegion& place, Clock::time_point now, std::chrono::milliseconds time);
+    /// Lets go of what is due. What was left by `proven` has been left.
+    void release(Clock::time_point now, Clock::time_point proven);
     /// All that is held.
     [[nodiscard]] const PixelRegion& region() const { return region_; }
-    /// When something is let go of next; absent while nothing is held.
+    /// When something may be let go of next; absent while nothing is held. Past where a proof is waited for.
     [[nodiscard]] std::optional<Clock::time_point> nextRelease() const;
+    /// When the last of them was left; absent while nothing is held.
+    [[nodiscard]] std::optional<Clock::time_point> lastLeft() const;
 
 private:
     struct Place {
         PixelRegion region;
+        Clock::time_point left;
         Clock::time_point until;
     };
 

@@ -32,9 +32,9 @@ void ScreenMask::reset()
     unseen_ = everything();
 }
 
-PixelRegion ScreenMask::update(const PixelRegion& current, Clock::time_point now)
+PixelRegion ScreenMask::update(const PixelRegion& current, Clock::time_point now, Clock::time_point proven)
 {
-    held_.release(now);
+    held_.release(now, proven);
     PixelRegion left(mask_);
     mask_ = current;
     mask_ |= held_.region();

@@ -37,15 +37,20 @@ public:
     /// Nothing is masked, and nothing was seen.
     void reset();
 
-    /// A window that is left out has been at this place, and a compositing manager may show it there until then.
-    void hold(const PixelRegion& place, Clock::time_point until) { held_.add(place, until); }
-    /// The windows that are left out are at these places now. Returns what the mask has left: nothing of ours is on the
-    /// screen there any more, and what is there was not seen.
-    [[nodiscard]] PixelRegion update(const PixelRegion& current, Clock::time_point now);
+    /// A window that is left out has been at this place, and a compositing manager may show it there for that time.
+    void hold(const PixelRegion& place, Clock::time_point now, std::chrono::milliseconds time)
+    {
+        held_.add(place, now, time);
+    }
+    /// The windows that are left out are at these places now, and the screen shows all that was heard of by `proven`.
+    /// Returns what the mask has left: nothing of ours is on the screen there any more, and what is there was not seen.
+    [[nodiscard]] PixelRegion update(const PixelRegion& current, Clock::time_point now, Clock::time_point proven);
     /// As of the last `update`.
     [[nodiscard]] const PixelRegion& region() const { return mask_; }
     /// When `update` will find that a place is not held any more; absent for never.
     [[nodiscard]] std::optional<Clock::time_point> nextRelease() const { return held_.nextRelease(); }
+    /// Until when the screen has to be proven to show all that was heard of; absent where nothing is held.
+    [[nodiscard]] std::optional<Clock::time_point> requiredProof() const { return held_.lastLeft(); }
 
     /// The screen was drawn on there.
     void noteScreenDamage(const PixelRegion& damage);

@@ -13,11 +13,11 @@ TEST(HeldPlacesTest, aPlaceIsHeldUntilItsMoment)
 {
     HeldPlaces places;
     EXPECT_FALSE(places.nextRelease());
-    places.add(PixelRegion(0, 0, 10, 10), start + 100ms);
+    places.add(PixelRegion(0, 0, 10, 10), start, 100ms);
     EXPECT_EQ(places.nextRelease(), start + 100ms);
-    places.release(start + 99ms);
+    places.release(start + 99ms, start);
     EXPECT_EQ(places.region(), PixelRegion(0, 0, 10, 10));
-    places.release(start + 100ms);
+    places.release(start + 100ms, start);
     EXPECT_TRUE(places.region().isEmpty());
     EXPECT_FALSE(places.nextRelease());
 }
@@ -25,31 +25,56 @@ TEST(HeldPlacesTest, aPlaceIsHeldUntilItsMoment)
 TEST(HeldPlacesTest, aPlaceThatIsAddedAgainIsHeldForLonger)
 {
     HeldPlaces places;
-    places.add(PixelRegion(0, 0, 10, 10), start + 100ms);
-    places.add(PixelRegion(0, 0, 10, 10), start + 300ms);
-    places.add(PixelRegion(0, 0, 10, 10), start + 200ms);
-    places.release(start + 299ms);
+    places.add(PixelRegion(0, 0, 10, 10), start, 100ms);
+    places.add(PixelRegion(0, 0, 10, 10), start, 300ms);
+    places.add(PixelRegion(0, 0, 10, 10), start, 200ms);
+    places.release(start + 299ms, start);
     EXPECT_EQ(places.region(), PixelRegion(0, 0, 10, 10));
-    places.release(start + 300ms);
+    places.release(start + 300ms, start);
     EXPECT_TRUE(places.region().isEmpty());
 }
 
 TEST(HeldPlacesTest, whatIsLetGoOfMayBeHeldByAnother)
 {
     HeldPlaces places;
-    places.add(PixelRegion(0, 0, 10, 10), start + 100ms);
-    places.add(PixelRegion(5, 0, 10, 10), start + 200ms);
+    places.add(PixelRegion(0, 0, 10, 10), start, 100ms);
+    places.add(PixelRegion(5, 0, 10, 10), start, 200ms);
     EXPECT_EQ(places.region(), PixelRegion(0, 0, 15, 10));
     EXPECT_EQ(places.nextRelease(), start + 100ms);
-    places.release(start + 100ms);
+    places.release(start + 100ms, start);
     EXPECT_EQ(places.region(), PixelRegion(5, 0, 10, 10));
     EXPECT_EQ(places.nextRelease(), start + 200ms);
+}
+
+TEST(HeldPlacesTest, aPlaceIsHeldUntilItIsProvenThatItWasLeft)
+{
+    HeldPlaces places;
+    places.add(PixelRegion(0, 0, 10, 10), start + 50ms, 100ms);
+    EXPECT_EQ(places.lastLeft(), start + 50ms);
+    places.release(start + 150ms, start + 49ms);
+    EXPECT_FALSE(places.region().isEmpty());
+    EXPECT_EQ(places.nextRelease(), start + 150ms);
+    places.release(start + 149ms, start + 50ms);
+    EXPECT_FALSE(places.region().isEmpty()) << "a proof does not end its time";
+    places.release(start + 150ms, start + 50ms);
+    EXPECT_TRUE(places.region().isEmpty());
+    EXPECT_FALSE(places.lastLeft());
+}
+
+TEST(HeldPlacesTest, aProofIsNotWaitedForForever)
+{
+    HeldPlaces places;
+    places.add(PixelRegion(0, 0, 10, 10), start + 50ms, 100ms);
+    places.release(start + 150ms + HeldPlaces::patience - 1ms, start);
+    EXPECT_FALSE(places.region().isEmpty());
+    places.release(start + 150ms + HeldPlaces::patience, start);
+    EXPECT_TRUE(places.region().isEmpty());
 }
 
 TEST(HeldPlacesTest, noPlaceAtAllIsNotHeld)
 {
     HeldPlaces places;
-    places.add({}, start + 100ms);
+    places.add({}, start, 100ms);
     EXPECT_FALSE(places.nextRelease());
 }
 

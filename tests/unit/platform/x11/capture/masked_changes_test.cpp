@@ -46,7 +46,7 @@ protected:
         CapturedWindow& panel = addWindow(area);
         panel.painted = PixelRegion(0, 0, area.width, area.height);
         excluded.insert(panel.id);
-        changes.updateMask(windows, start);
+        changes.updateMask(windows, start, start);
         return panel;
     }
 
@@ -98,12 +98,12 @@ TEST_F(MaskedChangesTest, aPlaceThatAPanelLeftIsDrawnWhenItIsHeldNoLonger)
     CapturedWindow& panel = addPanel({200, 200, 50, 50});
     changes.addWindow(panel, WindowChange::altered, start);
     panel.x = 300;
-    changes.updateMask(windows, start);
+    changes.updateMask(windows, start, start);
     PixelRegion both(200, 200, 50, 50);
     both.add(300, 200, 50, 50);
     EXPECT_EQ(changes.mask().region(), both);
     EXPECT_TRUE(changes.isEmpty()) << "what was there stays";
-    changes.updateMask(windows, start + ChangeCollector::longestLag);
+    changes.updateMask(windows, start + ChangeCollector::longestLag, start + ChangeCollector::longestLag);
     EXPECT_EQ(changes.mask().region(), PixelRegion(300, 200, 50, 50));
     EXPECT_EQ(changes.take(), PixelRegion(200, 200, 50, 50));
 }
@@ -113,9 +113,9 @@ TEST_F(MaskedChangesTest, aPanelThatVanishesMayFade)
     CapturedWindow& panel = addPanel({200, 200, 50, 50});
     changes.addWindow(panel, WindowChange::vanished, start);
     panel.isMapped = false;
-    changes.updateMask(windows, start + ChangeCollector::longestFade - 1ms);
+    changes.updateMask(windows, start + ChangeCollector::longestFade - 1ms, start + ChangeCollector::longestFade - 1ms);
     EXPECT_EQ(changes.mask().region(), PixelRegion(200, 200, 50, 50));
-    changes.updateMask(windows, start + ChangeCollector::longestFade);
+    changes.updateMask(windows, start + ChangeCollector::longestFade, start + ChangeCollector::longestFade);
     EXPECT_TRUE(changes.mask().region().isEmpty());
 }
 
@@ -123,10 +123,10 @@ TEST_F(MaskedChangesTest, aWindowThatNobodyKnowsIsMaskedUntilItIsKnown)
 {
     CapturedWindow& window = addWindow({200, 200, 50, 50});
     window.needsClassification = true;
-    changes.updateMask(windows, start);
+    changes.updateMask(windows, start, start);
     EXPECT_EQ(changes.mask().region(), PixelRegion(136, 136, 178, 178)) << "with a shadow";
     window.needsClassification = false;
-    changes.updateMask(windows, start);
+    changes.updateMask(windows, start, start);
     EXPECT_TRUE(changes.mask().region().isEmpty()) << "at once: it belongs in the picture";
     EXPECT_EQ(changes.take(), PixelRegion(136, 136, 178, 178));
 }
@@ -136,7 +136,7 @@ TEST_F(MaskedChangesTest, aWindowThatIsFoundToBeLeftOutIsDrawnOver)
     CapturedWindow& window = addWindow({200, 200, 50, 50});
     excluded.insert(window.id);
     changes.addWindow(window, WindowChange::renamed, start);
-    changes.updateMask(windows, start);
+    changes.updateMask(windows, start, start);
     EXPECT_EQ(changes.take(), window.reach());
     EXPECT_EQ(changes.mask().divide(window.reach(), PixelRegion(source)).composed, window.reach());
 }
@@ -145,7 +145,7 @@ TEST_F(MaskedChangesTest, aHiddenWindowMasksNothing)
 {
     CapturedWindow& panel = addPanel({200, 200, 50, 50});
     panel.isHidden = true;
-    changes.updateMask(windows, start);
+    changes.updateMask(windows, start, start);
     EXPECT_TRUE(changes.mask().region().isEmpty());
 }
 
@@ -153,7 +153,7 @@ TEST_F(MaskedChangesTest, onlyWhatIsPaintedOfAPanelIsMasked)
 {
     CapturedWindow& panel = addPanel({200, 200, 50, 50});
     panel.painted = PixelRegion(10, 0, 5, 100);
-    changes.updateMask(windows, start);
+    changes.updateMask(windows, start, start);
     EXPECT_EQ(changes.mask().region(), PixelRegion(210, 200, 5, 50));
 }
 

@@ -21,7 +21,7 @@ class ScreenMaskTest : public testing::Test {
 protected:
     ScreenMaskTest()
     {
-        (void)mask.update(button, start);
+        (void)mask.update(button, start, start);
         (void)mask.divide(source, {});
     }
 
@@ -38,7 +38,7 @@ TEST_F(ScreenMaskTest, whatIsNotMaskedComesFromTheScreen)
 TEST_F(ScreenMaskTest, whatWasNeverSeenIsComposedOnce)
 {
     ScreenMask fresh;
-    (void)fresh.update(button, start);
+    (void)fresh.update(button, start, start);
     EXPECT_EQ(fresh.divide(source, {}).composed, button);
     EXPECT_TRUE(fresh.divide(source, {}).composed.isEmpty());
 }
@@ -46,7 +46,7 @@ TEST_F(ScreenMaskTest, whatWasNeverSeenIsComposedOnce)
 TEST_F(ScreenMaskTest, theSurroundingsOfTheMaskAreSeenWhenTheyChange)
 {
     ScreenMask fresh;
-    (void)fresh.update(button, start);
+    (void)fresh.update(button, start, start);
     const PixelRegion around(400 - ScreenMask::reach, 300 - ScreenMask::reach, 20 + 2 * ScreenMask::reach,
                              20 + 2 * ScreenMask::reach);
     EXPECT_EQ(fresh.divide(source, {}).refreshed, without(around, button));
@@ -60,8 +60,8 @@ TEST_F(ScreenMaskTest, theSurroundingsOfTheMaskAreSeenWhenTheyChange)
 TEST_F(ScreenMaskTest, aMaskThatMovesCoversWhatWasSeen)
 {
     const PixelRegion next(430, 300, 20, 20);
-    mask.hold(button, start + 250ms);
-    EXPECT_TRUE(mask.update(next, start).isEmpty());
+    mask.hold(button, start, 250ms);
+    EXPECT_TRUE(mask.update(next, start, start).isEmpty());
     PixelRegion both(button);
     both |= next;
     const ScreenMask::Parts parts = mask.divide(source, {});
@@ -72,20 +72,20 @@ TEST_F(ScreenMaskTest, aMaskThatMovesCoversWhatWasSeen)
 TEST_F(ScreenMaskTest, aMaskThatJumpsToWhatWasNotSeenIsComposed)
 {
     const PixelRegion far(800, 600, 20, 20);
-    (void)mask.update(far, start);
+    (void)mask.update(far, start, start);
     EXPECT_EQ(mask.divide(source, {}).composed, far);
 }
 
 TEST_F(ScreenMaskTest, aPlaceIsLeftWhenItIsHeldNoLonger)
 {
-    mask.hold(button, start + 250ms);
-    EXPECT_TRUE(mask.update({}, start + 249ms).isEmpty());
+    mask.hold(button, start, 250ms);
+    EXPECT_TRUE(mask.update({}, start + 249ms, start + 249ms).isEmpty());
     EXPECT_EQ(mask.nextRelease(), start + 250ms);
-    EXPECT_EQ(mask.update({}, start + 250ms), button);
+    EXPECT_EQ(mask.update({}, start + 250ms, start + 250ms), button);
     EXPECT_TRUE(mask.region().isEmpty());
     EXPECT_EQ(mask.divide(button, {}).fromScreen, button);
     // What was below is not what was seen before.
-    (void)mask.update(button, start + 300ms);
+    (void)mask.update(button, start + 300ms, start + 300ms);
     EXPECT_EQ(mask.divide(button, {}).composed, button);
 }
 
@@ -93,7 +93,7 @@ TEST_F(ScreenMaskTest, whatTheFrameBeforeShowsIsTakenFromThere)
 {
     const PixelRegion far(800, 600, 20, 20);
     const PixelRegion shown(0, 0, 810, 800);
-    (void)mask.update(far, start);
+    (void)mask.update(far, start, start);
     const ScreenMask::Parts parts = mask.divide(PixelRegion(805, 600, 10, 20), shown);
     EXPECT_EQ(parts.fromBefore, PixelRegion(800, 600, 10, 20)) << "dirty or not: later frames have it no more";
     EXPECT_EQ(parts.composed, PixelRegion(810, 600, 5, 20));
@@ -118,7 +118,7 @@ TEST_F(ScreenMaskTest, whatIsDistrustedIsComposedWhenItIsMasked)
 {
     const PixelRegion next(430, 300, 20, 20);
     mask.distrust(next);
-    (void)mask.update(next, start);
+    (void)mask.update(next, start, start);
     EXPECT_EQ(mask.divide(source, {}).composed, next);
 }
 
@@ -129,13 +129,13 @@ TEST_F(ScreenMaskTest, whatIsDistrustedIsNotTakenFromTheFrameBefore)
     EXPECT_EQ(parts.composed, PixelRegion(400, 300, 10, 20));
     mask.distrustAll();
     EXPECT_EQ(mask.divide(source, source).composed, button);
-    (void)mask.update(PixelRegion(0, 0, 10, 10), start);
+    (void)mask.update(PixelRegion(0, 0, 10, 10), start, start);
     EXPECT_EQ(mask.divide(source, source).fromBefore, PixelRegion(0, 0, 10, 10)) << "the next frame can be trusted";
 }
 
 TEST_F(ScreenMaskTest, aResetForgetsAll)
 {
-    mask.hold(button, start + 250ms);
+    mask.hold(button, start, 250ms);
     mask.noteWindowChange(button);
     mask.reset();
     EXPECT_TRUE(mask.region().isEmpty());

@@ -1,0 +1,144 @@
+#include "platform/x11/capture/paint_proof.h"
+
+#include "platform/x11/server/handles.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdlib>
+#include <cstring>
+
+namespace nimbrale::x11 {
+
+namespace {
+
+constexpr std::uint32_t opaque = 0xff000000;
+// Four of 255 in one channel or several: no eye tells it, and no compositing manager rounds it away.
+constexpr std::array<std::uint32_t, 7> codes = {0x040404, 0x040000, 0x000404, 0x040004, 0x000400, 0x040400, 0x000004};
+constexpr std::size_t mostPlaces = 24;
+
+bool isSameColor(std::uint32_t first, std::uint32_t second)
+{
+    for (const int shift : {0, 8, 16}) {
+        const int difference = int(first >> shift & 0xff) - int(second >> shift & 0xff);
+        if (std::abs(difference) > 1)
+            return false;
+    }
+    return true;
+}
+
+std::optional<std::uint32_t> pixelOf(const xcb_get_image_reply_t* image)
+{
+    std::uint32_t pixel = 0;
+    if (!image || xcb_get_image_data_length(image) < int(sizeof pixel))
+        return std::nullopt;
+    std::memcpy(&pixel, xcb_get_image_data(image), sizeof pixel);
+    return pixel;
+}
+
+xcb_get_image_cookie_t askForPixel(xcb_connection_t* connection, xcb_drawable_t drawable, PixelPoint point)
+{
+    return xcb_get_image(connection, XCB_IMAGE_FORMAT_Z_PIXMAP, drawable, static_cast<std::int16_t>(point.x),
+                         static_cast<std::int16_t>(point.y), 1, 1, ~0U);
+}
+
+} // namespace
+
+void PaintProof::advance(const CapturedWindow* host, Clock::time_point required, Clock::time_point now)
+{
+    if (!host || !host->painted || connection_.screen().root_depth != 24) {
+        end();
+        return;
+    }
+    if (host->id != host_)
+        place(*host);
+    if (!pixel_)
+        return;
+    notePlace(*host);
+    if (litAt_ && isOnScreen())
+        proven_ = *std::exchange(litAt_, std::nullopt);
+    if (!litAt_ && required > proven_)
+        light(now);
+}
+
+void PaintProof::end()
+{
+    pixel_.reset();
+    host_ = XCB_NONE;
+    litAt_.reset();
+}
+
+// In the middle of one of the rectangles that the panel has painted, if it is not translucent there.
+void PaintProof::place(const CapturedWindow& host)
+{
+    end();
+    host_ = host.id;
+    std::vector<PixelRect> rects = host.painted->rects();
+    std::sort(rects.begin(), rects.end(),
+              [](const PixelRect& first, const PixelRect& second) { return first.area() > second.area(); });
+    constexpr std::size_t mostTries = 4;
+    for (std::size_t index = 0; index < std::min(rects.size(), mostTries); ++index) {
+        const PixelPoint middle{rects[index].x + rects[index].width / 2, rects[index].y + rects[index].height / 2};
+        const std::optional<Color> color = colorIn(host.id, middle);
+        if (!color || (host.hasAlpha && (*color & opaque) != opaque))
+            continue;
+        point_ = middle;
+        base_ = *color;
+        pixel_ = OwnedWindow(connection_, connection_.newId());
+        const std::array<std::uint32_t, 3> values = {base_, base_, 1};
+        xcb_connection_t* const raw = connection_.get();
+        mayFail(raw, xcb_create_window_checked(raw, XCB_COPY_FROM_PARENT, pixel_.get(), host_,
+                                               static_cast<std::int16_t>(middle.x), static_cast<std::int16_t>(middle.y),
+                                               1, 1, 0, XCB_WINDOW_CLASS_INPUT_OUTPUT, XCB_COPY_FROM_PARENT,
+                                               XCB_CW_BACK_PIXEL | XCB_CW_BORDER_PIXEL | XCB_CW_OVERRIDE_REDIRECT,
+                                               values.data()));
+        mayFail(raw, xcb_map_window_checked(raw, pixel_.get()));
+        return;
+    }
+}
+
+std::optional<PaintProof::Color> PaintProof::colorIn(xcb_drawable_t drawable, PixelPoint point) const
+{
+    const Reply<xcb_get_image_reply_t> image(
+        xcb_get_image_reply(connection_.get(), askForPixel(connection_.get(), drawable, point), nullptr));
+    return pixelOf(image.get());
+}
+
+void PaintProof::light(Clock::time_point now)
+{
+    code_ = (code_ + 1) % codes.size();
+    const std::uint32_t color = base_ ^ codes[code_];
+    xcb_connection_t* const raw = connection_.get();
+    mayFail(raw, xcb_change_window_attributes_checked(raw, pixel_.get(), XCB_CW_BACK_PIXEL, &color));
+    mayFail(raw, xcb_clear_area_checked(raw, 0, pixel_.get(), 0, 0, 0, 0));
+    connection_.flush();
+    litAt_ = now;
+    if (!places_.empty())
+        places_.erase(places_.begin(), places_.end() - 1);
+}
+
+void PaintProof::notePlace(const CapturedWindow& host)
+{
+    const PixelPoint place{host.x + host.borderWidth + point_.x, host.y + host.borderWidth + point_.y};
+    if (!places_.empty() && places_.back() == place)
+        return;
+    places_.push_back(place);
+    if (places_.size() > mostPlaces)
+        places_.erase(places_.begin());
+}
+
+bool PaintProof::isOnScreen() const
+{
+    std::vector<xcb_get_image_cookie_t> cookies;
+    cookies.reserve(places_.size());
+    for (const PixelPoint place : places_)
+        cookies.push_back(askForPixel(connection_.get(), connection_.root(), place));
+    bool isSeen = false;
+    for (const xcb_get_image_cookie_t cookie : cookies) {
+        const Reply<xcb_get_image_reply_t> image(xcb_get_image_reply(connection_.get(), cookie, nullptr));
+        const std::optional<Color> color = pixelOf(image.get());
+        isSeen = isSeen || (color && isSameColor(*color, base_ ^ codes[code_]));
+    }
+    return isSeen;
+}
+
+} // namespace nimbrale::x11

@@ -1,0 +1,60 @@
+#pragma once
+
+#include "platform/pixel_rect.h"
+#include "platform/x11/capture/captured_window.h"
+#include "platform/x11/server/connection.h"
+#include "platform/x11/server/owned_id.h"
+
+#include <chrono>
+#include <cstdint>
+#include <optional>
+#include <vector>
+
+namespace nimbrale::x11 {
+
+/// Finds out how far a compositing manager has got. It hears of everything in the order in which it happened, so when
+/// the screen shows a pixel that was lit after a window had moved, it shows the window where it moved to as well. The
+/// pixel is one of a panel of this process, in which it differs so little that nobody sees it. Thread of its connection
+/// only.
+class PaintProof {
+public:
+    using Clock = std::chrono::steady_clock;
+
+    /// `connection` must outlive it.
+    explicit PaintProof(Connection& connection) : connection_(connection) {}
+    PaintProof(const PaintProof&) = delete;
+    PaintProof& operator=(const PaintProof&) = delete;
+
+    /// Looks whether the pixel is on the screen, and lights the next one where what happened until `required` is not
+    /// proven. `host` is the panel that it may be in, null for none. Waits for the server.
+    void advance(const CapturedWindow* host, Clock::time_point required, Clock::time_point now);
+    /// Nothing has to be proven any more: the panel is left as it was.
+    void end();
+
+    /// Everything that was heard of by then is on the screen.
+    [[nodiscard]] Clock::time_point proven() const { return proven_; }
+
+private:
+    using Color = std::uint32_t;
+
+    void place(const CapturedWindow& host);
+    [[nodiscard]] std::optional<Color> colorIn(xcb_drawable_t drawable, PixelPoint point) const;
+    void light(Clock::time_point now);
+    void notePlace(const CapturedWindow& host);
+    [[nodiscard]] bool isOnScreen() const;
+
+    Connection& connection_;
+    OwnedWindow pixel_;
+    xcb_window_t host_ = XCB_NONE;
+    /// In the host's pixels.
+    PixelPoint point_;
+    /// The panel's own.
+    Color base_ = 0;
+    unsigned code_ = 0;
+    /// In root pixels, since it was lit: the compositing manager may show the panel at any of them.
+    std::vector<PixelPoint> places_;
+    std::optional<Clock::time_point> litAt_;
+    Clock::time_point proven_;
+};
+
+} // namespace nimbrale::x11
