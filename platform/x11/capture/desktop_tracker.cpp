@@ -9,7 +9,6 @@
 #include <xcb/damage.h>
 #include <xcb/shape.h>
 #include <xcb/xfixes.h>
-#include <xcb/xinput.h>
 
 namespace nimbrale::x11 {
 
@@ -102,15 +101,6 @@ void DesktopTracker::watchScreen()
     }
 }
 
-void DesktopTracker::watchPointer()
-{
-    pointer_ = std::make_unique<PointerImage>(connection_);
-    if (!connection_.extensions().input.isPresent)
-        return;
-    selectPointerMoves();
-    tellPointerMove(std::nullopt);
-}
-
 void DesktopTracker::watchCompositor()
 {
     compositorSelection_ = connection_.atom("_NET_WM_CM_S" + std::to_string(connection_.screenNumber()));
@@ -167,13 +157,6 @@ void DesktopTracker::remove(ChangeCollector& changes)
     selectPointerMoves();
 }
 
-void DesktopTracker::showPointer(ChangeCollector& changes) const
-{
-    if (pointerPlace_)
-        changes.movePointer(isPointerHidden_ ? PixelRect{}
-                                             : pointer_->coverage(pointerPlace_->rootX, pointerPlace_->rootY));
-}
-
 void DesktopTracker::handleEvents()
 {
     while (const Reply<xcb_generic_event_t> event{xcb_poll_for_event(connection_.get())})
@@ -199,18 +182,6 @@ void DesktopTracker::handleBackgroundChange(const xcb_generic_event_t& event)
 {
     if (background_->handle(event))
         addAll();
-}
-
-void DesktopTracker::handleDeviceEvent(const xcb_ge_generic_event_t& event)
-{
-    if (event.extension == connection_.extensions().input.majorOpcode)
-        notePointerMove();
-}
-
-void DesktopTracker::handleCursorChange(const xcb_xfixes_cursor_notify_event_t&)
-{
-    pointer_->read();
-    redrawPointer();
 }
 
 void DesktopTracker::handleSelectionChange(const xcb_xfixes_selection_notify_event_t&)
@@ -272,52 +243,9 @@ bool DesktopTracker::isVisible(const CapturedWindow& window) const
     });
 }
 
-void DesktopTracker::notePointerMove()
-{
-    tellPointerMove(std::nullopt);
-    follower_.heardMove();
-    expectPointerMove();
-    selectPointerMoves();
-}
-
-void DesktopTracker::tellPointerMove(std::optional<PixelPoint> position) const
-{
-    if (onPointerMoved_)
-        onPointerMoved_(position);
-}
-
-void DesktopTracker::expectPointerMove()
-{
-    for (ChangeCollector* const changes : collectors_) {
-        if (!pointerPlace_ || changes->isPointerNear(pointer_->coverage(pointerPlace_->rootX, pointerPlace_->rootY)))
-            changes->expectChange();
-    }
-}
-
-void DesktopTracker::selectPointerMoves()
-{
-    // Where nobody shows the pointer nobody asks for it either.
-    const bool isWanted = follower_.isHearing() || !isPointerShown();
-    if (!connection_.extensions().input.isPresent || std::exchange(hearsPointerMoves_, isWanted) == isWanted)
-        return;
-    struct {
-        xcb_input_event_mask_t head;
-        std::uint32_t mask;
-    } selection{{XCB_INPUT_DEVICE_ALL_MASTER, 1}, 0};
-    if (isWanted)
-        selection.mask = XCB_INPUT_XI_EVENT_MASK_RAW_MOTION | XCB_INPUT_XI_EVENT_MASK_RAW_TOUCH_UPDATE;
-    xcb_input_xi_select_events(connection_.get(), connection_.root(), 1, &selection.head);
-}
-
 ChangeExpectation DesktopTracker::expectation(const ChangeCollector& changes) const
 {
     return mode_ == Mode::rootTimed ? ChangeExpectation::certain : changes.expectation();
-}
-
-bool DesktopTracker::isPointerShown() const
-{
-    return std::any_of(collectors_.begin(), collectors_.end(),
-                       [](const ChangeCollector* changes) { return changes->showsPointer(); });
 }
 
 std::optional<std::chrono::nanoseconds> DesktopTracker::timeToPoll(Clock::time_point now) const
@@ -365,31 +293,6 @@ void DesktopTracker::collect()
         takePointer(*pointerCookie, now);
 }
 
-bool DesktopTracker::isPointerAsked(Clock::time_point now) const
-{
-    if (!isPointerShown())
-        return false;
-    const bool isEveryMoveTold = connection_.extensions().input.isPresent && !follower_.isMoving();
-    return !isEveryMoveTold || follower_.timeToAsk(now) <= std::chrono::nanoseconds::zero();
-}
-
-void DesktopTracker::pollPointer(Clock::time_point now)
-{
-    if (isPointerShown() && follower_.timeToAsk(now) <= std::chrono::nanoseconds::zero())
-        takePointer(xcb_query_pointer(connection_.get(), connection_.root()), now);
-}
-
-void DesktopTracker::takePointer(xcb_query_pointer_cookie_t cookie, Clock::time_point askedAt)
-{
-    const Reply<xcb_query_pointer_reply_t> pointer(xcb_query_pointer_reply(connection_.get(), cookie, nullptr));
-    if (pointer)
-        movePointer({pointer->root_x, pointer->root_y}, askedAt);
-    askWhetherHidden(askedAt);
-    selectPointerMoves();
-    if (follower_.isMoving())
-        expectPointerMove();
-}
-
 void DesktopTracker::collectWindowDamage()
 {
     xcb_connection_t* const raw = connection_.get();
@@ -435,40 +338,6 @@ void DesktopTracker::addScreenDamage(const PixelRegion& damage)
         if (showsScreen(*changes))
             changes->add(damage);
     }
-}
-
-void DesktopTracker::movePointer(const PointerPlace& place, Clock::time_point askedAt)
-{
-    const bool isAtRest = pointerPlace_ && pointerPlace_->rootX == place.rootX && pointerPlace_->rootY == place.rootY;
-    follower_.gotAnswer(askedAt,
-                        isAtRest ? PointerFollower::Answer::samePosition : PointerFollower::Answer::otherPosition);
-    if (isAtRest)
-        return;
-    pointerPlace_ = place;
-    redrawPointer();
-    // A position that a program set came without an event, and moves are not heard of while it is asked for.
-    tellPointerMove(PixelPoint{place.rootX, place.rootY});
-}
-
-void DesktopTracker::askWhetherHidden(Clock::time_point now)
-{
-    if (!pointerPlace_ || now - hidingAsked_ < PointerFollower::restingInterval)
-        return;
-    // Only where it would be drawn is it of interest.
-    const PixelRect coverage = pointer_->coverage(pointerPlace_->rootX, pointerPlace_->rootY);
-    if (std::none_of(collectors_.begin(), collectors_.end(),
-                     [&coverage](const ChangeCollector* changes) { return changes->containsPointer(coverage); }))
-        return;
-    hidingAsked_ = now;
-    const bool wasHidden = std::exchange(isPointerHidden_, hiding_.isHidden());
-    if (wasHidden != isPointerHidden_)
-        redrawPointer();
-}
-
-void DesktopTracker::redrawPointer()
-{
-    for (ChangeCollector* const changes : collectors_)
-        showPointer(*changes);
 }
 
 void DesktopTracker::compose(RegionComposer& composer, const CompositionTarget& target, const PixelRegion& region,
