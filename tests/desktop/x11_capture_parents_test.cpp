@@ -20,6 +20,8 @@ protected:
         xcb_reparent_window(desktop->connection(), window, parent, std::int16_t(position.x()),
                             std::int16_t(position.y()));
         desktop->synchronize();
+        // The server unmaps it on the way, and the scene has to paint it again.
+        scene->settle();
     }
     [[nodiscard]] xcb_window_t root() const { return desktop->screen().root; }
 };

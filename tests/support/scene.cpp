@@ -119,6 +119,11 @@ void Scene::fill(const std::string& name, const QRect& area, const QColor& color
     command(line.str());
 }
 
+void Scene::settle()
+{
+    command("settle -");
+}
+
 std::uint32_t Scene::identifier(const std::string& name)
 {
     const std::string answer = command("identifier " + name);

@@ -52,6 +52,8 @@ public:
     void repaint(const std::string& name, std::uint32_t seed);
     /// A rectangle of one color, in the window's own pixels. Lost when the window is exposed or repainted.
     void fill(const std::string& name, const QRect& area, const QColor& color);
+    /// Returns when the windows have painted again what others had exposed of them.
+    void settle();
     /// The window's X identifier.
     [[nodiscard]] std::uint32_t identifier(const std::string& name);
     /// How often the window was pressed with a button, for click-through tests.

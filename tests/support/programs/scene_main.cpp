@@ -70,6 +70,8 @@ private:
             isOver_ = true;
             return "ok";
         }
+        if (command == "settle")
+            return "ok"; // As after every other line, the server has been waited for before the answer.
         if (command == "add")
             return add(name, line);
         if (command == "focused") {
