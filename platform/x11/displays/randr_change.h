@@ -2,7 +2,7 @@
 
 #include "platform/pixel_rect.h"
 #include "platform/result.h"
-#include "platform/x11/displays/randr_layout.h"
+#include "platform/x11/displays/randr_rules.h"
 #include "platform/x11/server/connection.h"
 
 #include <string>
