@@ -2,7 +2,6 @@
 
 #include "platform/x11/server/handles.h"
 
-#include <algorithm>
 #include <array>
 #include <sys/uio.h>
 #include <utility>
@@ -63,7 +62,12 @@ void RandrChange::deleteMonitor(xcb_atom_t name)
 void RandrChange::setScreenSize(int width, int height, const PixelPitch& pitch,
                                 const std::vector<RandrPanning>& pannings)
 {
-    const SizeInMillimeters size = millimeters(width, height, pitch);
+    sendScreenSize(width, height, millimeters(width, height, pitch), pannings);
+}
+
+void RandrChange::sendScreenSize(int width, int height, const SizeInMillimeters& size,
+                                 const std::vector<RandrPanning>& pannings)
+{
     const xcb_void_cookie_t cookie =
         xcb_randr_set_screen_size_checked(connection_.get(), connection_.root(), static_cast<std::uint16_t>(width),
                                           static_cast<std::uint16_t>(height), size.width, size.height);
@@ -88,9 +92,9 @@ void RandrChange::setScreenSize(int width, int height, const PixelPitch& pitch,
 void RandrChange::repeatScreenSize(int width, int height, const PixelPitch& pitch,
                                    const std::vector<RandrPanning>& pannings)
 {
-    const double millimeterMore = 1.0 / std::max(1, width);
-    setScreenSize(width, height, {pitch.horizontal + millimeterMore, pitch.vertical}, pannings);
-    setScreenSize(width, height, pitch, pannings);
+    const SizeInMillimeters size = millimeters(width, height, pitch);
+    sendScreenSize(width, height, {size.width + 1, size.height}, pannings);
+    sendScreenSize(width, height, size, pannings);
 }
 
 Result<void> RandrChange::finish()

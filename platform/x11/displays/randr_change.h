@@ -40,6 +40,9 @@ private:
         std::string failure;
     };
 
+    void sendScreenSize(int width, int height, const SizeInMillimeters& size,
+                        const std::vector<RandrPanning>& pannings);
+
     Connection& connection_;
     std::vector<Request> requests_;
 };
