@@ -33,10 +33,7 @@ protected:
     void startScene(const PrivateDesktop::Options& options)
     {
         startDesktop(options);
-        if (IsSkipped())
-            return;
-        scene = Scene::start(*desktop);
-        ASSERT_TRUE(scene);
+        scene = requireScene(*desktop);
     }
 
     [[nodiscard]] std::unique_ptr<Panel> showFrame(const Rect& place = panelPlace)

@@ -29,8 +29,7 @@ TEST_P(PrivateDesktopTest, ShowsTheWindowsOfAnotherProcessExactly)
 {
     const auto desktop = requireDesktop(GetParam().options);
     EXPECT_EQ(desktop->screenSize(), QSize(GetParam().options.width, GetParam().options.height));
-    const auto scene = Scene::start(*desktop);
-    ASSERT_TRUE(scene);
+    const auto scene = requireScene(*desktop);
     scene->add("pattern", {.geometry = {100, 80, 300, 200}, .seed = 7});
     scene->add("color", {.geometry = {500, 80, 50, 50}, .seed = 0, .color = QColor(255, 0, 255)});
 
@@ -93,8 +92,7 @@ TEST(PrivateDesktopDisplays, AMonitorIsSetBesideTheOutput)
 TEST(PrivateDesktopPointer, ClicksReachTheWindowUnderThePointer)
 {
     const auto desktop = requireDesktop({.windowManager = WindowManager::openbox});
-    const auto scene = Scene::start(*desktop);
-    ASSERT_TRUE(scene);
+    const auto scene = requireScene(*desktop);
     scene->add("below", {.geometry = {100, 80, 300, 200}, .overrideRedirect = false});
     ASSERT_TRUE(waitUntil([&] { return scene->focused() == "below"; }, Milliseconds{3000}));
     scene->add("above", {.geometry = {600, 80, 100, 100}, .seed = 3});

@@ -3,6 +3,7 @@
 #include "platform/x11/server/handles.h"
 #include "platform/x11/virtual_display/x11_virtual_displays.h"
 #include "tests/desktop/displays_host.h"
+#include "tests/support/requirements.h"
 
 #include <array>
 #include <gtest/gtest.h>
@@ -15,10 +16,7 @@ class VirtualDisplayTest : public testing::Test {
 protected:
     void start(const PrivateDesktop::Options& options)
     {
-        std::string reason;
-        desktop_ = PrivateDesktop::start(options, reason);
-        if (!desktop_)
-            GTEST_SKIP() << reason;
+        desktop_ = requireDesktop(options);
         host_ = std::make_unique<DisplaysHost>(*desktop_);
     }
 

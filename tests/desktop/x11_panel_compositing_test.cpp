@@ -2,6 +2,7 @@
 
 #include "tests/desktop/panel_test.h"
 #include "tests/support/image_compare.h"
+#include "tests/support/requirements.h"
 
 namespace nimbrale::test {
 namespace {
@@ -21,10 +22,7 @@ INSTANTIATE_TEST_SUITE_P(, X11PanelOnBothTest, testing::Values(Compositor::none,
 TEST_F(X11PanelTest, followsACompositorThatComesAndGoes)
 {
     startScene({});
-    if (IsSkipped())
-        return;
-    if (findProgram("picom").empty())
-        GTEST_SKIP() << "picom is not installed";
+    requireProgram("picom");
     addBackdrop();
     const auto panel = showFrame();
     for (int round = 0; round < 2; ++round) {
@@ -52,8 +50,6 @@ TEST_P(X11PanelOnDesktopsTest, isBlendedWithoutAShadow)
     options.windowManager = GetParam();
     options.compositor = Compositor::windowManagersOwn;
     startScene(options);
-    if (IsSkipped())
-        return;
     // xfwm4 steps aside for a window that covers everything and is not left to it, and shows nothing above it then.
     addBackdrop(700);
     const auto panel = showFrame();
@@ -72,8 +68,6 @@ TEST_P(X11PanelOnDesktopsTest, isSeenAboveAFullScreenWindow)
     options.windowManager = GetParam();
     options.compositor = Compositor::windowManagersOwn;
     startScene(options);
-    if (IsSkipped())
-        return;
     const auto panel = showFrame();
     Scene::Window film;
     film.geometry = {0, 0, 1280, 720};
@@ -95,8 +89,6 @@ TEST_P(X11PanelOnBothTest, onlyTheMouseRegionTakesClicks)
     Options options;
     options.compositor = GetParam();
     startScene(options);
-    if (IsSkipped())
-        return;
     Scene::Window below;
     below.geometry = {0, 0, 600, 400};
     scene->add("below", below);
@@ -136,8 +128,6 @@ TEST_P(X11PanelOnBothTest, growingToTheWholeDisplayKeepsThePictureInPlace)
     Options options;
     options.compositor = GetParam();
     startScene(options);
-    if (IsSkipped())
-        return;
     addBackdrop();
     const auto panel = host->makePanel(panelPlace);
     int paintings = 0;

@@ -19,8 +19,6 @@ constexpr std::uint32_t superKey = 0xffeb;
 TEST_F(X11PanelTest, withoutCompositorShowsWhatIsHalfOpaqueAndNothingElse)
 {
     startDesktop({});
-    if (IsSkipped())
-        return;
     const auto panel = showFrame();
     EXPECT_TRUE(imagesMatch(pictureOf(panelArea), frameWithCorners.over(background, panelArea.size(), 1, false)));
     panel->orderOut();
@@ -32,8 +30,6 @@ TEST_F(X11PanelTest, aPointIsTwoPixelsAtScaleTwo)
     Options options;
     options.dotsPerInch = 192;
     startDesktop(options);
-    if (IsSkipped())
-        return;
     const auto panel = showFrame({50, 40, 300, 200});
     EXPECT_EQ(panel->backingScaleFactor(), 2);
     EXPECT_TRUE(
@@ -45,8 +41,6 @@ TEST_F(X11PanelTest, neverTakesTheFocus)
     Options options;
     options.windowManager = WindowManager::openbox;
     startScene(options);
-    if (IsSkipped())
-        return;
     Scene::Window window;
     window.geometry = {0, 0, 600, 400};
     window.overrideRedirect = false;
@@ -66,8 +60,6 @@ TEST_F(X11PanelTest, neverTakesTheFocus)
 TEST_F(X11PanelTest, staysAboveFullScreenWindowsThatComeLater)
 {
     startScene({});
-    if (IsSkipped())
-        return;
     const auto panel = showFrame();
     Scene::Window cover;
     cover.geometry = {0, 0, 1280, 720};
@@ -84,8 +76,6 @@ TEST_F(X11PanelTest, staysAboveFullScreenWindowsThatComeLater)
 TEST_F(X11PanelTest, doesNotFightAtFullSpeedWithAProgramThatWantsTheSame)
 {
     startScene({});
-    if (IsSkipped())
-        return;
     const auto panel = showFrame();
     Scene::Window rival;
     // A window that covered all of the display would first be taken for what may be a locker.
@@ -118,8 +108,6 @@ TEST_F(X11PanelTest, doesNotFightAtFullSpeedWithAProgramThatWantsTheSame)
 TEST_F(X11PanelTest, standsByLevelThenByLastOrderedFront)
 {
     startDesktop({});
-    if (IsSkipped())
-        return;
     const auto filled = [&](int level, const QColor& color) {
         auto panel = host->makePanel(panelPlace, PanelStyle::overlay, level);
         PaintedRects{{{{0, 0, 300, 200}, color}}}.applyTo(panel->rootLayer());
@@ -147,8 +135,6 @@ TEST_F(X11PanelTest, aChosenWindowMayStandAbove)
     Options options;
     options.windowManager = WindowManager::openbox;
     startScene(options);
-    if (IsSkipped())
-        return;
     Scene::Window settings;
     settings.geometry = {50, 50, 400, 300};
     settings.seed = 0;
@@ -170,8 +156,6 @@ TEST_F(X11PanelTest, severalWindowsMayStandAboveEachForAsLongAsItIsWanted)
     Options options;
     options.windowManager = WindowManager::openbox;
     startScene(options);
-    if (IsSkipped())
-        return;
     const auto add = [&](const std::string& name, const QRect& geometry, const QColor& color) {
         Scene::Window window;
         window.geometry = geometry;
@@ -225,8 +209,6 @@ TEST_F(X11PanelTest, severalWindowsMayStandAboveEachForAsLongAsItIsWanted)
 TEST_F(X11PanelTest, aWindowAboveMayBeGivenUpAfterThePanels)
 {
     startScene({});
-    if (IsSkipped())
-        return;
     scene->add("settings", {.geometry = {50, 50, 100, 60}});
     const Subscription above = host->panels->keepBelow(scene->identifier("settings"));
     host.reset();
@@ -235,8 +217,6 @@ TEST_F(X11PanelTest, aWindowAboveMayBeGivenUpAfterThePanels)
 TEST_F(X11PanelTest, withoutInputClicksOnPanelsDoNothingAtAll)
 {
     startScene({});
-    if (IsSkipped())
-        return;
     scene->add("below", {.geometry = {0, 0, 600, 400}});
     const auto panel = showFrame();
     int presses = 0;
@@ -274,8 +254,6 @@ TEST_F(X11PanelTest, withoutInputClicksOnPanelsDoNothingAtAll)
 TEST_F(X11PanelTest, thePanelsKnowWhenTheyWereClickedLast)
 {
     startDesktop({});
-    if (IsSkipped())
-        return;
     const auto panel = showFrame();
     EXPECT_EQ(host->panels->timeOfLastClick(), std::nullopt);
     std::vector<std::optional<EventTime>> times;
@@ -295,8 +273,6 @@ TEST_F(X11PanelTest, thePanelsKnowWhenTheyWereClickedLast)
 TEST_F(X11PanelTest, aPanelMayGoWithinItsOwnEvents)
 {
     startDesktop({});
-    if (IsSkipped())
-        return;
     for (const char last : {'d', 'm', 'u'}) {
         std::unique_ptr<Panel> panel = showFrame();
         std::string seen;
@@ -327,8 +303,6 @@ TEST_F(X11PanelTest, aPanelMayGoWithinItsOwnEvents)
 TEST_F(X11PanelTest, dragsDeliverTheNewestPlaceAndTheCommandKey)
 {
     startDesktop({});
-    if (IsSkipped())
-        return;
     const auto panel = showFrame();
     std::vector<std::pair<char, MouseEvent>> seen;
     panel->onMouseDown = [&](const MouseEvent& event) { seen.emplace_back('d', event); };
@@ -363,8 +337,6 @@ TEST_F(X11PanelTest, dragsDeliverTheNewestPlaceAndTheCommandKey)
 TEST_F(X11PanelTest, thePointerIsWhereAMouseEventHappenedWhileThatIsDealtWith)
 {
     startDesktop({});
-    if (IsSkipped())
-        return;
     const auto panel = showFrame();
     std::vector<Point> found;
     const auto lookAfterTheFact = [&](const MouseEvent&) {
@@ -398,8 +370,6 @@ TEST_F(X11PanelTest, theMirrorWindowIsPickableUndecoratedAndBehind)
     Options options;
     options.windowManager = WindowManager::openbox;
     startScene(options);
-    if (IsSkipped())
-        return;
     Scene::Window window;
     window.geometry = {0, 0, 600, 400};
     window.overrideRedirect = false;
@@ -439,8 +409,6 @@ TEST_F(X11PanelTest, theMirrorWindowIsPickableUndecoratedAndBehind)
 TEST_F(X11PanelTest, overlaysAreOfATypeThatPickersLeaveOut)
 {
     startDesktop({});
-    if (IsSkipped())
-        return;
     const auto panel = showFrame();
     const std::vector<xcb_window_t> own = host->ownWindowsInOrder();
     ASSERT_EQ(own.size(), 1U);

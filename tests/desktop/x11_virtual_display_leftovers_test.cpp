@@ -27,11 +27,8 @@ protected:
     void startLoudDesktop()
     {
         start({.server = GetParam(), .width = 1280, .height = 720});
-        if (IsSkipped())
-            return;
         desktop_->setBackground(Qt::red);
-        scene_ = Scene::start(*desktop_);
-        ASSERT_TRUE(scene_);
+        scene_ = requireScene(*desktop_);
         scene_->add("beyond", {.geometry = {1200, 650, 900, 700}, .seed = 0, .color = Qt::magenta});
         primaryBefore_ = primary();
         windowsBefore_ = topLevelWindows();
@@ -89,8 +86,6 @@ protected:
 TEST_P(LeftoversTest, AKilledProcessShowsNothingOfOthersAndIsTidiedUpAtOnce)
 {
     startLoudDesktop();
-    if (IsSkipped())
-        return;
     host_.reset();
     const auto process = startProcessWithDisplay();
     ASSERT_TRUE(waitUntil([&] { return caretaker().has_value(); }, Milliseconds{3000}));
@@ -112,8 +107,6 @@ TEST_P(LeftoversTest, AKilledProcessShowsNothingOfOthersAndIsTidiedUpAtOnce)
 TEST_P(LeftoversTest, WhatAProcessLeftThatWasKilledWithItsCaretakerShowsTheCardUntilTheNextOneRemovesIt)
 {
     startLoudDesktop();
-    if (IsSkipped())
-        return;
     host_.reset();
     const auto process = startProcessWithDisplay();
     ASSERT_TRUE(waitUntil([&] { return caretaker().has_value(); }, Milliseconds{3000}));
@@ -139,8 +132,6 @@ TEST_P(LeftoversTest, WhatAProcessLeftThatWasKilledWithItsCaretakerShowsTheCardU
 TEST_P(LeftoversTest, ADisplayWhoseClientAnotherOneKilledIsRemoved)
 {
     startLoudDesktop();
-    if (IsSkipped())
-        return;
     auto device = make(800, 600);
     ASSERT_TRUE(isWhole({1280, 720, 800, 600}));
     ASSERT_TRUE(waitUntil([&] { return caretaker().has_value(); }, Milliseconds{3000}));
@@ -167,8 +158,6 @@ TEST_P(LeftoversTest, ADisplayWhoseClientAnotherOneKilledIsRemoved)
 TEST_P(LeftoversTest, ACaretakerEndsWithTheDisplay)
 {
     startLoudDesktop();
-    if (IsSkipped())
-        return;
     auto device = make(800, 600);
     ASSERT_TRUE(waitUntil([&] { return caretaker().has_value(); }, Milliseconds{3000}));
     device.reset();
@@ -207,8 +196,6 @@ TEST(ProcessThatIsStopped, DISABLED_ResizesAllTheTime)
 TEST_P(LeftoversTest, AProcessThatIsStoppedDoesNotHoldTheServerUp)
 {
     start({.server = GetParam(), .width = 1280, .height = 720});
-    if (IsSkipped())
-        return;
     host_.reset();
     const auto child = desktop_->spawn(buildFolder() / "x11_virtual_display_leftovers_test",
                                        {"--gtest_filter=ProcessThatIsStopped.*", "--gtest_also_run_disabled_tests"});
@@ -243,8 +230,6 @@ TEST_P(LeftoversTest, AProcessThatIsStoppedDoesNotHoldTheServerUp)
 TEST_F(VirtualDisplayTest, AnotherProgramsMonitorIsNoLeftover)
 {
     start({.width = 1280, .height = 720});
-    if (IsSkipped())
-        return;
     ASSERT_TRUE(desktop_->resizeScreen({1280 + 500, 720}));
     desktop_->setMonitor("Extra", {1280, 0, 500, 720});
     auto device = make(800, 600);

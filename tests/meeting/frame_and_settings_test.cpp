@@ -2,7 +2,7 @@
 
 #include "tests/support/application.h"
 #include "tests/support/image_compare.h"
-#include "tests/support/private_desktop.h"
+#include "tests/support/requirements.h"
 #include "tests/support/scene.h"
 #include "tests/support/session_manager.h"
 
@@ -29,15 +29,11 @@ class FrameAndSettings : public testing::Test {
 protected:
     void SetUp() override
     {
-        std::string reason;
-        desktop_ = PrivateDesktop::start(
-            {.width = 1600, .height = 900, .windowManager = PrivateDesktop::WindowManager::openbox}, reason);
-        if (!desktop_)
-            GTEST_SKIP() << reason;
+        desktop_ =
+            requireDesktop({.width = 1600, .height = 900, .windowManager = PrivateDesktop::WindowManager::openbox});
         desktop_->setBackground(QColor(30, 60, 90));
         desktop_->movePointer({1500, 850});
-        application_ = Application::start(*desktop_, {.region = region}, reason);
-        ASSERT_TRUE(application_) << reason;
+        application_ = requireApplication(*desktop_, {.region = region});
         ASSERT_TRUE(application_->waitForVirtualDisplay(region.size())) << application_->process().output();
         ASSERT_TRUE(showsFrameAround(region));
     }
@@ -131,8 +127,7 @@ TEST_F(FrameAndSettings, UpInSettingsStepsTheFrameAndTheDisplay)
 
 TEST_F(FrameAndSettings, SettingsIsInFrontOfTheFrameWhileItIsKeyAndBehindItOtherwise)
 {
-    const auto scene = Scene::start(*desktop_);
-    ASSERT_TRUE(scene);
+    const auto scene = requireScene(*desktop_);
     scene->add("editor", {.geometry = {1100, 600, 300, 200}, .seed = 5, .overrideRedirect = false});
     desktop_->click(Application::settingsButtonOf(region));
     ASSERT_TRUE(waitUntil([&] { return desktop_->windowTitled("Settings").has_value(); }, Milliseconds{3000}));

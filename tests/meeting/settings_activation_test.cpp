@@ -2,6 +2,7 @@
 
 #include "tests/support/application.h"
 #include "tests/support/image_compare.h"
+#include "tests/support/requirements.h"
 #include "tests/support/scene.h"
 #include "tests/support/x_reply.h"
 
@@ -22,17 +23,12 @@ class SettingsActivation : public testing::TestWithParam<WindowManager> {
 protected:
     void SetUp() override
     {
-        std::string reason;
-        desktop_ = PrivateDesktop::start({.width = 1600, .height = 900, .windowManager = GetParam()}, reason);
-        if (!desktop_)
-            GTEST_SKIP() << reason;
+        desktop_ = requireDesktop({.width = 1600, .height = 900, .windowManager = GetParam()});
         desktop_->setBackground(QColor(30, 60, 90));
         desktop_->movePointer({1500, 850});
-        application_ = Application::start(*desktop_, {.region = region}, reason);
-        ASSERT_TRUE(application_) << reason;
+        application_ = requireApplication(*desktop_, {.region = region});
         ASSERT_TRUE(application_->waitForVirtualDisplay(region.size())) << application_->process().output();
-        scene_ = Scene::start(*desktop_);
-        ASSERT_TRUE(scene_);
+        scene_ = requireScene(*desktop_);
         // It leaves the frame's buttons free and lies where Settings opens.
         scene_->add("work", {.geometry = {840, 60, 700, 800}, .seed = 3, .overrideRedirect = false});
     }

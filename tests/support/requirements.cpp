@@ -22,6 +22,12 @@ void skipTest(const std::string& reason)
     endTest(reason);
 }
 
+void failTest(const std::string& reason)
+{
+    [&reason] { FAIL() << reason; }();
+    endTest(reason);
+}
+
 void requireProgram(const std::string& name)
 {
     if (findProgram(name).empty())

@@ -12,6 +12,8 @@ namespace nimbrale::test {
 
 /// Skips the running test.
 [[noreturn]] void skipTest(const std::string& reason);
+/// Fails the running test.
+[[noreturn]] void failTest(const std::string& reason);
 /// Skips the running test on a machine without that program.
 void requireProgram(const std::string& name);
 /// A private desktop, never null. The running test is skipped on a machine that lacks a program for it, and fails where
