@@ -104,9 +104,7 @@ TEST_F(X11PanelGuardTest, aHiddenPanelStaysHidden)
 
 TEST_F(X11PanelGuardTest, theMirrorWindowComesBackUnlessTheUserMadeItSmall)
 {
-    PrivateDesktop::Options options;
-    options.windowManager = PrivateDesktop::WindowManager::openbox;
-    startScene(options);
+    startScene({.windowManager = PrivateDesktop::WindowManager::openbox});
     const auto mirror = host->makePanel({100, 100, 300, 200}, PanelStyle::mirrorWindow, 0, "Mirror");
     mirror->rootLayer().setBackgroundColor(Color{1, 0, 0, 1});
     mirror->orderBack();

@@ -57,9 +57,7 @@ INSTANTIATE_TEST_SUITE_P(WindowManagers, X11PanelLockersTest,
 TEST_P(X11PanelLockersTest, theFrameIsNeverOverALockedScreenAndComesBackAfterwards)
 {
     requireProgram("i3lock");
-    PrivateDesktop::Options options;
-    options.windowManager = GetParam();
-    startDesktop(options);
+    startDesktop({.windowManager = GetParam()});
     const auto panel = showFrame();
     ASSERT_TRUE(host->pumpUntil([&] { return colorAt(onFrame) == yellow; }));
     for (int round = 0; round < 5; ++round) {
@@ -94,9 +92,7 @@ TEST_F(X11PanelLockTest, aFullScreenWindowThatTakesTheKeyboardLaterIsALockerFrom
 
 TEST_F(X11PanelLockTest, aMenuThatTakesTheKeyboardDoesNotHideTheFrame)
 {
-    PrivateDesktop::Options options;
-    options.windowManager = PrivateDesktop::WindowManager::openbox;
-    startScene(options);
+    startScene({.windowManager = PrivateDesktop::WindowManager::openbox});
     // A full-screen viewer that the window manager manages, and a background that none manages, far below.
     scene->add("wallpaper", {.geometry = {0, 0, 1280, 720}, .seed = 0, .color = Qt::blue});
     scene->lower("wallpaper");

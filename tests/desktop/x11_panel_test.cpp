@@ -11,7 +11,6 @@
 namespace nimbrale::test {
 namespace {
 
-using Options = PrivateDesktop::Options;
 using WindowManager = PrivateDesktop::WindowManager;
 
 constexpr std::uint32_t superKey = 0xffeb;
@@ -27,9 +26,7 @@ TEST_F(X11PanelTest, withoutCompositorShowsWhatIsHalfOpaqueAndNothingElse)
 
 TEST_F(X11PanelTest, aPointIsTwoPixelsAtScaleTwo)
 {
-    Options options;
-    options.dotsPerInch = 192;
-    startDesktop(options);
+    startDesktop({.dotsPerInch = 192});
     const auto panel = showFrame({50, 40, 300, 200});
     EXPECT_EQ(panel->backingScaleFactor(), 2);
     EXPECT_TRUE(
@@ -38,13 +35,8 @@ TEST_F(X11PanelTest, aPointIsTwoPixelsAtScaleTwo)
 
 TEST_F(X11PanelTest, neverTakesTheFocus)
 {
-    Options options;
-    options.windowManager = WindowManager::openbox;
-    startScene(options);
-    Scene::Window window;
-    window.geometry = {0, 0, 600, 400};
-    window.overrideRedirect = false;
-    scene->add("editor", window);
+    startScene({.windowManager = WindowManager::openbox});
+    scene->add("editor", {.geometry = {0, 0, 600, 400}, .overrideRedirect = false});
     ASSERT_TRUE(waitUntil([&] { return scene->focused() == "editor"; }, Milliseconds{3000}));
     const xcb_window_t before = focus();
 
@@ -61,11 +53,7 @@ TEST_F(X11PanelTest, staysAboveFullScreenWindowsThatComeLater)
 {
     startScene({});
     const auto panel = showFrame();
-    Scene::Window cover;
-    cover.geometry = {0, 0, 1280, 720};
-    cover.seed = 0;
-    cover.color = Qt::white;
-    scene->add("cover", cover);
+    scene->add("cover", {.geometry = {0, 0, 1280, 720}, .seed = 0, .color = Qt::white});
     EXPECT_TRUE(host->pumpUntil([&] { return desktop->pixel(100 + 22, 80 + 22) == yellow; }));
     EXPECT_TRUE(imagesMatch(pictureOf(panelArea), frameWithCorners.over(Qt::white, panelArea.size(), 1, false)));
 
@@ -77,10 +65,8 @@ TEST_F(X11PanelTest, doesNotFightAtFullSpeedWithAProgramThatWantsTheSame)
 {
     startScene({});
     const auto panel = showFrame();
-    Scene::Window rival;
     // A window that covered all of the display would first be taken for what may be a locker.
-    rival.geometry = {0, 0, 1280, 700};
-    scene->add("rival", rival);
+    scene->add("rival", {.geometry = {0, 0, 1280, 700}});
     host->pumpFor(Milliseconds{100});
 
     const std::vector<xcb_window_t> own = host->ownWindowsInOrder();
@@ -132,14 +118,8 @@ TEST_F(X11PanelTest, standsByLevelThenByLastOrderedFront)
 
 TEST_F(X11PanelTest, aChosenWindowMayStandAbove)
 {
-    Options options;
-    options.windowManager = WindowManager::openbox;
-    startScene(options);
-    Scene::Window settings;
-    settings.geometry = {50, 50, 400, 300};
-    settings.seed = 0;
-    settings.overrideRedirect = false;
-    scene->add("settings", settings);
+    startScene({.windowManager = WindowManager::openbox});
+    scene->add("settings", {.geometry = {50, 50, 400, 300}, .seed = 0, .overrideRedirect = false});
     const auto panel = showFrame();
     ASSERT_TRUE(host->pumpUntil([&] { return desktop->pixel(100 + 22, 80 + 22) == yellow; }));
 
@@ -153,16 +133,9 @@ TEST_F(X11PanelTest, aChosenWindowMayStandAbove)
 
 TEST_F(X11PanelTest, severalWindowsMayStandAboveEachForAsLongAsItIsWanted)
 {
-    Options options;
-    options.windowManager = WindowManager::openbox;
-    startScene(options);
+    startScene({.windowManager = WindowManager::openbox});
     const auto add = [&](const std::string& name, const QRect& geometry, const QColor& color) {
-        Scene::Window window;
-        window.geometry = geometry;
-        window.seed = 0;
-        window.color = color;
-        window.overrideRedirect = false;
-        scene->add(name, window);
+        scene->add(name, {.geometry = geometry, .seed = 0, .color = color, .overrideRedirect = false});
     };
     // Each covers another part of the frame's left border.
     add("editor", {50, 50, 100, 60}, Qt::blue);
@@ -367,13 +340,8 @@ TEST_F(X11PanelTest, thePointerIsWhereAMouseEventHappenedWhileThatIsDealtWith)
 
 TEST_F(X11PanelTest, theMirrorWindowIsPickableUndecoratedAndBehind)
 {
-    Options options;
-    options.windowManager = WindowManager::openbox;
-    startScene(options);
-    Scene::Window window;
-    window.geometry = {0, 0, 600, 400};
-    window.overrideRedirect = false;
-    scene->add("editor", window);
+    startScene({.windowManager = WindowManager::openbox});
+    scene->add("editor", {.geometry = {0, 0, 600, 400}, .overrideRedirect = false});
     const std::string title = "🎯 Share this · Screen area 301×220";
     const auto mirror = host->makePanel({100, 500, 301, 220}, PanelStyle::mirrorWindow, 0, title);
     mirror->rootLayer().setBackgroundColor(Color{1, 0, 0, 1});
