@@ -23,6 +23,14 @@ protected:
         // The server unmaps it on the way, and the scene has to paint it again.
         scene->settle();
     }
+    /// Gives the window "low", of pattern 1, the root anew.
+    void expectOnTopWithTheRootAgain()
+    {
+        reparent(scene->identifier("low"), root(), {120, 110});
+        EXPECT_EQ(desktop->pixel(250, 200), Scene::pattern(1, {300, 200}).pixelColor(130, 90))
+            << "the screen shows it on top";
+        expectSameAsScreen(region);
+    }
     [[nodiscard]] xcb_window_t root() const { return desktop->screen().root; }
 };
 
@@ -33,10 +41,7 @@ TEST_F(X11CaptureParentsTest, aWindowThatIsGivenTheRootAgainIsOnTop)
     scene->add("high", {.geometry = {200, 150, 300, 200}, .seed = 2});
     startCapture();
     expectSameAsScreen(region);
-    reparent(scene->identifier("low"), root(), {120, 110});
-    EXPECT_EQ(desktop->pixel(250, 200), Scene::pattern(1, {300, 200}).pixelColor(130, 90))
-        << "the screen shows it on top";
-    expectSameAsScreen(region);
+    expectOnTopWithTheRootAgain();
     scene->repaint("low", 3);
     scene->repaint("high", 4);
     expectSameAsScreen(region);
@@ -51,10 +56,7 @@ TEST_F(X11CaptureParentsTest, aWindowThatComesBackFromAnotherParentIsOnTop)
     startCapture();
     reparent(scene->identifier("low"), scene->identifier("other"), {10, 10});
     expectSameAsScreen(region);
-    reparent(scene->identifier("low"), root(), {120, 110});
-    EXPECT_EQ(desktop->pixel(250, 200), Scene::pattern(1, {300, 200}).pixelColor(130, 90))
-        << "the screen shows it on top";
-    expectSameAsScreen(region);
+    expectOnTopWithTheRootAgain();
     scene->repaint("low", 3);
     scene->lower("high");
     expectSameAsScreen(region);
