@@ -26,10 +26,7 @@ protected:
                .windowManager = windowManager,
                .compositor =
                    composites ? PrivateDesktop::Compositor::windowManagersOwn : PrivateDesktop::Compositor::none});
-        // All is loud that is not ours.
-        desktop_->setBackground(Qt::red);
-        scene_ = requireScene(*desktop_);
-        scene_->add("beyond", {.geometry = {1200, 650, 900, 700}, .seed = 0, .color = Qt::magenta});
+        scene_ = makeLoud();
         device_ = make(800, 600);
         ASSERT_TRUE(device_);
         ASSERT_TRUE(DisplaysHost::pumpUntil([&] { return isWhole(place) && isVerified(); }));

@@ -1,7 +1,6 @@
 #include "platform/x11/displays/x11_screens.h"
 
 #include "tests/desktop/displays_host.h"
-#include "tests/support/requirements.h"
 
 #include <gmock/gmock.h>
 
@@ -9,14 +8,8 @@ namespace nimbrale::test {
 
 namespace {
 
-class ScreensTest : public testing::Test {
+class ScreensTest : public DisplaysTest {
 protected:
-    void start(const PrivateDesktop::Options& options)
-    {
-        desktop_ = requireDesktop(options);
-        host_ = std::make_unique<DisplaysHost>(*desktop_);
-    }
-
     [[nodiscard]] x11::X11Screens& screens() { return *host_->screens; }
 
     [[nodiscard]] Screen named(const std::string& name)
@@ -55,9 +48,6 @@ protected:
     }
 
     [[nodiscard]] xcb_atom_t atom(const std::string& name) { return host_->connection->atom(name); }
-
-    std::unique_ptr<PrivateDesktop> desktop_;
-    std::unique_ptr<DisplaysHost> host_;
 };
 
 TEST_F(ScreensTest, OneDisplayIsTheMainOneAndStartsAtTheOrigin)
