@@ -249,11 +249,11 @@ TEST_P(X11LayersAtScalesTest, guidesAtFractionalPlacesAreSmoothAndLeaveNothingBe
 }
 
 /// Root windows of fewer and of more bits than the usual, and servers without shared memory or large requests.
-class X11LayersOnServersTest : public X11LayersTest, public testing::WithParamInterface<Options> {};
+class X11LayersOnServersTest : public X11LayersTest, public testing::WithParamInterface<ServerCase> {};
 
 TEST_P(X11LayersOnServersTest, surfacesAndPaintingsAreShown)
 {
-    startDesktop(GetParam());
+    startDesktop(GetParam().options());
     const auto panel = host->makePanel({0, 0, 400, 300}, PanelStyle::fullScreen);
     panel->orderFront();
     const QImage picture = noise({40, 30}, 3);
@@ -280,25 +280,12 @@ TEST_P(X11LayersOnServersTest, surfacesAndPaintingsAreShown)
     EXPECT_TRUE(imagesMatch(pictureOf({0, 320, 1200, 400}), kept(filled({1200, 400}, QColor(9, 90, 255)))));
 }
 
-Options server(int depth, std::vector<std::string> arguments)
-{
-    Options options;
-    options.server = PrivateDesktop::Server::xvfb;
-    options.depth = depth;
-    options.serverArguments = std::move(arguments);
-    return options;
-}
-
-std::string serverName(const testing::TestParamInfo<Options>& parameter)
-{
-    const std::array names{"depth16", "depth30", "withoutSharedMemory", "withoutLargeRequests"};
-    return names.at(parameter.index);
-}
-
-INSTANTIATE_TEST_SUITE_P(, X11LayersOnServersTest,
-                         testing::Values(server(16, {}), server(30, {}), server(24, {"-extension", "MIT-SHM"}),
-                                         server(24, {"-extension", "MIT-SHM", "-extension", "BIG-REQUESTS"})),
-                         serverName);
+INSTANTIATE_TEST_SUITE_P(
+    , X11LayersOnServersTest,
+    testing::Values(ServerCase{"depth16", 16}, ServerCase{"depth30", 30},
+                    ServerCase{"withoutSharedMemory", 24, {"-extension", "MIT-SHM"}},
+                    ServerCase{"withoutLargeRequests", 24, {"-extension", "MIT-SHM", "-extension", "BIG-REQUESTS"}}),
+    serverName);
 
 } // namespace
 } // namespace nimbrale::test

@@ -6,7 +6,6 @@
 #include "platform/x11/surfaces/x11_surface_reader.h"
 
 #include <algorithm>
-#include <array>
 #include <atomic>
 #include <chrono>
 #include <thread>
@@ -14,8 +13,6 @@
 
 namespace nimbrale::test {
 namespace {
-
-using Options = PrivateDesktop::Options;
 
 QImage imageOf(const SurfaceReader::Picture& picture)
 {
@@ -28,7 +25,7 @@ QImage imageOf(const SurfaceReader::Picture& picture)
 
 class X11SurfaceReaderTest : public PanelTest {
 protected:
-    void start(const Options& options = {})
+    void start(const PrivateDesktop::Options& options = {})
     {
         startDesktop(options);
         reader = std::move(*x11::X11SurfaceReader::create(desktop->displayName()));
@@ -74,31 +71,16 @@ protected:
     QImage content;
 };
 
-class X11SurfaceReaderOnServersTest : public X11SurfaceReaderTest, public testing::WithParamInterface<Options> {};
-
-Options server(int depth, std::vector<std::string> arguments)
-{
-    Options options;
-    options.server = PrivateDesktop::Server::xvfb;
-    options.depth = depth;
-    options.serverArguments = std::move(arguments);
-    return options;
-}
-
-std::string serverName(const testing::TestParamInfo<Options>& parameter)
-{
-    const std::array names{"depth24", "depth16", "depth30", "withoutSharedMemory"};
-    return names.at(parameter.index);
-}
+class X11SurfaceReaderOnServersTest : public X11SurfaceReaderTest, public testing::WithParamInterface<ServerCase> {};
 
 INSTANTIATE_TEST_SUITE_P(, X11SurfaceReaderOnServersTest,
-                         testing::Values(server(24, {}), server(16, {}), server(30, {}),
-                                         server(24, {"-extension", "MIT-SHM"})),
+                         testing::Values(ServerCase{"depth24"}, ServerCase{"depth16", 16}, ServerCase{"depth30", 30},
+                                         ServerCase{"withoutSharedMemory", 24, {"-extension", "MIT-SHM"}}),
                          serverName);
 
 TEST_P(X11SurfaceReaderOnServersTest, randomChangesAreReadExactlyWhetherPicturesAreSkippedOrNot)
 {
-    start(GetParam());
+    start(GetParam().options());
     begin(noise({97, 61}, 1));
     unsigned random = 7;
     const auto next = [&random](int below) {
