@@ -3,6 +3,7 @@
 #include "app/alerts.h"
 #include "share/virtual_display.h"
 
+#include <algorithm>
 #include <chrono>
 #include <utility>
 
@@ -262,9 +263,11 @@ void AppDelegate::screensDidChange()
 
 bool AppDelegate::isCapturedDisplayUnchanged() const
 {
-    const std::optional<Screen> screen = findScreen(platform_.screens(), capture_->display()->displayID);
-    return screen && screen->frame == capture_->geometry()->screenFrame &&
-           screen->backingScaleFactor == capture_->pixelScale();
+    const std::vector<Screen> screens = platform_.screens().screens();
+    return std::any_of(screens.begin(), screens.end(), [this](const Screen& screen) {
+        return screen.displayID == capture_->display()->displayID &&
+               screen.frame == capture_->geometry()->screenFrame && screen.backingScaleFactor == capture_->pixelScale();
+    });
 }
 
 void AppDelegate::checkCapturedDisplay()

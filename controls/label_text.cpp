@@ -9,19 +9,11 @@ namespace nimbrale {
 
 namespace {
 
-double digitWidth(const QFontMetricsF& metrics)
-{
-    double widest = 0;
-    for (char digit = '0'; digit <= '9'; ++digit)
-        widest = std::max(widest, metrics.horizontalAdvance(QLatin1Char(digit)));
-    return widest;
-}
-
 /// Calls `visit(piece, x)` for every digit and every run of other characters; returns where the text ends.
 template <typename Visit>
 double forEachPiece(const QFontMetricsF& metrics, const QString& text, Visit visit)
 {
-    const double cell = digitWidth(metrics);
+    const double cell = digitWidth([&](QChar digit) { return metrics.horizontalAdvance(digit); });
     double x = 0;
     qsizetype start = 0;
     while (start < text.size()) {
@@ -55,6 +47,14 @@ QFont labelFont(double size, QFont::Weight weight)
     font.setStyleStrategy(static_cast<QFont::StyleStrategy>(QFont::PreferAntialias | QFont::NoSubpixelAntialias));
     font.setHintingPreference(QFont::PreferNoHinting);
     return font;
+}
+
+double digitWidth(const std::function<double(QChar digit)>& advance)
+{
+    double widest = 0;
+    for (char digit = '0'; digit <= '9'; ++digit)
+        widest = std::max(widest, advance(QLatin1Char(digit)));
+    return widest;
 }
 
 double labelTextWidth(const QFont& font, const QString& text)

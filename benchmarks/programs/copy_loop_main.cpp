@@ -3,12 +3,12 @@
 // rectangle of the root window into shared memory and puts it into a window at the target, whether or not anything
 // changed. Runs until it is stopped.
 
+#include "tests/support/programs/monotonic_time.h"
 #include "tests/support/x_reply.h"
 
 #include <array>
 #include <cstdint>
 #include <cstdlib>
-#include <ctime>
 #include <iostream>
 #include <sys/ipc.h>
 #include <sys/shm.h>
@@ -17,22 +17,10 @@
 
 namespace {
 
+using nimbrale::test::nanosecondsPerSecond;
+using nimbrale::test::now;
 using nimbrale::test::Reply;
-
-constexpr std::int64_t nanosecondsPerSecond = 1'000'000'000;
-
-std::int64_t now()
-{
-    timespec time{};
-    clock_gettime(CLOCK_MONOTONIC, &time);
-    return time.tv_sec * nanosecondsPerSecond + time.tv_nsec;
-}
-
-void sleepUntil(std::int64_t time)
-{
-    const timespec wanted{time / nanosecondsPerSecond, time % nanosecondsPerSecond};
-    clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &wanted, nullptr);
-}
+using nimbrale::test::sleepUntil;
 
 struct Arguments {
     std::int16_t x = 0;

@@ -2,7 +2,7 @@
 
 #include "platform/desktop/qt_workspace.h"
 #include "tests/support/event_loop.h"
-#include "tests/support/private_desktop.h"
+#include "tests/support/requirements.h"
 
 #include <QApplication>
 #include <QMessageBox>
@@ -21,12 +21,8 @@ class AlertDisplayTest : public testing::Test {
 protected:
     void SetUp() override
     {
-        std::string reason;
-        desktop_ = PrivateDesktop::start(
-            {.server = PrivateDesktop::Server::xorgDummy, .windowManager = PrivateDesktop::WindowManager::openbox},
-            reason);
-        if (!desktop_)
-            GTEST_SKIP() << reason;
+        desktop_ = requireDesktop(
+            {.server = PrivateDesktop::Server::xorgDummy, .windowManager = PrivateDesktop::WindowManager::openbox});
         desktop_->adoptEnvironment();
         ASSERT_TRUE(desktop_->resizeScreen({1680, 1020}));
         desktop_->setMonitor("Shared", sharedDisplay);

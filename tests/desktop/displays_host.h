@@ -7,7 +7,7 @@
 #include "platform/x11/virtual_display/x11_virtual_displays.h"
 #include "tests/fakes/offscreen_application.h"
 #include "tests/support/event_loop.h"
-#include "tests/support/private_desktop.h"
+#include "tests/support/requirements.h"
 
 #include <gtest/gtest.h>
 #include <memory>
@@ -72,6 +72,19 @@ private:
         startOffscreenApplication();
         return QCoreApplication::instance();
     }
+};
+
+/// Displays on a private desktop.
+class DisplaysTest : public testing::Test {
+protected:
+    void start(const PrivateDesktop::Options& options)
+    {
+        desktop_ = requireDesktop(options);
+        host_ = std::make_unique<DisplaysHost>(*desktop_);
+    }
+
+    std::unique_ptr<PrivateDesktop> desktop_;
+    std::unique_ptr<DisplaysHost> host_;
 };
 
 } // namespace nimbrale::test

@@ -7,7 +7,9 @@
 #include <cmath>
 #include <cstring>
 #include <memory>
+#include <string>
 #include <utility>
+#include <vector>
 
 namespace nimbrale::test {
 
@@ -55,6 +57,23 @@ inline std::shared_ptr<const BufferSurface> bufferSurfaceOf(const QImage& image)
         std::memcpy(pixels->row(y), source.constScanLine(y), pixels->stride());
     return std::make_shared<BufferSurface>(std::move(pixels),
                                            isOpaque ? SurfaceAlpha::opaque : SurfaceAlpha::premultiplied);
+}
+
+/// A server of its own for a test with parameters.
+struct ServerCase {
+    const char* name = "";
+    int depth = 24;
+    std::vector<std::string> arguments = {};
+
+    [[nodiscard]] PrivateDesktop::Options options() const
+    {
+        return {.server = PrivateDesktop::Server::xvfb, .depth = depth, .serverArguments = arguments};
+    }
+};
+
+inline std::string serverName(const testing::TestParamInfo<ServerCase>& parameter)
+{
+    return parameter.param.name;
 }
 
 /// Layer trees in panels on a private desktop.

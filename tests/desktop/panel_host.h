@@ -7,7 +7,7 @@
 #include "platform/x11/server/event_dispatcher.h"
 #include "platform/x11/server/handles.h"
 #include "platform/x11/surfaces/x11_surface.h"
-#include "tests/support/private_desktop.h"
+#include "tests/support/requirements.h"
 
 #include <QCoreApplication>
 #include <QImage>
@@ -137,10 +137,7 @@ protected:
 
     void startDesktop(const PrivateDesktop::Options& options)
     {
-        std::string reason;
-        desktop = PrivateDesktop::start(options, reason);
-        if (!desktop)
-            GTEST_SKIP() << reason;
+        desktop = requireDesktop(options);
         desktop->setBackground(background);
         desktop->adoptEnvironment();
         static int argumentCount = 1;

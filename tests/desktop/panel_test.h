@@ -33,10 +33,7 @@ protected:
     void startScene(const PrivateDesktop::Options& options)
     {
         startDesktop(options);
-        if (IsSkipped())
-            return;
-        scene = Scene::start(*desktop);
-        ASSERT_TRUE(scene);
+        scene = requireScene(*desktop);
     }
 
     [[nodiscard]] std::unique_ptr<Panel> showFrame(const Rect& place = panelPlace)
@@ -79,11 +76,7 @@ protected:
     /// Compositing managers take a plain color of the root for no background at all.
     void addBackdrop(int height = 720)
     {
-        Scene::Window backdrop;
-        backdrop.geometry = {0, 0, 1280, height};
-        backdrop.seed = 0;
-        backdrop.color = background;
-        scene->add("backdrop", backdrop);
+        scene->add("backdrop", {.geometry = {0, 0, 1280, height}, .seed = 0, .color = background});
     }
 
     /// Among the windows that the window manager manages.

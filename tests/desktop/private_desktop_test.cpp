@@ -1,10 +1,11 @@
 #include "tests/support/image_compare.h"
-#include "tests/support/private_desktop.h"
+#include "tests/support/requirements.h"
 #include "tests/support/scene.h"
 
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <gmock/gmock.h>
 #include <gtest/gtest-spi.h>
 #include <gtest/gtest.h>
 
@@ -12,6 +13,7 @@ namespace nimbrale::test {
 
 namespace {
 
+using testing::HasSubstr;
 using Server = PrivateDesktop::Server;
 using WindowManager = PrivateDesktop::WindowManager;
 using Compositor = PrivateDesktop::Compositor;
@@ -25,13 +27,9 @@ class PrivateDesktopTest : public testing::TestWithParam<Case> {};
 
 TEST_P(PrivateDesktopTest, ShowsTheWindowsOfAnotherProcessExactly)
 {
-    std::string reason;
-    const auto desktop = PrivateDesktop::start(GetParam().options, reason);
-    if (!desktop)
-        GTEST_SKIP() << reason;
+    const auto desktop = requireDesktop(GetParam().options);
     EXPECT_EQ(desktop->screenSize(), QSize(GetParam().options.width, GetParam().options.height));
-    const auto scene = Scene::start(*desktop);
-    ASSERT_TRUE(scene);
+    const auto scene = requireScene(*desktop);
     scene->add("pattern", {.geometry = {100, 80, 300, 200}, .seed = 7});
     scene->add("color", {.geometry = {500, 80, 50, 50}, .seed = 0, .color = QColor(255, 0, 255)});
 
@@ -65,10 +63,7 @@ INSTANTIATE_TEST_SUITE_P(Everywhere, PrivateDesktopTest, testing::ValuesIn(cases
 
 TEST(PrivateDesktopDisplays, AnOutputIsPluggedInAndUnplugged)
 {
-    std::string reason;
-    const auto desktop = PrivateDesktop::start({.windowManager = WindowManager::openbox}, reason);
-    if (!desktop)
-        GTEST_SKIP() << reason;
+    const auto desktop = requireDesktop({.windowManager = WindowManager::openbox});
     ASSERT_EQ(desktop->monitors().size(), 1U);
     ASSERT_TRUE(desktop->arrangeOutputs({{0, 0, 1280, 720}, {1280, 0, 1024, 768}}));
     const auto both = desktop->monitors();
@@ -84,10 +79,7 @@ TEST(PrivateDesktopDisplays, AnOutputIsPluggedInAndUnplugged)
 
 TEST(PrivateDesktopDisplays, AMonitorIsSetBesideTheOutput)
 {
-    std::string reason;
-    const auto desktop = PrivateDesktop::start({}, reason);
-    if (!desktop)
-        GTEST_SKIP() << reason;
+    const auto desktop = requireDesktop({});
     ASSERT_TRUE(desktop->resizeScreen({2000, 720}));
     desktop->setMonitor("Beside", {1280, 0, 640, 400});
     const auto monitor = desktop->monitorNamed("Beside");
@@ -99,12 +91,8 @@ TEST(PrivateDesktopDisplays, AMonitorIsSetBesideTheOutput)
 
 TEST(PrivateDesktopPointer, ClicksReachTheWindowUnderThePointer)
 {
-    std::string reason;
-    const auto desktop = PrivateDesktop::start({.windowManager = WindowManager::openbox}, reason);
-    if (!desktop)
-        GTEST_SKIP() << reason;
-    const auto scene = Scene::start(*desktop);
-    ASSERT_TRUE(scene);
+    const auto desktop = requireDesktop({.windowManager = WindowManager::openbox});
+    const auto scene = requireScene(*desktop);
     scene->add("below", {.geometry = {100, 80, 300, 200}, .overrideRedirect = false});
     ASSERT_TRUE(waitUntil([&] { return scene->focused() == "below"; }, Milliseconds{3000}));
     scene->add("above", {.geometry = {600, 80, 100, 100}, .seed = 3});
@@ -117,12 +105,8 @@ TEST(PrivateDesktopPointer, ClicksReachTheWindowUnderThePointer)
 
 TEST(PrivateDesktopCompositor, StartsAndStops)
 {
-    std::string reason =
-        PrivateDesktop::missingFor({.windowManager = WindowManager::openbox, .compositor = Compositor::picom});
-    if (!reason.empty())
-        GTEST_SKIP() << reason;
-    const auto desktop = PrivateDesktop::start({.windowManager = WindowManager::openbox}, reason);
-    ASSERT_TRUE(desktop);
+    requireProgram("picom");
+    const auto desktop = requireDesktop({.windowManager = WindowManager::openbox});
     EXPECT_FALSE(desktop->isComposited());
     EXPECT_TRUE(desktop->startCompositor());
     EXPECT_TRUE(desktop->isComposited());
@@ -151,22 +135,25 @@ protected:
         setenv("PATH", (programs_.string() + ":" + path_).c_str(), 1);
     }
 
-    /// Fatal, so that a body that comes after it in SetUp is not run.
-    void expectFatalFailure(const PrivateDesktop::Options& options, const std::string& words)
+    /// What is told of a test that cannot have this desktop, and ends there.
+    static void expectEnd(const PrivateDesktop::Options& options, testing::TestPartResult::Type type,
+                          const std::string& words)
     {
-        testing::TestPartResultArray failures;
+        testing::TestPartResultArray results;
         {
             const testing::ScopedFakeTestPartResultReporter reporter(
-                testing::ScopedFakeTestPartResultReporter::INTERCEPT_ONLY_CURRENT_THREAD, &failures);
-            EXPECT_EQ(PrivateDesktop::start(options, reason_), nullptr);
+                testing::ScopedFakeTestPartResultReporter::INTERCEPT_ONLY_CURRENT_THREAD, &results);
+            EXPECT_THROW(static_cast<void>(requireDesktop(options)), testing::AssertionException);
         }
-        ASSERT_EQ(failures.size(), 1);
-        EXPECT_TRUE(failures.GetTestPartResult(0).fatally_failed());
-        EXPECT_NE(std::string(failures.GetTestPartResult(0).message()).find(words), std::string::npos)
-            << failures.GetTestPartResult(0).message();
+        ASSERT_EQ(results.size(), 1);
+        EXPECT_EQ(results.GetTestPartResult(0).type(), type);
+        EXPECT_THAT(results.GetTestPartResult(0).message(), HasSubstr(words));
     }
-
-    std::string reason_;
+    /// Fatal, so that a body that comes after it in SetUp is not run.
+    static void expectFatalFailure(const PrivateDesktop::Options& options, const std::string& words)
+    {
+        expectEnd(options, testing::TestPartResult::kFatalFailure, words);
+    }
 
 private:
     std::string path_ = std::getenv("PATH");
@@ -176,17 +163,13 @@ private:
 TEST_F(PrivateDesktopStart, AMissingProgramIsAReasonToSkip)
 {
     hidePrograms();
-    EXPECT_EQ(PrivateDesktop::start({}, reason_), nullptr);
-    EXPECT_EQ(reason_, "Xvnc is not installed");
-    EXPECT_EQ(PrivateDesktop::start({.server = Server::xvfb}, reason_), nullptr);
-    EXPECT_EQ(reason_, "Xvfb is not installed");
-    EXPECT_EQ(PrivateDesktop::missingFor({}), "Xvnc is not installed");
+    expectEnd({}, testing::TestPartResult::kSkip, "Xvnc is not installed");
+    expectEnd({.server = Server::xvfb}, testing::TestPartResult::kSkip, "Xvfb is not installed");
 }
 
 TEST_F(PrivateDesktopStart, AServerThatDoesNotStartIsAFailure)
 {
     expectFatalFailure({.serverArguments = {"-no-such-argument"}}, "Xvnc does not start");
-    EXPECT_FALSE(reason_.empty());
 }
 
 TEST_F(PrivateDesktopStart, AWindowManagerThatDoesNotStartIsAFailure)

@@ -1,6 +1,7 @@
 // The end of the desktop's session, as a session manager and the application settle it between them.
 
 #include "platform/desktop/qt_workspace.h"
+#include "tests/support/requirements.h"
 #include "tests/support/session_manager.h"
 
 #include <QApplication>
@@ -18,10 +19,8 @@ class SessionEndTest : public testing::Test {
 protected:
     void SetUp() override
     {
+        desktop_ = requireDesktop({});
         std::string reason;
-        desktop_ = PrivateDesktop::start({}, reason);
-        if (!desktop_)
-            GTEST_SKIP() << reason;
         session_ = SessionManager::start(*desktop_, reason);
         ASSERT_TRUE(session_) << reason;
         desktop_->adoptEnvironment();

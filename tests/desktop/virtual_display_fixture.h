@@ -3,6 +3,7 @@
 #include "platform/x11/server/handles.h"
 #include "platform/x11/virtual_display/x11_virtual_displays.h"
 #include "tests/desktop/displays_host.h"
+#include "tests/support/scene.h"
 
 #include <array>
 #include <gtest/gtest.h>
@@ -11,20 +12,20 @@
 namespace nimbrale::test {
 
 /// A virtual display, hosted by the test process on a private desktop.
-class VirtualDisplayTest : public testing::Test {
+class VirtualDisplayTest : public DisplaysTest {
 protected:
-    void start(const PrivateDesktop::Options& options)
-    {
-        std::string reason;
-        desktop_ = PrivateDesktop::start(options, reason);
-        if (!desktop_)
-            GTEST_SKIP() << reason;
-        host_ = std::make_unique<DisplaysHost>(*desktop_);
-    }
-
     void startOnOpenbox()
     {
         start({.width = 1280, .height = 720, .windowManager = PrivateDesktop::WindowManager::openbox});
+    }
+
+    /// Windows of another program that are loud where it is not ours, also where the virtual display will be.
+    [[nodiscard]] std::unique_ptr<Scene> makeLoud()
+    {
+        desktop_->setBackground(Qt::red);
+        auto scene = requireScene(*desktop_);
+        scene->add("beyond", {.geometry = {1200, 650, 900, 700}, .seed = 0, .color = Qt::magenta});
+        return scene;
     }
 
     [[nodiscard]] std::unique_ptr<VirtualDisplayDevice> make()
@@ -101,8 +102,6 @@ protected:
         return window;
     }
 
-    std::unique_ptr<PrivateDesktop> desktop_;
-    std::unique_ptr<DisplaysHost> host_;
     std::string unusable_;
 };
 

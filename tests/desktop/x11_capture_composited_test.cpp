@@ -12,8 +12,6 @@ protected:
     void SetUp() override
     {
         startDesktop({.compositor = PrivateDesktop::Compositor::picom});
-        if (!captured)
-            return;
         scene->add("below", {.geometry = {0, 0, 1280, 700}, .seed = 5});
     }
 

@@ -37,8 +37,6 @@ protected:
     void SetUp() override
     {
         startDesktop({.server = GetParam().server, .width = leftDisplay.width(), .height = leftDisplay.height()});
-        if (!captured)
-            return;
         captured.reset();
         ASSERT_TRUE(desktop->arrangeOutputs({leftDisplay, rightDisplay}));
         left = crtcAt(leftDisplay);

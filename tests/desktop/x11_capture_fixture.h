@@ -3,6 +3,7 @@
 #include "tests/desktop/captured_desktop.h"
 #include "tests/fakes/offscreen_application.h"
 #include "tests/support/image_compare.h"
+#include "tests/support/requirements.h"
 #include "tests/support/scene.h"
 
 #include <gmock/gmock.h>
@@ -21,13 +22,9 @@ protected:
 
     void startDesktop(const Options& options)
     {
-        std::string reason;
-        desktop = PrivateDesktop::start(options, reason);
-        if (!desktop)
-            GTEST_SKIP() << reason;
+        desktop = requireDesktop(options);
         desktop->setBackground(QColor(30, 60, 90));
-        scene = Scene::start(*desktop);
-        ASSERT_TRUE(scene);
+        scene = requireScene(*desktop);
         captured = std::make_unique<CapturedDesktop>(*desktop);
     }
 

@@ -1,6 +1,7 @@
 // The X11 capture on servers of every kind, and what it tells of them.
 
 #include "tests/desktop/x11_capture_fixture.h"
+#include "tests/support/requirements.h"
 
 #include <algorithm>
 #include <atomic>
@@ -18,8 +19,6 @@ using testing::HasSubstr;
 TEST_F(X11CaptureTest, contentListsApplicationsAndOwnWindows)
 {
     startDesktop({});
-    if (!captured)
-        return;
     makeOwnWindow({0, 0, 10, 10});
     std::optional<ShareableContent> content;
     captured->capture().shareableContent([&](const Result<ShareableContent>& result) { content = *result; });
@@ -35,8 +34,6 @@ TEST_F(X11CaptureTest, contentListsApplicationsAndOwnWindows)
 TEST_F(X11CaptureTest, whatACompletionOwnsIsReleasedOnTheMainThread)
 {
     startDesktop({});
-    if (!captured)
-        return;
     captured->start({0, 0, 100, 100});
     const std::thread::id mainThread = std::this_thread::get_id();
     std::atomic<int> released = 0;
@@ -67,8 +64,6 @@ TEST_F(X11CaptureTest, whatACompletionOwnsIsReleasedOnTheMainThread)
 TEST_F(X11CaptureTest, whatIsStillPostedAtTheEndIsReleasedThoughItPostsOnceMore)
 {
     startDesktop({});
-    if (!captured)
-        return;
     auto engine =
         std::move(*x11::CaptureEngine::create(desktop->displayName(), {}, std::make_shared<x11::PaintedRegions>()));
     std::atomic<bool> isBusy = false;
@@ -99,8 +94,6 @@ TEST_F(X11CaptureTest, whatIsStillPostedAtTheEndIsReleasedThoughItPostsOnceMore)
 TEST_F(X11CaptureTest, theThreadEndsWheneverItIsAskedTo)
 {
     startDesktop({});
-    if (!captured)
-        return;
     for (int round = 0; round < 60; ++round) {
         auto engine =
             std::move(*x11::CaptureEngine::create(desktop->displayName(), {}, std::make_shared<x11::PaintedRegions>()));
@@ -126,8 +119,6 @@ TEST_F(X11CaptureTest, everyDepthOfTheRootIsCapturedExactly)
 {
     for (const int depth : {16, 30}) {
         startDesktop({.server = PrivateDesktop::Server::xvfb, .depth = depth});
-        if (!captured)
-            return;
         scene->add("a", {.geometry = {100, 100, 300, 200}, .seed = 1});
         scene->add("glass", {.geometry = {200, 150, 100, 100}, .seed = 2, .depth = 32});
         captured->start({51, 52, 501, 402});
@@ -141,8 +132,6 @@ TEST_F(X11CaptureTest, theServerOfRealDesktopsIsCapturedExactly)
 {
     startDesktop(
         {.server = PrivateDesktop::Server::xorgDummy, .windowManager = PrivateDesktop::WindowManager::openbox});
-    if (!captured)
-        return;
     scene->add("a", {.geometry = {100, 100, 300, 200}, .seed = 1});
     captured->start({50, 50, 500, 400});
     expectSameAsScreen({50, 50, 500, 400});
@@ -153,10 +142,8 @@ TEST_F(X11CaptureTest, theServerOfRealDesktopsIsCapturedExactly)
 TEST_F(X11CaptureTest, withoutCompositeTheRootIsCopiedAndTheUserIsTold)
 {
     startDesktop({.serverArguments = {"-extension", "Composite"}});
-    if (!captured)
-        return;
     if (captured->connection().extensions().composite.isPresent)
-        GTEST_SKIP() << "this server cannot leave COMPOSITE out";
+        skipTest("this server cannot leave COMPOSITE out");
     EXPECT_THAT(captured->capture().limitations(), ElementsAre(HasSubstr("no COMPOSITE extension")));
     scene->add("a", {.geometry = {100, 100, 300, 200}, .seed = 1});
     captured->start({50, 50, 500, 400});
@@ -168,8 +155,6 @@ TEST_F(X11CaptureTest, withoutCompositeTheRootIsCopiedAndTheUserIsTold)
 TEST_F(X11CaptureTest, withoutCompositeAndDamageBothAreNamed)
 {
     startDesktop({.serverArguments = {"-extension", "Composite", "-extension", "DAMAGE"}});
-    if (!captured)
-        return;
     EXPECT_THAT(captured->capture().limitations(),
                 ElementsAre(HasSubstr("no COMPOSITE extension"), HasSubstr("no DAMAGE extension")));
     scene->add("a", {.geometry = {100, 100, 300, 200}, .seed = 1});
@@ -180,8 +165,6 @@ TEST_F(X11CaptureTest, withoutCompositeAndDamageBothAreNamed)
 TEST_F(X11CaptureTest, theServersEndIsReported)
 {
     startDesktop({});
-    if (!captured)
-        return;
     captured->start({0, 0, 100, 100});
     scene.reset();
     desktop->server().terminate();
@@ -191,10 +174,8 @@ TEST_F(X11CaptureTest, theServersEndIsReported)
 TEST_F(X11CaptureTest, withoutDamageThePictureIsCopiedAtEveryInterval)
 {
     startDesktop({.serverArguments = {"-extension", "DAMAGE"}});
-    if (!captured)
-        return;
     if (captured->connection().extensions().damage.isPresent)
-        GTEST_SKIP() << "this server cannot leave DAMAGE out";
+        skipTest("this server cannot leave DAMAGE out");
     EXPECT_THAT(captured->capture().limitations(), ElementsAre(HasSubstr("no DAMAGE extension")));
     scene->add("a", {.geometry = {100, 100, 300, 200}, .seed = 1});
     captured->start({50, 50, 500, 400}, 20);

@@ -1,6 +1,7 @@
 // The X11 capture against real X servers: pictures equal to the desktop, pixel by pixel, without own windows.
 
 #include "tests/desktop/x11_capture_fixture.h"
+#include "tests/support/requirements.h"
 #include "tests/support/server_resources.h"
 
 #include <QPainter>
@@ -17,8 +18,6 @@ namespace {
 TEST_F(X11CaptureTest, showsWindowsAndBackgroundExactly)
 {
     startDesktop({});
-    if (!captured)
-        return;
     scene->add("back", {.geometry = {100, 80, 500, 400}, .seed = 1});
     scene->add("front", {.geometry = {300, 200, 400, 300}, .seed = 2, .borderWidth = 7});
     scene->add("round", {.geometry = {150, 300, 220, 180}, .seed = 3, .isRound = true});
@@ -29,8 +28,6 @@ TEST_F(X11CaptureTest, showsWindowsAndBackgroundExactly)
 TEST_F(X11CaptureTest, followsEveryKindOfChange)
 {
     startDesktop({});
-    if (!captured)
-        return;
     const QRect region(50, 50, 640, 480);
     captured->start({50, 50, 640, 480});
     scene->add("a", {.geometry = {100, 100, 300, 200}, .seed = 1});
@@ -58,8 +55,6 @@ TEST_F(X11CaptureTest, followsEveryKindOfChange)
 TEST_F(X11CaptureTest, ownWindowsAreNeverInThePicture)
 {
     startDesktop({});
-    if (!captured)
-        return;
     scene->add("below", {.geometry = {0, 0, 800, 600}, .seed = 5});
     captured->start({100, 100, 400, 300});
     captured->settle();
@@ -79,8 +74,6 @@ TEST_F(X11CaptureTest, ownWindowsAreNeverInThePicture)
 TEST_F(X11CaptureTest, ownManagedWindowsAreLeftOutWithTheirFrames)
 {
     startDesktop({.windowManager = PrivateDesktop::WindowManager::openbox});
-    if (!captured)
-        return;
     scene->add("below", {.geometry = {0, 0, 800, 600}, .seed = 5});
     scene->lower("below");
     captured->start({0, 0, 800, 600});
@@ -108,8 +101,6 @@ TEST_F(X11CaptureTest, ownManagedWindowsAreLeftOutWithTheirFrames)
 TEST_F(X11CaptureTest, aWindowLoweredToTheBottomStaysVisible)
 {
     startDesktop({});
-    if (!captured)
-        return;
     scene->add("desktop", {.geometry = {0, 0, 800, 600}, .seed = 5});
     scene->add("above", {.geometry = {50, 50, 80, 60}, .seed = 6});
     captured->start({0, 0, 400, 300});
@@ -122,8 +113,6 @@ TEST_F(X11CaptureTest, aWindowLoweredToTheBottomStaysVisible)
 TEST_F(X11CaptureTest, notificationsAreLeftOutWhenAsked)
 {
     startDesktop({});
-    if (!captured)
-        return;
     scene->add("below", {.geometry = {0, 0, 800, 600}, .seed = 5});
     scene->add("note", {.geometry = {150, 150, 200, 80}, .seed = 7, .type = Scene::Type::notification});
     captured->start({100, 100, 400, 300}, 60, true);
@@ -140,8 +129,6 @@ TEST_F(X11CaptureTest, notificationsAreLeftOutWhenAsked)
 TEST_F(X11CaptureTest, noFrameWhenNothingChanges)
 {
     startDesktop({});
-    if (!captured)
-        return;
     scene->add("inside", {.geometry = {100, 100, 300, 300}, .seed = 1});
     scene->add("outside", {.geometry = {700, 100, 300, 300}, .seed = 2});
     scene->add("hidden", {.geometry = {120, 120, 50, 50}, .seed = 3});
@@ -163,8 +150,6 @@ TEST_F(X11CaptureTest, noFrameWhenNothingChanges)
 TEST_F(X11CaptureTest, whatHappensToADamagedWindowOutsideIsSeenOnceItComesIn)
 {
     startDesktop({});
-    if (!captured)
-        return;
     scene->add("traveller", {.geometry = {700, 100, 200, 200}, .seed = 2});
     captured->start({50, 50, 500, 500});
     scene->repaint("traveller", 3);
@@ -177,14 +162,11 @@ TEST_F(X11CaptureTest, whatHappensToADamagedWindowOutsideIsSeenOnceItComesIn)
 TEST_F(X11CaptureTest, translucentWindowsUnderACompositorAndWithout)
 {
     startDesktop({});
-    if (!captured)
-        return;
     scene->add("below", {.geometry = {0, 0, 1280, 720}, .seed = 5});
     scene->add("glass", {.geometry = {120, 130, 200, 150}, .seed = 4, .depth = 32});
     captured->start({100, 100, 400, 300});
     expectSameAsScreen({100, 100, 400, 300});
-    if (findProgram("picom").empty())
-        GTEST_SKIP() << "picom is not installed";
+    requireProgram("picom");
     ASSERT_TRUE(desktop->startCompositor());
     ASSERT_TRUE(captured->pumpUntil([&] {
         return desktop->pixel(1000, 600) == Scene::pattern(5, {1280, 720}).pixelColor(1000, 600);
@@ -202,8 +184,6 @@ TEST_F(X11CaptureTest, noWindowStandsForTheBackgroundUnderACompositor)
     // KWin draws override-redirect windows above all managed ones: a stand-in would hide the whole desktop.
     startDesktop({.windowManager = PrivateDesktop::WindowManager::kwin,
                   .compositor = PrivateDesktop::Compositor::windowManagersOwn});
-    if (!captured)
-        return;
     scene->add("managed", {.geometry = {100, 100, 300, 200}, .seed = 5, .overrideRedirect = false});
     const QColor expected = Scene::pattern(5, {300, 200}).pixelColor(150, 100);
     captured->start({0, 0, 600, 400});
@@ -220,8 +200,6 @@ TEST_F(X11CaptureTest, noWindowStandsForTheBackgroundUnderACompositor)
 TEST_F(X11CaptureTest, randomDesktopsAreCapturedExactly)
 {
     startDesktop({});
-    if (!captured)
-        return;
     const QRect region(37, 41, 803, 601);
     captured->start({37, 41, 803, 601}, 120);
     captured->rest();

@@ -15,8 +15,6 @@ using X11LayerCostTest = X11LayerShapesTest;
 TEST_F(X11LayerCostTest, anOpaquePictureIsCopiedAndNothingElse)
 {
     startDesktop({});
-    if (IsSkipped())
-        return;
     const auto panel = showOpaque();
     panel->rootLayer().setBackgroundColor(Color{0, 0, 0, 1});
     const auto layer = addLayer(panel->rootLayer(), {0, 0, 64, 48});
@@ -44,8 +42,6 @@ TEST_F(X11LayerCostTest, anOpaquePictureIsCopiedAndNothingElse)
 TEST_F(X11LayerCostTest, aPictureIsBroughtOnceForAsLongAsItIsShown)
 {
     startDesktop({});
-    if (IsSkipped())
-        return;
     x11::ImageUploader uploader(*host->connection);
     x11::SurfacePictures pictures(*host->connection, uploader);
     const auto requestsFor = [&](const Surface& surface) {
@@ -69,8 +65,6 @@ TEST_F(X11LayerCostTest, aPictureIsBroughtOnceForAsLongAsItIsShown)
 TEST_F(X11LayerCostTest, twoPanelsShowAPictureThatIsBroughtOnce)
 {
     startDesktop({});
-    if (IsSkipped())
-        return;
     const auto first = host->makePanel({0, 0, 64, 48}, PanelStyle::fullScreen);
     const auto second = host->makePanel({100, 0, 64, 48}, PanelStyle::fullScreen);
     std::array layers{addLayer(first->rootLayer(), {0, 0, 64, 48}), addLayer(second->rootLayer(), {0, 0, 64, 48})};
@@ -101,8 +95,6 @@ TEST_F(X11LayerCostTest, twoPanelsShowAPictureThatIsBroughtOnce)
 TEST_F(X11LayerCostTest, whatDrawingTookIsGivenBackAWhileAfter)
 {
     startDesktop({});
-    if (IsSkipped())
-        return;
     const auto panel = showOpaque();
     host->pump();
     const std::uint32_t pixmaps = countOf("PIXMAP");
@@ -155,8 +147,6 @@ private:
 TEST_F(X11LayerCostTest, aTransactionPostsNothing)
 {
     startDesktop({});
-    if (IsSkipped())
-        return;
     CountingQueue queue;
     x11::X11Panels panels(*host->connection, *host->events, *host->screens, queue,
                           std::make_shared<x11::PaintedRegions>());

@@ -12,74 +12,73 @@ constexpr ImageTolerance composited{3, 0};
 /// The overlay of a desktop without compositing manager: its window has the layers' shape.
 class X11CutOutTest : public X11LayerShapesTest {
 protected:
-    [[nodiscard]] std::unique_ptr<Panel> showOverlay()
+    static constexpr QRect square{4, 4, 40, 40};
+
+    void SetUp() override
     {
-        auto panel = host->makePanel({0, 0, 64, 48});
+        startDesktop({});
+        panel = host->makePanel({0, 0, 64, 48});
         panel->orderFront();
-        return panel;
+        layer = addLayer(panel->rootLayer(), {4, 4, 40, 40});
     }
-    /// What is there of a circle in a square: pixels farther than one from its edge are.
-    static void expectCircle(const QImage& shown, const QRect& square, const QColor& inside, const QColor& outside)
+    void TearDown() override
     {
+        layer.reset();
+        panel.reset();
+        X11LayerShapesTest::TearDown();
+    }
+    [[nodiscard]] QImage shown() { return pictureOf({0, 0, 64, 48}); }
+    /// A circle fills the square: its pixels are there, but for those closer than one to its edge.
+    void expectCircle(const QColor& inside)
+    {
+        const QImage image = shown();
         const double radius = square.width() / 2.0;
         for (int y = 0; y < square.height(); ++y) {
             for (int x = 0; x < square.width(); ++x) {
                 const double fromCentre = std::hypot(x + 0.5 - radius, y + 0.5 - radius);
                 if (std::abs(fromCentre - radius) < 1)
                     continue;
-                ASSERT_EQ(shown.pixelColor(square.x() + x, square.y() + y), fromCentre < radius ? inside : outside)
+                ASSERT_EQ(image.pixelColor(square.x() + x, square.y() + y), fromCentre < radius ? inside : background)
                     << x << ", " << y;
             }
         }
     }
+
+    std::unique_ptr<Panel> panel;
+    std::shared_ptr<Layer> layer;
 };
 
 TEST_F(X11CutOutTest, aCircleIsCutAsSpans)
 {
-    startDesktop({});
-    if (IsSkipped())
-        return;
-    const auto panel = showOverlay();
-    const auto layer = addLayer(panel->rootLayer(), {4, 4, 40, 40});
     layer->setCornerRadius(20);
     const QColor color(250, 150, 0);
     layer->setBackgroundColor(Color{color.redF(), color.greenF(), 0, 1});
-    expectCircle(pictureOf({0, 0, 64, 48}), {4, 4, 40, 40}, color, background);
+    expectCircle(color);
 
     layer->setBackgroundColor(std::nullopt);
     layer->setContents(bufferSurfaceOf(filled({80, 40}, Qt::cyan)));
-    expectCircle(pictureOf({0, 0, 64, 48}), {4, 4, 40, 40}, Qt::cyan, background);
+    expectCircle(Qt::cyan);
 
     layer->setContents(surfaceOf(filled({80, 40}, Qt::magenta)));
-    expectCircle(pictureOf({0, 0, 64, 48}), {4, 4, 40, 40}, Qt::magenta, background);
+    expectCircle(Qt::magenta);
 }
 
 TEST_F(X11CutOutTest, aWebcamLikeGroupIsCutAsOne)
 {
-    startDesktop({});
-    if (IsSkipped())
-        return;
-    const auto panel = showOverlay();
-    const auto layer = addLayer(panel->rootLayer(), {4, 4, 40, 40});
     layer->setCornerRadius(20);
     layer->setMasksToBounds(true);
     layer->setBackgroundColor(Color{0, 0, 0, 1});
     const auto picture = addLayer(*layer, {0, 0, 40, 40});
     picture->setContents(bufferSurfaceOf(filled({80, 40}, Qt::cyan)));
-    expectCircle(pictureOf({0, 0, 64, 48}), {4, 4, 40, 40}, Qt::cyan, background);
+    expectCircle(Qt::cyan);
     picture->setContents(surfaceOf(filled({80, 40}, Qt::magenta)));
-    expectCircle(pictureOf({0, 0, 64, 48}), {4, 4, 40, 40}, Qt::magenta, background);
+    expectCircle(Qt::magenta);
     picture->setContents(nullptr);
-    expectCircle(pictureOf({0, 0, 64, 48}), {4, 4, 40, 40}, Qt::black, background);
+    expectCircle(Qt::black);
 }
 
 TEST_F(X11CutOutTest, whatIsFadedBelowHalfIsGoneAndComesBack)
 {
-    startDesktop({});
-    if (IsSkipped())
-        return;
-    const auto panel = showOverlay();
-    const auto layer = addLayer(panel->rootLayer(), {4, 4, 40, 40});
     layer->setBackgroundColor(Color{0, 0, 0, 1});
     const auto controls = addLayer(panel->rootLayer(), {10, 10, 5, 5});
     controls->setBackgroundColor(Color{1, 0, 0, 1});
@@ -91,28 +90,23 @@ TEST_F(X11CutOutTest, whatIsFadedBelowHalfIsGoneAndComesBack)
             picture->setContents(bufferSurfaceOf(filled({40, 40}, Qt::cyan)));
         layer->setOpacity(1);
         QImage expected = filled({64, 48}, background);
-        QPainter(&expected).fillRect(4, 4, 40, 40, Qt::cyan);
+        QPainter(&expected).fillRect(square, Qt::cyan);
         QPainter(&expected).fillRect(10, 10, 5, 5, Qt::red);
-        EXPECT_TRUE(imagesMatch(pictureOf({0, 0, 64, 48}), expected));
+        EXPECT_TRUE(imagesMatch(shown(), expected));
         layer->setOpacity(0.2);
         expected.fill(background);
         QPainter(&expected).fillRect(10, 10, 5, 5, Qt::red);
-        EXPECT_TRUE(imagesMatch(pictureOf({0, 0, 64, 48}), expected));
+        EXPECT_TRUE(imagesMatch(shown(), expected));
         layer->setOpacity(0.6);
-        QPainter(&expected).fillRect(4, 4, 40, 40, Qt::cyan);
+        QPainter(&expected).fillRect(square, Qt::cyan);
         QPainter(&expected).fillRect(10, 10, 5, 5, Qt::red);
-        EXPECT_TRUE(imagesMatch(pictureOf({0, 0, 64, 48}), expected, {2, 0}));
+        EXPECT_TRUE(imagesMatch(shown(), expected, {2, 0}));
         picture->removeFromSuperlayer();
     }
 }
 
 TEST_F(X11CutOutTest, aPictureWithoutBackgroundIsCutAlongItsAlpha)
 {
-    startDesktop({});
-    if (IsSkipped())
-        return;
-    const auto panel = showOverlay();
-    const auto layer = addLayer(panel->rootLayer(), {4, 4, 40, 40});
     layer->setMirrored(true);
     QImage person(40, 40, QImage::Format_ARGB32_Premultiplied);
     person.fill(Qt::transparent);
@@ -123,7 +117,7 @@ TEST_F(X11CutOutTest, aPictureWithoutBackgroundIsCutAlongItsAlpha)
     layer->setContents(bufferSurfaceOf(person));
     QImage expected = filled({64, 48}, background);
     QPainter(&expected).fillRect(34, 14, 10, 30, Qt::green);
-    EXPECT_TRUE(imagesMatch(pictureOf({0, 0, 64, 48}), expected));
+    EXPECT_TRUE(imagesMatch(shown(), expected));
 }
 
 TEST_F(X11LayerShapesTest, overACompositedDesktopAFadedCircleIsBlendedOnceAndSmoothly)
@@ -131,8 +125,6 @@ TEST_F(X11LayerShapesTest, overACompositedDesktopAFadedCircleIsBlendedOnceAndSmo
     PrivateDesktop::Options options;
     options.compositor = PrivateDesktop::Compositor::picom;
     startDesktop(options);
-    if (IsSkipped())
-        return;
     // Compositing managers take a plain color of the root for no background at all.
     xcb_connection_t* const raw = desktop->connection();
     const xcb_window_t backdrop = xcb_generate_id(raw);

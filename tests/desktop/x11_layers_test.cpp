@@ -17,8 +17,6 @@ class X11LayersTest : public LayersTest {};
 TEST_F(X11LayersTest, aSurfaceOfTheSameSizeIsShownPixelByPixelAndTheRestIsBlack)
 {
     startDesktop({});
-    if (IsSkipped())
-        return;
     const QImage picture = noise({40, 30}, 1);
     const auto panel = showOpaque();
     const auto layer = addLayer(panel->rootLayer(), {-10, 5, 40, 30});
@@ -39,8 +37,6 @@ TEST_F(X11LayersTest, aSurfaceOfTwoPixelsAPointIsExactAtScaleTwo)
     Options options;
     options.dotsPerInch = 192;
     startDesktop(options);
-    if (IsSkipped())
-        return;
     const QImage picture = noise({128, 96}, 2);
     const auto panel = showOpaque();
     addLayer(panel->rootLayer(), {0, 0, 64, 48})->setContents(surfaceOf(picture));
@@ -50,8 +46,6 @@ TEST_F(X11LayersTest, aSurfaceOfTwoPixelsAPointIsExactAtScaleTwo)
 TEST_F(X11LayersTest, aSurfaceIsStretchedToTheLayerUpToItsEdges)
 {
     startDesktop({});
-    if (IsSkipped())
-        return;
     QImage halves = filled({16, 12}, Qt::red);
     QPainter(&halves).fillRect(8, 0, 8, 12, Qt::blue);
     const auto panel = showOpaque();
@@ -72,8 +66,6 @@ TEST_F(X11LayersTest, aSurfaceIsStretchedToTheLayerUpToItsEdges)
 TEST_F(X11LayersTest, onlyWhatTheNextPictureCallsChangedIsDrawn)
 {
     startDesktop({});
-    if (IsSkipped())
-        return;
     const auto panel = showOpaque();
     const auto layer = addLayer(panel->rootLayer(), {0, 0, 64, 48});
     const auto storage = host->makePixmap(filled({64, 48}, Qt::red));
@@ -96,8 +88,6 @@ TEST_F(X11LayersTest, onlyWhatTheNextPictureCallsChangedIsDrawn)
 TEST_F(X11LayersTest, layersStandByTheirPositionAndBlendByTheirOpacity)
 {
     startDesktop({});
-    if (IsSkipped())
-        return;
     const auto panel = showOpaque();
     const auto front = addLayer(panel->rootLayer(), {10, 10, 20, 20});
     front->setZPosition(1);
@@ -132,8 +122,6 @@ TEST_F(X11LayersTest, layersStandByTheirPositionAndBlendByTheirOpacity)
 TEST_F(X11LayersTest, waitsForWhoeverMakesThePicture)
 {
     startDesktop({});
-    if (IsSkipped())
-        return;
     const auto panel = showOpaque();
     xcb_connection_t* const maker = desktop->connection();
     const xcb_sync_counter_t counter = xcb_generate_id(maker);
@@ -164,8 +152,6 @@ TEST_F(X11LayersTest, waitsForWhoeverMakesThePicture)
 TEST_F(X11LayersTest, aTransactionDrawsWhenItEnds)
 {
     startDesktop({});
-    if (IsSkipped())
-        return;
     const auto panel = showOpaque();
     {
         const LayerTransaction transaction(panel->rootLayer());
@@ -179,8 +165,6 @@ TEST_F(X11LayersTest, aTransactionDrawsWhenItEnds)
 TEST_F(X11LayersTest, onlyCoveredRectanglesArePaintedAndWhatIsGivenUpIsOpenAgain)
 {
     startDesktop({});
-    if (IsSkipped())
-        return;
     const auto panel = host->makePanel({0, 0, 1280, 720});
     Layer& layer = panel->rootLayer();
     std::vector<Rect> painted;
@@ -224,8 +208,6 @@ INSTANTIATE_TEST_SUITE_P(, X11LayersAtScalesTest, testing::Values(96, 120, 144, 
 TEST_P(X11LayersAtScalesTest, aSurfaceOfTheDisplaysPixelsIsExact)
 {
     start();
-    if (IsSkipped())
-        return;
     const QRect pixels = pixelsOf({0, 0, 64, 48}, scale);
     const QImage picture = noise(pixels.size(), 4);
     const auto panel = showOpaque();
@@ -240,8 +222,6 @@ TEST_P(X11LayersAtScalesTest, aSurfaceOfTheDisplaysPixelsIsExact)
 TEST_P(X11LayersAtScalesTest, guidesAtFractionalPlacesAreSmoothAndLeaveNothingBehindWhenTheyMove)
 {
     start();
-    if (IsSkipped())
-        return;
     const auto panel = showOpaque();
     const auto guide = addLayer(panel->rootLayer(), {0, 0, 64, 48});
     Rect line;
@@ -269,13 +249,11 @@ TEST_P(X11LayersAtScalesTest, guidesAtFractionalPlacesAreSmoothAndLeaveNothingBe
 }
 
 /// Root windows of fewer and of more bits than the usual, and servers without shared memory or large requests.
-class X11LayersOnServersTest : public X11LayersTest, public testing::WithParamInterface<Options> {};
+class X11LayersOnServersTest : public X11LayersTest, public testing::WithParamInterface<ServerCase> {};
 
 TEST_P(X11LayersOnServersTest, surfacesAndPaintingsAreShown)
 {
-    startDesktop(GetParam());
-    if (IsSkipped())
-        return;
+    startDesktop(GetParam().options());
     const auto panel = host->makePanel({0, 0, 400, 300}, PanelStyle::fullScreen);
     panel->orderFront();
     const QImage picture = noise({40, 30}, 3);
@@ -302,25 +280,12 @@ TEST_P(X11LayersOnServersTest, surfacesAndPaintingsAreShown)
     EXPECT_TRUE(imagesMatch(pictureOf({0, 320, 1200, 400}), kept(filled({1200, 400}, QColor(9, 90, 255)))));
 }
 
-Options server(int depth, std::vector<std::string> arguments)
-{
-    Options options;
-    options.server = PrivateDesktop::Server::xvfb;
-    options.depth = depth;
-    options.serverArguments = std::move(arguments);
-    return options;
-}
-
-std::string serverName(const testing::TestParamInfo<Options>& parameter)
-{
-    const std::array names{"depth16", "depth30", "withoutSharedMemory", "withoutLargeRequests"};
-    return names.at(parameter.index);
-}
-
-INSTANTIATE_TEST_SUITE_P(, X11LayersOnServersTest,
-                         testing::Values(server(16, {}), server(30, {}), server(24, {"-extension", "MIT-SHM"}),
-                                         server(24, {"-extension", "MIT-SHM", "-extension", "BIG-REQUESTS"})),
-                         serverName);
+INSTANTIATE_TEST_SUITE_P(
+    , X11LayersOnServersTest,
+    testing::Values(ServerCase{"depth16", 16}, ServerCase{"depth30", 30},
+                    ServerCase{"withoutSharedMemory", 24, {"-extension", "MIT-SHM"}},
+                    ServerCase{"withoutLargeRequests", 24, {"-extension", "MIT-SHM", "-extension", "BIG-REQUESTS"}}),
+    serverName);
 
 } // namespace
 } // namespace nimbrale::test

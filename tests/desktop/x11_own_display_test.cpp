@@ -9,6 +9,7 @@
 #include "tests/fakes/fake_workspace.h"
 #include "tests/fakes/offscreen_application.h"
 #include "tests/support/image_compare.h"
+#include "tests/support/requirements.h"
 #include "tests/support/scene.h"
 
 #include <QPainter>
@@ -48,15 +49,11 @@ protected:
     void SetUp() override
     {
         const Surroundings& around = GetParam();
-        std::string reason;
-        desktop = PrivateDesktop::start(
-            {.server = around.server, .windowManager = around.windowManager, .compositor = around.compositor}, reason);
-        if (!desktop)
-            GTEST_SKIP() << reason;
+        desktop = requireDesktop(
+            {.server = around.server, .windowManager = around.windowManager, .compositor = around.compositor});
         desktop->setBackground(QColor(30, 60, 90));
         desktop->movePointer({1200, 700});
-        scene = Scene::start(*desktop);
-        ASSERT_TRUE(scene);
+        scene = requireScene(*desktop);
         reader = std::move(*x11::Connection::open(desktop->displayName()));
         auto made = x11::createX11Platform(queue, workspace, desktop->displayName());
         ASSERT_TRUE(made) << made.error().message;

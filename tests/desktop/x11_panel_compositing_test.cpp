@@ -2,11 +2,11 @@
 
 #include "tests/desktop/panel_test.h"
 #include "tests/support/image_compare.h"
+#include "tests/support/requirements.h"
 
 namespace nimbrale::test {
 namespace {
 
-using Options = PrivateDesktop::Options;
 using WindowManager = PrivateDesktop::WindowManager;
 using Compositor = PrivateDesktop::Compositor;
 
@@ -21,10 +21,7 @@ INSTANTIATE_TEST_SUITE_P(, X11PanelOnBothTest, testing::Values(Compositor::none,
 TEST_F(X11PanelTest, followsACompositorThatComesAndGoes)
 {
     startScene({});
-    if (IsSkipped())
-        return;
-    if (findProgram("picom").empty())
-        GTEST_SKIP() << "picom is not installed";
+    requireProgram("picom");
     addBackdrop();
     const auto panel = showFrame();
     for (int round = 0; round < 2; ++round) {
@@ -48,12 +45,7 @@ INSTANTIATE_TEST_SUITE_P(, X11PanelOnDesktopsTest,
 
 TEST_P(X11PanelOnDesktopsTest, isBlendedWithoutAShadow)
 {
-    Options options;
-    options.windowManager = GetParam();
-    options.compositor = Compositor::windowManagersOwn;
-    startScene(options);
-    if (IsSkipped())
-        return;
+    startScene({.windowManager = GetParam(), .compositor = Compositor::windowManagersOwn});
     // xfwm4 steps aside for a window that covers everything and is not left to it, and shows nothing above it then.
     addBackdrop(700);
     const auto panel = showFrame();
@@ -68,19 +60,9 @@ TEST_P(X11PanelOnDesktopsTest, isBlendedWithoutAShadow)
 
 TEST_P(X11PanelOnDesktopsTest, isSeenAboveAFullScreenWindow)
 {
-    Options options;
-    options.windowManager = GetParam();
-    options.compositor = Compositor::windowManagersOwn;
-    startScene(options);
-    if (IsSkipped())
-        return;
+    startScene({.windowManager = GetParam(), .compositor = Compositor::windowManagersOwn});
     const auto panel = showFrame();
-    Scene::Window film;
-    film.geometry = {0, 0, 1280, 720};
-    film.seed = 0;
-    film.overrideRedirect = false;
-    film.isFullScreen = true;
-    scene->add("film", film);
+    scene->add("film", {.geometry = {0, 0, 1280, 720}, .seed = 0, .overrideRedirect = false, .isFullScreen = true});
     EXPECT_TRUE(host->pumpUntil([&] { return desktop->pixel(640, 700) == QColor(Qt::white); }, Milliseconds{5000}));
     EXPECT_TRUE(host->pumpUntil([&] { return desktop->pixel(100 + 22, 80 + 22) == yellow; }, Milliseconds{5000}));
     // Still so after the window has drawn, which is when some compositing managers think of stepping aside.
@@ -92,14 +74,8 @@ TEST_P(X11PanelOnDesktopsTest, isSeenAboveAFullScreenWindow)
 
 TEST_P(X11PanelOnBothTest, onlyTheMouseRegionTakesClicks)
 {
-    Options options;
-    options.compositor = GetParam();
-    startScene(options);
-    if (IsSkipped())
-        return;
-    Scene::Window below;
-    below.geometry = {0, 0, 600, 400};
-    scene->add("below", below);
+    startScene({.compositor = GetParam()});
+    scene->add("below", {.geometry = {0, 0, 600, 400}});
     const auto panel = showFrame();
     int presses = 0;
     MouseEvent last;
@@ -133,11 +109,7 @@ TEST_P(X11PanelOnBothTest, onlyTheMouseRegionTakesClicks)
 
 TEST_P(X11PanelOnBothTest, growingToTheWholeDisplayKeepsThePictureInPlace)
 {
-    Options options;
-    options.compositor = GetParam();
-    startScene(options);
-    if (IsSkipped())
-        return;
+    startScene({.compositor = GetParam()});
     addBackdrop();
     const auto panel = host->makePanel(panelPlace);
     int paintings = 0;

@@ -1,6 +1,7 @@
 // Panels and screen lockers: nothing of ours lies over a locked screen, and nothing else makes panels give way.
 
 #include "tests/desktop/panel_test.h"
+#include "tests/support/requirements.h"
 
 namespace nimbrale::test {
 
@@ -55,13 +56,8 @@ INSTANTIATE_TEST_SUITE_P(WindowManagers, X11PanelLockersTest,
 
 TEST_P(X11PanelLockersTest, theFrameIsNeverOverALockedScreenAndComesBackAfterwards)
 {
-    if (findProgram("i3lock").empty())
-        GTEST_SKIP() << "i3lock is not installed";
-    PrivateDesktop::Options options;
-    options.windowManager = GetParam();
-    startDesktop(options);
-    if (IsSkipped())
-        return;
+    requireProgram("i3lock");
+    startDesktop({.windowManager = GetParam()});
     const auto panel = showFrame();
     ASSERT_TRUE(host->pumpUntil([&] { return colorAt(onFrame) == yellow; }));
     for (int round = 0; round < 5; ++round) {
@@ -79,8 +75,6 @@ TEST_P(X11PanelLockersTest, theFrameIsNeverOverALockedScreenAndComesBackAfterwar
 TEST_F(X11PanelLockTest, aFullScreenWindowThatTakesTheKeyboardLaterIsALockerFromThenOn)
 {
     startScene({});
-    if (IsSkipped())
-        return;
     const auto panel = showFrame();
     scene->add("cover", {.geometry = {0, 0, 1280, 720}, .seed = 0, .color = lockColor});
     ASSERT_TRUE(host->pumpUntil([&] { return colorAt(onFrame) == yellow; })) << "it might be a game or a viewer";
@@ -98,11 +92,7 @@ TEST_F(X11PanelLockTest, aFullScreenWindowThatTakesTheKeyboardLaterIsALockerFrom
 
 TEST_F(X11PanelLockTest, aMenuThatTakesTheKeyboardDoesNotHideTheFrame)
 {
-    PrivateDesktop::Options options;
-    options.windowManager = PrivateDesktop::WindowManager::openbox;
-    startScene(options);
-    if (IsSkipped())
-        return;
+    startScene({.windowManager = PrivateDesktop::WindowManager::openbox});
     // A full-screen viewer that the window manager manages, and a background that none manages, far below.
     scene->add("wallpaper", {.geometry = {0, 0, 1280, 720}, .seed = 0, .color = Qt::blue});
     scene->lower("wallpaper");

@@ -40,11 +40,7 @@ INSTANTIATE_TEST_SUITE_P(WindowManagers, X11PanelWorkspacesTest,
 
 TEST_P(X11PanelWorkspacesTest, theFrameIsOnEveryWorkspaceInFrontOfItsWindows)
 {
-    PrivateDesktop::Options options;
-    options.windowManager = GetParam();
-    startScene(options);
-    if (IsSkipped())
-        return;
+    startScene({.windowManager = GetParam()});
     constexpr std::uint32_t count = 3;
     askManager("_NET_NUMBER_OF_DESKTOPS", count);
     ASSERT_TRUE(host->pumpUntil([&] { return rootNumber("_NET_NUMBER_OF_DESKTOPS") == count; }));
@@ -59,12 +55,8 @@ TEST_P(X11PanelWorkspacesTest, theFrameIsOnEveryWorkspaceInFrontOfItsWindows)
     for (std::uint32_t workspace = 0; workspace < count; ++workspace) {
         askManager("_NET_CURRENT_DESKTOP", workspace);
         ASSERT_TRUE(host->pumpUntil([&] { return rootNumber("_NET_CURRENT_DESKTOP") == workspace; }));
-        Scene::Window window;
-        window.geometry = {60, 60, 400, 300};
-        window.seed = 0;
-        window.color = colors[workspace];
-        window.overrideRedirect = false;
-        scene->add("window" + std::to_string(workspace), window);
+        scene->add("window" + std::to_string(workspace),
+                   {.geometry = {60, 60, 400, 300}, .seed = 0, .color = colors[workspace], .overrideRedirect = false});
         ASSERT_TRUE(host->pumpUntil([&] { return isWindowSeen(workspace); }));
         EXPECT_TRUE(host->pumpUntil(isFrameSeen)) << "workspace " << workspace;
     }

@@ -1,6 +1,7 @@
 // What the capture shows where no window covers the root: whatever the desktop shows there, also below own windows.
 
 #include "tests/desktop/x11_capture_fixture.h"
+#include "tests/support/requirements.h"
 
 #include <QPainter>
 
@@ -41,8 +42,6 @@ protected:
     void startCaptured(const Options& options = {})
     {
         startDesktop(options);
-        if (!captured)
-            return;
         captured->start({double(region.x()), double(region.y()), double(region.width()), double(region.height())});
         makeOwnWindow(ownArea);
         captured->settle();
@@ -135,8 +134,6 @@ private:
 TEST_F(RootBackgroundTest, aColorSetWhileCapturingIsSeenOnTheDesktopAndInThePicture)
 {
     startCaptured();
-    if (!captured)
-        return;
     ASSERT_FALSE(findProgram("xsetroot").empty());
     EXPECT_TRUE(becomes(filled(QColor(30, 60, 90))));
     for (const char* const color : {"#406080", "#c02010"}) {
@@ -150,8 +147,6 @@ TEST_F(RootBackgroundTest, aColorSetWhileCapturingIsSeenOnTheDesktopAndInThePict
 TEST_F(RootBackgroundTest, aTiledBackgroundIsExactAlsoBelowAnOwnWindow)
 {
     startCaptured();
-    if (!captured)
-        return;
     const QImage tile = makePattern({37, 23}, 3);
     setRootTile(tile);
     clearRoot();
@@ -162,8 +157,6 @@ TEST_F(RootBackgroundTest, aTiledBackgroundIsExactAlsoBelowAnOwnWindow)
 TEST_F(RootBackgroundTest, aBackgroundSetBeforeTheRootGrewCoversAllOfIt)
 {
     startCaptured();
-    if (!captured)
-        return;
     const QImage tile = makePattern({37, 23}, 5);
     setRootTile(tile);
     ASSERT_TRUE(desktop->arrangeOutputs({{0, 0, 1600, 1000}}));
@@ -176,8 +169,6 @@ TEST_F(RootBackgroundTest, aBackgroundSetBeforeTheRootGrewCoversAllOfIt)
 TEST_F(RootBackgroundTest, whatAProgramDrawsOnTheRootIsInThePicture)
 {
     startCaptured();
-    if (!captured)
-        return;
     xcb_connection_t* const raw = desktop->connection();
     const xcb_gcontext_t context = xcb_generate_id(raw);
     const std::uint32_t color = 0x00ff80;
@@ -195,8 +186,6 @@ TEST_F(RootBackgroundTest, whatAProgramDrawsOnTheRootIsInThePicture)
 TEST_F(RootBackgroundTest, aWallpaperChangesAndGoes)
 {
     startCaptured();
-    if (!captured)
-        return;
     const QImage first = makePattern({rootWidth, rootHeight}, 1);
     const QImage second = makePattern({rootWidth, rootHeight}, 2);
     setWallpaper(makePixmap(first));
@@ -212,8 +201,6 @@ TEST_F(RootBackgroundTest, aWallpaperChangesAndGoes)
 TEST_F(RootBackgroundTest, aColorSetAfterAWallpaperIsSeenThoughItsPropertyStays)
 {
     startCaptured();
-    if (!captured)
-        return;
     const QImage wallpaper = makePattern({rootWidth, rootHeight}, 1);
     setWallpaper(makePixmap(wallpaper));
     EXPECT_TRUE(becomes(wallpaper.copy(region)));
@@ -224,8 +211,6 @@ TEST_F(RootBackgroundTest, aColorSetAfterAWallpaperIsSeenThoughItsPropertyStays)
 TEST_F(RootBackgroundTest, nothingCoversTheRoot)
 {
     startCaptured();
-    if (!captured)
-        return;
     xcb_connection_t* const raw = desktop->connection();
     const x11::Reply<xcb_query_tree_reply_t> tree(
         xcb_query_tree_reply(raw, xcb_query_tree(raw, desktop->screen().root), nullptr));
@@ -245,8 +230,6 @@ TEST_F(RootBackgroundTest, nothingCoversTheRoot)
 TEST_F(RootBackgroundTest, aBareDesktopAtRestCostsNoPicture)
 {
     startCaptured();
-    if (!captured)
-        return;
     desktop->setBackground(QColor(1, 2, 3));
     EXPECT_TRUE(becomes(filled(QColor(1, 2, 3))));
     captured->rest();
@@ -274,8 +257,7 @@ class ComposedBackgroundTest : public RootBackgroundTest {
 protected:
     void startComposed()
     {
-        if (findProgram("picom").empty())
-            GTEST_SKIP() << "picom is not installed";
+        requireProgram("picom");
         startCaptured({.compositor = PrivateDesktop::Compositor::picom});
     }
 };
@@ -283,8 +265,6 @@ protected:
 TEST_F(ComposedBackgroundTest, theWallpaperChangesAndGoes)
 {
     startComposed();
-    if (!captured)
-        return;
     const QImage first = makePattern({rootWidth, rootHeight}, 1);
     const QImage second = makePattern({rootWidth, rootHeight}, 2);
     setWallpaper(makePixmap(first));
@@ -301,8 +281,6 @@ TEST_F(ComposedBackgroundTest, theWallpaperChangesAndGoes)
 TEST_F(ComposedBackgroundTest, aWallpaperSmallerThanTheRootIsTiled)
 {
     startComposed();
-    if (!captured)
-        return;
     const QImage tile = makePattern({130, 70}, 4);
     setWallpaper(makePixmap(tile));
     EXPECT_TRUE(becomes(tiled(tile, region)));
@@ -312,8 +290,6 @@ TEST_F(ComposedBackgroundTest, aWallpaperSmallerThanTheRootIsTiled)
 TEST_F(ComposedBackgroundTest, aWallpaperWhosePixmapIsGoneIsNone)
 {
     startComposed();
-    if (!captured)
-        return;
     const QImage first = makePattern({rootWidth, rootHeight}, 1);
     setWallpaper(makePixmap(first));
     EXPECT_TRUE(becomes(first.copy(region)));
@@ -328,8 +304,6 @@ TEST_F(ComposedBackgroundTest, aWallpaperWhosePixmapIsGoneIsNone)
 TEST_F(ComposedBackgroundTest, aPropertyThatNamesAWindowIsRefused)
 {
     startComposed();
-    if (!captured)
-        return;
     const QImage first = makePattern({rootWidth, rootHeight}, 1);
     setWallpaper(makePixmap(first));
     EXPECT_TRUE(becomes(first.copy(region)));

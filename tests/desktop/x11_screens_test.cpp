@@ -8,17 +8,8 @@ namespace nimbrale::test {
 
 namespace {
 
-class ScreensTest : public testing::Test {
+class ScreensTest : public DisplaysTest {
 protected:
-    void start(const PrivateDesktop::Options& options)
-    {
-        std::string reason;
-        desktop_ = PrivateDesktop::start(options, reason);
-        if (!desktop_)
-            GTEST_SKIP() << reason;
-        host_ = std::make_unique<DisplaysHost>(*desktop_);
-    }
-
     [[nodiscard]] x11::X11Screens& screens() { return *host_->screens; }
 
     [[nodiscard]] Screen named(const std::string& name)
@@ -57,16 +48,11 @@ protected:
     }
 
     [[nodiscard]] xcb_atom_t atom(const std::string& name) { return host_->connection->atom(name); }
-
-    std::unique_ptr<PrivateDesktop> desktop_;
-    std::unique_ptr<DisplaysHost> host_;
 };
 
 TEST_F(ScreensTest, OneDisplayIsTheMainOneAndStartsAtTheOrigin)
 {
     start({.width = 1280, .height = 720});
-    if (IsSkipped())
-        return;
     ASSERT_EQ(screens().screens().size(), 1U);
     const Screen screen = screens().screens().front();
     EXPECT_EQ(screen.frame, (Rect{0, 0, 1280, 720}));
@@ -80,8 +66,6 @@ TEST_F(ScreensTest, OneDisplayIsTheMainOneAndStartsAtTheOrigin)
 TEST_F(ScreensTest, AnIdentifierIsTheSameAfterARestart)
 {
     start({});
-    if (IsSkipped())
-        return;
     const DisplayID before = screens().mainDisplay();
     host_.reset();
     host_ = std::make_unique<DisplaysHost>(*desktop_);
@@ -91,8 +75,6 @@ TEST_F(ScreensTest, AnIdentifierIsTheSameAfterARestart)
 TEST_F(ScreensTest, APluggedInDisplayIsToldWithItsPlace)
 {
     start({.width = 1280, .height = 720});
-    if (IsSkipped())
-        return;
     int changes = 0;
     const Subscription subscription = screens().observeChanges([&changes] { ++changes; });
     ASSERT_TRUE(desktop_->arrangeOutputs({{0, 0, 1280, 720}, {1280, 0, 800, 600}}));
@@ -110,8 +92,6 @@ TEST_F(ScreensTest, APluggedInDisplayIsToldWithItsPlace)
 TEST_F(ScreensTest, ThePrimaryDisplayIsTheOriginWhereverItLies)
 {
     start({.width = 1280, .height = 720});
-    if (IsSkipped())
-        return;
     ASSERT_TRUE(desktop_->arrangeOutputs({{0, 0, 1280, 720}, {1280, 0, 800, 600}}));
     ASSERT_TRUE(DisplaysHost::pumpUntil([&] { return screens().screens().size() == 2; }));
     desktop_->run("xrandr", {"--output", "VNC-1", "--primary"});
@@ -124,8 +104,6 @@ TEST_F(ScreensTest, ThePrimaryDisplayIsTheOriginWhereverItLies)
 TEST_F(ScreensTest, DotsPerInchScaleAllRealDisplays)
 {
     start({.width = 1280, .height = 720, .dotsPerInch = 144});
-    if (IsSkipped())
-        return;
     const Screen screen = screens().screens().front();
     EXPECT_EQ(screen.backingScaleFactor, 1.5);
     EXPECT_EQ(screen.frame, (Rect{0, 0, 1280 / 1.5, 480}));
@@ -138,8 +116,6 @@ TEST_F(ScreensTest, DotsPerInchScaleAllRealDisplays)
 TEST_F(ScreensTest, TheOwnMonitorHasScaleOneAndIsNeverTheMainDisplay)
 {
     start({.width = 1280, .height = 720, .dotsPerInch = 192});
-    if (IsSkipped())
-        return;
     ASSERT_TRUE(desktop_->resizeScreen({1280 + 400, 720 + 300}));
     desktop_->setMonitor("Ours", {1280, 720, 400, 300});
     const DisplayID expected = screens().displayIDForMonitor(atom("Ours"));
@@ -160,8 +136,6 @@ TEST_F(ScreensTest, TheOwnMonitorHasScaleOneAndIsNeverTheMainDisplay)
 TEST_F(ScreensTest, APanelTakesItsPartOfItsOwnDisplayOnly)
 {
     start({.width = 1280, .height = 720, .windowManager = PrivateDesktop::WindowManager::openbox});
-    if (IsSkipped())
-        return;
     ASSERT_TRUE(desktop_->arrangeOutputs({{0, 0, 1280, 720}, {1280, 0, 800, 720}}));
     ASSERT_TRUE(DisplaysHost::pumpUntil([&] { return screens().screens().size() == 2; }));
     const xcb_window_t panel = showPanel({0, 0, 1280, 30}, {0, 0, 30, 0, 0, 0, 0, 0, 0, 1279, 0, 0});
@@ -179,8 +153,6 @@ TEST_F(ScreensTest, APanelTakesItsPartOfItsOwnDisplayOnly)
 TEST_F(ScreensTest, APanelTakesWholePoints)
 {
     start({.width = 1280, .height = 720, .dotsPerInch = 144, .windowManager = PrivateDesktop::WindowManager::openbox});
-    if (IsSkipped())
-        return;
     showPanel({0, 0, 1280, 32}, {0, 0, 32, 0, 0, 0, 0, 0, 0, 1279, 0, 0});
     // 32 pixels are 21.33 points, of which a stored place, in whole points, knows nothing.
     EXPECT_TRUE(DisplaysHost::pumpUntil([&] { return named("VNC-0").visibleFrame.maxY() == 480 - 22; }));
@@ -190,8 +162,6 @@ TEST_F(ScreensTest, APanelTakesWholePoints)
 TEST_F(ScreensTest, WhileAMouseEventIsDealtWithThePointerIsWhereItHappened)
 {
     start({.width = 1280, .height = 720});
-    if (IsSkipped())
-        return;
     desktop_->movePointer({100, 50});
     {
         const auto held = screens().pointer().hold({30, 20});
@@ -203,8 +173,6 @@ TEST_F(ScreensTest, WhileAMouseEventIsDealtWithThePointerIsWhereItHappened)
 TEST_F(ScreensTest, ThePartPerDisplayThatAWindowManagerTellsCounts)
 {
     start({.width = 1280, .height = 720});
-    if (IsSkipped())
-        return;
     const std::array<std::uint32_t, 4> area = {0, 27, 1280, 693};
     xcb_change_property(desktop_->connection(), XCB_PROP_MODE_REPLACE, desktop_->screen().root,
                         atom("_GTK_WORKAREAS_D0"), XCB_ATOM_CARDINAL, 32, 4, area.data());
@@ -220,8 +188,6 @@ TEST_F(ScreensTest, WithoutRandrTheWholeScreenIsOneDisplay)
            .width = 900,
            .height = 500,
            .serverArguments = {"-extension", "RANDR"}});
-    if (IsSkipped())
-        return;
     ASSERT_EQ(host_->connection->randrVersion(), 0);
     ASSERT_EQ(screens().screens().size(), 1U);
     EXPECT_EQ(screens().screens().front().frame, (Rect{0, 0, 900, 500}));
@@ -232,8 +198,6 @@ TEST_F(ScreensTest, WithoutRandrTheWholeScreenIsOneDisplay)
 TEST_F(ScreensTest, ThePointerIsWhereTheServerSays)
 {
     start({.width = 1280, .height = 720});
-    if (IsSkipped())
-        return;
     desktop_->movePointer({100, 50});
     EXPECT_EQ(screens().mouseLocation(), (Point{100, 670}));
     screens().pointer().didMove();

@@ -2,7 +2,7 @@
 #include "platform/x11/server/event_dispatcher.h"
 #include "platform/x11/server/owned_id.h"
 #include "platform/x11/server/window_events.h"
-#include "tests/support/private_desktop.h"
+#include "tests/support/requirements.h"
 
 #include <QCoreApplication>
 
@@ -27,10 +27,7 @@ class X11ServerTest : public testing::Test {
 protected:
     void SetUp() override
     {
-        std::string reason;
-        desktop = PrivateDesktop::start({}, reason);
-        if (!desktop)
-            GTEST_SKIP() << reason;
+        desktop = requireDesktop({});
         static int argumentCount = 1;
         static char name[] = "test";
         static char* arguments[] = {name, nullptr};

@@ -66,8 +66,6 @@ protected:
 TEST_P(CompositedVirtualAreaTest, WindowsArriveOnTheScreen)
 {
     startComposited();
-    if (IsSkipped())
-        return;
     ASSERT_TRUE(desktop_->isComposited());
     auto device = make(800, 600);
     ASSERT_TRUE(device);
@@ -105,8 +103,6 @@ TEST_P(CompositedVirtualAreaTest, WindowsArriveOnTheScreen)
 TEST_P(CompositedVirtualAreaTest, TheCompositorMayGoAndComeBack)
 {
     startComposited();
-    if (IsSkipped())
-        return;
     auto device = make(800, 600);
     const xcb_window_t window = showWindow({1280, 720, 800, 600}, 0x2060c0);
     ASSERT_TRUE(DisplaysHost::pumpUntil([&] { return isVerified() || !unusable_.empty(); }));
@@ -133,8 +129,6 @@ TEST_P(CompositedVirtualAreaTest, TheCompositorMayGoAndComeBack)
 TEST_F(VirtualAreaTest, ACompositorThatMissedTheNewSizeIsToldOnceMore)
 {
     startOnOpenbox();
-    if (IsSkipped())
-        return;
     // Hides the area until it hears of a change of the root, with a picture behind what others put into the overlay;
     // picom would draw over that too, later.
     becomeCompositor();
@@ -160,8 +154,6 @@ TEST_F(VirtualAreaTest, ACompositorThatMissedTheNewSizeIsWorkedAround)
 {
     // picom takes no notice of the screen growing while it starts.
     start({.width = 1280, .height = 720, .windowManager = WindowManager::openbox, .compositor = Compositor::picom});
-    if (IsSkipped())
-        return;
     auto device = make(800, 600);
     ASSERT_TRUE(DisplaysHost::pumpUntil([&] { return isVerified() || !unusable_.empty(); }));
     const xcb_window_t window = showWindow({1280, 720, 1000, 700}, 0x2060c0);
@@ -176,8 +168,6 @@ TEST_F(VirtualAreaTest, ACompositorThatMissedTheNewSizeIsWorkedAround)
 TEST_F(VirtualAreaTest, TheCardStaysBehindAWindowThatGivesWayToAnother)
 {
     startOnOpenbox();
-    if (IsSkipped())
-        return;
     const auto device = make(800, 600);
     const xcb_window_t window = showWindow({1280, 720, 800, 600}, 0x2060c0);
     ASSERT_TRUE(shows({1500, 900}, QColor(0x20, 0x60, 0xc0)));
@@ -197,8 +187,6 @@ TEST_F(VirtualAreaTest, TheCardStaysBehindAWindowThatGivesWayToAnother)
 TEST_F(VirtualAreaTest, ACompositorThatHidesItEndsIt)
 {
     startOnOpenbox();
-    if (IsSkipped())
-        return;
     // It keeps a picture of its own in front of the whole overlay.
     const xcb_window_t curtain = becomeCompositor();
     xcb_connection_t* const raw = desktop_->connection();
@@ -218,8 +206,6 @@ TEST_F(VirtualAreaTest, ACompositorThatHidesItEndsIt)
 TEST_F(VirtualAreaTest, ACompositorThatTakesOverFromAnotherIsProbedAfresh)
 {
     startOnOpenbox();
-    if (IsSkipped())
-        return;
     const auto ownSelection = [this] {
         xcb_connection_t* const raw = desktop_->connection();
         const xcb_window_t owner = xcb_generate_id(raw);

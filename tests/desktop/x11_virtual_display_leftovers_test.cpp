@@ -23,27 +23,25 @@ namespace {
 /// On a server where the monitor bears no output, and on one where it does.
 class LeftoversTest : public VirtualDisplayTest, public testing::WithParamInterface<PrivateDesktop::Server> {
 protected:
-    /// The desktop is loud where it is not ours, also where the virtual display will be.
     void startLoudDesktop()
     {
         start({.server = GetParam(), .width = 1280, .height = 720});
-        if (IsSkipped())
-            return;
-        desktop_->setBackground(Qt::red);
-        scene_ = Scene::start(*desktop_);
-        ASSERT_TRUE(scene_);
-        scene_->add("beyond", {.geometry = {1200, 650, 900, 700}, .seed = 0, .color = Qt::magenta});
+        scene_ = makeLoud();
         primaryBefore_ = primary();
         windowsBefore_ = topLevelWindows();
     }
 
+    /// In the place of this process, with a caretaker of its own.
     [[nodiscard]] std::unique_ptr<Process> startProcessWithDisplay()
     {
+        host_.reset();
         auto process = desktop_->spawn(buildFolder() / "x11_virtual_display_leftovers_test",
                                        {"--gtest_filter=ProcessThatIsKilled.*", "--gtest_also_run_disabled_tests"});
         EXPECT_TRUE(process);
         EXPECT_TRUE(waitUntil([&] { return isWhole({1280, 720, 800, 600}); }, Milliseconds{5000}));
         EXPECT_NE(primary(), 0U);
+        if (!waitUntil([&] { return caretaker().has_value(); }, Milliseconds{3000}))
+            failTest("no caretaker");
         return process;
     }
 
@@ -89,11 +87,7 @@ protected:
 TEST_P(LeftoversTest, AKilledProcessShowsNothingOfOthersAndIsTidiedUpAtOnce)
 {
     startLoudDesktop();
-    if (IsSkipped())
-        return;
-    host_.reset();
     const auto process = startProcessWithDisplay();
-    ASSERT_TRUE(waitUntil([&] { return caretaker().has_value(); }, Milliseconds{3000}));
     DisplayViewer viewer(desktop_->displayName(), "Nimbrale", isOfTheCard);
     ASSERT_TRUE(waitUntil([&] { return viewer.pictures() >= 5; }, Milliseconds{3000}));
     process->signal(SIGKILL);
@@ -112,11 +106,7 @@ TEST_P(LeftoversTest, AKilledProcessShowsNothingOfOthersAndIsTidiedUpAtOnce)
 TEST_P(LeftoversTest, WhatAProcessLeftThatWasKilledWithItsCaretakerShowsTheCardUntilTheNextOneRemovesIt)
 {
     startLoudDesktop();
-    if (IsSkipped())
-        return;
-    host_.reset();
     const auto process = startProcessWithDisplay();
-    ASSERT_TRUE(waitUntil([&] { return caretaker().has_value(); }, Milliseconds{3000}));
     kill(*caretaker(), SIGKILL);
     DisplayViewer viewer(desktop_->displayName(), "Nimbrale", isOfTheCard);
     process->signal(SIGKILL);
@@ -139,8 +129,6 @@ TEST_P(LeftoversTest, WhatAProcessLeftThatWasKilledWithItsCaretakerShowsTheCardU
 TEST_P(LeftoversTest, ADisplayWhoseClientAnotherOneKilledIsRemoved)
 {
     startLoudDesktop();
-    if (IsSkipped())
-        return;
     auto device = make(800, 600);
     ASSERT_TRUE(isWhole({1280, 720, 800, 600}));
     ASSERT_TRUE(waitUntil([&] { return caretaker().has_value(); }, Milliseconds{3000}));
@@ -167,8 +155,6 @@ TEST_P(LeftoversTest, ADisplayWhoseClientAnotherOneKilledIsRemoved)
 TEST_P(LeftoversTest, ACaretakerEndsWithTheDisplay)
 {
     startLoudDesktop();
-    if (IsSkipped())
-        return;
     auto device = make(800, 600);
     ASSERT_TRUE(waitUntil([&] { return caretaker().has_value(); }, Milliseconds{3000}));
     device.reset();
@@ -207,8 +193,6 @@ TEST(ProcessThatIsStopped, DISABLED_ResizesAllTheTime)
 TEST_P(LeftoversTest, AProcessThatIsStoppedDoesNotHoldTheServerUp)
 {
     start({.server = GetParam(), .width = 1280, .height = 720});
-    if (IsSkipped())
-        return;
     host_.reset();
     const auto child = desktop_->spawn(buildFolder() / "x11_virtual_display_leftovers_test",
                                        {"--gtest_filter=ProcessThatIsStopped.*", "--gtest_also_run_disabled_tests"});
@@ -243,8 +227,6 @@ TEST_P(LeftoversTest, AProcessThatIsStoppedDoesNotHoldTheServerUp)
 TEST_F(VirtualDisplayTest, AnotherProgramsMonitorIsNoLeftover)
 {
     start({.width = 1280, .height = 720});
-    if (IsSkipped())
-        return;
     ASSERT_TRUE(desktop_->resizeScreen({1280 + 500, 720}));
     desktop_->setMonitor("Extra", {1280, 0, 500, 720});
     auto device = make(800, 600);

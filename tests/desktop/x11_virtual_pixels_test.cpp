@@ -4,6 +4,7 @@
 #include "tests/desktop/shared_screen_fixture.h"
 #include "tests/support/display_viewer.h"
 #include "tests/support/pixmap_litter.h"
+#include "tests/support/requirements.h"
 #include "tests/support/scene.h"
 
 #include <QDir>
@@ -70,19 +71,14 @@ class VirtualPixelsTest : public testing::TestWithParam<Surroundings> {
 protected:
     void SetUp() override
     {
-        std::string reason;
-        desktop_ = PrivateDesktop::start({.server = GetParam().server,
-                                          .width = 1280,
-                                          .height = 720,
-                                          .windowManager = GetParam().windowManager,
-                                          .compositor = GetParam().compositor},
-                                         reason);
-        if (!desktop_)
-            GTEST_SKIP() << reason;
+        desktop_ = requireDesktop({.server = GetParam().server,
+                                   .width = 1280,
+                                   .height = 720,
+                                   .windowManager = GetParam().windowManager,
+                                   .compositor = GetParam().compositor});
         // Everything but the framed window is loud.
         desktop_->setBackground(Qt::red);
-        scene_ = Scene::start(*desktop_);
-        ASSERT_TRUE(scene_);
+        scene_ = requireScene(*desktop_);
         scene_->add("framed", {.geometry = {40, 40, 800, 620}, .seed = 0, .color = QColor::fromRgb(framedColor)});
         scene_->add("other", {.geometry = {850, 100, 300, 300}, .seed = 0, .color = Qt::green});
         // Where the virtual display will be.

@@ -69,6 +69,13 @@ protected:
         startRunning();
         return capture->region();
     }
+    /// Applies the region, and the stream has taken it over.
+    void changeRegion(const Rect& region)
+    {
+        capture->setRegion(region);
+        capture->applyRegion();
+        stream().completeConfigurationUpdate();
+    }
     void deliverPicture(int width, int height)
     {
         stream().deliverPicture(width, height);

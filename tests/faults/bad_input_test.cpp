@@ -2,6 +2,7 @@
 
 #include "tests/support/application.h"
 #include "tests/support/image_compare.h"
+#include "tests/support/requirements.h"
 #include "tests/support/scene.h"
 
 #include <csignal>
@@ -28,18 +29,13 @@ class BadInputTest : public testing::Test {
 protected:
     void startDesktop(const PrivateDesktop::Options& options)
     {
-        std::string reason;
-        desktop = PrivateDesktop::start(options, reason);
-        if (!desktop)
-            GTEST_SKIP() << reason;
+        desktop = requireDesktop(options);
         desktop->setBackground(QColor(30, 60, 90));
     }
 
     void startApplication(const Application::Settings& settings = {.region = region})
     {
-        std::string reason;
-        application = Application::start(*desktop, settings, reason);
-        ASSERT_TRUE(application) << reason;
+        application = requireApplication(*desktop, settings);
     }
 
     void startWithSettings(const std::string& content)
@@ -103,11 +99,7 @@ TEST_F(BadInputTest, ADisplayThatIsNotThereEndsItWithAMessage)
 TEST_F(BadInputTest, AnEmptyWaylandDisplayIsNone)
 {
     startDesktop({});
-    if (!desktop)
-        return;
-    std::string reason;
-    application = Application::start(*desktop, {.region = region}, reason, {{"WAYLAND_DISPLAY", ""}});
-    ASSERT_TRUE(application) << reason;
+    application = requireApplication(*desktop, {.region = region}, {{"WAYLAND_DISPLAY", ""}});
     EXPECT_TRUE(showsFrameAround(region));
     expectOrderlyEnd();
 }
@@ -115,8 +107,6 @@ TEST_F(BadInputTest, AnEmptyWaylandDisplayIsNone)
 TEST_F(BadInputTest, WithoutRandRTheMirrorWindowServes)
 {
     startDesktop({.server = Server::xvfb, .serverArguments = {"-extension", "RANDR"}});
-    if (!desktop)
-        return;
     startApplication();
     EXPECT_TRUE(showsFrameAround(region));
     EXPECT_TRUE(application->process().waitForOutput("Virtual display unavailable; sharing a window instead",
@@ -127,8 +117,6 @@ TEST_F(BadInputTest, WithoutRandRTheMirrorWindowServes)
 TEST_F(BadInputTest, WithoutCompositeItSharesAndTellsOnce)
 {
     startDesktop({.windowManager = WindowManager::openbox, .serverArguments = {"-extension", "Composite"}});
-    if (!desktop)
-        return;
     // Besides the frame, the alert is all that will be on the display.
     const QRect besideTheFrame(540, 0, 740, 720);
     const QImage empty = desktop->screenshot(besideTheFrame);
@@ -153,8 +141,6 @@ TEST_F(BadInputTest, WithoutCompositeItSharesAndTellsOnce)
 TEST_F(BadInputTest, WithoutRenderItSaysWhatIsMissing)
 {
     startDesktop({.server = Server::xvfb, .serverArguments = {"-extension", "RENDER"}});
-    if (!desktop)
-        return;
     startApplication();
     EXPECT_TRUE(application->process().waitForOutput("This X server lacks the RENDER", Milliseconds{5000}));
     // It tells the user, who has only that one answer, and ends with it.
@@ -174,10 +160,7 @@ TEST_F(BadInputTest, EveryDepthOfTheDisplayIsShared)
 {
     for (const int depth : {16, 30}) {
         startDesktop({.server = Server::xvfb, .depth = depth, .growableTo = QSize(2600, 1600)});
-        if (!desktop)
-            return;
-        const auto scene = Scene::start(*desktop);
-        ASSERT_TRUE(scene);
+        const auto scene = requireScene(*desktop);
         scene->add("content", {.geometry = {50, 50, 700, 500}, .seed = 3});
         desktop->movePointer({900, 600});
         const QImage framed = desktop->screenshot(region);
@@ -194,8 +177,6 @@ TEST_F(BadInputTest, EveryDepthOfTheDisplayIsShared)
 TEST_F(BadInputTest, SettingsOfGarbageAreSetAsideAndTheDefaultsServe)
 {
     startDesktop({});
-    if (!desktop)
-        return;
     startWithSettings("\x00\x01\xfe\xff garbage \x07 [[[[ = = =\n\x80\x81"s);
     EXPECT_TRUE(application->waitForVirtualDisplay({800, 600}));
     bool isSetAside = false;
@@ -208,8 +189,6 @@ TEST_F(BadInputTest, SettingsOfGarbageAreSetAsideAndTheDefaultsServe)
 TEST_F(BadInputTest, NumbersOutOfRangeAreBroughtIntoTheDisplay)
 {
     startDesktop({.width = 1280, .height = 720});
-    if (!desktop)
-        return;
     startWithSettings("[General]\nsettingsLeft=-99999999\nsettingsTop=123456789012\nsettingsWidth=999999999\n"
                       "settingsHeight=-5\nsettingsFramerate=0\nsettingsDisplayID=-17\n");
     EXPECT_TRUE(application->waitForVirtualDisplay({1280, 50}));
@@ -219,8 +198,6 @@ TEST_F(BadInputTest, NumbersOutOfRangeAreBroughtIntoTheDisplay)
 TEST_F(BadInputTest, FrameRatesThatNoIntervalCanHoldAreBroughtIntoBounds)
 {
     startDesktop({});
-    if (!desktop)
-        return;
     for (const char* rate : {"99999999999", "-99999999999", "2147483648", "9223372036854775807"}) {
         startWithSettings("[General]\nsettingsFramerate="s + rate + "\n");
         EXPECT_TRUE(application->waitForVirtualDisplay({800, 600})) << rate;
@@ -232,8 +209,6 @@ TEST_F(BadInputTest, FrameRatesThatNoIntervalCanHoldAreBroughtIntoBounds)
 TEST_F(BadInputTest, WhateverStandsInPlaceOfTheSettingsFileTheDefaultsServe)
 {
     startDesktop({});
-    if (!desktop)
-        return;
     const std::string file = settingsFile().string();
     const std::vector<std::pair<const char*, std::function<void()>>> places = {
         {"a pipe", [&] { ASSERT_EQ(mkfifo(file.c_str(), 0600), 0); }},
@@ -259,10 +234,7 @@ TEST_F(BadInputTest, WhateverStandsInPlaceOfTheSettingsFileTheDefaultsServe)
 TEST_F(BadInputTest, TheServersDeathEndsItWithAMessage)
 {
     startDesktop({});
-    if (!desktop)
-        return;
-    auto scene = Scene::start(*desktop);
-    ASSERT_TRUE(scene);
+    auto scene = requireScene(*desktop);
     scene->add("framed", {.geometry = region, .seed = 0, .color = Qt::green});
     startApplication();
     ASSERT_TRUE(application->waitForVirtualDisplay(region.size()));

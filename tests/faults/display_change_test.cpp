@@ -2,6 +2,7 @@
 
 #include "tests/support/application.h"
 #include "tests/support/image_compare.h"
+#include "tests/support/requirements.h"
 #include "tests/support/scene.h"
 
 #include <algorithm>
@@ -77,19 +78,14 @@ class DisplayChangeTest : public testing::TestWithParam<Server> {
 protected:
     void SetUp() override
     {
-        std::string reason;
-        desktop = PrivateDesktop::start({.server = GetParam(), .width = 1600, .height = 900}, reason);
-        if (!desktop)
-            GTEST_SKIP() << reason;
+        desktop = requireDesktop({.server = GetParam(), .width = 1600, .height = 900});
         desktop->setBackground(quiet);
         desktop->movePointer({20, 20});
     }
 
     void startApplication()
     {
-        std::string reason;
-        application = Application::start(*desktop, {.region = region}, reason);
-        ASSERT_TRUE(application) << reason;
+        application = requireApplication(*desktop, {.region = region});
         ASSERT_TRUE(application->waitForVirtualDisplay(region.size())) << application->process().output();
         ASSERT_TRUE(waitUntil([&] { return showsOnDisplay(quiet); }, Milliseconds{5000}))
             << keepImage(desktop->screenshot(), "desktop");
@@ -121,8 +117,7 @@ protected:
 TEST_P(DisplayChangeTest, TheNeighbourThatSlidesUnderTheFrameIsNeverShown)
 {
     ASSERT_TRUE(desktop->arrangeOutputs({first, second}));
-    const auto scene = Scene::start(*desktop);
-    ASSERT_TRUE(scene);
+    const auto scene = requireScene(*desktop);
     scene->add("private", {.geometry = second, .seed = 0, .color = privateColor});
     startApplication();
 

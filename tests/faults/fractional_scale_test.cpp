@@ -3,6 +3,7 @@
 
 #include "tests/support/application.h"
 #include "tests/support/image_compare.h"
+#include "tests/support/requirements.h"
 #include "tests/support/scene.h"
 
 #include <QPainter>
@@ -32,16 +33,11 @@ protected:
 
     void SetUp() override
     {
-        std::string reason;
-        desktop = PrivateDesktop::start({.width = display.width(),
-                                         .height = display.height(),
-                                         .dotsPerInch = GetParam().dotsPerInch,
-                                         .windowManager = PrivateDesktop::WindowManager::openbox},
-                                        reason);
-        if (!desktop)
-            GTEST_SKIP() << reason;
-        scene = Scene::start(*desktop);
-        ASSERT_TRUE(scene);
+        desktop = requireDesktop({.width = display.width(),
+                                  .height = display.height(),
+                                  .dotsPerInch = GetParam().dotsPerInch,
+                                  .windowManager = PrivateDesktop::WindowManager::openbox});
+        scene = requireScene(*desktop);
         scene->add("wall", {.geometry = QRect({}, display), .seed = 3});
         desktop->movePointer(pointerRest);
         content = desktop->screenshot();
@@ -52,9 +48,7 @@ protected:
         Environment environment;
         if (!GetParam().factor.empty())
             environment["QT_SCALE_FACTOR"] = GetParam().factor;
-        std::string reason;
-        application = Application::start(*desktop, {.region = region}, reason, environment);
-        ASSERT_TRUE(application) << reason;
+        application = requireApplication(*desktop, {.region = region}, environment);
         ASSERT_TRUE(application->waitForVirtualDisplay(pixelsOf(region).size())) << application->process().output();
     }
 

@@ -1,7 +1,7 @@
 // What `cmake --install` puts into a folder works from there, without the folder that it was built in.
 
 #include "tests/support/application.h"
-#include "tests/support/private_desktop.h"
+#include "tests/support/requirements.h"
 
 #include <QTemporaryDir>
 
@@ -27,9 +27,7 @@ TEST(InstalledProgramTest, RunsFromThePrefix)
     for (const char* icon : {"scalable/apps/nimbrale.svg", "16x16/apps/nimbrale.png", "256x256/apps/nimbrale.png"})
         EXPECT_TRUE(std::filesystem::exists(icons / icon)) << install->output();
 
-    const auto desktop = PrivateDesktop::start({}, reason);
-    if (!desktop)
-        GTEST_SKIP() << reason;
+    const auto desktop = requireDesktop({});
     const auto application = desktop->spawn(program.string(), {});
     ASSERT_TRUE(application);
     EXPECT_TRUE(waitUntil([&] { return desktop->monitorNamed("Nimbrale").has_value(); }, Milliseconds{10000}))

@@ -2,6 +2,7 @@
 
 #include "tests/support/application.h"
 #include "tests/support/image_compare.h"
+#include "tests/support/requirements.h"
 #include "tests/support/scene.h"
 #include "tests/support/x_reply.h"
 
@@ -23,18 +24,13 @@ protected:
 
     void start(const PrivateDesktop::Options& options)
     {
-        std::string reason;
-        desktop = PrivateDesktop::start(options, reason);
-        if (!desktop)
-            GTEST_SKIP() << reason;
+        desktop = requireDesktop(options);
         desktop->setBackground(QColor(30, 60, 90));
-        scene = Scene::start(*desktop);
-        ASSERT_TRUE(scene);
+        scene = requireScene(*desktop);
         scene->add("content", {.geometry = {60, 60, 520, 420}, .seed = 7});
         desktop->movePointer({1200, 700});
         const std::vector<xcb_window_t> before = topLevels();
-        application = Application::start(*desktop, {.region = region}, reason);
-        ASSERT_TRUE(application) << reason;
+        application = requireApplication(*desktop, {.region = region});
         ASSERT_TRUE(application->waitForVirtualDisplay(region.size()));
         ASSERT_TRUE(showsFrameAround(region));
         ASSERT_TRUE(showsWhatIsFramed(region)) << keepImage(desktop->screenshot(), "desktop");

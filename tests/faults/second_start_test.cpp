@@ -2,6 +2,7 @@
 
 #include "tests/support/application.h"
 #include "tests/support/image_compare.h"
+#include "tests/support/requirements.h"
 
 #include <algorithm>
 #include <csignal>
@@ -19,13 +20,9 @@ class SecondStartTest : public testing::Test {
 protected:
     void SetUp() override
     {
-        std::string reason;
-        desktop = PrivateDesktop::start({.windowManager = PrivateDesktop::WindowManager::openbox}, reason);
-        if (!desktop)
-            GTEST_SKIP() << reason;
+        desktop = requireDesktop({.windowManager = PrivateDesktop::WindowManager::openbox});
         desktop->movePointer({900, 600});
-        application = Application::start(*desktop, {.region = region}, reason);
-        ASSERT_TRUE(application) << reason;
+        application = requireApplication(*desktop, {.region = region});
         ASSERT_TRUE(application->waitForVirtualDisplay(region.size())) << application->process().output();
     }
 
@@ -154,9 +151,7 @@ TEST_F(SecondStartTest, AnInstanceThatStandsStillIsReported)
 
 TEST_F(SecondStartTest, AnotherDisplayWithTheSameSettingsIsRefused)
 {
-    std::string reason;
-    const auto other = PrivateDesktop::start({}, reason);
-    ASSERT_TRUE(other) << reason;
+    const auto other = requireDesktop({});
     const Environment shared{{"XDG_CONFIG_HOME", desktop->environment().at("XDG_CONFIG_HOME")},
                              {"XDG_RUNTIME_DIR", desktop->environment().at("XDG_RUNTIME_DIR")}};
     const auto refused = other->spawn((buildFolder() / "nimbrale").string(), {}, shared);

@@ -4,6 +4,7 @@
 #include "tests/fakes/offscreen_application.h"
 #include "tests/support/application.h"
 #include "tests/support/request_counter.h"
+#include "tests/support/requirements.h"
 #include "tests/support/scene.h"
 
 #include <gtest/gtest.h>
@@ -16,12 +17,8 @@ namespace {
 TEST(TwoCapturesTest, leaveEachOtherAtRest)
 {
     startOffscreenApplication();
-    std::string reason;
-    const auto desktop = PrivateDesktop::start({}, reason);
-    if (!desktop)
-        GTEST_SKIP() << reason;
-    const auto scene = Scene::start(*desktop);
-    ASSERT_TRUE(scene);
+    const auto desktop = requireDesktop({});
+    const auto scene = requireScene(*desktop);
     scene->add("content", {.geometry = {60, 60, 520, 420}, .seed = 7});
     desktop->movePointer({1200, 700});
     const auto counter = RequestCounter::start(desktop->displayName());
@@ -35,8 +32,7 @@ TEST(TwoCapturesTest, leaveEachOtherAtRest)
         return counter->total() - before;
     };
     const int alone = requestsAtRest();
-    const auto application = Application::start(*desktop, {.region = {100, 100, 400, 300}}, reason);
-    ASSERT_TRUE(application) << reason;
+    const auto application = requireApplication(*desktop, {.region = {100, 100, 400, 300}});
     ASSERT_TRUE(application->waitForVirtualDisplay({400, 300}));
     sleepFor(Milliseconds{3000}); // What follows a start, such as the display's settling, is over.
     EXPECT_LE(requestsAtRest(), alone + 20);

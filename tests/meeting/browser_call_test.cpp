@@ -1,5 +1,6 @@
 #include "tests/support/browser_call.h"
 #include "tests/support/image_compare.h"
+#include "tests/support/requirements.h"
 #include "tests/support/scene.h"
 
 #include <atomic>
@@ -18,19 +19,16 @@ class BrowserCallTest : public testing::Test {
 protected:
     void SetUp() override
     {
-        std::string reason;
-        desktop_ = PrivateDesktop::start({.windowManager = PrivateDesktop::WindowManager::openbox}, reason);
-        if (!desktop_)
-            GTEST_SKIP() << reason;
+        desktop_ = requireDesktop({.windowManager = PrivateDesktop::WindowManager::openbox});
         desktop_->run("xrandr", {"--output", "VNC-0", "--primary"});
         ASSERT_TRUE(desktop_->resizeScreen({1280 + 640, 720}));
         desktop_->setMonitor("Beside", {1280, 0, 640, 400});
-        scene_ = Scene::start(*desktop_);
-        ASSERT_TRUE(scene_);
+        scene_ = requireScene(*desktop_);
         scene_->add("shared", {.geometry = {1280, 0, 640, 400}, .seed = 5});
+        std::string reason;
         call_ = BrowserCall::start(*desktop_, {}, reason);
         if (!call_)
-            GTEST_SKIP() << reason;
+            skipTest(reason);
     }
 
     std::unique_ptr<PrivateDesktop> desktop_;

@@ -16,15 +16,13 @@ const QRect secondDisplay(1600, 0, 1024, 768);
 /// On the server of virtual desktops and on that of real ones.
 class Displays : public testing::TestWithParam<PrivateDesktop::Server> {
 protected:
-    /// Whether there is a meeting; otherwise the test is skipped.
-    bool begin(bool withSecondDisplay)
+    void begin(bool withSecondDisplay)
     {
         Meeting::Options options{.application = {.region = region_}, .call = {.window = {40, 600, 320, 240}}};
         options.desktop.server = GetParam();
         if (withSecondDisplay)
             options.secondDisplay = secondDisplay;
-        meeting_ = Meeting::start(options, reason_);
-        return meeting_ != nullptr;
+        meeting_ = requireMeeting(options);
     }
 
     bool isLeftClean()
@@ -35,13 +33,11 @@ protected:
 
     const QRect region_{1000, 200, 500, 350};
     std::unique_ptr<Meeting> meeting_;
-    std::string reason_;
 };
 
 TEST_P(Displays, AFrameDraggedOntoTheSecondDisplayIsSharedFromThere)
 {
-    if (!begin(true))
-        GTEST_SKIP() << reason_;
+    begin(true);
     const QRect onSecond(1600 + 210, 230, 500, 350);
     meeting_->placeMovement(onSecond.center());
     meeting_->dragFrame(region_, onSecond.topLeft(), 40);
@@ -80,8 +76,7 @@ TEST_P(Displays, AFrameDraggedOntoTheSecondDisplayIsSharedFromThere)
 
 TEST_P(Displays, AnotherProgramShrinksTheScreenAndTheShareRecovers)
 {
-    if (!begin(false))
-        GTEST_SKIP() << reason_;
+    begin(false);
     const QSize grown = meeting_->desktop().screenSize();
     ASSERT_NE(grown, firstDisplay.size());
     ScreenSizeWatch sizes(meeting_->desktop());
@@ -98,8 +93,7 @@ TEST_P(Displays, AnotherProgramShrinksTheScreenAndTheShareRecovers)
 
 TEST_P(Displays, ADisplayPutToTheLeftMovesTheShareAlong)
 {
-    if (!begin(true))
-        GTEST_SKIP() << reason_;
+    begin(true);
     PrivateDesktop& desktop = meeting_->desktop();
     desktop.run("xrandr", {"--output", desktop.outputName(0), "--primary", "--pos", "1024x0", "--output",
                            desktop.outputName(1), "--pos", "0x0"});
@@ -111,16 +105,14 @@ TEST_P(Displays, ADisplayPutToTheLeftMovesTheShareAlong)
 
 TEST_P(Displays, NothingIsLeftAfterQuitting)
 {
-    if (!begin(false))
-        GTEST_SKIP() << reason_;
+    begin(false);
     EXPECT_EQ(meeting_->application().quit(), 0) << meeting_->application().process().output();
     EXPECT_TRUE(isLeftClean());
 }
 
 TEST_P(Displays, AStartAfterAKillCleansUpAndSharesAgain)
 {
-    if (!begin(false))
-        GTEST_SKIP() << reason_;
+    begin(false);
     meeting_->application().process().signal(SIGKILL);
     ASSERT_TRUE(meeting_->application().process().waitForEnd(Milliseconds{3000}));
     EXPECT_FALSE(isLeftClean()) << "nothing outlived the kill, so this shows nothing";

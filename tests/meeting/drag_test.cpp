@@ -14,16 +14,12 @@ constexpr Milliseconds afterRelease{1500};
 /// On the server of virtual desktops and on that of real ones.
 class FrameDrag : public testing::TestWithParam<PrivateDesktop::Server> {
 protected:
-    bool begin(const QRect& region, bool snaps = false)
+    void begin(const QRect& region, bool snaps = false)
     {
-        std::string reason;
         Meeting::Options options{.application = {.region = region, .snaps = snaps},
                                  .call = {.window = {1240, 600, 320, 240}}};
         options.desktop.server = GetParam();
-        meeting_ = Meeting::start(options, reason);
-        if (!meeting_)
-            skipReason_ = reason;
-        return meeting_ != nullptr;
+        meeting_ = requireMeeting(options);
     }
 
     /// The stored region, the virtual display, the track and its content, all within the time after a release.
@@ -48,14 +44,12 @@ protected:
     }
 
     std::unique_ptr<Meeting> meeting_;
-    std::string skipReason_;
 };
 
 TEST_P(FrameDrag, TheFarSideFollowsDuringAMove)
 {
     const QRect region(200, 150, 500, 350);
-    if (!begin(region))
-        GTEST_SKIP() << skipReason_;
+    begin(region);
     PrivateDesktop& desktop = meeting_->desktop();
     const QPoint handle = Application::handleOf(region);
     desktop.movePointer(handle);
@@ -73,8 +67,7 @@ TEST_P(FrameDrag, TheFarSideFollowsDuringAMove)
 TEST_P(FrameDrag, AResizeIsFollowedByTheSameTrack)
 {
     const QRect region(200, 150, 500, 350);
-    if (!begin(region))
-        GTEST_SKIP() << skipReason_;
+    begin(region);
     const QPoint button = Application::resizeButtonOf(region);
     meeting_->desktop().drag(button, button + QPoint(121, 83));
     meeting_->desktop().movePointer({20, 20});
@@ -85,8 +78,7 @@ TEST_P(FrameDrag, AResizeIsFollowedByTheSameTrack)
 TEST_P(FrameDrag, SnapsToHalvesAndSuperLetsItGo)
 {
     const QRect region(207, 150, 500, 350);
-    if (!begin(region, true))
-        GTEST_SKIP() << skipReason_;
+    begin(region, true);
     meeting_->dragFrame(region, {5, 150});
     meeting_->desktop().movePointer({900, 20});
     expectToHaveSettledOn({0, 150, 500, 350});
@@ -101,8 +93,7 @@ TEST_P(FrameDrag, SnapsToHalvesAndSuperLetsItGo)
 TEST_P(FrameDrag, SuperSnapsWhereSnappingIsOff)
 {
     const QRect region(207, 150, 500, 350);
-    if (!begin(region))
-        GTEST_SKIP() << skipReason_;
+    begin(region);
     meeting_->desktop().pressKey(XK_Super_L);
     meeting_->dragFrame(region, {5, 150});
     meeting_->desktop().releaseKey(XK_Super_L);
@@ -113,8 +104,7 @@ TEST_P(FrameDrag, SuperSnapsWhereSnappingIsOff)
 TEST_P(FrameDrag, GuidesAreShownWhileSnapped)
 {
     const QRect region(207, 150, 500, 350);
-    if (!begin(region, true))
-        GTEST_SKIP() << skipReason_;
+    begin(region, true);
     PrivateDesktop& desktop = meeting_->desktop();
     // The middle of the display: 800. Of a dashed line something less than every row is drawn.
     const auto isGuideShown = [&desktop] {
@@ -148,8 +138,7 @@ TEST_P(FrameDrag, GuidesAreShownWhileSnapped)
 TEST_P(FrameDrag, TheCloseButtonEndsTheShare)
 {
     const QRect region(200, 150, 500, 350);
-    if (!begin(region))
-        GTEST_SKIP() << skipReason_;
+    begin(region);
     ASSERT_TRUE(meeting_->desktop().monitorNamed("Nimbrale"));
     meeting_->desktop().click(Application::closeButtonOf(region));
     EXPECT_EQ(meeting_->application().process().waitForEnd(Milliseconds{5000}), 0);

@@ -1,8 +1,7 @@
 // The real application under the pointer and the keyboard, without a call: the frame, the Settings window, the end.
 
-#include "tests/support/application.h"
+#include "tests/meeting/framed_desktop.h"
 #include "tests/support/image_compare.h"
-#include "tests/support/private_desktop.h"
 #include "tests/support/scene.h"
 #include "tests/support/session_manager.h"
 
@@ -18,27 +17,13 @@ namespace nimbrale::test {
 
 namespace {
 
-const QColor frameYellow(255, 214, 10);
-const QRect region(300, 200, 500, 350);
-
-constexpr std::uint32_t altKey = 0xffe9;
-constexpr std::uint32_t tabKey = 0xff09;
 constexpr std::uint32_t upKey = 0xff52;
 
-class FrameAndSettings : public testing::Test {
+class FrameAndSettings : public FramedDesktop, public testing::Test {
 protected:
     void SetUp() override
     {
-        std::string reason;
-        desktop_ = PrivateDesktop::start(
-            {.width = 1600, .height = 900, .windowManager = PrivateDesktop::WindowManager::openbox}, reason);
-        if (!desktop_)
-            GTEST_SKIP() << reason;
-        desktop_->setBackground(QColor(30, 60, 90));
-        desktop_->movePointer({1500, 850});
-        application_ = Application::start(*desktop_, {.region = region}, reason);
-        ASSERT_TRUE(application_) << reason;
-        ASSERT_TRUE(application_->waitForVirtualDisplay(region.size())) << application_->process().output();
+        start(PrivateDesktop::WindowManager::openbox);
         ASSERT_TRUE(showsFrameAround(region));
     }
 
@@ -61,17 +46,6 @@ protected:
                          static_cast<std::int16_t>(place.x()), static_cast<std::int16_t>(place.y()));
         desktop_->synchronize();
     }
-
-    void type(const std::string& text)
-    {
-        for (const char character : text) {
-            desktop_->pressKey(static_cast<std::uint32_t>(character));
-            desktop_->releaseKey(static_cast<std::uint32_t>(character));
-        }
-    }
-
-    std::unique_ptr<PrivateDesktop> desktop_;
-    std::unique_ptr<Application> application_;
 };
 
 TEST_F(FrameAndSettings, ThePointerThatAProgramSetsOnTheHandleIsNoticed)
@@ -94,12 +68,7 @@ TEST_F(FrameAndSettings, AWidthTypedInSettingsMovesTheFrameAndTheDisplay)
     ASSERT_TRUE(waitUntil([&] { return desktop_->windowTitled("Settings").has_value(); }, Milliseconds{3000}));
     // The window manager gives the focus when it has placed the window.
     sleepFor(Milliseconds{300});
-    desktop_->pressKey(altKey);
-    type("w");
-    desktop_->releaseKey(altKey);
-    type("620");
-    desktop_->pressKey(tabKey);
-    desktop_->releaseKey(tabKey);
+    typeWidth("620");
     const QRect wider(region.topLeft(), QSize(620, region.height()));
     EXPECT_TRUE(application_->waitForVirtualDisplay(wider.size())) << keepImage(desktop_->screenshot(), "desktop");
     // The window may lie over the frame's right edge; its upper one is longer than before.
@@ -114,15 +83,12 @@ TEST_F(FrameAndSettings, UpInSettingsStepsTheFrameAndTheDisplay)
     ASSERT_TRUE(waitUntil([&] { return desktop_->windowTitled("Nimbrale Settings").has_value(); }, Milliseconds{3000}));
     // The window manager gives the focus when it has placed the window.
     sleepFor(Milliseconds{300});
-    desktop_->pressKey(altKey);
-    type("h");
-    desktop_->releaseKey(altKey);
+    goToField("h");
     QRect higher = region;
     for (int step = 0; step < 3; ++step) {
         // The next press waits, since those of one moment count as one key held down.
         higher.setHeight(higher.height() + 1);
-        desktop_->pressKey(upKey);
-        desktop_->releaseKey(upKey);
+        strike(upKey);
         ASSERT_TRUE(waitUntil([&] { return application_->storedRegion() == higher; }, Milliseconds{3000}))
             << keepImage(desktop_->screenshot(), "desktop");
     }
@@ -131,8 +97,7 @@ TEST_F(FrameAndSettings, UpInSettingsStepsTheFrameAndTheDisplay)
 
 TEST_F(FrameAndSettings, SettingsIsInFrontOfTheFrameWhileItIsKeyAndBehindItOtherwise)
 {
-    const auto scene = Scene::start(*desktop_);
-    ASSERT_TRUE(scene);
+    const auto scene = requireScene(*desktop_);
     scene->add("editor", {.geometry = {1100, 600, 300, 200}, .seed = 5, .overrideRedirect = false});
     desktop_->click(Application::settingsButtonOf(region));
     ASSERT_TRUE(waitUntil([&] { return desktop_->windowTitled("Settings").has_value(); }, Milliseconds{3000}));

@@ -11,17 +11,13 @@ namespace {
 TEST(MirrorWindow, IsSharedByItsTitleAndFollowsAResize)
 {
     const QRect region(200, 150, 500, 350);
-    std::string reason;
     // Xvfb's screen is never bigger than at its start.
-    const auto meeting = Meeting::start({.desktop = {.server = PrivateDesktop::Server::xvfb,
+    const auto meeting = requireMeeting({.desktop = {.server = PrivateDesktop::Server::xvfb,
                                                      .width = 1600,
                                                      .height = 900,
                                                      .windowManager = PrivateDesktop::WindowManager::openbox},
                                          .application = {.region = region},
-                                         .call = {.source = "Share this", .window = {1240, 600, 320, 240}}},
-                                        reason);
-    if (!meeting)
-        GTEST_SKIP() << reason;
+                                         .call = {.source = "Share this", .window = {1240, 600, 320, 240}}});
     EXPECT_FALSE(meeting->desktop().monitorNamed("Nimbrale"));
     EXPECT_TRUE(meeting->desktop().windowTitled("Share this · Screen area 500×350"));
     EXPECT_EQ(meeting->call().state().surface, "window");

@@ -69,10 +69,7 @@ private:
 
 TEST(OwnWindows, AreInNoFrameWhateverHappens)
 {
-    std::string reason;
-    const auto meeting = Meeting::start(markedMeeting(), reason);
-    if (!meeting)
-        GTEST_SKIP() << reason;
+    const auto meeting = requireMeeting(markedMeeting());
     ASSERT_TRUE(isFrameMarked(meeting->desktop())) << keepImage(meeting->desktop().screenshot(), "desktop");
     meeting->call().watchForMarker();
     Wanderer wanderer(*meeting);
@@ -95,13 +92,11 @@ TEST(OwnWindows, AreInNoFrameWhateverHappens)
 
 TEST(OwnWindows, AreInNoFrameWhenTheApplicationStartsDuringACall)
 {
-    std::string reason;
-    const auto meeting = Meeting::start(markedMeeting(), reason);
-    if (!meeting)
-        GTEST_SKIP() << reason;
+    const auto meeting = requireMeeting(markedMeeting());
     meeting->call().watchForMarker();
     for (int round = 0; round < 3; ++round) {
         EXPECT_EQ(meeting->application().quit(), 0);
+        std::string reason;
         ASSERT_TRUE(meeting->restartApplication(reason)) << reason;
         ASSERT_TRUE(meeting->application().waitForVirtualDisplay(region.size()));
         EXPECT_TRUE(isFrameMarked(meeting->desktop())) << keepImage(meeting->desktop().screenshot(), "desktop");

@@ -53,10 +53,7 @@ Meeting::Options quietMeeting(bool sharesNotifications)
 
 TEST(SharedPointer, IsSeenOnceAtItsPlace)
 {
-    std::string reason;
-    const auto meeting = Meeting::start(quietMeeting(true), reason);
-    if (!meeting)
-        GTEST_SKIP() << reason;
+    const auto meeting = requireMeeting(quietMeeting(true));
     for (const QPoint place : {QPoint(60, 50), QPoint(400, 290), QPoint(99, 301)}) {
         meeting->desktop().movePointer(region.topLeft() + place);
         std::vector<QRect> seen;
@@ -82,10 +79,7 @@ class SharedNotifications : public testing::TestWithParam<bool> {};
 
 TEST_P(SharedNotifications, AreInThePictureAsTheSettingSays)
 {
-    std::string reason;
-    const auto meeting = Meeting::start(quietMeeting(GetParam()), reason);
-    if (!meeting)
-        GTEST_SKIP() << reason;
+    const auto meeting = requireMeeting(quietMeeting(GetParam()));
     meeting->desktop().movePointer({20, 20});
     // An ordinary window shows that the picture is up to date where the notification is not in it.
     meeting->scene().add(

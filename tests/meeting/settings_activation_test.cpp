@@ -1,6 +1,6 @@
 // The frame's settings button under window managers that do not let programs steal the user's attention.
 
-#include "tests/support/application.h"
+#include "tests/meeting/framed_desktop.h"
 #include "tests/support/image_compare.h"
 #include "tests/support/scene.h"
 #include "tests/support/x_reply.h"
@@ -13,37 +13,16 @@ namespace {
 
 using WindowManager = PrivateDesktop::WindowManager;
 
-const QColor frameYellow(255, 214, 10);
-constexpr QRect region(300, 200, 500, 350);
-constexpr std::uint32_t altKey = 0xffe9;
-constexpr std::uint32_t tabKey = 0xff09;
-
-class SettingsActivation : public testing::TestWithParam<WindowManager> {
+class SettingsActivation : public FramedDesktop, public testing::TestWithParam<WindowManager> {
 protected:
     void SetUp() override
     {
-        std::string reason;
-        desktop_ = PrivateDesktop::start({.width = 1600, .height = 900, .windowManager = GetParam()}, reason);
-        if (!desktop_)
-            GTEST_SKIP() << reason;
-        desktop_->setBackground(QColor(30, 60, 90));
-        desktop_->movePointer({1500, 850});
-        application_ = Application::start(*desktop_, {.region = region}, reason);
-        ASSERT_TRUE(application_) << reason;
-        ASSERT_TRUE(application_->waitForVirtualDisplay(region.size())) << application_->process().output();
-        scene_ = Scene::start(*desktop_);
-        ASSERT_TRUE(scene_);
+        start(GetParam());
+        scene_ = requireScene(*desktop_);
         // It leaves the frame's buttons free and lies where Settings opens.
         scene_->add("work", {.geometry = {840, 60, 700, 800}, .seed = 3, .overrideRedirect = false});
     }
 
-    void type(const std::string& text)
-    {
-        for (const char character : text) {
-            desktop_->pressKey(static_cast<std::uint32_t>(character));
-            desktop_->releaseKey(static_cast<std::uint32_t>(character));
-        }
-    }
     /// As toolkits do when the user types: window managers compare with it.
     void tellUserTime(xcb_window_t window)
     {
@@ -99,22 +78,11 @@ protected:
                                                << keepImage(desktop_->screenshot(), "desktop");
         return testing::AssertionSuccess();
     }
-    void typeWidth(const std::string& width)
-    {
-        desktop_->pressKey(altKey);
-        type("w");
-        desktop_->releaseKey(altKey);
-        type(width);
-        desktop_->pressKey(tabKey);
-        desktop_->releaseKey(tabKey);
-    }
     [[nodiscard]] bool isWidthTaken(int width)
     {
         return waitUntil([&] { return application_->storedRegion().width() == width; }, Milliseconds{3000});
     }
 
-    std::unique_ptr<PrivateDesktop> desktop_;
-    std::unique_ptr<Application> application_;
     std::unique_ptr<Scene> scene_;
 };
 

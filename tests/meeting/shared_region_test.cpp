@@ -33,10 +33,7 @@ class SharedRegion : public testing::TestWithParam<Place> {};
 
 void expectToShareExactly(const Meeting::Options& options)
 {
-    std::string reason;
-    const auto meeting = Meeting::start(options, reason);
-    if (!meeting)
-        GTEST_SKIP() << reason;
+    const auto meeting = requireMeeting(options);
     const QRect region = meeting->pixels(options.application.region);
     const auto display = meeting->desktop().monitorNamed("Nimbrale");
     ASSERT_TRUE(display);

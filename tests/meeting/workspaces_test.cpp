@@ -2,6 +2,7 @@
 
 #include "tests/support/application.h"
 #include "tests/support/image_compare.h"
+#include "tests/support/requirements.h"
 #include "tests/support/scene.h"
 #include "tests/support/x_reply.h"
 
@@ -33,25 +34,19 @@ class Workspaces : public testing::TestWithParam<Manager> {
 protected:
     void SetUp() override
     {
-        std::string reason;
-        desktop_ = PrivateDesktop::start(
-            {.width = 1280, .height = 720, .windowManager = GetParam().manager, .compositor = GetParam().compositor},
-            reason);
-        if (!desktop_)
-            GTEST_SKIP() << reason;
+        desktop_ = requireDesktop(
+            {.width = 1280, .height = 720, .windowManager = GetParam().manager, .compositor = GetParam().compositor});
         desktop_->movePointer({1200, 650});
         ask("_NET_NUMBER_OF_DESKTOPS", 2);
         ASSERT_TRUE(waitUntil([this] { return rootNumber("_NET_NUMBER_OF_DESKTOPS") >= 2U; }, Milliseconds{3000}));
-        scene_ = Scene::start(*desktop_);
-        ASSERT_TRUE(scene_);
+        scene_ = requireScene(*desktop_);
         // As on a desktop with icons: a window of the desktop's own below all others, on every workspace.
         scene_->add(
             "wall",
             {.geometry = {0, 0, 1280, 720}, .seed = 3, .type = Scene::Type::desktop, .overrideRedirect = false});
         scene_->add("window",
                     {.geometry = {250, 120, 600, 500}, .seed = 0, .color = windowColor, .overrideRedirect = false});
-        application_ = Application::start(*desktop_, {.region = region}, reason);
-        ASSERT_TRUE(application_) << reason;
+        application_ = requireApplication(*desktop_, {.region = region});
         ASSERT_TRUE(application_->waitForVirtualDisplay(region.size())) << application_->process().output();
     }
 

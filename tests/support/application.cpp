@@ -1,5 +1,7 @@
 #include "tests/support/application.h"
 
+#include "tests/support/requirements.h"
+
 #include <csignal>
 #include <fstream>
 
@@ -111,6 +113,16 @@ QPoint Application::closeButtonOf(const QRect& region)
 QPoint Application::settingsButtonOf(const QRect& region)
 {
     return closeButtonOf(region) + QPoint(0, 28);
+}
+
+std::unique_ptr<Application> requireApplication(PrivateDesktop& desktop, const Application::Settings& settings,
+                                                const Environment& changes)
+{
+    std::string reason;
+    std::unique_ptr<Application> application = Application::start(desktop, settings, reason, changes);
+    if (!application)
+        failTest(reason);
+    return application;
 }
 
 } // namespace nimbrale::test

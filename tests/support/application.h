@@ -53,4 +53,8 @@ private:
     std::unique_ptr<Process> process_;
 };
 
+/// `Application::start`, never null: the running test ends where it fails.
+[[nodiscard]] std::unique_ptr<Application>
+requireApplication(PrivateDesktop& desktop, const Application::Settings& settings, const Environment& changes = {});
+
 } // namespace nimbrale::test

@@ -1,5 +1,7 @@
 #include "tests/support/meeting.h"
 
+#include "tests/support/requirements.h"
+
 #include <QPainter>
 
 #include <cmath>
@@ -250,6 +252,17 @@ bool Meeting::restartApplication(std::string& reason)
 {
     application_ = Application::startAgain(*desktop_, reason, applicationEnvironment_);
     return application_ != nullptr;
+}
+
+std::unique_ptr<Meeting> requireMeeting(const Meeting::Options& options)
+{
+    std::string reason;
+    std::unique_ptr<Meeting> meeting = Meeting::start(options, reason);
+    if (meeting)
+        return meeting;
+    if (testing::Test::HasFailure())
+        failTest(reason);
+    skipTest(reason);
 }
 
 } // namespace nimbrale::test

@@ -33,7 +33,7 @@ public:
     };
 
     /// Starts everything and shares; returns when the far side gets frames of the region's size. Null with the reason
-    /// when something is missing here, which a test skips for; a step that fails is a failure of the test.
+    /// when something is missing here or a step fails, which is a failure of the test too. Tests call `requireMeeting`.
     [[nodiscard]] static std::unique_ptr<Meeting> start(const Options& options, std::string& reason);
     /// After a failure of the running test, keeps the desktop's picture and prints what else helps to understand it.
     ~Meeting();
@@ -99,5 +99,8 @@ private:
     QRect movementArea_;
     double scale_ = 1;
 };
+
+/// `Meeting::start`, never null: the running test is skipped for want of a program and ends where a step fails.
+[[nodiscard]] std::unique_ptr<Meeting> requireMeeting(const Meeting::Options& options);
 
 } // namespace nimbrale::test

@@ -54,8 +54,8 @@ public:
 
     /// What this machine lacks for such a desktop; empty when it lacks nothing.
     [[nodiscard]] static std::string missingFor(const Options& options);
-    /// Null, with what is missing in `reason`, when this machine lacks a program for it: tests then do
-    /// GTEST_SKIP() << reason. What is installed and does not start is a failure of the test, with null too.
+    /// Null, with what is missing in `reason`, when this machine lacks a program for it. What is installed and does not
+    /// start is a failure of the test, with null too. Tests call `requireDesktop`.
     [[nodiscard]] static std::unique_ptr<PrivateDesktop> start(const Options& options, std::string& reason);
     ~PrivateDesktop();
     PrivateDesktop(const PrivateDesktop&) = delete;

@@ -1,5 +1,7 @@
 #include "tests/support/scene.h"
 
+#include "tests/support/requirements.h"
+
 #include <QPainter>
 
 #include <gtest/gtest.h>
@@ -152,6 +154,14 @@ QImage Scene::pattern(std::uint32_t seed, QSize size)
         }
     }
     return image;
+}
+
+std::unique_ptr<Scene> requireScene(PrivateDesktop& desktop)
+{
+    std::unique_ptr<Scene> scene = Scene::start(desktop);
+    if (!scene)
+        failTest("no scene");
+    return scene;
 }
 
 } // namespace nimbrale::test

@@ -72,4 +72,7 @@ private:
     std::unique_ptr<Process> process_;
 };
 
+/// `Scene::start`, never null: the running test ends where it fails.
+[[nodiscard]] std::unique_ptr<Scene> requireScene(PrivateDesktop& desktop);
+
 } // namespace nimbrale::test

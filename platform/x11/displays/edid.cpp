@@ -30,8 +30,7 @@ std::string modelNameFromEdid(const std::vector<std::uint8_t>& edid)
             if (isPrintable)
                 name.push_back(static_cast<char>(descriptor[offset]));
         }
-        while (!name.empty() && name.back() == ' ')
-            name.pop_back();
+        name.erase(name.find_last_not_of(' ') + 1);
         return name;
     }
     return {};

@@ -1,5 +1,6 @@
 #include "platform/x11/displays/free_areas.h"
 
+#include <algorithm>
 #include <limits>
 
 namespace nimbrale::x11 {
@@ -78,6 +79,14 @@ std::vector<PixelRect> rectanglesFrom(std::span<const std::uint32_t> numbers)
                               static_cast<int>(numbers[3])});
     }
     return rectangles;
+}
+
+std::optional<PixelRect> commonAreaFrom(std::span<const std::uint32_t> numbers, std::size_t desktop)
+{
+    const std::vector<PixelRect> areas = rectanglesFrom(numbers);
+    if (areas.empty())
+        return std::nullopt;
+    return areas[std::min(desktop, areas.size() - 1)];
 }
 
 std::vector<PixelRect> freeAreas(const std::vector<PixelRect>& displays, const SpaceClaims& claims)

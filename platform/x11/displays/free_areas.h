@@ -2,6 +2,7 @@
 
 #include "platform/pixel_rect.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <span>
@@ -37,6 +38,10 @@ struct SpaceClaims {
 
 /// Rectangles from a property that holds four numbers for each; an incomplete last one is dropped.
 [[nodiscard]] std::vector<PixelRect> rectanglesFrom(std::span<const std::uint32_t> numbers);
+
+/// The free area of that desktop from the numbers of `_NET_WORKAREA`, which has four for each; that of the last one
+/// where there are fewer desktops, absent without any.
+[[nodiscard]] std::optional<PixelRect> commonAreaFrom(std::span<const std::uint32_t> numbers, std::size_t desktop);
 
 /// What is free of each of `displays`, in root pixels and in the same order. The common area counts for a lone display
 /// only: one rectangle cannot tell which display a panel stands on. A display that would be left without any free part

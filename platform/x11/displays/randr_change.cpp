@@ -2,20 +2,14 @@
 
 #include "platform/x11/server/handles.h"
 
-#include <algorithm>
 #include <array>
-#include <cmath>
 #include <sys/uio.h>
+#include <utility>
 #include <xcb/xcbext.h>
 
 namespace nimbrale::x11 {
 
 namespace {
-
-std::uint32_t millimeters(int pixels, double pitch)
-{
-    return static_cast<std::uint32_t>(std::max(1L, std::lround(pixels * pitch)));
-}
 
 /// xcb_randr_set_monitor_checked of libxcb 1.15 sends a part that it never filled in, which ends the process, so the
 /// request is put together here.
@@ -51,8 +45,9 @@ void RandrChange::setMonitor(xcb_atom_t name, const PixelRect& pixels, const Pix
     monitor.y = static_cast<std::int16_t>(pixels.y);
     monitor.width = static_cast<std::uint16_t>(pixels.width);
     monitor.height = static_cast<std::uint16_t>(pixels.height);
-    monitor.width_in_millimeters = millimeters(pixels.width, pitch.horizontal);
-    monitor.height_in_millimeters = millimeters(pixels.height, pitch.vertical);
+    const SizeInMillimeters size = millimeters(pixels.width, pixels.height, pitch);
+    monitor.width_in_millimeters = size.width;
+    monitor.height_in_millimeters = size.height;
     monitor.nOutput = output == XCB_NONE ? 0 : 1;
     requests_.push_back({sendSetMonitor(connection_.get(), connection_.root(), monitor, output),
                          "The X server did not add the virtual display."});
@@ -67,9 +62,15 @@ void RandrChange::deleteMonitor(xcb_atom_t name)
 void RandrChange::setScreenSize(int width, int height, const PixelPitch& pitch,
                                 const std::vector<RandrPanning>& pannings)
 {
-    const xcb_void_cookie_t cookie = xcb_randr_set_screen_size_checked(
-        connection_.get(), connection_.root(), static_cast<std::uint16_t>(width), static_cast<std::uint16_t>(height),
-        millimeters(width, pitch.horizontal), millimeters(height, pitch.vertical));
+    sendScreenSize(width, height, millimeters(width, height, pitch), pannings);
+}
+
+void RandrChange::sendScreenSize(int width, int height, const SizeInMillimeters& size,
+                                 const std::vector<RandrPanning>& pannings)
+{
+    const xcb_void_cookie_t cookie =
+        xcb_randr_set_screen_size_checked(connection_.get(), connection_.root(), static_cast<std::uint16_t>(width),
+                                          static_cast<std::uint16_t>(height), size.width, size.height);
     requests_.push_back({cookie, "The X server cannot make its screen " + std::to_string(width) + "×" +
                                      std::to_string(height) + " pixels big."});
     for (const RandrPanning& panning : pannings) {
@@ -91,9 +92,9 @@ void RandrChange::setScreenSize(int width, int height, const PixelPitch& pitch,
 void RandrChange::repeatScreenSize(int width, int height, const PixelPitch& pitch,
                                    const std::vector<RandrPanning>& pannings)
 {
-    const double millimeterMore = 1.0 / std::max(1, width);
-    setScreenSize(width, height, {pitch.horizontal + millimeterMore, pitch.vertical}, pannings);
-    setScreenSize(width, height, pitch, pannings);
+    const SizeInMillimeters size = millimeters(width, height, pitch);
+    sendScreenSize(width, height, {size.width + 1, size.height}, pannings);
+    sendScreenSize(width, height, size, pannings);
 }
 
 Result<void> RandrChange::finish()

@@ -2,7 +2,7 @@
 
 #include "platform/pixel_rect.h"
 #include "platform/result.h"
-#include "platform/x11/displays/randr_layout.h"
+#include "platform/x11/displays/randr_rules.h"
 #include "platform/x11/server/connection.h"
 
 #include <string>
@@ -39,6 +39,9 @@ private:
         xcb_void_cookie_t cookie;
         std::string failure;
     };
+
+    void sendScreenSize(int width, int height, const SizeInMillimeters& size,
+                        const std::vector<RandrPanning>& pannings);
 
     Connection& connection_;
     std::vector<Request> requests_;

@@ -3,7 +3,6 @@
 #include "platform/x11/server/handles.h"
 
 #include <algorithm>
-#include <tuple>
 
 namespace nimbrale::x11 {
 
@@ -99,14 +98,7 @@ std::vector<RandrPanning> RandrLayout::pannings() const
 
 PixelRect RandrLayout::realBounds(xcb_atom_t except) const
 {
-    PixelRect bounds;
-    for (const PixelRect& area : litAreas())
-        bounds = bounds.unitedWith(area);
-    for (const RandrMonitor& monitor : monitors(MonitorScope::active)) {
-        if (monitor.name != except)
-            bounds = bounds.unitedWith(monitor.pixels);
-    }
-    return bounds;
+    return boundsOf(litAreas(), monitors(MonitorScope::active), except);
 }
 
 PixelRect RandrLayout::screenPixels() const
@@ -135,18 +127,7 @@ void RandrLayout::setPrimaryOutput(xcb_randr_output_t output)
 
 xcb_randr_output_t RandrLayout::outputForPrimary(xcb_atom_t except) const
 {
-    xcb_randr_output_t best = XCB_NONE;
-    PixelRect bestPixels;
-    for (const RandrMonitor& monitor : monitors(MonitorScope::active)) {
-        if (monitor.outputs.empty() || monitor.name == except)
-            continue;
-        const bool isNearer = std::tie(monitor.pixels.x, monitor.pixels.y) < std::tie(bestPixels.x, bestPixels.y);
-        if (best != XCB_NONE && !isNearer)
-            continue;
-        best = monitor.outputs.front();
-        bestPixels = monitor.pixels;
-    }
-    return best;
+    return x11::outputForPrimary(monitors(MonitorScope::active), except);
 }
 
 xcb_randr_output_t RandrLayout::idleOutput(xcb_atom_t except, xcb_randr_output_t preferred) const
@@ -154,26 +135,16 @@ xcb_randr_output_t RandrLayout::idleOutput(xcb_atom_t except, xcb_randr_output_t
     const ScreenResources resources = screenResources(connection_);
     if (!resources)
         return XCB_NONE;
-    std::vector<xcb_randr_output_t> borne;
-    for (const RandrMonitor& monitor : monitors(MonitorScope::all)) {
-        if (monitor.name != except)
-            borne.insert(borne.end(), monitor.outputs.begin(), monitor.outputs.end());
-    }
     const xcb_randr_output_t* const outputs = xcb_randr_get_screen_resources_current_outputs(resources.get());
-    xcb_randr_output_t found = XCB_NONE;
+    std::vector<xcb_randr_output_t> idle;
     for (int index = 0; index < resources->num_outputs; ++index) {
-        const xcb_randr_output_t output = outputs[index];
         const Reply<xcb_randr_get_output_info_reply_t> info(xcb_randr_get_output_info_reply(
-            connection_.get(), xcb_randr_get_output_info(connection_.get(), output, resources->config_timestamp),
-            nullptr));
-        const bool isIdle = info && info->connection == XCB_RANDR_CONNECTION_DISCONNECTED && info->crtc == XCB_NONE;
-        if (!isIdle || std::find(borne.begin(), borne.end(), output) != borne.end())
-            continue;
-        if (output == preferred)
-            return output;
-        found = output;
+            connection_.get(),
+            xcb_randr_get_output_info(connection_.get(), outputs[index], resources->config_timestamp), nullptr));
+        if (info && info->connection == XCB_RANDR_CONNECTION_DISCONNECTED && info->crtc == XCB_NONE)
+            idle.push_back(outputs[index]);
     }
-    return found;
+    return unborneOutput(idle, monitors(MonitorScope::all), except, preferred);
 }
 
 bool RandrLayout::hasPrimaryMonitor() const
@@ -185,10 +156,8 @@ bool RandrLayout::hasPrimaryMonitor() const
 PixelPitch RandrLayout::initialPitch() const
 {
     const xcb_screen_t& screen = connection_.screen();
-    if (screen.width_in_millimeters == 0 || screen.height_in_millimeters == 0)
-        return {};
-    return {static_cast<double>(screen.width_in_millimeters) / screen.width_in_pixels,
-            static_cast<double>(screen.height_in_millimeters) / screen.height_in_pixels};
+    return pitchOf(screen.width_in_pixels, screen.height_in_pixels,
+                   {screen.width_in_millimeters, screen.height_in_millimeters});
 }
 
 } // namespace nimbrale::x11

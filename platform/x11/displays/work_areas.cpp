@@ -44,9 +44,7 @@ SpaceClaims WorkAreas::claims()
         claims.screen = {0, 0, root->width, root->height};
     claims.struts = struts();
     claims.perDisplay = rectanglesFrom(numbers(connection_.root(), perDisplay_, XCB_ATOM_CARDINAL));
-    const std::vector<PixelRect> common = rectanglesFrom(numbers(connection_.root(), workArea_, XCB_ATOM_CARDINAL));
-    if (!common.empty())
-        claims.common = common[std::min(desktop, common.size() - 1)];
+    claims.common = commonAreaFrom(numbers(connection_.root(), workArea_, XCB_ATOM_CARDINAL), desktop);
     return claims;
 }
 

@@ -211,10 +211,6 @@ bool PanelStack::isInPlace(const std::vector<xcb_window_t>& bottomToTop, const s
 
 bool PanelStack::standsAside(xcb_window_t window) const
 {
-    // The composite overlay window is the server's own and always on top.
-    const bool isServersOwn = (window & ~xcb_get_setup(connection_.get())->resource_id_mask) == 0;
-    if (isServersOwn)
-        return true;
     const Reply<xcb_get_window_attributes_reply_t> attributes(xcb_get_window_attributes_reply(
         connection_.get(), xcb_get_window_attributes(connection_.get(), window), nullptr));
     return !attributes || attributes->map_state != XCB_MAP_STATE_VIEWABLE ||

@@ -4,12 +4,12 @@
 // about within that area. Ends after the seconds; 0 runs until it is stopped. Prints how many frames it painted and how
 // many came too late.
 
+#include "tests/support/programs/monotonic_time.h"
 #include "tests/support/x_reply.h"
 
 #include <array>
 #include <cstdint>
 #include <cstdlib>
-#include <ctime>
 #include <iostream>
 #include <string>
 #include <sys/ipc.h>
@@ -37,21 +37,6 @@ struct Arguments {
 constexpr std::uint16_t blinkSize = 20;
 constexpr std::uint16_t scrollStep = 20;
 constexpr std::uint32_t pointerStep = 7;
-constexpr std::int64_t nanosecondsPerSecond = 1'000'000'000;
-
-std::int64_t now()
-{
-    timespec time{};
-    clock_gettime(CLOCK_MONOTONIC, &time);
-    return time.tv_sec * nanosecondsPerSecond + time.tv_nsec;
-}
-
-void sleepUntil(std::int64_t time)
-{
-    const timespec wanted{time / nanosecondsPerSecond, time % nanosecondsPerSecond};
-    clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &wanted, nullptr);
-}
-
 /// A picture in memory that the server reads directly.
 class SharedPicture {
 public:

@@ -27,6 +27,18 @@ TEST_F(AppDelegateTest, UnplugOfTheFramesDisplayRestartsFromTheStoredDisplay)
     EXPECT_EQ(settings_.displayID(), otherDisplay);
 }
 
+TEST_F(AppDelegateTest, AnotherDisplayInItsPlaceRestarts)
+{
+    launch();
+    const Rect place = platform_.screens().list.front().frame;
+    platform_.screens().remove(mainDisplay);
+    platform_.screens().main = otherDisplay;
+    platform_.screens().list.front().frame = place;
+    platform_.screens().notify();
+    queue().advance(500ms);
+    EXPECT_TRUE(isRestarting());
+}
+
 TEST_F(AppDelegateTest, ChangedScaleRestarts)
 {
     launch();

@@ -113,6 +113,14 @@ std::vector<DrawnText> piecesOf(const QFont& font, const QRectF& rect, const QSt
     return notes.texts;
 }
 
+TEST(DigitWidthTest, AnyOfTheTenDigitsMayBeTheWidest)
+{
+    for (const char widest : std::string("0123456789")) {
+        const auto advance = [widest](QChar digit) { return digit == QLatin1Char(widest) ? 7.5 : 7.0; };
+        EXPECT_EQ(digitWidth(advance), 7.5) << widest;
+    }
+}
+
 // Digits of another script stand for digits of another width: those of the usual one are all alike in the font at hand.
 TEST(LabelTextTest, EveryDigitTakesTheSamePlace)
 {

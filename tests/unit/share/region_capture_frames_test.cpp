@@ -26,9 +26,7 @@ TEST_F(RegionCaptureTest, CompletePicturesArriveOnTheMainQueue)
 TEST_F(RegionCaptureTest, PictureOfThePreviousRegionCarriesItsOrigin)
 {
     startRunning();
-    capture->setRegion({10, 20, 200, 100});
-    capture->applyRegion();
-    stream().completeConfigurationUpdate();
+    changeRegion({10, 20, 200, 100});
 
     deliverPicture(800, 600);
     deliverPicture(400, 200);
@@ -39,11 +37,8 @@ TEST_F(RegionCaptureTest, PictureOfThePreviousRegionCarriesItsOrigin)
 TEST_F(RegionCaptureTest, PreviousRegionIsTheOneOfTheUpdateBefore)
 {
     startRunning();
-    for (const Rect& region : {Rect{10, 20, 200, 100}, Rect{30, 40, 220, 120}}) {
-        capture->setRegion(region);
-        capture->applyRegion();
-        stream().completeConfigurationUpdate();
-    }
+    for (const Rect& region : {Rect{10, 20, 200, 100}, Rect{30, 40, 220, 120}})
+        changeRegion(region);
 
     deliverPicture(400, 200);
     deliverPicture(440, 240);
@@ -54,9 +49,7 @@ TEST_F(RegionCaptureTest, PreviousRegionIsTheOneOfTheUpdateBefore)
 TEST_F(RegionCaptureTest, PictureThatFitsBothRegionsCarriesTheNewestOrigin)
 {
     startRunning();
-    capture->setRegion({10, 20, 400, 300});
-    capture->applyRegion();
-    stream().completeConfigurationUpdate();
+    changeRegion({10, 20, 400, 300});
 
     deliverPicture(800, 600);
 
@@ -67,9 +60,7 @@ TEST_F(RegionCaptureTest, PictureOfAnUnknownSizeKeepsItsSizeAtTheNewestOrigin)
 {
     startRunning();
     deliverPicture(333, 100);
-    capture->setRegion({10, 20, 200, 100});
-    capture->applyRegion();
-    stream().completeConfigurationUpdate();
+    changeRegion({10, 20, 200, 100});
 
     deliverPicture(333, 100);
 

@@ -30,9 +30,7 @@ protected:
     /// As in a drag's step.
     void drag(const Rect& region)
     {
-        capture->setRegion(region);
-        capture->applyRegion();
-        stream().completeConfigurationUpdate();
+        changeRegion(region);
         sharedScreen.setRegion(region);
     }
     /// As at the end of a drag.

@@ -1,13 +1,9 @@
-#include "platform/x11/capture/change_collector.h"
+// What of a stream's source has to be drawn anew.
 
-#include <gtest/gtest.h>
-#include <list>
-#include <set>
+#include "tests/unit/platform/x11/capture/change_collector_fixture.h"
 
 namespace nimbrale::x11 {
 namespace {
-
-constexpr PixelRect source{100, 100, 400, 300};
 
 bool isSame(const PixelRegion& left, const PixelRegion& right)
 {
@@ -17,47 +13,6 @@ bool isSame(const PixelRegion& left, const PixelRegion& right)
     onlyRight -= left;
     return onlyLeft.isEmpty() && onlyRight.isEmpty();
 }
-
-class ChangeCollectorTest : public testing::Test {
-protected:
-    ChangeCollectorTest()
-    {
-        changes.setSource(source, PointerVisibility::shown);
-        (void)changes.take();
-    }
-
-    /// On top of those there are.
-    CapturedWindow& addWindow(const PixelRect& area)
-    {
-        CapturedWindow* const window = &stored.emplace_back();
-        window->id = static_cast<xcb_window_t>(windows.size() + 1);
-        window->x = area.x;
-        window->y = area.y;
-        window->width = area.width;
-        window->height = area.height;
-        window->isMapped = true;
-        window->picture = 1;
-        window->needsClassification = false;
-        windows.push_back(window);
-        return *window;
-    }
-
-    void damage(const CapturedWindow& window, const PixelRect& area, Compositing compositing = Compositing::absent)
-    {
-        changes.addDamage(windows, window, PixelRegion(area), compositing);
-    }
-
-    [[nodiscard]] bool isVisible(const CapturedWindow& window, Compositing compositing = Compositing::absent) const
-    {
-        return changes.isVisible(windows, window, compositing);
-    }
-
-    std::list<CapturedWindow> stored;
-    WindowList windows;
-    std::set<xcb_window_t> excluded;
-    ChangeCollector changes{
-        [this](const CapturedWindow& window) { return !window.needsClassification && !excluded.contains(window.id); }};
-};
 
 TEST_F(ChangeCollectorTest, anotherSourceIsDrawnWhole)
 {
@@ -279,39 +234,6 @@ TEST_F(ChangeCollectorTest, aDamagedRootMayBeNewUnderWindowsThatAreLeftOut)
     EXPECT_TRUE(isSame(changes.take(), expected));
 }
 
-TEST_F(ChangeCollectorTest, damageThatCanBeSeenIsExpectedForCertain)
-{
-    const CapturedWindow& below = addWindow({110, 110, 100, 100});
-    addWindow({110, 110, 100, 50});
-    const auto expectationOf = [&](const PixelRect& area) {
-        changes.clearExpectation();
-        changes.expectDamage(windows, below, PixelRegion(area), Compositing::absent);
-        return changes.expectation();
-    };
-    EXPECT_EQ(expectationOf({110, 160, 10, 10}), ChangeExpectation::certain);
-    EXPECT_EQ(expectationOf({110, 110, 10, 10}), ChangeExpectation::possible)
-        << "more of it may be damaged by the time that it is asked";
-    EXPECT_EQ(expectationOf({500, 160, 10, 10}), ChangeExpectation::possible) << "outside the window";
-    addWindow({110, 160, 100, 50});
-    EXPECT_EQ(expectationOf({110, 110, 10, 10}), ChangeExpectation::none) << "nothing of the window can be seen";
-}
-
-TEST_F(ChangeCollectorTest, damageOfAWindowThatNobodyKnowsYetIsPossible)
-{
-    CapturedWindow& window = addWindow({110, 110, 100, 100});
-    window.needsClassification = true;
-    changes.expectDamage(windows, window, PixelRegion(110, 110, 10, 10), Compositing::absent);
-    EXPECT_EQ(changes.expectation(), ChangeExpectation::possible);
-}
-
-TEST_F(ChangeCollectorTest, damageOfAWindowThatIsLeftOutIsNotExpected)
-{
-    const CapturedWindow& window = addWindow({110, 110, 100, 100});
-    excluded.insert(window.id);
-    changes.expectDamage(windows, window, PixelRegion(110, 110, 10, 10), Compositing::absent);
-    EXPECT_EQ(changes.expectation(), ChangeExpectation::none);
-}
-
 TEST_F(ChangeCollectorTest, framesOfTheScreenTakeNoNoticeOfWindows)
 {
     CapturedWindow& window = addWindow({150, 150, 100, 100});
@@ -326,37 +248,6 @@ TEST_F(ChangeCollectorTest, framesOfTheScreenTakeNoNoticeOfWindows)
     EXPECT_FALSE(isVisible(window)) << "whatever it is";
     changes.add(PixelRegion(110, 110, 5, 5));
     EXPECT_TRUE(isSame(changes.take(), PixelRegion(110, 110, 5, 5)));
-}
-
-TEST_F(ChangeCollectorTest, damageOfTheScreenIsCertainInTheSourceAndNothingElsewhere)
-{
-    changes.expectScreenDamage(PixelRegion(0, 0, 50, 50));
-    EXPECT_EQ(changes.expectation(), ChangeExpectation::none);
-    changes.expectScreenDamage(PixelRegion(90, 90, 20, 20));
-    EXPECT_EQ(changes.expectation(), ChangeExpectation::certain);
-}
-
-TEST_F(ChangeCollectorTest, anExpectationOnlyRisesUntilItIsCleared)
-{
-    EXPECT_EQ(changes.expectation(), ChangeExpectation::none);
-    changes.expectChange();
-    EXPECT_EQ(changes.expectation(), ChangeExpectation::possible);
-    changes.expectDamage(windows, addWindow({110, 110, 100, 100}), PixelRegion(110, 110, 10, 10), Compositing::absent);
-    EXPECT_EQ(changes.expectation(), ChangeExpectation::certain);
-    changes.expectChange();
-    EXPECT_EQ(changes.expectation(), ChangeExpectation::certain);
-    changes.clearExpectation();
-    EXPECT_EQ(changes.expectation(), ChangeExpectation::none);
-}
-
-TEST_F(ChangeCollectorTest, whatIsKnownToBeDirtyIsACertainChange)
-{
-    changes.add(PixelRegion(110, 110, 10, 10));
-    EXPECT_EQ(changes.expectation(), ChangeExpectation::certain);
-    changes.clearExpectation();
-    EXPECT_EQ(changes.expectation(), ChangeExpectation::certain);
-    (void)changes.take();
-    EXPECT_EQ(changes.expectation(), ChangeExpectation::none);
 }
 
 TEST_F(ChangeCollectorTest, thePointerIsDrawnWhereItWasAndWhereItIs)

@@ -193,5 +193,15 @@ TEST(FreeAreasTest, AnIncompleteRectangleIsDropped)
     EXPECT_TRUE(rectanglesFrom({}).empty());
 }
 
+TEST(FreeAreasTest, TheCommonAreaIsTheDesktopsOrElseTheLastOne)
+{
+    const std::array two{1U, 2U, 3U, 4U, 5U, 6U, 7U, 8U};
+    EXPECT_EQ(commonAreaFrom(two, 0), (PixelRect{1, 2, 3, 4}));
+    EXPECT_EQ(commonAreaFrom(two, 1), (PixelRect{5, 6, 7, 8}));
+    EXPECT_EQ(commonAreaFrom(two, 2), (PixelRect{5, 6, 7, 8}));
+    EXPECT_EQ(commonAreaFrom(two, std::numeric_limits<std::uint32_t>::max()), (PixelRect{5, 6, 7, 8}));
+    EXPECT_EQ(commonAreaFrom({}, 0), std::nullopt);
+}
+
 } // namespace
 } // namespace nimbrale::x11
