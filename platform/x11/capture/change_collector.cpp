@@ -55,6 +55,13 @@ void ChangeCollector::addWindow(const CapturedWindow& window, WindowChange chang
     }
 }
 
+void ChangeCollector::addBackground()
+{
+    addAll();
+    if (isMasked_)
+        mask_.noteWindowChange(mask_.region());
+}
+
 void ChangeCollector::leaveOut(const PixelRegion& region)
 {
     mask_.distrust(region);

@@ -52,6 +52,8 @@ public:
                    Compositing compositing);
     /// `damage` is what was drawn on the root itself, where it is bare.
     void addRootDamage(const WindowList& windows, const PixelRegion& damage);
+    /// The background behind all windows is another one.
+    void addBackground();
     /// `window` came, went or changed its place or shape: everything where it is now.
     void addWindow(const CapturedWindow& window, WindowChange change, Clock::time_point now);
     /// What frames have shown in the region so far is not to be shown any more.

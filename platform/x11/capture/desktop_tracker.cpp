@@ -206,8 +206,10 @@ void DesktopTracker::classifyNewWindows()
 
 void DesktopTracker::handleBackgroundChange(const xcb_generic_event_t& event)
 {
-    if (background_->handle(event))
-        addAll();
+    if (!background_->handle(event))
+        return;
+    for (ChangeCollector* const changes : collectors_)
+        changes->addBackground();
 }
 
 void DesktopTracker::handleSelectionChange(const xcb_xfixes_selection_notify_event_t&)

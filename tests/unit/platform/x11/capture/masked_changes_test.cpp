@@ -141,6 +141,15 @@ TEST_F(MaskedChangesTest, aWindowThatIsFoundToBeLeftOutIsDrawnOver)
     EXPECT_EQ(changes.mask().divide(window.reach(), PixelRegion(source)).composed, window.reach());
 }
 
+TEST_F(MaskedChangesTest, anotherBackgroundIsDrawnBelowTheMaskToo)
+{
+    addPanel({200, 200, 50, 50});
+    (void)changes.mask().divide(PixelRegion(source), {});
+    changes.addBackground();
+    EXPECT_EQ(changes.take(), PixelRegion(source));
+    EXPECT_EQ(changes.mask().divide(PixelRegion(source), {}).composed, PixelRegion(200, 200, 50, 50));
+}
+
 TEST_F(MaskedChangesTest, aHiddenWindowMasksNothing)
 {
     CapturedWindow& panel = addPanel({200, 200, 50, 50});
