@@ -104,6 +104,11 @@ public:
             Milliseconds{milliseconds}, Milliseconds{1});
     }
 
+    void pumpFor(Milliseconds duration)
+    {
+        (void)pumpUntil([] { return false; }, static_cast<int>(duration.count()));
+    }
+
     /// Returns when the picture delivered last shows everything that the desktop did before. A marker that another
     /// process then shows in the region's corner comes in a picture after all of that, and goes in a further one.
     void settle()

@@ -158,6 +158,9 @@ public:
     /// Starts or stops picom; xfwm4, KWin and marco are instead started anew with or without their own compositor.
     [[nodiscard]] bool startCompositor();
     [[nodiscard]] bool stopCompositor();
+    /// The program that composites stands still, as on a computer that has no time for it, until it goes on.
+    [[nodiscard]] bool pauseCompositor();
+    void resumeCompositor();
 
     /// The server's clock, in which it tells the time of events.
     [[nodiscard]] std::uint32_t serverTime();
@@ -167,6 +170,8 @@ public:
     void setBackground(const QColor& color);
 
 private:
+    /// 0 without one.
+    [[nodiscard]] pid_t compositorProcess();
     explicit PrivateDesktop(Options options);
     bool prepareFolder(std::string& reason);
     bool startServer(std::string& reason);
@@ -196,6 +201,7 @@ private:
     std::unique_ptr<Process> server_;
     std::unique_ptr<Process> windowManager_;
     std::unique_ptr<Process> compositor_;
+    pid_t paused_ = 0;
     xcb_connection_t* connection_ = nullptr;
     xcb_screen_t* screen_ = nullptr;
     int spawned_ = 0;

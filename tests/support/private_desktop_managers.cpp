@@ -2,7 +2,10 @@
 
 #include "tests/support/x_reply.h"
 
+#include <csignal>
 #include <fstream>
+#include <utility>
+#include <xcb/res.h>
 #include <xcb/xcb.h>
 
 namespace nimbrale::test {
@@ -161,6 +164,36 @@ bool PrivateDesktop::startCompositor()
         return false;
     static_cast<void>(waitUntil([this] { return isComposited() || !compositor_->isRunning(); }, managerPatience));
     return isComposited();
+}
+
+bool PrivateDesktop::pauseCompositor()
+{
+    paused_ = compositorProcess();
+    return paused_ > 0 && kill(paused_, SIGSTOP) == 0;
+}
+
+void PrivateDesktop::resumeCompositor()
+{
+    if (paused_ > 0)
+        kill(std::exchange(paused_, 0), SIGCONT);
+}
+
+// A window manager may be the child of what was started.
+pid_t PrivateDesktop::compositorProcess()
+{
+    const Reply<xcb_get_selection_owner_reply_t> owner(xcb_get_selection_owner_reply(
+        connection_, xcb_get_selection_owner(connection_, atom("_NET_WM_CM_S0")), nullptr));
+    if (!owner || owner->owner == XCB_WINDOW_NONE)
+        return 0;
+    const xcb_res_client_id_spec_t question{owner->owner, XCB_RES_CLIENT_ID_MASK_LOCAL_CLIENT_PID};
+    const Reply<xcb_res_query_client_ids_reply_t> reply(
+        xcb_res_query_client_ids_reply(connection_, xcb_res_query_client_ids(connection_, 1, &question), nullptr));
+    if (!reply)
+        return 0;
+    const auto value = xcb_res_query_client_ids_ids_iterator(reply.get());
+    return value.rem && xcb_res_client_id_value_value_length(value.data) > 0
+               ? static_cast<pid_t>(*xcb_res_client_id_value_value(value.data))
+               : 0;
 }
 
 bool PrivateDesktop::stopCompositor()

@@ -34,6 +34,14 @@ WindowFacts notification(int depth)
     return facts;
 }
 
+TEST(WindowOwnerRuleTest, aManagedNotificationCountsHoweverManyFramesItIsIn)
+{
+    WindowFacts client = notification(2);
+    EXPECT_FALSE(ownerOf({window(0, 90), window(1, 90), client}).isNotification);
+    client.isClient = true;
+    EXPECT_TRUE(ownerOf({window(0, 90), window(1, 90), client}).isNotification);
+}
+
 TEST(WindowOwnerRuleTest, aWindowOfAnotherProcessIsTheirs)
 {
     EXPECT_EQ(ownerOf({window(0, 90)}), (WindowOwner{.process = 90, .isOwn = false, .isNotification = false}));
