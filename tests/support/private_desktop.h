@@ -66,6 +66,8 @@ public:
     /// The whole environment of programs on this desktop: DISPLAY, HOME, XDG folders of its own, no session bus, no
     /// proxy, a UTF-8 locale; sanitizers' options are handed on.
     [[nodiscard]] const Environment& environment() const { return environment_; }
+    /// Lays changes over the environment of programs that start from now on.
+    void changeEnvironment(const Environment& changes);
     /// Puts DISPLAY, HOME, the XDG folders and DBUS_SESSION_BUS_ADDRESS into this process too, for tests that host
     /// what they test.
     void adoptEnvironment() const;
@@ -152,6 +154,8 @@ public:
 
     // --- Window manager and compositor ----------------------------------------------------------------------------
 
+    /// Whether any window manager has announced itself, and still is there.
+    [[nodiscard]] bool hasWindowManager() const;
     [[nodiscard]] bool startWindowManager();
     [[nodiscard]] bool stopWindowManager();
     [[nodiscard]] bool isComposited() const;
@@ -185,7 +189,6 @@ private:
         return compositor == Compositor::picom || compositor == Compositor::picomGlx;
     }
     [[nodiscard]] static std::string missingManager(const Options& options);
-    [[nodiscard]] bool hasWindowManager() const;
     [[nodiscard]] bool waitForWindowManager() const;
     void waitUntilWindowManagerIsIdle() const;
 
