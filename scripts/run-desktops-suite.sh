@@ -44,6 +44,7 @@ trap 'exit 1' INT TERM HUP
 
 # The folder that was built may be one that only root may look into.
 mkdir "$home/build" "$home/tmp"
+mkdir -m 700 "$home/run"
 cp "$scripts/run-suite.sh" "$home/build"
 for program in "$suite" nimbrale nimbrale-caretaker nimbrale_scene nimbrale_gtk_window nimbrale_session_leader; do
     cp "$build/$program" "$home/build" || exit 1
@@ -51,6 +52,7 @@ done
 chown -R "$user:$user" "$home"
 
 setpriv --reuid "$user" --regid "$user" --init-groups --inh-caps=-all \
-    env HOME="$home" USER="$user" LOGNAME="$user" TMPDIR="$home/tmp" PATH=/usr/local/bin:/usr/bin:/bin \
+    env HOME="$home" USER="$user" LOGNAME="$user" TMPDIR="$home/tmp" XDG_RUNTIME_DIR="$home/run" \
+    PATH=/usr/local/bin:/usr/bin:/bin \
     "$home/build/run-suite.sh" "$home/build/$suite" > >(with_lasting_paths) 2>&1 &
 wait $!

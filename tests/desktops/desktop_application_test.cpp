@@ -1,5 +1,5 @@
-// The application itself on real desktops: it makes its virtual display there, which shows the region and not one pixel
-// of the frame.
+// The application itself on real desktops: it makes its virtual display there; what it shares is the region, without
+// one pixel of the frame.
 
 #include "tests/desktops/captured_session.h"
 #include "tests/desktops/desktop_test.h"
@@ -13,6 +13,8 @@ namespace {
 
 const QColor markerColor(255, 0, 255);
 constexpr QRect region(300, 200, 400, 300);
+/// The window that stands in for a virtual display where the desktop has none.
+const char* const mirrorTitle = "Share this";
 /// The frame and its controls lie on the region's edges.
 constexpr QRect withoutControls = region.adjusted(30, 30, -30, -30);
 constexpr int samplesToLookThrough = 2000;
@@ -61,7 +63,47 @@ protected:
         return monitor ? monitor->geometry : QRect();
     }
 
-    /// Pixels of the marker's color on the virtual display, looked at again and again while `step` moves something.
+    /// What a meeting shows: the virtual display, or else the window in its place; null while there is neither.
+    [[nodiscard]] static QImage sharedPicture()
+    {
+        const QRect area = sharedArea();
+        return area.isNull() ? desktop().windowPicture(mirrorTitle) : desktop().screenshot(area);
+    }
+
+    [[nodiscard]] static bool waitForShare()
+    {
+        return waitUntil([] { return sharedPicture().size() == region.size(); }, Milliseconds{20000});
+    }
+
+    [[nodiscard]] static std::string describe(const QSize& size)
+    {
+        return std::to_string(size.width()) + "x" + std::to_string(size.height());
+    }
+
+    void expectAVirtualDisplay()
+    {
+        ASSERT_TRUE(application_->waitForVirtualDisplay(region.size()))
+            << "no virtual display is made; kept as " << keepImage(desktop().screenshot(), "screen")
+            << "; the application said: " << said();
+    }
+
+    void expectTheRegionOnIt()
+    {
+        const int compared = withoutControls.width() * withoutControls.height();
+        const ImageTolerance tolerance{.differingPixels = static_cast<int>(shareThatMayDiffer * compared)};
+        QImage shared;
+        QImage screen;
+        static_cast<void>(waitUntil(
+            [&] {
+                shared = sharedPicture().copy(withoutControls.translated(-region.topLeft()));
+                screen = desktop().screenshot(withoutControls);
+                return imagesAreAlike(shared, screen, tolerance);
+            },
+            Milliseconds{5000}));
+        EXPECT_TRUE(imagesMatch(shared, screen, tolerance)) << "of " << compared << " pixels";
+    }
+
+    /// Pixels of the marker's color in what is shared, looked at again and again while `step` moves something.
     struct Look {
         int samples = 0;
         int leaks = 0;
@@ -70,7 +112,7 @@ protected:
     };
     void look(Look& found)
     {
-        const QImage picture = desktop().screenshot(sharedArea());
+        const QImage picture = sharedPicture();
         ++found.samples;
         found.changes += picture != found.last;
         found.last = picture;
@@ -102,32 +144,33 @@ protected:
     QSize screenSize_;
 };
 
-TEST_P(DesktopApplication, MakesAVirtualDisplayThatShowsTheRegion)
+TEST_P(DesktopApplication, MakesAVirtualDisplay)
 {
-    ASSERT_TRUE(application_->waitForVirtualDisplay(region.size()))
-        << "no virtual display is made; kept as " << keepImage(desktop().screenshot(), "screen")
-        << "; the application said: " << said();
-    const int compared = withoutControls.width() * withoutControls.height();
-    const ImageTolerance tolerance{.differingPixels = static_cast<int>(shareThatMayDiffer * compared)};
-    QImage shared;
-    QImage screen;
-    static_cast<void>(waitUntil(
-        [&] {
-            shared = desktop().screenshot(withoutControls.translated(sharedArea().topLeft() - region.topLeft()));
-            screen = desktop().screenshot(withoutControls);
-            return imagesAreAlike(shared, screen, tolerance);
-        },
-        Milliseconds{5000}));
-    EXPECT_TRUE(imagesMatch(shared, screen, tolerance)) << "of " << compared << " pixels";
+    expectAVirtualDisplay();
+}
 
+TEST_P(DesktopApplication, SharesTheRegion)
+{
+    ASSERT_TRUE(waitForShare()) << said();
+    expectTheRegionOnIt();
+}
+
+TEST_P(DesktopApplication, LeavesTheScreenAsItWas)
+{
+    ASSERT_TRUE(waitForShare()) << said();
+    if (sharedArea().isNull()) {
+        EXPECT_TRUE(waitUntil([&] { return desktop().screenSize() == screenSize_; }, Milliseconds{5000}))
+            << "without a virtual display the screen is larger all the same: " << describe(desktop().screenSize());
+    }
     EXPECT_EQ(application_->quit(), 0) << said();
-    EXPECT_TRUE(waitUntil([&] { return !desktop().monitorNamed("Nimbrale"); }, Milliseconds{5000}));
-    EXPECT_TRUE(waitUntil([&] { return desktop().screenSize() == screenSize_; }, Milliseconds{5000}));
+    EXPECT_TRUE(waitUntil([] { return !desktop().monitorNamed("Nimbrale"); }, Milliseconds{5000}));
+    EXPECT_TRUE(waitUntil([&] { return desktop().screenSize() == screenSize_; }, Milliseconds{5000}))
+        << describe(desktop().screenSize()) << " instead of " << describe(screenSize_);
 }
 
 TEST_P(DesktopApplication, SharesNotOnePixelOfTheFrameWhileItIsDragged)
 {
-    ASSERT_TRUE(application_->waitForVirtualDisplay(region.size())) << said();
+    ASSERT_TRUE(waitForShare()) << said();
     Look found;
     QPoint place = region.topLeft();
     const std::array<QPoint, 4> corners{QPoint(420, 260), QPoint(360, 300), QPoint(180, 240), region.topLeft()};
@@ -141,17 +184,28 @@ TEST_P(DesktopApplication, SharesNotOnePixelOfTheFrameWhileItIsDragged)
             << application_->storedRegion().y() << "); kept as " << keepImage(desktop().screenshot(), "screen");
     }
     const std::string figure = std::to_string(found.leaks) + " of " + std::to_string(found.samples) +
-                               " pictures show it, of which " + std::to_string(found.changes) + " differ from the last";
+                               " pictures show it, of which " + std::to_string(found.changes) +
+                               " differ from the last, on " +
+                               (sharedArea().isNull() ? "a window" : "a virtual display");
     report(testing::UnitTest::GetInstance()->current_test_info()->name() + (": " + figure));
     EXPECT_EQ(found.leaks, 0) << figure;
     EXPECT_GT(found.changes, found.samples / 10) << "the shared picture stands still";
 
     scene->add("marked",
                {.geometry = {QRect(place, region.size()).center(), QSize(40, 40)}, .seed = 0, .color = markerColor});
-    EXPECT_TRUE(
-        waitUntil([&] { return pixelsOf(markerColor, desktop().screenshot(sharedArea())) > 0; }, Milliseconds{5000}))
+    EXPECT_TRUE(waitUntil([&] { return pixelsOf(markerColor, sharedPicture()) > 0; }, Milliseconds{5000}))
         << "the control: a window of that color would have been seen";
     EXPECT_EQ(application_->quit(), 0) << said();
+}
+
+class DesktopApplicationOnACard : public DesktopApplication {
+protected:
+    [[nodiscard]] PrivateDesktop::Server server() const override { return PrivateDesktop::Server::xorgDummy; }
+};
+
+TEST_P(DesktopApplicationOnACard, MakesAVirtualDisplay)
+{
+    expectAVirtualDisplay();
 }
 
 INSTANTIATE_TEST_SUITE_P(Xfce, DesktopApplication, testing::Values(DesktopKind::xfce));
@@ -159,6 +213,12 @@ INSTANTIATE_TEST_SUITE_P(Mate, DesktopApplication, testing::Values(DesktopKind::
 INSTANTIATE_TEST_SUITE_P(Plasma, DesktopApplication, testing::Values(DesktopKind::plasma));
 INSTANTIATE_TEST_SUITE_P(Gnome, DesktopApplication, testing::Values(DesktopKind::gnome));
 INSTANTIATE_TEST_SUITE_P(Cinnamon, DesktopApplication, testing::Values(DesktopKind::cinnamon));
+
+INSTANTIATE_TEST_SUITE_P(Xfce, DesktopApplicationOnACard, testing::Values(DesktopKind::xfce));
+INSTANTIATE_TEST_SUITE_P(Mate, DesktopApplicationOnACard, testing::Values(DesktopKind::mate));
+INSTANTIATE_TEST_SUITE_P(Plasma, DesktopApplicationOnACard, testing::Values(DesktopKind::plasma));
+INSTANTIATE_TEST_SUITE_P(Gnome, DesktopApplicationOnACard, testing::Values(DesktopKind::gnome));
+INSTANTIATE_TEST_SUITE_P(Cinnamon, DesktopApplicationOnACard, testing::Values(DesktopKind::cinnamon));
 
 } // namespace
 } // namespace nimbrale::test

@@ -126,8 +126,10 @@ TEST_P(DesktopPicture, OfAnOpenMenu)
     const QImage before = desktop().screenshot();
     desktop().click(gtk->menuButton());
     desktop().movePointer(pointerRest);
-    ASSERT_NO_FATAL_FAILURE(waitUntilShown(differsFrom(before), "the menu"));
+    const auto isShown = differsFrom(before);
+    ASSERT_NO_FATAL_FAILURE(waitUntilShown(isShown, "the menu"));
     expectTheScreenIsShared();
+    EXPECT_TRUE(isShown()) << "the menu has gone meanwhile";
 }
 
 TEST_P(DesktopPicture, OfATooltip)
@@ -140,8 +142,10 @@ TEST_P(DesktopPicture, OfATooltip)
     desktop().movePointer(place - QPoint(20, 0));
     sleepFor(Milliseconds{100});
     desktop().movePointer(place);
-    ASSERT_NO_FATAL_FAILURE(waitUntilShown(differsFrom(before), "the tooltip"));
+    const auto isShown = differsFrom(before);
+    ASSERT_NO_FATAL_FAILURE(waitUntilShown(isShown, "the tooltip"));
     expectTheScreenIsShared();
+    EXPECT_TRUE(isShown()) << "the tooltip has gone meanwhile";
 }
 
 TEST_P(DesktopPicture, OfANotification)
@@ -151,8 +155,10 @@ TEST_P(DesktopPicture, OfANotification)
     ASSERT_TRUE(gtk);
     const QImage before = desktop().screenshot();
     const std::string number = gtk->notify("Something-happened");
-    ASSERT_NO_FATAL_FAILURE(waitUntilShown(differsFrom(before), "the notification"));
+    const auto isShown = differsFrom(before);
+    ASSERT_NO_FATAL_FAILURE(waitUntilShown(isShown, "the notification"));
     expectTheScreenIsShared();
+    EXPECT_TRUE(isShown()) << "the notification has gone meanwhile";
     gtk->dismiss(number);
 }
 

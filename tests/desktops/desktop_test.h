@@ -47,6 +47,9 @@ protected:
         scene.reset();
     }
 
+    /// The X server of the session: Xvnc has one output, the dummy driver two, one of them free.
+    [[nodiscard]] virtual PrivateDesktop::Server server() const { return PrivateDesktop::Server::xvnc; }
+
     [[nodiscard]] static DesktopSession& session() { return *session_; }
     [[nodiscard]] static PrivateDesktop& desktop() { return session_->desktop(); }
     [[nodiscard]] static WindowRequests requests() { return WindowRequests(desktop()); }
@@ -82,7 +85,7 @@ private:
     void startSession()
     {
         std::string reason;
-        session_ = DesktopSession::start({.kind = GetParam()}, reason);
+        session_ = DesktopSession::start({.kind = GetParam(), .server = server()}, reason);
         if (session_) {
             report("session complete after " + std::to_string(session_->startTime().count()) + " ms");
             return;

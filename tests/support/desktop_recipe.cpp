@@ -4,8 +4,6 @@ namespace nimbrale::test {
 
 namespace {
 
-const char* const serviceFolder = "/usr/share/dbus-1/services/";
-
 DesktopRecipe::Command message(const std::string& service, const std::string& path, const std::string& method,
                                const std::vector<std::string>& arguments)
 {
@@ -29,7 +27,7 @@ DesktopRecipe xfce(const std::string& wallpaper, const std::string& monitor)
         "<property name=\"image-style\" type=\"int\" value=\"3\"/><property name=\"last-image\" type=\"string\" "
         "value=\"" +
         wallpaper + "\"/></property></property></property></property></channel>\n";
-    recipe.notifications = std::string(serviceFolder) + "org.xfce.xfce4-notifyd.Notifications.service";
+    recipe.notifications = "org.xfce.xfce4-notifyd.Notifications";
     recipe.commands = {{"xfce4-session"}};
     return recipe;
 }
@@ -41,7 +39,7 @@ DesktopRecipe mate(const std::string& wallpaper)
     recipe.dconf = "[org/mate/desktop/background]\npicture-filename='" + wallpaper +
                    "'\npicture-options='stretched'\n\n"
                    "[org/mate/marco/general]\ncompositing-manager=true\nnum-workspaces=4\n";
-    recipe.notifications = std::string(serviceFolder) + "org.freedesktop.mate.Notifications.service";
+    recipe.notifications = "org.freedesktop.mate.Notifications";
     recipe.commands = {{"mate-session"}};
     return recipe;
 }
@@ -60,7 +58,7 @@ DesktopRecipe plasma(const std::string& wallpaper)
                     {"baloofilerc", "[Basic Settings]\nIndexing-Enabled=false\n"},
                     {"kwalletrc", "[Wallet]\nEnabled=false\n"},
                     {"kwinrc", "[Compositing]\nEnabled=true\nOpenGLIsUnsafe=false\n[Desktops]\nNumber=4\nRows=1\n"}};
-    recipe.notifications = std::string(serviceFolder) + "org.kde.plasma.Notifications.service";
+    recipe.notifications = "org.kde.plasma.Notifications";
     recipe.commands = {{"startplasma-x11"}};
     recipe.completion =
         message("org.kde.plasmashell", "/PlasmaShell", "org.kde.PlasmaShell.evaluateScript",
@@ -81,6 +79,7 @@ DesktopRecipe gnome(const std::string& wallpaper)
                    "[org/gnome/shell]\nwelcome-dialog-last-shown-version='999'\n\n"
                    "[org/gnome/mutter]\ndynamic-workspaces=false\n\n"
                    "[org/gnome/desktop/wm/preferences]\nnum-workspaces=4\n";
+    recipe.notifications = "org.gnome.Shell.Notifications";
     recipe.needsLoginManager = true;
     recipe.commands = {{"/usr/libexec/gsd-xsettings"}, {"gnome-shell", "--x11"}};
     // A session begins in the overview.

@@ -26,9 +26,9 @@ struct DesktopRecipe {
     std::map<std::filesystem::path, std::string> files;
     /// Settings by dconf, as `dconf dump /` prints them.
     std::string dconf;
-    /// The D-Bus service file of the desktop's own notifications, where the session bus could start those of other
-    /// desktops as well; else empty.
-    std::filesystem::path notifications;
+    /// The D-Bus service that shows the desktop's own notifications: several desktops are installed, and the session
+    /// bus would take any of theirs.
+    std::string notifications;
     /// Whether the session is asked for at the login manager.
     bool needsLoginManager = false;
     /// What is started, in this order. The last is the session.

@@ -108,18 +108,20 @@ bool DesktopSession::prepare(std::string& reason)
         std::filesystem::create_directories(path.parent_path());
         std::ofstream(path) << content;
     }
-    preferOwnNotifications();
+    if (!recipe_.notifications.empty())
+        preferOwnNotifications();
     return recipe_.dconf.empty() || writeDconf(reason);
 }
 
-/// Several desktops are installed here, and the bus would take any of their services.
+/// What lies in the user's own folder goes before what the system has.
 void DesktopSession::preferOwnNotifications()
 {
-    if (recipe_.notifications.empty() || !std::filesystem::exists(recipe_.notifications))
-        return;
-    const std::filesystem::path services = desktop_->environment().at("XDG_DATA_HOME") + "/dbus-1/services";
-    std::filesystem::create_directories(services);
-    std::filesystem::copy(recipe_.notifications, services / recipe_.notifications.filename());
+    std::ifstream service("/usr/share/dbus-1/services/" + recipe_.notifications + ".service");
+    const std::filesystem::path folder = desktop_->environment().at("XDG_DATA_HOME") + "/dbus-1/services";
+    std::filesystem::create_directories(folder);
+    std::ofstream own(folder / "org.freedesktop.Notifications.service");
+    for (std::string line; std::getline(service, line);)
+        own << (line.rfind("Name=", 0) == 0 ? "Name=org.freedesktop.Notifications" : line) << '\n';
 }
 
 bool DesktopSession::writeDconf(std::string& reason)

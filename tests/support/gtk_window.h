@@ -27,7 +27,7 @@ public:
     /// Where the pointer rests for the tooltip.
     [[nodiscard]] QPoint tooltipPlace();
     [[nodiscard]] std::uint32_t identifier();
-    /// The notification's number; the title has no blanks.
+    /// Shows a notification that stays until it is dismissed: its number. The title has no blanks.
     std::string notify(const std::string& title);
     void dismiss(const std::string& number);
 

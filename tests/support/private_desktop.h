@@ -95,6 +95,9 @@ public:
     [[nodiscard]] QImage screenshot() const;
     /// The part inside the screen of a rectangle; the rest is black.
     [[nodiscard]] QImage screenshot(const QRect& area) const;
+    /// What the window that `windowTitled` finds shows, whatever lies over it on a desktop that is composited; null
+    /// when there is none.
+    [[nodiscard]] QImage windowPicture(const std::string& title) const;
     [[nodiscard]] QColor pixel(int x, int y) const;
     /// Waits until a pixel has exactly this color.
     [[nodiscard]] bool waitForPixel(int x, int y, const QColor& color, Milliseconds timeout = Milliseconds{3000}) const;
@@ -181,7 +184,10 @@ private:
     [[nodiscard]] std::vector<std::string> serverCommand() const;
     void fakeInput(std::uint8_t type, std::uint8_t detail, QPoint position = {});
     [[nodiscard]] std::uint8_t keycodeOf(std::uint32_t keysym) const;
-    [[nodiscard]] std::optional<QRect> findWindow(std::uint32_t parent, const std::string& text) const;
+    [[nodiscard]] QImage picture(std::uint32_t window, const QRect& area) const;
+    /// XCB_WINDOW_NONE when there is none.
+    [[nodiscard]] std::uint32_t findWindow(std::uint32_t parent, const std::string& text) const;
+    [[nodiscard]] std::optional<QRect> placeOf(std::uint32_t window) const;
     [[nodiscard]] std::string textProperty(std::uint32_t window, std::uint32_t property) const;
     [[nodiscard]] std::uint32_t atom(const std::string& name) const;
     [[nodiscard]] static bool isPicom(Compositor compositor)

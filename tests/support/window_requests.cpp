@@ -36,9 +36,10 @@ void WindowRequests::minimize(std::uint32_t window) const
     send("WM_CHANGE_STATE", window, iconicState);
 }
 
-void WindowRequests::activate(std::uint32_t window) const
+void WindowRequests::keepAbove(std::uint32_t window) const
 {
-    send("_NET_ACTIVE_WINDOW", window, sourceIsPager, XCB_CURRENT_TIME);
+    constexpr std::uint32_t add = 1;
+    send("_NET_WM_STATE", window, add, atom("_NET_WM_STATE_ABOVE"));
 }
 
 void WindowRequests::moveToWorkspace(std::uint32_t window, std::uint32_t workspace) const
@@ -66,12 +67,6 @@ std::vector<std::uint32_t> WindowRequests::rootNumbers(const std::string& proper
         return {};
     const auto* const numbers = static_cast<const std::uint32_t*>(xcb_get_property_value(reply.get()));
     return {numbers, numbers + xcb_get_property_value_length(reply.get()) / 4};
-}
-
-std::optional<std::uint32_t> WindowRequests::currentWorkspace() const
-{
-    const std::vector<std::uint32_t> numbers = rootNumbers("_NET_CURRENT_DESKTOP");
-    return numbers.empty() ? std::nullopt : std::optional(numbers.front());
 }
 
 std::uint32_t WindowRequests::workspaceCount() const

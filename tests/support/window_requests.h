@@ -3,8 +3,8 @@
 #include "tests/support/private_desktop.h"
 
 #include <cstdint>
-#include <optional>
 #include <string>
+#include <vector>
 
 namespace nimbrale::test {
 
@@ -15,14 +15,13 @@ public:
     explicit WindowRequests(const PrivateDesktop& desktop) : desktop_(desktop) {}
 
     void minimize(std::uint32_t window) const;
-    /// Brings a window to the front, out of its minimized state too.
-    void activate(std::uint32_t window) const;
+    /// Puts a window in front of all that have not asked for that, for good.
+    void keepAbove(std::uint32_t window) const;
     /// Workspaces are counted from 0.
     void moveToWorkspace(std::uint32_t window, std::uint32_t workspace) const;
     void showOnAllWorkspaces(std::uint32_t window) const;
     void switchToWorkspace(std::uint32_t workspace) const;
 
-    [[nodiscard]] std::optional<std::uint32_t> currentWorkspace() const;
     [[nodiscard]] std::uint32_t workspaceCount() const;
     /// What panels leave of the screen on the first workspace; a null rectangle where nobody says.
     [[nodiscard]] QRect workArea() const;

@@ -6,7 +6,7 @@ Led by lines on standard input; each is answered with "ok", a value behind it wh
     menu                     the center of the button that opens the menu, in root pixels
     tooltip                  the center of the label that has a tooltip, in root pixels
     identifier               the window's X identifier
-    notify TITLE             has the session's service show a notification: its number
+    notify TITLE             has the session's service show a notification that stays: its number
     dismiss NUMBER           has the service take it away
     quit
 """
@@ -60,9 +60,11 @@ class GtkWindow:
         return f"{left + x} {top + y}"
 
     def notify(self, title):
+        # An urgent one stays until it is dismissed.
+        hints = {"urgency": GLib.Variant("y", 2)}
         answer = self.notifications(
             "Notify",
-            GLib.Variant("(susssasa{sv}i)", ("nimbrale-test", 0, "", title, "What it says", [], {}, 0)),
+            GLib.Variant("(susssasa{sv}i)", ("nimbrale-test", 0, "", title, "What it says", [], hints, 0)),
         )
         return str(answer.unpack()[0])
 
