@@ -110,6 +110,32 @@ TEST_P(DesktopPicture, OfDecoratedWindows)
     expectTheScreenIsShared();
 }
 
+TEST_P(DesktopPicture, OfAWindowThatMovedBelowTheOwnPanel)
+{
+    ASSERT_NO_FATAL_FAILURE(startCapture());
+    addWindow("behind", {120, 120, 480, 320}, 1);
+    addWindow("moves", {460, 220, 460, 300}, 2);
+    ASSERT_TRUE(session().waitUntilStill());
+    const QImage before = desktop().screenshot();
+    for (int step = 0; step < 60; ++step) {
+        scene->move("moves", {460 - 3 * step, 220 + 2 * (step % 30)});
+        static_cast<void>(pumpUntil([] { return false; }, Milliseconds{16}));
+    }
+    ASSERT_NO_FATAL_FAILURE(waitUntilShown(differsFrom(before), "the move"));
+    expectTheScreenIsShared();
+}
+
+TEST_P(DesktopPicture, OfAFullScreenWindow)
+{
+    ASSERT_NO_FATAL_FAILURE(startCapture());
+    const QImage before = desktop().screenshot();
+    scene->add(
+        "film",
+        {.geometry = {QPoint(), desktop().screenSize()}, .seed = 6, .overrideRedirect = false, .isFullScreen = true});
+    ASSERT_NO_FATAL_FAILURE(waitUntilShown(differsFrom(before), "the window"));
+    expectTheScreenIsShared();
+}
+
 TEST_P(DesktopPicture, OfWindowsThatDecorateThemselves)
 {
     ASSERT_NO_FATAL_FAILURE(startCapture());

@@ -2,20 +2,16 @@
 // end, ends everything that came of it, by id. Programs of a desktop session detach themselves from whoever started
 // them; they come back to this program, which the kernel makes their parent.
 
+#include "tests/support/process_tree.h"
+
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <ctime>
-#include <filesystem>
-#include <fstream>
-#include <map>
-#include <string>
 #include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
-#include <vector>
 
 namespace nimbrale::test {
 
@@ -24,38 +20,6 @@ namespace {
 /// How long programs have to end by themselves once they were asked to.
 constexpr int patienceInRounds = 20;
 constexpr timespec round{0, 100'000'000};
-
-/// Of every process that the kernel shows, its parent.
-std::map<pid_t, pid_t> parentsOfProcesses()
-{
-    std::map<pid_t, pid_t> parents;
-    for (const auto& entry : std::filesystem::directory_iterator("/proc")) {
-        const pid_t process = std::atoi(entry.path().filename().c_str());
-        std::ifstream file(entry.path() / "stat");
-        std::string text;
-        if (process <= 0 || !std::getline(file, text))
-            continue;
-        // "12 (name) S 34 …", where the name may hold anything.
-        const std::size_t name = text.rfind(')');
-        if (name != std::string::npos && name + 4 < text.size())
-            parents[process] = std::atoi(text.c_str() + name + 4);
-    }
-    return parents;
-}
-
-std::vector<pid_t> descendants()
-{
-    const std::map<pid_t, pid_t> parents = parentsOfProcesses();
-    std::vector<pid_t> found{getpid()};
-    for (std::size_t index = 0; index < found.size(); ++index) {
-        for (const auto& [process, parent] : parents) {
-            if (parent == found[index])
-                found.push_back(process);
-        }
-    }
-    found.erase(found.begin());
-    return found;
-}
 
 /// Takes in who has ended. Sets the exit code when the command is among them; false when nobody is left.
 bool reap(pid_t command, int& exitCode)
