@@ -29,6 +29,8 @@ end_processes() {
 }
 
 remove_user() {
+    # Whoever is in a hurry waits for this.
+    trap '' INT TERM HUP
     end_processes
     mkdir -p "$build/test-results" "$build/test-output"
     with_lasting_paths <"$home/build/test-results/$suite.log" >"$build/test-results/$suite.log"
