@@ -66,12 +66,13 @@ run_suites() {
     [[ $code -ne 0 && $failed -eq 0 ]] && failed=1
 }
 
-# run_suite NAME: one suite, whose tests are seen as they run.
-run_suite() {
-    local code
+# run_in_turn RUNNER NAME...: suites one after another, whose tests are seen as they run.
+run_in_turn() {
+    local runner="$1" name code=0
     rm -rf build/test-results
-    scripts/run-suite.sh "build/$1"
-    code=$?
+    for name in "${@:2}"; do
+        "$runner" "build/$name" || code=1
+    done
     count_results build
     list_skips build
     [[ $code -ne 0 && $failed -eq 0 ]] && failed=1

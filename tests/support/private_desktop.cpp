@@ -247,6 +247,12 @@ void PrivateDesktop::writeResources()
     synchronize();
 }
 
+void PrivateDesktop::changeEnvironment(const Environment& changes)
+{
+    for (const auto& [name, value] : changes)
+        environment_[name] = value;
+}
+
 void PrivateDesktop::adoptEnvironment() const
 {
     for (const char* name : {"DISPLAY", "HOME", "XDG_CONFIG_HOME", "XDG_CACHE_HOME", "XDG_DATA_HOME", "XDG_RUNTIME_DIR",
@@ -257,9 +263,8 @@ void PrivateDesktop::adoptEnvironment() const
 std::unique_ptr<Process> PrivateDesktop::spawn(const std::string& program, const std::vector<std::string>& arguments,
                                                const Environment& changes, bool isSpokenWith)
 {
-    Environment environment = environment_;
-    for (const auto& [name, value] : changes)
-        environment[name] = value;
+    Environment environment = changes;
+    environment.insert(environment_.begin(), environment_.end());
     const std::string log = std::filesystem::path(program).filename().string() + "-" + std::to_string(++spawned_);
     std::string error;
     return Process::start(program, arguments, {environment, folder_ / (log + ".log"), isSpokenWith}, error);

@@ -66,6 +66,8 @@ public:
     /// The whole environment of programs on this desktop: DISPLAY, HOME, XDG folders of its own, no session bus, no
     /// proxy, a UTF-8 locale; sanitizers' options are handed on.
     [[nodiscard]] const Environment& environment() const { return environment_; }
+    /// Lays changes over the environment of programs that start from now on.
+    void changeEnvironment(const Environment& changes);
     /// Puts DISPLAY, HOME, the XDG folders and DBUS_SESSION_BUS_ADDRESS into this process too, for tests that host
     /// what they test.
     void adoptEnvironment() const;
@@ -93,6 +95,9 @@ public:
     [[nodiscard]] QImage screenshot() const;
     /// The part inside the screen of a rectangle; the rest is black.
     [[nodiscard]] QImage screenshot(const QRect& area) const;
+    /// What the window that `windowTitled` finds shows, whatever lies over it on a desktop that is composited; null
+    /// when there is none.
+    [[nodiscard]] QImage windowPicture(const std::string& title) const;
     [[nodiscard]] QColor pixel(int x, int y) const;
     /// Waits until a pixel has exactly this color.
     [[nodiscard]] bool waitForPixel(int x, int y, const QColor& color, Milliseconds timeout = Milliseconds{3000}) const;
@@ -152,6 +157,8 @@ public:
 
     // --- Window manager and compositor ----------------------------------------------------------------------------
 
+    /// Whether any window manager has announced itself, and still is there.
+    [[nodiscard]] bool hasWindowManager() const;
     [[nodiscard]] bool startWindowManager();
     [[nodiscard]] bool stopWindowManager();
     [[nodiscard]] bool isComposited() const;
@@ -182,7 +189,10 @@ private:
     [[nodiscard]] std::vector<std::string> serverCommand() const;
     void fakeInput(std::uint8_t type, std::uint8_t detail, QPoint position = {});
     [[nodiscard]] std::uint8_t keycodeOf(std::uint32_t keysym) const;
-    [[nodiscard]] std::optional<QRect> findWindow(std::uint32_t parent, const std::string& text) const;
+    [[nodiscard]] QImage picture(std::uint32_t window, const QRect& area) const;
+    /// XCB_WINDOW_NONE when there is none.
+    [[nodiscard]] std::uint32_t findWindow(std::uint32_t parent, const std::string& text) const;
+    [[nodiscard]] std::optional<QRect> placeOf(std::uint32_t window) const;
     [[nodiscard]] std::string textProperty(std::uint32_t window, std::uint32_t property) const;
     [[nodiscard]] std::uint32_t atom(const std::string& name) const;
     [[nodiscard]] static bool isPicom(Compositor compositor)
@@ -190,7 +200,6 @@ private:
         return compositor == Compositor::picom || compositor == Compositor::picomGlx;
     }
     [[nodiscard]] static std::string missingManager(const Options& options);
-    [[nodiscard]] bool hasWindowManager() const;
     [[nodiscard]] bool waitForWindowManager() const;
     void waitUntilWindowManagerIsIdle() const;
 

@@ -33,24 +33,37 @@ QImage PrivateDesktop::screenshot() const
 
 QImage PrivateDesktop::screenshot(const QRect& area) const
 {
-    QImage picture(area.size(), QImage::Format_RGB32);
-    picture.fill(Qt::black);
+    QImage shot(area.size(), QImage::Format_RGB32);
+    shot.fill(Qt::black);
     const QRect inside = area & QRect(QPoint(), screenSize());
-    if (inside.isEmpty())
-        return picture;
+    if (!inside.isEmpty())
+        QPainter(&shot).drawImage(inside.topLeft() - area.topLeft(), picture(screen_->root, inside));
+    return shot;
+}
+
+QImage PrivateDesktop::windowPicture(const std::string& title) const
+{
+    const xcb_window_t window = findWindow(screen_->root, title);
+    const std::optional<QRect> place = placeOf(window);
+    return place ? picture(window, {QPoint(), place->size()}) : QImage();
+}
+
+/// `area` lies within the window.
+QImage PrivateDesktop::picture(std::uint32_t window, const QRect& area) const
+{
     const Reply<xcb_get_image_reply_t> reply(xcb_get_image_reply(
         connection_,
-        xcb_get_image(connection_, XCB_IMAGE_FORMAT_Z_PIXMAP, screen_->root, static_cast<std::int16_t>(inside.x()),
-                      static_cast<std::int16_t>(inside.y()), static_cast<std::uint16_t>(inside.width()),
-                      static_cast<std::uint16_t>(inside.height()), ~0U),
+        xcb_get_image(connection_, XCB_IMAGE_FORMAT_Z_PIXMAP, window, static_cast<std::int16_t>(area.x()),
+                      static_cast<std::int16_t>(area.y()), static_cast<std::uint16_t>(area.width()),
+                      static_cast<std::uint16_t>(area.height()), ~0U),
         nullptr));
     if (!reply)
-        return picture;
-    const int bytesPerLine = xcb_get_image_data_length(reply.get()) / inside.height();
-    const QImage raw(xcb_get_image_data(reply.get()), inside.width(), inside.height(), bytesPerLine,
+        return {};
+    const int bytesPerLine = xcb_get_image_data_length(reply.get()) / area.height();
+    const QImage raw(xcb_get_image_data(reply.get()), area.width(), area.height(), bytesPerLine,
                      formatOf(reply->depth));
-    QPainter(&picture).drawImage(inside.topLeft() - area.topLeft(), raw.convertToFormat(QImage::Format_RGB32));
-    return picture;
+    // A copy: the bytes go with the reply.
+    return raw.convertToFormat(QImage::Format_RGB32).copy();
 }
 
 QColor PrivateDesktop::pixel(int x, int y) const

@@ -8,15 +8,28 @@ namespace nimbrale::test {
 
 std::optional<QRect> PrivateDesktop::windowTitled(const std::string& text) const
 {
-    return findWindow(screen_->root, text);
+    return placeOf(findWindow(screen_->root, text));
 }
 
-std::optional<QRect> PrivateDesktop::findWindow(std::uint32_t parent, const std::string& text) const
+std::optional<QRect> PrivateDesktop::placeOf(std::uint32_t window) const
+{
+    if (window == XCB_WINDOW_NONE)
+        return std::nullopt;
+    const Reply<xcb_get_geometry_reply_t> geometry(
+        xcb_get_geometry_reply(connection_, xcb_get_geometry(connection_, window), nullptr));
+    const Reply<xcb_translate_coordinates_reply_t> origin(xcb_translate_coordinates_reply(
+        connection_, xcb_translate_coordinates(connection_, window, screen_->root, 0, 0), nullptr));
+    if (!geometry || !origin)
+        return std::nullopt;
+    return QRect(origin->dst_x, origin->dst_y, geometry->width, geometry->height);
+}
+
+std::uint32_t PrivateDesktop::findWindow(std::uint32_t parent, const std::string& text) const
 {
     const Reply<xcb_query_tree_reply_t> tree(
         xcb_query_tree_reply(connection_, xcb_query_tree(connection_, parent), nullptr));
     if (!tree)
-        return std::nullopt;
+        return XCB_WINDOW_NONE;
     const xcb_window_t* children = xcb_query_tree_children(tree.get());
     for (int index = 0; index < xcb_query_tree_children_length(tree.get()); ++index) {
         const xcb_window_t window = children[index];
@@ -24,22 +37,14 @@ std::optional<QRect> PrivateDesktop::findWindow(std::uint32_t parent, const std:
                               textProperty(window, atom("_NET_WM_NAME")).find(text) != std::string::npos;
         const Reply<xcb_get_window_attributes_reply_t> attributes(
             xcb_get_window_attributes_reply(connection_, xcb_get_window_attributes(connection_, window), nullptr));
-        if (isTitled && attributes && attributes->map_state == XCB_MAP_STATE_VIEWABLE) {
-            const Reply<xcb_get_geometry_reply_t> geometry(
-                xcb_get_geometry_reply(connection_, xcb_get_geometry(connection_, window), nullptr));
-            const Reply<xcb_translate_coordinates_reply_t> origin(xcb_translate_coordinates_reply(
-                connection_, xcb_translate_coordinates(connection_, window, screen_->root, 0, 0), nullptr));
-            // The frame of a manager bears no title, or its client's on a window of another size; the client is inside.
-            const std::optional<QRect> inside = findWindow(window, text);
-            if (inside)
-                return inside;
-            if (geometry && origin)
-                return QRect(origin->dst_x, origin->dst_y, geometry->width, geometry->height);
-        }
-        if (const std::optional<QRect> found = findWindow(window, text))
-            return found;
+        // The frame of a manager bears no title, or its client's on a window of another size; the client is inside.
+        const xcb_window_t inside = findWindow(window, text);
+        if (inside != XCB_WINDOW_NONE)
+            return inside;
+        if (isTitled && attributes && attributes->map_state == XCB_MAP_STATE_VIEWABLE)
+            return window;
     }
-    return std::nullopt;
+    return XCB_WINDOW_NONE;
 }
 
 std::string PrivateDesktop::activeWindowTitle() const

@@ -1,0 +1,102 @@
+#pragma once
+
+#include "tests/fakes/offscreen_application.h"
+#include "tests/support/desktop_session.h"
+#include "tests/support/gtk_window.h"
+#include "tests/support/scene.h"
+#include "tests/support/window_requests.h"
+
+#include <gtest/gtest.h>
+#include <iostream>
+#include <memory>
+#include <string>
+
+namespace nimbrale::test {
+
+/// A test on a real desktop. The tests of one instantiation, which is one desktop, share the session.
+class DesktopTest : public testing::TestWithParam<DesktopKind> {
+protected:
+    /// Where the pointer lies over nothing that looks at it.
+    static constexpr QPoint pointerRest{1150, 600};
+
+    DesktopTest() { startOffscreenApplication(); }
+
+    static void TearDownTestSuite()
+    {
+        session_.reset();
+        hasFailedToStart_ = false;
+    }
+
+    void SetUp() override
+    {
+        if (hasFailedToStart_)
+            FAIL() << "the session did not come up for an earlier test";
+        if (!session_)
+            startSession();
+        if (!session_ || IsSkipped())
+            return;
+        desktop().movePointer(pointerRest);
+        ASSERT_TRUE(session_->waitUntilStill()) << "what the test before left does not come to rest";
+        scene = Scene::start(desktop());
+        ASSERT_TRUE(scene);
+    }
+
+    void TearDown() override
+    {
+        gtk.reset();
+        scene.reset();
+    }
+
+    /// The X server of the session: Xvnc has one output, the dummy driver two, one of them free.
+    [[nodiscard]] virtual PrivateDesktop::Server server() const { return PrivateDesktop::Server::xvnc; }
+
+    [[nodiscard]] static DesktopSession& session() { return *session_; }
+    [[nodiscard]] static PrivateDesktop& desktop() { return session_->desktop(); }
+    [[nodiscard]] static WindowRequests requests() { return WindowRequests(desktop()); }
+
+    /// A window that the desktop's window manager decorates.
+    void addWindow(const std::string& name, const QRect& geometry, std::uint32_t seed)
+    {
+        scene->add(name, {.geometry = geometry, .seed = seed, .overrideRedirect = false});
+    }
+    void addColoredWindow(const std::string& name, const QRect& geometry, const QColor& color)
+    {
+        scene->add(name, {.geometry = geometry, .seed = 0, .color = color, .overrideRedirect = false});
+    }
+
+    void showGtkWindow(const QRect& geometry)
+    {
+        gtk = GtkWindow::start(desktop());
+        ASSERT_TRUE(gtk);
+        gtk->show(geometry);
+        ASSERT_TRUE(waitUntil([&] { return desktop().windowTitled("header bar").has_value(); }, Milliseconds{10000}));
+    }
+
+    /// Said also by a test that passes: the numbers are what one compares from one version to the next.
+    static void report(const std::string& figure)
+    {
+        std::cout << "[ FIGURE   ] " << desktopName(GetParam()) << ": " << figure << std::endl;
+    }
+
+    std::unique_ptr<Scene> scene;
+    std::unique_ptr<GtkWindow> gtk;
+
+private:
+    void startSession()
+    {
+        std::string reason;
+        session_ = DesktopSession::start({.kind = GetParam(), .server = server()}, reason);
+        if (session_) {
+            report("session complete after " + std::to_string(session_->startTime().count()) + " ms");
+            return;
+        }
+        hasFailedToStart_ = HasFatalFailure();
+        if (!hasFailedToStart_)
+            GTEST_SKIP() << reason;
+    }
+
+    static inline std::unique_ptr<DesktopSession> session_;
+    static inline bool hasFailedToStart_ = false;
+};
+
+} // namespace nimbrale::test

@@ -1,0 +1,44 @@
+#pragma once
+
+#include "tests/support/process.h"
+
+#include <filesystem>
+#include <map>
+#include <ostream>
+#include <string>
+#include <vector>
+
+namespace nimbrale::test {
+
+enum class DesktopKind { xfce, mate, plasma, gnome, cinnamon };
+
+/// As the names of tests have it: "Xfce".
+[[nodiscard]] std::string desktopName(DesktopKind kind);
+std::ostream& operator<<(std::ostream& stream, DesktopKind kind);
+
+/// How a desktop's session is started without a login.
+struct DesktopRecipe {
+    using Command = std::vector<std::string>;
+
+    /// Laid over that of the private desktop.
+    Environment environment;
+    /// Settings by files, their paths from $XDG_CONFIG_HOME.
+    std::map<std::filesystem::path, std::string> files;
+    /// Settings by dconf, as `dconf dump /` prints them.
+    std::string dconf;
+    /// The D-Bus service that shows the desktop's own notifications: several desktops are installed, and the session
+    /// bus would take any of theirs.
+    std::string notifications;
+    /// Whether the session is asked for at the login manager.
+    bool needsLoginManager = false;
+    /// What is started, in this order. The last is the session.
+    std::vector<Command> commands;
+    /// What a user would still do by hand, asked for again and again until the desktop is complete. May be empty.
+    Command completion;
+};
+
+/// The recipe for a desktop with four workspaces and `wallpaper` on the monitor of that name.
+[[nodiscard]] DesktopRecipe desktopRecipe(DesktopKind kind, const std::filesystem::path& wallpaper,
+                                          const std::string& monitor);
+
+} // namespace nimbrale::test
