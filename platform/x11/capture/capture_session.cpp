@@ -89,7 +89,7 @@ StreamTiming CaptureSession::timing(FramePacer::Clock::time_point now)
     if (!timing.timeToTurn)
         return timing;
     // A consumer that lets go of a frame wakes the thread.
-    if (!displays_->isCertain(configuration_.display) || now < changes_.heldUntil() ||
+    if (!displays_->isCertain(configuration_.display) || changes_.isFrozen() ||
         heldFrames_->areAsManyAs(configuration_.queueDepth))
         timing.timeToTurn.reset();
     return timing;
@@ -133,7 +133,7 @@ void CaptureSession::drawFrame(FramePacer::Clock::time_point tick)
 void CaptureSession::handOver()
 {
     DrawnFrame frame = std::move(*std::exchange(drawn_, std::nullopt));
-    if (!displays_->wasCertain(configuration_.display, frame.begun) || showsMasked(frame)) {
+    if (!displays_->wasCertain(configuration_.display, frame.begun) || changes_.isFrozen() || showsMasked(frame)) {
         // Its tick is not used: the next one is due as soon as the place is certain.
         changes_.mask().distrustAll();
         changes_.addAll();

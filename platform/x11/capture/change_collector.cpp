@@ -24,18 +24,38 @@ void ChangeCollector::add(const PixelRegion& region)
         dirty_ = PixelRegion(dirty_.bounds());
 }
 
-void ChangeCollector::setMasked(bool isMasked, Clock::time_point heldUntil)
+void ChangeCollector::setMasked(bool isMasked)
 {
     isMasked_ = isMasked;
-    heldUntil_ = heldUntil;
     mask_.reset();
+    freeze_ = {};
     addAll();
+}
+
+void ChangeCollector::freeze(Clock::time_point now, std::chrono::milliseconds time, std::chrono::milliseconds patience)
+{
+    freeze_.add(ScreenMask::everything(), now, time, patience);
+    mask_.distrustAll();
+    addAll();
+}
+
+std::optional<ChangeCollector::Clock::time_point> ChangeCollector::nextRelease() const
+{
+    const auto mask = mask_.nextRelease();
+    const auto whole = freeze_.nextRelease();
+    return mask && whole ? std::min(mask, whole) : std::max(mask, whole);
+}
+
+std::optional<ChangeCollector::Clock::time_point> ChangeCollector::requiredProof() const
+{
+    return std::max(mask_.requiredProof(), freeze_.lastLeft());
 }
 
 void ChangeCollector::updateMask(const WindowList& windows, Clock::time_point now, Clock::time_point proven)
 {
     if (!isMasked_)
         return;
+    freeze_.release(now, proven);
     PixelRegion current;
     for (const CapturedWindow* const window : windows) {
         if (window->coversRoot() && !isIncluded(*window))

@@ -3,11 +3,13 @@
 #include "platform/pixel_rect.h"
 #include "platform/x11/capture/captured_window.h"
 #include "platform/x11/capture/frame_pacer.h"
+#include "platform/x11/capture/held_places.h"
 #include "platform/x11/capture/screen_mask.h"
 #include "platform/x11/server/pixel_region.h"
 
 #include <chrono>
 #include <functional>
+#include <optional>
 
 namespace nimbrale::x11 {
 
@@ -32,12 +34,18 @@ public:
     void setContents(FrameContents contents) { contents_ = contents; }
     [[nodiscard]] FrameContents contents() const { return contents_; }
     /// Whether frames of windows are copied from the screen, but where it may show windows that are left out: there,
-    /// below the mask, goes what was seen last, and what windows there tell of. Everything is drawn anew where that is
-    /// another choice than before, though not before `heldUntil`.
-    void setMasked(bool isMasked, Clock::time_point heldUntil);
+    /// below the mask, goes what was seen last, and what windows there tell of. Everything is drawn anew.
+    void setMasked(bool isMasked);
     [[nodiscard]] bool isMasked() const { return isMasked_; }
-    /// No frame is drawn before then.
-    [[nodiscard]] Clock::time_point heldUntil() const { return heldUntil_; }
+    /// The screen may show anything for that time, and as long as it is not proven that it was painted anew, but no
+    /// longer than `patience`. No frame is drawn meanwhile, and the next one is drawn whole.
+    void freeze(Clock::time_point now, std::chrono::milliseconds time, std::chrono::milliseconds patience);
+    [[nodiscard]] bool isFrozen() const { return freeze_.nextRelease().has_value(); }
+    /// When a place or the whole picture may be let go of next; absent while nothing is held. Past where a proof is
+    /// waited for.
+    [[nodiscard]] std::optional<Clock::time_point> nextRelease() const;
+    /// Until when the screen has to be proven to show all that was heard of; absent where nothing is held.
+    [[nodiscard]] std::optional<Clock::time_point> requiredProof() const;
     [[nodiscard]] ScreenMask& mask() { return mask_; }
     [[nodiscard]] const ScreenMask& mask() const { return mask_; }
     /// Finds out where the mask is now, when the screen shows all that was heard of by `proven`. To be called before a
@@ -117,7 +125,8 @@ private:
     FrameContents contents_ = FrameContents::windows;
     bool isMasked_ = false;
     ScreenMask mask_;
-    Clock::time_point heldUntil_;
+    /// Of no place: that of the picture is all.
+    HeldPlaces freeze_;
     PixelRegion dirty_;
     ChangeExpectation expectation_ = ChangeExpectation::none;
     /// Where the pointer was drawn last.

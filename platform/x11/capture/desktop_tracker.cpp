@@ -103,10 +103,12 @@ bool DesktopTracker::isCopiedFromScreen(const ChangeCollector& changes) const
     return showsScreen(changes) || changes.isMasked();
 }
 
-void DesktopTracker::chooseMask(ChangeCollector& changes, std::chrono::milliseconds hold) const
+void DesktopTracker::chooseMask(ChangeCollector& changes, std::chrono::milliseconds time) const
 {
     const bool isMasked = needsMask(changes);
-    changes.setMasked(isMasked, isMasked ? Clock::now() + hold : Clock::time_point());
+    changes.setMasked(isMasked);
+    if (isMasked)
+        changes.freeze(Clock::now(), time, std::chrono::milliseconds(0));
 }
 
 void DesktopTracker::watchScreen()
@@ -206,10 +208,17 @@ void DesktopTracker::classifyNewWindows()
 
 void DesktopTracker::handleBackgroundChange(const xcb_generic_event_t& event)
 {
+    const PixelRect before = background_->rootBounds();
     if (!background_->handle(event))
         return;
-    for (ChangeCollector* const changes : collectors_)
+    // The server gives the screen other memory, as others left it, and a compositing manager paints it when it comes
+    // to that.
+    const bool isResized = background_->rootBounds() != before;
+    for (ChangeCollector* const changes : collectors_) {
         changes->addBackground();
+        if (isResized && changes->isMasked())
+            changes->freeze(Clock::now(), ChangeCollector::longestLag, ChangeCollector::longestLag);
+    }
 }
 
 void DesktopTracker::handleSelectionChange(const xcb_xfixes_selection_notify_event_t&)
@@ -289,9 +298,7 @@ std::optional<std::chrono::nanoseconds> DesktopTracker::timeToPoll(Clock::time_p
     if (!isBareRootExpected_ && background_->isDamaged() && !collectors_.empty())
         pollAt(bareRootDue_);
     for (const ChangeCollector* const changes : collectors_) {
-        if (changes->heldUntil() > now)
-            pollAt(changes->heldUntil());
-        if (const auto release = changes->mask().nextRelease())
+        if (const auto release = changes->nextRelease())
             pollAt(std::max(*release, now + proofInterval));
     }
     return next ? std::optional<std::chrono::nanoseconds>(*next - now) : std::nullopt;
@@ -310,7 +317,7 @@ void DesktopTracker::proveMasks(Clock::time_point now)
 {
     std::optional<Clock::time_point> required;
     for (const ChangeCollector* const changes : collectors_)
-        required = std::max(required, changes->mask().requiredProof());
+        required = std::max(required, changes->requiredProof());
     if (!required) {
         proof_.end();
         return;

@@ -124,7 +124,7 @@ private:
     [[nodiscard]] bool showsScreen(const ChangeCollector& changes) const;
     [[nodiscard]] bool needsMask(const ChangeCollector& changes) const;
     [[nodiscard]] bool isCopiedFromScreen(const ChangeCollector& changes) const;
-    void chooseMask(ChangeCollector& changes, std::chrono::milliseconds hold) const;
+    void chooseMask(ChangeCollector& changes, std::chrono::milliseconds time) const;
     void composeMasked(const Drawing& drawing, const CompositionTarget& target, const PixelRegion& region,
                        ChangeCollector& changes, std::optional<PointerPlace> pointer) const;
     void watchScreen();

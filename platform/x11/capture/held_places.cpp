@@ -4,7 +4,8 @@
 
 namespace nimbrale::x11 {
 
-void HeldPlaces::add(const PixelRegion& place, Clock::time_point now, std::chrono::milliseconds time)
+void HeldPlaces::add(const PixelRegion& place, Clock::time_point now, std::chrono::milliseconds time,
+                     std::chrono::milliseconds patience)
 {
     if (place.isEmpty())
         return;
@@ -14,16 +15,17 @@ void HeldPlaces::add(const PixelRegion& place, Clock::time_point now, std::chron
     if (known != places_.end()) {
         known->left = std::max(known->left, now);
         known->until = std::max(known->until, now + time);
+        known->untilUnproven = std::max(known->untilUnproven, now + time + patience);
         return;
     }
-    places_.push_back({place, now, now + time});
+    places_.push_back({place, now, now + time, now + time + patience});
     region_ |= place;
 }
 
 void HeldPlaces::release(Clock::time_point now, Clock::time_point proven)
 {
     const auto isDue = [&](const Place& place) {
-        return now >= place.until && (place.left <= proven || now >= place.until + patience);
+        return now >= place.until && (place.left <= proven || now >= place.untilUnproven);
     };
     if (std::erase_if(places_, isDue) == 0)
         return;

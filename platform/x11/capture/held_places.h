@@ -15,10 +15,11 @@ public:
     using Clock = std::chrono::steady_clock;
 
     /// Beyond its time a place is not held for longer than this without a proof.
-    static constexpr std::chrono::milliseconds patience{2000};
+    static constexpr std::chrono::milliseconds longestPatience{2000};
 
     /// `place` was left when it was `now`.
-    void add(const PixelRegion& place, Clock::time_point now, std::chrono::milliseconds time);
+    void add(const PixelRegion& place, Clock::time_point now, std::chrono::milliseconds time,
+             std::chrono::milliseconds patience = longestPatience);
     /// Lets go of what is due. What was left by `proven` has been left.
     void release(Clock::time_point now, Clock::time_point proven);
     /// All that is held.
@@ -33,6 +34,7 @@ private:
         PixelRegion region;
         Clock::time_point left;
         Clock::time_point until;
+        Clock::time_point untilUnproven;
     };
 
     std::vector<Place> places_;

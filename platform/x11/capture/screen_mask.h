@@ -34,6 +34,8 @@ public:
     /// frame to the next.
     static constexpr int reach = 128;
 
+    [[nodiscard]] static PixelRegion everything();
+
     /// Nothing is masked, and nothing was seen.
     void reset();
 
@@ -75,8 +77,6 @@ private:
     PixelRegion changedBelow_;
     /// Not to be taken from the frame before.
     PixelRegion distrusted_;
-
-    [[nodiscard]] static PixelRegion everything();
 };
 
 } // namespace nimbrale::x11

@@ -65,9 +65,9 @@ TEST(HeldPlacesTest, aProofIsNotWaitedForForever)
 {
     HeldPlaces places;
     places.add(PixelRegion(0, 0, 10, 10), start + 50ms, 100ms);
-    places.release(start + 150ms + HeldPlaces::patience - 1ms, start);
+    places.release(start + 150ms + HeldPlaces::longestPatience - 1ms, start);
     EXPECT_FALSE(places.region().isEmpty());
-    places.release(start + 150ms + HeldPlaces::patience, start);
+    places.release(start + 150ms + HeldPlaces::longestPatience, start);
     EXPECT_TRUE(places.region().isEmpty());
 }
 

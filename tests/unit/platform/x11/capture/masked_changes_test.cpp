@@ -20,7 +20,7 @@ protected:
     MaskedChangesTest()
     {
         changes.setSource(source, PointerVisibility::shown);
-        changes.setMasked(true, start);
+        changes.setMasked(true);
         (void)changes.take();
     }
 
@@ -169,10 +169,36 @@ TEST_F(MaskedChangesTest, onlyWhatIsPaintedOfAPanelIsMasked)
 TEST_F(MaskedChangesTest, anotherCompositingManagerBeginsAnew)
 {
     addPanel({200, 200, 50, 50});
-    changes.setMasked(true, start + 500ms);
+    changes.freeze(start, 500ms, 100ms);
+    changes.setMasked(true);
     EXPECT_TRUE(changes.mask().region().isEmpty());
-    EXPECT_EQ(changes.heldUntil(), start + 500ms);
+    EXPECT_FALSE(changes.isFrozen());
     EXPECT_EQ(changes.take(), PixelRegion(source));
+}
+
+TEST_F(MaskedChangesTest, aFrozenPictureIsDrawnWholeOnceTheScreenIsProvenToBePainted)
+{
+    changes.freeze(start + 10ms, 250ms, 100ms);
+    EXPECT_TRUE(changes.isFrozen());
+    EXPECT_EQ(changes.requiredProof(), start + 10ms);
+    EXPECT_EQ(changes.nextRelease(), start + 260ms);
+    changes.updateMask(windows, start + 259ms, start + 10ms);
+    EXPECT_TRUE(changes.isFrozen()) << "a proof does not end its time";
+    changes.updateMask(windows, start + 260ms, start + 9ms);
+    EXPECT_TRUE(changes.isFrozen());
+    changes.updateMask(windows, start + 260ms, start + 10ms);
+    EXPECT_FALSE(changes.isFrozen());
+    EXPECT_EQ(changes.take(), PixelRegion(source));
+    EXPECT_FALSE(changes.requiredProof());
+}
+
+TEST_F(MaskedChangesTest, aPictureIsNotFrozenForeverWithoutAProof)
+{
+    changes.freeze(start, 250ms, 100ms);
+    changes.updateMask(windows, start + 349ms, start - 1ms);
+    EXPECT_TRUE(changes.isFrozen());
+    changes.updateMask(windows, start + 350ms, start - 1ms);
+    EXPECT_FALSE(changes.isFrozen());
 }
 
 } // namespace
