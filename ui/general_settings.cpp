@@ -83,11 +83,11 @@ SettingsSection* GeneralSettings::makeDisplaySection()
 }
 
 NumberField* GeneralSettings::makeNumberField(const char* label, const char* name, std::int64_t StoredRegion::*side,
-                                              void (AppSettings::*store)(std::int64_t))
+                                              std::function<void(std::int64_t)> store)
 {
     auto* field =
         new NumberField(translated(label), translated(name), translated(QT_TRANSLATE_NOOP("GeneralSettings", "px")));
-    field->edit().onCommit = [this, store](std::int64_t value) { (settings_.*store)(value); };
+    field->edit().onCommit = std::move(store);
     field->edit().nearestStep = [this, side](std::int64_t wanted) { return nearestAllowed(side, wanted); };
     return field;
 }
@@ -105,9 +105,9 @@ std::int64_t GeneralSettings::nearestAllowed(std::int64_t StoredRegion::*side, s
 SettingsSection* GeneralSettings::makePositionSection()
 {
     left_ = makeNumberField(QT_TRANSLATE_NOOP("GeneralSettings", "&Left"), QT_TRANSLATE_NOOP("GeneralSettings", "Left"),
-                            &StoredRegion::left, &AppSettings::setLeft);
+                            &StoredRegion::left, [this](std::int64_t value) { settings_.setLeft(value); });
     top_ = makeNumberField(QT_TRANSLATE_NOOP("GeneralSettings", "&Top"), QT_TRANSLATE_NOOP("GeneralSettings", "Top"),
-                           &StoredRegion::top, &AppSettings::setTop);
+                           &StoredRegion::top, [this](std::int64_t value) { settings_.setTop(value); });
     return new SettingsSection(translated(QT_TRANSLATE_NOOP("GeneralSettings", "Position")), makeRow(left_, top_));
 }
 
@@ -115,10 +115,10 @@ SettingsSection* GeneralSettings::makeDimensionsSection()
 {
     width_ =
         makeNumberField(QT_TRANSLATE_NOOP("GeneralSettings", "&Width"), QT_TRANSLATE_NOOP("GeneralSettings", "Width"),
-                        &StoredRegion::width, &AppSettings::setWidth);
+                        &StoredRegion::width, [this](std::int64_t value) { settings_.setWidth(value); });
     height_ =
         makeNumberField(QT_TRANSLATE_NOOP("GeneralSettings", "&Height"), QT_TRANSLATE_NOOP("GeneralSettings", "Height"),
-                        &StoredRegion::height, &AppSettings::setHeight);
+                        &StoredRegion::height, [this](std::int64_t value) { settings_.setHeight(value); });
     dimensionsSection_ =
         new SettingsSection(translated(QT_TRANSLATE_NOOP("GeneralSettings", "Dimensions")), makeRow(width_, height_));
     return dimensionsSection_;

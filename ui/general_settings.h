@@ -53,7 +53,7 @@ public:
 private:
     [[nodiscard]] SettingsSection* makeDisplaySection();
     [[nodiscard]] NumberField* makeNumberField(const char* label, const char* name, std::int64_t StoredRegion::*side,
-                                               void (AppSettings::*store)(std::int64_t));
+                                               std::function<void(std::int64_t)> store);
     [[nodiscard]] std::int64_t nearestAllowed(std::int64_t StoredRegion::*side, std::int64_t wanted) const;
     [[nodiscard]] SettingsSection* makePositionSection();
     [[nodiscard]] SettingsSection* makeDimensionsSection();

@@ -2,6 +2,7 @@
 
 #include <QCoreApplication>
 #include <QEvent>
+#include <QThread>
 #include <QTimer>
 
 #include <utility>
@@ -59,20 +60,25 @@ void QtMainQueue::post(std::function<void()> work)
 void QtMainQueue::Receiver::post(std::function<void()> work)
 {
     const std::lock_guard lock(mutex_);
-    if (isEnded_)
+    if (isEnded_ && QThread::currentThread() == thread())
         return; // The work goes with the parameter, after the lock: releasing it may post.
     work_.push_back(std::move(work));
-    if (!std::exchange(isWakePosted_, true))
+    if (!isEnded_ && !std::exchange(isWakePosted_, true))
         QCoreApplication::postEvent(this, new QEvent(QEvent::User));
 }
 
 void QtMainQueue::Receiver::dropPending()
 {
-    // Outlives the lock, since releasing the work may post.
-    std::deque<std::function<void()>> dropped;
+    // What goes may have kept another thread waiting that posts once more.
+    while (!takeAllAndEnd().empty()) {
+    }
+}
+
+std::deque<std::function<void()>> QtMainQueue::Receiver::takeAllAndEnd()
+{
     const std::lock_guard lock(mutex_);
     isEnded_ = true;
-    dropped.swap(work_);
+    return std::exchange(work_, {});
 }
 
 void QtMainQueue::Receiver::customEvent(QEvent*)
@@ -96,7 +102,7 @@ void QtMainQueue::Receiver::customEvent(QEvent*)
 std::function<void()> QtMainQueue::Receiver::next()
 {
     const std::lock_guard lock(mutex_);
-    if (work_.empty())
+    if (isEnded_ || work_.empty())
         return nullptr;
     std::function<void()> first = std::move(work_.front());
     work_.pop_front();

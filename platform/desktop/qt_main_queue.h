@@ -24,9 +24,10 @@ public:
     [[nodiscard]] std::unique_ptr<Timer> scheduleRepeating(std::chrono::nanoseconds interval,
                                                            std::function<void()> work) override;
 
-    /// Lets go of all work that waits, for good: from now on what is posted is released at once, on the posting
-    /// thread, and never runs. For the end of the application, while there still is what the work refers to. Timers
-    /// stay with their holders. Main thread only, not from the queue's own work.
+    /// Lets go of all work that waits, for good: from now on nothing runs any more. What the main thread posts is
+    /// released at once; what other threads post goes with the queue, so that it too is released on the main thread.
+    /// For the end of the application, while there still is what the work refers to. Timers stay with their holders.
+    /// Main thread only, not from the queue's own work.
     void dropPending();
 
 private:
@@ -41,7 +42,9 @@ private:
         void customEvent(QEvent* event) override;
 
     private:
+        /// What is to run next; null when nothing is.
         [[nodiscard]] std::function<void()> next();
+        [[nodiscard]] std::deque<std::function<void()>> takeAllAndEnd();
 
         std::mutex mutex_;
         std::deque<std::function<void()>> work_;

@@ -36,6 +36,8 @@ protected:
     void TearDown() override
     {
         open_.reset();
+        // What was closed goes with the next turn of an event loop, of which there is none any more.
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
         workspace_.reset();
         application_.reset();
     }

@@ -69,7 +69,8 @@ protected:
     {
         const std::string bytes = property(window, name, type);
         std::vector<std::uint32_t> values(bytes.size() / 4);
-        std::memcpy(values.data(), bytes.data(), values.size() * 4);
+        if (!values.empty()) // Nothing has no place to copy to.
+            std::memcpy(values.data(), bytes.data(), values.size() * 4);
         return values;
     }
 

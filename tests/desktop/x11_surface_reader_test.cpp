@@ -146,8 +146,8 @@ TEST_F(X11SurfaceReaderTest, aReadOnAThreadWaitsForWhoeverMakesThePictureAndNobo
 
     std::atomic<bool> isRead = false;
     QImage seen;
-    std::thread consumer([&] {
-        if (const auto read = reader->read(surface({counter, 3})))
+    std::thread consumer([&, awaited = surface({counter, 3})] {
+        if (const auto read = reader->read(awaited))
             seen = imageOf(*read);
         isRead = true;
     });

@@ -6,7 +6,6 @@
 #include <chrono>
 #include <cstdint>
 #include <vector>
-#include <xcb/xcb.h>
 
 namespace nimbrale::test {
 
@@ -18,7 +17,10 @@ constexpr int pixmapsAtOnce = 4;
 
 } // namespace
 
-PixmapLitter::PixmapLitter(const std::string& displayName) : thread_([this, displayName] { run(displayName); }) {}
+// Connected before the thread begins: the library finds the way in a buffer that all its connections share.
+PixmapLitter::PixmapLitter(const std::string& displayName)
+    : thread_([this, connection = xcb_connect(displayName.c_str(), nullptr)] { run(connection); })
+{}
 
 PixmapLitter::~PixmapLitter()
 {
@@ -26,9 +28,8 @@ PixmapLitter::~PixmapLitter()
     thread_.join();
 }
 
-void PixmapLitter::run(const std::string& displayName)
+void PixmapLitter::run(xcb_connection_t* connection)
 {
-    xcb_connection_t* const connection = xcb_connect(displayName.c_str(), nullptr);
     const xcb_screen_t& screen = *xcb_setup_roots_iterator(xcb_get_setup(connection)).data;
     std::vector<xcb_pixmap_t> pixmaps;
     for (unsigned round = 0; !isEnding_ && !xcb_connection_has_error(connection); ++round) {

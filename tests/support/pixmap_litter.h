@@ -3,6 +3,7 @@
 #include <atomic>
 #include <string>
 #include <thread>
+#include <xcb/xcb.h>
 
 namespace nimbrale::test {
 
@@ -16,7 +17,7 @@ public:
     PixmapLitter& operator=(const PixmapLitter&) = delete;
 
 private:
-    void run(const std::string& displayName);
+    void run(xcb_connection_t* connection);
 
     std::atomic<bool> isEnding_ = false;
     std::thread thread_;

@@ -41,10 +41,15 @@ public:
 
     /// Runs `work` on the capture thread, in order. Any thread.
     void post(std::function<void()> work) { inbox_->post(std::move(work)); }
+    /// Where `post` puts its work, for whoever may outlive the engine: it goes with it.
+    [[nodiscard]] std::weak_ptr<WorkInbox> inbox() const { return inbox_; }
     /// What makes the capture thread see again which frames are due; does nothing once the engine has gone. Any thread.
     [[nodiscard]] std::function<void()> waker() const
     {
-        return [inbox = inbox_] { inbox->wake(); };
+        return [inbox = inbox()] {
+            if (const auto there = inbox.lock())
+                there->wake();
+        };
     }
 
     // Capture thread, from posted work.

@@ -69,8 +69,8 @@ struct X11CaptureStream::Ending {
 X11CaptureStream::X11CaptureStream(CaptureEngine& engine, X11Screens& screens, MainQueue& mainQueue,
                                    const ContentFilter& filter, const StreamConfiguration& configuration,
                                    std::function<void(Error)> onStopped)
-    : engine_(engine), screens_(screens), mainQueue_(mainQueue), filter_(filter), configuration_(configuration),
-      ending_(std::make_shared<Ending>(Ending{std::move(onStopped)})),
+    : engine_(engine), inbox_(engine.inbox()), screens_(screens), mainQueue_(mainQueue), filter_(filter),
+      configuration_(configuration), ending_(std::make_shared<Ending>(Ending{std::move(onStopped)})),
       session_(std::make_shared<CaptureSession>(mainQueue, engine.waker(),
                                                 [&mainQueue, weak = std::weak_ptr(ending_)] {
                                                     mainQueue.post([weak] { Ending::report(weak, serverLost()); });
@@ -81,7 +81,9 @@ X11CaptureStream::X11CaptureStream(CaptureEngine& engine, X11Screens& screens, M
 X11CaptureStream::~X11CaptureStream()
 {
     session_->output->close();
-    engine_.post([&engine = engine_, session = session_] { engine.removeSession(session); });
+    // A main queue that goes last may have kept the stream until now, in the completion of its stop.
+    if (const auto inbox = inbox_.lock())
+        inbox->post([&engine = engine_, session = session_] { engine.removeSession(session); });
 }
 
 Result<void> X11CaptureStream::addOutput(OutputType type, SerialQueue& queue, SampleHandler handler)

@@ -14,7 +14,7 @@ namespace nimbrale::x11 {
 /// A stream of pictures from the capture thread. Main thread only.
 class X11CaptureStream final : public CaptureStream {
 public:
-    /// All but the values must outlive it.
+    /// All but the values must outlive what is done with it; it may be destroyed after them.
     X11CaptureStream(CaptureEngine& engine, X11Screens& screens, MainQueue& mainQueue, const ContentFilter& filter,
                      const StreamConfiguration& configuration, std::function<void(Error)> onStopped);
     ~X11CaptureStream() override;
@@ -35,6 +35,7 @@ private:
     void postCompletion(Completion completion, Result<void> result);
 
     CaptureEngine& engine_;
+    std::weak_ptr<WorkInbox> inbox_;
     X11Screens& screens_;
     MainQueue& mainQueue_;
     ContentFilter filter_;

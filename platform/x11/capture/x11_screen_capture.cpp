@@ -35,11 +35,13 @@ X11ScreenCapture::X11ScreenCapture(CaptureEngine& engine, X11Screens& screens, M
 
 void X11ScreenCapture::shareableContent(ContentCompletion completion)
 {
-    engine_.post([this, completion = std::move(completion)]() mutable {
-        auto windows = std::make_shared<std::vector<CaptureWindow>>(engine_.listWindows());
-        mainQueue_.post([this, completion = std::move(completion), windows] {
+    // The capture thread ends after this object.
+    engine_.post([&engine = engine_, &screens = screens_, &mainQueue = mainQueue_,
+                  completion = std::move(completion)]() mutable {
+        auto windows = std::make_shared<std::vector<CaptureWindow>>(engine.listWindows());
+        mainQueue.post([&screens, completion = std::move(completion), windows] {
             ShareableContent content = contentOf(std::move(*windows));
-            for (const Screen& screen : screens_.screens())
+            for (const Screen& screen : screens.screens())
                 content.displays.push_back({screen.displayID, screen.frame.width, screen.frame.height});
             completion(std::move(content));
         });

@@ -14,7 +14,7 @@ namespace nimbrale::x11 {
 /// Main thread only.
 class X11ScreenCapture final : public ScreenCapture {
 public:
-    /// Everything passed in must outlive it and its streams. `displayName` is the engine's.
+    /// Everything passed in must outlive what is done with it and its streams. `displayName` is the engine's.
     X11ScreenCapture(CaptureEngine& engine, X11Screens& screens, MainQueue& mainQueue, std::string displayName);
 
     [[nodiscard]] bool preflightAccess() const override { return true; }

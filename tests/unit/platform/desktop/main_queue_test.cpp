@@ -220,10 +220,27 @@ TEST_F(MainQueueTest, WorkPostedAfterTheDropIsReleasedAtOnceAndNeverRuns)
     queue.post([witness] { ++*witness; });
     queue.postAfter(0ms, [witness] { ++*witness; });
     EXPECT_EQ(witness.use_count(), 1);
-    std::thread([&] { queue.post([witness] { ++*witness; }); }).join();
-    EXPECT_EQ(witness.use_count(), 1);
     runFor(20ms);
     EXPECT_EQ(*witness, 0);
+}
+
+TEST_F(MainQueueTest, WhatAnotherThreadPostsAfterTheDropGoesWithTheQueueOnTheMainThread)
+{
+    int runs = 0;
+    std::thread::id releasedOn;
+    {
+        QtMainQueue queue;
+        queue.post([&runs] { ++runs; }); // Its wake is still to come when it is dropped.
+        queue.dropPending();
+        std::shared_ptr<void> witness(nullptr, [&releasedOn](void*) { releasedOn = std::this_thread::get_id(); });
+        std::thread([&queue, &runs, witness = std::move(witness)]() mutable {
+            queue.post([&runs, witness = std::move(witness)] { ++runs; });
+        }).join();
+        runFor(20ms);
+        EXPECT_EQ(releasedOn, std::thread::id());
+    }
+    EXPECT_EQ(releasedOn, std::this_thread::get_id());
+    EXPECT_EQ(runs, 0);
 }
 
 TEST_F(MainQueueTest, WorkReleasedWithTheQueueMayPost)
