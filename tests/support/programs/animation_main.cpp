@@ -75,12 +75,6 @@ public:
         const std::array<std::uint32_t, 18> sizeHints{1U | 4U};
         xcb_change_property(connection, XCB_PROP_MODE_REPLACE, window_, XCB_ATOM_WM_NORMAL_HINTS,
                             XCB_ATOM_WM_SIZE_HINTS, 32, sizeHints.size(), sizeHints.data());
-        // Compositing managers draw no shadow around a dock.
-        if (!arguments_.isManaged) {
-            const xcb_atom_t dock = atom("_NET_WM_WINDOW_TYPE_DOCK");
-            xcb_change_property(connection, XCB_PROP_MODE_REPLACE, window_, atom("_NET_WM_WINDOW_TYPE"), XCB_ATOM_ATOM,
-                                32, 1, &dock);
-        }
         const std::uint32_t noExposures = 0;
         xcb_create_gc(connection, context_, window_, XCB_GC_GRAPHICS_EXPOSURES, &noExposures);
         if (arguments_.mode != "pointer")
@@ -110,14 +104,6 @@ public:
     }
 
 private:
-    [[nodiscard]] xcb_atom_t atom(const std::string& name) const
-    {
-        const Reply<xcb_intern_atom_reply_t> reply(xcb_intern_atom_reply(
-            connection_, xcb_intern_atom(connection_, 0, static_cast<std::uint16_t>(name.size()), name.c_str()),
-            nullptr));
-        return reply ? reply->atom : xcb_atom_t{XCB_ATOM_NONE};
-    }
-
     bool makeVideo()
     {
         for (std::uint32_t seed = 0; seed < 2; ++seed) {
