@@ -167,7 +167,8 @@ QImage Meeting::withoutWhatMoves(QImage picture, const QRect& pixels) const
     if (picture.isNull())
         return picture;
     QPainter painter(&picture);
-    painter.fillRect(movementArea_.adjusted(-2, -2, 2, 2).translated(-pixels.topLeft()), Qt::black);
+    // With the shadow that a compositing manager draws around it.
+    painter.fillRect(movementArea_.adjusted(-16, -16, 16, 16).translated(-pixels.topLeft()), Qt::black);
     painter.fillRect(pointerRoom.translated(desktop_->pointerPosition() - pixels.topLeft()), Qt::black);
     return picture;
 }

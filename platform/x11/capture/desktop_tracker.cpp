@@ -18,9 +18,6 @@ namespace {
 /// looked through no more often than this.
 constexpr std::chrono::milliseconds bareRootInterval{200};
 
-/// A frame or so: what is not on the screen yet is looked for again.
-constexpr std::chrono::milliseconds proofInterval{10};
-
 PixelRegion fetched(xcb_connection_t* connection, xcb_xfixes_fetch_region_cookie_t cookie,
                     int maximumRectangles = ChangeCollector::maximumRectangles)
 {
@@ -91,24 +88,6 @@ void DesktopTracker::watchWindows()
 bool DesktopTracker::showsScreen(const ChangeCollector& changes) const
 {
     return mode_ != Mode::redirected || changes.contents() == FrameContents::screen;
-}
-
-bool DesktopTracker::needsMask(const ChangeCollector& changes) const
-{
-    return !showsScreen(changes) && compositing_ == Compositing::running;
-}
-
-bool DesktopTracker::isCopiedFromScreen(const ChangeCollector& changes) const
-{
-    return showsScreen(changes) || changes.isMasked();
-}
-
-void DesktopTracker::chooseMask(ChangeCollector& changes, std::chrono::milliseconds time) const
-{
-    const bool isMasked = needsMask(changes);
-    changes.setMasked(isMasked);
-    if (isMasked)
-        changes.freeze(Clock::now(), time, std::chrono::milliseconds(0));
 }
 
 void DesktopTracker::watchScreen()
@@ -299,38 +278,9 @@ std::optional<std::chrono::nanoseconds> DesktopTracker::timeToPoll(Clock::time_p
         pollAt(bareRootDue_);
     for (const ChangeCollector* const changes : collectors_) {
         if (const auto release = changes->nextRelease())
-            pollAt(std::max(*release, now + proofInterval));
+            pollAt(std::max(*release, now + PaintProof::interval));
     }
     return next ? std::optional<std::chrono::nanoseconds>(*next - now) : std::nullopt;
-}
-
-void DesktopTracker::updateMasks(Clock::time_point now)
-{
-    if (!stack_)
-        return;
-    stack_->takePainted();
-    for (ChangeCollector* const changes : collectors_)
-        changes->updateMask(stack_->windows(), now, proof_.proven());
-}
-
-void DesktopTracker::proveMasks(Clock::time_point now)
-{
-    std::optional<Clock::time_point> required;
-    for (const ChangeCollector* const changes : collectors_)
-        required = std::max(required, changes->requiredProof());
-    if (!required) {
-        proof_.end();
-        return;
-    }
-    if (now - proofAsked_ < proofInterval)
-        return;
-    proofAsked_ = now;
-    const CapturedWindow* host = nullptr;
-    for (const CapturedWindow* const window : stack_->windows()) {
-        if (window->owner.isOwn && window->painted && !window->painted->isEmpty() && window->coversRoot())
-            host = window;
-    }
-    proof_.advance(host, *required, now);
 }
 
 void DesktopTracker::poll(Clock::time_point now)
@@ -428,23 +378,6 @@ void DesktopTracker::compose(const Drawing& drawing, const CompositionTarget& ta
     else
         drawing.composer.compose(target, region, {stack_->windows(), *background_, *pointer_, compositing_},
                                  drawing.isIncluded, place);
-}
-
-void DesktopTracker::composeMasked(const Drawing& drawing, const CompositionTarget& target, const PixelRegion& region,
-                                   ChangeCollector& changes, std::optional<PointerPlace> pointer) const
-{
-    RegionComposer& composer = drawing.composer;
-    const PixelRect root = background_->rootBounds();
-    const CompositionTarget seen = drawing.seen.target(root);
-    ScreenMask::Parts parts = changes.mask().divide(region, drawing.seenBefore);
-    parts.refreshed &= PixelRegion(root);
-    parts.composed &= PixelRegion(root);
-    composer.copyScreen(seen, parts.refreshed, root, *pointer_, std::nullopt);
-    composer.copyPixmap(seen, parts.fromBefore, drawing.before, drawing.beforeOrigin, *pointer_, std::nullopt);
-    composer.compose(seen, parts.composed, {stack_->windows(), *background_, *pointer_, compositing_},
-                     drawing.isIncluded, std::nullopt, parts.seenBefore);
-    composer.copyScreen(target, parts.fromScreen, root, *pointer_, pointer);
-    composer.copyPixmap(target, parts.fromSeen, seen.pixmap, seen.origin, *pointer_, pointer);
 }
 
 std::vector<CaptureWindow> DesktopTracker::listWindows()

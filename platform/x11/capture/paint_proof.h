@@ -20,6 +20,9 @@ class PaintProof {
 public:
     using Clock = std::chrono::steady_clock;
 
+    /// How often to look, at most: a frame or so.
+    static constexpr std::chrono::milliseconds interval{10};
+
     /// `connection` must outlive it.
     explicit PaintProof(Connection& connection) : connection_(connection) {}
     PaintProof(const PaintProof&) = delete;

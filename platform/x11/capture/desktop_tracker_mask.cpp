@@ -1,0 +1,73 @@
+// Where streams leave windows out of what the screen shows.
+
+#include "platform/x11/capture/desktop_tracker.h"
+
+#include <algorithm>
+
+namespace nimbrale::x11 {
+
+bool DesktopTracker::needsMask(const ChangeCollector& changes) const
+{
+    return !showsScreen(changes) && compositing_ == Compositing::running;
+}
+
+bool DesktopTracker::isCopiedFromScreen(const ChangeCollector& changes) const
+{
+    return showsScreen(changes) || changes.isMasked();
+}
+
+void DesktopTracker::chooseMask(ChangeCollector& changes, std::chrono::milliseconds time) const
+{
+    const bool isMasked = needsMask(changes);
+    changes.setMasked(isMasked);
+    if (isMasked)
+        changes.freeze(Clock::now(), time, std::chrono::milliseconds(0));
+}
+
+void DesktopTracker::updateMasks(Clock::time_point now)
+{
+    if (!stack_)
+        return;
+    stack_->takePainted();
+    for (ChangeCollector* const changes : collectors_)
+        changes->updateMask(stack_->windows(), now, proof_.proven());
+}
+
+void DesktopTracker::proveMasks(Clock::time_point now)
+{
+    std::optional<Clock::time_point> required;
+    for (const ChangeCollector* const changes : collectors_)
+        required = std::max(required, changes->requiredProof());
+    if (!required) {
+        proof_.end();
+        return;
+    }
+    if (now - proofAsked_ < PaintProof::interval)
+        return;
+    proofAsked_ = now;
+    const CapturedWindow* host = nullptr;
+    for (const CapturedWindow* const window : stack_->windows()) {
+        if (window->owner.isOwn && window->painted && !window->painted->isEmpty() && window->coversRoot())
+            host = window;
+    }
+    proof_.advance(host, *required, now);
+}
+
+void DesktopTracker::composeMasked(const Drawing& drawing, const CompositionTarget& target, const PixelRegion& region,
+                                   ChangeCollector& changes, std::optional<PointerPlace> pointer) const
+{
+    RegionComposer& composer = drawing.composer;
+    const PixelRect root = background_->rootBounds();
+    const CompositionTarget seen = drawing.seen.target(root);
+    ScreenMask::Parts parts = changes.mask().divide(region, drawing.seenBefore);
+    parts.refreshed &= PixelRegion(root);
+    parts.composed &= PixelRegion(root);
+    composer.copyScreen(seen, parts.refreshed, root, *pointer_, std::nullopt);
+    composer.copyPixmap(seen, parts.fromBefore, drawing.before, drawing.beforeOrigin, *pointer_, std::nullopt);
+    composer.compose(seen, parts.composed, {stack_->windows(), *background_, *pointer_, compositing_},
+                     drawing.isIncluded, std::nullopt, parts.seenBefore);
+    composer.copyScreen(target, parts.fromScreen, root, *pointer_, pointer);
+    composer.copyPixmap(target, parts.fromSeen, seen.pixmap, seen.origin, *pointer_, pointer);
+}
+
+} // namespace nimbrale::x11
