@@ -194,7 +194,7 @@ PixelRegion ChangeCollector::visiblePart(PixelRegion region, const WindowList& w
 {
     region &= PixelRegion(source_);
     region &= window.extents();
-    region = toldByWindows(std::move(region));
+    region = toldByWindows(region);
     // From the top: what hides a window most often is the topmost of all. A finely shaped one counts as hiding nothing:
     // to draw a little too much costs less than to find out.
     for (auto item = windows.rbegin(); item != windows.rend() && *item != &window && !region.isEmpty(); ++item) {

@@ -259,10 +259,10 @@ void LayerCompositor::commit()
         drawOpaque(items, dirty);
         break;
     case Translucency::composited:
-        drawComposited(items, std::move(dirty));
+        drawComposited(items, dirty);
         break;
     case Translucency::cutOut:
-        drawCutOut(std::move(items), std::move(dirty));
+        drawCutOut(std::move(items), dirty);
         break;
     }
     connection_.flush();
