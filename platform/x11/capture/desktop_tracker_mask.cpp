@@ -65,7 +65,7 @@ void DesktopTracker::composeMasked(const Drawing& drawing, const CompositionTarg
     composer.copyScreen(seen, parts.refreshed, root, *pointer_, std::nullopt);
     composer.copyPixmap(seen, parts.fromBefore, drawing.before, drawing.beforeOrigin, *pointer_, std::nullopt);
     composer.compose(seen, parts.composed, {stack_->windows(), *background_, *pointer_, compositing_},
-                     drawing.isIncluded, std::nullopt, parts.seenBefore);
+                     drawing.isIncluded, std::nullopt, &parts.seenBefore);
     composer.copyScreen(target, parts.fromScreen, root, *pointer_, pointer);
     composer.copyPixmap(target, parts.fromSeen, seen.pixmap, seen.origin, *pointer_, pointer);
 }

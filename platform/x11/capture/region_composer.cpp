@@ -49,7 +49,7 @@ RegionComposer::RegionComposer(Connection& connection)
 }
 
 void RegionComposer::compose(const CompositionTarget& target, const PixelRegion& dirty, const DesktopParts& parts,
-                             const WindowTest& isIncluded, std::optional<PointerPlace> pointer, const PixelRegion& seen)
+                             const WindowTest& isIncluded, std::optional<PointerPlace> pointer, const PixelRegion* seen)
 {
     target_ = target;
     PixelRegion rest(dirty);
@@ -61,11 +61,14 @@ void RegionComposer::compose(const CompositionTarget& target, const PixelRegion&
         const PixelRegion visible = window.partOf(rest);
         if (visible.isEmpty())
             continue;
-        PixelRegion frame(visible);
-        frame &= seen;
-        frame -= PixelRegion(window.clientBounds());
         PixelRegion painted(visible);
-        painted -= frame;
+        if (seen) {
+            painted &= PixelRegion(window.clientBounds());
+            PixelRegion frame(visible);
+            frame -= painted;
+            frame -= *seen;
+            fillBlack(frame);
+        }
         if (!window.isOpaque(parts.compositing)) {
             translucent.emplace_back(&window, painted);
             continue;
@@ -73,8 +76,8 @@ void RegionComposer::compose(const CompositionTarget& target, const PixelRegion&
         paint(window, painted, false);
         rest -= visible;
     }
-    if (!parts.background.isKnown())
-        rest -= seen;
+    if (seen && !parts.background.isKnown())
+        rest -= *seen;
     if (!rest.isEmpty())
         paintBackground(rest, parts.background);
     for (auto item = translucent.rbegin(); item != translucent.rend(); ++item)

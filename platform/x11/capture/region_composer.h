@@ -46,11 +46,12 @@ public:
     RegionComposer& operator=(const RegionComposer&) = delete;
 
     /// Draws `dirty` (root pixels, within the target) anew: windows that pass `isIncluded` from the top down, each
-    /// pixel once, then the background, then translucent windows and the pointer over it. Within `seen` nothing is
-    /// drawn of what a compositing manager may draw without pixels of any window: frames, and a background that nobody
-    /// names.
+    /// pixel once, then the background, then translucent windows and the pointer over it. With `seen`,
+    /// nothing is taken of what a compositing manager may draw without pixels of any window: frames, whose memory may
+    /// still hold what the screen showed there, and a background that nobody names. Within `seen` that stays as it is,
+    /// elsewhere it is black.
     void compose(const CompositionTarget& target, const PixelRegion& dirty, const DesktopParts& parts,
-                 const WindowTest& isIncluded, std::optional<PointerPlace> pointer, const PixelRegion& seen = {});
+                 const WindowTest& isIncluded, std::optional<PointerPlace> pointer, const PixelRegion* seen = nullptr);
     /// Copies `dirty` from what the screen shows, own windows and all; black beyond the root's bounds.
     void copyScreen(const CompositionTarget& target, const PixelRegion& dirty, const PixelRect& rootBounds,
                     const PointerImage& image, std::optional<PointerPlace> pointer);
