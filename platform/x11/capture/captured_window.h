@@ -46,6 +46,7 @@ struct WindowAppearance {
     WindowOwner owner;
     std::uint32_t opacity = 0xffffffff;
     bool isHidden = false;
+    ManagedState managed;
 
     bool operator==(const WindowAppearance&) const = default;
 };
@@ -115,7 +116,7 @@ struct CapturedWindow {
     /// Whether the user sees it, and there are pixels to show.
     [[nodiscard]] bool isDrawable() const { return isMapped && !isHidden && hasPixels(); }
 
-    [[nodiscard]] WindowAppearance appearance() const { return {owner, opacity, isHidden}; }
+    [[nodiscard]] WindowAppearance appearance() const { return {owner, opacity, isHidden, managed}; }
 
     /// Whether the screen shows it and not the root where it is.
     [[nodiscard]] bool coversRoot() const { return isMapped && !isHidden && !isInputOnly; }

@@ -67,7 +67,11 @@ void ChangeCollector::updateMask(const WindowList& windows, Clock::time_point no
 void ChangeCollector::addWindow(const CapturedWindow& window, WindowChange change, Clock::time_point now)
 {
     if (isIncluded(window)) {
-        noteWindowChange(toldByWindows(window.extents()));
+        const PixelRegion changed = toldByWindows(window.extents());
+        // What was taken for its own pixels may be a frame's memory that nobody has painted.
+        if (isMasked_ && change == WindowChange::renamed)
+            mask_.distrust(changed);
+        noteWindowChange(changed);
     } else if (isMasked_) {
         if (change == WindowChange::renamed)
             leaveOut(window.reach());
