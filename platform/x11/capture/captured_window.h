@@ -5,6 +5,7 @@
 #include "platform/x11/server/pixel_region.h"
 #include "platform/x11/server/window_events.h"
 
+#include <chrono>
 #include <optional>
 #include <vector>
 #include <xcb/damage.h>
@@ -66,6 +67,7 @@ struct CapturedWindow {
     bool hasAlpha = false;
     bool isInputOnly = false;
     bool isMapped = false;
+    std::chrono::steady_clock::time_point mappedAt;
     /// Nothing was asked about it since it was mapped last; only its place is known.
     bool needsDescription = true;
     /// The server keeps no pixels of it for us.
@@ -159,6 +161,13 @@ struct CapturedWindow {
         PixelRegion region = isFinelyShaped() ? PixelRegion(shape.bounds()) : shape;
         region.translate(x, y);
         return region;
+    }
+
+    /// Whether it had the time to paint all of itself. The server fills its memory with what the screen showed there.
+    [[nodiscard]] bool isSurelyPainted() const
+    {
+        constexpr std::chrono::milliseconds longestStart{500};
+        return std::chrono::steady_clock::now() - mappedAt >= longestStart;
     }
 
     /// Where its client is in the root: what of it is surely on the screen as it is in its pixels.

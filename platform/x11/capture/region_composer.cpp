@@ -63,7 +63,7 @@ void RegionComposer::compose(const CompositionTarget& target, const PixelRegion&
             continue;
         PixelRegion painted(visible);
         if (seen) {
-            painted &= PixelRegion(window.clientBounds());
+            painted &= window.isSurelyPainted() ? PixelRegion(window.clientBounds()) : PixelRegion();
             PixelRegion frame(visible);
             frame -= painted;
             frame -= *seen;

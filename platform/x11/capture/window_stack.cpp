@@ -129,6 +129,7 @@ void WindowStack::remove(xcb_window_t id)
 void WindowStack::mapped(CapturedWindow& window)
 {
     order_.setMapped(window, true);
+    window.mappedAt = std::chrono::steady_clock::now();
     window.owner = {};
     window.classifiedAs.reset();
     window.needsDescription = true;
