@@ -2,6 +2,7 @@
 // of other workspaces. Not one pixel of them is in a picture.
 
 #include "tests/desktop/x11_capture_fixture.h"
+#include "tests/support/window_requests.h"
 
 #include <algorithm>
 
@@ -18,29 +19,13 @@ protected:
     void SetUp() override
     {
         startDesktop({.windowManager = GetParam(), .compositor = PrivateDesktop::Compositor::windowManagersOwn});
-        sendToRoot("_NET_NUMBER_OF_DESKTOPS", captured->connection().root(), 2);
+        requests = std::make_unique<WindowRequests>(*desktop);
+        requests->setWorkspaceCount(2);
         scene->add("secret",
                    {.geometry = {250, 150, 300, 200}, .seed = 0, .color = secretColor, .overrideRedirect = false});
         captured->start({double(region.x()), double(region.y()), double(region.width()), double(region.height())});
         ASSERT_TRUE(captured->pumpUntil([&] { return secretPixels(captured->image()) > 50000; }))
             << "the control: the window is seen";
-    }
-
-    /// As a pager asks the window manager.
-    void sendToRoot(const char* message, xcb_window_t window, std::uint32_t value, std::uint32_t second = 2)
-    {
-        x11::Connection& connection = captured->connection();
-        xcb_client_message_event_t event = {};
-        event.response_type = XCB_CLIENT_MESSAGE;
-        event.format = 32;
-        event.window = window;
-        event.type = connection.atom(message);
-        event.data.data32[0] = value;
-        event.data.data32[1] = second;
-        xcb_send_event(connection.get(), 0, connection.root(),
-                       XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT | XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY,
-                       reinterpret_cast<const char*>(&event));
-        connection.synchronize();
     }
 
     [[nodiscard]] static int secretPixels(const QImage& image)
@@ -81,24 +66,25 @@ protected:
         EXPECT_GE(pictures, 40);
         EXPECT_EQ(worst, 0);
     }
+
+    std::unique_ptr<WindowRequests> requests;
 };
 
 TEST_P(X11HiddenWindowsTest, AMinimizedWindowIsInNoPictureAndComesBack)
 {
-    constexpr std::uint32_t iconicState = 3;
-    sendToRoot("WM_CHANGE_STATE", scene->identifier("secret"), iconicState);
+    requests->minimize(scene->identifier("secret"));
     expectNotOnePixel();
-    sendToRoot("_NET_ACTIVE_WINDOW", scene->identifier("secret"), 2, desktop->serverTime());
+    requests->activate(scene->identifier("secret"), desktop->serverTime());
     EXPECT_TRUE(captured->pumpUntil([&] { return secretPixels(captured->image()) > 50000; }));
 }
 
 TEST_P(X11HiddenWindowsTest, AWindowOfAnotherWorkspaceIsInNoPictureAndComesBack)
 {
-    sendToRoot("_NET_WM_DESKTOP", scene->identifier("secret"), 1);
+    requests->moveToWorkspace(scene->identifier("secret"), 1);
     expectNotOnePixel();
-    sendToRoot("_NET_CURRENT_DESKTOP", captured->connection().root(), 1);
+    requests->switchToWorkspace(1);
     EXPECT_TRUE(captured->pumpUntil([&] { return secretPixels(captured->image()) > 50000; }));
-    sendToRoot("_NET_CURRENT_DESKTOP", captured->connection().root(), 0);
+    requests->switchToWorkspace(0);
     expectNotOnePixel();
 }
 

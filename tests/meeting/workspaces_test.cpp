@@ -4,12 +4,11 @@
 #include "tests/support/image_compare.h"
 #include "tests/support/requirements.h"
 #include "tests/support/scene.h"
-#include "tests/support/x_reply.h"
+#include "tests/support/window_requests.h"
 
 #include <gtest/gtest.h>
 #include <memory>
 #include <string>
-#include <xcb/xcb.h>
 
 namespace nimbrale::test {
 
@@ -37,8 +36,9 @@ protected:
         desktop_ = requireDesktop(
             {.width = 1280, .height = 720, .windowManager = GetParam().manager, .compositor = GetParam().compositor});
         desktop_->movePointer({1200, 650});
-        ask("_NET_NUMBER_OF_DESKTOPS", 2);
-        ASSERT_TRUE(waitUntil([this] { return rootNumber("_NET_NUMBER_OF_DESKTOPS") >= 2U; }, Milliseconds{3000}));
+        requests_ = std::make_unique<WindowRequests>(*desktop_);
+        requests_->setWorkspaceCount(2);
+        ASSERT_TRUE(waitUntil([this] { return requests_->workspaceCount() >= 2; }, Milliseconds{3000}));
         scene_ = requireScene(*desktop_);
         // As on a desktop with icons: a window of the desktop's own below all others, on every workspace.
         scene_->add(
@@ -48,42 +48,6 @@ protected:
                     {.geometry = {250, 120, 600, 500}, .seed = 0, .color = windowColor, .overrideRedirect = false});
         application_ = requireApplication(*desktop_, {.region = region});
         ASSERT_TRUE(application_->waitForVirtualDisplay(region.size())) << application_->process().output();
-    }
-
-    [[nodiscard]] xcb_atom_t atom(const std::string& name) const
-    {
-        const Reply<xcb_intern_atom_reply_t> reply(xcb_intern_atom_reply(
-            desktop_->connection(),
-            xcb_intern_atom(desktop_->connection(), 0, static_cast<std::uint16_t>(name.size()), name.data()), nullptr));
-        return reply ? reply->atom : xcb_atom_t{XCB_ATOM_NONE};
-    }
-
-    /// Asks the window manager, as a pager does.
-    void ask(const std::string& message, std::uint32_t value) const
-    {
-        const xcb_window_t root = desktop_->screen().root;
-        xcb_client_message_event_t event = {};
-        event.response_type = XCB_CLIENT_MESSAGE;
-        event.format = 32;
-        event.window = root;
-        event.type = atom(message);
-        event.data.data32[0] = value;
-        xcb_send_event(desktop_->connection(), 0, root,
-                       XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT | XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY,
-                       reinterpret_cast<const char*>(&event));
-        desktop_->synchronize();
-    }
-
-    [[nodiscard]] std::optional<std::uint32_t> rootNumber(const std::string& property) const
-    {
-        const Reply<xcb_get_property_reply_t> reply(
-            xcb_get_property_reply(desktop_->connection(),
-                                   xcb_get_property(desktop_->connection(), 0, desktop_->screen().root, atom(property),
-                                                    XCB_ATOM_CARDINAL, 0, 1),
-                                   nullptr));
-        if (!reply || xcb_get_property_value_length(reply.get()) < 4)
-            return std::nullopt;
-        return *static_cast<const std::uint32_t*>(xcb_get_property_value(reply.get()));
     }
 
     /// What the shared display shows and what the screen shows in the region are waited for to be the same, but for the
@@ -111,6 +75,7 @@ protected:
     }
 
     std::unique_ptr<PrivateDesktop> desktop_;
+    std::unique_ptr<WindowRequests> requests_;
     std::unique_ptr<Scene> scene_;
     std::unique_ptr<Application> application_;
 };
@@ -122,15 +87,15 @@ TEST_P(Workspaces, TheFrameStaysAndSharesWhatIsThere)
     EXPECT_TRUE(showsFrame());
     expectToShareTheScreen();
 
-    ask("_NET_CURRENT_DESKTOP", 1);
-    ASSERT_TRUE(waitUntil([this] { return rootNumber("_NET_CURRENT_DESKTOP") == 1U; }, Milliseconds{3000}));
+    requests_->switchToWorkspace(1);
+    ASSERT_TRUE(waitUntil([this] { return requests_->currentWorkspace() == 1U; }, Milliseconds{3000}));
     ASSERT_TRUE(
         waitUntil([&] { return desktop_->pixel(inWindow.x(), inWindow.y()) != windowColor; }, Milliseconds{3000}))
         << "a window that is on one workspace only is still there";
     EXPECT_TRUE(showsFrame());
     expectToShareTheScreen();
 
-    ask("_NET_CURRENT_DESKTOP", 0);
+    requests_->switchToWorkspace(0);
     ASSERT_TRUE(desktop_->waitForPixel(inWindow.x(), inWindow.y(), windowColor));
     EXPECT_TRUE(showsFrame());
     expectToShareTheScreen();

@@ -36,6 +36,11 @@ void WindowRequests::minimize(std::uint32_t window) const
     send("WM_CHANGE_STATE", window, iconicState);
 }
 
+void WindowRequests::activate(std::uint32_t window, std::uint32_t time) const
+{
+    send("_NET_ACTIVE_WINDOW", window, sourceIsPager, time);
+}
+
 void WindowRequests::keepAbove(std::uint32_t window) const
 {
     constexpr std::uint32_t add = 1;
@@ -57,6 +62,11 @@ void WindowRequests::switchToWorkspace(std::uint32_t workspace) const
     send("_NET_CURRENT_DESKTOP", desktop_.screen().root, workspace, XCB_CURRENT_TIME);
 }
 
+void WindowRequests::setWorkspaceCount(std::uint32_t count) const
+{
+    send("_NET_NUMBER_OF_DESKTOPS", desktop_.screen().root, count);
+}
+
 std::vector<std::uint32_t> WindowRequests::rootNumbers(const std::string& property) const
 {
     const Reply<xcb_get_property_reply_t> reply(xcb_get_property_reply(
@@ -73,6 +83,12 @@ std::uint32_t WindowRequests::workspaceCount() const
 {
     const std::vector<std::uint32_t> numbers = rootNumbers("_NET_NUMBER_OF_DESKTOPS");
     return numbers.empty() ? 0 : numbers.front();
+}
+
+std::optional<std::uint32_t> WindowRequests::currentWorkspace() const
+{
+    const std::vector<std::uint32_t> numbers = rootNumbers("_NET_CURRENT_DESKTOP");
+    return numbers.empty() ? std::nullopt : std::optional(numbers.front());
 }
 
 QRect WindowRequests::workArea() const

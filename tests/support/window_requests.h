@@ -3,6 +3,7 @@
 #include "tests/support/private_desktop.h"
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -15,6 +16,8 @@ public:
     explicit WindowRequests(const PrivateDesktop& desktop) : desktop_(desktop) {}
 
     void minimize(std::uint32_t window) const;
+    /// Brings it back and in front. `time` is the server's.
+    void activate(std::uint32_t window, std::uint32_t time) const;
     /// Puts a window in front of all that have not asked for that, for good.
     void keepAbove(std::uint32_t window) const;
     /// Workspaces are counted from 0.
@@ -22,7 +25,10 @@ public:
     void showOnAllWorkspaces(std::uint32_t window) const;
     void switchToWorkspace(std::uint32_t workspace) const;
 
+    void setWorkspaceCount(std::uint32_t count) const;
     [[nodiscard]] std::uint32_t workspaceCount() const;
+    /// Absent where nobody says.
+    [[nodiscard]] std::optional<std::uint32_t> currentWorkspace() const;
     /// What panels leave of the screen on the first workspace; a null rectangle where nobody says.
     [[nodiscard]] QRect workArea() const;
 

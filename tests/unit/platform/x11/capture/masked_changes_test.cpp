@@ -1,43 +1,21 @@
 // What has to be drawn anew of a stream whose picture is copied from the screen, but where it shows what is left out.
 
-#include "platform/x11/capture/change_collector.h"
-
-#include <gtest/gtest.h>
-#include <list>
-#include <set>
+#include "tests/unit/platform/x11/capture/change_collector_fixture.h"
 
 namespace nimbrale::x11 {
 namespace {
 
 using namespace std::chrono_literals;
 
-constexpr PixelRect source{100, 100, 400, 300};
 constexpr ChangeCollector::Clock::time_point start{};
 constexpr auto running = Compositing::running;
 
-class MaskedChangesTest : public testing::Test {
+class MaskedChangesTest : public ChangeCollectorTest {
 protected:
     MaskedChangesTest()
     {
-        changes.setSource(source, PointerVisibility::shown);
         changes.setMasked(true);
         (void)changes.take();
-    }
-
-    /// On top of those there are.
-    CapturedWindow& addWindow(const PixelRect& area)
-    {
-        CapturedWindow* const window = &stored.emplace_back();
-        window->id = static_cast<xcb_window_t>(windows.size() + 1);
-        window->x = area.x;
-        window->y = area.y;
-        window->width = area.width;
-        window->height = area.height;
-        window->isMapped = true;
-        window->picture = 1;
-        window->needsClassification = false;
-        windows.push_back(window);
-        return *window;
     }
 
     /// One that is left out, and tells that all of it is painted.
@@ -49,12 +27,6 @@ protected:
         changes.updateMask(windows, start, start);
         return panel;
     }
-
-    std::list<CapturedWindow> stored;
-    WindowList windows;
-    std::set<xcb_window_t> excluded;
-    ChangeCollector changes{
-        [this](const CapturedWindow& window) { return !window.needsClassification && !excluded.contains(window.id); }};
 };
 
 TEST_F(MaskedChangesTest, whatIsDrawnOnTheScreenIsDrawnButWhereItIsMasked)
