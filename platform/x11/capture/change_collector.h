@@ -64,8 +64,6 @@ public:
     void addBackground();
     /// `window` came, went or changed its place or shape: everything where it is now.
     void addWindow(const CapturedWindow& window, WindowChange change, Clock::time_point now);
-    /// What frames have shown in the region so far is not to be shown any more.
-    void leaveOut(const PixelRegion& region);
     /// The screen was drawn on there, for a stream that is copied from it.
     void addScreenDamage(const PixelRegion& damage);
     /// Whether a pointer that covers `coverage` is in the stream's frames.
@@ -115,6 +113,8 @@ private:
     [[nodiscard]] PixelRegion visiblePart(PixelRegion region, const WindowList& windows, const CapturedWindow& window,
                                           Compositing compositing) const;
 
+    /// What frames have shown in the region so far is not to be shown any more.
+    void leaveOut(const PixelRegion& region);
     void noteWindowChange(const PixelRegion& region);
     /// The part of the region that windows tell of, and not the screen.
     [[nodiscard]] PixelRegion toldByWindows(PixelRegion region) const;

@@ -39,13 +39,12 @@ PixelRegion fetched(xcb_connection_t* connection, xcb_xfixes_fetch_region_cookie
 
 DesktopTracker::DesktopTracker(Connection& connection, PointerObserver onPointerMoved,
                                std::shared_ptr<PaintedRegions> painted)
-    : connection_(connection), onPointerMoved_(std::move(onPointerMoved)), painted_(std::move(painted)),
-      hiding_(connection), proof_(connection)
+    : connection_(connection), onPointerMoved_(std::move(onPointerMoved)), hiding_(connection), proof_(connection)
 {
     chooseMode();
     fetchedRegion_ = {connection_, connection_.newId()};
     xcb_xfixes_create_region(connection_.get(), fetchedRegion_.get(), 0, nullptr);
-    watchWindows();
+    watchWindows(std::move(painted));
     watchPointer();
     watchCompositor();
     background_ = std::make_unique<RootBackground>(connection_, compositing_ == Compositing::running);
@@ -70,10 +69,10 @@ void DesktopTracker::chooseMode()
     }
 }
 
-void DesktopTracker::watchWindows()
+void DesktopTracker::watchWindows(std::shared_ptr<PaintedRegions> painted)
 {
     if (mode_ == Mode::redirected) {
-        stack_ = std::make_unique<WindowStack>(connection_, painted_);
+        stack_ = std::make_unique<WindowStack>(connection_, std::move(painted));
         stack_->onChange = [this](const CapturedWindow& window, WindowChange change) {
             const auto now = Clock::now();
             for (ChangeCollector* const changes : collectors_)
@@ -141,7 +140,6 @@ void DesktopTracker::registerHandlers()
 void DesktopTracker::add(ChangeCollector& changes)
 {
     collectors_.push_back(&changes);
-    changes.addAll();
     // Where windows were that are left out is known from now on.
     chooseMask(changes, ChangeCollector::longestLag);
     update(changes);
@@ -225,7 +223,6 @@ void DesktopTracker::updateCompositor()
     for (ChangeCollector* const changes : collectors_)
         chooseMask(*changes, ChangeCollector::longestFade);
     watchScreen();
-    addAll();
 }
 
 void DesktopTracker::addAll()

@@ -101,7 +101,7 @@ private:
     };
 
     void chooseMode();
-    void watchWindows();
+    void watchWindows(std::shared_ptr<PaintedRegions> painted);
     void watchPointer();
     void watchCompositor();
     void registerHandlers();
@@ -143,7 +143,6 @@ private:
     EventRoutes events_;
     std::vector<std::string> limitations_;
     Mode mode_ = Mode::redirected;
-    std::shared_ptr<PaintedRegions> painted_;
     std::unique_ptr<WindowStack> stack_;
     std::unique_ptr<RootBackground> background_;
     std::unique_ptr<PointerImage> pointer_;

@@ -65,6 +65,7 @@ void PaintProof::end()
     pixel_.reset();
     host_ = XCB_NONE;
     litAt_.reset();
+    places_.clear();
 }
 
 // In the middle of one of the rectangles that the panel has painted, if it is not translucent there.
@@ -112,8 +113,7 @@ void PaintProof::light(Clock::time_point now)
     mayFail(raw, xcb_clear_area_checked(raw, 0, pixel_.get(), 0, 0, 0, 0));
     connection_.flush();
     litAt_ = now;
-    if (!places_.empty())
-        places_.erase(places_.begin(), places_.end() - 1);
+    places_.erase(places_.begin(), places_.end() - 1);
 }
 
 void PaintProof::notePlace(const CapturedWindow& host)
