@@ -113,6 +113,20 @@ TEST_F(MaskedChangesTest, aWindowThatIsFoundToBeLeftOutIsDrawnOver)
     EXPECT_EQ(changes.mask().divide(window.reach(), PixelRegion(source)).composed, window.reach());
 }
 
+TEST_F(MaskedChangesTest, whatIsFoundToBeAFrameIsNotLeftAsItWasTakenFromItsMemory)
+{
+    const CapturedWindow& window = addWindow({110, 110, 300, 300});
+    addPanel({200, 200, 50, 50});
+    (void)changes.mask().divide(PixelRegion(source), {});
+    const PixelRegion below(200, 200, 50, 50);
+    changes.addWindow(window, WindowChange::altered, start);
+    EXPECT_EQ(changes.mask().divide(PixelRegion(source), {}).seenBefore, below);
+    changes.addWindow(window, WindowChange::renamed, start);
+    const ScreenMask::Parts parts = changes.mask().divide(PixelRegion(source), PixelRegion(source));
+    EXPECT_EQ(parts.composed, below);
+    EXPECT_TRUE(parts.seenBefore.isEmpty());
+}
+
 TEST_F(MaskedChangesTest, anotherBackgroundIsDrawnBelowTheMaskToo)
 {
     addPanel({200, 200, 50, 50});
