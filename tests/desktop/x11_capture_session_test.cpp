@@ -78,7 +78,6 @@ protected:
     {
         connection->synchronize();
         tracker->handleEvents();
-        tracker->updateMasks(x11::FramePacer::Clock::now());
         session->handOver();
     }
 

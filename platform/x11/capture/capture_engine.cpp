@@ -103,7 +103,6 @@ void CaptureEngine::handOver(const std::vector<CaptureSession*>& drawn)
     // The reply comes after all that was drawn, and behind the news of every change of the displays before that.
     connection_->synchronize();
     desktop_.handleEvents();
-    desktop_.updateMasks(FramePacer::Clock::now());
     if (connection_->isLost())
         return;
     for (CaptureSession* const session : drawn)

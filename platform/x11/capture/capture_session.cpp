@@ -133,6 +133,7 @@ void CaptureSession::drawFrame(FramePacer::Clock::time_point tick)
 void CaptureSession::handOver()
 {
     DrawnFrame frame = std::move(*std::exchange(drawn_, std::nullopt));
+    desktop_->updateMasks(FramePacer::Clock::now());
     if (!displays_->wasCertain(configuration_.display, frame.begun) || changes_.isFrozen() || showsMasked(frame)) {
         // Its tick is not used: the next one is due as soon as the place is certain.
         changes_.mask().distrustAll();

@@ -69,9 +69,8 @@ public:
     /// Takes the turn that is due, after the desktop's changes were collected: draws what changed. False if nothing
     /// did; else `handOver` is to be called.
     [[nodiscard]] bool takeTurn(FramePacer::Clock::time_point now);
-    /// Delivers what was drawn, after the server is known to have drawn it, its events up to then were handled and the
-    /// masks updated. What may show another display than the stream's, or a window that is left out, is dropped and
-    /// drawn anew.
+    /// Delivers what was drawn, after the server is known to have drawn it and its events up to then were handled. What
+    /// may show another display than the stream's, or a window that is left out, is dropped and drawn anew.
     void handOver();
 
 private:
