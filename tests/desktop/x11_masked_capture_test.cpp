@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <ostream>
+#include <vector>
 
 namespace nimbrale::test {
 namespace {
@@ -79,6 +80,7 @@ protected:
         EXPECT_TRUE(captured->pumpUntil([&] {
             return ownPixels(desktop->screenshot({corner, panelSize})) == panelSize.width() * panelSize.height();
         })) << "the control: the screen shows the panel";
+        panels.push_back(window);
         return window;
     }
 
@@ -124,6 +126,7 @@ protected:
         EXPECT_EQ(worst, 0) << "kept as " << keepImage(leak, "leak");
     }
 
+    std::vector<xcb_window_t> panels;
     int pictures = 0;
     int worst = 0;
     QImage leak;
@@ -226,6 +229,34 @@ TEST_P(X11MaskedCaptureTest, BelowAPanelWindowsShowWhatTheyDraw)
     ASSERT_EQ(ownPixels(shown), 0);
     ASSERT_NE(shown, before);
     EXPECT_TRUE(imagesMatch(drawn, shown));
+}
+
+TEST_P(X11MaskedCaptureTest, AWindowThatComesBelowAPanelIsThereOnceItHasPainted)
+{
+    constexpr QPoint corner(330, 250);
+    (void)makePanel(corner);
+    captured->settle();
+    const QColor color(20, 90, 200);
+    scene->add("fresh", {.geometry = {300, 200, 260, 220}, .seed = 0, .color = color});
+    QImage expected(panelSize, QImage::Format_RGB32);
+    expected.fill(color);
+    const QRect below(corner - region.topLeft(), panelSize);
+    EXPECT_TRUE(captured->pumpUntil([&] { return imagesAreAlike(captured->image().copy(below), expected); }));
+}
+
+TEST_P(X11MaskedCaptureTest, WhatWasThereBeforeTheCaptureIsDrawnBelowAPanelAtOnce)
+{
+    constexpr QPoint corner(330, 290);
+    (void)makePanel(corner);
+    waitUntilStill();
+    const QRect below(corner - region.topLeft(), panelSize);
+    // A capture that begins as the application does: with its first picture the windows are there, and nothing changes.
+    CapturedDesktop later(*desktop);
+    later.painted().set(panels.back(), x11::PixelRegion(0, 0, panelSize.width(), panelSize.height()));
+    later.start({double(region.x()), double(region.y()), double(region.width()), double(region.height())});
+    QImage expected(panelSize, QImage::Format_RGB32);
+    expected.fill(QColor(120, 160, 40));
+    EXPECT_TRUE(imagesMatch(later.image().copy(below), expected));
 }
 
 INSTANTIATE_TEST_SUITE_P(, X11MaskedCaptureTest,

@@ -26,7 +26,8 @@ enum class FrameContents {
 enum class WindowChange {
     altered,  ///< its place, shape or order is about to be another, or has become so
     vanished, ///< it is on the screen no more
-    renamed   ///< it is found to be something else than it was taken for
+    renamed,  ///< it is found to be something else than it was taken for
+    settled   ///< it has had the time to paint itself
 };
 
 /// Whose a top-level window is, as the content filters need it.
@@ -67,7 +68,9 @@ struct CapturedWindow {
     bool hasAlpha = false;
     bool isInputOnly = false;
     bool isMapped = false;
-    std::chrono::steady_clock::time_point mappedAt;
+    /// Until then it may not have painted all of itself: the server fills the memory of a window that is new or has
+    /// another size with what the screen showed there. Absent when that has passed.
+    std::optional<std::chrono::steady_clock::time_point> youngUntil;
     /// Nothing was asked about it since it was mapped last; only its place is known.
     bool needsDescription = true;
     /// The server keeps no pixels of it for us.
@@ -161,13 +164,6 @@ struct CapturedWindow {
         PixelRegion region = isFinelyShaped() ? PixelRegion(shape.bounds()) : shape;
         region.translate(x, y);
         return region;
-    }
-
-    /// Whether it had the time to paint all of itself. The server fills its memory with what the screen showed there.
-    [[nodiscard]] bool isSurelyPainted() const
-    {
-        constexpr std::chrono::milliseconds longestStart{500};
-        return std::chrono::steady_clock::now() - mappedAt >= longestStart;
     }
 
     /// Where its client is in the root: what of it is surely on the screen as it is in its pixels.

@@ -66,6 +66,9 @@ void ChangeCollector::updateMask(const WindowList& windows, Clock::time_point no
 
 void ChangeCollector::addWindow(const CapturedWindow& window, WindowChange change, Clock::time_point now)
 {
+    // The screen told of it, and so did its damage: only below a mask it was not drawn.
+    if (change == WindowChange::settled && !(isMasked_ && isIncluded(window)))
+        return;
     if (isIncluded(window)) {
         const PixelRegion changed = toldByWindows(window.extents());
         // What was taken for its own pixels may be a frame's memory that nobody has painted.

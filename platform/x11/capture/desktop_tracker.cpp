@@ -277,11 +277,15 @@ std::optional<std::chrono::nanoseconds> DesktopTracker::timeToPoll(Clock::time_p
         if (const auto release = changes->nextRelease())
             pollAt(std::max(*release, now + PaintProof::interval));
     }
+    if (const auto aging = nextAging())
+        pollAt(std::max(*aging, now));
     return next ? std::optional<std::chrono::nanoseconds>(*next - now) : std::nullopt;
 }
 
 void DesktopTracker::poll(Clock::time_point now)
 {
+    if (stack_)
+        stack_->ageWindows(now);
     updateMasks(now);
     proveMasks(now);
     if (background_->isDamaged() && now >= bareRootDue_) {

@@ -129,6 +129,8 @@ private:
                        ChangeCollector& changes, std::optional<PointerPlace> pointer) const;
     void watchScreen();
     void showPointer(ChangeCollector& changes) const;
+    /// When a window has had the time to paint itself below a mask; absent for never.
+    [[nodiscard]] std::optional<Clock::time_point> nextAging() const;
     void proveMasks(Clock::time_point now);
     [[nodiscard]] bool isVisible(const CapturedWindow& window) const;
     void collectWindowDamage();

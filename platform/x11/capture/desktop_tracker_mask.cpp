@@ -24,6 +24,13 @@ void DesktopTracker::chooseMask(ChangeCollector& changes, std::chrono::milliseco
         changes.freeze(Clock::now(), time, std::chrono::milliseconds(0));
 }
 
+std::optional<DesktopTracker::Clock::time_point> DesktopTracker::nextAging() const
+{
+    const bool isAnyMasked = std::any_of(collectors_.begin(), collectors_.end(),
+                                         [](const ChangeCollector* changes) { return changes->isMasked(); });
+    return isAnyMasked ? stack_->nextAging() : std::nullopt;
+}
+
 void DesktopTracker::updateMasks(Clock::time_point now)
 {
     if (!stack_)

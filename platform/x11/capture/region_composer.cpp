@@ -63,7 +63,7 @@ void RegionComposer::compose(const CompositionTarget& target, const PixelRegion&
             continue;
         PixelRegion painted(visible);
         if (seen) {
-            painted &= window.isSurelyPainted() ? PixelRegion(window.clientBounds()) : PixelRegion();
+            painted &= window.youngUntil ? PixelRegion() : PixelRegion(window.clientBounds());
             PixelRegion frame(visible);
             frame -= painted;
             frame -= *seen;

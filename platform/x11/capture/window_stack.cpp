@@ -10,6 +10,13 @@
 
 namespace nimbrale::x11 {
 
+namespace {
+
+/// Plenty for a program to paint a window that was mapped or has another size.
+constexpr std::chrono::milliseconds youth{500};
+
+} // namespace
+
 WindowStack::WindowStack(Connection& connection, std::shared_ptr<PaintedRegions> painted)
     : connection_(connection), painted_(std::move(painted)), describer_(connection), classifier_(connection),
       processAtom_(connection.atom("_NET_WM_PID")), typeAtom_(connection.atom("_NET_WM_WINDOW_TYPE")),
@@ -95,8 +102,11 @@ void WindowStack::handleDestroy(const xcb_destroy_notify_event_t& event)
 
 void WindowStack::handleMap(const xcb_map_notify_event_t& event)
 {
-    if (CapturedWindow* const window = find(event.window))
-        mapped(*window);
+    CapturedWindow* const window = find(event.window);
+    if (!window)
+        return;
+    mapped(*window);
+    window->youngUntil = Clock::now() + youth;
 }
 
 void WindowStack::handleUnmap(const xcb_unmap_notify_event_t& event)
@@ -129,7 +139,7 @@ void WindowStack::remove(xcb_window_t id)
 void WindowStack::mapped(CapturedWindow& window)
 {
     order_.setMapped(window, true);
-    window.mappedAt = std::chrono::steady_clock::now();
+    window.youngUntil.reset();
     window.owner = {};
     window.classifiedAs.reset();
     window.needsDescription = true;
@@ -274,6 +284,7 @@ void WindowStack::handleConfigure(const xcb_configure_notify_event_t& event)
 
 void WindowStack::resized(CapturedWindow& window)
 {
+    window.youngUntil = Clock::now() + youth;
     if (window.isTooLarge())
         unredirect(window);
     redirectIfSmallEnough(window);
@@ -284,6 +295,26 @@ void WindowStack::resized(CapturedWindow& window)
         window.needsShape = true;
         hasChangedShapes_ = true;
     }
+}
+
+void WindowStack::ageWindows(Clock::time_point now)
+{
+    for (CapturedWindow* const window : windows()) {
+        if (!window->youngUntil || *window->youngUntil > now)
+            continue;
+        window->youngUntil.reset();
+        changed(*window, WindowChange::settled);
+    }
+}
+
+std::optional<WindowStack::Clock::time_point> WindowStack::nextAging()
+{
+    std::optional<Clock::time_point> next;
+    for (const CapturedWindow* const window : windows()) {
+        if (window->youngUntil && (!next || *window->youngUntil < *next))
+            next = window->youngUntil;
+    }
+    return next;
 }
 
 void WindowStack::handleCirculate(const xcb_circulate_notify_event_t& event)

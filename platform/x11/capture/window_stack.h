@@ -8,6 +8,7 @@
 #include "platform/x11/server/event_routes.h"
 #include "platform/x11/server/painted_regions.h"
 
+#include <chrono>
 #include <functional>
 #include <list>
 #include <memory>
@@ -23,6 +24,8 @@ namespace nimbrale::x11 {
 /// gigabytes for each. Nothing is asked about a window that is not mapped. Thread of its connection only.
 class WindowStack {
 public:
+    using Clock = std::chrono::steady_clock;
+
     /// Redirects and lists the windows there are. To be made before the first own window maps: what own windows cover
     /// earlier is missing in the pixmaps of the windows below. `connection` must outlive it; `painted` is what this
     /// process tells of its translucent windows.
@@ -39,6 +42,10 @@ public:
     /// Finds out what the windows are like that came since, and whose they are. To be called before composing.
     void classifyNew();
 
+    /// Tells of the windows that have had the time to paint themselves.
+    void ageWindows(Clock::time_point now);
+    /// When there will be one; absent for never.
+    [[nodiscard]] std::optional<Clock::time_point> nextAging();
     /// Takes over what this process has told since of what it paints.
     void takePainted();
 

@@ -127,6 +127,22 @@ TEST_F(MaskedChangesTest, whatIsFoundToBeAFrameIsNotLeftAsItWasTakenFromItsMemor
     EXPECT_TRUE(parts.seenBefore.isEmpty());
 }
 
+TEST_F(MaskedChangesTest, aWindowThatHasSettledIsDrawnBelowTheMaskAlone)
+{
+    const CapturedWindow& window = addWindow({110, 110, 300, 300});
+    changes.addWindow(window, WindowChange::settled, start);
+    EXPECT_TRUE(changes.isEmpty());
+    CapturedWindow& panel = addPanel({200, 200, 50, 50});
+    changes.addWindow(window, WindowChange::settled, start);
+    EXPECT_EQ(changes.take(), PixelRegion(200, 200, 50, 50));
+    changes.addWindow(panel, WindowChange::settled, start);
+    EXPECT_FALSE(changes.nextRelease()) << "a panel that has settled has left no place";
+    changes.setMasked(false);
+    (void)changes.take();
+    changes.addWindow(window, WindowChange::settled, start);
+    EXPECT_TRUE(changes.isEmpty()) << "its damage has told of it";
+}
+
 TEST_F(MaskedChangesTest, anotherBackgroundIsDrawnBelowTheMaskToo)
 {
     addPanel({200, 200, 50, 50});
