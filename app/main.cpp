@@ -88,6 +88,7 @@ int main(int argc, char** argv)
     if (claim && !*claim)
         return EXIT_SUCCESS;
 
+    nimbrale::prepareToolkit();
     const QtMessageHandler usualHandler = qInstallMessageHandler(exitOnFatalMessage);
     QApplication application(argc, argv);
     qInstallMessageHandler(usualHandler);

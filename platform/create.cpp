@@ -3,6 +3,7 @@
 #include "platform/desktop/desktop_session.h"
 #include "platform/desktop/qt_main_queue.h"
 #include "platform/desktop/qt_workspace.h"
+#include "platform/x11/displays/display_scale.h"
 #include "platform/x11/x11_platform.h"
 
 #include <QtGlobal>
@@ -50,6 +51,11 @@ private:
 };
 
 } // namespace
+
+void prepareToolkit()
+{
+    x11::scaleToolkitAsDesktop();
+}
 
 Result<std::unique_ptr<Platform>> createPlatform()
 {

@@ -34,6 +34,9 @@ struct Screen {
     /// Pixels per point.
     double backingScaleFactor = 1;
     std::optional<CameraHousing> cameraHousing;
+    /// Where the application's panels get the pointer, in screen coordinates: some shells keep what happens over their
+    /// bars to themselves, whatever lies above them. Absent where that is all of `frame`.
+    std::optional<Rect> reachableFrame = {};
 
     bool operator==(const Screen&) const = default;
 };

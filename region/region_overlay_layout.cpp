@@ -47,6 +47,21 @@ double rightControlX(const Rect& region, const Room& room)
     return region.maxX() - buttonSize - insetAtScreenEdge;
 }
 
+/// `rect` moved by the least that brings it off what the bars leave unreachable of the screen.
+Rect movedOffBars(const Rect& rect, const Rect& reachable, const Rect& screen)
+{
+    Rect moved = rect;
+    if (reachable.maxX() < screen.maxX())
+        moved.x = std::min(moved.x, reachable.maxX() - rect.width);
+    if (reachable.minX() > screen.minX())
+        moved.x = std::max(moved.x, reachable.minX());
+    if (reachable.maxY() < screen.maxY())
+        moved.y = std::min(moved.y, reachable.maxY() - rect.height);
+    if (reachable.minY() > screen.minY())
+        moved.y = std::max(moved.y, reachable.minY());
+    return moved;
+}
+
 bool isOnRoundTarget(const Rect& button, Point point)
 {
     return isInCircle({button.midX(), button.midY()}, buttonTargetRadius, point);
@@ -59,6 +74,8 @@ RegionOverlayLayout::RegionOverlayLayout(const RegionOverlayLayoutInput& input) 
     placeBorder(input);
     placeButtons(input);
     placeHandle(input);
+    if (input.reachable)
+        keepControlsReachable(*input.reachable, input.screen);
     placeLabels(input);
 }
 
@@ -115,6 +132,17 @@ void RegionOverlayLayout::keepHandleClearOf(const Rect& housing, const Rect& reg
         handle_ = *nearest;
     else
         handle_.y = housing.minY() - handleClearance - handleSize.height;
+}
+
+void RegionOverlayLayout::keepControlsReachable(const Rect& reachable, const Rect& screen)
+{
+    handle_ = movedOffBars(handle_, reachable, screen);
+    resizeButton_ = movedOffBars(resizeButton_, reachable, screen);
+    // The buttons keep their distances, so they move together; the window has no room for them to move up.
+    const Rect buttons = button(allFrameButtons.front()).unitedWith(button(allFrameButtons.back()));
+    const Rect moved = movedOffBars(buttons, reachable, screen);
+    closeButtonOrigin_.x += moved.x - buttons.x;
+    closeButtonOrigin_.y += std::min(0.0, moved.y - buttons.y);
 }
 
 void RegionOverlayLayout::placeLabels(const RegionOverlayLayoutInput& input)

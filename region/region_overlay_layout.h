@@ -22,6 +22,8 @@ struct RegionOverlayLayoutInput {
     /// The display that the frame is on.
     Rect screen;
     std::optional<Rect> cameraHousing;
+    /// Where on the display the controls get the pointer; absent where that is all of it.
+    std::optional<Rect> reachable = {};
     /// As they come from the change, without width or height.
     std::vector<Rect> guides;
     /// Absent while nothing is recorded.
@@ -80,6 +82,7 @@ private:
     void placeButtons(const RegionOverlayLayoutInput& input);
     void placeHandle(const RegionOverlayLayoutInput& input);
     void keepHandleClearOf(const Rect& housing, const Rect& region);
+    void keepControlsReachable(const Rect& reachable, const Rect& screen);
     void placeLabels(const RegionOverlayLayoutInput& input);
     void appendControls(std::vector<Rect>& rects) const;
     void appendGuidesAndLabel(std::vector<Rect>& rects) const;

@@ -31,11 +31,11 @@ Rect RegionOverlayView::inLayer(const Rect& viewRect) const
     return {viewRect.x, overlayWindow_.frame().height - viewRect.maxY(), viewRect.width, viewRect.height};
 }
 
-std::optional<Rect> RegionOverlayView::cameraHousing() const
+std::optional<Screen> RegionOverlayView::screen() const
 {
     for (const Screen& screen : overlayWindow_.screens().screens()) {
         if (screen.frame == overlayWindow_.screenFrame())
-            return cameraHousingRect(screen);
+            return screen;
     }
     return std::nullopt;
 }
@@ -45,8 +45,12 @@ RegionOverlayLayoutInput RegionOverlayView::layoutInput() const
     RegionOverlayLayoutInput input;
     input.region = inView(overlayWindow_.regionFrame());
     input.screen = inView(overlayWindow_.screenFrame());
-    if (const auto housing = cameraHousing())
-        input.cameraHousing = inView(*housing);
+    if (const auto itsScreen = screen()) {
+        if (const auto housing = cameraHousingRect(*itsScreen))
+            input.cameraHousing = inView(*housing);
+        if (itsScreen->reachableFrame)
+            input.reachable = inView(*itsScreen->reachableFrame);
+    }
     for (const Rect& guide : guides_)
         input.guides.push_back(inView(guide));
     if (recordingTime_)

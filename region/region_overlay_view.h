@@ -53,7 +53,7 @@ public:
 
 private:
     [[nodiscard]] RegionOverlayLayoutInput layoutInput() const;
-    [[nodiscard]] std::optional<Rect> cameraHousing() const;
+    [[nodiscard]] std::optional<Screen> screen() const;
     [[nodiscard]] Rect inView(const Rect& screenRect) const;
     [[nodiscard]] Rect inLayer(const Rect& viewRect) const;
     void updateLayout();

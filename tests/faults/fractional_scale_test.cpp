@@ -14,12 +14,14 @@
 namespace nimbrale::test {
 namespace {
 
-/// How the scale comes to be: from the desktop's dots per inch and from the toolkit's factor.
+/// How the scale comes to be: from the desktop's dots per inch, from the toolkit's factor that the user set, and from
+/// the factor by which the desktop scales windows.
 struct Scale {
     std::string name;
     int dotsPerInch;
     std::string factor;
     double value;
+    int windowScalingFactor = 0;
 
     friend std::ostream& operator<<(std::ostream& stream, const Scale& scale) { return stream << scale.name; }
 };
@@ -36,6 +38,7 @@ protected:
         desktop = requireDesktop({.width = display.width(),
                                   .height = display.height(),
                                   .dotsPerInch = GetParam().dotsPerInch,
+                                  .windowScalingFactor = GetParam().windowScalingFactor,
                                   .windowManager = PrivateDesktop::WindowManager::openbox});
         scene = requireScene(*desktop);
         scene->add("wall", {.geometry = QRect({}, display), .seed = 3});
@@ -118,7 +121,8 @@ protected:
 
 INSTANTIATE_TEST_SUITE_P(Scales, FractionalScaleTest,
                          testing::Values(Scale{"DotsPerInch144", 144, "", 1.5}, Scale{"Factor125", 96, "1.25", 1.25},
-                                         Scale{"DotsPerInch168", 168, "", 1.75}),
+                                         Scale{"DotsPerInch168", 168, "", 1.75},
+                                         Scale{"WindowsTwiceAsLarge", 96, "", 2, 2}),
                          [](const auto& scale) { return scale.param.name; });
 
 TEST_P(FractionalScaleTest, ThePictureFillsTheSharedDisplayToItsEdges)

@@ -3,6 +3,8 @@
 #include "tests/support/x_reply.h"
 
 #include <QByteArray>
+#include <QDataStream>
+#include <QIODevice>
 
 #include <algorithm>
 #include <cstdlib>
@@ -98,6 +100,7 @@ std::string PrivateDesktop::missingFor(const Options& options)
 bool PrivateDesktop::startManagers(std::string& reason)
 {
     writeResources();
+    writeToolkitSettings();
     if (!startWindowManager()) {
         reason = "the window manager does not start" + (windowManager_ ? ": " + windowManager_->output() : "");
         return false;
@@ -244,6 +247,31 @@ void PrivateDesktop::writeResources()
     const std::string resources = "Xft.dpi:\t" + std::to_string(options_.dotsPerInch) + "\n";
     xcb_change_property(connection_, XCB_PROP_MODE_REPLACE, screen_->root, XCB_ATOM_RESOURCE_MANAGER, XCB_ATOM_STRING,
                         8, static_cast<std::uint32_t>(resources.size()), resources.data());
+    synchronize();
+}
+
+void PrivateDesktop::writeToolkitSettings()
+{
+    if (options_.windowScalingFactor == 0)
+        return;
+    const std::string name = "Gdk/WindowScalingFactor";
+    QByteArray settings;
+    QDataStream stream(&settings, QIODevice::WriteOnly);
+    constexpr quint8 mostSignificantFirst = 1;
+    constexpr quint32 serial = 1;
+    constexpr quint32 count = 1;
+    constexpr quint8 wholeNumber = 0;
+    stream << mostSignificantFirst << quint8(0) << quint16(0) << serial << count;
+    stream << wholeNumber << quint8(0) << quint16(name.size());
+    stream.writeRawData(name.data(), static_cast<int>(name.size()));
+    stream << quint8(0) << serial << qint32(options_.windowScalingFactor);
+    const xcb_window_t window = xcb_generate_id(connection_);
+    xcb_create_window(connection_, XCB_COPY_FROM_PARENT, window, screen_->root, -1, -1, 1, 1, 0,
+                      XCB_WINDOW_CLASS_INPUT_ONLY, XCB_COPY_FROM_PARENT, 0, nullptr);
+    const xcb_atom_t property = atom("_XSETTINGS_SETTINGS");
+    xcb_change_property(connection_, XCB_PROP_MODE_REPLACE, window, property, property, 8,
+                        static_cast<std::uint32_t>(settings.size()), settings.constData());
+    xcb_set_selection_owner(connection_, window, atom("_XSETTINGS_S0"), XCB_CURRENT_TIME);
     synchronize();
 }
 

@@ -42,6 +42,8 @@ public:
         int depth = 24;
         /// Xft.dpi in the resource database: 96 is scale 1, 192 is scale 2; 0 leaves it out.
         int dotsPerInch = 96;
+        /// By how much toolkits are told to scale whole windows, as XFCE does it; 0 where nobody tells.
+        int windowScalingFactor = 0;
         WindowManager windowManager = WindowManager::none;
         Compositor compositor = Compositor::none;
         /// Further arguments of the X server, such as {"-extension", "COMPOSITE"}, which leaves that extension out.
@@ -186,6 +188,7 @@ private:
     bool startManagers(std::string& reason);
     void useSmallerMode();
     void writeResources();
+    void writeToolkitSettings();
     [[nodiscard]] std::vector<std::string> serverCommand() const;
     void fakeInput(std::uint8_t type, std::uint8_t detail, QPoint position = {});
     [[nodiscard]] std::uint8_t keycodeOf(std::uint32_t keysym) const;

@@ -1,5 +1,6 @@
 #include "platform/x11/displays/display_scale.h"
 
+#include "platform/x11/displays/xsettings.h"
 #include "platform/x11/server/handles.h"
 
 #include <QByteArray>
@@ -13,6 +14,7 @@ namespace nimbrale::x11 {
 
 namespace {
 
+constexpr const char* toolkitFactor = "QT_SCALE_FACTOR";
 constexpr double standardDotsPerInch = 96;
 constexpr double smallestScale = 0.5;
 constexpr double largestScale = 4;
@@ -39,6 +41,11 @@ double positiveNumber(const std::string& text, double otherwise)
     return isNumber && std::isfinite(number) && number > 0 ? number : otherwise;
 }
 
+double scaleOfDotsPerInch(const std::string& database)
+{
+    return positiveNumber(resourceValue(database, "Xft.dpi"), standardDotsPerInch) / standardDotsPerInch;
+}
+
 } // namespace
 
 std::string resourceValue(const std::string& database, const std::string& resource)
@@ -58,13 +65,33 @@ std::string resourceValue(const std::string& database, const std::string& resour
 
 double displayScaleFrom(const std::string& database, const std::string& factor)
 {
-    const double dotsPerInch = positiveNumber(resourceValue(database, "Xft.dpi"), standardDotsPerInch);
-    return std::clamp(dotsPerInch / standardDotsPerInch * positiveNumber(factor, 1), smallestScale, largestScale);
+    return std::clamp(scaleOfDotsPerInch(database) * positiveNumber(factor, 1), smallestScale, largestScale);
 }
 
 double displayScale(Connection& connection)
 {
-    return displayScaleFrom(resourceDatabase(connection), qgetenv("QT_SCALE_FACTOR").toStdString());
+    return displayScaleFrom(resourceDatabase(connection), qgetenv(toolkitFactor).toStdString());
+}
+
+double toolkitFactorFrom(const std::string& database, int windowScalingFactor)
+{
+    const double factor = std::min<double>(windowScalingFactor, largestScale) / scaleOfDotsPerInch(database);
+    return std::max(1.0, factor);
+}
+
+void scaleToolkitAsDesktop()
+{
+    if (qEnvironmentVariableIsSet(toolkitFactor))
+        return;
+    const auto connection = Connection::open();
+    if (!connection)
+        return;
+    const auto settings = desktopIntegers(**connection);
+    const auto windows = settings.find("Gdk/WindowScalingFactor");
+    const double factor =
+        toolkitFactorFrom(resourceDatabase(**connection), windows == settings.end() ? 0 : windows->second);
+    if (factor > 1)
+        qputenv(toolkitFactor, QByteArray::number(factor));
 }
 
 } // namespace nimbrale::x11

@@ -14,6 +14,15 @@ namespace nimbrale::x11 {
 /// positive number counts as 96 dots per inch, or as a factor of 1; the scale is between 0.5 and 4.
 [[nodiscard]] double displayScaleFrom(const std::string& database, const std::string& factor);
 
+/// Gives the toolkit a factor by its environment where the desktop scales whole windows (XFCE's "2x") without more dots
+/// per inch, unless the user has set one. To be called before the toolkit's application object; main thread only. Does
+/// nothing where there is no X server.
+void scaleToolkitAsDesktop();
+
+/// The factor for that from the text of the X resource database and the desktop's "Gdk/WindowScalingFactor", 0 for
+/// none. The desktop's scale is the greater of the two: most desktops raise both.
+[[nodiscard]] double toolkitFactorFrom(const std::string& database, int windowScalingFactor);
+
 /// The value of a resource in the text of the X resource database, such as "192" for "Xft.dpi"; empty when it is not
 /// there.
 [[nodiscard]] std::string resourceValue(const std::string& database, const std::string& resource);

@@ -7,6 +7,7 @@
 #include "platform/x11/server/events.h"
 #include "platform/x11/server/handles.h"
 #include "platform/x11/server/window_events.h"
+#include "platform/x11/server/window_manager_name.h"
 
 #include <QTimer>
 
@@ -160,6 +161,7 @@ std::vector<X11Screen> X11Screens::Impl::read()
     space = ScreenSpace(main ? main->pixels : PixelRect{}, scale, std::move(displays));
 
     const std::vector<PixelRect> free = workAreas.freeAreas(real);
+    const bool areBarsOutOfReach = keepsClicksOnItsBars(windowManagerName(connection));
     std::vector<X11Screen> result;
     auto nextFree = free.begin();
     for (std::size_t index = 0; index < found.size(); ++index) {
@@ -174,6 +176,8 @@ std::vector<X11Screen> X11Screens::Impl::read()
         entry.screen.visibleFrame = entry.screen.frame;
         if (!isOwn)
             entry.screen.visibleFrame = belowWholePoints(space.pointsOf(*nextFree++, index), entry.screen.frame);
+        if (!isOwn && areBarsOutOfReach)
+            entry.screen.reachableFrame = entry.screen.visibleFrame;
         entry.screen.backingScaleFactor = isOwn ? 1 : scale;
         result.push_back(entry);
     }

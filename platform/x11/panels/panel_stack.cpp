@@ -4,6 +4,7 @@
 #include "platform/x11/server/handles.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace nimbrale::x11 {
 
@@ -42,8 +43,9 @@ void place(Connection& connection, xcb_window_t window, xcb_window_t sibling)
 
 } // namespace
 
-PanelStack::PanelStack(Connection& connection, EventDispatcher& events, MainQueue& queue)
-    : connection_(connection), queue_(queue), limiter_(mostCorrections, correctionSpan),
+PanelStack::PanelStack(Connection& connection, EventDispatcher& events, MainQueue& queue,
+                       std::function<bool(xcb_window_t)> isInArea)
+    : connection_(connection), queue_(queue), isInArea_(std::move(isInArea)), limiter_(mostCorrections, correctionSpan),
       rootEvents_(connection, connection.root(), XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY),
       handler_(events.add({XCB_CREATE_NOTIFY, XCB_DESTROY_NOTIFY, XCB_MAP_NOTIFY, XCB_REPARENT_NOTIFY,
                            XCB_CIRCULATE_NOTIFY, XCB_CONFIGURE_NOTIFY},
@@ -129,7 +131,7 @@ void PanelStack::handle(const xcb_generic_event_t& event)
         return;
     }
     // The windows that are to be above come and go at their own pace, and their places say where ours are to be.
-    if ((isAbove || !windowsAbove_.empty() || !lockers_.empty()) && !isOurs(moved))
+    if ((isAbove || !windowsAbove_.empty() || !lockers_.empty()) && !isOurs(moved) && !isInArea_(moved))
         scheduleCheck();
 }
 
@@ -195,6 +197,8 @@ bool PanelStack::isInPlace(const std::vector<xcb_window_t>& bottomToTop, const s
     Windows passed;
     auto next = wanted.begin();
     for (auto window = bottomToTop.rbegin(); window != bottomToTop.rend() && next != wanted.end(); ++window) {
+        if (!isOurs(*window) && isInArea_(*window))
+            continue;
         const bool isBelow = std::includes(passed.begin(), passed.end(), next->below.begin(), next->below.end());
         if (next->below.contains(*window)) {
             passed.insert(*window);

@@ -7,6 +7,7 @@
 #include "platform/x11/server/event_dispatcher.h"
 #include "platform/x11/server/window_events.h"
 
+#include <functional>
 #include <memory>
 #include <set>
 #include <vector>
@@ -24,8 +25,10 @@ enum class OnLockedScreen {
 /// the same gets its way between two of our corrections, of which there are at most ten a second. Main thread only.
 class PanelStack {
 public:
-    /// All must outlive it.
-    PanelStack(Connection& connection, EventDispatcher& events, MainQueue& queue);
+    /// `isInArea` tells the windows that the virtual area keeps in front of all others itself; they may be anywhere.
+    /// All references must outlive it.
+    PanelStack(Connection& connection, EventDispatcher& events, MainQueue& queue,
+               std::function<bool(xcb_window_t)> isInArea);
     PanelStack(const PanelStack&) = delete;
     PanelStack& operator=(const PanelStack&) = delete;
 
@@ -72,6 +75,7 @@ private:
 
     Connection& connection_;
     MainQueue& queue_;
+    std::function<bool(xcb_window_t)> isInArea_;
     /// Front to back.
     std::vector<Entry> entries_;
     /// To be above; one that was asked for twice is here twice.

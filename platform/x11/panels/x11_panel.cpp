@@ -271,6 +271,7 @@ void X11Panel::handleButton(const xcb_button_press_event_t& event)
         return;
     isPressed_ = isPress;
     context_.timeOfLastClick = event.time;
+    swallowCommand(event.state, isPress);
     const MouseEvent mouse = mouseEvent(event.root_x, event.root_y, event.state);
     const auto held = context_.screens.pointer().hold({event.root_x, event.root_y});
     if (const auto callback = isPress ? onMouseDown : onMouseUp)
@@ -281,6 +282,7 @@ void X11Panel::handleMotion(const xcb_motion_notify_event_t& event)
 {
     if (event.event != native_->window.id() || !isPressed_)
         return;
+    swallowCommand(event.state, false);
     const bool isPosted = waitingMotion_.has_value();
     waitingMotion_ = event;
     if (isPosted)
@@ -293,6 +295,14 @@ void X11Panel::handleMotion(const xcb_motion_notify_event_t& event)
         if (!alive.expired())
             deliverMotion();
     });
+}
+
+void X11Panel::swallowCommand(std::uint16_t state, bool isPress)
+{
+    const bool isHeld = context_.modifiers.isCommandHeld(state);
+    if (isHeld && (isPress || !isCommandSwallowed_))
+        context_.modifiers.swallowCommand();
+    isCommandSwallowed_ = isHeld;
 }
 
 void X11Panel::deliverMotion()

@@ -79,6 +79,8 @@ private:
     void handleButton(const xcb_button_press_event_t& event);
     void handleMotion(const xcb_motion_notify_event_t& event);
     void deliverMotion();
+    /// The Command key belongs to what is dragged while it is held, once for each time that it is.
+    void swallowCommand(std::uint16_t state, bool isPress);
     [[nodiscard]] MouseEvent mouseEvent(int rootX, int rootY, std::uint16_t state) const;
     void updateTranslucency();
     void updateMouseShape();
@@ -101,6 +103,7 @@ private:
     Order order_ = Order::front;
     VirtualArea* area_ = nullptr;
     bool isPressed_ = false;
+    bool isCommandSwallowed_ = false;
     std::optional<xcb_motion_notify_event_t> waitingMotion_;
 
     Layer root_;

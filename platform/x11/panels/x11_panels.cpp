@@ -8,7 +8,9 @@ namespace nimbrale::x11 {
 struct X11Panels::Impl {
     Impl(Connection& connection, EventDispatcher& events, X11Screens& screens, MainQueue& queue,
          std::shared_ptr<PaintedRegions> painted)
-        : compositing(connection, events), drawing(connection, queue), stack(connection, events, queue),
+        : compositing(connection, events), drawing(connection, queue),
+          stack(connection, events, queue,
+                [this](xcb_window_t window) { return context.area && context.area->contains(window); }),
           cursors(connection),
           modifiers(connection, events), context{connection, events, screens, queue,     compositing,
                                                  drawing,    stack,  cursors, modifiers, std::move(painted)},

@@ -132,7 +132,7 @@ bool AreaWindows::isInRoot(const Entry& entry) const
     return parent_ == connection_.root() || entry.role == AreaRole::shade;
 }
 
-bool AreaWindows::isOurs(xcb_window_t window) const
+bool AreaWindows::contains(xcb_window_t window) const
 {
     return std::any_of(entries_.begin(), entries_.end(), [&](const Entry& entry) { return entry.window == window; });
 }
@@ -144,7 +144,7 @@ bool AreaWindows::isMoveOfOurs(const xcb_generic_event_t& event) const
     if (eventType(event) != XCB_CONFIGURE_NOTIFY)
         return false;
     const auto& configure = eventAs<xcb_configure_notify_event_t>(event);
-    return configure.event == connection_.root() && isOurs(configure.window);
+    return configure.event == connection_.root() && contains(configure.window);
 }
 
 bool AreaWindows::mayBeCoveredAfter(const xcb_generic_event_t& event) const
@@ -155,20 +155,20 @@ bool AreaWindows::mayBeCoveredAfter(const xcb_generic_event_t& event) const
     switch (eventType(event)) {
     case XCB_CONFIGURE_NOTIFY: {
         const auto& configure = eventAs<xcb_configure_notify_event_t>(event);
-        return configure.event == root && !isOurs(configure.window) &&
+        return configure.event == root && !contains(configure.window) &&
                placeOf(AreaRole::backdrop, area_).intersects(placeOf(configure));
     }
     case XCB_MAP_NOTIFY: {
         const auto& map = eventAs<xcb_map_notify_event_t>(event);
-        return map.event == root && !isOurs(map.window);
+        return map.event == root && !contains(map.window);
     }
     case XCB_REPARENT_NOTIFY: {
         const auto& reparent = eventAs<xcb_reparent_notify_event_t>(event);
-        return reparent.parent == root && !isOurs(reparent.window);
+        return reparent.parent == root && !contains(reparent.window);
     }
     default: {
         const auto& circulate = eventAs<xcb_circulate_notify_event_t>(event);
-        return circulate.event == root && !isOurs(circulate.window);
+        return circulate.event == root && !contains(circulate.window);
     }
     }
 }
@@ -179,7 +179,7 @@ bool AreaWindows::isRaisedOverArea(const xcb_generic_event_t& event) const
     if (eventType(event) != XCB_CONFIGURE_NOTIFY)
         return false;
     const auto& configure = eventAs<xcb_configure_notify_event_t>(event);
-    return isOurs(configure.above_sibling) && placeOf(configure).intersects(area_);
+    return contains(configure.above_sibling) && placeOf(configure).intersects(area_);
 }
 
 // At once where that does not happen all the time: each moment counts.

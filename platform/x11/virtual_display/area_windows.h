@@ -49,6 +49,7 @@ public:
     void replace(xcb_window_t gone, xcb_window_t window);
     /// Back to front.
     [[nodiscard]] const std::vector<Entry>& entries() const { return entries_; }
+    [[nodiscard]] bool contains(xcb_window_t window) const;
     /// XCB_WINDOW_NONE without any.
     [[nodiscard]] xcb_window_t frontmost() const;
 
@@ -67,7 +68,6 @@ private:
     void configure(const Entry& entry) const;
     void reparent(const Entry& entry, xcb_window_t parent) const;
     [[nodiscard]] bool isInRoot(const Entry& entry) const;
-    [[nodiscard]] bool isOurs(xcb_window_t window) const;
     [[nodiscard]] bool isMoveOfOurs(const xcb_generic_event_t& event) const;
     [[nodiscard]] bool mayBeCoveredAfter(const xcb_generic_event_t& event) const;
     [[nodiscard]] bool isRaisedOverArea(const xcb_generic_event_t& event) const;

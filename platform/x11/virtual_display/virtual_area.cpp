@@ -4,6 +4,7 @@
 #include "platform/x11/server/events.h"
 #include "platform/x11/server/handles.h"
 #include "platform/x11/server/server_grab.h"
+#include "platform/x11/server/window_manager_name.h"
 #include "platform/x11/virtual_display/area_probe.h"
 #include "platform/x11/virtual_display/area_windows.h"
 #include "platform/x11/virtual_display/composite_overlay.h"
@@ -120,18 +121,8 @@ void VirtualArea::Impl::probeSoon()
 // Which of the two ways is tried first; the probe decides. These two paint nothing where there is no real display.
 bool VirtualArea::Impl::prefersOverlay()
 {
-    const auto check =
-        connection.property32(connection.root(), connection.atom("_NET_SUPPORTING_WM_CHECK"), XCB_ATOM_WINDOW);
-    if (!check)
-        return false;
-    const Reply<xcb_get_property_reply_t> name(xcb_get_property_reply(
-        connection.get(),
-        xcb_get_property(connection.get(), 0, *check, connection.atom("_NET_WM_NAME"), XCB_ATOM_ANY, 0, 8), nullptr));
-    if (!name || name->format != 8)
-        return false;
-    const std::string text(static_cast<const char*>(xcb_get_property_value(name.get())),
-                           static_cast<std::size_t>(xcb_get_property_value_length(name.get())));
-    return text == "KWin" || text == "Xfwm4";
+    const std::string name = windowManagerName(connection);
+    return name == "KWin" || name == "Xfwm4";
 }
 
 void VirtualArea::Impl::startProbe()
@@ -318,6 +309,11 @@ void VirtualArea::replace(xcb_window_t gone, xcb_window_t window)
 void VirtualArea::remove(xcb_window_t window)
 {
     impl_->windows.remove(window);
+}
+
+bool VirtualArea::contains(xcb_window_t window) const
+{
+    return impl_->windows.contains(window);
 }
 
 void VirtualArea::setPixels(const PixelRect& pixels, const std::function<void()>& changeLayout)

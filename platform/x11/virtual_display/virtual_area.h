@@ -43,6 +43,9 @@ public:
     /// Makes it an ordinary child of the root again. Call it before the window is destroyed.
     void remove(xcb_window_t window);
 
+    /// Whether it is registered.
+    [[nodiscard]] bool contains(xcb_window_t window) const;
+
     /// The area is there and has this place, in pixels of the root; an empty rectangle means that there is none.
     /// `changeLayout` sends what brings the display there, without waiting for any answer and without flushing. In the
     /// same moment for all others the registered windows come to cover the new place, the frontmost with the picture

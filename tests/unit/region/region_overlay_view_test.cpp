@@ -169,6 +169,19 @@ TEST_F(RegionOverlayViewTest, HandleKeepsClearOfTheHousingOfItsOwnDisplay)
     EXPECT_EQ(view().layout().handle().movedBy(panel().frame().x, panel().frame().y), (Rect{733, 960, 46, 22}));
 }
 
+TEST_F(RegionOverlayViewTest, ControlsKeepOffTheBarsOfItsOwnDisplay)
+{
+    Screen barred = makeScreen(2, screenFrame);
+    barred.reachableFrame = Rect{screenFrame.x, screenFrame.y, screenFrame.width, screenFrame.height - 30};
+    platform.screens().list = {barred};
+    window->setRegionFrame({456, 582, 600, 400});
+    window->setFrame(window->frameAtRest());
+    EXPECT_EQ(view().layout().handle().maxY() + panel().frame().y, barred.reachableFrame->maxY());
+    platform.screens().list.front().frame.width -= 1;
+    view().repaint();
+    EXPECT_EQ(view().layout().handle().maxY() + panel().frame().y, screenFrame.maxY()) << "another display's bars";
+}
+
 TEST_F(RegionOverlayViewTest, RecordingTimeDrawsOnlyWhenItsTextChanges)
 {
     panel().invalidated.clear();

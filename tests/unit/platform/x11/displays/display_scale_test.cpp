@@ -38,5 +38,22 @@ TEST(DisplayScaleTest, WhatIsNoPositiveNumberIsPassedOver)
         EXPECT_EQ(displayScaleFrom(std::string("Xft.dpi: ") + text + "\n", text), 1) << text;
 }
 
+TEST(ToolkitFactorTest, MakesTheGreaterOfTheDesktopsTwoScales)
+{
+    EXPECT_EQ(toolkitFactorFrom("", 2), 2);
+    EXPECT_EQ(toolkitFactorFrom("Xft.dpi: 96\n", 3), 3);
+    EXPECT_EQ(toolkitFactorFrom("Xft.dpi: 144\n", 3), 2);
+    EXPECT_EQ(toolkitFactorFrom("Xft.dpi: 192\n", 2), 1);
+    EXPECT_EQ(toolkitFactorFrom("Xft.dpi: 240\n", 2), 1);
+    EXPECT_EQ(toolkitFactorFrom("Xft.dpi: 120\n", 1), 1);
+}
+
+TEST(ToolkitFactorTest, IsOneWithoutAScaleOfWindowsAndBoundedForAnyOther)
+{
+    EXPECT_EQ(toolkitFactorFrom("", 0), 1);
+    EXPECT_EQ(toolkitFactorFrom("", -2147483647), 1);
+    EXPECT_EQ(toolkitFactorFrom("", 2147483647), 4);
+}
+
 } // namespace
 } // namespace nimbrale::x11

@@ -1,0 +1,30 @@
+#include "platform/x11/server/window_manager_name.h"
+
+#include "platform/x11/server/handles.h"
+
+namespace nimbrale::x11 {
+
+std::string windowManagerName(Connection& connection)
+{
+    const auto check =
+        connection.property32(connection.root(), connection.atom("_NET_SUPPORTING_WM_CHECK"), XCB_ATOM_WINDOW);
+    if (!check)
+        return {};
+    constexpr std::uint32_t longestName = 64;
+    const Reply<xcb_get_property_reply_t> name(
+        xcb_get_property_reply(connection.get(),
+                               xcb_get_property(connection.get(), 0, *check, connection.atom("_NET_WM_NAME"),
+                                                XCB_ATOM_ANY, 0, longestName / 4),
+                               nullptr));
+    if (!name || name->format != 8)
+        return {};
+    return {static_cast<const char*>(xcb_get_property_value(name.get())),
+            static_cast<std::size_t>(xcb_get_property_value_length(name.get()))};
+}
+
+bool keepsClicksOnItsBars(const std::string& windowManager)
+{
+    return windowManager == "GNOME Shell" || windowManager == "Mutter (Muffin)";
+}
+
+} // namespace nimbrale::x11

@@ -1,0 +1,16 @@
+#pragma once
+
+#include "platform/x11/server/connection.h"
+
+#include <string>
+
+namespace nimbrale::x11 {
+
+/// What the window manager calls itself, such as "KWin"; empty where none runs or it does not say. Waits for the
+/// server.
+[[nodiscard]] std::string windowManagerName(Connection& connection);
+
+/// Whether that is a desktop shell which keeps what the pointer does over its bars to itself, whatever lies above them.
+[[nodiscard]] bool keepsClicksOnItsBars(const std::string& windowManager);
+
+} // namespace nimbrale::x11
