@@ -3,6 +3,7 @@
 
 #include "tests/desktops/captured_session.h"
 #include "tests/desktops/desktop_test.h"
+#include "tests/desktops/shared_picture.h"
 #include "tests/support/application.h"
 #include "tests/support/image_compare.h"
 
@@ -13,8 +14,6 @@ namespace {
 
 const QColor markerColor(255, 0, 255);
 constexpr QRect region(300, 200, 400, 300);
-/// The window that stands in for a virtual display where the desktop has none.
-const char* const mirrorTitle = "Share this";
 /// The frame and its controls lie on the region's edges.
 constexpr QRect withoutControls = region.adjusted(30, 30, -30, -30);
 constexpr int picturesToLookThrough = 2000;
@@ -57,22 +56,9 @@ protected:
 
     [[nodiscard]] std::string said() { return application_->process().output(); }
 
-    [[nodiscard]] static QRect sharedArea()
-    {
-        const auto monitor = desktop().monitorNamed("Nimbrale");
-        return monitor ? monitor->geometry : QRect();
-    }
-
-    /// What a meeting shows: the virtual display, or else the window in its place; null while there is neither.
-    [[nodiscard]] static QImage sharedPicture()
-    {
-        const QRect area = sharedArea();
-        return area.isNull() ? desktop().windowPicture(mirrorTitle) : desktop().screenshot(area);
-    }
-
     [[nodiscard]] static bool waitForShare()
     {
-        return waitUntil([] { return sharedPicture().size() == region.size(); }, Milliseconds{20000});
+        return waitUntil([] { return sharedPicture(desktop()).size() == region.size(); }, Milliseconds{20000});
     }
 
     [[nodiscard]] static std::string describe(const QSize& size)
@@ -95,7 +81,7 @@ protected:
         QImage screen;
         static_cast<void>(waitUntil(
             [&] {
-                shared = sharedPicture().copy(withoutControls.translated(-region.topLeft()));
+                shared = sharedPicture(desktop()).copy(withoutControls.translated(-region.topLeft()));
                 screen = desktop().screenshot(withoutControls);
                 return imagesAreAlike(shared, screen, tolerance);
             },
@@ -114,7 +100,7 @@ protected:
     };
     static void look(Look& found)
     {
-        const QImage picture = sharedPicture();
+        const QImage picture = sharedPicture(desktop());
         found.gaps += picture.isNull();
         if (picture.isNull() || picture == found.last)
             return;
@@ -162,7 +148,7 @@ TEST_P(DesktopApplication, SharesTheRegion)
 TEST_P(DesktopApplication, LeavesTheScreenAsItWas)
 {
     ASSERT_TRUE(waitForShare()) << said();
-    if (sharedArea().isNull()) {
+    if (sharedArea(desktop()).isNull()) {
         EXPECT_TRUE(waitUntil([&] { return desktop().screenSize() == screenSize_; }, Milliseconds{5000}))
             << "without a virtual display the screen is larger all the same: " << describe(desktop().screenSize());
     }
@@ -189,15 +175,16 @@ TEST_P(DesktopApplication, SharesNotOnePixelOfTheFrameWhileItIsDragged)
             << application_->storedRegion().y() << "); kept as " << keepImage(desktop().screenshot(), "screen");
     }
     const std::string figure = std::to_string(found.leaks) + " of " + std::to_string(found.pictures) +
-                               " pictures show it, on " + (sharedArea().isNull() ? "a window" : "a virtual display") +
-                               "; " + std::to_string(found.gaps) + " times there was none";
+                               " pictures show it, on " +
+                               (sharedArea(desktop()).isNull() ? "a window" : "a virtual display") + "; " +
+                               std::to_string(found.gaps) + " times there was none";
     report(testing::UnitTest::GetInstance()->current_test_info()->name() + (": " + figure));
     EXPECT_EQ(found.leaks, 0) << figure;
     EXPECT_GE(found.pictures, picturesToLookThrough) << "the shared picture stands still; " << figure;
 
     scene->add("marked",
                {.geometry = {QRect(place, region.size()).center(), QSize(40, 40)}, .seed = 0, .color = markerColor});
-    EXPECT_TRUE(waitUntil([&] { return pixelsOf(markerColor, sharedPicture()) > 0; }, Milliseconds{5000}))
+    EXPECT_TRUE(waitUntil([&] { return pixelsOf(markerColor, sharedPicture(desktop())) > 0; }, Milliseconds{5000}))
         << "the control: a window of that color would have been seen";
     EXPECT_EQ(application_->quit(), 0) << said();
 }

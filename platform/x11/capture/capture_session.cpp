@@ -62,6 +62,7 @@ void CaptureSession::start(Connection& connection, DesktopTracker& desktop, Disp
         xcb_sync_create_counter(connection.get(), counter_.get(), {0, 0});
     }
     desktop.add(changes_);
+    desktop.lookAround(renderer_->composer(), *seen_, changes_);
 }
 
 void CaptureSession::stop()
@@ -135,8 +136,9 @@ void CaptureSession::handOver()
     DrawnFrame frame = std::move(*std::exchange(drawn_, std::nullopt));
     desktop_->updateMasks(FramePacer::Clock::now());
     if (!displays_->wasCertain(configuration_.display, frame.begun) || changes_.isFrozen() || showsMasked(frame)) {
-        // Its tick is not used: the next one is due as soon as the place is certain.
-        changes_.mask().distrustAll();
+        // Its tick is not used: the next one is due as soon as the place is certain. What it was composed of below the
+        // mask is as good as ever.
+        changes_.mask().distrustOutside(frame.mask);
         changes_.addAll();
         return;
     }

@@ -35,7 +35,6 @@ void ChangeCollector::setMasked(bool isMasked)
 void ChangeCollector::freeze(Clock::time_point now, std::chrono::milliseconds time, std::chrono::milliseconds patience)
 {
     freeze_.add(ScreenMask::everything(), now, time, patience);
-    mask_.distrustAll();
     addAll();
 }
 

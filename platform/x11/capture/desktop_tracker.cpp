@@ -75,6 +75,8 @@ void DesktopTracker::watchWindows(std::shared_ptr<PaintedRegions> painted)
         stack_ = std::make_unique<WindowStack>(connection_, std::move(painted));
         stack_->onChange = [this](const CapturedWindow& window, WindowChange change) {
             const auto now = Clock::now();
+            if (window.owner.isOwn || window.owner.isNotification)
+                leftOutChange_ = now;
             for (ChangeCollector* const changes : collectors_)
                 changes->addWindow(window, change, now);
         };

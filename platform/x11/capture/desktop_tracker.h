@@ -46,6 +46,10 @@ public:
     /// `changes` is told of every change from now on, until it is removed. What is dirty in it stays its own affair.
     void add(ChangeCollector& changes);
     void remove(ChangeCollector& changes);
+    /// Takes over into `seen` what the screen shows, before the first window that `changes` leaves out is there: what
+    /// comes below such a window may be nowhere else. Nothing is taken where one is, or while one that was there
+    /// lately may still be shown. Waits for the server.
+    void lookAround(RegionComposer& composer, SeenPicture& seen, ChangeCollector& changes);
     /// To be called after the collector's source, contents or pointer visibility has changed.
     void update(ChangeCollector& changes);
 
@@ -155,6 +159,8 @@ private:
     OwnedRegion fetchedRegion_;
     PaintProof proof_;
     Clock::time_point proofAsked_;
+    /// When a window that streams may leave out came, went or moved last.
+    std::optional<Clock::time_point> leftOutChange_;
     xcb_atom_t compositorSelection_ = XCB_NONE;
     xcb_window_t compositor_ = XCB_NONE;
     Compositing compositing_ = Compositing::absent;

@@ -24,6 +24,22 @@ void DesktopTracker::chooseMask(ChangeCollector& changes, std::chrono::milliseco
         changes.freeze(Clock::now(), time, std::chrono::milliseconds(0));
 }
 
+void DesktopTracker::lookAround(RegionComposer& composer, SeenPicture& seen, ChangeCollector& changes)
+{
+    constexpr std::chrono::seconds longestLag{2};
+    const Clock::time_point now = Clock::now();
+    if (!changes.isMasked() || !stack_ || (leftOutChange_ && now - *leftOutChange_ < longestLag))
+        return;
+    stack_->classifyNew();
+    updateMasks(now);
+    const PixelRect root = background_->rootBounds();
+    PixelRegion shown(root);
+    shown -= changes.mask().region();
+    composer.copyScreen(seen.target(root), shown, root, *pointer_, std::nullopt);
+    connection_.synchronize();
+    changes.mask().noteSeen(shown);
+}
+
 std::optional<DesktopTracker::Clock::time_point> DesktopTracker::nextAging() const
 {
     const bool isAnyMasked = std::any_of(collectors_.begin(), collectors_.end(),

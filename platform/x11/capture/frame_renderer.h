@@ -39,6 +39,7 @@ public:
     /// The frames show `source` (root pixels) in so many pixels from now on. The next one has to be drawn whole when
     /// either differs from before.
     void setGeometry(const PixelRect& source, int outputWidth, int outputHeight);
+    [[nodiscard]] RegionComposer& composer() { return composer_; }
     /// The frame that differs from the one before in `dirty` (root pixels, within the source).
     [[nodiscard]] Frame draw(const PixelRegion& dirty, const Compose& compose);
 

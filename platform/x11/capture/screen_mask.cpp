@@ -43,6 +43,13 @@ PixelRegion ScreenMask::update(const PixelRegion& current, Clock::time_point now
     return left;
 }
 
+void ScreenMask::distrustOutside(const PixelRegion& region)
+{
+    PixelRegion outside = everything();
+    outside -= region;
+    distrust(outside);
+}
+
 void ScreenMask::noteScreenDamage(const PixelRegion& damage)
 {
     PixelRegion seen(damage);

@@ -65,6 +65,10 @@ public:
         distrusted_ |= region;
     }
     void distrustAll() { distrust(everything()); }
+    /// The same everywhere but there.
+    void distrustOutside(const PixelRegion& region);
+    /// The picture seen last is as the screen there.
+    void noteSeen(const PixelRegion& region) { unseen_ -= region; }
 
     /// How to draw `dirty`; to be done by the caller at once. The frame before shows what was seen in `before`.
     [[nodiscard]] Parts divide(const PixelRegion& dirty, const PixelRegion& before);

@@ -108,8 +108,9 @@ void X11CaptureStream::start(Completion completion)
                   filter = sessionFilter(filter_), completion = std::move(completion)]() mutable {
         session->configure(configuration);
         session->setFilter(filter);
-        session->output->complete(std::move(completion), {});
+        // Before anybody hears of it, who may show windows then that are to be left out.
         engine.addSession(session);
+        session->output->complete(std::move(completion), {});
     });
 }
 

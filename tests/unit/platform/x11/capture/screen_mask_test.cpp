@@ -133,6 +133,24 @@ TEST_F(ScreenMaskTest, whatIsDistrustedIsNotTakenFromTheFrameBefore)
     EXPECT_EQ(mask.divide(source, source).fromBefore, PixelRegion(0, 0, 10, 10)) << "the next frame can be trusted";
 }
 
+TEST_F(ScreenMaskTest, whatWasSeenBeforeTheMaskCameIsKeptBelowIt)
+{
+    ScreenMask fresh;
+    fresh.noteSeen(PixelRegion(0, 0, 410, 800));
+    (void)fresh.update(button, start, start);
+    EXPECT_EQ(fresh.divide(source, {}).composed, PixelRegion(410, 300, 10, 20));
+}
+
+TEST_F(ScreenMaskTest, whatIsBelowTheMaskIsTrustedWhenTheScreenWasNot)
+{
+    const PixelRegion next(450, 300, 20, 20);
+    mask.distrustOutside(button);
+    EXPECT_TRUE(mask.divide(button, {}).composed.isEmpty());
+    mask.distrustOutside(button);
+    (void)mask.update(next, start, start);
+    EXPECT_EQ(mask.divide(next, source).composed, next) << "not from the frame before either";
+}
+
 TEST_F(ScreenMaskTest, aResetForgetsAll)
 {
     mask.hold(button, start, 250ms);
