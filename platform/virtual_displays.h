@@ -53,7 +53,8 @@ public:
     /// Moves the display's top-left corner. Same space as `VirtualDisplays::bounds`.
     [[nodiscard]] virtual Result<void> setOrigin(int x, int y) = 0;
 
-    /// Called when the display turned out not to show what is put on it. The display is of no use from then on.
+    /// Called when the display turned out not to show what is put on it. The display is of no use from then on, and
+    /// where the error is permanent, none that is made later will be.
     std::function<void(Error)> onUnusable;
 };
 

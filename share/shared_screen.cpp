@@ -129,8 +129,10 @@ void SharedScreen::abandonVirtualDisplay(const Error& reason)
     virtualDisplay_.reset();
     if (isActive_ && geometry_)
         showInWindow(*geometry_);
-    retryDelay_ = std::min(retryDelay_ * 2, longestRetryDelay);
-    retryWhenQuiet();
+    if (reason.code != ErrorCode::permanent) {
+        retryDelay_ = std::min(retryDelay_ * 2, longestRetryDelay);
+        retryWhenQuiet();
+    }
     if (const auto tell = onVirtualDisplayLost)
         tell();
 }

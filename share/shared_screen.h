@@ -57,7 +57,7 @@ public:
 
     /// The virtual display was of no use and is gone; the mirror window has taken its place if the screen is shown.
     /// Nothing may be recorded from it any more. It is made anew once the displays have rested for a while, and then
-    /// takes the mirror window's place.
+    /// takes the mirror window's place, unless this desktop lets there be none.
     std::function<void()> onVirtualDisplayLost;
 
     /// Absent before the first `activate` and while there is no virtual display.

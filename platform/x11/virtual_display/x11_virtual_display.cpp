@@ -28,6 +28,10 @@ constexpr auto retryDelay = 200ms;
 // by another program at that moment, say.
 constexpr int mostRefusals = 4;
 
+// A window manager that fits the screen to the displays that it knows answers each of ours at once. Nobody has seen the
+// display before it is announced, so there is nothing to save from one that does.
+constexpr int mostUnseenTakeBacks = 3;
+
 // A difference in the pixel pitch below this comes from rounding to whole millimetres.
 constexpr double pitchTolerance = 0.01;
 
@@ -318,8 +322,17 @@ void X11VirtualDisplay::screenChanged(const xcb_randr_screen_change_notify_event
 // the displays to settle.
 void X11VirtualDisplay::takeScreenBack()
 {
-    if (isUnusable_ || pixels_.isEmpty() || isScreenBigEnough() || !mayCorrect())
+    if (isUnusable_ || pixels_.isEmpty() || isScreenBigEnough())
         return;
+    if (!isAnnounced_ && ++unseenTakeBacks_ > mostUnseenTakeBacks) {
+        becomeUnusable({ErrorCode::permanent, "This desktop does not leave the screen larger than its displays, so "
+                                              "there can be no virtual display. Share the window instead."});
+        return;
+    }
+    const auto now = CorrectionLimiter::Clock::now();
+    if (takeBacks_.delay(now) > CorrectionLimiter::Clock::duration::zero() || !mayCorrect())
+        return;
+    takeBacks_.note(now);
     if (const auto configured = configure(pixels_); !configured)
         qCWarning(virtualDisplayLog).noquote() << QString::fromStdString(configured.error().message);
 }

@@ -95,6 +95,10 @@ private:
     std::unique_ptr<Timer> unusableTimer_;
     /// A program that keeps undoing what we do is not fought for longer than this.
     CorrectionLimiter corrections_{10, std::chrono::seconds{5}};
+    /// How often the screen is taken back at once, which may be several times for each change of the displays. What
+    /// comes after that waits for the check.
+    CorrectionLimiter takeBacks_{40, std::chrono::seconds{5}};
+    int unseenTakeBacks_ = 0;
     /// Whether what happened since the last check has been counted as a correction.
     bool isCorrecting_ = false;
     /// How many sizes were refused one after the other.
