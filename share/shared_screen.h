@@ -60,8 +60,13 @@ public:
     /// takes the mirror window's place, unless this desktop lets there be none.
     std::function<void()> onVirtualDisplayLost;
 
+    /// A window that others had put on the virtual display was sent back to where the user sees it.
+    std::function<void()> onWindowReturned;
+
     /// Absent before the first `activate` and while there is no virtual display.
     [[nodiscard]] std::optional<VirtualDisplayIdentity> virtualDisplayIdentity() const;
+    /// What lists of windows call the window in the virtual display's place; absent while there is none.
+    [[nodiscard]] std::optional<std::string> mirrorWindowTitle() const;
     [[nodiscard]] bool isActive() const { return isActive_; }
     /// Which window shows the picture; absent while none does.
     [[nodiscard]] std::optional<WindowKind> windowKind() const;
