@@ -4,6 +4,7 @@
 #include "platform/x11/displays/randr_change.h"
 #include "platform/x11/server/events.h"
 #include "platform/x11/virtual_display/caretaker.h"
+#include "platform/x11/virtual_display/dead_areas.h"
 
 #include <algorithm>
 #include <cmath>
@@ -214,6 +215,7 @@ Result<void> X11VirtualDisplay::configure(const PixelRect& pixels)
             change.setMonitor(record_.monitor, pixels, pitch_, idle);
         if (screen != screenBefore)
             change.setScreenSize(screen.width, screen.height, pitch_, pannings);
+        paintBlack(environment_.connection, deadAreas(screen, real, pixels));
     });
     const Result<void> changed = change.finish();
     if (changed) {
@@ -250,6 +252,9 @@ Result<void> X11VirtualDisplay::announce()
 
 void X11VirtualDisplay::areaVerified()
 {
+    // A compositing manager may have drawn the memory that it has for them once more.
+    paintBlack(environment_.connection, deadAreas(layout_.screenPixels(), realBounds_, pixels_));
+    environment_.connection.flush();
     if (isAnnounced_ || isUnusable_)
         return;
     if (const auto announced = announce(); !announced)
