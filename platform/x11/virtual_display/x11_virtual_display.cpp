@@ -69,13 +69,17 @@ X11VirtualDisplay::X11VirtualDisplay(const Environment& environment, const Virtu
                                      std::unique_ptr<VirtualDisplayClaim> claim)
     : environment_(environment), layout_(environment.connection), claim_(std::move(claim)),
       maximumWidth_(descriptor.maxPixelsWide), maximumHeight_(descriptor.maxPixelsHigh), pitch_(layout_.initialPitch()),
-      barriers_(environment.connection)
+      barriers_(environment.connection), strays_(environment.connection, environment.events, environment.mainQueue)
 {
     record_.monitor = environment.connection.atom(descriptor.name);
     record_.primaryBefore = layout_.primaryOutput();
     record_.write(environment.connection);
     displayID_ = environment.screens.displayIDForMonitor(record_.monitor);
     environment.screens.setOwnMonitor(record_.monitor);
+    strays_.onReturned = [this] {
+        if (onWindowReturned)
+            onWindowReturned();
+    };
     environment.area.onVerified = [this] { areaVerified(); };
     environment.area.onLate = [this] { repeatScreenSize(); };
     environment.area.onUnusable = [this](Error error) { becomeUnusable(std::move(error)); };
@@ -229,6 +233,7 @@ Result<void> X11VirtualDisplay::configure(const PixelRect& pixels)
     }
     card_->layOut(pixels_);
     barriers_.surround(pixels_);
+    strays_.setPlace(pixels_, real);
     if (changed && !isAnnounced_ && environment_.area.isVerified())
         return announce();
     environment_.screens.refresh();

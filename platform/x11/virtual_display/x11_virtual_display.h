@@ -9,6 +9,7 @@
 #include "platform/x11/server/event_dispatcher.h"
 #include "platform/x11/virtual_display/backdrop_card.h"
 #include "platform/x11/virtual_display/pointer_barriers.h"
+#include "platform/x11/virtual_display/stray_windows.h"
 #include "platform/x11/virtual_display/virtual_area.h"
 #include "platform/x11/virtual_display/virtual_display_record.h"
 
@@ -87,6 +88,7 @@ private:
     PixelRect realBounds_;
     std::optional<BackdropCard> card_;
     PointerBarriers barriers_;
+    StrayWindows strays_;
     Subscription screenChanges_;
     Subscription outputChanges_;
     Subscription rootChanges_;
