@@ -38,6 +38,32 @@ Alert captureCouldNotStart(const Error& error)
     return alert;
 }
 
+Notification windowToShare(const std::string& title)
+{
+    const QString text = QCoreApplication::translate(
+        "AppDelegate", "This desktop has no virtual display. In your meeting, share the window “%1”.");
+    return {translated(QT_TRANSLATE_NOOP("AppDelegate", "Share the window instead of a display")),
+            text.arg(QString::fromStdString(title)).toStdString()};
+}
+
+Alert windowToShareInstead(const std::string& title)
+{
+    const Notification notification = windowToShare(title);
+    Alert alert;
+    alert.style = AlertStyle::informational;
+    alert.message = notification.title;
+    alert.informativeText = notification.text;
+    alert.buttons = {translated(QT_TRANSLATE_NOOP("AppDelegate", "OK"))};
+    return alert;
+}
+
+Notification windowWasReturned()
+{
+    return {
+        translated(QT_TRANSLATE_NOOP("AppDelegate", "A window was moved back to your display")),
+        translated(QT_TRANSLATE_NOOP("AppDelegate", "It was on the virtual display, which only your meeting sees."))};
+}
+
 Alert captureIsLimited(const std::vector<std::string>& limitations)
 {
     Alert alert;

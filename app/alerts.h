@@ -18,6 +18,12 @@ inline constexpr int tryAgainButton = 0;
 [[nodiscard]] Alert capturePermissionNeeded();
 /// Buttons: try again, quit.
 [[nodiscard]] Alert captureCouldNotStart(const Error& error);
+/// Names the window to share where there is no virtual display.
+[[nodiscard]] Notification windowToShare(const std::string& title);
+/// The same where the desktop shows no notifications. One button.
+[[nodiscard]] Alert windowToShareInstead(const std::string& title);
+/// Says that a window was moved away from the virtual display.
+[[nodiscard]] Notification windowWasReturned();
 /// Tells what this system's capture cannot do, one sentence a line. One button.
 [[nodiscard]] Alert captureIsLimited(const std::vector<std::string>& limitations);
 

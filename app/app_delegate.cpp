@@ -26,8 +26,11 @@ AppDelegate::AppDelegate(Platform& platform, AppSettings& settings, ShowSettings
                          const OverlayColors& colors)
     : platform_(platform), settings_(settings), showSettingsWindow_(std::move(showSettingsWindow)), colors_(colors),
       sharedScreen_(platform.virtualDisplays(), platform.panels(), platform.screens(), platform.mainQueue()),
-      captureFailure_(platform)
-{}
+      captureFailure_(platform), sharingNotice_(SharingNotice::create(platform.workspace()))
+{
+    sharedScreen_.onVirtualDisplayLost = [this] { tellOfSharing(); };
+    sharedScreen_.onWindowReturned = [this] { sharingNotice_->tellWindowReturned(); };
+}
 
 AppDelegate::~AppDelegate()
 {
@@ -119,7 +122,7 @@ void AppDelegate::captureStarted(const Result<void>& result)
     sharedScreen_.activate(capture_->region(), *geometry, capture_->pixelScale());
     framedAreaChanged();
     createEditor();
-    tellLimitationsOnce();
+    tellOfSharing();
 }
 
 void AppDelegate::createEditor()
@@ -283,12 +286,9 @@ void AppDelegate::checkCapturedDisplay()
         editor_->showRegion(capture_->region());
 }
 
-void AppDelegate::tellLimitationsOnce()
+void AppDelegate::tellOfSharing()
 {
-    const std::vector<std::string> limitations = platform_.screenCapture().limitations();
-    if (limitationsAlert_ || limitations.empty())
-        return;
-    limitationsAlert_ = platform_.workspace().showAlert(alerts::captureIsLimited(limitations), [](int) {});
+    sharingNotice_->tell(platform_.screenCapture().limitations(), sharedScreen_.mirrorWindowTitle());
 }
 
 } // namespace nimbrale

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "app/capture_failure.h"
+#include "app/sharing_notice.h"
 #include "controls/overlay_colors.h"
 #include "platform/platform.h"
 #include "region/region_editor.h"
@@ -74,7 +75,7 @@ private:
     void moveToDisplay(DisplayID displayID, const DisplayGeometry& geometry, const Rect& region);
 
     [[nodiscard]] bool isCapturedDisplayUnchanged() const;
-    void tellLimitationsOnce();
+    void tellOfSharing();
 
     Platform& platform_;
     AppSettings& settings_;
@@ -86,8 +87,7 @@ private:
     std::shared_ptr<RegionEditor> editor_;
     bool isCaptureStopping_ = false;
     CaptureFailure captureFailure_;
-    /// Set once the limitations were told; the alert may be answered since.
-    std::unique_ptr<OpenQuestion> limitationsAlert_;
+    std::shared_ptr<SharingNotice> sharingNotice_;
     /// The setting with which the running capture was started.
     std::int64_t capturedDisplaySetting_ = 0;
     Subscription settingsObserver_;

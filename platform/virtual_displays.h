@@ -53,8 +53,12 @@ public:
     /// Moves the display's top-left corner. Same space as `VirtualDisplays::bounds`.
     [[nodiscard]] virtual Result<void> setOrigin(int x, int y) = 0;
 
-    /// Called when the display turned out not to show what is put on it. The display is of no use from then on.
+    /// Called when the display turned out not to show what is put on it. The display is of no use from then on, and
+    /// where the error is permanent, none that is made later will be.
     std::function<void(Error)> onUnusable;
+    /// Called when a window of another program, which would have been seen on this display alone, was sent back to a
+    /// display that the user sees.
+    std::function<void()> onWindowReturned;
 };
 
 class VirtualDisplays {

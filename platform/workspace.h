@@ -25,6 +25,14 @@ struct Alert {
     bool operator==(const Alert&) const = default;
 };
 
+/// What the user is told in passing. Plain text without `&`, `<` and `>`, which some desktops take for markup.
+struct Notification {
+    std::string title;
+    std::string text;
+
+    bool operator==(const Notification&) const = default;
+};
+
 struct FolderQuestion {
     /// What the folder is for.
     std::string message;
@@ -59,6 +67,9 @@ public:
     /// counts as the last one.
     [[nodiscard]] virtual std::unique_ptr<OpenQuestion> showAlert(const Alert& alert,
                                                                   std::function<void(int button)> onAnswer) = 0;
+    /// Shows a notification in the desktop's own way. `onNotShown` is called later, on the main queue, where nothing on
+    /// this desktop shows any: nobody was told then.
+    virtual void notify(const Notification& notification, std::function<void()> onNotShown) = 0;
     /// The native windows of the alerts that are open now; called when one comes or goes.
     std::function<void(const std::vector<std::uintptr_t>& windows)> onAlertsChanged;
     /// Alerts never stand on the display of that name, which others see. Without any other display they wait for one.

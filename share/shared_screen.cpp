@@ -107,6 +107,13 @@ std::optional<SharedScreen::VirtualDisplayIdentity> SharedScreen::virtualDisplay
     return VirtualDisplayIdentity{virtualDisplay_->displayID(), VirtualDisplay::name()};
 }
 
+std::optional<std::string> SharedScreen::mirrorWindowTitle() const
+{
+    if (windowKind() != WindowKind::mirror)
+        return std::nullopt;
+    return mirrorTitle(region_.size());
+}
+
 VirtualDisplay* SharedScreen::virtualDisplay()
 {
     if (wasVirtualDisplayTried_)
@@ -119,6 +126,10 @@ VirtualDisplay* SharedScreen::virtualDisplay()
     }
     virtualDisplay_ = std::move(*display);
     virtualDisplay_->onUnusable = [this](const Error& reason) { abandonVirtualDisplay(reason); };
+    virtualDisplay_->onWindowReturned = [this] {
+        if (onWindowReturned)
+            onWindowReturned();
+    };
     return virtualDisplay_.get();
 }
 
@@ -129,8 +140,10 @@ void SharedScreen::abandonVirtualDisplay(const Error& reason)
     virtualDisplay_.reset();
     if (isActive_ && geometry_)
         showInWindow(*geometry_);
-    retryDelay_ = std::min(retryDelay_ * 2, longestRetryDelay);
-    retryWhenQuiet();
+    if (reason.code != ErrorCode::permanent) {
+        retryDelay_ = std::min(retryDelay_ * 2, longestRetryDelay);
+        retryWhenQuiet();
+    }
     if (const auto tell = onVirtualDisplayLost)
         tell();
 }

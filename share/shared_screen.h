@@ -57,11 +57,16 @@ public:
 
     /// The virtual display was of no use and is gone; the mirror window has taken its place if the screen is shown.
     /// Nothing may be recorded from it any more. It is made anew once the displays have rested for a while, and then
-    /// takes the mirror window's place.
+    /// takes the mirror window's place, unless this desktop lets there be none.
     std::function<void()> onVirtualDisplayLost;
+
+    /// A window that others had put on the virtual display was sent back to where the user sees it.
+    std::function<void()> onWindowReturned;
 
     /// Absent before the first `activate` and while there is no virtual display.
     [[nodiscard]] std::optional<VirtualDisplayIdentity> virtualDisplayIdentity() const;
+    /// What lists of windows call the window in the virtual display's place; absent while there is none.
+    [[nodiscard]] std::optional<std::string> mirrorWindowTitle() const;
     [[nodiscard]] bool isActive() const { return isActive_; }
     /// Which window shows the picture; absent while none does.
     [[nodiscard]] std::optional<WindowKind> windowKind() const;

@@ -55,6 +55,13 @@ Result<std::shared_ptr<VirtualDisplay>> VirtualDisplay::create(VirtualDisplays& 
                 self->onUnusable(error);
         });
     };
+    display->device_->onWindowReturned = [weak = std::weak_ptr(display), &mainQueue] {
+        mainQueue.post([weak] {
+            const auto self = weak.lock();
+            if (self && self->onWindowReturned)
+                self->onWindowReturned();
+        });
+    };
     return display;
 }
 

@@ -35,6 +35,8 @@ public:
 
     /// Called on the main queue when the display turned out to be of no use. The object may be released in the call.
     std::function<void(Error)> onUnusable;
+    /// Called on the main queue when a window that others had put on the display was sent back.
+    std::function<void()> onWindowReturned;
 
     /// Gives the display the pixels of a picture of `size` points at `scale` pixels per point, as far as the display
     /// goes. Half a second later the size is checked and, up to four times in all, asked for again; only the newest

@@ -95,6 +95,11 @@ std::unique_ptr<OpenQuestion> QtWorkspace::showAlert(const Alert& alert, std::fu
     return alerts_.show(alert, std::move(onAnswer));
 }
 
+void QtWorkspace::notify(const Notification& notification, std::function<void()> onNotShown)
+{
+    notifications_.show(notification, std::move(onNotShown));
+}
+
 void QtWorkspace::keepAlertsOffDisplay(const std::string& name)
 {
     alerts_.keepOffDisplay(name);

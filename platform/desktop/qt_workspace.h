@@ -2,6 +2,7 @@
 
 #include "platform/desktop/alert_boxes.h"
 #include "platform/desktop/file_manager.h"
+#include "platform/desktop/notification_service.h"
 #include "platform/desktop/quit_requests.h"
 #include "platform/workspace.h"
 
@@ -24,6 +25,7 @@ public:
     bool openLocation(const std::string& location) override;
     [[nodiscard]] std::unique_ptr<OpenQuestion> showAlert(const Alert& alert,
                                                           std::function<void(int button)> onAnswer) override;
+    void notify(const Notification& notification, std::function<void()> onNotShown) override;
     void keepAlertsOffDisplay(const std::string& name) override;
     void revealFile(const std::filesystem::path& file) override;
     [[nodiscard]] std::unique_ptr<OpenQuestion>
@@ -39,6 +41,7 @@ private:
     Activator activator_;
     AlertBoxes alerts_;
     FileManager fileManager_;
+    NotificationService notifications_;
     Termination termination_;
     bool isEnding_ = false;
     QuitRequests quitRequests_{termination_, [this] { terminate(); }};

@@ -38,6 +38,13 @@ public:
         alerts.push_back(alert);
         return ask(openAlerts, std::move(onAnswer));
     }
+    void notify(const Notification& notification, std::function<void()> onNotShown) override
+    {
+        if (showsNotifications)
+            notifications.push_back(notification);
+        else
+            unshown.push_back(std::move(onNotShown));
+    }
     void keepAlertsOffDisplay(const std::string& name) override { displayWithoutAlerts = name; }
     void revealFile(const std::filesystem::path& file) override { revealed.push_back(file); }
     [[nodiscard]] std::unique_ptr<OpenQuestion>
@@ -81,6 +88,10 @@ public:
     /// All that were shown, answered ones included.
     std::vector<Alert> alerts;
     std::vector<FolderQuestion> folderQuestions;
+    bool showsNotifications = true;
+    std::vector<Notification> notifications;
+    /// Of those that nobody showed, for the test to call.
+    std::vector<std::function<void()>> unshown;
     /// Those that are neither answered nor closed, oldest first.
     std::deque<std::shared_ptr<std::function<void(int)>>> openAlerts;
     std::deque<std::shared_ptr<std::function<void(const std::optional<std::filesystem::path>&)>>> openFolderQuestions;

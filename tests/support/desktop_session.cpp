@@ -1,5 +1,6 @@
 #include "tests/support/desktop_session.h"
 
+#include "tests/support/bus_configuration.h"
 #include "tests/support/image_compare.h"
 #include "tests/support/scene.h"
 #include "tests/support/window_requests.h"
@@ -18,18 +19,6 @@ constexpr Milliseconds busPatience{10000};
 constexpr std::uint32_t wallpaperSeed = 77;
 /// A desktop's icons lie on the wallpaper.
 constexpr double leastShareOfWallpaper = 0.9;
-
-/// Lets everybody do everything: only programs of the one desktop find the socket.
-std::string systemBusConfiguration(const std::string& address)
-{
-    return "<!DOCTYPE busconfig PUBLIC \"-//freedesktop//DTD D-Bus Bus Configuration 1.0//EN\" "
-           "\"http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd\">\n"
-           "<busconfig><type>system</type><listen>" +
-           address +
-           "</listen><auth>EXTERNAL</auth><policy context=\"default\"><allow send_destination=\"*\" "
-           "eavesdrop=\"true\"/>"
-           "<allow eavesdrop=\"true\"/><allow own=\"*\"/></policy></busconfig>\n";
-}
 
 /// The end of a log, which is where programs say why they gave up.
 std::string lastWords(const std::string& text)
@@ -167,7 +156,7 @@ bool DesktopSession::startLoginManager(std::string& reason)
     const std::filesystem::path socket = desktop_->environment().at("XDG_RUNTIME_DIR") + "/system_bus";
     const std::string address = "unix:path=" + socket.string();
     const std::filesystem::path configuration = desktop_->folder() / "system-bus.conf";
-    std::ofstream(configuration) << systemBusConfiguration(address);
+    std::ofstream(configuration) << busConfiguration("system", address);
     desktop_->changeEnvironment(
         {{"DBUS_SYSTEM_BUS_ADDRESS", address}, {"XDG_SESSION_ID", "c1"}, {"XDG_SESSION_CLASS", "user"}});
     if (!spawn({"dbus-daemon", "--config-file=" + configuration.string(), "--nofork", "--nopidfile"}, reason))

@@ -26,8 +26,8 @@ namespace nimbrale::test {
 class PrivateDesktop {
 public:
     enum class Server { xvnc, xvfb, xorgDummy };
-    /// mutter composites always.
-    enum class WindowManager { none, openbox, xfwm4, kwin, marco, mutter };
+    /// mutter and muffin composite always; i3 tiles.
+    enum class WindowManager { none, openbox, xfwm4, kwin, marco, mutter, muffin, i3 };
     /// As the names of tests have it: "Xfwm4".
     [[nodiscard]] static std::string managerName(WindowManager manager);
     /// `picom` draws by RENDER, `picomGlx` by OpenGL; `windowManagersOwn` switches on the compositor that xfwm4, KWin
@@ -189,6 +189,7 @@ private:
     void useSmallerMode();
     void writeResources();
     void writeToolkitSettings();
+    [[nodiscard]] std::unique_ptr<Process> spawnWindowManager();
     [[nodiscard]] std::vector<std::string> serverCommand() const;
     void fakeInput(std::uint8_t type, std::uint8_t detail, QPoint position = {});
     [[nodiscard]] std::uint8_t keycodeOf(std::uint32_t keysym) const;

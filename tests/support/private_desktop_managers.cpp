@@ -23,30 +23,35 @@ xcb_window_t windowIn(xcb_connection_t* connection, xcb_window_t window, xcb_ato
     return *static_cast<const xcb_window_t*>(xcb_get_property_value(reply.get()));
 }
 
+std::vector<std::string> programsOf(PrivateDesktop::WindowManager manager)
+{
+    using WindowManager = PrivateDesktop::WindowManager;
+    switch (manager) {
+    case WindowManager::none:
+        break;
+    case WindowManager::openbox:
+        return {"openbox"};
+    case WindowManager::xfwm4:
+        return {"dbus-run-session", "xfwm4"};
+    case WindowManager::kwin:
+        return {"dbus-run-session", "kwin_x11"};
+    case WindowManager::marco:
+        return {"dbus-run-session", "marco"};
+    case WindowManager::mutter:
+        return {"dbus-run-session", "mutter"};
+    case WindowManager::muffin:
+        return {"dbus-run-session", "muffin"};
+    case WindowManager::i3:
+        return {"i3"};
+    }
+    return {};
+}
+
 } // namespace
 
 std::string PrivateDesktop::missingManager(const Options& options)
 {
-    std::vector<std::string> programs;
-    switch (options.windowManager) {
-    case WindowManager::none:
-        break;
-    case WindowManager::openbox:
-        programs = {"openbox"};
-        break;
-    case WindowManager::xfwm4:
-        programs = {"dbus-run-session", "xfwm4"};
-        break;
-    case WindowManager::kwin:
-        programs = {"dbus-run-session", "kwin_x11"};
-        break;
-    case WindowManager::marco:
-        programs = {"dbus-run-session", "marco"};
-        break;
-    case WindowManager::mutter:
-        programs = {"dbus-run-session", "mutter"};
-        break;
-    }
+    std::vector<std::string> programs = programsOf(options.windowManager);
     if (isPicom(options.compositor))
         programs.emplace_back("picom");
     for (const std::string& program : programs) {
@@ -71,6 +76,10 @@ std::string PrivateDesktop::managerName(WindowManager manager)
         return "Marco";
     case WindowManager::mutter:
         return "Mutter";
+    case WindowManager::muffin:
+        return "Muffin";
+    case WindowManager::i3:
+        return "I3";
     }
     return "None";
 }
@@ -104,38 +113,46 @@ void PrivateDesktop::waitUntilWindowManagerIsIdle() const
         Milliseconds{300}));
 }
 
-bool PrivateDesktop::startWindowManager()
+std::unique_ptr<Process> PrivateDesktop::spawnWindowManager()
 {
     const bool composites = options_.compositor == Compositor::windowManagersOwn;
+    const Environment softwareGl{{"LIBGL_ALWAYS_SOFTWARE", "1"}};
     switch (options_.windowManager) {
     case WindowManager::none:
-        return true;
-    case WindowManager::openbox:
-        windowManager_ = spawn("openbox", {"--sm-disable"});
         break;
+    case WindowManager::openbox:
+        return spawn("openbox", {"--sm-disable"});
     case WindowManager::xfwm4:
         // Its settings daemon is reached over a session bus only, which lives and dies with the window manager.
-        windowManager_ =
-            spawn("dbus-run-session", {"--", "xfwm4", std::string("--compositor=") + (composites ? "on" : "off")});
-        break;
+        return spawn("dbus-run-session", {"--", "xfwm4", std::string("--compositor=") + (composites ? "on" : "off")});
     case WindowManager::kwin:
         std::ofstream(configFolder() / "kwinrc")
             << "[Compositing]\nEnabled=" << (composites ? "true" : "false") << "\nOpenGLIsUnsafe=false\n";
-        windowManager_ = spawn("dbus-run-session", {"--", "kwin_x11"}, {{"LIBGL_ALWAYS_SOFTWARE", "1"}});
-        break;
+        return spawn("dbus-run-session", {"--", "kwin_x11"}, softwareGl);
     case WindowManager::marco:
-        windowManager_ =
-            spawn("dbus-run-session", {"--", "marco", composites ? "--composite" : "--no-composite", "--sm-disable"});
-        break;
+        return spawn("dbus-run-session",
+                     {"--", "marco", composites ? "--composite" : "--no-composite", "--sm-disable"});
     case WindowManager::mutter:
-        windowManager_ =
-            spawn("dbus-run-session", {"--", "mutter", "--x11", "--sm-disable"}, {{"LIBGL_ALWAYS_SOFTWARE", "1"}});
-        break;
+        return spawn("dbus-run-session", {"--", "mutter", "--x11", "--sm-disable"}, softwareGl);
+    case WindowManager::muffin:
+        return spawn("dbus-run-session", {"--", "muffin", "--sm-disable"}, softwareGl);
+    case WindowManager::i3:
+        std::ofstream(folder_ / "i3") << "# i3 config file (v4)\nfocus_follows_mouse no\n";
+        return spawn("i3", {"-c", folder_ / "i3"});
     }
+    return nullptr;
+}
+
+bool PrivateDesktop::startWindowManager()
+{
+    if (options_.windowManager == WindowManager::none)
+        return true;
+    windowManager_ = spawnWindowManager();
     if (!windowManager_ || !waitForWindowManager())
         return false;
     waitUntilWindowManagerIsIdle();
-    return !composites || waitUntil([this] { return isComposited(); }, managerPatience);
+    return options_.compositor != Compositor::windowManagersOwn ||
+           waitUntil([this] { return isComposited(); }, managerPatience);
 }
 
 bool PrivateDesktop::stopWindowManager()

@@ -9,8 +9,6 @@ namespace nimbrale::x11 {
 
 namespace {
 
-constexpr std::uint32_t maximumPropertyLength = 4096;
-
 /// Empty where the property is missing or holds no 32-bit numbers.
 std::vector<std::uint32_t> numbersOf(const Reply<xcb_get_property_reply_t>& reply)
 {
@@ -43,8 +41,8 @@ SpaceClaims WorkAreas::claims()
     if (root)
         claims.screen = {0, 0, root->width, root->height};
     claims.struts = struts();
-    claims.perDisplay = rectanglesFrom(numbers(connection_.root(), perDisplay_, XCB_ATOM_CARDINAL));
-    claims.common = commonAreaFrom(numbers(connection_.root(), workArea_, XCB_ATOM_CARDINAL), desktop);
+    claims.perDisplay = rectanglesFrom(connection_.numbers32(connection_.root(), perDisplay_, XCB_ATOM_CARDINAL));
+    claims.common = commonAreaFrom(connection_.numbers32(connection_.root(), workArea_, XCB_ATOM_CARDINAL), desktop);
     return claims;
 }
 
@@ -57,16 +55,9 @@ bool WorkAreas::dependOn(xcb_window_t window, xcb_atom_t property) const
     return property == workArea_ || property == perDisplay_ || property == clientList_ || property == desktop_;
 }
 
-std::vector<std::uint32_t> WorkAreas::numbers(xcb_window_t window, xcb_atom_t property, xcb_atom_t type) const
-{
-    return numbersOf(Reply<xcb_get_property_reply_t>(xcb_get_property_reply(
-        connection_.get(), xcb_get_property(connection_.get(), 0, window, property, type, 0, maximumPropertyLength),
-        nullptr)));
-}
-
 std::vector<Strut> WorkAreas::struts()
 {
-    const std::vector<std::uint32_t> clients = numbers(connection_.root(), clientList_, XCB_ATOM_WINDOW);
+    const std::vector<std::uint32_t> clients = connection_.numbers32(connection_.root(), clientList_, XCB_ATOM_WINDOW);
     std::vector<xcb_get_property_cookie_t> partial;
     std::vector<xcb_get_property_cookie_t> whole;
     for (const xcb_window_t client : clients) {

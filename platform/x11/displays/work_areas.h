@@ -23,7 +23,6 @@ public:
 private:
     [[nodiscard]] SpaceClaims claims();
     [[nodiscard]] std::vector<Strut> struts();
-    [[nodiscard]] std::vector<std::uint32_t> numbers(xcb_window_t window, xcb_atom_t property, xcb_atom_t type) const;
 
     Connection& connection_;
     std::vector<WindowEvents> strutWindows_;

@@ -17,6 +17,8 @@ namespace nimbrale::x11 {
 
 namespace {
 
+constexpr std::uint32_t maximumPropertyLength = 4096;
+
 Extension queryExtension(xcb_connection_t* connection, xcb_extension_t& id)
 {
     const xcb_query_extension_reply_t* const data = xcb_get_extension_data(connection, &id);
@@ -168,6 +170,16 @@ std::optional<std::uint32_t> Connection::property32(xcb_window_t window, xcb_ato
     if (!reply || reply->format != 32 || xcb_get_property_value_length(reply.get()) < 4)
         return std::nullopt;
     return *static_cast<const std::uint32_t*>(xcb_get_property_value(reply.get()));
+}
+
+std::vector<std::uint32_t> Connection::numbers32(xcb_window_t window, xcb_atom_t property, xcb_atom_t type) const
+{
+    const Reply<xcb_get_property_reply_t> reply(xcb_get_property_reply(
+        connection_, xcb_get_property(connection_, 0, window, property, type, 0, maximumPropertyLength), nullptr));
+    if (!reply || reply->format != 32)
+        return {};
+    const auto* const first = static_cast<const std::uint32_t*>(xcb_get_property_value(reply.get()));
+    return {first, first + reply->value_len};
 }
 
 xcb_render_pictformat_t Connection::formatOf(xcb_visualid_t visual) const

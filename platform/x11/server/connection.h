@@ -7,6 +7,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 #include <xcb/render.h>
 #include <xcb/xcb.h>
 
@@ -59,6 +60,9 @@ public:
     [[nodiscard]] std::string atomName(xcb_atom_t atom) const;
     /// The first 32-bit value of a property of that type; absent when the property, the type or the window is.
     [[nodiscard]] std::optional<std::uint32_t> property32(xcb_window_t window, xcb_atom_t property, xcb_atom_t type);
+
+    /// All 32-bit values of a property of that type; empty where there is none.
+    [[nodiscard]] std::vector<std::uint32_t> numbers32(xcb_window_t window, xcb_atom_t property, xcb_atom_t type) const;
 
     /// RENDER's format of a visual; 0 for a visual that it cannot draw.
     [[nodiscard]] xcb_render_pictformat_t formatOf(xcb_visualid_t visual) const;

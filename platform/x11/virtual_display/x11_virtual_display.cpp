@@ -4,6 +4,7 @@
 #include "platform/x11/displays/randr_change.h"
 #include "platform/x11/server/events.h"
 #include "platform/x11/virtual_display/caretaker.h"
+#include "platform/x11/virtual_display/dead_areas.h"
 
 #include <algorithm>
 #include <cmath>
@@ -27,6 +28,10 @@ constexpr auto retryDelay = 200ms;
 // Who asks for a size tries that often before giving up. What stands in the way may pass: the displays being arranged
 // by another program at that moment, say.
 constexpr int mostRefusals = 4;
+
+// A window manager that fits the screen to the displays that it knows answers each of ours at once. Nobody has seen the
+// display before it is announced, so there is nothing to save from one that does.
+constexpr int mostUnseenTakeBacks = 3;
 
 // A difference in the pixel pitch below this comes from rounding to whole millimetres.
 constexpr double pitchTolerance = 0.01;
@@ -64,13 +69,17 @@ X11VirtualDisplay::X11VirtualDisplay(const Environment& environment, const Virtu
                                      std::unique_ptr<VirtualDisplayClaim> claim)
     : environment_(environment), layout_(environment.connection), claim_(std::move(claim)),
       maximumWidth_(descriptor.maxPixelsWide), maximumHeight_(descriptor.maxPixelsHigh), pitch_(layout_.initialPitch()),
-      barriers_(environment.connection)
+      barriers_(environment.connection), strays_(environment.connection, environment.events, environment.mainQueue)
 {
     record_.monitor = environment.connection.atom(descriptor.name);
     record_.primaryBefore = layout_.primaryOutput();
     record_.write(environment.connection);
     displayID_ = environment.screens.displayIDForMonitor(record_.monitor);
     environment.screens.setOwnMonitor(record_.monitor);
+    strays_.onReturned = [this] {
+        if (onWindowReturned)
+            onWindowReturned();
+    };
     environment.area.onVerified = [this] { areaVerified(); };
     environment.area.onLate = [this] { repeatScreenSize(); };
     environment.area.onUnusable = [this](Error error) { becomeUnusable(std::move(error)); };
@@ -210,6 +219,7 @@ Result<void> X11VirtualDisplay::configure(const PixelRect& pixels)
             change.setMonitor(record_.monitor, pixels, pitch_, idle);
         if (screen != screenBefore)
             change.setScreenSize(screen.width, screen.height, pitch_, pannings);
+        paintBlack(environment_.connection, deadAreas(screen, real, pixels));
     });
     const Result<void> changed = change.finish();
     if (changed) {
@@ -223,6 +233,7 @@ Result<void> X11VirtualDisplay::configure(const PixelRect& pixels)
     }
     card_->layOut(pixels_);
     barriers_.surround(pixels_);
+    strays_.setPlace(pixels_, real);
     if (changed && !isAnnounced_ && environment_.area.isVerified())
         return announce();
     environment_.screens.refresh();
@@ -246,6 +257,9 @@ Result<void> X11VirtualDisplay::announce()
 
 void X11VirtualDisplay::areaVerified()
 {
+    // A compositing manager may have drawn the memory that it has for them once more.
+    paintBlack(environment_.connection, deadAreas(layout_.screenPixels(), realBounds_, pixels_));
+    environment_.connection.flush();
     if (isAnnounced_ || isUnusable_)
         return;
     if (const auto announced = announce(); !announced)
@@ -318,8 +332,17 @@ void X11VirtualDisplay::screenChanged(const xcb_randr_screen_change_notify_event
 // the displays to settle.
 void X11VirtualDisplay::takeScreenBack()
 {
-    if (isUnusable_ || pixels_.isEmpty() || isScreenBigEnough() || !mayCorrect())
+    if (isUnusable_ || pixels_.isEmpty() || isScreenBigEnough())
         return;
+    if (!isAnnounced_ && ++unseenTakeBacks_ > mostUnseenTakeBacks) {
+        becomeUnusable({ErrorCode::permanent, "This desktop does not leave the screen larger than its displays, so "
+                                              "there can be no virtual display. Share the window instead."});
+        return;
+    }
+    const auto now = CorrectionLimiter::Clock::now();
+    if (takeBacks_.delay(now) > CorrectionLimiter::Clock::duration::zero() || !mayCorrect())
+        return;
+    takeBacks_.note(now);
     if (const auto configured = configure(pixels_); !configured)
         qCWarning(virtualDisplayLog).noquote() << QString::fromStdString(configured.error().message);
 }

@@ -9,6 +9,7 @@
 #include "platform/x11/server/event_dispatcher.h"
 #include "platform/x11/virtual_display/backdrop_card.h"
 #include "platform/x11/virtual_display/pointer_barriers.h"
+#include "platform/x11/virtual_display/stray_windows.h"
 #include "platform/x11/virtual_display/virtual_area.h"
 #include "platform/x11/virtual_display/virtual_display_record.h"
 
@@ -87,6 +88,7 @@ private:
     PixelRect realBounds_;
     std::optional<BackdropCard> card_;
     PointerBarriers barriers_;
+    StrayWindows strays_;
     Subscription screenChanges_;
     Subscription outputChanges_;
     Subscription rootChanges_;
@@ -95,6 +97,10 @@ private:
     std::unique_ptr<Timer> unusableTimer_;
     /// A program that keeps undoing what we do is not fought for longer than this.
     CorrectionLimiter corrections_{10, std::chrono::seconds{5}};
+    /// How often the screen is taken back at once, which may be several times for each change of the displays. What
+    /// comes after that waits for the check.
+    CorrectionLimiter takeBacks_{40, std::chrono::seconds{5}};
+    int unseenTakeBacks_ = 0;
     /// Whether what happened since the last check has been counted as a correction.
     bool isCorrecting_ = false;
     /// How many sizes were refused one after the other.

@@ -221,6 +221,40 @@ TEST_F(AppDelegateTest, LimitationsAreToldOncePerRun)
     EXPECT_EQ(workspace().alerts.size(), 1U);
 }
 
+TEST_F(AppDelegateTest, WithoutAVirtualDisplayTheWindowToShareIsToldOncePerRun)
+{
+    platform_.virtualDisplays().createResult = fail(ErrorCode::unsupported, "There is none.");
+    settings_.setWidth(500);
+    settings_.setHeight(400);
+    launch();
+    ASSERT_EQ(workspace().notifications.size(), 1U);
+    EXPECT_THAT(workspace().notifications.front().text, testing::HasSubstr("“🎯 Share this · Screen area 500×400”"));
+    EXPECT_THAT(workspace().alerts, IsEmpty());
+
+    platform_.screens().list.front().backingScaleFactor = 2;
+    delegate_->checkCapturedDisplay();
+    capture().stream().completeStop();
+    finishStart();
+    EXPECT_EQ(workspace().notifications.size(), 1U);
+}
+
+TEST_F(AppDelegateTest, TheWindowToShareIsToldWhenTheVirtualDisplayIsLost)
+{
+    launch();
+    EXPECT_THAT(workspace().notifications, IsEmpty());
+    platform_.virtualDisplays().device().becomeUnusable({ErrorCode::unsupported, "It was taken away."});
+    queue().advance(1s);
+    EXPECT_EQ(workspace().notifications.size(), 1U);
+}
+
+TEST_F(AppDelegateTest, AWindowThatWasReturnedFromTheVirtualDisplayIsTold)
+{
+    launch();
+    platform_.virtualDisplays().device().handle->onWindowReturned();
+    queue().advance(1s);
+    EXPECT_EQ(workspace().notifications.size(), 1U);
+}
+
 TEST_F(AppDelegateTest, AlertsAreKeptOffTheSharedDisplay)
 {
     delegate_->applicationWillFinishLaunching();

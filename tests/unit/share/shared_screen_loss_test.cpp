@@ -96,6 +96,19 @@ TEST_F(SharedScreenTest, ALostVirtualDisplayIsMadeAnewWhenTheDisplaysHaveRested)
     EXPECT_THAT(displays.devices, SizeIs(3));
 }
 
+TEST_F(SharedScreenTest, AVirtualDisplayThatTheDesktopRefusesForGoodIsNotMadeAnew)
+{
+    sharedScreen.activate(region, geometry, 2);
+    displays.device().becomeUnusable({ErrorCode::permanent, "the desktop lets there be none"});
+    platform.mainQueue().advance(1h);
+    EXPECT_THAT(displays.devices, SizeIs(1));
+    EXPECT_EQ(sharedScreen.windowKind(), WindowKind::mirror);
+    sharedScreen.deactivate();
+    sharedScreen.activate(region, geometry, 2);
+    EXPECT_THAT(displays.devices, SizeIs(1));
+    EXPECT_EQ(sharedScreen.windowKind(), WindowKind::mirror);
+}
+
 TEST_F(SharedScreenTest, AVirtualDisplayThatIsLostAgainAndAgainIsMadeAnewEveryTenMinutes)
 {
     listVirtualScreen();

@@ -1,0 +1,50 @@
+#include "app/sharing_notice.h"
+
+#include "app/alerts.h"
+
+namespace nimbrale {
+
+std::shared_ptr<SharingNotice> SharingNotice::create(Workspace& workspace)
+{
+    return std::shared_ptr<SharingNotice>(new SharingNotice(workspace));
+}
+
+void SharingNotice::tell(const std::vector<std::string>& limitations, const std::optional<std::string>& windowTitle)
+{
+    const bool isWindowNews = windowTitle && !wasWindowTold_;
+    wasWindowTold_ = wasWindowTold_ || isWindowNews;
+    if (limitations.empty() || wereLimitationsTold_) {
+        if (isWindowNews)
+            tellWindow(*windowTitle);
+        return;
+    }
+    wereLimitationsTold_ = true;
+    std::vector<std::string> sentences = limitations;
+    // One alert is enough for both.
+    if (isWindowNews)
+        sentences.push_back(alerts::windowToShare(*windowTitle).text);
+    show(alerts::captureIsLimited(sentences));
+}
+
+void SharingNotice::tellWindowReturned()
+{
+    if (wasReturnTold_)
+        return;
+    wasReturnTold_ = true;
+    workspace_.notify(alerts::windowWasReturned(), [] {});
+}
+
+void SharingNotice::tellWindow(const std::string& title)
+{
+    workspace_.notify(alerts::windowToShare(title), [weak = weak_from_this(), title] {
+        if (const auto self = weak.lock())
+            self->show(alerts::windowToShareInstead(title));
+    });
+}
+
+void SharingNotice::show(const Alert& alert)
+{
+    alerts_.push_back(workspace_.showAlert(alert, [](int) {}));
+}
+
+} // namespace nimbrale
