@@ -1,8 +1,10 @@
 // What is left of a virtual display whose process was killed, and what is not a leftover.
 
+#include "platform/x11/virtual_display/display_keeping.h"
 #include "tests/desktop/virtual_display_fixture.h"
 #include "tests/support/display_viewer.h"
 #include "tests/support/scene.h"
+#include "tests/support/screen_size_watch.h"
 
 #include <chrono>
 #include <csignal>
@@ -57,6 +59,15 @@ protected:
                 return std::stoi(entry.path().filename());
         }
         return std::nullopt;
+    }
+
+    /// A program that shares the screen, as long as it is not ended.
+    [[nodiscard]] std::unique_ptr<Process> startReader()
+    {
+        auto reader = desktop_->spawn("nimbrale_screen_reader");
+        if (!reader || !reader->waitForOutput("reading", Milliseconds{3000}))
+            failTest("no program that reads the screen");
+        return reader;
     }
 
     [[nodiscard]] int topLevelWindows() const
@@ -160,6 +171,161 @@ TEST_P(LeftoversTest, ACaretakerEndsWithTheDisplay)
     device.reset();
     EXPECT_TRUE(waitUntil([&] { return !caretaker(); }, Milliseconds{3000}));
     EXPECT_TRUE(isAsBefore());
+}
+
+/// That of `isOfTheCard` is the text's light grey.
+bool hasText(const QImage& picture)
+{
+    for (int y = 0; y < picture.height(); ++y) {
+        for (int x = 0; x < picture.width(); ++x) {
+            if (qGray(picture.pixel(x, y)) > 200)
+                return true;
+        }
+    }
+    return false;
+}
+
+TEST_P(LeftoversTest, ADisplayThatIsReadShowsTheCardUntilTheReaderEnds)
+{
+    startLoudDesktop();
+    const auto reader = startReader();
+    auto device = make(800, 600);
+    ASSERT_TRUE(waitUntil([&] { return caretaker().has_value(); }, Milliseconds{3000}));
+    showWindow({1280, 720, 800, 600}, 0x00ff00);
+    ScreenSizeWatch changes(*desktop_);
+    device.reset();
+    host_.reset();
+    sleepFor(Milliseconds{2500});
+    EXPECT_TRUE(changes.sizes().empty()) << "a change of the monitor or the screen";
+    EXPECT_TRUE(isWhole({1280, 720, 800, 600}));
+    EXPECT_TRUE(hasText(desktop_->screenshot({1280, 720, 800, 600})));
+    EXPECT_TRUE(caretaker());
+
+    reader->terminate();
+    EXPECT_TRUE(waitUntil([&] { return isAsBefore(); }, Milliseconds{3000}));
+    EXPECT_FALSE(changes.sizes().empty()) << "the watch sees changes";
+    EXPECT_TRUE(waitUntil([&] { return !caretaker(); }, Milliseconds{3000}));
+}
+
+TEST_P(LeftoversTest, ADisplayThatIsReadStaysWhenItsProcessIsKilled)
+{
+    startLoudDesktop();
+    const auto reader = startReader();
+    const auto process = startProcessWithDisplay();
+    ASSERT_TRUE(waitUntil([&] { return hasText(desktop_->screenshot({1280, 720, 800, 600})); }, Milliseconds{3000}));
+    ScreenSizeWatch changes(*desktop_);
+    process->signal(SIGKILL);
+    sleepFor(Milliseconds{2500});
+    EXPECT_TRUE(changes.sizes().empty());
+    EXPECT_TRUE(isWhole({1280, 720, 800, 600}));
+    EXPECT_TRUE(hasText(desktop_->screenshot({1280, 720, 800, 600})));
+
+    reader->terminate();
+    EXPECT_TRUE(waitUntil([&] { return isAsBefore(); }, Milliseconds{3000}));
+}
+
+TEST_P(LeftoversTest, TheNextStartGoesOnWithADisplayThatIsRead)
+{
+    startLoudDesktop();
+    const auto reader = startReader();
+    const auto process = startProcessWithDisplay();
+    DisplayViewer viewer(desktop_->displayName(), "Nimbrale", isOfTheCard);
+    ScreenSizeWatch changes(*desktop_);
+    process->signal(SIGKILL);
+    ASSERT_TRUE(process->waitForEnd(Milliseconds{3000}));
+
+    host_ = std::make_unique<DisplaysHost>(*desktop_);
+    ASSERT_EQ(host_->screens->screens().size(), 2U);
+    EXPECT_EQ(host_->screens->mainDisplay(), host_->screens->screens().front().displayID);
+    auto device = make(800, 600);
+    DisplaysHost::pumpFor(Milliseconds{1500});
+    EXPECT_TRUE(changes.sizes().empty()) << "a change of the monitor or the screen";
+    EXPECT_TRUE(isWhole({1280, 720, 800, 600}));
+    EXPECT_TRUE(hasText(desktop_->screenshot({1280, 720, 800, 600})));
+    EXPECT_TRUE(waitUntil([&] { return topLevelWindows() == windowsBefore_ + 3; }, Milliseconds{1000}))
+        << "the claim, the shade and the card of one display, " << topLevelWindows() - windowsBefore_;
+    const DisplayViewer::Result seen = viewer.stop();
+    EXPECT_EQ(seen.foreignPictures, 0);
+    showWindow({1280, 720, 800, 600}, 0x00ff00);
+    EXPECT_TRUE(shows({1680, 1020}, Qt::green));
+
+    ASSERT_TRUE(device->applySettings(DisplaysHost::settings(640, 480)));
+    EXPECT_TRUE(isWhole({1280, 720, 640, 480}));
+    EXPECT_FALSE(changes.sizes().empty()) << "the watch sees changes";
+    reader->terminate();
+    device.reset();
+    EXPECT_TRUE(waitUntil([&] { return desktop_->monitors().size() == 1; }, Milliseconds{1000}));
+    EXPECT_EQ(primary(), primaryBefore_);
+    host_.reset();
+    EXPECT_TRUE(waitUntil([&] { return isAsBefore() && !caretaker(); }, Milliseconds{3000}));
+}
+
+TEST_P(LeftoversTest, AStartWithoutADisplayRemovesTheOneThatWasLeftWhenItsReaderEnds)
+{
+    startLoudDesktop();
+    auto reader = startReader();
+    const auto process = startProcessWithDisplay();
+    kill(*caretaker(), SIGKILL);
+    process->signal(SIGKILL);
+    ASSERT_TRUE(process->waitForEnd(Milliseconds{3000}));
+    host_ = std::make_unique<DisplaysHost>(*desktop_);
+    DisplaysHost::pumpFor(Milliseconds{1500});
+    EXPECT_TRUE(isWhole({1280, 720, 800, 600}));
+    reader->terminate();
+    EXPECT_TRUE(DisplaysHost::pumpUntil(
+        [&] { return desktop_->monitors().size() == 1 && desktop_->screenSize() == QSize(1280, 720); },
+        Milliseconds{3000}));
+}
+
+TEST_P(LeftoversTest, ADisplayThatIsReadStaysWhileItsProcessMakesItAnew)
+{
+    startLoudDesktop();
+    const auto reader = startReader();
+    auto device = make(800, 600);
+    ScreenSizeWatch changes(*desktop_);
+    device.reset();
+    DisplaysHost::pumpFor(Milliseconds{500});
+    device = make(800, 600);
+    DisplaysHost::pumpFor(Milliseconds{1500});
+    EXPECT_TRUE(changes.sizes().empty()) << "a change of the monitor or the screen";
+    showWindow({1280, 720, 800, 600}, 0x00ff00);
+    EXPECT_TRUE(shows({1680, 1020}, Qt::green));
+    reader->terminate();
+    device.reset();
+    EXPECT_TRUE(waitUntil([&] { return desktop_->monitors().size() == 1; }, Milliseconds{1000}));
+}
+
+TEST_P(LeftoversTest, ADisplayIsNotKeptForeverForAReader)
+{
+    start({.server = GetParam(), .width = 1280, .height = 720});
+    const auto reader = startReader();
+    auto device = make(800, 600);
+    ASSERT_TRUE(waitUntil([&] { return caretaker().has_value(); }, Milliseconds{3000}));
+    kill(*caretaker(), SIGKILL);
+    device.reset();
+    const auto record = x11::VirtualDisplayRecord::read(*host_->connection);
+    ASSERT_TRUE(record);
+    const auto begin = std::chrono::steady_clock::now();
+    EXPECT_TRUE(x11::keepWhileRead(*host_->connection, *record, Milliseconds{2500}));
+    const auto kept = std::chrono::steady_clock::now() - begin;
+    EXPECT_GE(kept, Milliseconds{2500});
+    EXPECT_LT(kept, Milliseconds{5000});
+    EXPECT_EQ(x11::longestKeeping, std::chrono::minutes{10});
+}
+
+TEST_P(LeftoversTest, ADisplayThatIsKeptMakesWayForOneThatIsPluggedIn)
+{
+    startLoudDesktop();
+    const auto reader = startReader();
+    auto device = make(800, 600);
+    device.reset();
+    host_.reset();
+    sleepFor(Milliseconds{1500});
+    ASSERT_TRUE(isWhole({1280, 720, 800, 600}));
+    ASSERT_TRUE(desktop_->arrangeOutputs({{0, 0, 1280, 720}, {1280, 400, 1280, 720}}));
+    EXPECT_TRUE(waitUntil([&] { return !desktop_->monitorNamed("Nimbrale"); }, Milliseconds{3000}));
+    EXPECT_TRUE(waitUntil([&] { return !caretaker(); }, Milliseconds{3000}));
+    EXPECT_EQ(topLevelWindows(), windowsBefore_);
 }
 
 INSTANTIATE_TEST_SUITE_P(Servers, LeftoversTest,

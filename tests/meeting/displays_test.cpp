@@ -1,5 +1,5 @@
-// Displays come and go, other programs resize the screen, the application is killed: the share goes on or is cleaned
-// up.
+// Displays come and go, other programs resize the screen, the application is killed: the share goes on, and
+// nothing is left after it.
 
 #include "tests/support/meeting.h"
 #include "tests/support/screen_size_watch.h"
@@ -103,14 +103,24 @@ TEST_P(Displays, ADisplayPutToTheLeftMovesTheShareAlong)
     EXPECT_TRUE(meeting_->showsContentOf(moved, Milliseconds{5000}));
 }
 
-TEST_P(Displays, NothingIsLeftAfterQuitting)
+TEST_P(Displays, NothingIsLeftAfterQuittingWhenTheShareHasEndedToo)
 {
     begin(false);
+    EXPECT_EQ(meeting_->application().quit(), 0) << meeting_->application().process().output();
+    EXPECT_FALSE(isLeftClean()) << "the share had ended, so this shows nothing";
+    meeting_->call().browser().terminate();
+    EXPECT_TRUE(waitUntil([&] { return isLeftClean(); }, Milliseconds{4000}));
+}
+
+TEST_P(Displays, NothingIsLeftAtOnceAfterQuittingWithoutAShare)
+{
+    begin(false);
+    meeting_->call().browser().terminate();
     EXPECT_EQ(meeting_->application().quit(), 0) << meeting_->application().process().output();
     EXPECT_TRUE(isLeftClean());
 }
 
-TEST_P(Displays, AStartAfterAKillCleansUpAndSharesAgain)
+TEST_P(Displays, AStartAfterAKillSharesAgain)
 {
     begin(false);
     meeting_->application().process().signal(SIGKILL);
@@ -121,6 +131,7 @@ TEST_P(Displays, AStartAfterAKillCleansUpAndSharesAgain)
     ASSERT_TRUE(meeting_->restartApplication(reason)) << reason;
     ASSERT_TRUE(meeting_->application().waitForVirtualDisplay(region_.size()));
     EXPECT_TRUE(meeting_->showsContentOf(region_, Milliseconds{8000}));
+    meeting_->call().browser().terminate();
     EXPECT_EQ(meeting_->application().quit(), 0);
     EXPECT_TRUE(isLeftClean());
 }

@@ -1,5 +1,7 @@
 #include "tests/support/browser_call.h"
 
+#include "tests/support/firefox.h"
+
 #include <gtest/gtest.h>
 #include <optional>
 #include <unistd.h>
@@ -12,13 +14,17 @@ namespace {
 constexpr Milliseconds answerPatience{5000};
 constexpr Milliseconds startPatience{30000};
 constexpr Milliseconds pointerPatience{10000};
-const char* const browserProgram = "chromium";
 const char* const pageTitle = "Meeting call";
 /// The phase of a page that does not answer.
 const char* const pageSilent = "silent";
 
-std::vector<std::string> browserArguments(const BrowserCall::Options& options, const std::filesystem::path& profile,
-                                          const std::string& address)
+const char* programOf(BrowserCall::Browser browser)
+{
+    return browser == BrowserCall::Browser::firefox ? firefoxProgram : "chromium";
+}
+
+std::vector<std::string> chromiumArguments(const BrowserCall::Options& options, const std::filesystem::path& profile,
+                                           const std::string& address)
 {
     const QRect& window = options.window;
     std::vector<std::string> arguments{
@@ -85,14 +91,15 @@ BrowserCall::BrowserCall(PrivateDesktop& desktop, Options options)
 
 BrowserCall::~BrowserCall() = default;
 
-std::string BrowserCall::missing()
+std::string BrowserCall::missing(Browser browser)
 {
-    return findProgram(browserProgram).empty() ? std::string(browserProgram) + " is not installed" : std::string();
+    const std::string program = programOf(browser);
+    return findProgram(program).empty() ? program + " is not installed" : std::string();
 }
 
 std::unique_ptr<BrowserCall> BrowserCall::start(PrivateDesktop& desktop, const Options& options, std::string& reason)
 {
-    reason = missing();
+    reason = missing(options.browser);
     if (!reason.empty())
         return nullptr;
     std::unique_ptr<BrowserCall> call(new BrowserCall(desktop, options));
@@ -103,11 +110,22 @@ std::unique_ptr<BrowserCall> BrowserCall::start(PrivateDesktop& desktop, const O
     }
     const std::filesystem::path profile = desktop.folder() / ("browser-" + std::to_string(getpid()));
     std::filesystem::remove_all(profile);
-    call->browser_ = desktop.spawn(browserProgram, browserArguments(options, profile, call->server_.address()));
+    const std::string& address = call->server_.address();
+    call->browser_ = desktop.spawn(programOf(options.browser), options.browser == Browser::firefox
+                                                                   ? firefoxArguments(options.window, profile, address)
+                                                                   : chromiumArguments(options, profile, address));
     if (!call->browser_) {
         reason = "the browser does not start";
         ADD_FAILURE() << reason;
         return nullptr;
+    }
+    if (options.browser == Browser::firefox) {
+        call->control_ = Marionette::connect(profile, startPatience);
+        if (!call->control_ || !placeFirefox(*call->control_, options.window)) {
+            reason = "the browser cannot be controlled: " + call->browserOutput();
+            ADD_FAILURE() << reason;
+            return nullptr;
+        }
     }
     // A page that does not come is for `share` to report.
     static_cast<void>(waitUntil(
@@ -124,6 +142,11 @@ bool BrowserCall::share(Milliseconds timeout)
         return false;
     desktop_.pressButton();
     desktop_.releaseButton();
+    if (control_) {
+        failure_ = chooseInFirefox(*control_, options_.source, timeout);
+        if (!failure_.empty())
+            return false;
+    }
     State last;
     const bool isShared = waitUntil(
         [&] {

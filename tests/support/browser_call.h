@@ -1,6 +1,7 @@
 #pragma once
 
 #include "tests/support/call_server.h"
+#include "tests/support/marionette.h"
 #include "tests/support/private_desktop.h"
 
 #include <QImage>
@@ -18,9 +19,12 @@ namespace nimbrale::test {
 /// pictures. Blocking; one thread.
 class BrowserCall {
 public:
+    enum class Browser { chromium, firefox };
+
     struct Options {
+        Browser browser = Browser::chromium;
         /// What its picker is answered with: "Screen 2" (screens are numbered in RandR's order), "Entire screen" for a
-        /// lone one, or part of a window's title, ASCII only.
+        /// lone one, or part of a window's title, ASCII only, which for Firefox is the whole title.
         std::string source = "Screen 2";
         /// Where its own window goes.
         QRect window = {20, 20, 320, 240};
@@ -59,7 +63,7 @@ public:
     };
 
     /// What this machine lacks for a call; empty when it lacks nothing.
-    [[nodiscard]] static std::string missing();
+    [[nodiscard]] static std::string missing(Browser browser);
     /// Opens the call's page. Null, with what is missing in `reason`, when the browser is not installed; a page that
     /// cannot be served is a failure of the test, with null too. A browser that does not show the page is for `share`
     /// to report: the desktop, with our display on it, may be what ended it.
@@ -71,6 +75,7 @@ public:
     /// On false, `failure` says what happened.
     [[nodiscard]] bool share(Milliseconds timeout = Milliseconds{15000});
     /// What the browser has logged, that of its screen capture included.
+    [[nodiscard]] Process& browser() { return *browser_; }
     [[nodiscard]] std::string browserOutput() const { return browser_->output(); }
     [[nodiscard]] std::string failure() { return failure_; }
 
@@ -88,7 +93,8 @@ public:
     /// is not frozen, of content that moves.
     [[nodiscard]] bool waitForChangesReceived(int more, Milliseconds timeout);
 
-    /// From now on every frame, of the track and at the far side, is looked through for magenta.
+    /// From now on every frame, of the track and at the far side, is looked through for magenta. Not with Firefox,
+    /// which hands out no frames as they are.
     void watchForMarker();
     [[nodiscard]] MarkerReport markerReport();
     /// The first frame in which it was found; null when there is none.
@@ -102,6 +108,8 @@ private:
     Options options_;
     CallServer server_;
     std::unique_ptr<Process> browser_;
+    /// Of Firefox only.
+    std::unique_ptr<Marionette> control_;
     std::string failure_;
 };
 

@@ -49,7 +49,7 @@ QImage withoutIslands(QImage picture, const QRect& pixels)
 
 std::unique_ptr<Meeting> Meeting::start(const Options& options, std::string& reason)
 {
-    reason = BrowserCall::missing();
+    reason = BrowserCall::missing(options.call.browser);
     if (!reason.empty())
         return nullptr;
     std::unique_ptr<Meeting> meeting(new Meeting);

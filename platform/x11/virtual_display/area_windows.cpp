@@ -82,6 +82,14 @@ void AreaWindows::remove(xcb_window_t window)
     entries_.erase(entry);
 }
 
+void AreaWindows::forgetAll()
+{
+    entries_.clear();
+    area_ = {};
+    parent_ = connection_.root();
+    raiseTimer_.reset();
+}
+
 xcb_window_t AreaWindows::frontmost() const
 {
     return entries_.empty() ? Entry{}.window : entries_.back().window;

@@ -47,6 +47,8 @@ public:
     void remove(xcb_window_t window);
     /// `window`, a child of the root, takes the place of one that was here, which is not touched.
     void replace(xcb_window_t gone, xcb_window_t window);
+    /// Nothing is here any more; the windows stay as they are.
+    void forgetAll();
     /// Back to front.
     [[nodiscard]] const std::vector<Entry>& entries() const { return entries_; }
     [[nodiscard]] bool contains(xcb_window_t window) const;

@@ -116,7 +116,7 @@ BackdropCard::~BackdropCard()
 {
     guards_.clear();
     // Where the application is cut off from the display, the card stays until the display is removed.
-    if (connection_.isLost())
+    if (connection_.isLost() || isLeft_)
         return;
     for (const xcb_window_t window : {card_.window, shade_.window}) {
         area_.remove(window);
@@ -126,6 +126,15 @@ BackdropCard::~BackdropCard()
     connection_.synchronize();
     if (lasting_)
         lasting_->removeWindows();
+}
+
+bool BackdropCard::leave()
+{
+    if (!lasting_ || lasting_->isLost())
+        return false;
+    guards_.clear();
+    isLeft_ = true;
+    return true;
 }
 
 void BackdropCard::make()

@@ -39,6 +39,9 @@ public:
     void layOut(const PixelRect& pixels);
     /// Puts the card in front of everything that is on the virtual display.
     void raise();
+    /// The windows stay when this object goes, to be removed with `removeLasting`. False where they would go with the
+    /// process.
+    [[nodiscard]] bool leave();
 
     /// The card for a display of that size; the rest of the display is black. Null where the display is too small for
     /// readable text.
@@ -65,6 +68,7 @@ private:
     std::string displayName_;
     /// Null where the server takes no second connection: the windows then go with the process.
     std::unique_ptr<LastingConnection> lasting_;
+    bool isLeft_ = false;
     PixelRect laidOut_;
     Part shade_;
     Part card_;

@@ -7,7 +7,7 @@
 
 namespace nimbrale::x11 {
 
-void startCaretaker(const std::string& displayName)
+bool startCaretaker(const std::string& displayName)
 {
     QProcess process;
     process.setProgram(QCoreApplication::applicationDirPath() + "/nimbrale-caretaker");
@@ -16,8 +16,10 @@ void startCaretaker(const std::string& displayName)
     process.setStandardInputFile(QProcess::nullDevice());
     process.setStandardOutputFile(QProcess::nullDevice());
     process.setStandardErrorFile(QProcess::nullDevice());
-    if (!process.startDetached())
-        qCWarning(virtualDisplayLog).noquote() << "Cannot start" << process.program();
+    if (process.startDetached())
+        return true;
+    qCWarning(virtualDisplayLog).noquote() << "Cannot start" << process.program();
+    return false;
 }
 
 } // namespace nimbrale::x11

@@ -1,7 +1,9 @@
-// Waits until nobody has the virtual display of an X screen any more, and removes what was left of it.
+// Waits until nobody has the virtual display of an X screen any more, and removes what was left of it, but not while
+// programs read the screen.
 
 #include "platform/x11/server/connection.h"
 #include "platform/x11/server/handles.h"
+#include "platform/x11/virtual_display/display_keeping.h"
 #include "platform/x11/virtual_display/lasting_connection.h"
 #include "platform/x11/virtual_display/virtual_display_record.h"
 
@@ -31,11 +33,13 @@ void removeWhatIsLeft(Connection& connection)
     const auto record = VirtualDisplayRecord::read(connection);
     if (!record)
         return;
-    // Another instance that has come by now removes it itself.
+    raiseLasting(connection, record->card);
+    if (!keepWhileRead(connection, *record))
+        return;
+    // Another instance that has come by now removes it itself, or goes on with it.
     const auto claim = VirtualDisplayClaim::take(connection);
     if (!claim)
         return;
-    raiseLasting(connection, record->card);
     std::this_thread::sleep_for(lastPictureTime);
     RandrLayout layout(connection);
     removeLeftovers(connection, layout, connection.atomName(record->monitor));

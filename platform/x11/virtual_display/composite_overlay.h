@@ -34,6 +34,8 @@ public:
     void open(const PixelRect& area);
     /// Takes out of the shape again what was opened, but for `area`.
     void closeAllBut(const PixelRect& area);
+    /// What was opened stays in the shape, for the windows of a display that outlives this process.
+    void leaveOpen() { opened_ = {}; }
 
 private:
     // A compositing manager that missed a change of the screen's size leaves the overlay as it was.

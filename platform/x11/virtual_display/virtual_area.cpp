@@ -329,6 +329,27 @@ void VirtualArea::setPixels(const PixelRect& pixels, const std::function<void()>
         impl_->probeSoon();
 }
 
+void VirtualArea::takeOver(const PixelRect& pixels)
+{
+    {
+        KeptPicture picture(impl_->connection);
+        const ServerGrab grab(impl_->connection);
+        picture.takeFromScreen(pixels);
+        impl_->windows.cover(pixels);
+        picture.showOnScreen(pixels.x, pixels.y);
+    }
+    impl_->pixels = pixels;
+    impl_->probeSoon();
+}
+
+void VirtualArea::leave()
+{
+    impl_->windows.forgetAll();
+    impl_->pixels = {};
+    impl_->overlay.leaveOpen();
+    impl_->probeSoon();
+}
+
 const PixelRect& VirtualArea::pixels() const
 {
     return impl_->pixels;

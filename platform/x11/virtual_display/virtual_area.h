@@ -52,6 +52,12 @@ public:
     /// that it has, and black where it has none: at no time is anything else in the area, whatever the server does to
     /// the screen. A new place is probed.
     void setPixels(const PixelRect& pixels, const std::function<void()>& changeLayout);
+    /// There is such an area already, which shows what another process left in it: the registered windows come to
+    /// cover it, with the picture that is there. To be called while there is no area.
+    void takeOver(const PixelRect& pixels);
+    /// There is no area any more as far as this process is concerned, and none of its windows: what is there stays as
+    /// it is for others to see.
+    void leave();
     [[nodiscard]] const PixelRect& pixels() const;
     /// What registered windows are children of now.
     [[nodiscard]] xcb_window_t parent() const;

@@ -16,7 +16,9 @@ namespace {
 
 using namespace std::chrono_literals;
 
-constexpr std::uint32_t recordLength = 4;
+constexpr std::uint32_t recordLength = 5;
+// That of versions that took over no display.
+constexpr std::uint32_t shortestRecordLength = 4;
 constexpr auto claimPatience = 1s;
 constexpr auto claimRetryDelay = 20ms;
 
@@ -37,6 +39,18 @@ void logFailure(const Result<void>& result)
 {
     if (!result)
         qCCritical(virtualDisplayLog).noquote() << QString::fromStdString(result.error().message);
+}
+
+std::vector<RandrMonitor> leftovers(Connection& connection, const RandrLayout& layout, const std::string& name,
+                                    const std::optional<VirtualDisplayRecord>& record)
+{
+    const xcb_atom_t named = connection.atom(name);
+    std::vector<RandrMonitor> monitors = layout.monitors(MonitorScope::all);
+    std::erase_if(monitors, [&](const RandrMonitor& monitor) {
+        const bool isRecorded = record && monitor.name == record->monitor;
+        return monitor.isAutomatic || (!isRecorded && (monitor.name != named || !monitor.outputs.empty()));
+    });
+    return monitors;
 }
 
 } // namespace
@@ -89,15 +103,16 @@ std::optional<VirtualDisplayRecord> VirtualDisplayRecord::read(Connection& conne
                                xcb_get_property(connection.get(), 0, connection.root(), recordAtom(connection),
                                                 XCB_ATOM_CARDINAL, 0, recordLength),
                                nullptr));
-    if (!reply || reply->format != 32 || reply->value_len != recordLength)
+    if (!reply || reply->format != 32 || reply->value_len < shortestRecordLength)
         return std::nullopt;
     const auto* const values = static_cast<const std::uint32_t*>(xcb_get_property_value(reply.get()));
-    return VirtualDisplayRecord{values[0], values[1], values[2], values[3]};
+    const xcb_window_t earlierCard = reply->value_len == recordLength ? values[4] : xcb_window_t{XCB_WINDOW_NONE};
+    return VirtualDisplayRecord{values[0], values[1], values[2], values[3], earlierCard};
 }
 
 void VirtualDisplayRecord::write(Connection& connection) const
 {
-    const std::array<std::uint32_t, recordLength> values = {monitor, primaryBefore, primarySet, card};
+    const std::array<std::uint32_t, recordLength> values = {monitor, primaryBefore, primarySet, card, earlierCard};
     xcb_change_property(connection.get(), XCB_PROP_MODE_REPLACE, connection.root(), recordAtom(connection),
                         XCB_ATOM_CARDINAL, 32, recordLength, values.data());
 }
@@ -131,16 +146,17 @@ void restorePrimary(RandrLayout& layout, const VirtualDisplayRecord& record)
         layout.setPrimaryOutput(record.primaryBefore);
 }
 
+std::optional<RandrMonitor> findLeftover(Connection& connection, const RandrLayout& layout, const std::string& name)
+{
+    const auto found = leftovers(connection, layout, name, VirtualDisplayRecord::read(connection));
+    return found.empty() ? std::nullopt : std::optional(found.front());
+}
+
 void removeLeftovers(Connection& connection, RandrLayout& layout, const std::string& name)
 {
     const std::optional<VirtualDisplayRecord> record = VirtualDisplayRecord::read(connection);
-    const xcb_atom_t named = connection.atom(name);
     bool wasRemoved = false;
-    for (const RandrMonitor& monitor : layout.monitors(MonitorScope::all)) {
-        const bool isRecorded = record && monitor.name == record->monitor;
-        const bool isLeftover = isRecorded || (monitor.name == named && monitor.outputs.empty());
-        if (!isLeftover || monitor.isAutomatic)
-            continue;
+    for (const RandrMonitor& monitor : leftovers(connection, layout, name, record)) {
         RandrChange change(connection);
         change.deleteMonitor(monitor.name);
         const Result<void> removed = change.finish();
@@ -152,6 +168,7 @@ void removeLeftovers(Connection& connection, RandrLayout& layout, const std::str
         shrinkScreen(connection, layout, XCB_ATOM_NONE, layout.initialPitch());
     if (record) {
         removeLasting(connection, record->card);
+        removeLasting(connection, record->earlierCard);
         restorePrimary(layout, *record);
         VirtualDisplayRecord::erase(connection);
     }

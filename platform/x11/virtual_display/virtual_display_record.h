@@ -45,6 +45,8 @@ struct VirtualDisplayRecord {
     xcb_randr_output_t primarySet = XCB_NONE;
     /// The card, a window that stays when the process ends; XCB_WINDOW_NONE until there is one.
     xcb_window_t card = XCB_WINDOW_NONE;
+    /// The card of the process whose display was taken over, until the new one is seen; else XCB_WINDOW_NONE.
+    xcb_window_t earlierCard = XCB_WINDOW_NONE;
 
     [[nodiscard]] static std::optional<VirtualDisplayRecord> read(Connection& connection);
     void write(Connection& connection) const;
@@ -55,6 +57,9 @@ struct VirtualDisplayRecord {
 void shrinkScreen(Connection& connection, const RandrLayout& layout, xcb_atom_t except, const PixelPitch& pitch);
 /// Makes primary what was so before, unless something else has been made primary since.
 void restorePrimary(RandrLayout& layout, const VirtualDisplayRecord& record);
+/// The monitor that a process that has ended left: the recorded one, or one of that name.
+[[nodiscard]] std::optional<RandrMonitor> findLeftover(Connection& connection, const RandrLayout& layout,
+                                                       const std::string& name);
 /// Removes the virtual display of a process that has ended: the recorded one, and one of that name.
 void removeLeftovers(Connection& connection, RandrLayout& layout, const std::string& name);
 

@@ -3,24 +3,18 @@
 #include "platform/log.h"
 #include "platform/x11/displays/randr_change.h"
 #include "platform/x11/server/events.h"
-#include "platform/x11/virtual_display/caretaker.h"
 #include "platform/x11/virtual_display/dead_areas.h"
 
 #include <algorithm>
 #include <cmath>
 #include <limits>
 #include <string>
-#include <thread>
 
 namespace nimbrale::x11 {
 
 namespace {
 
 using namespace std::chrono_literals;
-
-// Until the first size is asked for: enough for a monitor, and next to nothing on the screen.
-constexpr int initialWidth = 160;
-constexpr int initialHeight = 90;
 
 // A display being plugged in or arranged announces itself several times.
 constexpr auto settleDelay = 50ms;
@@ -45,35 +39,13 @@ bool differsMuch(double first, double second)
 
 } // namespace
 
-Result<std::unique_ptr<X11VirtualDisplay>> X11VirtualDisplay::create(const Environment& environment,
-                                                                     const VirtualDisplayDescriptor& descriptor)
-{
-    auto claim = VirtualDisplayClaim::waitFor(environment.connection);
-    if (!claim) {
-        return fail(ErrorCode::unsupported, "Another running " + descriptor.name +
-                                                " already has the virtual display of this screen. Share the window "
-                                                "instead, or quit the other one.");
-    }
-    RandrLayout layout(environment.connection);
-    removeLeftovers(environment.connection, layout, descriptor.name);
-
-    std::unique_ptr<X11VirtualDisplay> display(new X11VirtualDisplay(environment, descriptor, std::move(claim)));
-    startCaretaker(environment.displayName);
-    display->ensurePrimary();
-    if (const auto made = display->configure(display->atCorner(initialWidth, initialHeight)); !made)
-        return tl::make_unexpected(made.error());
-    return display;
-}
-
 X11VirtualDisplay::X11VirtualDisplay(const Environment& environment, const VirtualDisplayDescriptor& descriptor,
                                      std::unique_ptr<VirtualDisplayClaim> claim)
     : environment_(environment), layout_(environment.connection), claim_(std::move(claim)),
       maximumWidth_(descriptor.maxPixelsWide), maximumHeight_(descriptor.maxPixelsHigh), pitch_(layout_.initialPitch()),
       barriers_(environment.connection), strays_(environment.connection, environment.events, environment.mainQueue)
 {
-    record_.monitor = environment.connection.atom(descriptor.name);
-    record_.primaryBefore = layout_.primaryOutput();
-    record_.write(environment.connection);
+    beginRecord(descriptor.name);
     displayID_ = environment.screens.displayIDForMonitor(record_.monitor);
     environment.screens.setOwnMonitor(record_.monitor);
     strays_.onReturned = [this] {
@@ -103,36 +75,6 @@ X11VirtualDisplay::X11VirtualDisplay(const Environment& environment, const Virtu
     });
 }
 
-X11VirtualDisplay::~X11VirtualDisplay()
-{
-    Connection& connection = environment_.connection;
-    screenChanges_.reset();
-    outputChanges_.reset();
-    rootChanges_.reset();
-    claimChanges_.reset();
-    checkTimer_.reset();
-    environment_.area.onVerified = nullptr;
-    environment_.area.onLate = nullptr;
-    environment_.area.onUnusable = nullptr;
-    if (isClaimLost_) {
-        environment_.area.setPixels({}, [] {});
-        return;
-    }
-    if (card_ && !connection.isLost()) {
-        // A viewer keeps the last picture of a display that goes, so the card must have been seen before.
-        card_->raise();
-        connection.synchronize();
-        std::this_thread::sleep_for(lastPictureTime);
-    }
-    takeDown();
-    card_.reset();
-    barriers_.surround({});
-    restorePrimary(layout_, record_);
-    VirtualDisplayRecord::erase(connection);
-    environment_.screens.setOwnMonitor(XCB_ATOM_NONE);
-    environment_.screens.refresh();
-}
-
 Result<void> X11VirtualDisplay::applySettings(const VirtualDisplaySettings& settings)
 {
     if (isUnusable_)
@@ -144,7 +86,8 @@ Result<void> X11VirtualDisplay::applySettings(const VirtualDisplaySettings& sett
         return fail(ErrorCode::unsupported, "The virtual display cannot be " + std::to_string(mode.width) + "×" +
                                                 std::to_string(mode.height) + " pixels big.");
     }
-    auto applied = configure(atCorner(mode.width, mode.height));
+    const PixelRect wanted = atCorner(mode.width, mode.height);
+    auto applied = isInPlace(wanted) ? Result<void>() : configure(wanted);
     refusals_ = applied ? 0 : refusals_ + 1;
     // A smaller picture of what is framed would be a wrong one, so there is no staying with the size before.
     if (refusals_ >= mostRefusals)
@@ -159,25 +102,6 @@ Result<void> X11VirtualDisplay::setOrigin(int x, int y)
     if (x < 0 || y < 0)
         return fail(ErrorCode::unsupported, "The virtual display cannot lie to the left of or above the X screen.");
     return configure({x, y, pixels_.width, pixels_.height});
-}
-
-// The display and the screen under it go in one moment: a picture of the place that the display had finds no screen
-// there.
-void X11VirtualDisplay::takeDown()
-{
-    const bool isThere = layout_.monitor(record_.monitor).has_value();
-    const PixelRect real = layout_.realBounds(record_.monitor);
-    const std::vector<RandrPanning> pannings = layout_.pannings();
-    const PixelRect screen = layout_.screenPixels();
-    RandrChange change(environment_.connection);
-    environment_.area.setPixels({}, [&] {
-        if (isThere)
-            change.deleteMonitor(record_.monitor);
-        if (!real.isEmpty() && (screen.width != real.x + real.width || screen.height != real.y + real.height))
-            change.setScreenSize(real.x + real.width, real.y + real.height, pitch_, pannings);
-    });
-    if (const auto changed = change.finish(); !changed)
-        qCCritical(virtualDisplayLog).noquote() << QString::fromStdString(changed.error().message);
 }
 
 // The monitor bears an output that nothing is plugged into, where there is one. GDK asks the server for the first
@@ -204,12 +128,7 @@ Result<void> X11VirtualDisplay::configure(const PixelRect& pixels)
     const PixelRect screen = {0, 0, needed.x + needed.width, needed.y + needed.height};
     const std::vector<RandrPanning> pannings = layout_.pannings();
     const bool isDefined = !isAnnounced_ || (existing && existing->pixels == pixels && idle == output_);
-    if (!card_) {
-        card_.emplace(environment_.connection, environment_.events, environment_.mainQueue, environment_.area,
-                      environment_.displayName);
-        card_->onRemade = [this] { recordCard(); };
-        recordCard();
-    }
+    ensureCard();
 
     RandrChange change(environment_.connection);
     environment_.area.setPixels(pixels, [&] {
@@ -240,6 +159,16 @@ Result<void> X11VirtualDisplay::configure(const PixelRect& pixels)
     return changed;
 }
 
+void X11VirtualDisplay::ensureCard()
+{
+    if (card_)
+        return;
+    card_.emplace(environment_.connection, environment_.events, environment_.mainQueue, environment_.area,
+                  environment_.displayName);
+    card_->onRemade = [this] { recordCard(); };
+    recordCard();
+}
+
 void X11VirtualDisplay::recordCard()
 {
     record_.card = card_->window();
@@ -257,6 +186,7 @@ Result<void> X11VirtualDisplay::announce()
 
 void X11VirtualDisplay::areaVerified()
 {
+    removeEarlierCard();
     // A compositing manager may have drawn the memory that it has for them once more.
     paintBlack(environment_.connection, deadAreas(layout_.screenPixels(), realBounds_, pixels_));
     environment_.connection.flush();
@@ -302,6 +232,14 @@ bool X11VirtualDisplay::isScreenBigEnough() const
 {
     const PixelRect screen = layout_.screenPixels();
     return screen.width >= pixels_.x + pixels_.width && screen.height >= pixels_.y + pixels_.height;
+}
+
+bool X11VirtualDisplay::isInPlace(const PixelRect& wanted) const
+{
+    const auto monitor = layout_.monitor(record_.monitor);
+    const bool isOutputIdle = output_ == XCB_NONE || layout_.idleOutput(record_.monitor, output_) == output_;
+    const bool isMonitorRight = isAnnounced_ ? monitor && monitor->pixels == wanted && isOutputIdle : !monitor;
+    return isMonitorRight && wanted == pixels_ && isScreenBigEnough();
 }
 
 // Without a primary display ours would be the first in every list, and the primary of programs started later.
@@ -374,11 +312,7 @@ void X11VirtualDisplay::check()
     PixelRect wanted = pixels_;
     if (real != realBounds_ && !real.isEmpty())
         wanted = atCorner(pixels_.width, pixels_.height);
-    const auto monitor = layout_.monitor(record_.monitor);
-    const bool isOutputIdle = output_ == XCB_NONE || layout_.idleOutput(record_.monitor, output_) == output_;
-    const bool isMonitorRight = isAnnounced_ ? monitor && monitor->pixels == wanted && isOutputIdle : !monitor;
-    const bool isInPlace = isMonitorRight && wanted == pixels_;
-    if (isInPlace && isScreenBigEnough()) {
+    if (isInPlace(wanted)) {
         isCorrecting_ = false;
         return;
     }

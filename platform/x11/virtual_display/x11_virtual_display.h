@@ -37,10 +37,12 @@ public:
         std::string displayName;
     };
 
-    /// Fails, leaving the desktop as it was, when the server cannot grow its screen or another process has a virtual
-    /// display on it.
+    /// Takes over what an application that has ended left of its virtual display: the monitor stays, for viewers of it.
+    /// Fails when the server cannot grow its screen or another process has a virtual display on it, leaving the desktop
+    /// as it was, or the display that was left.
     [[nodiscard]] static Result<std::unique_ptr<X11VirtualDisplay>> create(const Environment& environment,
                                                                            const VirtualDisplayDescriptor& descriptor);
+    /// Leaves the display, with the card, to the caretaker while a program reads the screen.
     ~X11VirtualDisplay() override;
 
     [[nodiscard]] DisplayID displayID() const override { return displayID_; }
@@ -51,13 +53,19 @@ private:
     X11VirtualDisplay(const Environment& environment, const VirtualDisplayDescriptor& descriptor,
                       std::unique_ptr<VirtualDisplayClaim> claim);
 
+    void beginRecord(const std::string& name);
+    void takeOver(const RandrMonitor& left);
+    void removeEarlierCard();
+    [[nodiscard]] bool leave();
+    void takeDown();
+    void ensureCard();
     [[nodiscard]] Result<void> configure(const PixelRect& pixels);
     [[nodiscard]] Result<void> putBack(const RandrMonitor& before, const PixelRect& screenBefore);
     void recordCard();
     [[nodiscard]] Result<void> announce();
     void areaVerified();
     void repeatScreenSize();
-    void takeDown();
+    [[nodiscard]] bool isInPlace(const PixelRect& wanted) const;
     [[nodiscard]] PixelRect atCorner(int width, int height) const;
     [[nodiscard]] bool isScreenBigEnough() const;
     void ensurePrimary();
@@ -106,6 +114,7 @@ private:
     /// How many sizes were refused one after the other.
     int refusals_ = 0;
     bool isUnusable_ = false;
+    bool hasCaretaker_ = false;
     /// Whether another process has taken the claim, and with it everything that is shared by name.
     bool isClaimLost_ = false;
 };

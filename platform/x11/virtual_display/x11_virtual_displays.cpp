@@ -1,6 +1,8 @@
 #include "platform/x11/virtual_display/x11_virtual_displays.h"
 
 #include "platform/x11/displays/randr_layout.h"
+#include "platform/x11/virtual_display/caretaker.h"
+#include "platform/x11/virtual_display/screen_readers.h"
 #include "platform/x11/virtual_display/virtual_display_record.h"
 #include "platform/x11/virtual_display/x11_virtual_display.h"
 
@@ -22,7 +24,14 @@ X11VirtualDisplays::X11VirtualDisplays(Connection& connection, EventDispatcher& 
     if (connection.randrVersion() < monitorsVersion || VirtualDisplayClaim::isTaken(connection))
         return;
     RandrLayout layout(connection);
-    removeLeftovers(connection, layout, usualName);
+    const auto left = findLeftover(connection, layout, usualName);
+    if (left && isScreenRead(connection)) {
+        screens.setOwnMonitor(left->name);
+        // For the case that nobody comes to want a display.
+        startCaretaker(displayName_);
+    } else {
+        removeLeftovers(connection, layout, usualName);
+    }
     screens.refresh();
 }
 

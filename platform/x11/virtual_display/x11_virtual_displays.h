@@ -18,7 +18,8 @@ class X11VirtualDisplay;
 /// has one such display at a time, whichever process made it. Main thread only.
 class X11VirtualDisplays final : public VirtualDisplays {
 public:
-    /// Removes what a process that ended without cleaning up left behind. All must outlive it. `displayName`, which the
+    /// Removes what a process that ended without cleaning up left behind, unless a program reads the screen: `create`
+    /// then takes it over, or a caretaker removes it later. All must outlive it. `displayName`, which the
     /// connection was opened with, may be empty for the environment's display.
     X11VirtualDisplays(Connection& connection, EventDispatcher& events, X11Screens& screens, MainQueue& mainQueue,
                        std::string displayName);
