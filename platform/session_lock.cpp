@@ -4,16 +4,16 @@
 
 namespace nimbrale {
 
-void LockReports::report(const std::string& source, bool isSourceLocked)
+void LockReports::report(const std::string& source, bool isLocked)
 {
-    const bool wasLocked = isLocked();
-    if (isSourceLocked)
+    const bool wasLocked = !lockedBy_.empty();
+    if (isLocked)
         lockedBy_.insert(source);
     else
         lockedBy_.erase(source);
-    if (isLocked() == wasLocked)
+    if (lockedBy_.empty() != wasLocked)
         return;
-    qCInfo(sessionLog, "%s: %s", isLocked() ? "Locked" : "No longer locked", source.c_str());
+    qCInfo(sessionLog, "%s: %s", isLocked ? "Locked" : "No longer locked", source.c_str());
     observers_.notify();
 }
 

@@ -29,10 +29,9 @@ public:
     BusSignal(const BusSignal&) = delete;
     BusSignal& operator=(const BusSignal&) = delete;
 
-private Q_SLOTS:
-    void receive(const QDBusMessage& message);
-
 private:
+    Q_SLOT void receive(const QDBusMessage& message);
+
     QDBusConnection bus_;
     Match match_;
     Handler handler_;
