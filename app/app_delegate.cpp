@@ -54,6 +54,10 @@ void AppDelegate::applicationWillFinishLaunching()
         if (const auto self = weak.lock())
             self->settingsWillChange();
     });
+    lockObserver_ = platform_.sessionLock().observe([weak] {
+        if (const auto self = weak.lock())
+            self->sessionLockDidChange();
+    });
     platform_.workspace().termination().onShouldTerminate = [weak] {
         const auto self = weak.lock();
         return self ? self->applicationShouldTerminate() : TerminateReply::now;
@@ -79,6 +83,8 @@ void AppDelegate::applicationWasReopened(std::optional<EventTime> cause)
 
 void AppDelegate::startCaptureChain()
 {
+    if (holdBack())
+        return;
     capturedDisplaySetting_ = settings_.displayID();
     capture_ = RegionCapture::create(platform_.screenCapture(), platform_.screens(), platform_.mainQueue(), settings_);
     capture_->onFrame = [weak = weak_from_this()](const Frame& frame) {
@@ -101,6 +107,8 @@ void AppDelegate::startCaptureChain()
 void AppDelegate::startCapture(const std::shared_ptr<RegionCapture>& capture,
                                std::optional<Result<ShareableContent>> content)
 {
+    if (holdBack())
+        return;
     capture->start(std::move(content),
                    [weak = weak_from_this(), started = std::weak_ptr(capture)](const Result<void>& result) {
                        const auto self = weak.lock();
@@ -113,6 +121,7 @@ void AppDelegate::startCapture(const std::shared_ptr<RegionCapture>& capture,
 void AppDelegate::captureStarted(const Result<void>& result)
 {
     if (!result) {
+        sharedScreen_.endPause();
         captureFailure_.tell(result.error());
         return;
     }
@@ -182,6 +191,8 @@ void AppDelegate::moveToDisplay(DisplayID displayID, const DisplayGeometry& geom
 
 void AppDelegate::restartCaptureChain()
 {
+    if (holdBack())
+        return;
     if (editor_)
         editor_->close();
     editor_.reset();
@@ -207,6 +218,32 @@ void AppDelegate::captureStopped()
     isCaptureStopping_ = false;
     const bool isRestarting = !capture_;
     if (isRestarting)
+        startCaptureChain();
+}
+
+bool AppDelegate::holdBack()
+{
+    const bool isLocked = platform_.sessionLock().isLocked();
+    wasHeldBack_ = wasHeldBack_ || isLocked;
+    return isLocked;
+}
+
+// The frame stays where it is, so that a drag under way can end; the capture that follows finds its region stored.
+void AppDelegate::sessionLockDidChange()
+{
+    if (platform_.sessionLock().isLocked()) {
+        sharedScreen_.pause();
+        if (followsChanges() && capture_->hasStream()) {
+            wasHeldBack_ = true;
+            stop(*capture_);
+        }
+        return;
+    }
+    if (!std::exchange(wasHeldBack_, false))
+        return;
+    if (capture_)
+        restartCaptureChain();
+    else if (!isCaptureStopping_)
         startCaptureChain();
 }
 

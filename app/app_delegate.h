@@ -16,7 +16,8 @@
 namespace nimbrale {
 
 /// Owns and wires the long-lived parts: the capture of the framed area, the screen that shows it and the frame that
-/// the user drags. Builds this chain at the start and anew when the frame's display changes. Main thread only.
+/// the user drags. Builds this chain at the start and anew when the frame's display changes. While the session is
+/// locked nothing is captured, and a card says so in the picture's place. Main thread only.
 class AppDelegate : public std::enable_shared_from_this<AppDelegate> {
 public:
     /// Brings the Settings window to the front and gives it the keyboard, for what the user did at `cause` or just now.
@@ -66,6 +67,9 @@ private:
     void restartCaptureChain();
     void stop(RegionCapture& capture);
     void captureStopped();
+    void sessionLockDidChange();
+    /// Whether nothing may be started now. What was to start does so when the session is unlocked.
+    [[nodiscard]] bool holdBack();
 
     [[nodiscard]] bool followsChanges() const;
     void settingsWillChange();
@@ -86,12 +90,15 @@ private:
     std::shared_ptr<RegionCapture> capture_;
     std::shared_ptr<RegionEditor> editor_;
     bool isCaptureStopping_ = false;
+    /// Whether the session's lock has stopped a capture or kept one from starting.
+    bool wasHeldBack_ = false;
     CaptureFailure captureFailure_;
     std::shared_ptr<SharingNotice> sharingNotice_;
     /// The setting with which the running capture was started.
     std::int64_t capturedDisplaySetting_ = 0;
     Subscription settingsObserver_;
     Subscription screensObserver_;
+    Subscription lockObserver_;
     std::unique_ptr<Timer> settingsDebounce_;
     std::unique_ptr<Timer> displayCheck_;
 };

@@ -1,8 +1,10 @@
 #include "platform/create.h"
 
 #include "platform/desktop/desktop_session.h"
+#include "platform/desktop/login_session.h"
 #include "platform/desktop/qt_main_queue.h"
 #include "platform/desktop/qt_workspace.h"
+#include "platform/desktop/screen_savers.h"
 #include "platform/x11/displays/display_scale.h"
 #include "platform/x11/x11_platform.h"
 
@@ -34,6 +36,11 @@ public:
             if (onConnectionLost)
                 onConnectionLost(error);
         };
+        const auto followLockers = [this] {
+            sessionLock_.report("a screen locker's window", windowSystem_->sessionLock().isLocked());
+        };
+        lockers_ = windowSystem_->sessionLock().observe(followLockers);
+        followLockers();
         return {};
     }
 
@@ -43,11 +50,16 @@ public:
     [[nodiscard]] VirtualDisplays& virtualDisplays() override { return windowSystem_->virtualDisplays(); }
     [[nodiscard]] Panels& panels() override { return windowSystem_->panels(); }
     [[nodiscard]] Workspace& workspace() override { return workspace_; }
+    [[nodiscard]] SessionLock& sessionLock() override { return sessionLock_; }
 
 private:
     QtMainQueue mainQueue_;
     QtWorkspace workspace_{x11::activateToolkitWindow};
+    LockReports sessionLock_;
+    ScreenSavers screenSavers_{QDBusConnection::sessionBus(), sessionLock_};
+    LoginSession loginSession_{QDBusConnection::systemBus(), mainQueue_, sessionLock_};
     std::unique_ptr<Platform> windowSystem_;
+    Subscription lockers_;
 };
 
 } // namespace

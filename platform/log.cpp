@@ -4,6 +4,7 @@ namespace nimbrale {
 
 Q_LOGGING_CATEGORY(captureLog, "Nimbrale.capture")
 Q_LOGGING_CATEGORY(virtualDisplayLog, "Nimbrale.virtual-display")
+Q_LOGGING_CATEGORY(sessionLog, "Nimbrale.session")
 Q_LOGGING_CATEGORY(settingsLog, "Nimbrale.settings")
 
 } // namespace nimbrale

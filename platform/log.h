@@ -6,6 +6,7 @@ namespace nimbrale {
 
 Q_DECLARE_LOGGING_CATEGORY(captureLog)        // "Nimbrale.capture"
 Q_DECLARE_LOGGING_CATEGORY(virtualDisplayLog) // "Nimbrale.virtual-display"
+Q_DECLARE_LOGGING_CATEGORY(sessionLog)        // "Nimbrale.session"
 Q_DECLARE_LOGGING_CATEGORY(settingsLog)       // "Nimbrale.settings"
 
 } // namespace nimbrale

@@ -4,6 +4,7 @@
 #include "platform/panel.h"
 #include "platform/screen_capture.h"
 #include "platform/screens.h"
+#include "platform/session_lock.h"
 #include "platform/virtual_displays.h"
 #include "platform/workspace.h"
 
@@ -20,6 +21,7 @@ public:
     [[nodiscard]] virtual VirtualDisplays& virtualDisplays() = 0;
     [[nodiscard]] virtual Panels& panels() = 0;
     [[nodiscard]] virtual Workspace& workspace() = 0;
+    [[nodiscard]] virtual SessionLock& sessionLock() = 0;
 
     /// Called on the main queue when the connection to the desktop is lost; nothing works any more then.
     std::function<void(Error)> onConnectionLost;

@@ -1,16 +1,40 @@
 #include "share/frame_view.h"
 
+#include "platform/message_card.h"
+
+#include <QPainter>
+
+#include <cmath>
+#include <utility>
+
 namespace nimbrale {
 
 namespace {
 
 constexpr Color black{0, 0, 0, 1};
 constexpr double webcamZPosition = 1;
+constexpr double cardZPosition = 2;
 constexpr double fadedOpacity = 0.2;
 
 [[nodiscard]] Rect scaled(const Rect& rect, double zoom)
 {
     return {rect.x * zoom, rect.y * zoom, rect.width * zoom, rect.height * zoom};
+}
+
+void fill(const Layer& superlayer, Layer& card)
+{
+    if (card.frame() == superlayer.bounds())
+        return;
+    card.setFrame(superlayer.bounds());
+    card.setCoverage({card.bounds()});
+    card.setNeedsDisplay(card.bounds());
+}
+
+void drawCard(QPainter& painter, const Rect& area, const QString& text)
+{
+    const MessageCard card(text, area.width, area.height);
+    card.draw(painter, {static_cast<int>(std::lround((area.width - card.size().width()) / 2)),
+                        static_cast<int>(std::lround((area.height - card.size().height()) / 2))});
 }
 
 } // namespace
@@ -25,9 +49,34 @@ FrameView::FrameView(Layer& root, const Rect& region, double zoom)
 void FrameView::show(const Frame& frame)
 {
     const LayerTransaction transaction(root_);
+    removeCard();
     frameRegion_ = frame.region;
     frameLayer_->setContents(frame.surface);
     layOutFrame();
+}
+
+void FrameView::showCard(const QString& text)
+{
+    const LayerTransaction transaction(root_);
+    removeCard();
+    frameLayer_->setContents(nullptr);
+    cardLayer_ = std::make_shared<Layer>();
+    cardLayer_->setBackgroundColor(black);
+    cardLayer_->setZPosition(cardZPosition);
+    cardLayer_->setPainter(
+        [layer = cardLayer_.get(), text](QPainter& painter, const Rect&) { drawCard(painter, layer->bounds(), text); });
+    root_.addSublayer(cardLayer_);
+    root_.onLayout = [&root = root_, card = cardLayer_] { fill(root, *card); };
+    fill(root_, *cardLayer_);
+}
+
+void FrameView::removeCard()
+{
+    if (!cardLayer_)
+        return;
+    root_.onLayout = nullptr;
+    cardLayer_->removeFromSuperlayer();
+    cardLayer_.reset();
 }
 
 void FrameView::setRegion(const Rect& region)

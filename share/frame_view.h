@@ -5,6 +5,8 @@
 #include "webcam/webcam_appearance.h"
 #include "webcam/webcam_picture_layer.h"
 
+#include <QString>
+
 #include <memory>
 
 namespace nimbrale {
@@ -21,6 +23,9 @@ public:
 
     /// Shows the picture at the place that its content has within the wanted area.
     void show(const Frame& frame);
+    /// Shows a card with that text in place of the picture, which is let go of, and of the webcam, until a picture is
+    /// shown again.
+    void showCard(const QString& text);
     /// The area that is wanted from now on, region coordinates. The picture at hand stays where its content belongs.
     void setRegion(const Rect& region);
     /// Shows the webcam by a layer of the view's own; an appearance without a camera removes it.
@@ -28,11 +33,14 @@ public:
 
     [[nodiscard]] double zoom() const { return zoom_; }
     [[nodiscard]] const Layer& frameLayer() const { return *frameLayer_; }
+    /// Absent while no card is shown.
+    [[nodiscard]] const Layer* cardLayer() const { return cardLayer_.get(); }
     /// Absent while there is no webcam.
     [[nodiscard]] const WebcamPictureLayer* webcamLayer() const { return webcamLayer_.get(); }
 
 private:
     void layOutFrame();
+    void removeCard();
 
     Layer& root_;
     double zoom_;
@@ -40,6 +48,7 @@ private:
     Rect region_;
     Rect frameRegion_;
     std::unique_ptr<WebcamPictureLayer> webcamLayer_;
+    std::shared_ptr<Layer> cardLayer_;
 };
 
 } // namespace nimbrale

@@ -3,6 +3,8 @@
 #include "geometry/picture_size.h"
 #include "platform/log.h"
 
+#include <QCoreApplication>
+
 #include <algorithm>
 #include <string>
 
@@ -19,6 +21,11 @@ constexpr std::chrono::seconds longestRetryDelay = 10min;
 {
     return "🎯 Share this · Screen area " + std::to_string(truncatedToInteger(size.width)) + "×" +
            std::to_string(truncatedToInteger(size.height));
+}
+
+[[nodiscard]] QString pauseText()
+{
+    return QCoreApplication::translate("SharedScreen", "Sharing is paused\nwhile the session is locked");
 }
 
 void logUnavailability(const Error& reason)
@@ -59,6 +66,22 @@ void SharedScreen::activate(const Rect& region, const DisplayGeometry& geometry,
 void SharedScreen::deactivate()
 {
     isActive_ = false;
+    if (!isPaused_)
+        closeWindow();
+}
+
+void SharedScreen::pause()
+{
+    if (!isActive_)
+        return;
+    isPaused_ = true;
+    if (window_)
+        window_->view.showCard(pauseText());
+}
+
+void SharedScreen::endPause()
+{
+    isPaused_ = false;
     closeWindow();
 }
 
@@ -89,6 +112,7 @@ void SharedScreen::setWebcam(const WebcamAppearance& webcam)
 
 void SharedScreen::show(const Frame& frame)
 {
+    isPaused_ = false;
     if (window_)
         window_->view.show(frame);
 }
@@ -184,20 +208,27 @@ void SharedScreen::showOnVirtualDisplay()
     const std::optional<Screen> screen = virtualDisplay_->screen();
     if (!screen)
         return;
-    if (windowKind() == WindowKind::virtualDisplay) {
+    const double zoom = pixelScale_ / screen->backingScaleFactor;
+    if (windowKind() == WindowKind::virtualDisplay && window_->view.zoom() == zoom) {
         window_->panel->setFrame(screen->frame);
+        window_->view.setRegion(region_);
         return;
     }
     PanelOptions options;
     options.style = PanelStyle::fullScreen;
     options.frame = screen->frame;
     options.level = panel_level::virtualDisplay;
-    openWindow(WindowKind::virtualDisplay, options, pixelScale_ / screen->backingScaleFactor);
+    openWindow(WindowKind::virtualDisplay, options, zoom);
     window_->panel->orderFront();
 }
 
 void SharedScreen::showInWindow(const DisplayGeometry& geometry)
 {
+    if (windowKind() == WindowKind::mirror) {
+        setRegion(region_);
+        window_->panel->setTitle(mirrorTitle(region_.size()));
+        return;
+    }
     PanelOptions options;
     options.style = PanelStyle::mirrorWindow;
     options.frame = geometry.screenRect(picturedPart(region_, pixelScale_));
@@ -210,6 +241,8 @@ void SharedScreen::openWindow(WindowKind kind, const PanelOptions& options, doub
 {
     window_ = std::make_unique<Window>(kind, panels_.create(options), region_, zoom);
     window_->view.setWebcam(webcam_);
+    if (isPaused_)
+        window_->view.showCard(pauseText());
 }
 
 void SharedScreen::closeWindow()

@@ -46,7 +46,13 @@ public:
     /// Shows the shared screen. `region` in region coordinates of the display that `geometry` describes, `pixelScale`
     /// that display's pixels per point.
     void activate(const Rect& region, const DisplayGeometry& geometry, double pixelScale);
+    /// A card stays that a pause has put there, so that whoever shares its window goes on doing so.
     void deactivate();
+    /// Takes the picture away at once and shows a card in its place which says that the session is locked, until the
+    /// next picture or `endPause`. Does nothing while nothing is shown.
+    void pause();
+    /// Takes the card and its window away where no picture will come. Call it while nothing else is shown.
+    void endPause();
 
     /// Follows the framed area while it is dragged.
     void setRegion(const Rect& region);
@@ -94,6 +100,7 @@ private:
     std::unique_ptr<Window> window_;
     WebcamAppearance webcam_;
     bool isActive_ = false;
+    bool isPaused_ = false;
     Rect region_;
     std::optional<DisplayGeometry> geometry_;
     double pixelScale_ = 2;

@@ -57,6 +57,7 @@ public:
     [[nodiscard]] VirtualDisplays& virtualDisplays() override { return virtualDisplays_; }
     [[nodiscard]] Panels& panels() override { return panels_; }
     [[nodiscard]] Workspace& workspace() override { return workspace_; }
+    [[nodiscard]] SessionLock& sessionLock() override { return panels_.sessionLock(); }
 
 private:
     void reportLost()

@@ -31,12 +31,12 @@ protected:
 
     [[nodiscard]] std::unique_ptr<FakeService> fileManagerService(bool accepts) const
     {
-        return std::make_unique<FakeService>(services(), "org.freedesktop.FileManager1",
+        return std::make_unique<FakeService>(bus->address(), "org.freedesktop.FileManager1",
                                              "/org/freedesktop/FileManager1", accepts);
     }
     [[nodiscard]] std::unique_ptr<FakeService> portalService(bool accepts) const
     {
-        return std::make_unique<FakeService>(services(), "org.freedesktop.portal.Desktop",
+        return std::make_unique<FakeService>(bus->address(), "org.freedesktop.portal.Desktop",
                                              "/org/freedesktop/portal/desktop", accepts);
     }
 

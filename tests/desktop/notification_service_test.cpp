@@ -14,7 +14,7 @@ class NotificationServiceTest : public SessionBusTest {
 protected:
     [[nodiscard]] static std::unique_ptr<FakeService> service(bool accepts)
     {
-        return std::make_unique<FakeService>(services(), "org.freedesktop.Notifications",
+        return std::make_unique<FakeService>(bus->address(), "org.freedesktop.Notifications",
                                              "/org/freedesktop/Notifications", accepts);
     }
 

@@ -3,6 +3,8 @@
 #include "tests/desktop/panel_test.h"
 #include "tests/support/requirements.h"
 
+#include <vector>
+
 namespace nimbrale::test {
 
 namespace {
@@ -28,6 +30,13 @@ protected:
     {
         xcb_ungrab_keyboard(desktop->connection(), XCB_CURRENT_TIME);
         desktop->synchronize();
+    }
+
+    [[nodiscard]] bool isLocked() { return host->panels->sessionLock().isLocked(); }
+    /// Whether the session is not locked at any time in that long.
+    [[nodiscard]] bool staysUnlocked(Milliseconds duration)
+    {
+        return !host->pumpUntil([&] { return isLocked(); }, duration);
     }
 
     /// Whether the frame stays as it is for that long.
@@ -72,6 +81,48 @@ TEST_P(X11PanelLockersTest, theFrameIsNeverOverALockedScreenAndComesBackAfterwar
     }
 }
 
+TEST_P(X11PanelLockersTest, theSessionIsLockedWhileALockerIsThere)
+{
+    requireProgram("i3lock");
+    startDesktop({.windowManager = GetParam()});
+    std::vector<bool> told;
+    const Subscription observer = host->panels->sessionLock().observe([&] { told.push_back(isLocked()); });
+    EXPECT_TRUE(staysUnlocked(Milliseconds{300}));
+    const auto locker = desktop->spawn("i3lock", {"--nofork", "--color", "223344"});
+    ASSERT_TRUE(locker);
+    EXPECT_TRUE(host->pumpUntil([&] { return isLocked(); })) << locker->output();
+    host->pumpFor(Milliseconds{1500});
+    EXPECT_EQ(told, (std::vector{true}));
+    locker->terminate();
+    EXPECT_TRUE(host->pumpUntil([&] { return !isLocked(); }));
+    EXPECT_EQ(told, (std::vector{true, false}));
+}
+
+TEST_F(X11PanelLockTest, aFullScreenWindowLocksTheSessionOnlyWhileItHasTheKeyboard)
+{
+    startScene({});
+    scene->add("cover", {.geometry = {0, 0, 1280, 720}, .seed = 0, .color = lockColor});
+    EXPECT_TRUE(staysUnlocked(Milliseconds{1000})) << "not even while nobody knows yet what it is";
+    grabKeyboard();
+    EXPECT_TRUE(host->pumpUntil([&] { return isLocked(); }));
+    ungrabKeyboard();
+    EXPECT_TRUE(host->pumpUntil([&] { return !isLocked(); }));
+    grabKeyboard();
+    ASSERT_TRUE(host->pumpUntil([&] { return isLocked(); }));
+    scene->unmap("cover");
+    EXPECT_TRUE(host->pumpUntil([&] { return !isLocked(); }));
+}
+
+TEST_F(X11PanelLockTest, aLockerThatIsThereBeforeTheApplicationLocksTheSession)
+{
+    startScene({});
+    scene->add("cover", {.geometry = {0, 0, 1280, 720}, .seed = 0, .color = lockColor});
+    grabKeyboard();
+    ASSERT_TRUE(host->pumpUntil([&] { return isLocked(); }));
+    const PanelHost startedLater(*desktop);
+    EXPECT_TRUE(startedLater.panels->sessionLock().isLocked());
+}
+
 TEST_F(X11PanelLockTest, aFullScreenWindowThatTakesTheKeyboardLaterIsALockerFromThenOn)
 {
     startScene({});
@@ -108,6 +159,7 @@ TEST_F(X11PanelLockTest, aMenuThatTakesTheKeyboardDoesNotHideTheFrame)
     ASSERT_TRUE(host->pumpUntil([&] { return colorAt(onFrame) == yellow; }));
     grabKeyboard();
     EXPECT_TRUE(staysAtFrame(yellow, Milliseconds{1500})) << "a managed window is no locker";
+    EXPECT_FALSE(isLocked());
 }
 
 } // namespace

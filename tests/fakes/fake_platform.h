@@ -19,6 +19,7 @@ public:
     [[nodiscard]] FakeVirtualDisplays& virtualDisplays() override { return virtualDisplays_; }
     [[nodiscard]] FakePanels& panels() override { return panels_; }
     [[nodiscard]] FakeWorkspace& workspace() override { return workspace_; }
+    [[nodiscard]] LockReports& sessionLock() override { return sessionLock_; }
 
 private:
     FakeMainQueue mainQueue_;
@@ -27,6 +28,8 @@ private:
     FakeVirtualDisplays virtualDisplays_;
     FakePanels panels_;
     FakeWorkspace workspace_;
+    /// Locked while a test reports it so.
+    LockReports sessionLock_;
 };
 
 } // namespace nimbrale

@@ -145,6 +145,7 @@ bool PrivateDesktop::prepareFolder(std::string& reason)
         {"LANG", "C.UTF-8"},
         {"PATH", std::getenv("PATH") ? std::getenv("PATH") : "/usr/local/bin:/usr/bin:/bin"},
         {"DBUS_SESSION_BUS_ADDRESS", "disabled:"},
+        {"DBUS_SYSTEM_BUS_ADDRESS", "disabled:"},
         {"GSETTINGS_BACKEND", "memory"},
         {"QT_QPA_PLATFORM", "xcb"},
         {"NO_AT_BRIDGE", "1"},

@@ -65,7 +65,7 @@ public:
 
     /// ":123"
     [[nodiscard]] const std::string& displayName() const { return displayName_; }
-    /// The whole environment of programs on this desktop: DISPLAY, HOME, XDG folders of its own, no session bus, no
+    /// The whole environment of programs on this desktop: DISPLAY, HOME, XDG folders of its own, no message bus, no
     /// proxy, a UTF-8 locale; sanitizers' options are handed on.
     [[nodiscard]] const Environment& environment() const { return environment_; }
     /// Lays changes over the environment of programs that start from now on.

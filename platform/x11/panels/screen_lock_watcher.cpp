@@ -93,8 +93,11 @@ void ScreenLockWatcher::noteIfCover(xcb_window_t window, bool isUnmanaged, Clock
 
 void ScreenLockWatcher::forget(xcb_window_t window)
 {
-    if (std::erase_if(covers_, [window](const Cover& cover) { return cover.window == window; }) > 0 && covers_.empty())
+    if (std::erase_if(covers_, [window](const Cover& cover) { return cover.window == window; }) == 0)
+        return;
+    if (covers_.empty())
         nextCheck_.reset();
+    tellOfChange();
 }
 
 void ScreenLockWatcher::check()
@@ -102,13 +105,22 @@ void ScreenLockWatcher::check()
     std::erase_if(covers_, [this](const Cover& cover) { return !coversDisplay(cover.window); });
     const bool isGrabbed = isKeyboardGrabbed();
     for (Cover& cover : covers_) {
-        const bool mayBeLocker = isGrabbed || Clock::now() - cover.since < undecidedTime;
-        if (!mayBeLocker || !isInFront(cover.window))
+        const bool mayBeLocker = (isGrabbed || Clock::now() - cover.since < undecidedTime) && isInFront(cover.window);
+        cover.isLocker = mayBeLocker && isGrabbed;
+        if (!mayBeLocker)
             cover.givenWay.reset();
         else if (!cover.givenWay)
             cover.givenWay = stack_.giveWayTo(cover.window);
     }
     checkAgain();
+    tellOfChange();
+}
+
+void ScreenLockWatcher::tellOfChange()
+{
+    const bool isLocked = std::ranges::any_of(covers_, &Cover::isLocker);
+    if (std::exchange(isLocked_, isLocked) != isLocked)
+        observers_.notify();
 }
 
 // A game may cover the screen for hours.

@@ -3,6 +3,7 @@
 #include "platform/main_queue.h"
 #include "platform/observers.h"
 #include "platform/pixel_rect.h"
+#include "platform/session_lock.h"
 #include "platform/x11/displays/x11_screens.h"
 #include "platform/x11/panels/panel_stack.h"
 #include "platform/x11/server/connection.h"
@@ -18,13 +19,13 @@
 
 namespace nimbrale::x11 {
 
-/// Lets panels give way to screen lockers.
+/// Finds screen lockers by their windows, and lets panels give way to them.
 ///
 /// No property tells a locker from a game. What all of them do is to cover whole displays with windows that no window
 /// manager manages, in front of all that is managed, and to hold the keyboard; nothing else does both. As a locker
 /// takes the keyboard only after its window is there, panels also wait a moment before they go in front of such a
 /// window. Main thread only.
-class ScreenLockWatcher {
+class ScreenLockWatcher final : public SessionLock {
 public:
     /// `virtualDisplay` tells where the application's own display is, which nobody works on. All references must
     /// outlive it.
@@ -33,6 +34,13 @@ public:
     ScreenLockWatcher(const ScreenLockWatcher&) = delete;
     ScreenLockWatcher& operator=(const ScreenLockWatcher&) = delete;
 
+    /// Whether a window is there that does both. Not so in the moment in which panels only wait.
+    [[nodiscard]] bool isLocked() const override { return isLocked_; }
+    [[nodiscard]] Subscription observe(std::function<void()> observer) override
+    {
+        return observers_.add(std::move(observer));
+    }
+
 private:
     using Clock = std::chrono::steady_clock;
 
@@ -40,8 +48,9 @@ private:
     struct Cover {
         xcb_window_t window = XCB_NONE;
         Clock::time_point since;
-        /// While it is taken for a locker.
+        /// While it may be a locker.
         Subscription givenWay = {};
+        bool isLocker = false;
     };
 
     void noteExisting();
@@ -51,6 +60,7 @@ private:
     void forget(xcb_window_t window);
     void check();
     void checkAgain();
+    void tellOfChange();
     [[nodiscard]] bool coversDisplay(xcb_window_t window) const;
     [[nodiscard]] bool isKeyboardGrabbed() const;
     /// Whether nothing that a window manager manages stands in front of it.
@@ -65,6 +75,8 @@ private:
     /// Never shown: what a grab is asked for that must not succeed.
     OwnedWindow hidden_;
     std::vector<Cover> covers_;
+    bool isLocked_ = false;
+    Observers observers_;
     std::unique_ptr<Timer> nextCheck_;
     WindowEvents rootEvents_;
     Subscription handler_;

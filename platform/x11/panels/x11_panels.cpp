@@ -44,6 +44,11 @@ void X11Panels::setVirtualArea(VirtualArea* area)
     impl_->context.area = area;
 }
 
+SessionLock& X11Panels::sessionLock()
+{
+    return impl_->screenLock;
+}
+
 Subscription X11Panels::keepBelow(std::uintptr_t nativeWindow)
 {
     return impl_->stack.keepBelow(static_cast<xcb_window_t>(nativeWindow));

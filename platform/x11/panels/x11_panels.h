@@ -2,6 +2,7 @@
 
 #include "platform/main_queue.h"
 #include "platform/panel.h"
+#include "platform/session_lock.h"
 #include "platform/x11/displays/x11_screens.h"
 #include "platform/x11/server/connection.h"
 #include "platform/x11/server/event_dispatcher.h"
@@ -28,6 +29,8 @@ public:
     /// Where full-screen panels are put when they are shown; nullptr leaves them in the root window. `area` must
     /// outlive the panels that it was given.
     void setVirtualArea(VirtualArea* area);
+    /// As far as screen lockers are known by their windows.
+    [[nodiscard]] SessionLock& sessionLock();
     /// `nativeWindow` may lie in a window manager's frame.
     [[nodiscard]] Subscription keepBelow(std::uintptr_t nativeWindow) override;
     void setInput(PanelInput input) override;

@@ -1,29 +1,18 @@
 #include "platform/x11/virtual_display/backdrop_card.h"
 
+#include "platform/message_card.h"
 #include "platform/x11/server/handles.h"
 
 #include <QCoreApplication>
-#include <QFont>
-#include <QFontMetricsF>
 #include <QPainter>
 
 #include <algorithm>
 #include <array>
-#include <cmath>
 #include <utility>
 
 namespace nimbrale::x11 {
 
 namespace {
-
-constexpr double smallestTextHeight = 11;
-constexpr double largestTextHeight = 56;
-constexpr double textHeightPerDisplayHeight = 1.0 / 16;
-constexpr double largestPartOfWidth = 0.8;
-// In text heights.
-constexpr double sidePadding = 1.6;
-constexpr double topPadding = 1.1;
-constexpr double cornerRadius = 0.7;
 
 // Requests of this size pass on every server, whatever extension it lacks.
 constexpr int bytesPerUpload = 200'000;
@@ -52,33 +41,13 @@ void place(Connection& connection, xcb_window_t window, const PixelRect& pixels)
 
 QImage BackdropCard::picture(int displayWidth, int displayHeight)
 {
-    const double available = displayWidth * largestPartOfWidth;
-    double height = std::min(displayHeight * textHeightPerDisplayHeight, largestTextHeight);
-    QFont font;
-    font.setWeight(QFont::DemiBold);
-    font.setStyleStrategy(QFont::StyleStrategy(QFont::PreferAntialias | QFont::NoSubpixelAntialias));
-    const auto cardWidth = [&font](double textHeight) {
-        font.setPixelSize(std::max(1, static_cast<int>(std::lround(textHeight))));
-        return QFontMetricsF(font).horizontalAdvance(cardText()) + 2 * sidePadding * textHeight;
-    };
-    const double width = cardWidth(height);
-    if (width > available)
-        height *= available / width;
-    if (height < smallestTextHeight)
+    const MessageCard card(cardText(), displayWidth, displayHeight);
+    if (card.size().isEmpty())
         return {};
-
-    const int pictureWidth = static_cast<int>(std::ceil(cardWidth(height)));
-    const int pictureHeight = static_cast<int>(std::ceil(QFontMetricsF(font).height() + 2 * topPadding * height));
-    QImage image(pictureWidth, pictureHeight, QImage::Format_RGB32);
+    QImage image(card.size(), QImage::Format_RGB32);
     image.fill(Qt::black);
     QPainter painter(&image);
-    painter.setRenderHint(QPainter::Antialiasing);
-    painter.setPen(Qt::NoPen);
-    painter.setBrush(QColor(0x1f, 0x1f, 0x22));
-    painter.drawRoundedRect(image.rect(), cornerRadius * height, cornerRadius * height);
-    painter.setPen(QColor(0xf2, 0xf2, 0xf2));
-    painter.setFont(font);
-    painter.drawText(image.rect(), Qt::AlignCenter, cardText());
+    card.draw(painter, {0, 0});
     return image;
 }
 

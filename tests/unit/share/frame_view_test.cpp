@@ -2,7 +2,12 @@
 
 #include "tests/fakes/fake_panels.h"
 #include "tests/fakes/fake_surface.h"
+#include "tests/fakes/offscreen_application.h"
 
+#include <QImage>
+#include <QPainter>
+
+#include <cstdlib>
 #include <gmock/gmock.h>
 
 namespace nimbrale {
@@ -11,6 +16,7 @@ namespace {
 using testing::Contains;
 using testing::ElementsAre;
 using testing::IsEmpty;
+using testing::SizeIs;
 
 class FrameViewTest : public testing::Test {
 protected:
@@ -229,6 +235,63 @@ TEST_F(FrameViewTest, WithoutAWebcamNothingIsInvalidated)
     view.setWebcam({});
 
     EXPECT_THAT(panel.invalidated, IsEmpty());
+}
+
+TEST_F(FrameViewTest, ACardHidesAllElseAndLetsGoOfThePicture)
+{
+    FrameView view(root(), {0, 0, 400, 300}, 1);
+    panel.setFrame({0, 0, 400, 300});
+    const Frame picture = frameOf({0, 0, 400, 300}, 1);
+    view.show(picture);
+    view.setWebcam(webcam);
+
+    view.showCard("Nothing to see");
+    EXPECT_EQ(view.frameLayer().contents(), nullptr);
+    EXPECT_EQ(picture.surface.use_count(), 1);
+    ASSERT_TRUE(view.cardLayer());
+    EXPECT_EQ(root().sublayersInOrder().back(), view.cardLayer()) << "in front of the webcam";
+    EXPECT_EQ(view.cardLayer()->frame(), (Rect{0, 0, 400, 300}));
+    EXPECT_EQ(view.cardLayer()->backgroundColor(), (Color{0, 0, 0, 1}));
+
+    view.show(picture);
+    EXPECT_EQ(view.cardLayer(), nullptr);
+    EXPECT_THAT(root().sublayersInOrder(), SizeIs(2));
+    EXPECT_EQ(view.frameLayer().contents(), picture.surface);
+}
+
+TEST_F(FrameViewTest, ACardFollowsThePanelsSize)
+{
+    FrameView view(root(), {0, 0, 400, 300}, 1);
+    panel.setFrame({0, 0, 400, 300});
+    view.showCard("Nothing to see");
+    panel.setFrame({0, 0, 640, 480});
+    root().layoutIfNeeded();
+    EXPECT_EQ(view.cardLayer()->frame(), (Rect{0, 0, 640, 480}));
+    EXPECT_THAT(view.cardLayer()->coverage(), ElementsAre(Rect{0, 0, 640, 480}));
+}
+
+TEST_F(FrameViewTest, ACardHasItsTextInTheMiddle)
+{
+    startOffscreenApplication();
+    FrameView view(root(), {0, 0, 400, 300}, 1);
+    panel.setFrame({0, 0, 400, 300});
+    view.showCard("Nothing to see");
+
+    QImage image(400, 300, QImage::Format_RGB32);
+    image.fill(Qt::black);
+    QPainter painter(&image);
+    view.cardLayer()->painter()(painter, {0, 0, 400, 300});
+    painter.end();
+    QRect drawn;
+    for (int y = 0; y < image.height(); ++y) {
+        for (int x = 0; x < image.width(); ++x) {
+            if (image.pixelColor(x, y) != QColor(Qt::black))
+                drawn |= QRect(x, y, 1, 1);
+        }
+    }
+    ASSERT_FALSE(drawn.isEmpty());
+    EXPECT_LE(std::abs(drawn.left() - (399 - drawn.right())), 2);
+    EXPECT_LE(std::abs(drawn.top() - (299 - drawn.bottom())), 2);
 }
 
 } // namespace

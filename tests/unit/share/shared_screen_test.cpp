@@ -280,5 +280,73 @@ TEST_F(SharedScreenTest, HasNoVirtualDisplayToTellOfWhereNoneCanBeMade)
     EXPECT_FALSE(isLost) << "what never was is not lost";
 }
 
+TEST_F(SharedScreenTest, APausedScreenKeepsItsWindowUntilItIsShownAgain)
+{
+    listVirtualScreen();
+    sharedScreen.activate(region, geometry, 2);
+    sharedScreen.show(picture());
+    const FakePanel* const window = &panels.last();
+
+    sharedScreen.pause();
+    EXPECT_THAT(panels.last().rootLayer().sublayersInOrder(), SizeIs(2)) << "the card";
+    EXPECT_EQ(frameLayer(panels.last()).contents(), nullptr);
+    sharedScreen.deactivate();
+    ASSERT_THAT(panels.living, ElementsAre(window));
+    EXPECT_THAT(panels.orderedOut, IsEmpty());
+
+    sharedScreen.activate({100, 50, 300, 200}, geometry, 2);
+    sharedScreen.show({picture().surface, {100, 50, 300, 200}});
+    EXPECT_THAT(panels.living, ElementsAre(window));
+    EXPECT_THAT(panels.last().rootLayer().sublayersInOrder(), SizeIs(1));
+    EXPECT_EQ(frameLayer(panels.last()).frame(), (Rect{0, 0, 600, 400}));
+    sharedScreen.deactivate();
+    EXPECT_THAT(panels.living, IsEmpty());
+}
+
+TEST_F(SharedScreenTest, ADisplayOfAnotherScaleAfterAPauseGetsAWindowOfItsOwnWithTheCard)
+{
+    listVirtualScreen();
+    sharedScreen.activate(region, geometry, 2);
+    sharedScreen.pause();
+    sharedScreen.deactivate();
+
+    sharedScreen.activate(region, geometry, 1);
+    EXPECT_THAT(panels.created, SizeIs(2));
+    ASSERT_THAT(panels.living, SizeIs(1));
+    EXPECT_THAT(panels.last().rootLayer().sublayersInOrder(), SizeIs(2)) << "the card";
+    sharedScreen.show(picture());
+    EXPECT_THAT(panels.last().rootLayer().sublayersInOrder(), SizeIs(1));
+}
+
+TEST_F(SharedScreenTest, AMirrorWindowStaysDuringAPauseAndFollowsTheRegionAfterwards)
+{
+    makeVirtualDisplaysFail();
+    sharedScreen.activate(region, geometry, 2);
+    sharedScreen.pause();
+    sharedScreen.deactivate();
+    sharedScreen.activate({0, 0, 300, 200}, geometry, 2);
+    EXPECT_THAT(panels.created, SizeIs(1));
+    EXPECT_EQ(panels.last().frame(), (Rect{0, 700, 300, 200}));
+    EXPECT_EQ(panels.last().title, "🎯 Share this · Screen area 300×200");
+}
+
+TEST_F(SharedScreenTest, APauseThatEndsWithoutAPictureTakesTheWindowAway)
+{
+    listVirtualScreen();
+    sharedScreen.activate(region, geometry, 2);
+    sharedScreen.pause();
+    sharedScreen.deactivate();
+    sharedScreen.endPause();
+    EXPECT_THAT(panels.living, IsEmpty());
+}
+
+TEST_F(SharedScreenTest, AScreenThatIsNotShownCannotBePaused)
+{
+    listVirtualScreen();
+    sharedScreen.pause();
+    sharedScreen.activate(region, geometry, 2);
+    EXPECT_THAT(panels.last().rootLayer().sublayersInOrder(), SizeIs(1));
+}
+
 } // namespace
 } // namespace nimbrale
