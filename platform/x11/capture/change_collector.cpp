@@ -5,6 +5,16 @@
 
 namespace nimbrale::x11 {
 
+namespace {
+
+// A frame is not counted, since its corners may be round and its edges there for the pointer alone.
+bool hidesWhatIsBelow(const CapturedWindow& window)
+{
+    return window.isDrawable() && window.isOpaque(Compositing::running) && !window.isShaped && !window.youngUntil;
+}
+
+} // namespace
+
 void ChangeCollector::setSource(const PixelRect& source, PointerVisibility pointer)
 {
     if (source == source_ && pointer == pointer_)
@@ -28,6 +38,7 @@ void ChangeCollector::setMasked(bool isMasked)
 {
     isMasked_ = isMasked;
     mask_.reset();
+    covered_.clear();
     freeze_ = {};
     addAll();
 }
@@ -56,10 +67,26 @@ void ChangeCollector::updateMask(const WindowList& windows, Clock::time_point no
         return;
     freeze_.release(now, proven);
     PixelRegion current;
+    PixelRegion covered;
     for (const CapturedWindow* const window : windows) {
-        if (window->coversRoot() && !isIncluded(*window))
-            current |= window->reach();
+        if (!window->coversRoot())
+            continue;
+        if (!isIncluded(*window)) {
+            const PixelRegion reach = window->reach();
+            current |= reach;
+            covered -= reach;
+        } else if (hidesWhatIsBelow(*window)) {
+            PixelRegion hidden(window->clientBounds());
+            hidden &= current;
+            covered |= hidden;
+            current -= hidden;
+        }
     }
+    PixelRegion newlyCovered(covered);
+    newlyCovered -= covered_;
+    if (!newlyCovered.isEmpty())
+        mask_.hold(newlyCovered, now, longestFade);
+    covered_ = covered;
     add(mask_.update(current, now, proven));
 }
 

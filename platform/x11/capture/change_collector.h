@@ -125,6 +125,8 @@ private:
     FrameContents contents_ = FrameContents::windows;
     bool isMasked_ = false;
     ScreenMask mask_;
+    /// What is left out but covered, once the screen shows the cover.
+    PixelRegion covered_;
     /// Of no place: that of the picture is all.
     HeldPlaces freeze_;
     PixelRegion dirty_;

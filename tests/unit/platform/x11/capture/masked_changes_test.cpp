@@ -203,5 +203,71 @@ TEST_F(MaskedChangesTest, aPictureIsNotFrozenForeverWithoutAProof)
     EXPECT_FALSE(changes.isFrozen());
 }
 
+TEST_F(MaskedChangesTest, whatAWindowCoversOfOneThatIsLeftOutIsCopiedOnceTheScreenShowsTheCover)
+{
+    addPanel({200, 200, 50, 50});
+    addWindow({220, 190, 100, 100});
+    changes.updateMask(windows, start, start);
+    EXPECT_EQ(changes.mask().region(), PixelRegion(200, 200, 50, 50)) << "the screen may be late";
+    (void)changes.take();
+    constexpr auto later = start + ChangeCollector::longestFade;
+    changes.updateMask(windows, later, start - 1ms);
+    EXPECT_EQ(changes.mask().region(), PixelRegion(200, 200, 50, 50)) << "nobody has proven that it is not";
+    changes.updateMask(windows, later, start);
+    EXPECT_EQ(changes.mask().region(), PixelRegion(200, 200, 20, 50));
+    EXPECT_EQ(changes.take(), PixelRegion(220, 200, 30, 50));
+}
+
+TEST_F(MaskedChangesTest, whatACoverLeavesIsMaskedAtOnce)
+{
+    addPanel({200, 200, 50, 50});
+    CapturedWindow& cover = addWindow({190, 190, 100, 100});
+    changes.updateMask(windows, start, start);
+    constexpr auto later = start + ChangeCollector::longestFade;
+    changes.updateMask(windows, later, later);
+    EXPECT_TRUE(changes.mask().region().isEmpty());
+    cover.x = 220;
+    changes.updateMask(windows, later, later);
+    EXPECT_EQ(changes.mask().region(), PixelRegion(200, 200, 20, 50));
+    cover.x = 190;
+    changes.updateMask(windows, later, later);
+    EXPECT_EQ(changes.mask().region(), PixelRegion(200, 200, 20, 50)) << "held again";
+    cover.isMapped = false;
+    changes.updateMask(windows, later, later);
+    EXPECT_EQ(changes.mask().region(), PixelRegion(200, 200, 50, 50));
+}
+
+TEST_F(MaskedChangesTest, onlyWhatSurelyHidesWhatIsBelowCoversIt)
+{
+    constexpr auto later = start + ChangeCollector::longestFade;
+    addWindow({190, 190, 100, 100});
+    addPanel({200, 200, 50, 50});
+    changes.updateMask(windows, later, later);
+    EXPECT_EQ(changes.mask().region(), PixelRegion(200, 200, 50, 50)) << "a window below";
+
+    CapturedWindow& cover = addWindow({190, 190, 100, 100});
+    const auto coversNothing = [&](const char* why) {
+        changes.updateMask(windows, start, start);
+        changes.updateMask(windows, later, later);
+        EXPECT_EQ(changes.mask().region(), PixelRegion(200, 200, 50, 50)) << why;
+    };
+    cover.hasAlpha = true;
+    coversNothing("a translucent window");
+    cover.hasAlpha = false;
+    cover.youngUntil = later;
+    coversNothing("a window that may not have painted yet");
+    cover.youngUntil.reset();
+    cover.isHidden = true;
+    coversNothing("a minimized window");
+    cover.isHidden = false;
+    excluded.insert(cover.id);
+    cover.painted = PixelRegion();
+    coversNothing("a window that is left out itself");
+    excluded.erase(cover.id);
+    cover.painted.reset();
+    cover.managed.left = 100;
+    coversNothing("a frame, whose corners are round");
+}
+
 } // namespace
 } // namespace nimbrale::x11
