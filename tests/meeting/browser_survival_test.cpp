@@ -112,6 +112,19 @@ TEST_P(BrowserSurvival, TheDisplayGoesWithItsViewer)
     EXPECT_EQ(meeting_->desktop().screenSize(), QSize(1600, 900));
 }
 
+TEST_P(BrowserSurvival, TheDisplayGoesWithTheShare)
+{
+    begin();
+    EXPECT_EQ(meeting_->application().quit(), 0);
+    sleepFor(Milliseconds{1500});
+    ASSERT_TRUE(isDisplayThere());
+    meeting_->call().stopSharing();
+    EXPECT_TRUE(waitUntil([&] { return !isDisplayThere(); }, Milliseconds{4000}));
+    EXPECT_EQ(meeting_->desktop().screenSize(), QSize(1600, 900));
+    sleepFor(Milliseconds{500});
+    EXPECT_TRUE(isBrowserRunning()) << meeting_->call().browserOutput();
+}
+
 INSTANTIATE_TEST_SUITE_P(Browsers, BrowserSurvival, testing::Values(Browser::chromium, Browser::firefox),
                          [](const auto& browser) {
                              return browser.param == Browser::firefox ? "Firefox" : "Chromium";
