@@ -3,6 +3,7 @@
 #include "platform/x11/virtual_display/display_keeping.h"
 #include "tests/desktop/virtual_display_fixture.h"
 #include "tests/support/display_viewer.h"
+#include "tests/support/image_compare.h"
 #include "tests/support/scene.h"
 #include "tests/support/screen_size_watch.h"
 
@@ -389,6 +390,49 @@ TEST_P(LeftoversTest, AProcessThatIsStoppedDoesNotHoldTheServerUp)
     EXPECT_EQ(widths.size(), 2U) << "it was resizing all the while";
     child->signal(SIGKILL);
 }
+
+class LeftoversUnderCompositingTest : public VirtualDisplayTest,
+                                      public testing::WithParamInterface<PrivateDesktop::WindowManager> {};
+
+TEST_P(LeftoversUnderCompositingTest, ADisplayThatIsReadShowsTheCardAndThenTheNextPicture)
+{
+    start({.width = 1280,
+           .height = 720,
+           .windowManager = GetParam(),
+           .compositor = PrivateDesktop::Compositor::windowManagersOwn});
+    const auto reader = desktop_->spawn("nimbrale_screen_reader");
+    ASSERT_TRUE(reader && reader->waitForOutput("reading", Milliseconds{3000}));
+    const QRect place(1280, 720, 800, 600);
+    auto device = make(800, 600);
+    showWindow({1280, 720, 800, 600}, 0x00ff00);
+    ASSERT_TRUE(DisplaysHost::pumpUntil([&] { return isVerified() && isWhole(place); }));
+    ASSERT_TRUE(shows({1680, 1020}, Qt::green));
+    ScreenSizeWatch changes(*desktop_);
+    device.reset();
+    host_.reset();
+    const auto showsCard = [&] {
+        const QImage picture = desktop_->screenshot(place);
+        return picture.pixelColor(10, 10) == Qt::black && hasText(picture);
+    };
+    EXPECT_TRUE(waitUntil(showsCard, Milliseconds{3000})) << keepImage(desktop_->screenshot(), "left");
+    sleepFor(Milliseconds{1500});
+    EXPECT_TRUE(showsCard()) << keepImage(desktop_->screenshot(), "kept");
+
+    host_ = std::make_unique<DisplaysHost>(*desktop_);
+    device = make(800, 600);
+    showWindow({1280, 720, 800, 600}, 0x0000ff);
+    EXPECT_TRUE(shows({1680, 1020}, Qt::blue)) << keepImage(desktop_->screenshot(), "taken over");
+    EXPECT_TRUE(changes.sizes().empty()) << "a change of the monitor or the screen";
+    EXPECT_TRUE(unusable_.empty()) << unusable_;
+    reader->terminate();
+    device.reset();
+    EXPECT_TRUE(waitUntil([&] { return desktop_->monitors().size() == 1; }, Milliseconds{1000}));
+}
+
+INSTANTIATE_TEST_SUITE_P(WindowManagers, LeftoversUnderCompositingTest,
+                         testing::Values(PrivateDesktop::WindowManager::xfwm4, PrivateDesktop::WindowManager::kwin,
+                                         PrivateDesktop::WindowManager::marco, PrivateDesktop::WindowManager::mutter),
+                         [](const auto& manager) { return PrivateDesktop::managerName(manager.param); });
 
 TEST_F(VirtualDisplayTest, AnotherProgramsMonitorIsNoLeftover)
 {

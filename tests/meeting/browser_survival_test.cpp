@@ -23,6 +23,11 @@ protected:
     [[nodiscard]] bool isBrowserRunning() { return meeting_->call().browser().isRunning(); }
     [[nodiscard]] bool isDisplayThere() { return meeting_->desktop().monitorNamed("Nimbrale").has_value(); }
 
+    [[nodiscard]] bool isLeftClean()
+    {
+        return !isDisplayThere() && meeting_->desktop().screenSize() == QSize(1600, 900);
+    }
+
     /// The card is dark, with a light text in its middle.
     [[nodiscard]] bool isCardReceived()
     {
@@ -108,8 +113,19 @@ TEST_P(BrowserSurvival, TheDisplayGoesWithItsViewer)
     EXPECT_EQ(meeting_->application().quit(), 0);
     ASSERT_TRUE(isDisplayThere());
     meeting_->call().browser().terminate();
-    EXPECT_TRUE(waitUntil([&] { return !isDisplayThere(); }, Milliseconds{4000}));
-    EXPECT_EQ(meeting_->desktop().screenSize(), QSize(1600, 900));
+    EXPECT_TRUE(waitUntil([&] { return isLeftClean(); }, Milliseconds{4000}));
+}
+
+TEST_P(BrowserSurvival, TheDisplayGoesWithTheShare)
+{
+    begin();
+    EXPECT_EQ(meeting_->application().quit(), 0);
+    sleepFor(Milliseconds{1500});
+    ASSERT_TRUE(isDisplayThere());
+    meeting_->call().stopSharing();
+    EXPECT_TRUE(waitUntil([&] { return isLeftClean(); }, Milliseconds{4000}));
+    sleepFor(Milliseconds{500});
+    EXPECT_TRUE(isBrowserRunning()) << meeting_->call().browserOutput();
 }
 
 INSTANTIATE_TEST_SUITE_P(Browsers, BrowserSurvival, testing::Values(Browser::chromium, Browser::firefox),

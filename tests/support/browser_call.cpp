@@ -197,6 +197,11 @@ BrowserCall::State BrowserCall::state()
             .received = sideFrom(object["received"].toObject())};
 }
 
+void BrowserCall::stopSharing()
+{
+    static_cast<void>(server_.ask("stopSharing", {}, answerPatience));
+}
+
 QImage BrowserCall::trackImage(const QRect& part)
 {
     return server_.askForPicture("sharedPicture", partToRead(part), answerPatience);

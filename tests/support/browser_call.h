@@ -74,6 +74,8 @@ public:
     /// Clicks the page's button, once, as soon as the page takes clicks, and waits until frames arrive at the far side.
     /// On false, `failure` says what happened.
     [[nodiscard]] bool share(Milliseconds timeout = Milliseconds{15000});
+    /// Ends the share, not the browser.
+    void stopSharing();
     /// What the browser has logged, that of its screen capture included.
     [[nodiscard]] Process& browser() { return *browser_; }
     [[nodiscard]] std::string browserOutput() const { return browser_->output(); }
