@@ -135,13 +135,15 @@ TEST_P(FrameDrag, GuidesAreShownWhileSnapped)
     expectToHaveSettledOn(settled);
 }
 
-TEST_P(FrameDrag, TheCloseButtonEndsTheShare)
+TEST_P(FrameDrag, TheCloseButtonEndsTheApplicationAndTheDisplayGoesWithTheShare)
 {
     const QRect region(200, 150, 500, 350);
     begin(region);
     ASSERT_TRUE(meeting_->desktop().monitorNamed("Nimbrale"));
     meeting_->desktop().click(Application::closeButtonOf(region));
     EXPECT_EQ(meeting_->application().process().waitForEnd(Milliseconds{5000}), 0);
+    EXPECT_TRUE(meeting_->desktop().monitorNamed("Nimbrale")) << "the browser still shares it";
+    meeting_->call().browser().terminate();
     EXPECT_TRUE(waitUntil([&] { return !meeting_->desktop().monitorNamed("Nimbrale"); }, Milliseconds{3000}));
     EXPECT_TRUE(waitUntil([&] { return meeting_->desktop().screenSize() == QSize(1600, 900); }, Milliseconds{3000}));
 }
