@@ -205,28 +205,6 @@ void DesktopTracker::handleSelectionChange(const xcb_xfixes_selection_notify_eve
     updateCompositor();
 }
 
-void DesktopTracker::updateCompositor()
-{
-    const Reply<xcb_get_selection_owner_reply_t> owner(xcb_get_selection_owner_reply(
-        connection_.get(), xcb_get_selection_owner(connection_.get(), compositorSelection_), nullptr));
-    const xcb_window_t compositor = owner ? owner->owner : xcb_window_t{XCB_NONE};
-    if (std::exchange(compositor_, compositor) == compositor)
-        return;
-    const bool isRunning = compositor_ != XCB_NONE;
-    const Compositing compositing = isRunning ? Compositing::running : Compositing::absent;
-    compositing_ = compositing;
-    if (stack_)
-        stack_->setCompositing(compositing);
-    if (background_) {
-        background_->setComposited(isRunning);
-        if (stack_)
-            stack_->addExempt(background_->anchor());
-    }
-    for (ChangeCollector* const changes : collectors_)
-        chooseMask(*changes, ChangeCollector::longestFade);
-    watchScreen();
-}
-
 void DesktopTracker::addAll()
 {
     for (ChangeCollector* const changes : collectors_)
