@@ -106,7 +106,7 @@ std::optional<PaintProof::Color> PaintProof::colorIn(xcb_drawable_t drawable, Pi
 
 void PaintProof::light(Clock::time_point now)
 {
-    code_ = (code_ + 1) % codes.size();
+    code_ = static_cast<unsigned>((code_ + 1) % codes.size());
     const std::uint32_t color = base_ ^ codes[code_];
     xcb_connection_t* const raw = connection_.get();
     mayFail(raw, xcb_change_window_attributes_checked(raw, pixel_.get(), XCB_CW_BACK_PIXEL, &color));
