@@ -6,21 +6,22 @@
 
 namespace nimbrale {
 
-namespace {
-
-constexpr int longestAnswer = 1000; // milliseconds
-
-} // namespace
-
-void askOnBus(QObject& owner, const QDBusConnection& bus, QDBusMessage call,
-              std::function<void(const QDBusMessage& answer)> onAnswer)
+void callOnBus(QObject& owner, const QDBusConnection& bus, const QDBusMessage& call, std::chrono::milliseconds patience,
+               std::function<void(const QDBusMessage& answer)> onAnswer)
 {
-    call.setAutoStartService(false);
-    auto* watcher = new QDBusPendingCallWatcher(bus.asyncCall(call, longestAnswer), &owner);
+    auto* watcher = new QDBusPendingCallWatcher(bus.asyncCall(call, static_cast<int>(patience.count())), &owner);
     QObject::connect(watcher, &QDBusPendingCallWatcher::finished, &owner, [watcher, onAnswer = std::move(onAnswer)] {
         watcher->deleteLater();
         onAnswer(watcher->reply());
     });
+}
+
+void askOnBus(QObject& owner, const QDBusConnection& bus, QDBusMessage call,
+              std::function<void(const QDBusMessage& answer)> onAnswer)
+{
+    constexpr std::chrono::seconds longestAnswer{1};
+    call.setAutoStartService(false);
+    callOnBus(owner, bus, call, longestAnswer, std::move(onAnswer));
 }
 
 } // namespace nimbrale

@@ -1,15 +1,15 @@
 #include "platform/desktop/file_manager.h"
 
+#include "platform/desktop/bus_question.h"
 #include "platform/file_descriptor.h"
 
 #include <QDBusConnection>
 #include <QDBusMessage>
-#include <QDBusPendingCallWatcher>
-#include <QDBusPendingReply>
 #include <QDBusUnixFileDescriptor>
 #include <QUrl>
 #include <QVariantMap>
 
+#include <chrono>
 #include <fcntl.h>
 #include <utility>
 
@@ -18,7 +18,7 @@ namespace nimbrale {
 namespace {
 
 /// A file manager may have to be started first.
-constexpr int longestCall = 10000; // milliseconds
+constexpr std::chrono::seconds longestCall{10};
 
 QString uriOf(const std::filesystem::path& file)
 {
@@ -28,12 +28,11 @@ QString uriOf(const std::filesystem::path& file)
 /// `onFailure` is called on the main thread where the call fails, for whatever reason.
 void call(QObject& owner, const QDBusMessage& message, std::function<void()> onFailure)
 {
-    auto* watcher = new QDBusPendingCallWatcher(QDBusConnection::sessionBus().asyncCall(message, longestCall), &owner);
-    QObject::connect(watcher, &QDBusPendingCallWatcher::finished, &owner, [watcher, onFailure = std::move(onFailure)] {
-        watcher->deleteLater();
-        if (watcher->isError())
-            onFailure();
-    });
+    callOnBus(owner, QDBusConnection::sessionBus(), message, longestCall,
+              [onFailure = std::move(onFailure)](const QDBusMessage& answer) {
+                  if (answer.type() == QDBusMessage::ErrorMessage)
+                      onFailure();
+              });
 }
 
 } // namespace

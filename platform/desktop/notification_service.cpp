@@ -1,12 +1,14 @@
 #include "platform/desktop/notification_service.h"
 
+#include "platform/desktop/bus_question.h"
+
 #include <QDBusConnection>
 #include <QDBusMessage>
-#include <QDBusPendingCallWatcher>
 #include <QGuiApplication>
 #include <QStringList>
 #include <QVariantMap>
 
+#include <chrono>
 #include <utility>
 
 namespace nimbrale {
@@ -14,7 +16,7 @@ namespace nimbrale {
 namespace {
 
 /// The service may have to be started first.
-constexpr int longestCall = 5000; // milliseconds
+constexpr std::chrono::seconds longestCall{5};
 
 QDBusMessage callFor(const Notification& notification)
 {
@@ -38,12 +40,11 @@ void NotificationService::show(const Notification& notification, std::function<v
         QMetaObject::invokeMethod(this, std::move(onNotShown), Qt::QueuedConnection);
         return;
     }
-    auto* const watcher = new QDBusPendingCallWatcher(bus.asyncCall(callFor(notification), longestCall), this);
-    connect(watcher, &QDBusPendingCallWatcher::finished, this, [watcher, onNotShown = std::move(onNotShown)] {
-        watcher->deleteLater();
-        if (watcher->isError())
-            onNotShown();
-    });
+    callOnBus(*this, bus, callFor(notification), longestCall,
+              [onNotShown = std::move(onNotShown)](const QDBusMessage& answer) {
+                  if (answer.type() == QDBusMessage::ErrorMessage)
+                      onNotShown();
+              });
 }
 
 } // namespace nimbrale

@@ -50,9 +50,8 @@ void DesktopTracker::updateCompositor()
 
 void DesktopTracker::lookAround(RegionComposer& composer, SeenPicture& seen, ChangeCollector& changes)
 {
-    constexpr std::chrono::seconds longestLag{2};
     const Clock::time_point now = Clock::now();
-    if (!changes.isMasked() || !stack_ || (leftOutChange_ && now - *leftOutChange_ < longestLag))
+    if (!changes.isMasked() || !stack_ || (leftOutChange_ && now - *leftOutChange_ < HeldPlaces::longestPatience))
         return;
     stack_->classifyNew();
     updateMasks(now);

@@ -1,0 +1,17 @@
+#include "platform/x11/server/window_manager_name.h"
+
+#include <gtest/gtest.h>
+
+namespace nimbrale::x11 {
+namespace {
+
+TEST(WindowManagerNameTest, OnlyTheShellsOfGnomeAndCinnamonKeepTheClicksOnTheirBars)
+{
+    EXPECT_TRUE(keepsClicksOnItsBars("GNOME Shell"));
+    EXPECT_TRUE(keepsClicksOnItsBars("Mutter (Muffin)"));
+    for (const char* const other : {"", "Mutter", "KWin", "Xfwm4", "Metacity (Marco)", "Openbox", "i3"})
+        EXPECT_FALSE(keepsClicksOnItsBars(other)) << other;
+}
+
+} // namespace
+} // namespace nimbrale::x11
