@@ -19,7 +19,7 @@ OverlayColors overlayColors()
     if (!marker.isValid())
         return {};
     const Color color{marker.redF(), marker.greenF(), marker.blueF(), 1};
-    return {color, color, color};
+    return {color, color, color, color};
 }
 
 /// The frame is never put on the application's own display.

@@ -1,5 +1,6 @@
 #include "controls/control_symbols.h"
 
+#include <QCoreApplication>
 #include <QPainterPathStroker>
 #include <QPolygonF>
 #include <QTransform>
@@ -126,6 +127,28 @@ QPainterPath controlSymbolPath(ControlSymbol symbol, double pointSize)
 {
     const double factor = pointSize / builtPointSize;
     return QTransform::fromScale(factor, factor).map(builtPath(symbol));
+}
+
+std::string controlDescription(ControlSymbol symbol)
+{
+    const auto translated = [](const char* text) {
+        return QCoreApplication::translate("Controls", text).toStdString();
+    };
+    switch (symbol) {
+    case ControlSymbol::move:
+        return translated(QT_TRANSLATE_NOOP("Controls", "Move"));
+    case ControlSymbol::close:
+        return translated(QT_TRANSLATE_NOOP("Controls", "Close"));
+    case ControlSymbol::settings:
+        return translated(QT_TRANSLATE_NOOP("Controls", "Settings"));
+    case ControlSymbol::resize:
+        return translated(QT_TRANSLATE_NOOP("Controls", "Resize"));
+    case ControlSymbol::record:
+        return translated(QT_TRANSLATE_NOOP("Controls", "Record"));
+    case ControlSymbol::stopRecording:
+        break;
+    }
+    return translated(QT_TRANSLATE_NOOP("Controls", "Stop recording"));
 }
 
 } // namespace nimbrale

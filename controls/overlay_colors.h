@@ -12,6 +12,8 @@ struct OverlayColors {
     Color active{1.0, 0.62, 0.04, 1.0};
     /// The symbol that starts a recording.
     Color recording{1.0, 0.23, 0.19, 1.0};
+    /// What the words of labels and tips stand on.
+    Color label{0, 0, 0, 1};
 
     bool operator==(const OverlayColors&) const = default;
 };

@@ -25,6 +25,7 @@ namespace panel_level {
 inline constexpr int webcam = 999;
 inline constexpr int frame = 1000;
 inline constexpr int virtualDisplay = 1000;
+inline constexpr int tip = 1001;
 } // namespace panel_level
 
 enum class CursorShape { arrow, pointingHand, openHand, closedHand, resizeBottomRight };

@@ -1,6 +1,8 @@
 #pragma once
 
 #include "platform/event_time.h"
+#include "platform/geometry.h"
+#include "platform/observers.h"
 #include "platform/termination.h"
 
 #include <cstdint>
@@ -44,6 +46,17 @@ struct FolderQuestion {
     bool operator==(const FolderQuestion&) const = default;
 };
 
+/// What assistive technology learns of a control that a panel draws.
+struct AccessibleControl {
+    /// UTF-8, translated.
+    std::string name;
+    /// Screen coordinates.
+    Rect frame;
+    /// Does what a click does; empty for a control that is only dragged. It may release whatever the control belongs
+    /// to.
+    std::function<void()> press;
+};
+
 /// A question to the user that is open. Closes it, without an answer, when it goes; that has no effect once it was
 /// answered. May go within the answer.
 class OpenQuestion {
@@ -83,6 +96,12 @@ public:
                  std::function<void(const std::optional<std::filesystem::path>& folder)> onChosen) = 0;
     /// What the user knows a folder by; UTF-8. Never empty for a path that is not.
     [[nodiscard]] virtual std::string folderName(const std::filesystem::path& folder) const = 0;
+
+    /// Tells assistive technology of a panel's controls for as long as the subscription lives. `controls` is asked
+    /// whenever somebody wants to know, and always tells of the same number. `title` is what the panel is known by;
+    /// UTF-8.
+    [[nodiscard]] virtual Subscription describeControls(const std::string& title,
+                                                        std::function<std::vector<AccessibleControl>()> controls) = 0;
 
     /// Ends text editing in every window of the toolkit.
     virtual void dropKeyboardFocus() = 0;

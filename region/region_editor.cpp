@@ -32,6 +32,8 @@ std::shared_ptr<RegionEditor> RegionEditor::create(Platform& platform, std::shar
     std::shared_ptr<RegionEditor> editor(new RegionEditor(platform, std::move(capture), geometry, settings, colors));
     editor->wireOverlay();
     editor->overlay_->orderFront();
+    editor->description_ = platform.workspace().describeControls(
+        "Nimbrale frame", [overlay = editor->overlay_.get()] { return overlay->view().accessibleControls(); });
     return editor;
 }
 
@@ -82,6 +84,7 @@ void RegionEditor::showRegion(const Rect& region)
 
 void RegionEditor::close()
 {
+    description_.reset();
     overlay_->close();
 }
 

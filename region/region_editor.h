@@ -79,6 +79,8 @@ private:
     RegionSnapper snapper_;
     std::unique_ptr<RegionOverlayWindow> overlay_;
     std::optional<PendingMove> pendingMove_;
+    /// What assistive technology is told of the frame, while it is shown.
+    Subscription description_;
 };
 
 } // namespace nimbrale

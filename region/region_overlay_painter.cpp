@@ -128,17 +128,17 @@ ControlStyle RegionOverlayPainter::buttonStyle(const Pass& pass, FrameButton but
     Color base = pass.appearance.hoveredButton == button ? colors_.active : pass.frameColor;
     if (pass.appearance.pressedButton == button)
         base = blended(base, pressedDarkening, black);
-    switch (button) {
-    case FrameButton::close:
-        return {base, ControlSymbol::close, 10, symbolColor};
-    case FrameButton::settings:
-        return {base, ControlSymbol::settings, 11, symbolColor};
-    case FrameButton::record:
-        break;
+    const ControlSymbol symbol = buttonSymbol(button, pass.appearance.recordingText.has_value());
+    switch (symbol) {
+    case ControlSymbol::settings:
+        return {base, symbol, 11, symbolColor};
+    case ControlSymbol::record:
+        return {base, symbol, 10, colors_.recording};
+    case ControlSymbol::stopRecording:
+        return {base, symbol, 8, white};
+    default:
+        return {base, symbol, 10, symbolColor};
     }
-    if (pass.appearance.recordingText)
-        return {base, ControlSymbol::stopRecording, 8, white};
-    return {base, ControlSymbol::record, 10, colors_.recording};
 }
 
 void RegionOverlayPainter::paintLabel(const Pass& pass, const Rect& background, const std::string& text,
@@ -147,9 +147,22 @@ void RegionOverlayPainter::paintLabel(const Pass& pass, const Rect& background, 
     const Rect inLayer = pass.flipped(background);
     if (!pass.showsWithShadow(inLayer))
         return;
-    controls_.drawBackground(pass.painter, toQRectF(inLayer), black, pass.scale);
+    controls_.drawBackground(pass.painter, toQRectF(inLayer), colors_.label, pass.scale);
     pass.painter.setPen(Qt::white);
     drawLabelText(pass.painter, font, toQRectF(inLayer), QString::fromStdString(text));
+}
+
+ControlSymbol buttonSymbol(FrameButton button, bool isRecording)
+{
+    switch (button) {
+    case FrameButton::close:
+        return ControlSymbol::close;
+    case FrameButton::settings:
+        return ControlSymbol::settings;
+    case FrameButton::record:
+        break;
+    }
+    return isRecording ? ControlSymbol::stopRecording : ControlSymbol::record;
 }
 
 std::string recordingTimeText(double seconds)

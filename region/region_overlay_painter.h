@@ -54,6 +54,9 @@ private:
     ControlDrawing controls_;
 };
 
+/// What a button shows.
+[[nodiscard]] ControlSymbol buttonSymbol(FrameButton button, bool isRecording);
+
 /// "REC 1:05", with hours from one hour on; whole seconds that have passed. Less than none counts as none.
 [[nodiscard]] std::string recordingTimeText(double seconds);
 

@@ -26,6 +26,11 @@ Rect RegionOverlayView::inView(const Rect& screenRect) const
     return screenRect.movedBy(-overlayWindow_.frame().x, -overlayWindow_.frame().y);
 }
 
+Rect RegionOverlayView::onScreen(const Rect& viewRect) const
+{
+    return viewRect.movedBy(overlayWindow_.frame().x, overlayWindow_.frame().y);
+}
+
 Rect RegionOverlayView::inLayer(const Rect& viewRect) const
 {
     return {viewRect.x, overlayWindow_.frame().height - viewRect.maxY(), viewRect.width, viewRect.height};
@@ -134,7 +139,24 @@ void RegionOverlayView::pollHover(Point mouseLocation)
     hoveredButton_ = button;
     hoveredZone_ = zone;
     updateCursor();
+    updateTip();
     repaint();
+}
+
+void RegionOverlayView::updateTip()
+{
+    ControlTip& tip = overlayWindow_.tip();
+    const auto say = [&](ControlSymbol symbol, const Rect& control) {
+        tip.pointerCameTo(onScreen(control), controlDescription(symbol), overlayWindow_.screenFrame());
+    };
+    if (hoveredButton_)
+        say(buttonSymbol(*hoveredButton_, recordingTime_.has_value()), layout_.button(*hoveredButton_));
+    else if (hoveredZone_ == DragZone::move)
+        say(ControlSymbol::move, layout_.handle());
+    else if (hoveredZone_ == DragZone::resize)
+        say(ControlSymbol::resize, layout_.resizeButton());
+    else
+        tip.dismiss();
 }
 
 void RegionOverlayView::updateCursor()
@@ -151,6 +173,7 @@ void RegionOverlayView::updateCursor()
 
 void RegionOverlayView::mouseDown(const MouseEvent& event)
 {
+    overlayWindow_.tip().dismiss();
     if (const auto button = layout_.buttonAt(event.locationInPanel)) {
         pressedButton_ = button;
         repaint();
@@ -220,6 +243,19 @@ void RegionOverlayView::pressEnded(FrameButton button)
     // Whoever is called may release the window; nothing here is touched after the call.
     if (const auto& callback = callbacks[static_cast<std::size_t>(button)])
         callback();
+}
+
+std::vector<AccessibleControl> RegionOverlayView::accessibleControls()
+{
+    std::vector<AccessibleControl> controls;
+    controls.push_back({controlDescription(ControlSymbol::move), onScreen(layout_.handle()), {}});
+    for (const FrameButton button : allFrameButtons) {
+        const ControlSymbol symbol = buttonSymbol(button, recordingTime_.has_value());
+        controls.push_back(
+            {controlDescription(symbol), onScreen(layout_.button(button)), [this, button] { pressEnded(button); }});
+    }
+    controls.push_back({controlDescription(ControlSymbol::resize), onScreen(layout_.resizeButton()), {}});
+    return controls;
 }
 
 void RegionOverlayView::endDrag()

@@ -3,6 +3,7 @@
 #include "controls/overlay_colors.h"
 #include "geometry/display_geometry.h"
 #include "platform/panel.h"
+#include "platform/workspace.h"
 #include "region/region_overlay_layout.h"
 #include "region/region_overlay_painter.h"
 
@@ -48,6 +49,8 @@ public:
     /// Screen coordinates.
     [[nodiscard]] const std::vector<Rect>& guides() const { return guides_; }
     [[nodiscard]] const std::string& sizeLabel() const { return sizeLabel_; }
+    /// The handle, the buttons and the resize button, for those who do not see them.
+    [[nodiscard]] std::vector<AccessibleControl> accessibleControls();
     /// As of the last repaint.
     [[nodiscard]] const RegionOverlayLayout& layout() const { return layout_; }
 
@@ -55,6 +58,7 @@ private:
     [[nodiscard]] RegionOverlayLayoutInput layoutInput() const;
     [[nodiscard]] std::optional<Screen> screen() const;
     [[nodiscard]] Rect inView(const Rect& screenRect) const;
+    [[nodiscard]] Rect onScreen(const Rect& viewRect) const;
     [[nodiscard]] Rect inLayer(const Rect& viewRect) const;
     void updateLayout();
     void updateHitRegion();
@@ -66,6 +70,7 @@ private:
     void pressEnded(FrameButton button);
     [[nodiscard]] Rect draggedFrame(Point mouseLocation) const;
     void updateCursor();
+    void updateTip();
 
     RegionOverlayWindow& overlayWindow_;
     RegionOverlayPainter painter_;

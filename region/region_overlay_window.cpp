@@ -8,7 +8,8 @@ std::unique_ptr<RegionOverlayWindow> RegionOverlayWindow::create(Panels& panels,
                                                                  const Rect& screenFrame, const Rect& regionFrame,
                                                                  const OverlayColors& colors)
 {
-    std::unique_ptr<RegionOverlayWindow> window(new RegionOverlayWindow(panels, screens, screenFrame, regionFrame));
+    std::unique_ptr<RegionOverlayWindow> window(
+        new RegionOverlayWindow(panels, screens, mainQueue, screenFrame, regionFrame, colors));
     window->view_ = std::make_unique<RegionOverlayView>(*window, colors);
     window->connectPanel();
     window->view_->repaint();
@@ -20,9 +21,10 @@ std::unique_ptr<RegionOverlayWindow> RegionOverlayWindow::create(Panels& panels,
     return window;
 }
 
-RegionOverlayWindow::RegionOverlayWindow(Panels& panels, Screens& screens, const Rect& screenFrame,
-                                         const Rect& regionFrame)
+RegionOverlayWindow::RegionOverlayWindow(Panels& panels, Screens& screens, MainQueue& mainQueue,
+                                         const Rect& screenFrame, const Rect& regionFrame, const OverlayColors& colors)
     : screens_(screens), screenFrame_(screenFrame), regionFrame_(regionFrame), frame_(frameAtRest()),
+      tip_(panels, mainQueue, colors.label),
       panel_(panels.create(
           {.style = PanelStyle::overlay, .frame = frame_, .level = panel_level::frame, .title = "Nimbrale"}))
 {}
@@ -39,6 +41,7 @@ void RegionOverlayWindow::connectPanel()
 
 void RegionOverlayWindow::setFrame(const Rect& frame)
 {
+    tip_.dismiss();
     // What was invalidated so far is in the old frame's coordinates: it is drawn before they change.
     {
         const LayerTransaction transaction(panel_->rootLayer());
@@ -59,6 +62,7 @@ void RegionOverlayWindow::orderFront()
 void RegionOverlayWindow::close()
 {
     pointerWatcher_.reset();
+    tip_.dismiss();
     panel_->orderOut();
 }
 

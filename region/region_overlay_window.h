@@ -1,5 +1,6 @@
 #pragma once
 
+#include "controls/control_tip.h"
 #include "controls/overlay_colors.h"
 #include "geometry/display_geometry.h"
 #include "platform/main_queue.h"
@@ -71,6 +72,7 @@ public:
 
     [[nodiscard]] RegionOverlayView& view() { return *view_; }
     [[nodiscard]] Panel& panel() { return *panel_; }
+    [[nodiscard]] ControlTip& tip() { return tip_; }
     [[nodiscard]] const Screens& screens() const { return screens_; }
 
     /// Shows the window in front of its level without activating the application.
@@ -79,7 +81,8 @@ public:
     void close();
 
 private:
-    RegionOverlayWindow(Panels& panels, Screens& screens, const Rect& screenFrame, const Rect& regionFrame);
+    RegionOverlayWindow(Panels& panels, Screens& screens, MainQueue& mainQueue, const Rect& screenFrame,
+                        const Rect& regionFrame, const OverlayColors& colors);
 
     void connectPanel();
 
@@ -87,6 +90,7 @@ private:
     Rect screenFrame_;
     Rect regionFrame_;
     Rect frame_;
+    ControlTip tip_;
     std::unique_ptr<Panel> panel_;
     std::unique_ptr<RegionOverlayView> view_; // Paints into the panel and must go before it.
     /// Null once the window is closed.

@@ -1,5 +1,6 @@
 #include "platform/desktop/qt_workspace.h"
 
+#include "platform/desktop/accessible_panel.h"
 #include "platform/desktop/folder_names.h"
 
 #include <QApplication>
@@ -138,6 +139,12 @@ QtWorkspace::chooseFolder(const FolderQuestion& question,
 std::string QtWorkspace::folderName(const std::filesystem::path& folder) const
 {
     return folderDisplayName(folder);
+}
+
+Subscription QtWorkspace::describeControls(const std::string& title,
+                                           std::function<std::vector<AccessibleControl>()> controls)
+{
+    return std::make_shared<AccessiblePanel>(title, std::move(controls));
 }
 
 void QtWorkspace::dropKeyboardFocus()

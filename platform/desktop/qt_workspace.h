@@ -32,6 +32,8 @@ public:
     chooseFolder(const FolderQuestion& question,
                  std::function<void(const std::optional<std::filesystem::path>& folder)> onChosen) override;
     [[nodiscard]] std::string folderName(const std::filesystem::path& folder) const override;
+    [[nodiscard]] Subscription describeControls(const std::string& title,
+                                                std::function<std::vector<AccessibleControl>()> controls) override;
     void dropKeyboardFocus() override;
     void terminate() override;
     [[nodiscard]] bool isTerminating() const override { return isEnding_ || termination_.isWaiting(); }

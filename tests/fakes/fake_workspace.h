@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <deque>
 #include <functional>
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -53,6 +54,17 @@ public:
     {
         folderQuestions.push_back(question);
         return ask(openFolderQuestions, std::move(onChosen));
+    }
+    [[nodiscard]] Subscription describeControls(const std::string& title,
+                                                std::function<std::vector<AccessibleControl>()> controls) override
+    {
+        (*described_)[title] = std::move(controls);
+        return {nullptr, [described = described_, title](void*) { described->erase(title); }};
+    }
+    /// By the title of their panel, as long as they are described.
+    [[nodiscard]] const std::map<std::string, std::function<std::vector<AccessibleControl>()>>& described() const
+    {
+        return *described_;
     }
     [[nodiscard]] std::string folderName(const std::filesystem::path& folder) const override
     {
@@ -127,7 +139,10 @@ private:
         (*oldest)(value);
     }
 
+    using Descriptions = std::map<std::string, std::function<std::vector<AccessibleControl>()>>;
+
     Termination termination_;
+    std::shared_ptr<Descriptions> described_ = std::make_shared<Descriptions>();
 };
 
 } // namespace nimbrale

@@ -106,6 +106,41 @@ TEST(OwnWindows, AreInNoFrameWhenTheApplicationStartsDuringACall)
     expectMarkerToBeFound(*meeting);
 }
 
+/// Rests the pointer on a control until its tip stands left of it, inside the region, and leaves again.
+void showTipOf(Meeting& meeting, QPoint control)
+{
+    const QPoint tip = control - QPoint(32, 9);
+    EXPECT_TRUE(meeting.desktop().waitForPixel(tip.x(), tip.y(), Meeting::quietColor()));
+    meeting.desktop().movePointer(control);
+    EXPECT_TRUE(meeting.desktop().waitForPixel(tip.x(), tip.y(), markerColor))
+        << keepImage(meeting.desktop().screenshot(), "no-tip");
+    sleepFor(Milliseconds{200});
+    meeting.desktop().movePointer({60, 60});
+    EXPECT_TRUE(meeting.desktop().waitForPixel(tip.x(), tip.y(), Meeting::quietColor()));
+}
+
+TEST(OwnWindows, TheTipsOfControlsAreInNoFrame)
+{
+    // No room is on the right for the tips, which come to stand over what is shared.
+    const QRect atTheEdge(1170, 200, 400, 300);
+    Meeting::Options options = markedMeeting();
+    options.application.region = atTheEdge;
+    options.call.window = {60, 100, 320, 240};
+    const auto meeting = requireMeeting(options);
+    meeting->placeMovement(atTheEdge.center());
+    meeting->call().watchForMarker();
+    for (const bool isComposited : {false, true}) {
+        ASSERT_TRUE(!isComposited || meeting->desktop().startCompositor());
+        for (int round = 0; round < 3; ++round) {
+            showTipOf(*meeting, Application::closeButtonOf(atTheEdge));
+            showTipOf(*meeting, Application::settingsButtonOf(atTheEdge));
+        }
+    }
+    expectNoMarker(*meeting, 200);
+    meeting->scene().add("marked", {.geometry = {1300, 250, 40, 40}, .seed = 0, .color = markerColor});
+    EXPECT_TRUE(waitUntil([&] { return meeting->call().markerReport().received.found > 0; }, Milliseconds{5000}));
+}
+
 } // namespace
 
 } // namespace nimbrale::test

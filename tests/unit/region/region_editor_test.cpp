@@ -231,5 +231,14 @@ TEST_F(RegionEditorTest, StepAfterTheEditorIsGoneLeavesTheFrameAsDragged)
     EXPECT_THAT(events, IsEmpty());
 }
 
+TEST_F(RegionEditorTest, DescribesTheControlsAsLongAsTheFrameIsShown)
+{
+    const auto& described = platform.workspace().described();
+    ASSERT_EQ(described.count("Nimbrale frame"), 1U);
+    EXPECT_EQ(described.at("Nimbrale frame")().size(), 5U);
+    frameEditor->close();
+    EXPECT_TRUE(described.empty());
+}
+
 } // namespace
 } // namespace nimbrale

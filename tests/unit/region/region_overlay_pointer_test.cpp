@@ -30,6 +30,8 @@ protected:
             RegionOverlayWindow::create(platform.panels(), screens(), platform.mainQueue(), screenFrame, regionFrame);
     }
 
+    /// The frame's; a tip comes after it.
+    FakePanel& panel() { return *platform.panels().living.at(0); }
     FakeScreens& screens() { return platform.screens(); }
     std::optional<DragZone> hoveredZone() { return window->view().hoveredZone(); }
     void moveTo(Point location)
@@ -105,15 +107,14 @@ TEST_F(RegionOverlayPointerTest, FrameThatADragLeftElsewhereIsNoticedUnderAResti
     moveTo(onHandle);
     platform.mainQueue().advance(1s);
     ASSERT_EQ(hoveredZone(), DragZone::move);
-    FakePanel& panel = platform.panels().last();
     window->onChange = [](const Rect& frame, DragZone, bool) {
         return RegionOverlayWindow::Change{
             .frame = frame.movedBy(0, -150), .guides = {}, .label = {}, .screenFrame = std::nullopt};
     };
-    panel.press(onHandle);
-    panel.dragTo(onHandle);
+    panel().press(onHandle);
+    panel().dragTo(onHandle);
     platform.mainQueue().advance(1s);
-    panel.release(onHandle);
+    panel().release(onHandle);
     EXPECT_EQ(hoveredZone(), DragZone::move) << "not looked at yet";
     platform.mainQueue().advance(34ms);
     EXPECT_EQ(hoveredZone(), std::nullopt);
@@ -121,23 +122,22 @@ TEST_F(RegionOverlayPointerTest, FrameThatADragLeftElsewhereIsNoticedUnderAResti
 
 TEST_F(RegionOverlayPointerTest, ClicksAreTakenByThePixelsOfThePanelsScale)
 {
-    FakePanel& panel = platform.panels().last();
     const auto takesClickBesideClose = [&](double dx, double dy) {
         const Rect close = window->view().layout().button(FrameButton::close);
         const Point pointer{close.midX() + dx, close.midY() + dy};
-        return std::any_of(panel.mouseRegion.begin(), panel.mouseRegion.end(),
+        return std::any_of(panel().mouseRegion.begin(), panel().mouseRegion.end(),
                            [&](const Rect& rect) { return pointerIsIn(rect, pointer); });
     };
-    panel.scale = 2;
-    panel.onBackingScaleChange();
+    panel().scale = 2;
+    panel().onBackingScaleChange();
     // 12.5 and 3.5 are 12.98 away from the middle, 12.5 and 4 are 13.12.
     EXPECT_TRUE(takesClickBesideClose(12.5, 3.5));
     EXPECT_FALSE(takesClickBesideClose(12.5, 4));
     EXPECT_TRUE(takesClickBesideClose(-12.5, -3.5));
     EXPECT_FALSE(takesClickBesideClose(-13, 0.5));
     // Without magnification that place is on the pixel with its corner at 12 and 4, which is 12.65 away.
-    panel.scale = 1;
-    panel.onBackingScaleChange();
+    panel().scale = 1;
+    panel().onBackingScaleChange();
     EXPECT_TRUE(takesClickBesideClose(12.5, 4));
 }
 

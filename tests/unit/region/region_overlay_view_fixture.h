@@ -49,7 +49,8 @@ protected:
         };
     }
 
-    FakePanel& panel() { return platform.panels().last(); }
+    /// The frame's; a tip comes after it.
+    FakePanel& panel() { return *platform.panels().living.at(0); }
     RegionOverlayView& view() { return window->view(); }
     void pointAt(Point location)
     {

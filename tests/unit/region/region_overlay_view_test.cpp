@@ -272,5 +272,72 @@ TEST_F(RegionOverlayViewTest, NewScaleDrawsAnew)
     EXPECT_FALSE(panel().invalidated.empty());
 }
 
+TEST_F(RegionOverlayViewTest, EveryControlHasATipThatSaysWhatItDoes)
+{
+    const std::pair<Point, const char*> tips[]{{onClose, "Nimbrale: Close"},
+                                               {onSettings, "Nimbrale: Settings"},
+                                               {onRecord, "Nimbrale: Record"},
+                                               {onHandle, "Nimbrale: Move"},
+                                               {onResize, "Nimbrale: Resize"}};
+    for (const auto& [place, title] : tips) {
+        pointAt(place);
+        platform.mainQueue().advance(std::chrono::seconds{1});
+        ASSERT_EQ(platform.panels().living.size(), 2U) << title;
+        EXPECT_EQ(platform.panels().last().title, title);
+    }
+    pointAt(inside);
+    EXPECT_EQ(platform.panels().living.size(), 1U);
+}
+
+TEST_F(RegionOverlayViewTest, TheRecordButtonsTipTellsWhatItDoesNow)
+{
+    view().setRecordingTime(3);
+    pointAt(onRecord);
+    platform.mainQueue().advance(std::chrono::seconds{1});
+    EXPECT_EQ(platform.panels().last().title, "Nimbrale: Stop recording");
+}
+
+TEST_F(RegionOverlayViewTest, APressOrAMovedFrameEndsTheTip)
+{
+    const auto showTip = [&] {
+        pointAt(inside);
+        pointAt(onSettings);
+        platform.mainQueue().advance(std::chrono::seconds{1});
+        return platform.panels().living.size() == 2;
+    };
+    ASSERT_TRUE(showTip());
+    click(onSettings);
+    platform.mainQueue().advance(std::chrono::seconds{5});
+    EXPECT_EQ(platform.panels().living.size(), 1U) << "a click";
+    ASSERT_TRUE(showTip());
+    window->setFrame(window->frameAtRest());
+    EXPECT_EQ(platform.panels().living.size(), 1U) << "a moved frame";
+    ASSERT_TRUE(showTip());
+    window->close();
+    EXPECT_EQ(platform.panels().living.size(), 1U) << "a closed frame";
+}
+
+TEST_F(RegionOverlayViewTest, ControlsAreDescribedWhereTheyAre)
+{
+    const std::vector<AccessibleControl> controls = view().accessibleControls();
+    const std::pair<Point, const char*> expected[]{
+        {onHandle, "Move"}, {onClose, "Close"}, {onSettings, "Settings"}, {onRecord, "Record"}, {onResize, "Resize"}};
+    ASSERT_EQ(controls.size(), std::size(expected));
+    for (std::size_t i = 0; i < controls.size(); ++i) {
+        EXPECT_EQ(controls[i].name, expected[i].second);
+        EXPECT_EQ(controls[i].frame.midX(), expected[i].first.x) << controls[i].name;
+        EXPECT_TRUE(pointerIsIn(controls[i].frame, expected[i].first)) << controls[i].name;
+    }
+}
+
+TEST_F(RegionOverlayViewTest, DescribedButtonsDoWhatAClickDoes)
+{
+    for (const AccessibleControl& control : view().accessibleControls()) {
+        if (control.press)
+            control.press();
+    }
+    EXPECT_EQ(events, (std::vector<std::string>{"close", "settings", "record"}));
+}
+
 } // namespace
 } // namespace nimbrale
