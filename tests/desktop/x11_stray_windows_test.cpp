@@ -17,9 +17,9 @@ protected:
     static constexpr QRect virtualDisplay{1280, 720, 800, 600};
 
     /// The virtual display is there once the window manager has heard of it.
-    void startOn(WindowManager manager)
+    void startOn(WindowManager manager, PrivateDesktop::Server server = PrivateDesktop::Server::xvnc)
     {
-        start({.width = 1280, .height = 720, .windowManager = manager});
+        start({.server = server, .width = 1280, .height = 720, .windowManager = manager});
         scene_ = requireScene(*desktop_);
         device_ = make(800, 600);
         ASSERT_TRUE(DisplaysHost::pumpUntil([&] { return isWhole({1280, 720, 800, 600}); }));
@@ -77,6 +77,31 @@ TEST_F(StrayWindowsTest, TheWorkspaceThatI3ShowsThereIsLeftAtOnce)
     EXPECT_TRUE(DisplaysHost::pumpUntil([&] { return requests().currentWorkspace() == 0U; }));
     addWindow("next");
     EXPECT_EQ(returned_, 0);
+}
+
+TEST_F(StrayWindowsTest, AWindowThatAwesomePutsThereComesBack)
+{
+    startOn(WindowManager::awesome, PrivateDesktop::Server::xorgDummy);
+    ASSERT_EQ(requests().workspaceCount(), 18U) << "awesome gives each monitor nine";
+    addWindow("stray");
+    requests().moveToWorkspace(scene_->identifier("stray"), 9);
+    ASSERT_TRUE(isPutOn(virtualDisplay, "stray")) << "the control: it would be lost";
+    EXPECT_TRUE(comesTo(display, "stray"));
+    EXPECT_EQ(returned_, 1);
+}
+
+TEST_F(StrayWindowsTest, BspwmGivesItNoWorkspace)
+{
+    for (const auto server : {PrivateDesktop::Server::xvnc, PrivateDesktop::Server::xorgDummy}) {
+        startOn(WindowManager::bspwm, server);
+        EXPECT_EQ(requests().workspaceCount(), 2U) << "the user's own";
+        addWindow("next");
+        DisplaysHost::pumpFor(Milliseconds{500});
+        EXPECT_TRUE(isOn(display, "next"));
+        EXPECT_EQ(returned_, 0);
+        device_.reset();
+        scene_.reset();
+    }
 }
 
 TEST_F(StrayWindowsTest, AWindowThatIsMovedThereOnAnOrdinaryDesktopComesBack)

@@ -26,8 +26,8 @@ namespace nimbrale::test {
 class PrivateDesktop {
 public:
     enum class Server { xvnc, xvfb, xorgDummy };
-    /// mutter and muffin composite always; i3 tiles.
-    enum class WindowManager { none, openbox, xfwm4, kwin, marco, mutter, muffin, i3 };
+    /// mutter and muffin composite always; i3, bspwm and awesome tile.
+    enum class WindowManager { none, openbox, xfwm4, kwin, marco, mutter, muffin, i3, bspwm, awesome };
     /// As the names of tests have it: "Xfwm4".
     [[nodiscard]] static std::string managerName(WindowManager manager);
     /// `picom` draws by RENDER, `picomGlx` by OpenGL; `windowManagersOwn` switches on the compositor that xfwm4, KWin

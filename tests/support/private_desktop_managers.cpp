@@ -3,6 +3,7 @@
 #include "tests/support/x_reply.h"
 
 #include <csignal>
+#include <filesystem>
 #include <fstream>
 #include <utility>
 #include <xcb/res.h>
@@ -43,6 +44,10 @@ std::vector<std::string> programsOf(PrivateDesktop::WindowManager manager)
         return {"dbus-run-session", "muffin"};
     case WindowManager::i3:
         return {"i3"};
+    case WindowManager::bspwm:
+        return {"bspwm"};
+    case WindowManager::awesome:
+        return {"awesome"};
     }
     return {};
 }
@@ -80,6 +85,10 @@ std::string PrivateDesktop::managerName(WindowManager manager)
         return "Muffin";
     case WindowManager::i3:
         return "I3";
+    case WindowManager::bspwm:
+        return "Bspwm";
+    case WindowManager::awesome:
+        return "Awesome";
     }
     return "None";
 }
@@ -139,6 +148,13 @@ std::unique_ptr<Process> PrivateDesktop::spawnWindowManager()
     case WindowManager::i3:
         std::ofstream(folder_ / "i3") << "# i3 config file (v4)\nfocus_follows_mouse no\n";
         return spawn("i3", {"-c", folder_ / "i3"});
+    case WindowManager::bspwm:
+        // Its configuration is a program that it runs.
+        std::ofstream(folder_ / "bspwmrc") << "#!/bin/sh\nbspc monitor -d one two\n";
+        std::filesystem::permissions(folder_ / "bspwmrc", std::filesystem::perms::owner_all);
+        return spawn("bspwm", {"-c", folder_ / "bspwmrc"});
+    case WindowManager::awesome:
+        return spawn("awesome", {"--no-argb"});
     }
     return nullptr;
 }

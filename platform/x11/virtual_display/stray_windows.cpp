@@ -16,6 +16,7 @@ using namespace std::chrono_literals;
 constexpr auto settleDelay = 100ms;
 // EWMH's: who asks is a pager, the gravity is the top left corner's, and x and y are given.
 constexpr std::uint32_t fromPager = 2;
+constexpr std::uint32_t everyDesktop = 0xffffffff;
 constexpr std::uint32_t moveToCorner = 1 | 1U << 8 | 1U << 9 | fromPager << 12;
 
 PixelPoint centerOf(const PixelRect& rect)
@@ -78,21 +79,38 @@ void StrayWindows::checkSoon()
 
 void StrayWindows::check()
 {
-    readDesktops();
-    const auto clients =
-        connection_.numbers32(connection_.root(), connection_.atom("_NET_CLIENT_LIST"), XCB_ATOM_WINDOW);
-    for (const xcb_window_t client : clients)
-        bringBackIfOut(client);
+    const std::vector<Stray> strays = findStrays();
+    readDesktops(strays);
+    for (const Stray& stray : strays)
+        bringBack(stray);
     leaveDesktop();
     connection_.flush();
 }
 
-void StrayWindows::readDesktops()
+std::vector<StrayWindows::Stray> StrayWindows::findStrays() const
+{
+    std::vector<Stray> strays;
+    for (const xcb_window_t client :
+         connection_.numbers32(connection_.root(), connection_.atom("_NET_CLIENT_LIST"), XCB_ATOM_WINDOW)) {
+        const std::optional<PixelRect> place = placeOf(client);
+        if (!place || !virtualDisplay_.contains(centerOf(*place)))
+            continue;
+        strays.push_back(
+            {client, *place, connection_.property32(client, connection_.atom("_NET_WM_DESKTOP"), XCB_ATOM_CARDINAL)});
+    }
+    return strays;
+}
+
+void StrayWindows::readDesktops(const std::vector<Stray>& strays)
 {
     const xcb_window_t root = connection_.root();
     desktop_ = connection_.property32(root, connection_.atom("_NET_CURRENT_DESKTOP"), XCB_ATOM_CARDINAL).value_or(0);
     origins_ = connection_.numbers32(root, connection_.atom("_NET_DESKTOP_VIEWPORT"), XCB_ATOM_CARDINAL);
-    if (!isOut(desktop_))
+    // Not each window manager that shows several desktops at once says where they lie. One that a stray is on may be the
+    // one that is shown on the virtual display, and the user's work may have gone there with it.
+    const bool hasStray =
+        std::any_of(strays.begin(), strays.end(), [&](const Stray& stray) { return stray.desktop == desktop_; });
+    if (!isOut(desktop_) && !hasStray)
         visibleDesktop_ = desktop_;
 }
 
@@ -114,24 +132,16 @@ void StrayWindows::leaveDesktop()
     ask("_NET_CURRENT_DESKTOP", connection_.root(), {*visibleDesktop_, XCB_CURRENT_TIME});
 }
 
-void StrayWindows::bringBackIfOut(xcb_window_t window)
+void StrayWindows::bringBack(const Stray& stray)
 {
-    const std::optional<PixelRect> place = placeOf(window);
     const auto now = CorrectionLimiter::Clock::now();
-    if (!place || !virtualDisplay_.contains(centerOf(*place)) || corrections_.delay(now) > 0ns)
+    if (corrections_.delay(now) > 0ns)
         return;
     corrections_.note(now);
-    bringBack(window, *place);
-    if (onReturned)
-        onReturned();
-}
-
-void StrayWindows::bringBack(xcb_window_t window, const PixelRect& place)
-{
+    const auto& [window, place, desktop] = stray;
     const auto active =
         connection_.property32(connection_.root(), connection_.atom("_NET_ACTIVE_WINDOW"), XCB_ATOM_WINDOW);
-    const auto desktop = connection_.property32(window, connection_.atom("_NET_WM_DESKTOP"), XCB_ATOM_CARDINAL);
-    if (desktop && isOut(*desktop) && visibleDesktop_) {
+    if (desktop && desktop != everyDesktop && visibleDesktop_ && desktop != visibleDesktop_) {
         ask("_NET_WM_DESKTOP", window, {*visibleDesktop_, fromPager});
     } else {
         const int x = std::max(displays_.x, std::min(place.x, displays_.x + displays_.width - place.width));
@@ -141,6 +151,8 @@ void StrayWindows::bringBack(xcb_window_t window, const PixelRect& place)
     }
     if (active == window)
         ask("_NET_ACTIVE_WINDOW", window, {fromPager, XCB_CURRENT_TIME});
+    if (onReturned)
+        onReturned();
 }
 
 /// Of a window that is shown, in pixels of the root.

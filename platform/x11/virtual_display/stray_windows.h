@@ -36,11 +36,17 @@ private:
     void propertyChanged(const xcb_property_notify_event_t& event);
     void checkSoon();
     void check();
-    void readDesktops();
+    /// A window that is shown on the virtual display, and the desktop that it is on, if its window manager says so.
+    struct Stray {
+        xcb_window_t window;
+        PixelRect place;
+        std::optional<std::uint32_t> desktop;
+    };
+    [[nodiscard]] std::vector<Stray> findStrays() const;
+    void readDesktops(const std::vector<Stray>& strays);
     [[nodiscard]] bool isOut(std::uint32_t desktop) const;
     void leaveDesktop();
-    void bringBackIfOut(xcb_window_t window);
-    void bringBack(xcb_window_t window, const PixelRect& place);
+    void bringBack(const Stray& stray);
     [[nodiscard]] std::optional<PixelRect> placeOf(xcb_window_t window) const;
     void ask(const char* message, xcb_window_t window, const std::vector<std::uint32_t>& values);
 
