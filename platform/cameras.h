@@ -1,0 +1,58 @@
+#pragma once
+
+#include "platform/buffer_surface.h"
+#include "platform/observers.h"
+#include "platform/result.h"
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace nimbrale {
+
+struct CameraDevice {
+    /// The same whenever the camera is plugged in.
+    std::string id;
+    /// What the user knows it by; UTF-8.
+    std::string name;
+
+    bool operator==(const CameraDevice&) const = default;
+};
+
+/// A camera that is open. Destroying it closes the camera, so that its light goes out, before the call returns; no
+/// handler is called any more then. Main thread only.
+class OpenCamera {
+public:
+    virtual ~OpenCamera() = default;
+};
+
+/// The computer's cameras. Main thread only.
+class Cameras {
+public:
+    struct Handlers {
+        /// Each picture, opaque, in the camera's own size. Called on a thread of the camera's own, one call at a time.
+        std::function<void(std::shared_ptr<const BufferSurface> picture)> onPicture;
+        /// The camera gives no pictures any more, or never did: it is gone, busy or broken. Called at most once, on the
+        /// main queue; the camera may be destroyed within the call.
+        std::function<void(const Error& error)> onLost;
+    };
+
+    virtual ~Cameras() = default;
+
+    /// Those that are there now, in the system's order.
+    [[nodiscard]] virtual std::vector<CameraDevice> devices() const = 0;
+    /// The one that the user prefers in all programs, if the system knows of such.
+    [[nodiscard]] virtual std::optional<std::string> preferredDevice() const = 0;
+    /// A camera came or went, or another one is preferred.
+    [[nodiscard]] virtual Subscription observeDevices(std::function<void()> observer) = 0;
+
+    /// Asks the user, where the system wants that, whether this application may use cameras. `onAnswer` is called
+    /// later, on the main queue, unless the application ends before.
+    virtual void requestAccess(std::function<void(bool isGranted)> onAnswer) = 0;
+    /// Opens a camera by its identifier. What fails is told by `onLost`, not within this call.
+    [[nodiscard]] virtual std::unique_ptr<OpenCamera> open(const std::string& id, Handlers handlers) = 0;
+};
+
+} // namespace nimbrale
