@@ -73,6 +73,14 @@ void WebcamPictureLayer::showLive(const std::shared_ptr<const Surface>& picture)
     preview_->setContents(picture);
 }
 
+void WebcamPictureLayer::showNothing()
+{
+    const LayerTransaction transaction(*layer_);
+    preview_->setContents(nullptr);
+    processed_->setContents(nullptr);
+    updateVisibility();
+}
+
 void WebcamPictureLayer::showProcessed(const std::shared_ptr<const Surface>& picture)
 {
     const LayerTransaction transaction(*layer_);

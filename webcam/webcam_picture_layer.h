@@ -36,6 +36,7 @@ private:
 
     void setBackground(Background background);
     void showLive(const std::shared_ptr<const Surface>& picture);
+    void showNothing();
     void showProcessed(const std::shared_ptr<const Surface>& picture);
     void updateVisibility();
     void layOut();

@@ -20,6 +20,13 @@ void WebcamPictures::showLive(const std::shared_ptr<const Surface>& picture)
         layer->showLive(picture);
 }
 
+void WebcamPictures::showNothing()
+{
+    live_ = nullptr;
+    for (WebcamPictureLayer* const layer : layers_)
+        layer->showNothing();
+}
+
 void WebcamPictures::showProcessed(const std::shared_ptr<const Surface>& picture, Background madeFor)
 {
     if (madeFor != background_ || madeFor == Background::original)

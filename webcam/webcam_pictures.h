@@ -28,6 +28,8 @@ public:
     /// The camera's picture as it is; absent when the camera gives none.
     [[nodiscard]] const std::shared_ptr<const Surface>& live() const { return live_; }
     void showLive(const std::shared_ptr<const Surface>& picture);
+    /// The camera gives no pictures any more: layers are empty, processed pictures included.
+    void showNothing();
     /// A picture processed for `madeFor`; it comes too late when another background is wanted by now, and is dropped.
     void showProcessed(const std::shared_ptr<const Surface>& picture, Background madeFor);
 

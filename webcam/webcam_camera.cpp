@@ -1,0 +1,209 @@
+#include "webcam/webcam_camera.h"
+
+#include "platform/log.h"
+
+#include <algorithm>
+#include <mutex>
+#include <utility>
+
+namespace nimbrale {
+
+/// Takes pictures from the camera's thread. Of each kind at most one waits: a later picture takes its place, so that
+/// nothing piles up behind a slow effect or a busy main thread. Outlives the camera as long as work for it is under way.
+class WebcamCamera::Intake : public std::enable_shared_from_this<Intake> {
+public:
+    /// `queue` must outlive the camera's thread.
+    Intake(MainQueue& main, SerialQueue& queue, std::weak_ptr<WebcamPictures> pictures, Effects effects)
+        : main_(main), queue_(queue), pictures_(std::move(pictures)), effects_(std::move(effects))
+    {}
+
+    void setBackground(Background background)
+    {
+        const std::lock_guard lock(mutex_);
+        background_ = background;
+        unprocessed_.reset();
+    }
+    /// Pictures of the camera that is about to be open are shown, those of any before are not.
+    [[nodiscard]] int beginRound()
+    {
+        const std::lock_guard lock(mutex_);
+        unprocessed_.reset();
+        live_.reset();
+        return ++round_;
+    }
+    void take(const std::shared_ptr<const BufferSurface>& picture, int round)
+    {
+        const std::lock_guard lock(mutex_);
+        if (round != round_)
+            return;
+        if (!std::exchange(live_, picture))
+            main_.post([self = shared_from_this()] { self->showLive(); });
+        if (background_ == Background::original)
+            return;
+        if (!std::exchange(unprocessed_, picture) && !isProcessing_)
+            process();
+    }
+
+private:
+    // Within the lock.
+    void process()
+    {
+        isProcessing_ = true;
+        queue_.post([self = shared_from_this()] { self->processWaiting(); });
+    }
+
+    void processWaiting()
+    {
+        std::shared_ptr<const BufferSurface> picture;
+        Background background{};
+        int round = 0;
+        {
+            const std::lock_guard lock(mutex_);
+            picture = std::exchange(unprocessed_, nullptr);
+            background = background_;
+            round = round_;
+        }
+        if (picture) {
+            if (const auto processed = effects_(picture, background))
+                main_.post([self = shared_from_this(), processed, background, round] {
+                    self->showProcessed(processed, background, round);
+                });
+        }
+        const std::lock_guard lock(mutex_);
+        isProcessing_ = false;
+        if (unprocessed_)
+            process();
+    }
+
+    void showLive()
+    {
+        std::shared_ptr<const BufferSurface> picture;
+        {
+            const std::lock_guard lock(mutex_);
+            picture = std::exchange(live_, nullptr);
+        }
+        const auto pictures = pictures_.lock();
+        if (picture && pictures)
+            pictures->showLive(picture);
+    }
+
+    void showProcessed(const std::shared_ptr<const Surface>& picture, Background background, int round)
+    {
+        {
+            const std::lock_guard lock(mutex_);
+            if (round != round_)
+                return;
+        }
+        if (const auto pictures = pictures_.lock())
+            pictures->showProcessed(picture, background);
+    }
+
+    MainQueue& main_;
+    SerialQueue& queue_;
+    std::weak_ptr<WebcamPictures> pictures_;
+    Effects effects_;
+    std::mutex mutex_;
+    Background background_ = Background::original;
+    int round_ = 0;
+    bool isProcessing_ = false;
+    std::shared_ptr<const BufferSurface> live_;
+    std::shared_ptr<const BufferSurface> unprocessed_;
+};
+
+WebcamCamera::WebcamCamera(Cameras& cameras, MainQueue& queue, Effects effects)
+    : cameras_(cameras), queue_(queue),
+      intake_(std::make_shared<Intake>(queue, effectsQueue_, pictures_, std::move(effects)))
+{}
+
+WebcamCamera::~WebcamCamera()
+{
+    stop();
+}
+
+void WebcamCamera::selectDevice(const std::string& deviceID)
+{
+    if (deviceID_ == deviceID)
+        return;
+    deviceID_ = deviceID;
+    toldProblem_.clear();
+    devices_ = cameras_.observeDevices([this] { followDevices(); });
+    open();
+}
+
+void WebcamCamera::setBackground(Background background)
+{
+    intake_->setBackground(background);
+    pictures_->setBackground(background);
+}
+
+void WebcamCamera::stop()
+{
+    deviceID_.reset();
+    devices_.reset();
+    close();
+}
+
+std::optional<CameraDevice> WebcamCamera::wantedDevice() const
+{
+    const std::vector<CameraDevice> devices = cameras_.devices();
+    const auto named = [&](const std::optional<std::string>& id) {
+        return std::find_if(devices.begin(), devices.end(), [&](const CameraDevice& device) { return device.id == id; });
+    };
+    for (const auto& id : {deviceID_, cameras_.preferredDevice()}) {
+        if (const auto found = named(id); found != devices.end())
+            return *found;
+    }
+    return devices.empty() ? std::nullopt : std::optional(devices.front());
+}
+
+void WebcamCamera::followDevices()
+{
+    const std::optional<CameraDevice> wanted = wantedDevice();
+    const bool isOpenAsWanted = camera_ && wanted && device_ && wanted->id == device_->id;
+    if (!isOpenAsWanted)
+        open();
+}
+
+void WebcamCamera::open()
+{
+    close();
+    device_ = wantedDevice();
+    if (!device_) {
+        tellOnce("Couldn't use camera none");
+        return;
+    }
+    const int round = intake_->beginRound();
+    Cameras::Handlers handlers;
+    handlers.onPicture = [intake = intake_, round](const std::shared_ptr<const BufferSurface>& picture) {
+        intake->take(picture, round);
+    };
+    handlers.onLost = [this, device = *device_](const Error& error) { lost(device, error); };
+    camera_ = cameras_.open(device_->id, std::move(handlers));
+}
+
+void WebcamCamera::close()
+{
+    retry_.reset();
+    camera_.reset();
+    // What is on its way is not shown any more.
+    static_cast<void>(intake_->beginRound());
+    pictures_->showNothing();
+}
+
+void WebcamCamera::lost(const CameraDevice& device, const Error& error)
+{
+    const bool hadPictures = pictures_->live() != nullptr;
+    close();
+    if (hadPictures)
+        toldProblem_.clear();
+    tellOnce("Couldn't use camera " + device.name + ": " + error.message);
+    retry_ = queue_.schedule(retryDelay, [this] { open(); });
+}
+
+void WebcamCamera::tellOnce(const std::string& problem)
+{
+    if (std::exchange(toldProblem_, problem) != problem)
+        qCCritical(webcamLog, "%s", problem.c_str());
+}
+
+} // namespace nimbrale
