@@ -17,14 +17,17 @@ constexpr std::chrono::milliseconds displayCheckDelay{500};
 } // namespace
 
 std::shared_ptr<AppDelegate> AppDelegate::create(Platform& platform, AppSettings& settings,
+                                                 std::shared_ptr<WebcamCamera> camera,
                                                  ShowSettingsWindow showSettingsWindow, const OverlayColors& colors)
 {
-    return std::shared_ptr<AppDelegate>(new AppDelegate(platform, settings, std::move(showSettingsWindow), colors));
+    return std::shared_ptr<AppDelegate>(
+        new AppDelegate(platform, settings, std::move(camera), std::move(showSettingsWindow), colors));
 }
 
-AppDelegate::AppDelegate(Platform& platform, AppSettings& settings, ShowSettingsWindow showSettingsWindow,
-                         const OverlayColors& colors)
-    : platform_(platform), settings_(settings), showSettingsWindow_(std::move(showSettingsWindow)), colors_(colors),
+AppDelegate::AppDelegate(Platform& platform, AppSettings& settings, std::shared_ptr<WebcamCamera> camera,
+                         ShowSettingsWindow showSettingsWindow, const OverlayColors& colors)
+    : platform_(platform), settings_(settings), camera_(std::move(camera)),
+      showSettingsWindow_(std::move(showSettingsWindow)), colors_(colors),
       sharedScreen_(platform.virtualDisplays(), platform.panels(), platform.screens(), platform.mainQueue()),
       captureFailure_(platform), sharingNotice_(SharingNotice::create(platform.workspace()))
 {
@@ -34,8 +37,17 @@ AppDelegate::AppDelegate(Platform& platform, AppSettings& settings, ShowSettings
 
 AppDelegate::~AppDelegate()
 {
+    closeFrame();
+}
+
+void AppDelegate::closeFrame()
+{
     if (editor_)
         editor_->close();
+    editor_.reset();
+    if (webcam_)
+        webcam_->hide();
+    webcam_.reset();
 }
 
 void AppDelegate::applicationWillFinishLaunching()
@@ -131,6 +143,7 @@ void AppDelegate::captureStarted(const Result<void>& result)
     sharedScreen_.activate(capture_->region(), *geometry, capture_->pixelScale());
     framedAreaChanged();
     createEditor();
+    createWebcam();
     tellOfSharing();
 }
 
@@ -142,6 +155,7 @@ void AppDelegate::createEditor()
         const auto self = weak.lock();
         if (!self)
             return;
+        self->webcam_->followRegion(region);
         self->sharedScreen_.setRegion(region);
         self->framedAreaChanged();
     };
@@ -169,6 +183,35 @@ void AppDelegate::createEditor()
     };
 }
 
+void AppDelegate::createWebcam()
+{
+    webcam_ =
+        WebcamOverlay::create(platform_, settings_, camera_, {*capture_->geometry(), capture_->region()}, colors_);
+    const std::weak_ptr weak = weak_from_this();
+    webcam_->onAppearanceChange = [weak](const WebcamAppearance& appearance) {
+        if (const auto self = weak.lock())
+            self->sharedScreen_.setWebcam(appearance);
+    };
+    webcam_->onOpenSettings = [weak] {
+        const auto self = weak.lock();
+        if (!self)
+            return;
+        self->settings_.setSettingsTab(AppSettings::SettingsTab::webcam);
+        self->openSettings(self->platform_.panels().timeOfLastClick());
+    };
+    showOrHideWebcam();
+}
+
+void AppDelegate::showOrHideWebcam()
+{
+    if (!webcam_)
+        return;
+    if (settings_.webcamEnabled() && !platform_.sessionLock().isLocked())
+        webcam_->show();
+    else
+        webcam_->hide();
+}
+
 void AppDelegate::moveToDisplay(DisplayID displayID, const DisplayGeometry& geometry, const Rect& region)
 {
     const StoredRegion stored = geometry.storedFromRegion(region);
@@ -193,9 +236,7 @@ void AppDelegate::restartCaptureChain()
 {
     if (holdBack())
         return;
-    if (editor_)
-        editor_->close();
-    editor_.reset();
+    closeFrame();
     sharedScreen_.deactivate();
     framedAreaChanged();
     const std::shared_ptr<RegionCapture> capture = std::exchange(capture_, nullptr);
@@ -233,6 +274,7 @@ void AppDelegate::sessionLockDidChange()
 {
     if (platform_.sessionLock().isLocked()) {
         sharedScreen_.pause();
+        showOrHideWebcam();
         if (followsChanges() && capture_->hasStream()) {
             wasHeldBack_ = true;
             stop(*capture_);
@@ -272,6 +314,7 @@ void AppDelegate::settingsDidChange()
     }
     if (capture_->settingsChanged())
         followRegion();
+    showOrHideWebcam();
 }
 
 void AppDelegate::followRegion()
@@ -279,6 +322,8 @@ void AppDelegate::followRegion()
     const Rect region = capture_->region();
     if (editor_)
         editor_->showRegion(region);
+    if (webcam_)
+        webcam_->followRegion(region);
     sharedScreen_.setRegion(region);
     sharedScreen_.regionChangeEnded();
     framedAreaChanged();

@@ -8,6 +8,7 @@
 #include "settings/app_settings.h"
 #include "share/region_capture.h"
 #include "share/shared_screen.h"
+#include "webcam/webcam_overlay.h"
 
 #include <cstdint>
 #include <functional>
@@ -15,16 +16,17 @@
 
 namespace nimbrale {
 
-/// Owns and wires the long-lived parts: the capture of the framed area, the screen that shows it and the frame that
-/// the user drags. Builds this chain at the start and anew when the frame's display changes. While the session is
-/// locked nothing is captured, and a card says so in the picture's place. Main thread only.
+/// Owns and wires the long-lived parts: the capture of the framed area, the screen that shows it, the frame that the
+/// user drags, and the webcam in it. Builds this chain at the start and anew when the frame's display changes. While
+/// the session is locked nothing is captured, and a card says so in the picture's place. Main thread only.
 class AppDelegate : public std::enable_shared_from_this<AppDelegate> {
 public:
     /// Brings the Settings window to the front and gives it the keyboard, for what the user did at `cause` or just now.
     using ShowSettingsWindow = std::function<void(std::optional<EventTime> cause)>;
 
-    /// Everything given must outlive the object.
+    /// Everything given must outlive the object. `camera` is the one that the webcam shows.
     [[nodiscard]] static std::shared_ptr<AppDelegate> create(Platform& platform, AppSettings& settings,
+                                                             std::shared_ptr<WebcamCamera> camera,
                                                              ShowSettingsWindow showSettingsWindow,
                                                              const OverlayColors& colors = {});
     ~AppDelegate();
@@ -54,16 +56,21 @@ public:
     /// The capture under way, and the frame once that capture has started; null while there is none.
     [[nodiscard]] const std::shared_ptr<RegionCapture>& capture() const { return capture_; }
     [[nodiscard]] const std::shared_ptr<RegionEditor>& editor() const { return editor_; }
+    /// Null while there is no frame.
+    [[nodiscard]] const std::shared_ptr<WebcamOverlay>& webcam() const { return webcam_; }
     [[nodiscard]] const SharedScreen& sharedScreen() const { return sharedScreen_; }
 
 private:
-    AppDelegate(Platform& platform, AppSettings& settings, ShowSettingsWindow showSettingsWindow,
-                const OverlayColors& colors);
+    AppDelegate(Platform& platform, AppSettings& settings, std::shared_ptr<WebcamCamera> camera,
+                ShowSettingsWindow showSettingsWindow, const OverlayColors& colors);
 
     void startCaptureChain();
     void startCapture(const std::shared_ptr<RegionCapture>& capture, std::optional<Result<ShareableContent>> content);
     void captureStarted(const Result<void>& result);
     void createEditor();
+    void createWebcam();
+    void showOrHideWebcam();
+    void closeFrame();
     void restartCaptureChain();
     void stop(RegionCapture& capture);
     void captureStopped();
@@ -83,12 +90,14 @@ private:
 
     Platform& platform_;
     AppSettings& settings_;
+    std::shared_ptr<WebcamCamera> camera_;
     ShowSettingsWindow showSettingsWindow_;
     OverlayColors colors_;
     SharedScreen sharedScreen_;
     /// Null while a restart waits for the capture before to stop.
     std::shared_ptr<RegionCapture> capture_;
     std::shared_ptr<RegionEditor> editor_;
+    std::shared_ptr<WebcamOverlay> webcam_;
     bool isCaptureStopping_ = false;
     /// Whether the session's lock has stopped a capture or kept one from starting.
     bool wasHeldBack_ = false;

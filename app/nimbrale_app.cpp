@@ -22,6 +22,13 @@ OverlayColors overlayColors()
     return {color, color, color, color};
 }
 
+std::shared_ptr<WebcamCamera> makeCamera(Platform& platform)
+{
+    return std::make_shared<WebcamCamera>(
+        platform.cameras(), platform.mainQueue(),
+        [](const std::shared_ptr<const BufferSurface>&, WebcamCamera::Background) { return nullptr; });
+}
+
 /// The frame is never put on the application's own display.
 std::vector<Screen> displaysForFrame(const Screens& screens)
 {
@@ -43,7 +50,8 @@ void endWithoutDesktop(const Error& error)
 NimbraleApp::NimbraleApp(Platform& platform, AppSettings& settings)
     : platform_(platform), settings_(settings), terminationSignals_([this] { platform_.workspace().terminate(); }),
       appDelegate_(AppDelegate::create(
-          platform, settings, [this](std::optional<EventTime> cause) { showSettingsWindow(cause); }, overlayColors()))
+          platform, settings, makeCamera(platform),
+          [this](std::optional<EventTime> cause) { showSettingsWindow(cause); }, overlayColors()))
 {
     QApplication::setQuitOnLastWindowClosed(false);
     QApplication::setWindowIcon(applicationIcon());
@@ -90,14 +98,17 @@ void NimbraleApp::showSettingsWindow(std::optional<EventTime> cause)
 
 std::unique_ptr<SettingsWindow> NimbraleApp::makeSettingsWindow()
 {
-    auto window = std::make_unique<SettingsWindow>(
-        settings_, [&screens = platform_.screens()] { return displaysForFrame(screens); },
-        [this] { return framedArea(); });
+    SettingsWindow::Sources sources;
+    sources.displays = [&screens = platform_.screens()] { return displaysForFrame(screens); };
+    sources.framedArea = [this] { return framedArea(); };
+    sources.cameras = [&cameras = platform_.cameras()] { return cameras.devices(); };
+    auto window = std::make_unique<SettingsWindow>(settings_, sources);
     window->onKeyChanged = [this, settingsWindow = window.get()](bool isKey) {
         panelsBelowSettings_ = isKey ? platform_.panels().keepBelow(settingsWindow->winId()) : nullptr;
     };
-    screensObserver_ =
-        platform_.screens().observeChanges([settingsWindow = window.get()] { settingsWindow->displaysDidChange(); });
+    const auto followDevices = [settingsWindow = window.get()] { settingsWindow->devicesDidChange(); };
+    screensObserver_ = platform_.screens().observeChanges(followDevices);
+    camerasObserver_ = platform_.cameras().observeDevices(followDevices);
     appDelegate_->onFramedAreaChange = [settingsWindow = window.get()] { settingsWindow->framedAreaDidChange(); };
     return window;
 }

@@ -46,6 +46,7 @@ private:
     std::unique_ptr<SettingsWindow> settingsWindow_;
     std::shared_ptr<AppDelegate> appDelegate_;
     Subscription screensObserver_;
+    Subscription camerasObserver_;
     /// While the settings window is key.
     Subscription panelsBelowSettings_;
     std::vector<Subscription> panelsBelowAlerts_;

@@ -23,4 +23,26 @@
         <translation>Hold Super while dragging to enable snapping temporarily.</translation>
     </message>
 </context>
+<context>
+    <name>WebcamOverlay</name>
+    <message>
+        <source>To show your webcam, allow Nimbrale in System Settings → Privacy &amp; Security → Camera, then turn the webcam on again in Settings.</source>
+        <translation>To show your webcam, allow Nimbrale to use the camera in your desktop's privacy settings, then turn the webcam on again in Settings.</translation>
+    </message>
+    <message>
+        <source>Open System Settings</source>
+        <translation>OK</translation>
+    </message>
+</context>
+<context>
+    <name>WebcamSettings</name>
+    <message>
+        <source>Nimbrale finds you in the picture and blurs everything behind you. This takes extra processing, most noticeably on Intel Macs.</source>
+        <translation>Nimbrale finds you in the picture and blurs everything behind you. This takes extra processing.</translation>
+    </message>
+    <message>
+        <source>Nimbrale finds you in the picture and removes everything behind you. This takes extra processing, most noticeably on Intel Macs.</source>
+        <translation>Nimbrale finds you in the picture and removes everything behind you. This takes extra processing.</translation>
+    </message>
+</context>
 </TS>

@@ -2,6 +2,7 @@
 
 #include "geometry/picture_size.h"
 #include "ui/number_field.h"
+#include "ui/picker.h"
 #include "ui/secondary_label.h"
 #include "ui/settings_section.h"
 
@@ -198,25 +199,11 @@ void GeneralSettings::refreshSharedSize()
 
 void GeneralSettings::refreshDisplays()
 {
-    std::vector<std::pair<QString, qlonglong>> entries{
-        {translated(QT_TRANSLATE_NOOP("GeneralSettings", "Main display")), 0}};
+    PickerEntries entries{{translated(QT_TRANSLATE_NOOP("GeneralSettings", "Main display")), qlonglong{0}}};
     for (const Screen& screen : displays_())
-        entries.emplace_back(QString::fromStdString(screen.name), screen.displayID);
-
-    bool isSame = std::cmp_equal(display_->count(), entries.size());
-    for (int index = 0; isSame && index < display_->count(); ++index) {
-        const auto& [name, value] = entries[static_cast<std::size_t>(index)];
-        isSame = display_->itemText(index) == name && display_->itemData(index).toLongLong() == value;
-    }
-    if (!isSame) { // Filling the list closes it, which is not to happen under the user's hand.
-        display_->clear();
-        for (const auto& [name, value] : entries)
-            display_->addItem(name, value);
-    }
+        entries.emplace_back(QString::fromStdString(screen.name), qlonglong{screen.displayID});
     // A display that is not connected leaves no entry selected.
-    const int stored = display_->findData(static_cast<qlonglong>(settings_.displayID()));
-    if (display_->currentIndex() != stored)
-        display_->setCurrentIndex(stored);
+    fillPicker(*display_, entries, static_cast<qlonglong>(settings_.displayID()));
 }
 
 void GeneralSettings::refreshNotes()

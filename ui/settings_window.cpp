@@ -6,6 +6,8 @@
 #include <QScrollArea>
 #include <QScrollBar>
 #include <QShortcut>
+#include <QSignalBlocker>
+#include <QTabWidget>
 #include <QVBoxLayout>
 
 #include <utility>
@@ -17,35 +19,49 @@ namespace {
 /// The part of a small screen's height that the window takes at most.
 constexpr double largestShareOfScreen = 0.85;
 
-/// As large as `content` wants, or as the screen allows, with room for the scroll bar then.
-QSize sizeFor(const QScrollArea& scrollArea, const QWidget& content)
-{
-    const QSize wanted = content.sizeHint();
-    const int largestHeight = static_cast<int>(scrollArea.screen()->availableSize().height() * largestShareOfScreen);
-    if (wanted.height() <= largestHeight)
-        return wanted;
-    return {wanted.width() + scrollArea.verticalScrollBar()->sizeHint().width(), largestHeight};
-}
+/// A page that scrolls where the screen is too small for it.
+class Page final : public QScrollArea {
+public:
+    explicit Page(QWidget* content)
+    {
+        setFrameShape(QFrame::NoFrame);
+        setWidgetResizable(true);
+        setFocusPolicy(Qt::NoFocus);
+        setWidget(content);
+    }
+
+    /// As large as the content wants, or as the screen allows, with room for the scroll bar then.
+    [[nodiscard]] QSize sizeHint() const override
+    {
+        const QSize wanted = widget()->sizeHint();
+        const int largestHeight = static_cast<int>(screen()->availableSize().height() * largestShareOfScreen);
+        if (wanted.height() <= largestHeight)
+            return wanted;
+        return {wanted.width() + verticalScrollBar()->sizeHint().width(), largestHeight};
+    }
+};
 
 } // namespace
 
-SettingsWindow::SettingsWindow(AppSettings& settings, DisplayList displays, FramedAreaSource framedArea)
-    : general_(new GeneralSettings(settings, std::move(displays), std::move(framedArea)))
+SettingsWindow::SettingsWindow(AppSettings& settings, const Sources& sources)
+    : settings_(settings), tabs_(new QTabWidget),
+      general_(new GeneralSettings(settings, sources.displays, sources.framedArea)),
+      webcam_(new WebcamSettings(settings, sources.cameras))
 {
     setObjectName("Settings");
     setWindowTitle(QCoreApplication::translate("SettingsWindow", "Nimbrale Settings"));
     setWindowFlags(Qt::Window | Qt::WindowTitleHint | Qt::WindowSystemMenuHint | Qt::WindowMinimizeButtonHint |
                    Qt::WindowCloseButtonHint);
 
-    auto* scrollArea = new QScrollArea;
-    scrollArea->setFrameShape(QFrame::NoFrame);
-    scrollArea->setWidgetResizable(true);
-    scrollArea->setFocusPolicy(Qt::NoFocus);
-    scrollArea->setWidget(general_);
+    tabs_->setDocumentMode(true);
+    addTab(general_, QCoreApplication::translate("SettingsWindow", "General"));
+    addTab(webcam_, QCoreApplication::translate("SettingsWindow", "Webcam"));
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
-    layout->addWidget(scrollArea);
-    resize(sizeFor(*scrollArea, *general_));
+    layout->addWidget(tabs_);
+    resize(sizeHint());
+    connect(tabs_, &QTabWidget::currentChanged, this,
+            [this](int index) { settings_.setSettingsTab(static_cast<AppSettings::SettingsTab>(index)); });
 
     for (const QKeySequence& keys : {QKeySequence(QKeySequence::Close), QKeySequence(Qt::Key_Escape)})
         connect(new QShortcut(keys, this), &QShortcut::activated, this, [this] { close(); });
@@ -60,7 +76,12 @@ void SettingsWindow::present()
     raise();
 }
 
-void SettingsWindow::displaysDidChange()
+void SettingsWindow::addTab(QWidget* page, const QString& title)
+{
+    tabs_->addTab(new Page(page), title);
+}
+
+void SettingsWindow::devicesDidChange()
 {
     scheduleRefresh();
 }
@@ -81,9 +102,17 @@ void SettingsWindow::scheduleRefresh()
         this,
         [this] {
             isRefreshScheduled_ = false;
-            general_->refresh();
+            refresh();
         },
         Qt::QueuedConnection);
+}
+
+void SettingsWindow::refresh()
+{
+    general_->refresh();
+    webcam_->refresh();
+    const QSignalBlocker blocker(tabs_);
+    tabs_->setCurrentIndex(static_cast<int>(settings_.settingsTab()));
 }
 
 void SettingsWindow::changeEvent(QEvent* event)
@@ -95,7 +124,7 @@ void SettingsWindow::changeEvent(QEvent* event)
 
 void SettingsWindow::showEvent(QShowEvent* event)
 {
-    general_->refresh();
+    refresh();
     QWidget::showEvent(event);
 }
 

@@ -9,7 +9,8 @@
 namespace nimbrale {
 
 /// Takes pictures from the camera's thread. Of each kind at most one waits: a later picture takes its place, so that
-/// nothing piles up behind a slow effect or a busy main thread. Outlives the camera as long as work for it is under way.
+/// nothing piles up behind a slow effect or a busy main thread. Outlives the camera as long as work for it is under
+/// way.
 class WebcamCamera::Intake : public std::enable_shared_from_this<Intake> {
 public:
     /// `queue` must outlive the camera's thread.
@@ -147,7 +148,8 @@ std::optional<CameraDevice> WebcamCamera::wantedDevice() const
 {
     const std::vector<CameraDevice> devices = cameras_.devices();
     const auto named = [&](const std::optional<std::string>& id) {
-        return std::find_if(devices.begin(), devices.end(), [&](const CameraDevice& device) { return device.id == id; });
+        return std::find_if(devices.begin(), devices.end(),
+                            [&](const CameraDevice& device) { return device.id == id; });
     };
     for (const auto& id : {deviceID_, cameras_.preferredDevice()}) {
         if (const auto found = named(id); found != devices.end())

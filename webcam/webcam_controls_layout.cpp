@@ -36,9 +36,8 @@ Rect WebcamControlsLayout::rect(WebcamControl control) const
 
 std::optional<WebcamControl> WebcamControlsLayout::controlAt(Point point) const
 {
-    const auto* const hit = std::find_if(hitOrder.begin(), hitOrder.end(), [&](WebcamControl control) {
-        return pointerIsIn(rect(control), point);
-    });
+    const auto* const hit = std::find_if(hitOrder.begin(), hitOrder.end(),
+                                         [&](WebcamControl control) { return pointerIsIn(rect(control), point); });
     return hit == hitOrder.end() ? std::nullopt : std::optional(*hit);
 }
 

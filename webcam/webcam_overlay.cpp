@@ -28,8 +28,7 @@ Alert cameraAccessAlert()
     return alert;
 }
 
-constexpr const char* cameraPrivacyLocation =
-    "x-apple.systempreferences:com.apple.preference.security?Privacy_Camera";
+constexpr const char* cameraPrivacyLocation = "x-apple.systempreferences:com.apple.preference.security?Privacy_Camera";
 
 } // namespace
 
@@ -37,8 +36,7 @@ std::shared_ptr<WebcamOverlay> WebcamOverlay::create(Platform& platform, AppSett
                                                      std::shared_ptr<WebcamCamera> camera, const Place& place,
                                                      const OverlayColors& colors)
 {
-    return std::shared_ptr<WebcamOverlay>(
-        new WebcamOverlay(platform, settings, std::move(camera), place, colors));
+    return std::shared_ptr<WebcamOverlay>(new WebcamOverlay(platform, settings, std::move(camera), place, colors));
 }
 
 WebcamOverlay::WebcamOverlay(Platform& platform, AppSettings& settings, std::shared_ptr<WebcamCamera> camera,
@@ -156,8 +154,7 @@ void WebcamOverlay::applyBox(const Rect& box)
 {
     currentBox_ = box;
     if (onAppearanceChange)
-        onAppearanceChange(
-            {camera_->pictures(), box, settings_.webcamShape(), settings_.webcamMirrored(), isFaded_});
+        onAppearanceChange({camera_->pictures(), box, settings_.webcamShape(), settings_.webcamMirrored(), isFaded_});
 }
 
 void WebcamOverlay::storeBox(const Rect& box)

@@ -25,11 +25,12 @@ Error connectionLost()
 
 class X11Platform final : public Platform {
 public:
-    X11Platform(std::unique_ptr<Connection> connection, MainQueue& mainQueue, Workspace& workspace,
+    X11Platform(std::unique_ptr<Connection> connection, MainQueue& mainQueue, Workspace& workspace, Cameras& cameras,
                 const std::string& displayName)
         : connection_(std::move(connection)), events_(*connection_, [this] { reportLost(); }),
           screens_(*connection_, events_), virtualDisplays_(*connection_, events_, screens_, mainQueue, displayName),
-          panels_(*connection_, events_, screens_, mainQueue, painted_), mainQueue_(mainQueue), workspace_(workspace)
+          panels_(*connection_, events_, screens_, mainQueue, painted_), mainQueue_(mainQueue), workspace_(workspace),
+          cameras_(cameras)
     {
         panels_.setVirtualArea(&virtualDisplays_.area());
     }
@@ -58,6 +59,7 @@ public:
     [[nodiscard]] Panels& panels() override { return panels_; }
     [[nodiscard]] Workspace& workspace() override { return workspace_; }
     [[nodiscard]] SessionLock& sessionLock() override { return panels_.sessionLock(); }
+    [[nodiscard]] Cameras& cameras() override { return cameras_; }
 
 private:
     void reportLost()
@@ -76,6 +78,7 @@ private:
     X11Panels panels_;
     MainQueue& mainQueue_;
     Workspace& workspace_;
+    Cameras& cameras_;
     bool isLost_ = false;
     std::unique_ptr<CaptureEngine> engine_;
     std::unique_ptr<X11ScreenCapture> capture_;
@@ -83,13 +86,13 @@ private:
 
 } // namespace
 
-Result<std::unique_ptr<Platform>> createX11Platform(MainQueue& mainQueue, Workspace& workspace,
+Result<std::unique_ptr<Platform>> createX11Platform(MainQueue& mainQueue, Workspace& workspace, Cameras& cameras,
                                                     const std::string& displayName)
 {
     auto connection = Connection::open(displayName);
     if (!connection)
         return tl::make_unexpected(connection.error());
-    auto platform = std::make_unique<X11Platform>(std::move(*connection), mainQueue, workspace, displayName);
+    auto platform = std::make_unique<X11Platform>(std::move(*connection), mainQueue, workspace, cameras, displayName);
     if (const Result<void> started = platform->startCapture(displayName); !started)
         return tl::make_unexpected(started.error());
     return platform;

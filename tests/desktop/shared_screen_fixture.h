@@ -6,6 +6,7 @@
 #include "share/region_capture.h"
 #include "share/shared_screen.h"
 #include "tests/desktop/displays_host.h"
+#include "tests/fakes/fake_cameras.h"
 #include "tests/fakes/fake_workspace.h"
 
 #include <QTemporaryDir>
@@ -20,7 +21,7 @@ public:
     explicit SharedScreenHost(const PrivateDesktop& desktop)
     {
         startOffscreenApplication();
-        platform = std::move(*x11::createX11Platform(queue, workspace, desktop.displayName()));
+        platform = std::move(*x11::createX11Platform(queue, workspace, cameras, desktop.displayName()));
     }
 
     ~SharedScreenHost() { stop(); }
@@ -78,6 +79,7 @@ public:
     // Before the platform, so that they go after it.
     QtMainQueue queue;
     FakeWorkspace workspace;
+    FakeCameras cameras;
     QTemporaryDir folder;
     AppSettings settings{folder.filePath("settings.conf").toStdString()};
     std::unique_ptr<Platform> platform;

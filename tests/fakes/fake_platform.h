@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/platform.h"
+#include "tests/fakes/fake_cameras.h"
 #include "tests/fakes/fake_main_queue.h"
 #include "tests/fakes/fake_panels.h"
 #include "tests/fakes/fake_screen_capture.h"
@@ -20,6 +21,7 @@ public:
     [[nodiscard]] FakePanels& panels() override { return panels_; }
     [[nodiscard]] FakeWorkspace& workspace() override { return workspace_; }
     [[nodiscard]] LockReports& sessionLock() override { return sessionLock_; }
+    [[nodiscard]] FakeCameras& cameras() override { return cameras_; }
 
 private:
     FakeMainQueue mainQueue_;
@@ -30,6 +32,7 @@ private:
     FakeWorkspace workspace_;
     /// Locked while a test reports it so.
     LockReports sessionLock_;
+    FakeCameras cameras_;
 };
 
 } // namespace nimbrale

@@ -24,8 +24,9 @@ protected:
         platform_.screens().list = {makeScreen(mainDisplay, {0, 0, 1920, 1080}),
                                     makeScreen(otherDisplay, {1920, 0, 1600, 900})};
         platform_.screens().main = mainDisplay;
-        delegate_ = AppDelegate::create(
-            platform_, settings_, [this](std::optional<EventTime> cause) { settingsWindowCauses_.push_back(cause); });
+        delegate_ = AppDelegate::create(platform_, settings_, camera_, [this](std::optional<EventTime> cause) {
+            settingsWindowCauses_.push_back(cause);
+        });
     }
 
     [[nodiscard]] ShareableContent content()
@@ -73,6 +74,9 @@ protected:
     QTemporaryDir directory_;
     AppSettings settings_{directory_.filePath("Nimbrale.conf").toStdString()};
     FakePlatform platform_;
+    std::shared_ptr<WebcamCamera> camera_ = std::make_shared<WebcamCamera>(
+        platform_.cameras(), platform_.mainQueue(),
+        [](const std::shared_ptr<const BufferSurface>& picture, WebcamCamera::Background) { return picture; });
     /// One for each time the Settings window was shown.
     std::vector<std::optional<EventTime>> settingsWindowCauses_;
     std::shared_ptr<AppDelegate> delegate_;

@@ -58,7 +58,9 @@ protected:
     AppSettings settings_{directory_.filePath("Nimbrale.conf").toStdString()};
     std::vector<Screen> displays_{makeScreen(3, {0, 0, 1920, 1080}), makeScreen(7, {1920, 0, 1600, 900})};
     std::optional<FramedArea> framedArea_;
-    SettingsWindow window_{settings_, [this] { return displays_; }, [this] { return framedArea_; }};
+    std::vector<CameraDevice> cameras_{{"front", "Front camera"}, {"desk", "Desk camera"}};
+    SettingsWindow window_{settings_,
+                           {[this] { return displays_; }, [this] { return framedArea_; }, [this] { return cameras_; }}};
 };
 
 TEST_F(SettingsWindowTest, IsKnownByItsTitleAndName)
@@ -290,7 +292,7 @@ TEST_F(SettingsWindowTest, ListFollowsTheDisplays)
     settings_.setDisplayID(7);
     QApplication::processEvents();
     displays_.pop_back();
-    window_.displaysDidChange();
+    window_.devicesDidChange();
     QApplication::processEvents();
     QComboBox& display = named<QComboBox>("Display");
     EXPECT_EQ(display.count(), 2);
@@ -298,7 +300,7 @@ TEST_F(SettingsWindowTest, ListFollowsTheDisplays)
     EXPECT_EQ(settings_.displayID(), 7);
 
     displays_.push_back(makeScreen(7, {1920, 0, 1600, 900}));
-    window_.displaysDidChange();
+    window_.devicesDidChange();
     QApplication::processEvents();
     EXPECT_EQ(display.currentText(), "Display 7");
 }
@@ -337,8 +339,8 @@ TEST_F(SettingsWindowTest, EveryControlCanBeReachedByKeyAndHasAName)
 TEST_F(SettingsWindowTest, TellsWhenItTakesTheKeysAndWhenNot)
 {
     std::vector<bool> keys;
-    SettingsWindow other(
-        settings_, [this] { return displays_; }, [] { return std::nullopt; });
+    SettingsWindow other(settings_,
+                         {[this] { return displays_; }, [] { return std::nullopt; }, [this] { return cameras_; }});
     other.onKeyChanged = [&](bool isKey) { keys.push_back(isKey); };
     other.present();
     QApplication::processEvents();
