@@ -9,6 +9,7 @@
 #include <QComboBox>
 #include <QLabel>
 #include <QSpinBox>
+#include <QTabWidget>
 #include <QTemporaryDir>
 
 #include <gtest/gtest.h>
@@ -354,6 +355,17 @@ TEST_F(SettingsWindowTest, TellsWhenItTakesTheKeysAndWhenNot)
     QApplication::processEvents();
     other.hide();
     EXPECT_EQ(keys, (std::vector{true, false, true, false}));
+}
+
+TEST_F(SettingsWindowTest, OpensOnTheStoredTabAndStoresTheOneThatIsChosen)
+{
+    auto& tabs = *window_.findChild<QTabWidget*>();
+    EXPECT_EQ(tabs.tabText(tabs.currentIndex()), "General");
+    settings_.setSettingsTab(AppSettings::SettingsTab::webcam);
+    QApplication::processEvents();
+    EXPECT_EQ(tabs.tabText(tabs.currentIndex()), "Webcam");
+    tabs.setCurrentIndex(0);
+    EXPECT_EQ(settings_.settingsTab(), AppSettings::SettingsTab::general);
 }
 
 } // namespace
