@@ -9,7 +9,6 @@
 #include <QCheckBox>
 #include <QComboBox>
 #include <QCoreApplication>
-#include <QFrame>
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QSignalBlocker>
@@ -43,27 +42,14 @@ QWidget* makeRow(QWidget* first, QWidget* second)
     return row;
 }
 
-QFrame* makeDivider()
-{
-    auto* divider = new QFrame;
-    divider->setFrameStyle(static_cast<int>(QFrame::HLine) | static_cast<int>(QFrame::Sunken));
-    return divider;
-}
-
 } // namespace
 
 GeneralSettings::GeneralSettings(AppSettings& settings, DisplayList displays, FramedAreaSource framedArea,
                                  QWidget* parent)
     : QWidget(parent), settings_(settings), displays_(std::move(displays)), framedArea_(std::move(framedArea))
 {
-    auto* layout = new QVBoxLayout(this);
-    layout->addWidget(makeDisplaySection());
-    for (SettingsSection* section : {makePositionSection(), makeDimensionsSection(), makePerformanceSection(),
-                                     makeSnappingSection(), makeNotificationsSection()}) {
-        layout->addWidget(makeDivider());
-        layout->addWidget(section);
-    }
-    layout->addStretch();
+    stackSections(*this, {makeDisplaySection(), makePositionSection(), makeDimensionsSection(),
+                          makePerformanceSection(), makeSnappingSection(), makeNotificationsSection()});
     NumberField::align(*left_, *width_);
     NumberField::align(*top_, *height_);
     refresh();

@@ -2,6 +2,7 @@
 
 #include "ui/secondary_label.h"
 
+#include <QFrame>
 #include <QLabel>
 #include <QVBoxLayout>
 
@@ -22,6 +23,7 @@ SettingsSection::SettingsSection(const QString& title, QWidget* content, QWidget
     headline.setBold(true);
     heading->setFont(headline);
     heading->setBuddy(content);
+    heading->setHidden(title.isEmpty());
 
     QFont caption = note_->font();
     caption.setPointSizeF(caption.pointSizeF() * captionScale);
@@ -44,6 +46,20 @@ void SettingsSection::setNote(const QString& note)
     note_->setText(note);
     note_->setHidden(note.isEmpty());
     content_->setAccessibleDescription(note);
+}
+
+void stackSections(QWidget& page, const std::vector<SettingsSection*>& sections)
+{
+    auto* layout = new QVBoxLayout(&page);
+    for (SettingsSection* section : sections) {
+        if (layout->count() > 0) {
+            auto* divider = new QFrame;
+            divider->setFrameStyle(static_cast<int>(QFrame::HLine) | static_cast<int>(QFrame::Sunken));
+            layout->addWidget(divider);
+        }
+        layout->addWidget(section);
+    }
+    layout->addStretch();
 }
 
 } // namespace nimbrale

@@ -9,7 +9,6 @@
 #include <QCoreApplication>
 #include <QHBoxLayout>
 #include <QRadioButton>
-#include <QVBoxLayout>
 
 #include <initializer_list>
 #include <utility>
@@ -46,11 +45,8 @@ QButtonGroup* makeChoice(QWidget* row, std::initializer_list<const char*> labels
 WebcamSettings::WebcamSettings(AppSettings& settings, CameraList cameras, QWidget* parent)
     : QWidget(parent), settings_(settings), cameras_(std::move(cameras))
 {
-    auto* layout = new QVBoxLayout(this);
-    for (SettingsSection* section : {makeWebcamSection(), makeCameraSection(), makeShapeSection(),
-                                     makeBackgroundSection(), makePictureSection(), makeFadeSection()})
-        layout->addWidget(section);
-    layout->addStretch();
+    stackSections(*this, {makeWebcamSection(), makeCameraSection(), makeShapeSection(), makeBackgroundSection(),
+                          makePictureSection(), makeFadeSection()});
     refresh();
 }
 

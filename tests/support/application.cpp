@@ -34,13 +34,16 @@ std::unique_ptr<Application> Application::start(PrivateDesktop& desktop, const S
 {
     const std::filesystem::path file = settingsFile(desktop);
     std::filesystem::create_directories(file.parent_path());
-    std::ofstream(file) << "[General]\nsettingsLeft=" << settings.region.x()
-                        << "\nsettingsTop=" << settings.region.y() - storedTopOffset
-                        << "\nsettingsWidth=" << settings.region.width()
-                        << "\nsettingsHeight=" << settings.region.height()
-                        << "\nsettingsDisplayID=0\nsettingsSnapping=" << text(settings.snaps)
-                        << "\nshareNotifications=" << text(settings.sharesNotifications)
-                        << "\nsettingsFramerate=" << settings.framesPerSecond << "\nshowWelcomeAtLaunch=false\n";
+    std::ofstream stream(file);
+    stream << "[General]\nsettingsLeft=" << settings.region.x()
+           << "\nsettingsTop=" << settings.region.y() - storedTopOffset << "\nsettingsWidth=" << settings.region.width()
+           << "\nsettingsHeight=" << settings.region.height()
+           << "\nsettingsDisplayID=0\nsettingsSnapping=" << text(settings.snaps)
+           << "\nshareNotifications=" << text(settings.sharesNotifications)
+           << "\nsettingsFramerate=" << settings.framesPerSecond << "\nshowWelcomeAtLaunch=false\n";
+    for (const auto& [key, value] : settings.others)
+        stream << key << "=" << value << "\n";
+    stream.close();
     return startAgain(desktop, reason, changes);
 }
 

@@ -5,6 +5,7 @@
 #include <QPoint>
 #include <QRect>
 
+#include <map>
 #include <memory>
 #include <string>
 
@@ -19,6 +20,8 @@ public:
         int framesPerSecond = 60;
         bool snaps = false;
         bool sharesNotifications = true;
+        /// More keys of the settings file with their values.
+        std::map<std::string, std::string> others = {};
     };
 
     /// Null, with the reason, when the program is not built or does not start. `changes` are laid over the desktop's

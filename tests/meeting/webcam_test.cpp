@@ -1,0 +1,263 @@
+// The webcam by a camera on the session's PipeWire, in the real application: in the frame on the screen, in the picture
+// that others get, moved, closed and unplugged by a user.
+
+#include "tests/support/application.h"
+#include "tests/support/image_compare.h"
+#include "tests/support/private_pipewire.h"
+#include "tests/support/requirements.h"
+
+#include <QColor>
+#include <QImage>
+#include <QTemporaryDir>
+
+#include <cmath>
+#include <gtest/gtest.h>
+#include <map>
+#include <memory>
+#include <ostream>
+#include <string>
+
+namespace nimbrale::test {
+namespace {
+
+using Compositor = PrivateDesktop::Compositor;
+using WindowManager = PrivateDesktop::WindowManager;
+
+const QColor wall(22, 110, 40);
+const QColor leftOfPicture(200, 40, 40);
+const QColor rightOfPicture(40, 60, 200);
+constexpr QRect region(200, 100, 600, 400);
+/// Where a webcam comes that was never placed, from the region's corner.
+constexpr QRect firstBox(264, 204, 320, 180);
+constexpr QPoint farAway(1200, 680);
+
+struct Surroundings {
+    std::string name;
+    WindowManager manager = WindowManager::openbox;
+    Compositor compositor = Compositor::none;
+    int scale = 1;
+
+    friend std::ostream& operator<<(std::ostream& stream, const Surroundings& surroundings)
+    {
+        return stream << surroundings.name;
+    }
+};
+
+class Webcam : public testing::TestWithParam<Surroundings> {
+protected:
+    void SetUp() override
+    {
+        if (const std::string missing = PrivatePipewire::missing(); !missing.empty())
+            skipTest(missing);
+        std::string reason;
+        pipewire = PrivatePipewire::start(reason);
+        if (!pipewire)
+            failTest(reason);
+        // Without loss, and half red and half blue, so that mirrored is told from not mirrored.
+        QImage picture(320, 180, QImage::Format_RGB32);
+        picture.fill(leftOfPicture);
+        for (int y = 0; y < picture.height(); ++y) {
+            for (int x = picture.width() / 2; x < picture.width(); ++x)
+                picture.setPixelColor(x, y, rightOfPicture);
+        }
+        ASSERT_TRUE(picture.save(pictureFile()));
+        VirtualCamera::Options options;
+        options.formats = {"BGRx:320x180@30"};
+        options.picture = pictureFile().toStdString();
+        camera = VirtualCamera::start(*pipewire, options, reason);
+        if (!camera)
+            failTest(reason);
+        desktop = requireDesktop({.width = 1280 * scale(),
+                                  .height = 720 * scale(),
+                                  .dotsPerInch = 96 * scale(),
+                                  .windowManager = GetParam().manager,
+                                  .compositor = GetParam().compositor});
+        desktop->setBackground(wall);
+        desktop->movePointer(pixels(farAway));
+    }
+
+    void start(const std::map<std::string, std::string>& settings = {})
+    {
+        std::map<std::string, std::string> all{{"webcamEnabled", "true"}};
+        all.insert(settings.begin(), settings.end());
+        application = requireApplication(*desktop, {.region = region, .others = all}, pipewire->environment());
+        ASSERT_TRUE(application->waitForVirtualDisplay(region.size() * scale())) << application->process().output();
+    }
+
+    [[nodiscard]] QString pictureFile() const { return folder_.filePath("picture.png"); }
+    [[nodiscard]] static int scale() { return GetParam().scale; }
+    [[nodiscard]] static QPoint pixels(QPoint points) { return points * scale(); }
+    /// Of the user's screen, at a place in points from the region's corner.
+    [[nodiscard]] QColor onScreen(QPoint place) const
+    {
+        const QPoint at = pixels(region.topLeft() + place);
+        return desktop->pixel(at.x(), at.y());
+    }
+    /// Of what others get, at such a place.
+    [[nodiscard]] QColor shared(QPoint place) const
+    {
+        const QPoint at = desktop->monitorNamed("Nimbrale")->geometry.topLeft() + pixels(place);
+        return desktop->pixel(at.x(), at.y());
+    }
+    [[nodiscard]] bool bothShow(QPoint place, const QColor& color, Milliseconds patience = Milliseconds{8000}) const
+    {
+        return waitUntil([&] { return onScreen(place) == color && shared(place) == color; }, patience);
+    }
+    /// For messages.
+    [[nodiscard]] std::string picture() const { return keepImage(desktop->screenshot(), "desktop"); }
+    /// Moves the pointer onto the picture and then to a control, as far from the box's corner as said.
+    void pointAt(const QRect& box, QPoint place)
+    {
+        desktop->movePointer(pixels(region.topLeft() + box.center()));
+        desktop->movePointer(pixels(region.topLeft() + box.topLeft() + place));
+    }
+
+    std::unique_ptr<PrivatePipewire> pipewire;
+    std::unique_ptr<VirtualCamera> camera;
+    std::unique_ptr<PrivateDesktop> desktop;
+    std::unique_ptr<Application> application;
+
+private:
+    QTemporaryDir folder_;
+};
+
+INSTANTIATE_TEST_SUITE_P(, Webcam,
+                         testing::Values(Surroundings{.name = "Openbox"},
+                                         Surroundings{.name = "Picom", .compositor = Compositor::picom},
+                                         Surroundings{.name = "Xfwm4Compositing",
+                                                      .manager = WindowManager::xfwm4,
+                                                      .compositor = Compositor::windowManagersOwn},
+                                         Surroundings{.name = "KwinCompositing",
+                                                      .manager = WindowManager::kwin,
+                                                      .compositor = Compositor::windowManagersOwn},
+                                         Surroundings{.name = "AtScale2", .compositor = Compositor::picom, .scale = 2}),
+                         testing::PrintToStringParamName());
+
+TEST_P(Webcam, IsInTheFrameAndInTheShareAtTheSamePlaceAndMirrored)
+{
+    start();
+    EXPECT_TRUE(bothShow(firstBox.topLeft() + QPoint(80, 90), rightOfPicture)) << picture();
+    EXPECT_TRUE(bothShow(firstBox.topLeft() + QPoint(240, 90), leftOfPicture)) << picture();
+    EXPECT_TRUE(bothShow(firstBox.topLeft() + QPoint(2, 2), wall)) << "a rounded corner: " << picture();
+    EXPECT_TRUE(bothShow(firstBox.topLeft() + QPoint(40, 1), rightOfPicture)) << "its edge: " << picture();
+    EXPECT_TRUE(bothShow(firstBox.topLeft() - QPoint(3, 3), wall)) << "beside it: " << picture();
+}
+
+TEST_P(Webcam, OtherShapesAndNotMirrored)
+{
+    start({{"webcamShape", "circle"},
+           {"webcamMirrored", "false"},
+           {"webcamX", "20"},
+           {"webcamY", "30"},
+           {"webcamWidth", "200"},
+           {"webcamHeight", "200"}});
+    EXPECT_TRUE(bothShow({20 + 50, 30 + 100}, leftOfPicture)) << picture();
+    EXPECT_TRUE(bothShow({20 + 150, 30 + 100}, rightOfPicture)) << picture();
+    EXPECT_TRUE(bothShow({20 + 20, 30 + 20}, wall)) << "outside of the circle: " << picture();
+    EXPECT_TRUE(bothShow({20 + 40, 30 + 40}, leftOfPicture)) << "inside: " << picture();
+}
+
+TEST_P(Webcam, IsDraggedByItsHandleAndStoredAtTheEnd)
+{
+    start();
+    ASSERT_TRUE(bothShow(firstBox.center() - QPoint(40, 0), rightOfPicture)) << picture();
+    pointAt(firstBox, {160, 17});
+    sleepFor(Milliseconds{100});
+    const QPoint handle = region.topLeft() + firstBox.topLeft() + QPoint(160, 17);
+    desktop->drag(pixels(handle), pixels(handle - QPoint(150, 120)));
+    desktop->movePointer(pixels(farAway));
+    const QRect box = firstBox.translated(-150, -120);
+    EXPECT_TRUE(bothShow(box.topLeft() + QPoint(80, 90), rightOfPicture)) << picture();
+    EXPECT_TRUE(bothShow(firstBox.bottomRight() - QPoint(10, 60), wall)) << "where it was: " << picture();
+    EXPECT_EQ(application->storedValue("webcamX"), std::to_string(box.x()));
+    EXPECT_EQ(application->storedValue("webcamY"), std::to_string(box.y()));
+}
+
+TEST_P(Webcam, IsResizedAtItsCorner)
+{
+    start({{"webcamX", "20"}, {"webcamY", "30"}, {"webcamShape", "rectangle"}});
+    const QRect box(20, 30, 320, 180);
+    ASSERT_TRUE(bothShow(box.center() - QPoint(40, 0), rightOfPicture)) << picture();
+    pointAt(box, {303, 163});
+    sleepFor(Milliseconds{100});
+    const QPoint corner = region.topLeft() + box.topLeft() + QPoint(303, 163);
+    desktop->drag(pixels(corner), pixels(corner + QPoint(80, 45)));
+    desktop->movePointer(pixels(farAway));
+    EXPECT_TRUE(bothShow({20 + 396, 30 + 221}, leftOfPicture)) << picture();
+    EXPECT_EQ(application->storedValue("webcamWidth"), "400");
+    EXPECT_EQ(application->storedValue("webcamHeight"), "225");
+}
+
+TEST_P(Webcam, MovesWithTheFrame)
+{
+    start();
+    ASSERT_TRUE(bothShow(firstBox.center() - QPoint(40, 0), rightOfPicture)) << picture();
+    const QPoint handle = pixels(Application::handleOf(region));
+    desktop->drag(handle, handle + pixels({100, 60}));
+    desktop->movePointer(pixels(farAway));
+    const QPoint place = firstBox.center() - QPoint(40, 0);
+    EXPECT_TRUE(waitUntil([&] { return onScreen(place + QPoint(100, 60)) == rightOfPicture; }, Milliseconds{3000}))
+        << picture();
+    EXPECT_TRUE(waitUntil([&] { return shared(place) == rightOfPicture; }, Milliseconds{3000})) << picture();
+}
+
+TEST_P(Webcam, ClosedByItsButtonItIsGoneAndTheCameraIsReleased)
+{
+    start();
+    ASSERT_TRUE(bothShow(firstBox.center() - QPoint(40, 0), rightOfPicture)) << picture();
+    pointAt(firstBox, {303, 17});
+    sleepFor(Milliseconds{100});
+    desktop->click(pixels(region.topLeft() + firstBox.topLeft() + QPoint(303, 17)));
+    desktop->movePointer(pixels(farAway));
+    EXPECT_TRUE(bothShow(firstBox.center() - QPoint(40, 0), wall)) << picture();
+    EXPECT_TRUE(camera->waitFor("paused"));
+    EXPECT_EQ(application->storedValue("webcamEnabled"), "false");
+}
+
+TEST_P(Webcam, ItsSettingsButtonOpensSettings)
+{
+    start();
+    ASSERT_TRUE(bothShow(firstBox.center() - QPoint(40, 0), rightOfPicture)) << picture();
+    pointAt(firstBox, {303, 45});
+    sleepFor(Milliseconds{100});
+    desktop->click(pixels(region.topLeft() + firstBox.topLeft() + QPoint(303, 45)));
+    EXPECT_TRUE(waitUntil([&] { return desktop->windowTitled("Settings").has_value(); }, Milliseconds{5000}));
+    EXPECT_EQ(application->storedValue("settingsTab"), "webcam");
+}
+
+TEST_P(Webcam, UnpluggedItIsBlackWithinASecondAndComesBack)
+{
+    start();
+    const QPoint place = firstBox.center() - QPoint(40, 0);
+    ASSERT_TRUE(bothShow(place, rightOfPicture)) << picture();
+    camera->tell("unplug");
+    EXPECT_TRUE(bothShow(place, Qt::black, Milliseconds{1000})) << picture();
+    camera->tell("plug");
+    EXPECT_TRUE(bothShow(place, rightOfPicture)) << picture();
+    EXPECT_TRUE(application->process().waitForOutput("Couldn't use camera", Milliseconds{1000}));
+}
+
+TEST_P(Webcam, UnderThePointerItIsFadedForBoth)
+{
+    if (GetParam().compositor == Compositor::none)
+        GTEST_SKIP() << "without a compositing manager a panel cannot be translucent";
+    start();
+    const QPoint place = firstBox.center() - QPoint(40, 0);
+    ASSERT_TRUE(bothShow(place, rightOfPicture)) << picture();
+    desktop->movePointer(pixels(region.topLeft() + firstBox.center()));
+    const auto isFaded = [](const QColor& color) {
+        const auto mixed = [](int webcam, int behind) { return 0.2 * webcam + 0.8 * behind; };
+        return std::abs(color.red() - mixed(rightOfPicture.red(), wall.red())) <= 2 &&
+               std::abs(color.green() - mixed(rightOfPicture.green(), wall.green())) <= 2 &&
+               std::abs(color.blue() - mixed(rightOfPicture.blue(), wall.blue())) <= 2;
+    };
+    EXPECT_TRUE(waitUntil([&] { return isFaded(onScreen(place)) && isFaded(shared(place)); }, Milliseconds{3000}))
+        << picture();
+    EXPECT_EQ(shared(firstBox.topLeft() + QPoint(303, 12)), shared(firstBox.topLeft() + QPoint(290, 30)))
+        << "its controls are the user's alone: " << picture();
+    desktop->movePointer(pixels(farAway));
+    EXPECT_TRUE(bothShow(place, rightOfPicture)) << picture();
+}
+
+} // namespace
+} // namespace nimbrale::test
