@@ -89,7 +89,9 @@ INSTANTIATE_TEST_SUITE_P(
                     Wrong{"NoRoomOfTheTable", "platform/other/added.h", "\"platform/x11/server/connection.h\"",
                           "platform/other may not include platform/x11/server"},
                     Wrong{"ServerLibrary", "region/added.h", "<xcb/xcb.h>",
-                          "only platform/x11 may include <xcb/xcb.h>"}),
+                          "only platform/x11 may include <xcb/xcb.h>"},
+                    Wrong{"LibraryOfTheModel", "webcam/added.h", "<opencv2/dnn.hpp>",
+                          "only platform/opencv may include <opencv2/dnn.hpp>"}),
     [](const auto& description) { return description.param.what; });
 
 } // namespace

@@ -1,0 +1,90 @@
+#include "platform/opencv/opencv_person_segmentation.h"
+
+#include "platform/opencv/model_file.h"
+
+#include <opencv2/core/utils/logger.hpp>
+#include <opencv2/dnn.hpp>
+#include <opencv2/imgproc.hpp>
+
+namespace nimbrale::opencv {
+namespace {
+
+/// What the model takes and gives.
+constexpr int modelWidth = 256;
+constexpr int modelHeight = 144;
+
+class OpenCvPersonSegmentation final : public PersonSegmentation {
+public:
+    explicit OpenCvPersonSegmentation(const cv::dnn::Net& network)
+        : network_(network), input_({1, 3, modelHeight, modelWidth}, CV_32F)
+    {}
+
+    Result<PersonMask> findPerson(const PixelBuffer& picture) override
+    {
+        try {
+            takePicture(picture);
+            network_.setInput(input_);
+            network_.forward(probabilities_);
+            if (probabilities_.total() != static_cast<std::size_t>(modelWidth) * modelHeight)
+                return fail(ErrorCode::temporary, "The model gave a mask of another size.");
+            probabilities_.reshape(1, modelHeight).convertTo(mask_, CV_8U, 255);
+        } catch (const std::exception& exception) {
+            return fail(ErrorCode::temporary, exception.what());
+        }
+        return PersonMask{modelWidth, modelHeight, {mask_.ptr(), mask_.total()}};
+    }
+
+private:
+    /// The picture in the model's size, as planes of red, green and blue from 0 to 1.
+    void takePicture(const PixelBuffer& picture)
+    {
+        // The library takes no constant pixels, and only reads these.
+        auto* const pixels = const_cast<std::byte*>(picture.row(0));
+        const cv::Mat whole(picture.height(), picture.width(), CV_8UC4, pixels, picture.stride());
+        // Averages over areas halve the mask's flicker beside single samples.
+        cv::resize(whole, small_, {modelWidth, modelHeight}, 0, 0, cv::INTER_AREA);
+        constexpr std::size_t count = static_cast<std::size_t>(modelWidth) * modelHeight;
+        float* const red = input_.ptr<float>();
+        float* const green = red + count;
+        float* const blue = green + count;
+        const std::uint8_t* pixel = small_.ptr();
+        for (std::size_t i = 0; i < count; ++i, pixel += PixelBuffer::bytesPerPixel) {
+            blue[i] = static_cast<float>(pixel[0]) / 255.0F;
+            green[i] = static_cast<float>(pixel[1]) / 255.0F;
+            red[i] = static_cast<float>(pixel[2]) / 255.0F;
+        }
+    }
+
+    cv::dnn::Net network_;
+    cv::Mat small_;
+    cv::Mat input_;
+    cv::Mat probabilities_;
+    cv::Mat mask_;
+};
+
+/// Errors come as exceptions; the library would print them as well.
+void silenceLibrary()
+{
+    cv::utils::logging::setLogLevel(cv::utils::logging::LOG_LEVEL_SILENT);
+    cv::redirectError([](int, const char*, const char*, const char*, int, void*) { return 0; });
+}
+
+} // namespace
+
+Result<std::unique_ptr<PersonSegmentation>> createPersonSegmentation(const std::filesystem::path& modelFile)
+{
+    const auto model = readModel(modelFile);
+    if (!model)
+        return tl::make_unexpected(model.error());
+    silenceLibrary();
+    cv::setNumThreads(1);
+    try {
+        return std::make_unique<OpenCvPersonSegmentation>(
+            cv::dnn::readNetFromONNX(model->constData(), static_cast<std::size_t>(model->size())));
+    } catch (const std::exception& exception) {
+        return fail(ErrorCode::permanent,
+                    std::string("The model that finds people cannot be used: ") + exception.what());
+    }
+}
+
+} // namespace nimbrale::opencv

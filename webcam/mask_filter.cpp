@@ -1,0 +1,132 @@
+#include "webcam/mask_filter.h"
+
+#include "webcam/gaussian.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace nimbrale {
+namespace {
+
+/// How soft the outline becomes, in pixels of the picture.
+constexpr double outlineSigma = 1.5;
+constexpr double highest = MaskFilter::one - 1;
+/// What makes a conversion to integers round; `std::lround` would be a call for each value.
+constexpr float half = 0.5F;
+
+/// The weights of one position, for all of the mask's samples.
+std::vector<double> weightsAt(int position, int samples, int length, const std::vector<double>& gaussian)
+{
+    std::vector<double> weights(samples);
+    const int radius = static_cast<int>(gaussian.size()) - 1;
+    for (int distance = -radius; distance <= radius; ++distance) {
+        const int pixel = std::clamp(position + distance, 0, length - 1);
+        const double place = (pixel + 0.5) * samples / length - 0.5;
+        const double before = std::floor(place);
+        const double weight = gaussian[std::abs(distance)];
+        weights[std::clamp(static_cast<int>(before), 0, samples - 1)] += weight * (1 - (place - before));
+        weights[std::clamp(static_cast<int>(before) + 1, 0, samples - 1)] += weight * (place - before);
+    }
+    return weights;
+}
+
+} // namespace
+
+MaskFilter::Axis MaskFilter::makeAxis(int samples, int length)
+{
+    const std::vector<double> gaussian = gaussianWeights(outlineSigma);
+    // Lighter samples at the ends of a sum change no picture of eight bits.
+    constexpr double lightest = 2e-4;
+    struct Sum {
+        int first;
+        std::vector<double> weights;
+    };
+    std::vector<Sum> sums;
+    Axis axis;
+    for (int position = 0; position < length; ++position) {
+        std::vector<double> weights = weightsAt(position, samples, length, gaussian);
+        const auto matters = [](double weight) { return weight >= lightest; };
+        const auto begin = std::find_if(weights.begin(), weights.end(), matters);
+        const auto end = std::find_if(weights.rbegin(), weights.rend(), matters).base();
+        double total = 0;
+        for (auto weight = begin; weight != end; ++weight)
+            total += *weight;
+        Sum sum{static_cast<int>(begin - weights.begin()), {begin, end}};
+        for (double& weight : sum.weights)
+            weight /= total;
+        axis.taps = std::max(axis.taps, static_cast<int>(sum.weights.size()));
+        sums.push_back(std::move(sum));
+    }
+    for (const Sum& sum : sums) {
+        const int first = std::min(sum.first, samples - axis.taps);
+        axis.first.push_back(first);
+        std::vector<std::int16_t> weights(axis.taps);
+        int missing = static_cast<int>(highest);
+        for (std::size_t i = 0; i < sum.weights.size(); ++i) {
+            const int weight = static_cast<int>(std::lround(sum.weights[i] * highest));
+            weights[sum.first - first + i] = static_cast<std::int16_t>(weight);
+            missing -= weight;
+        }
+        // Their sum is exact, so that no sum of samples gets out of range.
+        std::int16_t& largest = *std::max_element(weights.begin(), weights.end());
+        largest = static_cast<std::int16_t>(largest + missing);
+        axis.weights.insert(axis.weights.end(), weights.begin(), weights.end());
+    }
+    return axis;
+}
+
+void MaskFilter::setSizes(int maskWidth, int maskHeight, int width, int height)
+{
+    if (maskWidth == maskWidth_ && maskHeight == maskHeight_ && width == static_cast<int>(horizontal_.first.size()) &&
+        height == static_cast<int>(vertical_.first.size()))
+        return;
+    maskWidth_ = maskWidth;
+    maskHeight_ = maskHeight;
+    horizontal_ = makeAxis(maskWidth, width);
+    vertical_ = makeAxis(maskHeight, height);
+    wide_.resize(static_cast<std::size_t>(width) * maskHeight);
+    line_.resize(maskWidth);
+    sums_.resize(width);
+    row_.resize(width);
+}
+
+void MaskFilter::setMask(std::span<const float> mask)
+{
+    const int width = static_cast<int>(row_.size());
+    const int taps = horizontal_.taps;
+    for (int y = 0; y < maskHeight_; ++y) {
+        const float* const values = mask.data() + static_cast<std::size_t>(y) * maskWidth_;
+        for (int x = 0; x < maskWidth_; ++x)
+            line_[x] = static_cast<std::int16_t>(values[x] * static_cast<float>(highest) + half);
+        std::int16_t* const wide = wide_.data() + static_cast<std::size_t>(y) * width;
+        const std::int16_t* weight = horizontal_.weights.data();
+        for (int x = 0; x < width; ++x) {
+            const std::int16_t* const samples = line_.data() + horizontal_.first[x];
+            std::int32_t sum = one / 2;
+            for (int tap = 0; tap < taps; ++tap)
+                sum += samples[tap] * *weight++;
+            wide[x] = static_cast<std::int16_t>(sum >> 15);
+        }
+    }
+}
+
+std::span<const std::int16_t> MaskFilter::row(int y)
+{
+    const std::size_t width = row_.size();
+    std::int32_t* const sums = sums_.data();
+    std::fill(sums_.begin(), sums_.end(), one / 2);
+    for (int tap = 0; tap < vertical_.taps; ++tap) {
+        const std::int16_t weight = vertical_.weights[static_cast<std::size_t>(y) * vertical_.taps + tap];
+        if (weight == 0)
+            continue;
+        const std::int16_t* const wide = wide_.data() + (vertical_.first[y] + tap) * width;
+        for (std::size_t x = 0; x < width; ++x)
+            sums[x] += wide[x] * weight;
+    }
+    std::int16_t* const row = row_.data();
+    for (std::size_t x = 0; x < width; ++x)
+        row[x] = static_cast<std::int16_t>(sums[x] >> 15);
+    return row_;
+}
+
+} // namespace nimbrale

@@ -1,0 +1,45 @@
+#pragma once
+
+#include "platform/buffer_surface.h"
+#include "platform/person_segmentation.h"
+#include "settings/app_settings.h"
+#include "webcam/background_blur.h"
+#include "webcam/mask_blend.h"
+#include "webcam/mask_filter.h"
+#include "webcam/steady_mask.h"
+
+#include <chrono>
+#include <functional>
+#include <memory>
+
+namespace nimbrale {
+
+/// Turns a camera's pictures into ones whose background is blurred or transparent, while the person stays sharp. One
+/// thread at a time.
+class WebcamEffects {
+public:
+    using Background = AppSettings::WebcamBackground;
+    using TimePoint = SteadyMask::TimePoint;
+
+    /// `segmentation` is not null. `now` tells how far apart pictures come.
+    explicit WebcamEffects(std::unique_ptr<PersonSegmentation> segmentation,
+                           std::function<TimePoint()> now = std::chrono::steady_clock::now);
+
+    /// The picture in its own size, opaque with a blurred background, premultiplied with a transparent one. Null for
+    /// the original background, and where the person cannot be found, which is logged; the next picture may be tried.
+    /// The alpha of `picture` is not looked at.
+    [[nodiscard]] std::shared_ptr<const BufferSurface> process(const PixelBuffer& picture, Background background);
+
+private:
+    void blendOverBlur(const PixelBuffer& picture, PixelBuffer& result);
+    void blendOverNothing(const PixelBuffer& picture, PixelBuffer& result);
+
+    std::unique_ptr<PersonSegmentation> segmentation_;
+    SteadyMask steadyMask_;
+    MaskFilter maskFilter_;
+    BackgroundBlur backgroundBlur_;
+    MaskBlend blend_;
+    BufferSurfacePool pool_;
+};
+
+} // namespace nimbrale
