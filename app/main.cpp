@@ -3,6 +3,7 @@
 #include "platform/desktop/desktop_session.h"
 #include "platform/desktop/instance_claim.h"
 #include "platform/desktop/instance_listener.h"
+#include "webcam/effects_on_demand.h"
 
 #include <QApplication>
 #include <QMessageBox>
@@ -104,7 +105,10 @@ int main(int argc, char** argv)
     auto platform = nimbrale::createPlatform();
     if (!platform)
         return endWithMessage(platform.error());
-    nimbrale::NimbraleApp app(**platform, nimbrale::AppSettings::shared());
+    nimbrale::NimbraleApp app(
+        **platform, nimbrale::AppSettings::shared(),
+        std::make_shared<nimbrale::WebcamCamera>((*platform)->cameras(), (*platform)->mainQueue(),
+                                                 nimbrale::effectsOnDemand(nimbrale::createPersonSegmentation)));
     const nimbrale::InstanceListener listener(
         (*claim)->takeListeningSocket(),
         [&app](const nimbrale::InstanceRequest& request) { return answerInstance(app, request); });

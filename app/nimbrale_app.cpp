@@ -22,13 +22,6 @@ OverlayColors overlayColors()
     return {color, color, color, color};
 }
 
-std::shared_ptr<WebcamCamera> makeCamera(Platform& platform)
-{
-    return std::make_shared<WebcamCamera>(
-        platform.cameras(), platform.mainQueue(),
-        [](const std::shared_ptr<const BufferSurface>&, WebcamCamera::Background) { return nullptr; });
-}
-
 /// The frame is never put on the application's own display.
 std::vector<Screen> displaysForFrame(const Screens& screens)
 {
@@ -47,7 +40,7 @@ void endWithoutDesktop(const Error& error)
 
 } // namespace
 
-NimbraleApp::NimbraleApp(Platform& platform, AppSettings& settings)
+NimbraleApp::NimbraleApp(Platform& platform, AppSettings& settings, std::shared_ptr<WebcamCamera> camera)
     : platform_(platform), settings_(settings), terminationSignals_([this] { platform_.workspace().terminate(); }),
       appDelegate_(AppDelegate::create(
           platform, settings, makeCamera(platform),

@@ -19,8 +19,8 @@ namespace nimbrale {
 /// a test which looks for own windows in a shared picture knows what to look for.
 class NimbraleApp {
 public:
-    /// Both must outlive it. The toolkit's application object must exist.
-    NimbraleApp(Platform& platform, AppSettings& settings);
+    /// `platform` and `settings` must outlive it. The toolkit's application object must exist.
+    NimbraleApp(Platform& platform, AppSettings& settings, std::shared_ptr<WebcamCamera> camera);
     ~NimbraleApp();
     NimbraleApp(const NimbraleApp&) = delete;
     NimbraleApp& operator=(const NimbraleApp&) = delete;

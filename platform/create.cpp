@@ -5,10 +5,15 @@
 #include "platform/desktop/qt_main_queue.h"
 #include "platform/desktop/qt_workspace.h"
 #include "platform/desktop/screen_savers.h"
+#include "platform/opencv/model_file.h"
+#include "platform/opencv/opencv_person_segmentation.h"
 #include "platform/x11/displays/display_scale.h"
 #include "platform/x11/x11_platform.h"
 
+#include <QCoreApplication>
 #include <QtGlobal>
+
+#include <filesystem>
 
 namespace nimbrale {
 
@@ -82,6 +87,12 @@ Result<std::unique_ptr<Platform>> createPlatform()
     if (const Result<void> connected = platform->connect(); !connected)
         return tl::make_unexpected(connected.error());
     return platform;
+}
+
+Result<std::unique_ptr<PersonSegmentation>> createPersonSegmentation()
+{
+    const std::filesystem::path folder = QCoreApplication::applicationDirPath().toStdString();
+    return opencv::createPersonSegmentation(opencv::modelFile(folder));
 }
 
 } // namespace nimbrale

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/person_segmentation.h"
 #include "platform/platform.h"
 #include "platform/result.h"
 
@@ -15,5 +16,8 @@ void prepareToolkit();
 /// object and before any window of the application: the capture must see every window come. Fails with a message for
 /// the user where the system lacks what nothing can stand in for.
 [[nodiscard]] Result<std::unique_ptr<Platform>> createPlatform();
+
+/// Finds people in pictures, by the model that is delivered with the program. Any thread.
+[[nodiscard]] Result<std::unique_ptr<PersonSegmentation>> createPersonSegmentation();
 
 } // namespace nimbrale

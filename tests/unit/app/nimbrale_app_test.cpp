@@ -114,7 +114,9 @@ protected:
     QTemporaryDir directory_;
     AppSettings settings_{directory_.filePath("Nimbrale.conf").toStdString()};
     FakePlatform platform_;
-    std::optional<NimbraleApp> app_{std::in_place, platform_, settings_};
+    std::optional<NimbraleApp> app_{std::in_place, platform_, settings_,
+                                    std::make_shared<WebcamCamera>(platform_.cameras(), platform_.mainQueue(),
+                                                                   [](const auto& picture, auto) { return picture; })};
 };
 
 TEST_F(NimbraleAppTest, PanelsTakeNoInputAndStandBehindWhileAnAlertIsOpen)
