@@ -43,8 +43,8 @@ void endWithoutDesktop(const Error& error)
 NimbraleApp::NimbraleApp(Platform& platform, AppSettings& settings, std::shared_ptr<WebcamCamera> camera)
     : platform_(platform), settings_(settings), terminationSignals_([this] { platform_.workspace().terminate(); }),
       appDelegate_(AppDelegate::create(
-          platform, settings, makeCamera(platform),
-          [this](std::optional<EventTime> cause) { showSettingsWindow(cause); }, overlayColors()))
+          platform, settings, std::move(camera), [this](std::optional<EventTime> cause) { showSettingsWindow(cause); },
+          overlayColors()))
 {
     QApplication::setQuitOnLastWindowClosed(false);
     QApplication::setWindowIcon(applicationIcon());

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "app/app_delegate.h"
-#include "tests/fakes/fake_platform.h"
+#include "tests/fakes/plain_camera.h"
 
 #include <QTemporaryDir>
 
@@ -74,9 +74,7 @@ protected:
     QTemporaryDir directory_;
     AppSettings settings_{directory_.filePath("Nimbrale.conf").toStdString()};
     FakePlatform platform_;
-    std::shared_ptr<WebcamCamera> camera_ = std::make_shared<WebcamCamera>(
-        platform_.cameras(), platform_.mainQueue(),
-        [](const std::shared_ptr<const BufferSurface>& picture, WebcamCamera::Background) { return picture; });
+    std::shared_ptr<WebcamCamera> camera_ = makePlainCamera(platform_);
     /// One for each time the Settings window was shown.
     std::vector<std::optional<EventTime>> settingsWindowCauses_;
     std::shared_ptr<AppDelegate> delegate_;

@@ -1,8 +1,8 @@
 // What the application wires between its windows and the rest.
 
 #include "app/nimbrale_app.h"
-#include "tests/fakes/fake_platform.h"
 #include "tests/fakes/offscreen_toolkit.h"
+#include "tests/fakes/plain_camera.h"
 #include "ui/settings_window.h"
 
 #include <QApplication>
@@ -114,9 +114,7 @@ protected:
     QTemporaryDir directory_;
     AppSettings settings_{directory_.filePath("Nimbrale.conf").toStdString()};
     FakePlatform platform_;
-    std::optional<NimbraleApp> app_{std::in_place, platform_, settings_,
-                                    std::make_shared<WebcamCamera>(platform_.cameras(), platform_.mainQueue(),
-                                                                   [](const auto& picture, auto) { return picture; })};
+    std::optional<NimbraleApp> app_{std::in_place, platform_, settings_, makePlainCamera(platform_)};
 };
 
 TEST_F(NimbraleAppTest, PanelsTakeNoInputAndStandBehindWhileAnAlertIsOpen)
@@ -190,7 +188,7 @@ TEST_F(NimbraleAppTest, FrameIsYellowUnlessATestWantsAnotherColor)
     EXPECT_EQ(frameColor(), QColor(255, 214, 10));
     app_.reset();
     qputenv("NIMBRALE_FRAME_COLOR", "#123456");
-    app_.emplace(platform_, settings_);
+    app_.emplace(platform_, settings_, makePlainCamera(platform_));
     qunsetenv("NIMBRALE_FRAME_COLOR");
     showFrame();
     EXPECT_EQ(frameColor(), QColor(0x12, 0x34, 0x56));
@@ -272,7 +270,7 @@ TEST_F(NimbraleAppTest, AnInstalledIconStaysInUse)
     QIcon::setThemeSearchPaths({directory_.filePath("icons")});
     QIcon::setThemeName("hicolor");
 
-    const NimbraleApp app(platform_, settings_);
+    const NimbraleApp app(platform_, settings_, makePlainCamera(platform_));
     EXPECT_EQ(QApplication::windowIcon().pixmap(QSize(48, 48), 1).toImage().pixelColor(24, 24), QColor(Qt::magenta));
 }
 

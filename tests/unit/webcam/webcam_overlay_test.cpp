@@ -2,8 +2,8 @@
 
 #include "webcam/webcam_overlay.h"
 
-#include "tests/fakes/fake_platform.h"
 #include "tests/fakes/offscreen_application.h"
+#include "tests/fakes/plain_camera.h"
 
 #include <QTemporaryDir>
 
@@ -65,9 +65,7 @@ protected:
     QTemporaryDir directory;
     AppSettings settings{directory.filePath("Nimbrale.conf").toStdString()};
     FakePlatform platform;
-    std::shared_ptr<WebcamCamera> camera = std::make_shared<WebcamCamera>(
-        platform.cameras(), platform.mainQueue(),
-        [](const std::shared_ptr<const BufferSurface>& picture, Background) { return picture; });
+    std::shared_ptr<WebcamCamera> camera = makePlainCamera(platform);
     std::vector<WebcamAppearance> appearances;
     int settingsOpened = 0;
     std::shared_ptr<WebcamOverlay> overlay;
