@@ -8,5 +8,6 @@ Q_DECLARE_LOGGING_CATEGORY(captureLog)        // "Nimbrale.capture"
 Q_DECLARE_LOGGING_CATEGORY(virtualDisplayLog) // "Nimbrale.virtual-display"
 Q_DECLARE_LOGGING_CATEGORY(sessionLog)        // "Nimbrale.session"
 Q_DECLARE_LOGGING_CATEGORY(settingsLog)       // "Nimbrale.settings"
+Q_DECLARE_LOGGING_CATEGORY(cameraLog)         // "Nimbrale.camera"
 
 } // namespace nimbrale
