@@ -13,7 +13,7 @@
 namespace nimbrale {
 
 struct CameraDevice {
-    /// The same whenever the camera is plugged in.
+    /// The same whenever the camera is plugged in, at the same socket of the computer.
     std::string id;
     /// What the user knows it by; UTF-8.
     std::string name;
@@ -21,8 +21,8 @@ struct CameraDevice {
     bool operator==(const CameraDevice&) const = default;
 };
 
-/// A camera that is open. Destroying it closes the camera, so that its light goes out, before the call returns; no
-/// handler is called any more then. Main thread only.
+/// A camera that is open. Destroying it closes the camera, so that its light goes out, before the call returns, which
+/// may take as long as one picture does; no handler is called any more then. Main thread only.
 class OpenCamera {
 public:
     virtual ~OpenCamera() = default;
@@ -32,18 +32,22 @@ public:
 class Cameras {
 public:
     struct Handlers {
-        /// Each picture, opaque, in the camera's own size. Called on a thread of the camera's own, one call at a time.
+        /// Each picture, opaque, in the camera's own size, which may change. Called on a thread of the camera's own,
+        /// one call at a time; pictures that come meanwhile are dropped, but for the newest. It must not wait for the
+        /// main thread, which may wait for it in order to close the camera.
         std::function<void(std::shared_ptr<const BufferSurface> picture)> onPicture;
-        /// The camera gives no pictures any more, or never did: it is gone, busy or broken. Called at most once, on the
-        /// main queue; the camera may be destroyed within the call.
+        /// The camera gives no pictures any more, or none for some seconds: it is gone, busy or broken. The message
+        /// names it and says what to do. Called at most once, on the main queue; no picture comes after it, even if the
+        /// camera comes back: open it again then. The camera may be destroyed within the call.
         std::function<void(const Error& error)> onLost;
     };
 
     virtual ~Cameras() = default;
 
-    /// Those that are there now, in the system's order.
+    /// Those that are there now, in the system's order. What is there at the start becomes known a moment after the
+    /// cameras were made, which is told like a change.
     [[nodiscard]] virtual std::vector<CameraDevice> devices() const = 0;
-    /// The one that the user prefers in all programs, if the system knows of such.
+    /// The one that the user prefers in all programs, or that the system chose for them, if there is any such.
     [[nodiscard]] virtual std::optional<std::string> preferredDevice() const = 0;
     /// A camera came or went, or another one is preferred.
     [[nodiscard]] virtual Subscription observeDevices(std::function<void()> observer) = 0;

@@ -7,6 +7,7 @@
 #include "platform/desktop/screen_savers.h"
 #include "platform/opencv/model_file.h"
 #include "platform/opencv/opencv_person_segmentation.h"
+#include "platform/pipewire/pipewire_cameras.h"
 #include "platform/x11/displays/display_scale.h"
 #include "platform/x11/x11_platform.h"
 
@@ -33,7 +34,7 @@ public:
 
     [[nodiscard]] Result<void> connect()
     {
-        auto windowSystem = x11::createX11Platform(mainQueue_, workspace_);
+        auto windowSystem = x11::createX11Platform(mainQueue_, workspace_, *cameras_);
         if (!windowSystem)
             return tl::make_unexpected(windowSystem.error());
         windowSystem_ = std::move(*windowSystem);
@@ -56,6 +57,7 @@ public:
     [[nodiscard]] Panels& panels() override { return windowSystem_->panels(); }
     [[nodiscard]] Workspace& workspace() override { return workspace_; }
     [[nodiscard]] SessionLock& sessionLock() override { return sessionLock_; }
+    [[nodiscard]] Cameras& cameras() override { return *cameras_; }
 
 private:
     QtMainQueue mainQueue_;
@@ -63,6 +65,10 @@ private:
     LockReports sessionLock_;
     ScreenSavers screenSavers_{QDBusConnection::sessionBus(), sessionLock_};
     LoginSession loginSession_{QDBusConnection::systemBus(), mainQueue_, sessionLock_};
+    std::unique_ptr<Cameras> cameras_ =
+        pipewire::createPipewireCameras(mainQueue_, [this](std::function<void(bool isGranted)> onAnswer) {
+            mainQueue_.post([onAnswer = std::move(onAnswer)] { onAnswer(true); });
+        });
     std::unique_ptr<Platform> windowSystem_;
     Subscription lockers_;
 };

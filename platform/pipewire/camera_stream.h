@@ -1,0 +1,70 @@
+#pragma once
+
+#include "platform/cameras.h"
+#include "platform/main_queue.h"
+#include "platform/pipewire/camera_picture.h"
+#include "platform/pipewire/handles.h"
+
+#include <atomic>
+#include <chrono>
+#include <memory>
+#include <optional>
+#include <string>
+
+namespace nimbrale::pipewire {
+
+/// One camera that is open, over a connection of its own with a thread of its own, so that a slow consumer of pictures
+/// holds up nobody else. Main thread only.
+class CameraStream final : public OpenCamera {
+public:
+    /// `queue` must outlive it. A camera that gives no picture for as long as `patience` is lost.
+    CameraStream(MainQueue& queue, CameraDevice device, Cameras::Handlers handlers, std::chrono::seconds patience);
+    /// Waits until the daemon has let the camera go, but not for longer than half a second.
+    ~CameraStream() override;
+    CameraStream(const CameraStream&) = delete;
+    CameraStream& operator=(const CameraStream&) = delete;
+
+private:
+    struct Events;
+    /// What is left of the handlers on the main thread.
+    struct Loss {
+        std::function<void(const Error& error)> onLost;
+    };
+
+    [[nodiscard]] bool connect();
+    [[nodiscard]] bool startStream();
+    void waitForDaemon();
+    void takePicture();
+    [[nodiscard]] std::shared_ptr<const BufferSurface> pictureIn(const spa_buffer& buffer);
+    void changeFormat(const spa_pod* parameter);
+    void look();
+    void lose(const std::string& what);
+
+    MainQueue& queue_;
+    const CameraDevice device_;
+    const std::function<void(std::shared_ptr<const BufferSurface> picture)> onPicture_;
+    const std::shared_ptr<Loss> loss_;
+    const std::chrono::seconds patience_;
+
+    std::atomic<bool> isClosing_ = false; ///< there is no use for pictures any more
+
+    // The loop's thread has these.
+    PictureMaker pictures_;
+    std::optional<CameraFormat> format_;
+    std::chrono::steady_clock::time_point lastPicture_;
+    bool hasUnreadable_ = false; ///< since the last picture
+    bool wasConnected_ = false;
+    bool isLost_ = false;
+    bool isDaemonGone_ = false;
+    int answeredCall_ = 0;
+
+    ThreadLoop loop_;
+    LoopSource watch_;
+    Context context_;
+    Core core_;
+    Listener coreListener_;
+    Stream stream_;
+    Listener streamListener_;
+};
+
+} // namespace nimbrale::pipewire

@@ -1,0 +1,77 @@
+#include "platform/pipewire/motion_jpeg.h"
+
+#include "platform/pipewire/camera_format.h"
+
+#include <algorithm>
+#include <limits>
+
+extern "C" {
+#include <libavcodec/avcodec.h>
+}
+
+namespace nimbrale::pipewire {
+
+void MotionJpegDecoder::Release::operator()(AVCodecContext* context) const
+{
+    avcodec_free_context(&context);
+}
+
+void MotionJpegDecoder::Release::operator()(AVFrame* frame) const
+{
+    av_frame_free(&frame);
+}
+
+void MotionJpegDecoder::Release::operator()(AVPacket* packet) const
+{
+    av_packet_free(&packet);
+}
+
+MotionJpegDecoder::MotionJpegDecoder() = default;
+MotionJpegDecoder::~MotionJpegDecoder() = default;
+
+bool MotionJpegDecoder::isReady()
+{
+    if (context_)
+        return true;
+    const AVCodec* const codec = avcodec_find_decoder(AV_CODEC_ID_MJPEG);
+    if (!codec)
+        return false;
+    context_.reset(avcodec_alloc_context3(codec));
+    frame_.reset(av_frame_alloc());
+    packet_.reset(av_packet_alloc());
+    if (!context_ || !frame_ || !packet_) {
+        context_.reset();
+        return false;
+    }
+    context_->thread_count = 1; // More would hold pictures back.
+    // Half a picture is none, and a header may claim any size.
+    context_->err_recognition = AV_EF_EXPLODE | AV_EF_CRCCHECK | AV_EF_BUFFER | AV_EF_BITSTREAM;
+    context_->max_pixels = std::int64_t{largestPictureSide} * largestPictureSide / 2;
+    // A broken camera would fill the log, picture by picture.
+    context_->log_level_offset = AV_LOG_TRACE;
+    if (avcodec_open2(context_.get(), codec, nullptr) != 0)
+        context_.reset();
+    return context_ != nullptr;
+}
+
+const AVFrame* MotionJpegDecoder::decode(std::span<const std::uint8_t> jpeg)
+{
+    if (jpeg.empty() || jpeg.size() > std::numeric_limits<int>::max() / 2 || !isReady())
+        return nullptr;
+    av_packet_unref(packet_.get());
+    // The decoder reads beyond the end, where it wants zeros.
+    if (av_new_packet(packet_.get(), static_cast<int>(jpeg.size())) != 0)
+        return nullptr;
+    std::ranges::copy(jpeg, packet_->data);
+    av_frame_unref(frame_.get());
+    const bool isWhole = avcodec_send_packet(context_.get(), packet_.get()) == 0 &&
+                         avcodec_receive_frame(context_.get(), frame_.get()) == 0 && frame_->decode_error_flags == 0 &&
+                         (frame_->flags & AV_FRAME_FLAG_CORRUPT) == 0;
+    if (isWhole)
+        return frame_.get();
+    // What is left of the broken picture must not become part of the next one.
+    avcodec_flush_buffers(context_.get());
+    return nullptr;
+}
+
+} // namespace nimbrale::pipewire

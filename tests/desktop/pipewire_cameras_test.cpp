@@ -1,0 +1,223 @@
+// The computer's cameras on a PipeWire of the test's own: which there are, and what becomes of them.
+
+#include "tests/desktop/pipewire_fixture.h"
+
+#include <atomic>
+#include <gmock/gmock.h>
+
+namespace nimbrale::test {
+namespace {
+
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::SizeIs;
+
+class PipewireCamerasTest : public PipewireTest {};
+
+TEST_F(PipewireCamerasTest, CamerasAreListedByTheirNodesNameAndCalledByTheirNick)
+{
+    const auto first = plugIn({.id = "front", .name = "Front camera"});
+    const auto second = plugIn({.id = "rear", .name = "", .more = {"--description", "Rear camera (V4L2)"}});
+    ASSERT_TRUE(eventually([&] { return isListed("front") && isListed("rear"); }));
+    EXPECT_THAT(cameras->devices(), testing::UnorderedElementsAre(CameraDevice{"front", "Front camera"},
+                                                                  CameraDevice{"rear", "Rear camera"}));
+    // The session manager prefers one of them by itself.
+    EXPECT_TRUE(eventually([&] { return cameras->preferredDevice().has_value(); }));
+}
+
+TEST_F(PipewireCamerasTest, AScreenThatIsSharedIsNoCamera)
+{
+    const auto screen = plugIn({.id = "screen", .more = {"--role", "Screen"}});
+    const auto camera = plugIn({.id = "camera-after-it"});
+    ASSERT_TRUE(eventually([&] { return isListed("camera-after-it"); }));
+    EXPECT_FALSE(isListed("screen"));
+}
+
+TEST_F(PipewireCamerasTest, ComingAndGoingIsTold)
+{
+    const auto camera = plugIn({.id = "coming"});
+    int changes = 0;
+    const Subscription changed = cameras->observeDevices([&changes] { ++changes; });
+    ASSERT_TRUE(eventually([&] { return isListed("coming"); }));
+    EXPECT_GT(changes, 0);
+    for (int round = 0; round < 2; ++round) {
+        changes = 0;
+        camera->tell("unplug");
+        ASSERT_TRUE(eventually([&] { return !isListed("coming"); }));
+        EXPECT_GT(changes, 0);
+        changes = 0;
+        camera->tell("plug");
+        ASSERT_TRUE(eventually([&] { return isListed("coming"); }));
+        EXPECT_GT(changes, 0);
+    }
+}
+
+TEST_F(PipewireCamerasTest, AnOpenCameraThatIsUnpluggedIsLostOnceAndCanBeOpenedWhenItIsBack)
+{
+    const auto camera = plugIn({.id = "loose", .name = "Loose camera"});
+    const auto other = plugIn({.id = "other"});
+    ASSERT_TRUE(eventually([&] { return isListed("loose") && isListed("other"); }));
+    CameraWatcher watcher(*cameras, "loose");
+    ASSERT_TRUE(waitForPictures(watcher, 3));
+    camera->tell("unplug");
+    ASSERT_TRUE(camera->waitFor("unplugged"));
+    ASSERT_TRUE(eventually([&] { return !watcher.losses.empty(); }));
+    EXPECT_THAT(watcher.losses.front().message, HasSubstr("Loose camera"));
+    const int count = watcher.count();
+    // Neither another camera in its place nor the same one again.
+    camera->tell("plug");
+    ASSERT_TRUE(camera->waitFor("plugged"));
+    EXPECT_FALSE(eventually([&] { return watcher.count() > count || watcher.losses.size() > 1; }, Milliseconds{700}));
+
+    ASSERT_TRUE(eventually([&] { return isListed("loose"); }));
+    CameraWatcher again(*cameras, "loose");
+    EXPECT_TRUE(waitForPictures(again));
+    EXPECT_THAT(again.losses, IsEmpty());
+}
+
+TEST_F(PipewireCamerasTest, ACameraThatIsNotThereIsLostAndNoOtherOneShownInItsPlace)
+{
+    const auto camera = plugIn({.id = "present"});
+    ASSERT_TRUE(eventually([&] { return isListed("present"); }));
+    CameraWatcher watcher(*cameras, "absent");
+    EXPECT_THAT(watcher.losses, IsEmpty()) << "told within the call";
+    ASSERT_TRUE(eventually([&] { return !watcher.losses.empty(); }));
+    EXPECT_EQ(watcher.count(), 0);
+}
+
+TEST_F(PipewireCamerasTest, ACameraIsReleasedWhenItIsClosed)
+{
+    const auto camera = plugIn({.id = "lit"});
+    ASSERT_TRUE(eventually([&] { return isListed("lit"); }));
+    CameraWatcher watcher(*cameras, "lit");
+    ASSERT_TRUE(waitForPictures(watcher));
+    ASSERT_TRUE(camera->waitFor("streaming YUY2:320x180"));
+    const auto start = std::chrono::steady_clock::now();
+    watcher.close();
+    const auto took = std::chrono::steady_clock::now() - start;
+    EXPECT_LT(took, Milliseconds{400});
+    const int count = watcher.count();
+    EXPECT_TRUE(camera->waitFor("paused", Milliseconds{1000}));
+    EXPECT_EQ(watcher.count(), count) << "a picture came after the end";
+}
+
+TEST_F(PipewireCamerasTest, ACameraMayBeClosedWithinTheNewsOfItsLoss)
+{
+    const auto camera = plugIn({.id = "brief"});
+    ASSERT_TRUE(eventually([&] { return isListed("brief"); }));
+    std::unique_ptr<OpenCamera> open;
+    int losses = 0;
+    std::atomic<int> pictures{0};
+    open = cameras->open("brief", {[&pictures](const auto&) { ++pictures; },
+                                   [&](const Error&) {
+                                       ++losses;
+                                       open.reset();
+                                   }});
+    ASSERT_TRUE(eventually([&] { return pictures > 0; }));
+    camera->crash();
+    EXPECT_TRUE(eventually([&] { return losses > 0; }));
+    EXPECT_EQ(open, nullptr);
+    EXPECT_FALSE(eventually([&] { return losses > 1; }, Milliseconds{200}));
+}
+
+TEST_F(PipewireCamerasTest, NoLossIsToldOfACameraThatIsClosed)
+{
+    const auto camera = plugIn({.id = "closed"});
+    ASSERT_TRUE(eventually([&] { return isListed("closed"); }));
+    CameraWatcher watcher(*cameras, "closed");
+    CameraWatcher control(*cameras, "closed");
+    ASSERT_TRUE(waitForPictures(watcher) && waitForPictures(control));
+    camera->tell("unplug");
+    // The loss is posted by now, and has not been told.
+    ASSERT_TRUE(waitUntil([&] { return queue.pendingPosts() >= 3; }, Milliseconds{5000}));
+    watcher.close();
+    EXPECT_TRUE(eventually([&] { return !control.losses.empty(); }));
+    EXPECT_THAT(watcher.losses, IsEmpty());
+}
+
+TEST_F(PipewireCamerasTest, TwoMayWatchACameraAtATime)
+{
+    const auto camera = plugIn({.id = "popular", .formats = {"YUY2:320x180@30", "NV12:640x360@30"}});
+    const std::unique_ptr<Cameras> others = makeCameras();
+    ASSERT_TRUE(eventually([&] { return isListed("popular") && !others->devices().empty(); }));
+    CameraWatcher first(*cameras, "popular");
+    ASSERT_TRUE(waitForPictures(first));
+    CameraWatcher second(*others, "popular");
+    ASSERT_TRUE(waitForPictures(second));
+    EXPECT_TRUE(waitForPictures(first, 3)) << "the second one stopped the first";
+    first.close();
+    EXPECT_TRUE(waitForPictures(second, 3)) << "the end of the first one stopped the second";
+    EXPECT_THAT(first.losses, IsEmpty());
+    EXPECT_THAT(second.losses, IsEmpty());
+}
+
+TEST_F(PipewireCamerasTest, ACameraWithoutPicturesIsLostAfterAWhile)
+{
+    const auto camera = plugIn({.id = "dark", .name = "Dark camera", .more = {"--fault", "silent"}});
+    cameras = makeCameras(std::chrono::seconds{2});
+    ASSERT_TRUE(eventually([&] { return isListed("dark"); }));
+    CameraWatcher watcher(*cameras, "dark");
+    EXPECT_FALSE(eventually([&] { return !watcher.losses.empty(); }, Milliseconds{1500}));
+    ASSERT_TRUE(eventually([&] { return !watcher.losses.empty(); }));
+    EXPECT_THAT(watcher.losses.front().message, HasSubstr("\"Dark camera\" gives no picture"));
+}
+
+TEST_F(PipewireCamerasTest, ACameraThatStopsInBetweenIsLostAfterAWhile)
+{
+    const auto camera = plugIn({.id = "stalling"});
+    cameras = makeCameras(std::chrono::seconds{2});
+    ASSERT_TRUE(eventually([&] { return isListed("stalling"); }));
+    CameraWatcher watcher(*cameras, "stalling");
+    ASSERT_TRUE(waitForPictures(watcher));
+    EXPECT_FALSE(eventually([&] { return !watcher.losses.empty(); }, Milliseconds{3000})) << "lost while it works";
+    camera->tell("fault silent");
+    EXPECT_TRUE(eventually([&] { return !watcher.losses.empty(); }));
+}
+
+TEST_F(PipewireCamerasTest, WhenTheDaemonCrashesAllCamerasGoAndComeBackWithIt)
+{
+    auto camera = plugIn({.id = "surviving"});
+    ASSERT_TRUE(eventually([&] { return isListed("surviving"); }));
+    CameraWatcher watcher(*cameras, "surviving");
+    ASSERT_TRUE(waitForPictures(watcher));
+    pipewire->crash();
+    camera->crash();
+    EXPECT_TRUE(eventually([&] { return cameras->devices().empty(); }));
+    EXPECT_TRUE(eventually([&] { return !watcher.losses.empty(); }));
+    EXPECT_FALSE(cameras->preferredDevice().has_value());
+    watcher.close();
+
+    ASSERT_TRUE(pipewire->startAgain(reason)) << reason;
+    camera = plugIn({.id = "surviving"});
+    ASSERT_TRUE(eventually([&] { return isListed("surviving"); }));
+    CameraWatcher again(*cameras, "surviving");
+    EXPECT_TRUE(waitForPictures(again));
+}
+
+TEST_F(PipewireCamerasTest, ADaemonThatStartsLaterIsFound)
+{
+    pipewire->crash();
+    cameras = makeCameras();
+    EXPECT_FALSE(eventually([&] { return !cameras->devices().empty(); }, Milliseconds{500}));
+    ASSERT_TRUE(pipewire->startAgain(reason)) << reason;
+    const auto camera = plugIn({.id = "late"});
+    EXPECT_TRUE(eventually([&] { return isListed("late"); }));
+}
+
+TEST_F(PipewireCamerasTest, WithoutADaemonACameraIsLostAtOnce)
+{
+    pipewire->crash();
+    CameraWatcher watcher(*cameras, "anything");
+    EXPECT_TRUE(eventually([&] { return !watcher.losses.empty(); }, Milliseconds{1000}));
+    EXPECT_TRUE(pipewire->startAgain(reason)) << reason;
+}
+
+TEST_F(PipewireCamerasTest, AccessIsAskedOfWhoeverWasGiven)
+{
+    std::optional<bool> answer;
+    cameras->requestAccess([&answer](bool isGranted) { answer = isGranted; });
+    EXPECT_EQ(answer, true);
+}
+
+} // namespace
+} // namespace nimbrale::test

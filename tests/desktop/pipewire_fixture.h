@@ -1,0 +1,123 @@
+#pragma once
+
+#include "platform/pipewire/pipewire_cameras.h"
+#include "tests/fakes/fake_main_queue.h"
+#include "tests/support/private_pipewire.h"
+#include "tests/support/requirements.h"
+
+#include <QTemporaryDir>
+
+#include <algorithm>
+#include <gtest/gtest.h>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace nimbrale::test {
+
+/// Somebody who watches a camera.
+class CameraWatcher {
+public:
+    CameraWatcher(Cameras& cameras, const std::string& id)
+    {
+        camera_ = cameras.open(id, {[this](std::shared_ptr<const BufferSurface> picture) {
+                                        const std::lock_guard lock(mutex_);
+                                        newest_ = std::move(picture);
+                                        ++count_;
+                                    },
+                                    [this](const Error& error) { losses.push_back(error); }});
+    }
+
+    void close() { camera_.reset(); }
+    [[nodiscard]] int count() const
+    {
+        const std::lock_guard lock(mutex_);
+        return count_;
+    }
+    [[nodiscard]] std::shared_ptr<const BufferSurface> newest() const
+    {
+        const std::lock_guard lock(mutex_);
+        return newest_;
+    }
+
+    std::vector<Error> losses;
+
+private:
+    mutable std::mutex mutex_;
+    std::shared_ptr<const BufferSurface> newest_;
+    int count_ = 0;
+    std::unique_ptr<OpenCamera> camera_;
+};
+
+/// One private PipeWire for the whole suite, on which each test plugs in its own cameras.
+class PipewireTest : public testing::Test {
+protected:
+    static void SetUpTestSuite()
+    {
+        missing = PrivatePipewire::missing();
+        if (!missing.empty())
+            return;
+        pipewire = PrivatePipewire::start(reason);
+        if (!pipewire)
+            return;
+        for (const auto& [name, value] : pipewire->environment()) {
+            if (name != "PATH" && name != "HOME")
+                qputenv(name.c_str(), value.c_str());
+        }
+    }
+    static void TearDownTestSuite() { pipewire.reset(); }
+    void SetUp() override
+    {
+        if (!missing.empty())
+            GTEST_SKIP() << missing;
+        ASSERT_TRUE(pipewire) << reason;
+        cameras = makeCameras();
+    }
+
+    [[nodiscard]] std::unique_ptr<Cameras> makeCameras(std::chrono::seconds patience = pipewire::cameraPatience)
+    {
+        return pipewire::createPipewireCameras(
+            queue, [](const std::function<void(bool)>& onAnswer) { onAnswer(true); }, patience);
+    }
+    [[nodiscard]] std::unique_ptr<VirtualCamera> plugIn(const VirtualCamera::Options& options)
+    {
+        std::string why;
+        auto camera = VirtualCamera::start(*pipewire, options, why);
+        if (!camera)
+            failTest(why);
+        return camera;
+    }
+    /// Does what is posted to the main thread until the condition holds.
+    template <typename Condition>
+    [[nodiscard]] bool eventually(Condition condition, Milliseconds patience = Milliseconds{10'000})
+    {
+        return waitUntil(
+            [&] {
+                queue.runPosted();
+                return condition();
+            },
+            patience);
+    }
+    [[nodiscard]] bool isListed(const std::string& id) const
+    {
+        const auto devices = cameras->devices();
+        return std::ranges::any_of(devices, [&id](const CameraDevice& device) { return device.id == id; });
+    }
+    [[nodiscard]] bool waitForPictures(const CameraWatcher& watcher, int count = 1)
+    {
+        const int wanted = watcher.count() + count;
+        return eventually([&] { return watcher.count() >= wanted; });
+    }
+
+    static inline std::string missing;
+    static inline std::string reason;
+    static inline std::unique_ptr<PrivatePipewire> pipewire;
+
+    FakeMainQueue queue;
+    std::unique_ptr<Cameras> cameras;
+};
+
+} // namespace nimbrale::test

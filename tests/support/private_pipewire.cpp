@@ -1,0 +1,142 @@
+#include "tests/support/private_pipewire.h"
+
+#include <csignal>
+#include <filesystem>
+#include <fstream>
+#include <utility>
+
+namespace nimbrale::test {
+
+namespace {
+
+/// The session manager is not to look for devices of this machine; how it is told so differs between its versions.
+void leaveOutHardware(const std::filesystem::path& configuration)
+{
+    const auto write = [&configuration](const char* name, const char* text) {
+        const std::filesystem::path path = configuration / "wireplumber" / name;
+        std::filesystem::create_directories(path.parent_path());
+        std::ofstream(path) << text;
+    };
+    write("main.lua.d/60-no-hardware.lua",
+          "alsa_monitor.enabled = false\nv4l2_monitor.enabled = false\nlibcamera_monitor.enabled = false\n");
+    write("bluetooth.lua.d/60-no-hardware.lua", "bluez_monitor.enabled = false\n");
+    write("wireplumber.conf.d/no-hardware.conf",
+          "wireplumber.profiles = { main = { hardware.audio = disabled hardware.bluetooth = disabled "
+          "hardware.video-capture = disabled } }\n");
+}
+
+} // namespace
+
+std::string PrivatePipewire::missing()
+{
+    for (const char* const program : {"pipewire", "wireplumber", "dbus-daemon"}) {
+        if (findProgram(program).empty())
+            return std::string(program) + " is not installed";
+    }
+    return {};
+}
+
+std::unique_ptr<PrivatePipewire> PrivatePipewire::start(std::string& reason)
+{
+    std::unique_ptr<PrivatePipewire> pipewire(new PrivatePipewire);
+    leaveOutHardware(pipewire->home_.filePath(".config").toStdString());
+    pipewire->bus_ = PrivateBus::start(reason);
+    if (!pipewire->bus_ || !pipewire->startPrograms(reason))
+        return nullptr;
+    return pipewire;
+}
+
+PrivatePipewire::~PrivatePipewire() = default;
+
+std::string PrivatePipewire::runtimeFolder() const
+{
+    return home_.path().toStdString();
+}
+
+Environment PrivatePipewire::environment() const
+{
+    return {{"PATH", "/usr/bin:/bin"},
+            {"HOME", runtimeFolder()},
+            {"XDG_RUNTIME_DIR", runtimeFolder()},
+            {"DBUS_SESSION_BUS_ADDRESS", bus_->address()},
+            // Nothing that asks the machine's own services, such as the one that gives threads a higher priority.
+            {"DBUS_SYSTEM_BUS_ADDRESS", "unix:path=/no/such/bus"},
+            {"QT_QPA_PLATFORM", "offscreen"}};
+}
+
+bool PrivatePipewire::startPrograms(std::string& reason)
+{
+    const std::filesystem::path folder = runtimeFolder();
+    std::error_code ignored;
+    std::filesystem::remove(folder / "pipewire-0", ignored); // A crashed daemon leaves it.
+    Process::Options options;
+    options.environment = environment();
+    options.outputFile = folder / "pipewire.log";
+    daemon_ = Process::start("pipewire", {}, options, reason);
+    if (!daemon_)
+        return false;
+    const auto hasSocket = [&folder] { return std::filesystem::exists(folder / "pipewire-0"); };
+    if (!waitUntil(hasSocket, Milliseconds{10'000})) {
+        reason = "pipewire makes no socket: " + daemon_->output();
+        return false;
+    }
+    options.outputFile = folder / "wireplumber.log";
+    sessionManager_ = Process::start("wireplumber", {}, options, reason);
+    return sessionManager_ != nullptr;
+}
+
+void PrivatePipewire::crash()
+{
+    daemon_->signal(SIGKILL);
+    static_cast<void>(daemon_->waitForEnd(Milliseconds{5000}));
+    sessionManager_.reset();
+    daemon_.reset();
+}
+
+bool PrivatePipewire::startAgain(std::string& reason)
+{
+    return startPrograms(reason);
+}
+
+std::unique_ptr<VirtualCamera> VirtualCamera::start(const PrivatePipewire& pipewire, const Options& options,
+                                                    std::string& reason)
+{
+    Process::Options process;
+    process.environment = pipewire.environment();
+    process.outputFile = std::filesystem::path(pipewire.runtimeFolder()) / (options.id + ".log");
+    process.isSpokenWith = true;
+    std::vector<std::string> arguments{"--id", options.id, "--name", options.name};
+    if (!options.picture.empty())
+        arguments.insert(arguments.end(), {"--picture", options.picture});
+    arguments.insert(arguments.end(), options.more.begin(), options.more.end());
+    arguments.insert(arguments.end(), options.formats.begin(), options.formats.end());
+    auto program = Process::start("nimbrale_virtual_camera", arguments, process, reason);
+    if (!program)
+        return nullptr;
+    std::unique_ptr<VirtualCamera> camera(new VirtualCamera(std::move(program)));
+    if (camera->waitFor("plugged", Milliseconds{10'000}))
+        return camera;
+    reason = "the virtual camera does not start: " + camera->program_->output();
+    return nullptr;
+}
+
+bool VirtualCamera::waitFor(const std::string& text, Milliseconds patience)
+{
+    const auto end = std::chrono::steady_clock::now() + patience;
+    while (true) {
+        const auto left = std::chrono::duration_cast<Milliseconds>(end - std::chrono::steady_clock::now());
+        const std::optional<std::string> line = program_->readLine(left);
+        if (!line)
+            return false;
+        if (*line == text)
+            return true;
+    }
+}
+
+void VirtualCamera::crash()
+{
+    program_->signal(SIGKILL);
+    static_cast<void>(program_->waitForEnd(Milliseconds{5000}));
+}
+
+} // namespace nimbrale::test

@@ -1,0 +1,191 @@
+#include "platform/pipewire/camera_picture.h"
+
+#include <QBuffer>
+#include <QImage>
+
+#include <algorithm>
+#include <array>
+#include <gtest/gtest.h>
+#include <random>
+#include <vector>
+
+namespace nimbrale::pipewire {
+namespace {
+
+using Bytes = std::vector<std::uint8_t>;
+
+std::array<int, 3> pixelAt(const BufferSurface& picture, int x, int y)
+{
+    const std::byte* const pixel =
+        picture.pixels().row(y) + static_cast<std::ptrdiff_t>(x) * PixelBuffer::bytesPerPixel;
+    return {std::to_integer<int>(pixel[2]), std::to_integer<int>(pixel[1]), std::to_integer<int>(pixel[0])};
+}
+
+void expectColor(const BufferSurface& picture, int x, int y, const std::array<int, 3>& expected)
+{
+    const std::array<int, 3> color = pixelAt(picture, x, y);
+    for (std::size_t channel = 0; channel < color.size(); ++channel)
+        EXPECT_NEAR(color.at(channel), expected.at(channel), 2) << "channel " << channel << " at " << x << ", " << y;
+}
+
+Bytes jpegOf(int width, int height, QRgb color, QImage::Format format = QImage::Format_RGB32)
+{
+    QImage image(width, height, QImage::Format_RGB32);
+    image.fill(color);
+    QByteArray bytes;
+    QBuffer buffer(&bytes);
+    buffer.open(QIODevice::WriteOnly);
+    EXPECT_TRUE(image.convertToFormat(format).save(&buffer, "JPG", 95));
+    return {bytes.begin(), bytes.end()};
+}
+
+TEST(CameraPictureTest, ColorCodingsDiffer)
+{
+    PictureMaker maker;
+    const Bytes gray(8 * 2 * 3 / 2, 128);
+    const Bytes nearlyWhite = [] {
+        Bytes bytes(8 * 2 * 3 / 2, 128);
+        std::fill_n(bytes.begin(), 16, std::uint8_t{235});
+        return bytes;
+    }();
+    const auto colorOf = [&maker](const Bytes& bytes, ColorCoding colors) {
+        const auto picture = maker.make({PictureEncoding::i420, 8, 2, colors}, std::array{CameraPlane{bytes, 0}});
+        return pixelAt(*picture, 0, 0).front();
+    };
+    EXPECT_NEAR(colorOf(nearlyWhite, ColorCoding::bt601Limited), 255, 1);
+    EXPECT_NEAR(colorOf(nearlyWhite, ColorCoding::bt709Limited), 255, 1);
+    EXPECT_NEAR(colorOf(nearlyWhite, ColorCoding::bt601Full), 235, 1);
+    EXPECT_NEAR(colorOf(nearlyWhite, ColorCoding::bt709Full), 235, 1);
+
+    Bytes red = gray;
+    std::fill_n(red.end() - 4, 4, std::uint8_t{178}); // 50 above the middle, times 1.596, 1.793, 1.402 and 1.575.
+    EXPECT_NEAR(colorOf(red, ColorCoding::bt601Limited), 130 + 80, 2);
+    EXPECT_NEAR(colorOf(red, ColorCoding::bt709Limited), 130 + 90, 2);
+    EXPECT_NEAR(colorOf(red, ColorCoding::bt601Full), 128 + 70, 2);
+    EXPECT_NEAR(colorOf(red, ColorCoding::bt709Full), 128 + 79, 2);
+}
+
+TEST(CameraPictureTest, PlanesMayLieApart)
+{
+    PictureMaker maker;
+    const Bytes brightness(16 * 2, 81);
+    const Bytes blue(8, 90);
+    const Bytes red(8, 240);
+    const auto picture = maker.make({PictureEncoding::i420, 16, 2},
+                                    std::array{CameraPlane{brightness, 16}, CameraPlane{blue, 8}, CameraPlane{red, 8}});
+    ASSERT_TRUE(picture);
+    expectColor(*picture, 15, 1, {255, 0, 0});
+}
+
+TEST(CameraPictureTest, OddSizesHaveAllOfTheirPixels)
+{
+    struct Case {
+        PictureEncoding encoding;
+        std::size_t size;
+    };
+    PictureMaker maker;
+    // 5 × 3: of the colors there are 3 × 2, in each row or in every other one.
+    for (const auto& [encoding, size] :
+         {Case{PictureEncoding::yuy2, 12 * 3}, Case{PictureEncoding::uyvy, 12 * 3}, Case{PictureEncoding::bgrx, 20 * 3},
+          Case{PictureEncoding::nv12, 15 + 12}, Case{PictureEncoding::i420, 15 + 12}}) {
+        const Bytes whole(size, 128);
+        const auto picture = maker.make({encoding, 5, 3}, std::array{CameraPlane{whole, 0}});
+        ASSERT_TRUE(picture) << static_cast<int>(encoding);
+        const int gray = encoding == PictureEncoding::bgrx ? 128 : 130;
+        for (const auto& [x, y] : {std::pair(0, 0), std::pair(4, 0), std::pair(0, 2), std::pair(4, 2)})
+            expectColor(*picture, x, y, {gray, gray, gray});
+        const Bytes tooShort(size - 1, 128);
+        EXPECT_FALSE(maker.make({encoding, 5, 3}, std::array{CameraPlane{tooShort, 0}})) << static_cast<int>(encoding);
+    }
+}
+
+TEST(CameraPictureTest, SizesThatNoCameraHasMakeNoPicture)
+{
+    PictureMaker maker;
+    const Bytes bytes(64, 128);
+    const std::array planes{CameraPlane{bytes, 0}};
+    ASSERT_TRUE(maker.make({PictureEncoding::bgrx, 4, 4}, planes));
+    for (const auto& [width, height] : {std::pair(0, 4), std::pair(4, 0), std::pair(-4, 4), std::pair(4, -4),
+                                        std::pair(0x7fffffff, 4), std::pair(4, 0x7fffffff), std::pair(8193, 1)})
+        EXPECT_FALSE(maker.make({PictureEncoding::bgrx, width, height}, planes)) << width << " x " << height;
+    EXPECT_FALSE(maker.make({PictureEncoding::bgrx, 4, 4}, {}));
+}
+
+TEST(CameraPictureTest, RowsThatNoPictureHasMakeNoPicture)
+{
+    PictureMaker maker;
+    const Bytes bytes(4096, 128);
+    for (const PictureEncoding encoding : {PictureEncoding::yuy2, PictureEncoding::uyvy, PictureEncoding::nv12,
+                                           PictureEncoding::i420, PictureEncoding::bgrx}) {
+        ASSERT_TRUE(maker.make({encoding, 16, 16}, std::array{CameraPlane{bytes, 64}}));
+        for (const int stride : {0x7fffffff, 0x7ffffff0, -0x7fffffff - 1, -64, -1, 1, 15})
+            EXPECT_FALSE(maker.make({encoding, 16, 16}, std::array{CameraPlane{bytes, stride}})) << stride;
+    }
+}
+
+TEST(CameraPictureTest, AJpegHasItsOwnSize)
+{
+    PictureMaker maker;
+    const Bytes jpeg = jpegOf(48, 32, qRgb(200, 40, 90));
+    const auto picture = maker.make({PictureEncoding::motionJpeg, 1280, 720}, std::array{CameraPlane{jpeg, 0}});
+    ASSERT_TRUE(picture);
+    EXPECT_EQ(picture->width(), 48);
+    EXPECT_EQ(picture->height(), 32);
+    expectColor(*picture, 47, 31, {200, 40, 90});
+}
+
+TEST(CameraPictureTest, AGrayJpegIsAPicture)
+{
+    PictureMaker maker;
+    const Bytes jpeg = jpegOf(48, 32, qRgb(77, 77, 77), QImage::Format_Grayscale8);
+    const auto picture = maker.make({PictureEncoding::motionJpeg, 48, 32}, std::array{CameraPlane{jpeg, 0}});
+    ASSERT_TRUE(picture);
+    expectColor(*picture, 10, 10, {77, 77, 77});
+}
+
+TEST(CameraPictureTest, NoCutJpegIsAPictureAndNoneSpoilsTheNext)
+{
+    PictureMaker maker;
+    const CameraFormat format{PictureEncoding::motionJpeg, 64, 64};
+    QImage noise(64, 64, QImage::Format_RGB32);
+    std::mt19937 random(1); // NOLINT(bugprone-random-generator-seed): the same noise each time.
+    for (int y = 0; y < 64; ++y) {
+        for (int x = 0; x < 64; ++x)
+            noise.setPixel(x, y, static_cast<QRgb>(random()) | 0xff000000U);
+    }
+    QByteArray written;
+    QBuffer buffer(&written);
+    buffer.open(QIODevice::WriteOnly);
+    ASSERT_TRUE(noise.save(&buffer, "JPG", 90));
+    const Bytes whole(written.begin(), written.end());
+    ASSERT_TRUE(maker.make(format, std::array{CameraPlane{whole, 0}}));
+    for (std::size_t length = 0; length < whole.size() * 9 / 10; length += 13) {
+        const Bytes cut(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(length));
+        EXPECT_FALSE(maker.make(format, std::array{CameraPlane{cut, 0}})) << length << " of " << whole.size();
+    }
+    EXPECT_TRUE(maker.make(format, std::array{CameraPlane{whole, 0}}));
+}
+
+/// Whatever is in it, it does not crash, and a picture that comes out is one of a possible size.
+TEST(CameraPictureTest, BytesThatAreWrongAnywhereAreSurvived)
+{
+    PictureMaker maker;
+    const CameraFormat format{PictureEncoding::motionJpeg, 48, 32};
+    const Bytes whole = jpegOf(48, 32, qRgb(10, 200, 90));
+    std::mt19937 random(2); // NOLINT(bugprone-random-generator-seed): the same mistakes each time.
+    for (int round = 0; round < 3000; ++round) {
+        Bytes bytes = whole;
+        for (unsigned mistakes = random() % 8 + 1; mistakes > 0; --mistakes)
+            bytes[random() % bytes.size()] = static_cast<std::uint8_t>(random());
+        const auto picture = maker.make(format, std::array{CameraPlane{bytes, 0}});
+        if (picture) {
+            ASSERT_LE(std::max(picture->width(), picture->height()), largestPictureSide);
+        }
+    }
+    const auto picture = maker.make(format, std::array{CameraPlane{whole, 0}});
+    ASSERT_TRUE(picture);
+    expectColor(*picture, 20, 20, {10, 200, 90});
+}
+
+} // namespace
+} // namespace nimbrale::pipewire
