@@ -1,10 +1,12 @@
 #include "platform/create.h"
 
+#include "platform/desktop/camera_access.h"
 #include "platform/desktop/desktop_session.h"
 #include "platform/desktop/login_session.h"
 #include "platform/desktop/qt_main_queue.h"
 #include "platform/desktop/qt_workspace.h"
 #include "platform/desktop/screen_savers.h"
+#include "platform/pipewire/pipewire_cameras.h"
 #include "platform/x11/displays/display_scale.h"
 #include "platform/x11/x11_platform.h"
 
@@ -82,6 +84,13 @@ Result<std::unique_ptr<Platform>> createPlatform()
     if (const Result<void> connected = platform->connect(); !connected)
         return tl::make_unexpected(connected.error());
     return platform;
+}
+
+std::unique_ptr<Cameras> createCameras(MainQueue& queue)
+{
+    const auto access = std::make_shared<CameraAccess>(QDBusConnection::sessionBus(), queue);
+    return pipewire::createPipewireCameras(
+        queue, [access](std::function<void(bool isGranted)> onAnswer) { access->request(std::move(onAnswer)); });
 }
 
 } // namespace nimbrale
