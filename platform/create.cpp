@@ -1,5 +1,6 @@
 #include "platform/create.h"
 
+#include "platform/desktop/camera_access.h"
 #include "platform/desktop/desktop_session.h"
 #include "platform/desktop/login_session.h"
 #include "platform/desktop/qt_main_queue.h"
@@ -65,9 +66,10 @@ private:
     LockReports sessionLock_;
     ScreenSavers screenSavers_{QDBusConnection::sessionBus(), sessionLock_};
     LoginSession loginSession_{QDBusConnection::systemBus(), mainQueue_, sessionLock_};
+    CameraAccess cameraAccess_{QDBusConnection::sessionBus(), mainQueue_};
     std::unique_ptr<Cameras> cameras_ =
         pipewire::createPipewireCameras(mainQueue_, [this](std::function<void(bool isGranted)> onAnswer) {
-            mainQueue_.post([onAnswer = std::move(onAnswer)] { onAnswer(true); });
+            cameraAccess_.request(std::move(onAnswer));
         });
     std::unique_ptr<Platform> windowSystem_;
     Subscription lockers_;

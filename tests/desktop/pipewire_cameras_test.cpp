@@ -2,8 +2,13 @@
 
 #include "tests/desktop/pipewire_fixture.h"
 
+#include <algorithm>
 #include <atomic>
+#include <csignal>
+#include <filesystem>
+#include <fstream>
 #include <gmock/gmock.h>
+#include <iterator>
 
 namespace nimbrale::test {
 namespace {
@@ -23,6 +28,33 @@ TEST_F(PipewireCamerasTest, CamerasAreListedByTheirNodesNameAndCalledByTheirNick
                                                                   CameraDevice{"rear", "Rear camera"}));
     // The session manager prefers one of them by itself.
     EXPECT_TRUE(eventually([&] { return cameras->preferredDevice().has_value(); }));
+}
+
+TEST_F(PipewireCamerasTest, WhichOneTheUserPrefersIsFollowed)
+{
+    requireProgram("pw-metadata");
+    const auto first = plugIn({.id = "liked", .name = "Liked camera"});
+    const auto second = plugIn({.id = "unliked"});
+    ASSERT_TRUE(eventually([&] { return isListed("liked") && isListed("unliked"); }));
+    int changes = 0;
+    const Subscription changed = cameras->observeDevices([&changes] { ++changes; });
+    for (const std::string id : {"liked", "unliked", "liked"}) {
+        changes = 0;
+        const bool wasPreferred = cameras->preferredDevice() == id;
+        Process::Options options;
+        options.environment = pipewire->environment();
+        std::string why;
+        const auto choice = Process::start(
+            "pw-metadata", {"0", "default.configured.video.source", R"({"name":")" + id + R"("})", "Spa:String:JSON"},
+            options, why);
+        ASSERT_TRUE(choice) << why;
+        ASSERT_EQ(choice->waitForEnd(Milliseconds{5000}), 0);
+        EXPECT_TRUE(eventually([&] { return cameras->preferredDevice() == id; })) << id;
+        EXPECT_TRUE(changes > 0 || wasPreferred) << id;
+    }
+    // One that is not there is not preferred.
+    first->tell("unplug");
+    EXPECT_TRUE(eventually([&] { return cameras->preferredDevice() != "liked"; }));
 }
 
 TEST_F(PipewireCamerasTest, AScreenThatIsSharedIsNoCamera)
@@ -210,6 +242,92 @@ TEST_F(PipewireCamerasTest, WithoutADaemonACameraIsLostAtOnce)
     CameraWatcher watcher(*cameras, "anything");
     EXPECT_TRUE(eventually([&] { return !watcher.losses.empty(); }, Milliseconds{1000}));
     EXPECT_TRUE(pipewire->startAgain(reason)) << reason;
+}
+
+/// How often threads of that name of this process have gone to sleep of their own will.
+long sleepsOf(const std::string& thread)
+{
+    long sleeps = -1;
+    for (const auto& task : std::filesystem::directory_iterator("/proc/self/task")) {
+        std::string name;
+        std::getline(std::ifstream(task.path() / "comm"), name);
+        if (name != thread)
+            continue;
+        std::ifstream status(task.path() / "status");
+        const std::string key = "voluntary_ctxt_switches:";
+        for (std::string word; status >> word;) {
+            long count = 0;
+            if (word == key && status >> count)
+                sleeps = std::max(sleeps, 0L) + count;
+        }
+    }
+    return sleeps;
+}
+
+TEST_F(PipewireCamerasTest, WhoWaitsForTheDaemonHardlyEverWakesUp)
+{
+    const auto camera = plugIn({.id = "waking"});
+    ASSERT_TRUE(eventually([&] { return isListed("waking"); }));
+    pipewire->crash(); // Its socket is left, where nobody listens.
+    ASSERT_TRUE(eventually([&] { return cameras->devices().empty(); }));
+    const long atCrash = sleepsOf("nimbrale-cams");
+    ASSERT_GE(atCrash, 0);
+    sleepFor(Milliseconds{2000});
+    const long afterTries = sleepsOf("nimbrale-cams");
+    EXPECT_GT(afterTries, atCrash) << "it does not even try";
+    sleepFor(Milliseconds{2000});
+    EXPECT_LE(sleepsOf("nimbrale-cams") - afterTries, 2);
+    ASSERT_TRUE(pipewire->startAgain(reason)) << reason;
+    const auto back = plugIn({.id = "back"});
+    EXPECT_TRUE(eventually([&] { return isListed("back"); }));
+}
+
+TEST_F(PipewireCamerasTest, ADaemonThatHangsHoldsNobodyUp)
+{
+    const auto camera = plugIn({.id = "hung"});
+    cameras = makeCameras(std::chrono::seconds{2});
+    ASSERT_TRUE(eventually([&] { return isListed("hung"); }));
+    CameraWatcher watcher(*cameras, "hung");
+    ASSERT_TRUE(waitForPictures(watcher));
+    const auto timeOf = [](const auto& work) {
+        const auto start = std::chrono::steady_clock::now();
+        work();
+        return std::chrono::steady_clock::now() - start;
+    };
+    ASSERT_EQ(kill(pipewire->daemon(), SIGSTOP), 0);
+    std::optional<CameraWatcher> another;
+    EXPECT_LT(timeOf([&] { another.emplace(*cameras, "hung"); }), Milliseconds{500});
+    EXPECT_LT(timeOf([&] { watcher.close(); }), Milliseconds{1000});
+    EXPECT_TRUE(eventually([&] { return !another->losses.empty(); })) << "nobody was told";
+    EXPECT_LT(timeOf([&] { another.reset(); }), Milliseconds{1000});
+    EXPECT_LT(timeOf([&] { cameras.reset(); }), Milliseconds{500});
+    kill(pipewire->daemon(), SIGCONT);
+}
+
+std::ptrdiff_t descriptorsOfThisProcess()
+{
+    const std::filesystem::directory_iterator descriptors("/proc/self/fd");
+    return std::distance(begin(descriptors), end(descriptors));
+}
+
+TEST_F(PipewireCamerasTest, NothingIsLeftOfCamerasThatWereOpen)
+{
+    const auto camera = plugIn({.id = "often"});
+    ASSERT_TRUE(eventually([&] { return isListed("often"); }));
+    const auto useOnce = [&] {
+        CameraWatcher watcher(*cameras, "often");
+        ASSERT_TRUE(waitForPictures(watcher));
+    };
+    useOnce(); // What the library makes once for all stays.
+    const std::ptrdiff_t before = descriptorsOfThisProcess();
+    {
+        CameraWatcher watcher(*cameras, "often");
+        ASSERT_TRUE(waitForPictures(watcher));
+        EXPECT_GT(descriptorsOfThisProcess(), before) << "an open camera has descriptors";
+    }
+    for (int round = 0; round < 10; ++round)
+        useOnce();
+    EXPECT_EQ(descriptorsOfThisProcess(), before);
 }
 
 TEST_F(PipewireCamerasTest, AccessIsAskedOfWhoeverWasGiven)

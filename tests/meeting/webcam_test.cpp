@@ -5,6 +5,7 @@
 #include "tests/support/image_compare.h"
 #include "tests/support/private_pipewire.h"
 #include "tests/support/requirements.h"
+#include "tests/support/scene.h"
 
 #include <QColor>
 #include <QImage>
@@ -72,7 +73,8 @@ protected:
                                   .dotsPerInch = 96 * scale(),
                                   .windowManager = GetParam().manager,
                                   .compositor = GetParam().compositor});
-        desktop->setBackground(wall);
+        scene = requireScene(*desktop);
+        scene->add("wall", {.geometry = {0, 0, 1280 * scale(), 720 * scale()}, .seed = 0, .color = wall});
         desktop->movePointer(pixels(farAway));
     }
 
@@ -80,7 +82,7 @@ protected:
     {
         std::map<std::string, std::string> all{{"webcamEnabled", "true"}};
         all.insert(settings.begin(), settings.end());
-        application = requireApplication(*desktop, {.region = region, .others = all}, pipewire->environment());
+        application = requireApplication(*desktop, {.region = region, .others = all}, {{"PIPEWIRE_RUNTIME_DIR", pipewire->runtimeFolder()}});
         ASSERT_TRUE(application->waitForVirtualDisplay(region.size() * scale())) << application->process().output();
     }
 
@@ -115,6 +117,7 @@ protected:
     std::unique_ptr<PrivatePipewire> pipewire;
     std::unique_ptr<VirtualCamera> camera;
     std::unique_ptr<PrivateDesktop> desktop;
+    std::unique_ptr<Scene> scene;
     std::unique_ptr<Application> application;
 
 private:
@@ -221,7 +224,8 @@ TEST_P(Webcam, ItsSettingsButtonOpensSettings)
     pointAt(firstBox, {303, 45});
     sleepFor(Milliseconds{100});
     desktop->click(pixels(region.topLeft() + firstBox.topLeft() + QPoint(303, 45)));
-    EXPECT_TRUE(waitUntil([&] { return desktop->windowTitled("Settings").has_value(); }, Milliseconds{5000}));
+    EXPECT_TRUE(waitUntil([&] { return desktop->windowTitled("Settings").has_value(); }, Milliseconds{5000}))
+        << application->process().output() << picture();
     EXPECT_EQ(application->storedValue("settingsTab"), "webcam");
 }
 

@@ -1,0 +1,49 @@
+#pragma once
+
+#include "platform/desktop/bus_signal.h"
+
+#include <QDBusConnection>
+#include <QObject>
+#include <QString>
+
+#include <functional>
+#include <map>
+#include <memory>
+#include <string>
+
+namespace nimbrale {
+
+class MainQueue;
+
+/// Whether this application may use cameras. Outside of a sandbox every program of the user may; inside of one the
+/// desktop's portal asks the user, once, and remembers the answer. Main thread only.
+class CameraAccess final : public QObject {
+public:
+    /// `queue` must outlive it. `sandboxMark` is the file that there is in every sandbox.
+    CameraAccess(QDBusConnection bus, MainQueue& queue, std::string sandboxMark = "/.flatpak-info");
+    ~CameraAccess() override;
+    CameraAccess(const CameraAccess&) = delete;
+    CameraAccess& operator=(const CameraAccess&) = delete;
+
+    /// `onAnswer` is called later, on the main queue, unless this object goes before. Where nobody can be asked the
+    /// answer is yes: what the sandbox does not let through fails when it is used.
+    void request(std::function<void(bool isGranted)> onAnswer);
+
+private:
+    /// A question that has no answer yet.
+    struct Question {
+        std::function<void(bool isGranted)> onAnswer;
+        std::unique_ptr<BusSignal> response;
+    };
+
+    void askPortal(const QString& name, Question& question);
+    void answerLater(const QString& name, bool isGranted);
+
+    QDBusConnection bus_;
+    MainQueue& queue_;
+    std::string sandboxMark_;
+    int count_ = 0;
+    std::map<QString, Question> open_;
+};
+
+} // namespace nimbrale
