@@ -82,7 +82,8 @@ protected:
     {
         std::map<std::string, std::string> all{{"webcamEnabled", "true"}};
         all.insert(settings.begin(), settings.end());
-        application = requireApplication(*desktop, {.region = region, .others = all}, {{"PIPEWIRE_RUNTIME_DIR", pipewire->runtimeFolder()}});
+        application = requireApplication(*desktop, {.region = region, .others = all},
+                                         {{"PIPEWIRE_RUNTIME_DIR", pipewire->runtimeFolder()}});
         ASSERT_TRUE(application->waitForVirtualDisplay(region.size() * scale())) << application->process().output();
     }
 
