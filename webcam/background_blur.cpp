@@ -64,7 +64,8 @@ void BackgroundBlur::setSize(int width, int height)
     if (cellSize_ == 1)
         neighbors_ = {{0, 0}};
     parts_.clear();
-    for (int pixel = -cellSize_; pixel < 2 * cellSize_; ++pixel)
+    firstPart_ = -(cellSize_ / 2);
+    for (int pixel = firstPart_; partOfPixel(2 * pixel + 1 - cellSize_, cellSize_) > 0; ++pixel)
         parts_.push_back(partOfPixel(2 * pixel + 1 - cellSize_, cellSize_));
 
     const std::size_t reach = gaussian_.size() - 1;
@@ -100,11 +101,9 @@ void BackgroundBlur::sumColumns(const PixelBuffer& picture, int cellRow)
     const std::ptrdiff_t rowValues = width_ * channels;
     std::uint16_t* const sums = sums_.data() + margin;
     std::fill(sums_.begin(), sums_.end(), std::uint16_t{0});
-    for (int y = (cellRow - 1) * cellSize_; y < (cellRow + 2) * cellSize_; ++y) {
-        const int part = partOfPixel(2 * y + 1 - (2 * cellRow + 1) * cellSize_, cellSize_);
-        if (part == 0)
-            continue;
-        const auto* const bytes = reinterpret_cast<const std::uint8_t*>(picture.row(std::clamp(y, 0, height_ - 1)));
+    int y = cellRow * cellSize_ + firstPart_;
+    for (const int part : parts_) {
+        const auto* const bytes = reinterpret_cast<const std::uint8_t*>(picture.row(std::clamp(y++, 0, height_ - 1)));
         for (std::ptrdiff_t i = 0; i < rowValues; ++i)
             sums[i] = static_cast<std::uint16_t>(sums[i] + bytes[i] * part);
     }
@@ -118,7 +117,7 @@ void BackgroundBlur::averageLine(float* cell) const
 {
     const int all = 2 * cellSize_ * cellSize_;
     const float scale = 1.0F / static_cast<float>(all * all);
-    const std::uint16_t* first = sums_.data() + (sumsMargin() - (ring + 1) * cellSize_) * channels;
+    const std::uint16_t* first = sums_.data() + (sumsMargin() - ring * cellSize_ + firstPart_) * channels;
     for (int column = 0; column < cellColumns_; ++column) {
         std::array<int, channels> total{};
         const std::uint16_t* sum = first;

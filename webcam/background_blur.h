@@ -53,9 +53,10 @@ private:
     int cellRows_ = 0;
     std::vector<float> gaussian_;
     std::vector<Neighbors> neighbors_;
-    /// Which part of each pixel counts for a cell, from the first pixel of the cell before to the last of the one
-    /// after.
+    /// Which part of each pixel counts for a cell, where it is not 0; the first of these pixels lies so far from the
+    /// first of the cell's own.
     std::vector<int> parts_;
+    int firstPart_ = 0;
     /// The columns' sums for a row of cells, with the edges going on for `sumsMargin` pixels.
     std::vector<std::uint16_t> sums_;
     std::vector<float> cells_;

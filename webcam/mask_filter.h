@@ -28,7 +28,7 @@ private:
     struct Axis {
         int taps = 0;
         std::vector<int> first;
-        /// `taps` for each position, 1 being 2¹⁵ - 1.
+        /// `taps` for each position, 1 being 2¹⁵ - 1; those for samples beyond the mask are 0.
         std::vector<std::int16_t> weights;
     };
     [[nodiscard]] static Axis makeAxis(int samples, int length);
@@ -39,6 +39,7 @@ private:
     Axis vertical_;
     /// The mask's rows, each as wide as the picture.
     std::vector<std::int16_t> wide_;
+    /// A row of the mask, and behind it zeros for the weights that are 0.
     std::vector<std::int16_t> line_;
     std::vector<std::int32_t> sums_;
     std::vector<std::int16_t> row_;

@@ -43,15 +43,16 @@ private:
         const cv::Mat whole(picture.height(), picture.width(), CV_8UC4, pixels, picture.stride());
         // Averages over areas halve the mask's flicker beside single samples.
         cv::resize(whole, small_, {modelWidth, modelHeight}, 0, 0, cv::INTER_AREA);
+        constexpr float scale = 1.0F / 255.0F;
         constexpr std::size_t count = static_cast<std::size_t>(modelWidth) * modelHeight;
         float* const red = input_.ptr<float>();
         float* const green = red + count;
         float* const blue = green + count;
         const std::uint8_t* pixel = small_.ptr();
         for (std::size_t i = 0; i < count; ++i, pixel += PixelBuffer::bytesPerPixel) {
-            blue[i] = static_cast<float>(pixel[0]) / 255.0F;
-            green[i] = static_cast<float>(pixel[1]) / 255.0F;
-            red[i] = static_cast<float>(pixel[2]) / 255.0F;
+            blue[i] = static_cast<float>(pixel[0]) * scale;
+            green[i] = static_cast<float>(pixel[1]) * scale;
+            red[i] = static_cast<float>(pixel[2]) * scale;
         }
     }
 

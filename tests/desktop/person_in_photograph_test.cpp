@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <gmock/gmock.h>
+#include <utility>
 
 namespace nimbrale::test {
 namespace {
@@ -34,9 +35,10 @@ protected:
         const int row = static_cast<int>(y * mask.height);
         return mask.values[static_cast<std::size_t>(row) * mask.width + column];
     }
-    [[nodiscard]] static double area(const PersonMask& mask)
+    [[nodiscard]] static double area(const PersonMask& mask, int above = 127)
     {
-        const auto sure = std::count_if(mask.values.begin(), mask.values.end(), [](int value) { return value > 127; });
+        const auto sure =
+            std::count_if(mask.values.begin(), mask.values.end(), [above](int value) { return value > above; });
         return static_cast<double>(sure) / static_cast<double>(mask.values.size());
     }
 
@@ -64,6 +66,19 @@ TEST_F(PersonInPhotographTest, IsFoundInEverySizeOfTheSamePhotograph)
     ASSERT_GT(expected, 0.08);
     for (const auto& [width, height] : {std::pair{640, 360}, {641, 361}, {1920, 1080}, {256, 144}})
         EXPECT_NEAR(area(find(requirePhotograph("messi5.jpg", width, height))), expected, 0.1 * expected) << width;
+}
+
+TEST_F(PersonInPhotographTest, IsFoundMoreSurelyThanWithRedAndBlueExchanged)
+{
+    PixelBuffer picture = requirePhotograph("messi5.jpg", 1280, 720);
+    constexpr int surely = 250;
+    const double right = area(find(picture), surely);
+    for (int y = 0; y < picture.height(); ++y) {
+        std::byte* const row = picture.row(y);
+        for (std::size_t i = 0; i < picture.stride(); i += PixelBuffer::bytesPerPixel)
+            std::swap(row[i], row[i + 2]);
+    }
+    EXPECT_GT(right, 1.03 * area(find(picture), surely));
 }
 
 } // namespace

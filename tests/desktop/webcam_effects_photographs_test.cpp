@@ -45,7 +45,9 @@ TEST_P(WebcamEffectsPhotographsTest, AreAsExactAsEyesCanTell)
     const auto mask = segmentation_->findPerson(picture);
     ASSERT_TRUE(mask) << mask.error().message;
     const auto found = std::make_shared<FakePersonSegmentation::State>();
-    found->setMask(mask->width, mask->height, [&](int x, int y) { return mask->values[y * mask->width + x]; });
+    found->width = mask->width;
+    found->height = mask->height;
+    found->values.assign(mask->values.begin(), mask->values.end());
 
     const ExactEffects exact(picture);
     for (const Background background : {Background::blurred, Background::transparent}) {

@@ -92,7 +92,7 @@ private:
             sum += weights.back();
         }
         Plane columns(count());
-        Plane line(static_cast<std::size_t>(width_) + 2 * reach);
+        Plane line(static_cast<std::size_t>(width_ + 2 * reach));
         Plane result(count());
         for (int y = 0; y < height_; ++y) {
             for (int distance = -reach; distance <= reach; ++distance) {
