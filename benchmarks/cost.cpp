@@ -89,7 +89,7 @@ std::map<SharerKind, CostSeries> compareCosts(const CostQuestion& question, int 
 {
     const std::unique_ptr<test::PrivateDesktop> desktop = startDesktop(question.display, question.compositing);
     const Content content(*desktop, question);
-    test::sleepFor(test::Milliseconds{500});
+    test::sleepFor(test::Milliseconds{500} + question.timeBefore);
     std::map<SharerKind, CostSeries> results;
     for (int repetition = 0; repetition < repetitions; ++repetition) {
         const Cost nothing = measure(*desktop, nullptr, question.time);

@@ -32,7 +32,7 @@ struct CostQuestion {
     int captureRate = 30;
     std::vector<SharerKind> kinds = {};
     std::chrono::milliseconds time{4000};
-    /// How long each program has run before it is measured, beyond its start.
+    /// How long each program has run before it is measured, beyond its start, and the content before anything is.
     std::chrono::milliseconds timeBefore{0};
     Compositing compositing = Compositing::byServer;
 };
