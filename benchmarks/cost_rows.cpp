@@ -82,14 +82,21 @@ TableRow unchanged(const std::string& subject, CostQuestion question, const Effo
 TableRow comparisonOfPictures(const std::string& subject, const CostSeries& ours, const CostSeries& alternative,
                               const std::string& alternativeName, double greatestRatio)
 {
-    TableRow row = comparison(subject, ours, alternative, alternativeName, greatestRatio);
+    const auto text = [](const CostSeries& series) { return textOf(summaryOf(series.framesPerSecond), 1, "frames/s"); };
+    const std::string limit = limitText(greatestRatio, alternativeName + ", time of a picture");
     if (!alternative.missing.empty())
-        return row;
+        return {.subject = subject,
+                .ours = text(ours),
+                .alternative = alternativeName + ": " + alternative.missing,
+                .ratio = "–",
+                .mustReach = limit};
     const Summary ratio = ratioOf(alternative.framesPerSecond, ours.framesPerSecond);
-    row.ratio = "time of a picture " + textOf(ratio, 2);
-    row.mustReach = limitText(greatestRatio, alternativeName + ", time of a picture");
-    row.verdict = reachedWhen(ratio.median <= greatestRatio);
-    return row;
+    return {.subject = subject,
+            .ours = text(ours),
+            .alternative = alternativeName + ": " + text(alternative),
+            .ratio = textOf(ratio, 2),
+            .mustReach = limit,
+            .verdict = reachedWhen(ratio.median <= greatestRatio)};
 }
 
 std::map<SharerKind, CostSeries> compositedVideo(const QSize& display, int framesPerSecond, Compositing compositing,
