@@ -1,6 +1,5 @@
 #include "benchmarks/cost.h"
 
-#include "benchmarks/desktop.h"
 #include "benchmarks/frame_counter.h"
 #include "benchmarks/measure.h"
 #include "tests/support/scene.h"
@@ -52,7 +51,8 @@ private:
 };
 
 struct Cost {
-    double server = 0;
+    /// The server, and the compositing manager.
+    double system = 0;
     double process = 0;
     double framesPerSecond = 0;
 };
@@ -67,16 +67,19 @@ Cost measure(test::PrivateDesktop& desktop, const Sharer* sharer, std::chrono::m
     std::optional<FrameCounter> counter;
     if (sharer)
         counter.emplace(desktop, sharer->window());
-    const pid_t server = desktop.server().pid();
+    const pid_t compositor = desktop.compositorProcess();
+    const auto systemTime = [&] {
+        return cpuTimeOf(desktop.server().pid()) + (compositor != 0 ? cpuTimeOf(compositor) : Nanoseconds{});
+    };
     const auto start = std::chrono::steady_clock::now();
-    const Nanoseconds serverBefore = cpuTimeOf(server);
+    const Nanoseconds systemBefore = systemTime();
     const Nanoseconds processBefore = sharer ? cpuTimeOf(sharer->pid()) : Nanoseconds{};
     test::sleepFor(time);
-    const Nanoseconds serverAfter = cpuTimeOf(server);
+    const Nanoseconds systemAfter = systemTime();
     const Nanoseconds processAfter = sharer ? cpuTimeOf(sharer->pid()) : Nanoseconds{};
     const Nanoseconds passed = std::chrono::steady_clock::now() - start;
     const int frames = counter ? counter->take() : 0;
-    return {percent(serverAfter - serverBefore, passed), percent(processAfter - processBefore, passed),
+    return {percent(systemAfter - systemBefore, passed), percent(processAfter - processBefore, passed),
             frames / std::chrono::duration<double>(passed).count()};
 }
 
@@ -84,9 +87,9 @@ Cost measure(test::PrivateDesktop& desktop, const Sharer* sharer, std::chrono::m
 
 std::map<SharerKind, CostSeries> compareCosts(const CostQuestion& question, int repetitions)
 {
-    const std::unique_ptr<test::PrivateDesktop> desktop = startDesktop(question.display);
+    const std::unique_ptr<test::PrivateDesktop> desktop = startDesktop(question.display, question.compositing);
     const Content content(*desktop, question);
-    test::sleepFor(test::Milliseconds{500});
+    test::sleepFor(test::Milliseconds{500} + question.timeBefore);
     std::map<SharerKind, CostSeries> results;
     for (int repetition = 0; repetition < repetitions; ++repetition) {
         const Cost nothing = measure(*desktop, nullptr, question.time);
@@ -96,8 +99,9 @@ std::map<SharerKind, CostSeries> compareCosts(const CostQuestion& question, int 
                 continue;
             try {
                 const auto sharer = Sharer::start(*desktop, {kind, regionOf(question), question.captureRate});
+                test::sleepFor(question.timeBefore);
                 const Cost cost = measure(*desktop, sharer.get(), question.time);
-                series.whole.push_back(cost.process + cost.server - nothing.server);
+                series.whole.push_back(cost.process + cost.system - nothing.system);
                 series.process.push_back(cost.process);
                 series.framesPerSecond.push_back(cost.framesPerSecond);
             } catch (const Failure& failure) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "benchmarks/desktop.h"
 #include "benchmarks/effort.h"
 #include "benchmarks/sharer.h"
 
@@ -11,7 +12,8 @@ namespace nimbrale::benchmarks {
 
 /// What one program cost in each repetition, in percent of one processor core.
 struct CostSeries {
-    /// The program and the X server together, less what the server spends on the same content without any program.
+    /// The program, the X server and a compositing manager together, less what the latter two spend on the same content
+    /// without any program.
     std::vector<double> whole = {};
     /// The program's own process.
     std::vector<double> process = {};
@@ -30,6 +32,9 @@ struct CostQuestion {
     int captureRate = 30;
     std::vector<SharerKind> kinds = {};
     std::chrono::milliseconds time{4000};
+    /// How long each program has run before it is measured, beyond its start, and the content before anything is.
+    std::chrono::milliseconds timeBefore{0};
+    Compositing compositing = Compositing::byServer;
 };
 
 /// Painted once.

@@ -11,17 +11,55 @@ namespace nimbrale::benchmarks {
 
 using test::Reply;
 
-std::unique_ptr<test::PrivateDesktop> startDesktop(const QSize& display)
+namespace {
+
+using Compositor = test::PrivateDesktop::Compositor;
+
+Compositor compositorOf(Compositing compositing)
+{
+    switch (compositing) {
+    case Compositing::byServer:
+        break;
+    case Compositing::byPicom:
+        return Compositor::picom;
+    case Compositing::byMarco:
+        return Compositor::windowManagersOwn;
+    }
+    return Compositor::none;
+}
+
+} // namespace
+
+std::string nameOf(Compositing compositing)
+{
+    switch (compositing) {
+    case Compositing::byServer:
+        break;
+    case Compositing::byPicom:
+        return "picom";
+    case Compositing::byMarco:
+        return "marco";
+    }
+    return "no compositing manager";
+}
+
+std::unique_ptr<test::PrivateDesktop> startDesktop(const QSize& display, Compositing compositing)
 {
     test::PrivateDesktop::Options options;
     options.server = test::PrivateDesktop::Server::xvfb;
     options.width = display.width();
     options.height = display.height();
     options.growableTo = display * 2;
+    options.compositor = compositorOf(compositing);
+    if (compositing == Compositing::byMarco)
+        options.windowManager = test::PrivateDesktop::WindowManager::marco;
     std::string reason;
     std::unique_ptr<test::PrivateDesktop> desktop = test::PrivateDesktop::start(options, reason);
     if (!desktop)
         throw Failure(reason);
+    if (compositing != Compositing::byServer &&
+        !test::waitUntil([&] { return desktop->compositorProcess() != 0; }, test::Milliseconds{5000}))
+        throw Failure(nameOf(compositing) + " does not composite");
     return desktop;
 }
 
@@ -69,7 +107,11 @@ std::uint32_t windowAt(const test::PrivateDesktop& desktop, const QPoint& place)
     if (!tree)
         return XCB_WINDOW_NONE;
     const std::span<const xcb_window_t> children(xcb_query_tree_children(tree.get()), tree->children_len);
+    const std::uint32_t programsMask = xcb_get_setup(connection)->resource_id_mask;
     const auto topmost = std::find_if(children.rbegin(), children.rend(), [&](xcb_window_t window) {
+        // The one that compositing managers draw on is the server's own, and above all.
+        if ((window & ~programsMask) == 0)
+            return false;
         const Reply<xcb_get_geometry_reply_t> geometry(
             xcb_get_geometry_reply(connection, xcb_get_geometry(connection, window), nullptr));
         const Reply<xcb_get_window_attributes_reply_t> attributes(

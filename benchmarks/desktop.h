@@ -10,10 +10,16 @@
 
 namespace nimbrale::benchmarks {
 
-/// A desktop with one display of that size, which can grow by a virtual display as large. It has no window manager, no
-/// compositor and nobody who watches it over a network, so that the server works only for what is measured. Throws
-/// Failure when there is no Xvfb for it.
-[[nodiscard]] std::unique_ptr<test::PrivateDesktop> startDesktop(const QSize& display);
+/// What puts the windows together on the screen.
+enum class Compositing { byServer, byPicom, byMarco };
+/// As a row's subject has it: "picom".
+[[nodiscard]] std::string nameOf(Compositing compositing);
+
+/// A desktop with one display of that size, which can grow by a virtual display as large. Nobody
+/// watches it over a network, and there is no window manager but one that composites, so that the server works only for
+/// what is measured. Throws Failure when there is no Xvfb for it or no such compositing manager.
+[[nodiscard]] std::unique_ptr<test::PrivateDesktop> startDesktop(const QSize& display,
+                                                                 Compositing compositing = Compositing::byServer);
 
 /// A window of another application in root pixels, repainted at that rate in one of nimbrale_animation's modes, until
 /// the process is ended. Throws Failure when it does not show.
@@ -25,7 +31,8 @@ namespace nimbrale::benchmarks {
 [[nodiscard]] std::unique_ptr<test::Process> startPointer(test::PrivateDesktop& desktop, const QRect& area,
                                                           int movesPerSecond);
 
-/// The topmost child of the root that covers a place, in root pixels, clicks let through or not; 0 when there is none.
+/// The topmost child of the root that a program made and that covers a place, in root pixels, clicks let through or
+/// not; 0 when there is none.
 [[nodiscard]] std::uint32_t windowAt(const test::PrivateDesktop& desktop, const QPoint& place);
 
 inline constexpr QSize fullHd{1920, 1080};

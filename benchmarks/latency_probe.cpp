@@ -3,6 +3,9 @@
 #include "benchmarks/measure.h"
 #include "tests/support/x_reply.h"
 
+#include <QRect>
+
+#include <algorithm>
 #include <array>
 #include <chrono>
 #include <poll.h>
@@ -32,21 +35,20 @@ void LatencyProbe::Disconnect::operator()(xcb_connection_t* connection) const
     xcb_disconnect(connection);
 }
 
-LatencyProbe::LatencyProbe(const test::PrivateDesktop& desktop, const QPoint& place, std::uint32_t shower,
-                           const QPoint& shownAt)
-    : connection_(xcb_connect(desktop.displayName().c_str(), nullptr)), shower_(shower)
+LatencyProbe::LatencyProbe(const test::PrivateDesktop& desktop, const QPoint& place,
+                           const std::vector<Showing>& showings)
+    : connection_(xcb_connect(desktop.displayName().c_str(), nullptr))
 {
     xcb_connection_t* connection = connection_.get();
     const xcb_screen_t& screen = desktop.screen();
-    const Reply<xcb_get_geometry_reply_t> geometry(
-        xcb_get_geometry_reply(connection, xcb_get_geometry(connection, shower), nullptr));
     const xcb_query_extension_reply_t* extension = xcb_get_extension_data(connection, &xcb_damage_id);
-    if (!geometry || !extension || !extension->present)
-        throw Failure("the window that shows the region cannot be watched");
-    watched_ = shownAt - QPoint(geometry->x, geometry->y) + QPoint(inset, inset);
+    if (!extension || !extension->present)
+        throw Failure("the X server has no DAMAGE");
     firstEvent_ = extension->first_event;
     const Reply<xcb_damage_query_version_reply_t> version(
         xcb_damage_query_version_reply(connection, xcb_damage_query_version(connection, 1, 1), nullptr));
+    for (const Showing& showing : showings)
+        watch(showing);
 
     window_ = xcb_generate_id(connection);
     const std::array<std::uint32_t, 2> values{screen.black_pixel, 1};
@@ -56,68 +58,93 @@ LatencyProbe::LatencyProbe(const test::PrivateDesktop& desktop, const QPoint& pl
     xcb_map_window(connection, window_);
     context_ = xcb_generate_id(connection);
     xcb_create_gc(connection, context_, window_, 0, nullptr);
-    xcb_damage_create(connection, xcb_generate_id(connection), shower, XCB_DAMAGE_REPORT_LEVEL_RAW_RECTANGLES);
     xcb_flush(connection);
     test::sleepFor(std::chrono::milliseconds{500});
 }
 
 LatencyProbe::~LatencyProbe() = default;
 
-std::vector<double> LatencyProbe::measure(int count)
+void LatencyProbe::watch(const Showing& showing)
 {
-    std::vector<double> milliseconds;
+    xcb_connection_t* connection = connection_.get();
+    const Reply<xcb_get_geometry_reply_t> geometry(
+        xcb_get_geometry_reply(connection, xcb_get_geometry(connection, showing.shower), nullptr));
+    if (!geometry)
+        throw Failure("the window that shows the region cannot be watched");
+    const QPoint corner(geometry->x, geometry->y);
+    const bool isWatched = std::any_of(watched_.begin(), watched_.end(),
+                                       [&](const Showing& other) { return other.shower == showing.shower; });
+    if (!isWatched)
+        xcb_damage_create(connection, xcb_generate_id(connection), showing.shower,
+                          XCB_DAMAGE_REPORT_LEVEL_RAW_RECTANGLES);
+    watched_.push_back({showing.shower, showing.place - corner + QPoint(inset, inset)});
+}
+
+std::vector<std::vector<double>> LatencyProbe::measure(int count)
+{
+    std::vector<std::vector<double>> milliseconds(watched_.size());
     std::uniform_int_distribution<unsigned> extra(0, greatestExtraMicroseconds);
     std::uniform_int_distribution<std::uint32_t> upperColor(0, 0xffff);
     for (int index = 0; index < count; ++index) {
         // The lowest part counts, so that no color follows itself.
         const auto lowest = static_cast<std::uint32_t>(index % 255 + 1);
-        milliseconds.push_back(measureOne(upperColor(random_) << 8 | lowest));
+        const std::vector<double> times = measureOne(upperColor(random_) << 8 | lowest);
+        for (std::size_t place = 0; place < times.size(); ++place)
+            milliseconds[place].push_back(times[place]);
         test::sleepFor(pause);
         std::this_thread::sleep_for(std::chrono::microseconds{extra(random_)});
     }
     return milliseconds;
 }
 
-double LatencyProbe::measureOne(std::uint32_t color)
+std::vector<double> LatencyProbe::measureOne(std::uint32_t color)
 {
     xcb_connection_t* connection = connection_.get();
     while (const Reply<xcb_generic_event_t> old{xcb_poll_for_event(connection)}) {
     }
     xcb_change_gc(connection, context_, XCB_GC_FOREGROUND, &color);
     const xcb_rectangle_t whole{0, 0, side, side};
+    const double never = std::chrono::duration<double, std::milli>(patience).count();
+    std::vector<double> times(watched_.size(), never);
+    std::size_t missing = watched_.size();
     const auto start = Clock::now();
     xcb_poly_fill_rectangle(connection, window_, context_, 1, &whole);
     xcb_flush(connection);
-    while (Clock::now() < start + patience) {
+    while (missing > 0 && Clock::now() < start + patience) {
         const Reply<xcb_generic_event_t> event(xcb_poll_for_event(connection));
         if (!event) {
             pollfd waiting{xcb_get_file_descriptor(connection), POLLIN, 0};
             poll(&waiting, 1, 50);
             continue;
         }
-        const auto time = Clock::now();
-        if (concernsProbe(event.get()) && isShown(color))
-            return std::chrono::duration<double, std::milli>(time - start).count();
+        const double time = std::chrono::duration<double, std::milli>(Clock::now() - start).count();
+        for (std::size_t index = 0; index < times.size(); ++index) {
+            if (times[index] == never && concerns(event.get(), watched_[index]) && isShown(watched_[index], color)) {
+                times[index] = time;
+                --missing;
+            }
+        }
     }
-    return std::chrono::duration<double, std::milli>(patience).count();
+    return times;
 }
 
-bool LatencyProbe::concernsProbe(const void* event) const
+bool LatencyProbe::concerns(const void* event, const Showing& showing) const
 {
     if ((static_cast<const xcb_generic_event_t*>(event)->response_type & 0x7f) != firstEvent_ + XCB_DAMAGE_NOTIFY)
         return false;
-    const xcb_rectangle_t& area = static_cast<const xcb_damage_notify_event_t*>(event)->area;
-    return watched_.x() >= area.x && watched_.x() < area.x + area.width && watched_.y() >= area.y &&
-           watched_.y() < area.y + area.height;
+    const auto& damage = *static_cast<const xcb_damage_notify_event_t*>(event);
+    const QRect area(damage.area.x, damage.area.y, damage.area.width, damage.area.height);
+    return damage.drawable == showing.shower && area.contains(showing.place);
 }
 
-bool LatencyProbe::isShown(std::uint32_t color) const
+bool LatencyProbe::isShown(const Showing& showing, std::uint32_t color) const
 {
-    const Reply<xcb_get_image_reply_t> image(xcb_get_image_reply(
-        connection_.get(),
-        xcb_get_image(connection_.get(), XCB_IMAGE_FORMAT_Z_PIXMAP, shower_, static_cast<std::int16_t>(watched_.x()),
-                      static_cast<std::int16_t>(watched_.y()), 1, 1, ~0U),
-        nullptr));
+    const Reply<xcb_get_image_reply_t> image(
+        xcb_get_image_reply(connection_.get(),
+                            xcb_get_image(connection_.get(), XCB_IMAGE_FORMAT_Z_PIXMAP, showing.shower,
+                                          static_cast<std::int16_t>(showing.place.x()),
+                                          static_cast<std::int16_t>(showing.place.y()), 1, 1, ~0U),
+                            nullptr));
     if (!image)
         return false;
     const std::uint8_t* bytes = xcb_get_image_data(image.get());

@@ -17,21 +17,31 @@ namespace nimbrale::benchmarks {
 /// has changed too.
 class LatencyProbe {
 public:
-    /// `place` is the window's top-left corner and `shownAt` the corresponding place in `shower`, a child of the root;
-    /// both in root pixels. Throws Failure when `shower` is not there.
-    LatencyProbe(const test::PrivateDesktop& desktop, const QPoint& place, std::uint32_t shower, const QPoint& shownAt);
+    /// Where the window is to be seen.
+    struct Showing {
+        /// A child of the root, or the root itself for the screen.
+        std::uint32_t shower = 0;
+        /// The place in it that corresponds to the window's top-left corner, in root pixels.
+        QPoint place;
+    };
+
+    /// `place` is the window's top-left corner, in root pixels. Throws Failure when a shower is not there.
+    LatencyProbe(const test::PrivateDesktop& desktop, const QPoint& place, const std::vector<Showing>& showings);
     ~LatencyProbe();
     LatencyProbe(const LatencyProbe&) = delete;
     LatencyProbe& operator=(const LatencyProbe&) = delete;
 
     /// Milliseconds from the request that changes the window to the news that its new color is shown, for that many
-    /// changes at irregular times, about nine a second. A change that is never shown counts as 300 ms.
-    [[nodiscard]] std::vector<double> measure(int count);
+    /// changes at irregular times, about nine a second. A series for each showing, in their order. A change that
+    /// is never shown counts as 300 ms.
+    [[nodiscard]] std::vector<std::vector<double>> measure(int count);
 
 private:
-    [[nodiscard]] double measureOne(std::uint32_t color);
-    [[nodiscard]] bool isShown(std::uint32_t color) const;
-    [[nodiscard]] bool concernsProbe(const void* event) const;
+    void watch(const Showing& showing);
+    [[nodiscard]] std::vector<double> measureOne(std::uint32_t color);
+    /// Whether the event tells of drawing where the window is to be seen.
+    [[nodiscard]] bool concerns(const void* event, const Showing& showing) const;
+    [[nodiscard]] bool isShown(const Showing& showing, std::uint32_t color) const;
 
     struct Disconnect {
         void operator()(xcb_connection_t* connection) const;
@@ -40,9 +50,8 @@ private:
     std::uint8_t firstEvent_ = 0;
     std::uint32_t window_ = 0;
     std::uint32_t context_ = 0;
-    std::uint32_t shower_;
-    /// In the shower's own pixels.
-    QPoint watched_;
+    /// Pixels inside the window, in the shower's own pixels.
+    std::vector<Showing> watched_;
     std::minstd_rand random_;
 };
 

@@ -18,6 +18,11 @@ namespace nimbrale::benchmarks {
 [[nodiscard]] std::vector<TableRow> measureUltraHdVideo(const Effort& effort);
 [[nodiscard]] std::vector<TableRow> measureIdleLatency(const Effort& effort);
 [[nodiscard]] std::vector<TableRow> measureLatencyBesideVideo(const Effort& effort);
+/// The same as without one, under each of two compositing managers.
+[[nodiscard]] std::vector<TableRow> measureCompositedStill(const Effort& effort);
+[[nodiscard]] std::vector<TableRow> measureCompositedFullHdVideo(const Effort& effort);
+[[nodiscard]] std::vector<TableRow> measureCompositedUltraHdVideo(const Effort& effort);
+[[nodiscard]] std::vector<TableRow> measureCompositedLatency(const Effort& effort);
 [[nodiscard]] std::vector<TableRow> measureStart(const Effort& effort);
 [[nodiscard]] std::vector<TableRow> measureMemory(const Effort& effort);
 [[nodiscard]] std::vector<TableRow> measureDragStep(const Effort& effort);

@@ -164,6 +164,8 @@ public:
     [[nodiscard]] bool startWindowManager();
     [[nodiscard]] bool stopWindowManager();
     [[nodiscard]] bool isComposited() const;
+    /// The program that composites; 0 without one.
+    [[nodiscard]] pid_t compositorProcess() const;
     /// Starts or stops picom; xfwm4, KWin and marco are instead started anew with or without their own compositor.
     [[nodiscard]] bool startCompositor();
     [[nodiscard]] bool stopCompositor();
@@ -179,8 +181,6 @@ public:
     void setBackground(const QColor& color);
 
 private:
-    /// 0 without one.
-    [[nodiscard]] pid_t compositorProcess();
     explicit PrivateDesktop(Options options);
     bool prepareFolder(std::string& reason);
     bool startServer(std::string& reason);

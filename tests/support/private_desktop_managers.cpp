@@ -212,7 +212,7 @@ void PrivateDesktop::resumeCompositor()
 }
 
 // A window manager may be the child of what was started.
-pid_t PrivateDesktop::compositorProcess()
+pid_t PrivateDesktop::compositorProcess() const
 {
     const Reply<xcb_get_selection_owner_reply_t> owner(xcb_get_selection_owner_reply(
         connection_, xcb_get_selection_owner(connection_, atom("_NET_WM_CM_S0")), nullptr));

@@ -199,4 +199,21 @@ std::string arrangeVncOutputs(const std::filesystem::path& socketPath, const std
     }
 }
 
+std::string moveVncPointer(const std::filesystem::path& socketPath, QPoint position)
+{
+    try {
+        RfbConnection server(socketPath);
+        greet(server);
+        const auto x = static_cast<unsigned>(position.x());
+        const auto y = static_cast<unsigned>(position.y());
+        server.send(Message().u8(5).u8(0).u16(x).u16(y).bytes());
+        // Answered after what was sent before.
+        server.send(updateRequest(false, {0, 0, 1, 1}));
+        waitForLayout(server);
+        return {};
+    } catch (const RfbError& error) {
+        return error.what();
+    }
+}
+
 } // namespace nimbrale::test

@@ -15,7 +15,7 @@
 namespace nimbrale::x11 {
 
 /// The capture thread with its connection: composes the frames of all sessions when something in them changed and their
-/// interval allows. While nothing changes, it only asks for the pointer's place, five times a second.
+/// interval allows. While nothing changes, it only asks, about once a second, whether a program hides the pointer.
 class CaptureEngine {
 public:
     struct Callbacks {

@@ -39,7 +39,8 @@ PixelRegion fetched(xcb_connection_t* connection, xcb_xfixes_fetch_region_cookie
 
 DesktopTracker::DesktopTracker(Connection& connection, PointerObserver onPointerMoved,
                                std::shared_ptr<PaintedRegions> painted)
-    : connection_(connection), onPointerMoved_(std::move(onPointerMoved)), hiding_(connection), proof_(connection)
+    : connection_(connection), onPointerMoved_(std::move(onPointerMoved)), hiding_(connection), proof_(connection),
+      restAlarm_(connection)
 {
     chooseMode();
     fetchedRegion_ = {connection_, connection_.newId()};
@@ -132,6 +133,8 @@ void DesktopTracker::registerHandlers()
     }
     if (extensions.input.isPresent)
         subscribe({XCB_GE_GENERIC}, &DesktopTracker::handleDeviceEvent);
+    if (restAlarm_.isPresent())
+        subscribe({extensions.sync.firstEvent + XCB_SYNC_ALARM_NOTIFY}, &DesktopTracker::handleAlarm);
     subscribe({extensions.fixes.firstEvent + XCB_XFIXES_SELECTION_NOTIFY}, &DesktopTracker::handleSelectionChange);
     subscribe({extensions.fixes.firstEvent + XCB_XFIXES_CURSOR_NOTIFY}, &DesktopTracker::handleCursorChange);
     subscribe({XCB_CONFIGURE_NOTIFY, XCB_PROPERTY_NOTIFY}, &DesktopTracker::handleBackgroundChange);
@@ -146,6 +149,7 @@ void DesktopTracker::add(ChangeCollector& changes)
     chooseMask(changes, ChangeCollector::longestLag);
     update(changes);
     follower_.heardMove();
+    hidingPacer_.noteChange(Clock::now());
     expectPointerMove();
 }
 
@@ -249,8 +253,11 @@ std::optional<std::chrono::nanoseconds> DesktopTracker::timeToPoll(Clock::time_p
 {
     std::optional<Clock::time_point> next;
     const auto pollAt = [&next](Clock::time_point time) { next = std::min(next.value_or(time), time); };
-    if (isPointerShown())
-        pollAt(now + follower_.timeToAsk(now));
+    const auto timeToAsk = follower_.timeToAsk(now);
+    if (timeToAsk && isPointerShown())
+        pollAt(now + *timeToAsk);
+    if (isPointerInFrames())
+        pollAt(hidingPacer_.nextQuestion());
     if (!isBareRootExpected_ && background_->isDamaged() && !collectors_.empty())
         pollAt(bareRootDue_);
     for (const ChangeCollector* const changes : collectors_) {
@@ -281,10 +288,10 @@ void DesktopTracker::collect()
         addAll();
     xcb_connection_t* const raw = connection_.get();
     // Asked before and read after the damage: one round trip for all.
-    std::optional<xcb_query_pointer_cookie_t> pointerCookie;
+    std::optional<PointerQuestion> pointerQuestion;
     const auto now = Clock::now();
     if (isPointerAsked(now))
-        pointerCookie = xcb_query_pointer(raw, connection_.root());
+        pointerQuestion = askForPointer();
     for (ChangeCollector* const changes : collectors_)
         changes->clearExpectation();
     std::optional<xcb_xfixes_fetch_region_cookie_t> screenCookie;
@@ -296,8 +303,8 @@ void DesktopTracker::collect()
         collectWindowDamage();
     if (screenCookie)
         addScreenDamage(fetched(raw, *screenCookie));
-    if (pointerCookie)
-        takePointer(*pointerCookie, now);
+    if (pointerQuestion)
+        takePointer(*pointerQuestion, now);
 }
 
 void DesktopTracker::collectWindowDamage()

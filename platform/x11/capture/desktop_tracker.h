@@ -2,10 +2,12 @@
 
 #include "platform/screen_capture.h"
 #include "platform/x11/capture/change_collector.h"
+#include "platform/x11/capture/hiding_pacer.h"
 #include "platform/x11/capture/paint_proof.h"
 #include "platform/x11/capture/pointer_follower.h"
 #include "platform/x11/capture/pointer_hiding.h"
 #include "platform/x11/capture/pointer_image.h"
+#include "platform/x11/capture/pointer_rest_alarm.h"
 #include "platform/x11/capture/region_composer.h"
 #include "platform/x11/capture/root_background.h"
 #include "platform/x11/capture/seen_picture.h"
@@ -68,7 +70,7 @@ public:
     [[nodiscard]] std::optional<std::chrono::nanoseconds> timeToPoll(Clock::time_point now) const;
     /// Has the collectors expect a change when that time has come, but for the pointer.
     void poll(Clock::time_point now);
-    /// Asks for the pointer's position when that is due and `collect` did not.
+    /// Asks for the pointer's position when that is due and `collect` did not, and whether a program hides it.
     void pollPointer(Clock::time_point now);
     /// Asks the server for all damage that can be seen and for the pointer's position, in one round trip, and adds to
     /// the collectors what changed.
@@ -113,6 +115,7 @@ private:
     void subscribe(std::initializer_list<int> types, void (DesktopTracker::*handler)(const Event&));
     void notePointerMove();
     void handleDeviceEvent(const xcb_ge_generic_event_t& event);
+    void handleAlarm(const xcb_sync_alarm_notify_event_t& event);
     void handleCursorChange(const xcb_xfixes_cursor_notify_event_t& event);
     void handleSelectionChange(const xcb_xfixes_selection_notify_event_t& event);
     void handleDamage(const xcb_damage_notify_event_t& event);
@@ -124,7 +127,12 @@ private:
     void expectPointerMove();
     void selectPointerMoves();
     [[nodiscard]] bool isPointerAsked(Clock::time_point now) const;
-    void takePointer(xcb_query_pointer_cookie_t cookie, Clock::time_point askedAt);
+    struct PointerQuestion {
+        std::optional<xcb_sync_query_counter_cookie_t> rest;
+        xcb_query_pointer_cookie_t position;
+    };
+    [[nodiscard]] PointerQuestion askForPointer() const;
+    void takePointer(const PointerQuestion& question, Clock::time_point askedAt);
     [[nodiscard]] bool showsScreen(const ChangeCollector& changes) const;
     [[nodiscard]] bool needsMask(const ChangeCollector& changes) const;
     [[nodiscard]] bool isCopiedFromScreen(const ChangeCollector& changes) const;
@@ -140,8 +148,10 @@ private:
     void collectWindowDamage();
     void addScreenDamage(const PixelRegion& damage);
     void addBareRootDamage(const PixelRegion& rootDamage);
-    void movePointer(const PointerPlace& place, Clock::time_point askedAt);
+    void movePointer(const PointerPlace& place, PointerFollower::NextChange nextChange, Clock::time_point askedAt);
     void redrawPointer();
+    /// Only where it would be drawn is it of interest whether it is hidden.
+    [[nodiscard]] bool isPointerInFrames() const;
     void askWhetherHidden(Clock::time_point now);
 
     Connection& connection_;
@@ -167,9 +177,10 @@ private:
     /// The root's own damage is to be asked for.
     bool isBareRootExpected_ = false;
     PointerFollower follower_;
+    PointerRestAlarm restAlarm_;
     bool hearsPointerMoves_ = false;
     bool isPointerHidden_ = false;
-    Clock::time_point hidingAsked_;
+    HidingPacer hidingPacer_;
     /// Not before then is the root's own damage asked for.
     Clock::time_point bareRootDue_;
     std::optional<PointerPlace> pointerPlace_;

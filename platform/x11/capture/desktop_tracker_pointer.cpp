@@ -32,9 +32,16 @@ void DesktopTracker::handleDeviceEvent(const xcb_ge_generic_event_t& event)
         notePointerMove();
 }
 
+void DesktopTracker::handleAlarm(const xcb_sync_alarm_notify_event_t& event)
+{
+    if (restAlarm_.isItsOwn(event))
+        follower_.heardChange();
+}
+
 void DesktopTracker::handleCursorChange(const xcb_xfixes_cursor_notify_event_t&)
 {
     pointer_->read();
+    hidingPacer_.noteChange(Clock::now());
     redrawPointer();
 }
 
@@ -86,52 +93,73 @@ bool DesktopTracker::isPointerAsked(Clock::time_point now) const
     if (!isPointerShown())
         return false;
     const bool isEveryMoveTold = connection_.extensions().input.isPresent && !follower_.isMoving();
-    return !isEveryMoveTold || follower_.timeToAsk(now) <= std::chrono::nanoseconds::zero();
+    return !isEveryMoveTold || follower_.isDue(now);
 }
 
 void DesktopTracker::pollPointer(Clock::time_point now)
 {
-    if (isPointerShown() && follower_.timeToAsk(now) <= std::chrono::nanoseconds::zero())
-        takePointer(xcb_query_pointer(connection_.get(), connection_.root()), now);
+    if (isPointerShown() && follower_.isDue(now))
+        takePointer(askForPointer(), now);
+    if (isPointerInFrames() && hidingPacer_.isDue(now))
+        askWhetherHidden(now);
 }
 
-void DesktopTracker::takePointer(xcb_query_pointer_cookie_t cookie, Clock::time_point askedAt)
+DesktopTracker::PointerQuestion DesktopTracker::askForPointer() const
 {
-    const Reply<xcb_query_pointer_reply_t> pointer(xcb_query_pointer_reply(connection_.get(), cookie, nullptr));
+    PointerQuestion question{};
+    // Before the position: whatever happens in between is told, and in the answer as well. One that moves has no rest.
+    if (restAlarm_.isPresent() && !follower_.isMoving())
+        question.rest = restAlarm_.ask();
+    question.position = xcb_query_pointer(connection_.get(), connection_.root());
+    return question;
+}
+
+void DesktopTracker::takePointer(const PointerQuestion& question, Clock::time_point askedAt)
+{
+    const bool isChangeTold = question.rest && restAlarm_.wasSet(*question.rest);
+    const Reply<xcb_query_pointer_reply_t> pointer(
+        xcb_query_pointer_reply(connection_.get(), question.position, nullptr));
     if (pointer)
-        movePointer({pointer->root_x, pointer->root_y}, askedAt);
-    askWhetherHidden(askedAt);
+        movePointer({pointer->root_x, pointer->root_y},
+                    isChangeTold ? PointerFollower::NextChange::isTold : PointerFollower::NextChange::mayBeUntold,
+                    askedAt);
     selectPointerMoves();
     if (follower_.isMoving())
         expectPointerMove();
 }
 
-void DesktopTracker::movePointer(const PointerPlace& place, Clock::time_point askedAt)
+void DesktopTracker::movePointer(const PointerPlace& place, PointerFollower::NextChange nextChange,
+                                 Clock::time_point askedAt)
 {
     const bool isAtRest = pointerPlace_ && pointerPlace_->rootX == place.rootX && pointerPlace_->rootY == place.rootY;
-    follower_.gotAnswer(askedAt,
-                        isAtRest ? PointerFollower::Answer::samePosition : PointerFollower::Answer::otherPosition);
+    follower_.gotAnswer(
+        askedAt, isAtRest ? PointerFollower::Answer::samePosition : PointerFollower::Answer::otherPosition, nextChange);
     if (isAtRest)
         return;
     pointerPlace_ = place;
+    hidingPacer_.noteChange(askedAt);
     redrawPointer();
     // A position that a program set came without an event, and moves are not heard of while it is asked for.
     tellPointerMove(PixelPoint{place.rootX, place.rootY});
 }
 
+bool DesktopTracker::isPointerInFrames() const
+{
+    if (!pointerPlace_)
+        return false;
+    const PixelRect coverage = pointer_->coverage(pointerPlace_->rootX, pointerPlace_->rootY);
+    return std::any_of(collectors_.begin(), collectors_.end(),
+                       [&coverage](const ChangeCollector* changes) { return changes->containsPointer(coverage); });
+}
+
 void DesktopTracker::askWhetherHidden(Clock::time_point now)
 {
-    if (!pointerPlace_ || now - hidingAsked_ < PointerFollower::restingInterval)
-        return;
-    // Only where it would be drawn is it of interest.
-    const PixelRect coverage = pointer_->coverage(pointerPlace_->rootX, pointerPlace_->rootY);
-    if (std::none_of(collectors_.begin(), collectors_.end(),
-                     [&coverage](const ChangeCollector* changes) { return changes->containsPointer(coverage); }))
-        return;
-    hidingAsked_ = now;
+    hidingPacer_.noteQuestion(now);
     const bool wasHidden = std::exchange(isPointerHidden_, hiding_.isHidden());
-    if (wasHidden != isPointerHidden_)
-        redrawPointer();
+    if (wasHidden == isPointerHidden_)
+        return;
+    hidingPacer_.noteChange(now);
+    redrawPointer();
 }
 
 void DesktopTracker::redrawPointer()

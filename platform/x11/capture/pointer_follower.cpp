@@ -2,18 +2,36 @@
 
 namespace nimbrale::x11 {
 
-void PointerFollower::gotAnswer(TimePoint now, Answer answer)
+void PointerFollower::heardChange()
+{
+    // One that is followed is asked for soon enough.
+    if (state_ == State::following)
+        return;
+    nextChange_ = NextChange::mayBeUntold;
+    lastAsked_ = {};
+}
+
+void PointerFollower::gotAnswer(TimePoint now, Answer answer, NextChange nextChange)
 {
     lastAsked_ = now;
+    nextChange_ = nextChange;
     if (answer == Answer::samePosition)
         state_ = state_ == State::following ? State::settling : State::resting;
     else if (state_ == State::settling)
         state_ = State::following;
 }
 
-PointerFollower::Duration PointerFollower::timeToAsk(TimePoint now) const
+std::optional<PointerFollower::Duration> PointerFollower::timeToAsk(TimePoint now) const
 {
+    if (state_ == State::resting && nextChange_ == NextChange::isTold)
+        return std::nullopt;
     return lastAsked_ + (state_ == State::resting ? restingInterval : movingInterval) - now;
+}
+
+bool PointerFollower::isDue(TimePoint now) const
+{
+    const std::optional<Duration> time = timeToAsk(now);
+    return time && *time <= Duration::zero();
 }
 
 } // namespace nimbrale::x11

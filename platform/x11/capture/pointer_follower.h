@@ -1,19 +1,23 @@
 #pragma once
 
 #include <chrono>
+#include <optional>
 
 namespace nimbrale::x11 {
 
 /// Decides when to ask where the pointer is. A fast pointer is a thousand events a second, and each would wake the
 /// thread: so after the first one moves are no longer heard, and the position is asked for until it rests. A program
-/// can set the position without anybody being told: so it is asked for now and then while it rests, too. Pure: the time
-/// is handed in.
+/// can set the position, which no event tells: so it is asked for now and then while it rests, too, unless the server
+/// tells when anything at all happens to the pointer (`PointerRestAlarm`). Pure: the time is handed in.
 class PointerFollower {
 public:
     using TimePoint = std::chrono::steady_clock::time_point;
     using Duration = std::chrono::nanoseconds;
 
     enum class Answer { samePosition, otherPosition };
+
+    /// Whether the server will tell that the position is not what it answered any more, whoever changes it.
+    enum class NextChange { mayBeUntold, isTold };
 
     /// Whether the server is to tell of moves.
     [[nodiscard]] bool isHearing() const { return state_ != State::following; }
@@ -22,11 +26,15 @@ public:
 
     /// The server told of a move.
     void heardMove() { state_ = State::following; }
+    /// The server told that something happened to the pointer, which says nothing of further moves.
+    void heardChange();
     /// The server was asked at `now`, and answered.
-    void gotAnswer(TimePoint now, Answer answer);
+    void gotAnswer(TimePoint now, Answer answer, NextChange nextChange);
 
-    /// When the position is to be asked for at the latest; zero or less when it is time.
-    [[nodiscard]] Duration timeToAsk(TimePoint now) const;
+    /// When the position is to be asked for at the latest; zero or less when it is time, absent while it rests and its
+    /// next change is told.
+    [[nodiscard]] std::optional<Duration> timeToAsk(TimePoint now) const;
+    [[nodiscard]] bool isDue(TimePoint now) const;
 
     /// Others go by the pointer's moves: this is how late they hear of one at the most.
     static constexpr std::chrono::milliseconds movingInterval{50};
@@ -40,6 +48,8 @@ private:
     };
 
     State state_ = State::resting;
+    NextChange nextChange_ = NextChange::mayBeUntold;
+    /// Long ago where the next question is due at once.
     TimePoint lastAsked_;
 };
 

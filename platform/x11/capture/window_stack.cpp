@@ -106,7 +106,7 @@ void WindowStack::handleMap(const xcb_map_notify_event_t& event)
     if (!window)
         return;
     mapped(*window);
-    window->youngUntil = Clock::now() + youth;
+    makeYoung(*window);
 }
 
 void WindowStack::handleUnmap(const xcb_unmap_notify_event_t& event)
@@ -284,7 +284,7 @@ void WindowStack::handleConfigure(const xcb_configure_notify_event_t& event)
 
 void WindowStack::resized(CapturedWindow& window)
 {
-    window.youngUntil = Clock::now() + youth;
+    makeYoung(window);
     if (window.isTooLarge())
         unredirect(window);
     redirectIfSmallEnough(window);
@@ -297,24 +297,27 @@ void WindowStack::resized(CapturedWindow& window)
     }
 }
 
+void WindowStack::makeYoung(CapturedWindow& window)
+{
+    window.youngUntil = Clock::now() + youth;
+    young_.push_back({window.id, *window.youngUntil});
+}
+
 void WindowStack::ageWindows(Clock::time_point now)
 {
-    for (CapturedWindow* const window : windows()) {
-        if (!window->youngUntil || *window->youngUntil > now)
+    for (; !young_.empty() && young_.front().until <= now; young_.pop_front()) {
+        CapturedWindow* const window = find(young_.front().id);
+        // It may have gone, or have become young once more.
+        if (!window || window->youngUntil != young_.front().until)
             continue;
         window->youngUntil.reset();
         changed(*window, WindowChange::settled);
     }
 }
 
-std::optional<WindowStack::Clock::time_point> WindowStack::nextAging()
+std::optional<WindowStack::Clock::time_point> WindowStack::nextAging() const
 {
-    std::optional<Clock::time_point> next;
-    for (const CapturedWindow* const window : windows()) {
-        if (window->youngUntil && (!next || *window->youngUntil < *next))
-            next = window->youngUntil;
-    }
-    return next;
+    return young_.empty() ? std::nullopt : std::optional(young_.front().until);
 }
 
 void WindowStack::handleCirculate(const xcb_circulate_notify_event_t& event)

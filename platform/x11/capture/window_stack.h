@@ -9,6 +9,7 @@
 #include "platform/x11/server/painted_regions.h"
 
 #include <chrono>
+#include <deque>
 #include <functional>
 #include <list>
 #include <memory>
@@ -44,8 +45,8 @@ public:
 
     /// Tells of the windows that have had the time to paint themselves.
     void ageWindows(Clock::time_point now);
-    /// When there will be one; absent for never.
-    [[nodiscard]] std::optional<Clock::time_point> nextAging();
+    /// When there may be one; absent for never.
+    [[nodiscard]] std::optional<Clock::time_point> nextAging() const;
     /// Takes over what this process has told since of what it paints.
     void takePainted();
 
@@ -82,6 +83,7 @@ private:
     void handleProperty(const xcb_property_notify_event_t& event);
     void handleShape(const xcb_shape_notify_event_t& event);
     void resized(CapturedWindow& window);
+    void makeYoung(CapturedWindow& window);
     void describeNew();
     void readChangedShapes();
     /// The mapped windows for which `test` holds.
@@ -126,6 +128,12 @@ private:
     xcb_atom_t currentWorkspaceAtom_;
     std::optional<std::uint32_t> currentWorkspace_;
     std::uint64_t paintedVersion_ = 0;
+    struct YoungWindow {
+        xcb_window_t id;
+        Clock::time_point until;
+    };
+    /// In the order in which they became young, each as often as it did.
+    std::deque<YoungWindow> young_;
     std::vector<Subscription> subscriptions_;
 };
 

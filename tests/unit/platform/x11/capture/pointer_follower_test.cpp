@@ -7,6 +7,7 @@ namespace {
 
 using namespace std::chrono_literals;
 using Answer = PointerFollower::Answer;
+using NextChange = PointerFollower::NextChange;
 
 constexpr PointerFollower::TimePoint start{1000s};
 
@@ -21,10 +22,10 @@ TEST(PointerFollowerTest, atFirstThePositionIsAskedForAtOnce)
 TEST(PointerFollowerTest, whileItRestsItIsAskedForNowAndThen)
 {
     PointerFollower follower;
-    follower.gotAnswer(start, Answer::samePosition);
+    follower.gotAnswer(start, Answer::samePosition, NextChange::mayBeUntold);
     EXPECT_EQ(follower.timeToAsk(start + 20ms), 180ms);
     EXPECT_TRUE(follower.isHearing());
-    follower.gotAnswer(start + 200ms, Answer::otherPosition);
+    follower.gotAnswer(start + 200ms, Answer::otherPosition, NextChange::mayBeUntold);
     EXPECT_EQ(follower.timeToAsk(start + 200ms), 200ms) << "a program set it, which says nothing of further moves";
     EXPECT_TRUE(follower.isHearing());
 }
@@ -32,12 +33,12 @@ TEST(PointerFollowerTest, whileItRestsItIsAskedForNowAndThen)
 TEST(PointerFollowerTest, afterAMoveItIsAskedForInsteadOfHeard)
 {
     PointerFollower follower;
-    follower.gotAnswer(start, Answer::samePosition);
+    follower.gotAnswer(start, Answer::samePosition, NextChange::mayBeUntold);
     follower.heardMove();
     EXPECT_FALSE(follower.isHearing());
     EXPECT_TRUE(follower.isMoving());
     EXPECT_EQ(follower.timeToAsk(start + 20ms), 30ms) << "since the last question";
-    follower.gotAnswer(start + 50ms, Answer::otherPosition);
+    follower.gotAnswer(start + 50ms, Answer::otherPosition, NextChange::mayBeUntold);
     EXPECT_FALSE(follower.isHearing());
     EXPECT_TRUE(follower.isMoving());
     EXPECT_EQ(follower.timeToAsk(start + 50ms), 50ms);
@@ -47,12 +48,12 @@ TEST(PointerFollowerTest, whereItStopsItIsHeardAgainAndAskedForOnceMore)
 {
     PointerFollower follower;
     follower.heardMove();
-    follower.gotAnswer(start, Answer::otherPosition);
-    follower.gotAnswer(start + 50ms, Answer::samePosition);
+    follower.gotAnswer(start, Answer::otherPosition, NextChange::mayBeUntold);
+    follower.gotAnswer(start + 50ms, Answer::samePosition, NextChange::mayBeUntold);
     EXPECT_TRUE(follower.isHearing());
     EXPECT_FALSE(follower.isMoving());
     EXPECT_EQ(follower.timeToAsk(start + 50ms), 50ms);
-    follower.gotAnswer(start + 100ms, Answer::samePosition);
+    follower.gotAnswer(start + 100ms, Answer::samePosition, NextChange::mayBeUntold);
     EXPECT_TRUE(follower.isHearing());
     EXPECT_EQ(follower.timeToAsk(start + 100ms), 200ms);
 }
@@ -61,8 +62,8 @@ TEST(PointerFollowerTest, aMoveBetweenTheLastAnswerAndTheHearingIsFollowed)
 {
     PointerFollower follower;
     follower.heardMove();
-    follower.gotAnswer(start, Answer::samePosition);
-    follower.gotAnswer(start + 50ms, Answer::otherPosition);
+    follower.gotAnswer(start, Answer::samePosition, NextChange::mayBeUntold);
+    follower.gotAnswer(start + 50ms, Answer::otherPosition, NextChange::mayBeUntold);
     EXPECT_FALSE(follower.isHearing());
     EXPECT_TRUE(follower.isMoving());
     EXPECT_EQ(follower.timeToAsk(start + 50ms), 50ms);
@@ -72,10 +73,51 @@ TEST(PointerFollowerTest, aMoveThatIsHeardWhileItSettlesIsFollowed)
 {
     PointerFollower follower;
     follower.heardMove();
-    follower.gotAnswer(start, Answer::samePosition);
+    follower.gotAnswer(start, Answer::samePosition, NextChange::mayBeUntold);
     follower.heardMove();
     EXPECT_FALSE(follower.isHearing());
     EXPECT_TRUE(follower.isMoving());
+}
+
+TEST(PointerFollowerTest, whileItRestsItIsNotAskedForWhereItsNextChangeIsTold)
+{
+    PointerFollower follower;
+    follower.gotAnswer(start, Answer::samePosition, NextChange::isTold);
+    EXPECT_EQ(follower.timeToAsk(start + 1h), std::nullopt);
+    EXPECT_FALSE(follower.isDue(start + 1h));
+    EXPECT_TRUE(follower.isHearing());
+}
+
+TEST(PointerFollowerTest, aChangeThatIsToldIsAskedForAtOnceAndThenAsOfOneThatMayBeUntold)
+{
+    PointerFollower follower;
+    follower.gotAnswer(start, Answer::samePosition, NextChange::isTold);
+    follower.heardChange();
+    EXPECT_TRUE(follower.isDue(start + 1ms));
+    EXPECT_TRUE(follower.isHearing()) << "a program set it, or a button was pressed: no sign of moves";
+    follower.gotAnswer(start + 1ms, Answer::otherPosition, NextChange::mayBeUntold);
+    EXPECT_EQ(follower.timeToAsk(start + 1ms), 200ms);
+    follower.gotAnswer(start + 201ms, Answer::samePosition, NextChange::isTold);
+    EXPECT_EQ(follower.timeToAsk(start + 201ms), std::nullopt);
+}
+
+TEST(PointerFollowerTest, aMoveThatIsHeardAtRestIsFollowedThoughItsChangeIsTold)
+{
+    PointerFollower follower;
+    follower.gotAnswer(start, Answer::samePosition, NextChange::isTold);
+    follower.heardMove();
+    EXPECT_TRUE(follower.isDue(start + 50ms));
+    follower.heardChange();
+    EXPECT_FALSE(follower.isHearing());
+    EXPECT_EQ(follower.timeToAsk(start + 20ms), 30ms) << "what is followed is asked for no more often";
+}
+
+TEST(PointerFollowerTest, whatSettlesIsAskedForOnceMoreThoughItsNextChangeIsTold)
+{
+    PointerFollower follower;
+    follower.heardMove();
+    follower.gotAnswer(start, Answer::samePosition, NextChange::isTold);
+    EXPECT_EQ(follower.timeToAsk(start), 50ms) << "it may have moved before the moves were heard again";
 }
 
 } // namespace
