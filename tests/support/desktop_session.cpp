@@ -45,7 +45,7 @@ std::string DesktopSession::missingFor(const DesktopRecipe& recipe)
 
 std::unique_ptr<DesktopSession> DesktopSession::start(const Options& options, std::string& reason)
 {
-    reason = missingFor(desktopRecipe(options.kind, {}, {}));
+    reason = missingFor(desktopRecipe(options.kind, {}));
     if (!reason.empty())
         return nullptr;
     std::unique_ptr<DesktopSession> session(new DesktopSession(options));
@@ -84,12 +84,15 @@ QRect DesktopSession::workArea() const
 bool DesktopSession::prepare(std::string& reason)
 {
     const std::filesystem::path picture = desktop_->folder() / "wallpaper.png";
-    wallpaper_ = Scene::pattern(wallpaperSeed, {options_.width, options_.height});
+    // Some scaled desktops draw their wallpaper in points: then a point has one color.
+    const QSize screen(options_.width, options_.height);
+    wallpaper_ = Scene::pattern(wallpaperSeed, screen / options_.scale).scaled(screen);
     if (!wallpaper_.save(QString::fromStdString(picture.string()))) {
         reason = "the wallpaper cannot be written";
         return false;
     }
-    recipe_ = desktopRecipe(options_.kind, picture, desktop_->outputName(0));
+    recipe_ = desktopRecipe(options_.kind,
+                            {.wallpaper = picture, .monitor = desktop_->outputName(0), .scale = options_.scale});
     desktop_->changeEnvironment(recipe_.environment);
     desktop_->changeEnvironment({{"GSETTINGS_BACKEND", "dconf"}, {"LIBGL_ALWAYS_SOFTWARE", "1"}});
     for (const auto& [name, content] : recipe_.files) {

@@ -19,6 +19,8 @@ public:
         PrivateDesktop::Server server = PrivateDesktop::Server::xvnc;
         int width = 1280;
         int height = 720;
+        /// By how much the desktop's own settings scale it: 1 or 2.
+        int scale = 1;
     };
 
     /// Returns once panel and wallpaper are on the screen and nothing moves any more. Null, with what is missing in
