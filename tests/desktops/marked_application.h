@@ -23,7 +23,8 @@ inline constexpr QRect region(300, 200, 400, 300);
 inline constexpr QRect withoutControls = region.adjusted(30, 30, -30, -30);
 inline constexpr double shareThatMayDiffer = 0.001;
 
-/// The application itself on a real desktop, its frame in a marker color around windows of another program.
+/// The application itself on a real desktop, with the environment that it gets from the panel, its frame in a marker
+/// color around windows of another program.
 class MarkedApplication : public DesktopTest {
 protected:
     void SetUp() override
@@ -38,8 +39,9 @@ protected:
         std::string reason;
         Application::Settings settings;
         settings.region = region.translated(0, -topOfRegions());
-        application_ = Application::start(desktop(), settings, reason,
-                                          {{"NIMBRALE_FRAME_COLOR", markerColor.name().toStdString()}});
+        Environment environment = session().toolkitEnvironment();
+        environment["NIMBRALE_FRAME_COLOR"] = markerColor.name().toStdString();
+        application_ = Application::start(desktop(), settings, reason, environment);
         ASSERT_TRUE(application_) << reason;
         const QPoint onTheFrame = inPixels(region).topLeft() + QPoint(60, -3) * scale();
         ASSERT_TRUE(desktop().waitForPixel(onTheFrame.x(), onTheFrame.y(), markerColor, Milliseconds{10000}))

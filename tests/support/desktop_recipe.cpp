@@ -34,6 +34,7 @@ DesktopRecipe xfce(const DesktopLook& look)
         std::to_string(look.scale) + "\"/></property></channel>\n";
     recipe.notifications = "org.xfce.xfce4-notifyd.Notifications";
     recipe.commands = {{"xfce4-session"}};
+    recipe.panel = "xfce4-panel";
     return recipe;
 }
 
@@ -48,6 +49,7 @@ DesktopRecipe mate(const DesktopLook& look)
                    std::to_string(look.scale) + "\n";
     recipe.notifications = "org.freedesktop.mate.Notifications";
     recipe.commands = {{"mate-session"}};
+    recipe.panel = "mate-panel";
     return recipe;
 }
 
@@ -71,6 +73,7 @@ DesktopRecipe plasma(const DesktopLook& look)
                     {"kwinrc", "[Compositing]\nEnabled=true\nOpenGLIsUnsafe=false\n[Desktops]\nNumber=4\nRows=1\n"}};
     recipe.notifications = "org.kde.plasma.Notifications";
     recipe.commands = {{"startplasma-x11"}};
+    recipe.panel = "plasmashell";
     recipe.completion =
         message("org.kde.plasmashell", "/PlasmaShell", "org.kde.PlasmaShell.evaluateScript",
                 {"string:for (var d of desktops()) { d.wallpaperPlugin = 'org.kde.image'; "
@@ -95,6 +98,7 @@ DesktopRecipe gnome(const DesktopLook& look)
     recipe.notifications = "org.gnome.Shell.Notifications";
     recipe.needsLoginManager = true;
     recipe.commands = {{"/usr/libexec/gsd-xsettings"}, {"gnome-shell", "--x11"}};
+    recipe.panel = "gnome-shell";
     // A session begins in the overview.
     recipe.completion = message("org.gnome.Shell", "/org/gnome/Shell", "org.freedesktop.DBus.Properties.Set",
                                 {"string:org.gnome.Shell", "string:OverviewActive", "variant:boolean:false"});
@@ -113,6 +117,7 @@ DesktopRecipe cinnamon(const DesktopLook& look)
                    std::to_string(look.scale) + "\n";
     recipe.needsLoginManager = true;
     recipe.commands = {{"cinnamon-session", "--session", "cinnamon"}};
+    recipe.panel = "cinnamon";
     return recipe;
 }
 

@@ -33,6 +33,8 @@ struct DesktopRecipe {
     bool needsLoginManager = false;
     /// What is started, in this order. The last is the session.
     std::vector<Command> commands;
+    /// The program that users start others from, as the kernel names it.
+    std::string panel;
     /// What a user would still do by hand, asked for again and again until the desktop is complete. May be empty.
     Command completion;
 };

@@ -2,6 +2,7 @@
 
 #include "tests/support/bus_configuration.h"
 #include "tests/support/image_compare.h"
+#include "tests/support/process_tree.h"
 #include "tests/support/scene.h"
 #include "tests/support/window_requests.h"
 
@@ -79,6 +80,27 @@ DesktopSession::~DesktopSession()
 QRect DesktopSession::workArea() const
 {
     return WindowRequests(*desktop_).workArea();
+}
+
+Environment DesktopSession::toolkitEnvironment() const
+{
+    for (const pid_t process : descendants()) {
+        const std::filesystem::path about = "/proc/" + std::to_string(process);
+        std::ifstream nameFile(about / "comm");
+        std::string name;
+        if (!std::getline(nameFile, name) || name != recipe_.panel)
+            continue;
+        Environment found;
+        std::ifstream variables(about / "environ");
+        for (std::string variable; std::getline(variables, variable, '\0');) {
+            const std::size_t equals = variable.find('=');
+            if (variable.rfind("QT_", 0) == 0 && equals != std::string::npos)
+                found[variable.substr(0, equals)] = variable.substr(equals + 1);
+        }
+        return found;
+    }
+    ADD_FAILURE() << recipe_.panel << " does not run";
+    return {};
 }
 
 bool DesktopSession::prepare(std::string& reason)

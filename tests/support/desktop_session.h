@@ -34,6 +34,9 @@ public:
     [[nodiscard]] PrivateDesktop& desktop() { return *desktop_; }
     /// What panels leave of the screen.
     [[nodiscard]] QRect workArea() const;
+    /// What programs that are started from the panel get of the environment for the toolkit, as QT_SCALE_FACTOR. Empty,
+    /// after a failure of the test, where there is no panel.
+    [[nodiscard]] Environment toolkitEnvironment() const;
     /// From the start of the session to the finished desktop.
     [[nodiscard]] Milliseconds startTime() const { return startTime_; }
     /// Waits until the screen has stayed the same for `rest`; false when it never does.
