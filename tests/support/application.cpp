@@ -29,8 +29,7 @@ Application::Application(PrivateDesktop& desktop, std::unique_ptr<Process> proce
     : desktop_(desktop), process_(std::move(process))
 {}
 
-std::unique_ptr<Application> Application::start(PrivateDesktop& desktop, const Settings& settings, std::string& reason,
-                                                const Environment& changes)
+void Application::writeSettings(const PrivateDesktop& desktop, const Settings& settings)
 {
     const std::filesystem::path file = settingsFile(desktop);
     std::filesystem::create_directories(file.parent_path());
@@ -41,6 +40,12 @@ std::unique_ptr<Application> Application::start(PrivateDesktop& desktop, const S
                         << "\nsettingsDisplayID=0\nsettingsSnapping=" << text(settings.snaps)
                         << "\nshareNotifications=" << text(settings.sharesNotifications)
                         << "\nsettingsFramerate=" << settings.framesPerSecond << "\nshowWelcomeAtLaunch=false\n";
+}
+
+std::unique_ptr<Application> Application::start(PrivateDesktop& desktop, const Settings& settings, std::string& reason,
+                                                const Environment& changes)
+{
+    writeSettings(desktop, settings);
     return startAgain(desktop, reason, changes);
 }
 
