@@ -272,6 +272,8 @@ void AppDelegate::settingsDidChange()
     }
     if (capture_->settingsChanged())
         followRegion();
+    // The choice about notifications may be one that this desktop cannot follow.
+    tellOfSharing();
 }
 
 void AppDelegate::followRegion()
@@ -325,7 +327,8 @@ void AppDelegate::checkCapturedDisplay()
 
 void AppDelegate::tellOfSharing()
 {
-    sharingNotice_->tell(platform_.screenCapture().limitations(), sharedScreen_.mirrorWindowTitle());
+    const auto choice = settings_.shareNotifications() ? NotificationSharing::shared : NotificationSharing::leftOut;
+    sharingNotice_->tell(platform_.screenCapture().limitations(choice), sharedScreen_.mirrorWindowTitle());
 }
 
 } // namespace nimbrale
