@@ -51,6 +51,12 @@ protected:
     /// The X server of the session: Xvnc has one output, the dummy driver two, one of them free.
     [[nodiscard]] virtual PrivateDesktop::Server server() const { return PrivateDesktop::Server::xvnc; }
 
+    [[nodiscard]] virtual DesktopSession::Options options() const
+    {
+        return {
+            .kind = GetParam(), .server = server(), .width = 1280 * scale(), .height = 720 * scale(), .scale = scale()};
+    }
+
     /// What a fixture has of its own to do before each test, once the session is there.
     virtual void prepareSession() {}
 
@@ -98,12 +104,7 @@ private:
     void startSession()
     {
         std::string reason;
-        session_ = DesktopSession::start({.kind = GetParam(),
-                                          .server = server(),
-                                          .width = 1280 * scale(),
-                                          .height = 720 * scale(),
-                                          .scale = scale()},
-                                         reason);
+        session_ = DesktopSession::start(options(), reason);
         if (session_) {
             report("session complete after " + std::to_string(session_->startTime().count()) + " ms");
             return;

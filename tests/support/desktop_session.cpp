@@ -108,7 +108,8 @@ bool DesktopSession::prepare(std::string& reason)
     const std::filesystem::path picture = desktop_->folder() / "wallpaper.png";
     // Some scaled desktops draw their wallpaper in points: then a point has one color.
     const QSize screen(options_.width, options_.height);
-    wallpaper_ = Scene::pattern(wallpaperSeed, screen / options_.scale).scaled(screen);
+    wallpaper_ = options_.wallpaper.isNull() ? Scene::pattern(wallpaperSeed, screen / options_.scale).scaled(screen)
+                                             : options_.wallpaper;
     if (!wallpaper_.save(QString::fromStdString(picture.string()))) {
         reason = "the wallpaper cannot be written";
         return false;

@@ -21,6 +21,8 @@ public:
         int height = 720;
         /// By how much the desktop's own settings scale it: 1 or 2.
         int scale = 1;
+        /// As large as the screen; null takes a pattern that shows each wrong pixel.
+        QImage wallpaper = {};
     };
 
     /// Returns once panel and wallpaper are on the screen and nothing moves any more. Null, with what is missing in
