@@ -315,6 +315,8 @@ void AppDelegate::settingsDidChange()
     if (capture_->settingsChanged())
         followRegion();
     showOrHideWebcam();
+    // The choice about notifications may be one that this desktop cannot follow.
+    tellOfSharing();
 }
 
 void AppDelegate::followRegion()
@@ -370,7 +372,8 @@ void AppDelegate::checkCapturedDisplay()
 
 void AppDelegate::tellOfSharing()
 {
-    sharingNotice_->tell(platform_.screenCapture().limitations(), sharedScreen_.mirrorWindowTitle());
+    const auto choice = settings_.shareNotifications() ? NotificationSharing::shared : NotificationSharing::leftOut;
+    sharingNotice_->tell(platform_.screenCapture().limitations(choice), sharedScreen_.mirrorWindowTitle());
 }
 
 } // namespace nimbrale

@@ -2,6 +2,9 @@
 
 #include "app/alerts.h"
 
+#include <algorithm>
+#include <iterator>
+
 namespace nimbrale {
 
 std::shared_ptr<SharingNotice> SharingNotice::create(Workspace& workspace)
@@ -13,13 +16,14 @@ void SharingNotice::tell(const std::vector<std::string>& limitations, const std:
 {
     const bool isWindowNews = windowTitle && !wasWindowTold_;
     wasWindowTold_ = wasWindowTold_ || isWindowNews;
-    if (limitations.empty() || wereLimitationsTold_) {
+    std::vector<std::string> sentences;
+    std::copy_if(limitations.begin(), limitations.end(), std::back_inserter(sentences),
+                 [this](const std::string& limitation) { return toldLimitations_.insert(limitation).second; });
+    if (sentences.empty()) {
         if (isWindowNews)
             tellWindow(*windowTitle);
         return;
     }
-    wereLimitationsTold_ = true;
-    std::vector<std::string> sentences = limitations;
     // One alert is enough for both.
     if (isWindowNews)
         sentences.push_back(alerts::windowToShare(*windowTitle).text);

@@ -4,6 +4,7 @@
 
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -30,7 +31,7 @@ private:
     void tellWindow(const std::string& title);
 
     Workspace& workspace_;
-    bool wereLimitationsTold_ = false;
+    std::set<std::string> toldLimitations_;
     bool wasWindowTold_ = false;
     bool wasReturnTold_ = false;
     std::vector<std::unique_ptr<OpenQuestion>> alerts_;

@@ -157,6 +157,9 @@ public:
     virtual void updateContentFilter(const ContentFilter& filter, Completion completion) = 0;
 };
 
+/// Whether the user wants the desktop's notifications in the picture.
+enum class NotificationSharing { shared, leftOut };
+
 /// Access to the pixels of the desktop. Main thread only.
 class ScreenCapture {
 public:
@@ -178,8 +181,9 @@ public:
                                                                     std::function<void(Error)> onStopped) = 0;
     /// A reader of the surfaces that streams deliver. Fails when the system can be asked for nothing more.
     [[nodiscard]] virtual Result<std::unique_ptr<SurfaceReader>> makeSurfaceReader() = 0;
-    /// What this system's capture cannot do, in words for the user; empty when it can do everything. Known after start.
-    [[nodiscard]] virtual std::vector<std::string> limitations() const = 0;
+    /// What this system's capture cannot do, in words for the user; empty when it can do everything that the choice
+    /// asks for. Known after start. May wait for the system.
+    [[nodiscard]] virtual std::vector<std::string> limitations(NotificationSharing choice) const = 0;
 };
 
 } // namespace nimbrale

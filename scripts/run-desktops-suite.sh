@@ -48,8 +48,9 @@ trap 'exit 1' INT TERM HUP
 mkdir "$home/build" "$home/tmp"
 mkdir -m 700 "$home/run"
 cp "$scripts/run-suite.sh" "$home/build"
-for program in "$suite" nimbrale nimbrale-caretaker nimbrale_scene nimbrale_gtk_window nimbrale_session_leader; do
-    cp "$build/$program" "$home/build" || exit 1
+for file in "$suite" nimbrale nimbrale-caretaker nimbrale.desktop nimbrale_scene nimbrale_gtk_window \
+    nimbrale_session_leader; do
+    cp "$build/$file" "$home/build" || exit 1
 done
 chown -R "$user:$user" "$home"
 

@@ -48,7 +48,7 @@ public:
         if (!engine)
             return tl::make_unexpected(engine.error());
         engine_ = std::move(*engine);
-        capture_ = std::make_unique<X11ScreenCapture>(*engine_, screens_, mainQueue_, displayName);
+        capture_ = std::make_unique<X11ScreenCapture>(*connection_, *engine_, screens_, mainQueue_, displayName);
         return {};
     }
 

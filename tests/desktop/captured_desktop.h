@@ -38,7 +38,8 @@ public:
         callbacks.onLost = [this] { isLost_ = true; };
         engine_ = std::move(*x11::CaptureEngine::create(engineDisplay.empty() ? desktop.displayName() : engineDisplay,
                                                         std::move(callbacks), painted_));
-        capture_ = std::make_unique<x11::X11ScreenCapture>(*engine_, *screens_, queue_, desktop.displayName());
+        capture_ =
+            std::make_unique<x11::X11ScreenCapture>(*connection_, *engine_, *screens_, queue_, desktop.displayName());
     }
 
     ~CapturedDesktop()

@@ -144,7 +144,8 @@ TEST_F(X11CaptureTest, withoutCompositeTheRootIsCopiedAndTheUserIsTold)
     startDesktop({.serverArguments = {"-extension", "Composite"}});
     if (captured->connection().extensions().composite.isPresent)
         skipTest("this server cannot leave COMPOSITE out");
-    EXPECT_THAT(captured->capture().limitations(), ElementsAre(HasSubstr("no COMPOSITE extension")));
+    EXPECT_THAT(captured->capture().limitations(NotificationSharing::shared),
+                ElementsAre(HasSubstr("no COMPOSITE extension")));
     scene->add("a", {.geometry = {100, 100, 300, 200}, .seed = 1});
     captured->start({50, 50, 500, 400});
     expectSameAsScreen({50, 50, 500, 400});
@@ -155,7 +156,7 @@ TEST_F(X11CaptureTest, withoutCompositeTheRootIsCopiedAndTheUserIsTold)
 TEST_F(X11CaptureTest, withoutCompositeAndDamageBothAreNamed)
 {
     startDesktop({.serverArguments = {"-extension", "Composite", "-extension", "DAMAGE"}});
-    EXPECT_THAT(captured->capture().limitations(),
+    EXPECT_THAT(captured->capture().limitations(NotificationSharing::shared),
                 ElementsAre(HasSubstr("no COMPOSITE extension"), HasSubstr("no DAMAGE extension")));
     scene->add("a", {.geometry = {100, 100, 300, 200}, .seed = 1});
     captured->start({50, 50, 500, 400}, 20);
@@ -176,7 +177,8 @@ TEST_F(X11CaptureTest, withoutDamageThePictureIsCopiedAtEveryInterval)
     startDesktop({.serverArguments = {"-extension", "DAMAGE"}});
     if (captured->connection().extensions().damage.isPresent)
         skipTest("this server cannot leave DAMAGE out");
-    EXPECT_THAT(captured->capture().limitations(), ElementsAre(HasSubstr("no DAMAGE extension")));
+    EXPECT_THAT(captured->capture().limitations(NotificationSharing::shared),
+                ElementsAre(HasSubstr("no DAMAGE extension")));
     scene->add("a", {.geometry = {100, 100, 300, 200}, .seed = 1});
     captured->start({50, 50, 500, 400}, 20);
     const auto isSame = [&] { return captured->image() == desktop->screenshot({50, 50, 500, 400}); };

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/desktop/qt_main_queue.h"
+#include "platform/x11/displays/display_scale.h"
 #include "platform/x11/x11_platform.h"
 #include "tests/desktop/captured_stream.h"
 #include "tests/fakes/fake_cameras.h"
@@ -17,12 +18,26 @@
 
 namespace nimbrale::test {
 
+/// The toolkit's factor in this process as the application sets it at its start, until this object goes.
+class ToolkitFactor {
+public:
+    explicit ToolkitFactor(const PrivateDesktop& desktop)
+    {
+        qputenv("DISPLAY", QByteArray::fromStdString(desktop.displayName()));
+        qunsetenv("QT_SCALE_FACTOR");
+        x11::scaleToolkitAsDesktop();
+    }
+    ~ToolkitFactor() { qunsetenv("QT_SCALE_FACTOR"); }
+    ToolkitFactor(const ToolkitFactor&) = delete;
+    ToolkitFactor& operator=(const ToolkitFactor&) = delete;
+};
+
 /// What the application does on a desktop, hosted by the test process: the platform, one own panel that lies over the
-/// screen, and a capture that leaves the panel out. In pixels of the root window, at scale 1.
+/// screen, and a capture that leaves the panel out. In pixels of the root window.
 class CapturedSession {
 public:
     CapturedSession(PrivateDesktop& desktop, const QRect& region, const QRect& ownPanel, const QColor& ownColor)
-        : region_(region)
+        : region_(region), factor_(desktop)
     {
         platform_ = std::move(*x11::createX11Platform(queue_, workspace_, cameras_, desktop.displayName()));
         reader_ = std::move(*x11::Connection::open(desktop.displayName()));
@@ -45,8 +60,7 @@ public:
         filter.displayID = platform_->screens().mainDisplay();
         filter.excludedApplications = {{getpid(), {}}};
         StreamConfiguration configuration;
-        configuration.sourceRect =
-            Rect{double(region_.x()), double(region_.y()), double(region_.width()), double(region_.height())};
+        configuration.sourceRect = inPoints(region_);
         configuration.width = region_.width();
         configuration.height = region_.height();
         configuration.minimumFrameInterval = {1, 60};
@@ -59,11 +73,21 @@ public:
     [[nodiscard]] int frames() const { return stream_->frames(); }
     [[nodiscard]] const QRect& region() const { return region_; }
 
+    /// Pixels per point, as the application takes them.
+    [[nodiscard]] double scale() const { return platform_->screens().screens().front().backingScaleFactor; }
+
 private:
+    /// Region coordinates.
+    [[nodiscard]] Rect inPoints(const QRect& place) const
+    {
+        return {place.x() / scale(), place.y() / scale(), place.width() / scale(), place.height() / scale()};
+    }
+
     [[nodiscard]] Rect onScreen(const QRect& place) const
     {
-        const double height = platform_->screens().screens().front().frame.height;
-        return {double(place.x()), height - place.y() - place.height(), double(place.width()), double(place.height())};
+        Rect points = inPoints(place);
+        points.y = platform_->screens().screens().front().frame.height - points.y - points.height;
+        return points;
     }
 
     void showPanel(const QRect& place, const QColor& color)
@@ -78,6 +102,7 @@ private:
     }
 
     QRect region_;
+    ToolkitFactor factor_;
     // Before the platform, so that they go after it.
     QtMainQueue queue_;
     FakeWorkspace workspace_;

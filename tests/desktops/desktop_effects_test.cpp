@@ -1,6 +1,7 @@
 // Nothing of the frame is shared while a desktop changes what it shows: between workspaces, in its overview, while its
 // compositing manager stops and starts, and while Settings opens and closes.
 
+#include "tests/desktops/compositing_switch.h"
 #include "tests/desktops/marked_application.h"
 
 #include <functional>
@@ -132,27 +133,16 @@ TEST_P(DesktopOverview, SharesNothingOfTheFrame)
 /// The desktops whose compositing manager can be switched while the session runs.
 class DesktopCompositing : public DesktopEffects {
 protected:
-    static void setCompositing(bool isOn)
-    {
-        const std::string value = isOn ? "true" : "false";
-        if (GetParam() == DesktopKind::xfce)
-            desktop().run("xfconf-query",
-                          {"-c", "xfwm4", "-p", "/general/use_compositing", "-n", "-t", "bool", "-s", value});
-        else if (GetParam() == DesktopKind::mate)
-            desktop().run("gsettings", {"set", "org.mate.Marco.general", "compositing-manager", value});
-        else
-            desktop().run("dbus-send", {"--session", "--print-reply", "--dest=org.kde.KWin", "/Compositor",
-                                        std::string("org.kde.kwin.Compositing.") + (isOn ? "resume" : "suspend")});
-    }
+    static void setComposited(bool isOn) { setCompositing(GetParam(), desktop(), isOn); }
 };
 
 TEST_P(DesktopCompositing, SharesNothingOfTheFrameWhileItStopsAndStarts)
 {
-    setCompositing(false);
-    ASSERT_TRUE(waitUntil([] { return !desktop().isComposited(); }, Milliseconds{5000})) << "the control";
-    setCompositing(true);
-    repeat({[] { setCompositing(false); }, [] { setCompositing(true); }});
-    EXPECT_TRUE(waitUntil([] { return desktop().isComposited(); }, Milliseconds{5000}));
+    setComposited(false);
+    ASSERT_TRUE(waitUntil([] { return !desktop().isComposited(); }, compositingPatience)) << "the control";
+    setComposited(true);
+    repeat({[] { setComposited(false); }, [] { setComposited(true); }});
+    EXPECT_TRUE(waitUntil([] { return desktop().isComposited(); }, compositingPatience));
     expectNoLeakIn(found_, picturesToLookThrough, region);
 }
 

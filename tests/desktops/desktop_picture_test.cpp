@@ -1,98 +1,11 @@
 // What is shared on real desktops is what their screen shows at that moment, but for the places where own windows lie.
 
-#include "tests/desktops/captured_session.h"
-#include "tests/desktops/desktop_test.h"
-#include "tests/support/image_compare.h"
-
-#include <QPainter>
+#include "tests/desktops/picture_test.h"
 
 namespace nimbrale::test {
 namespace {
 
-const QColor ownColor(255, 0, 255);
-constexpr QRect ownPlace(420, 260, 200, 120);
-/// Of the picture's pixels outside of the own windows' places.
-constexpr double shareThatMayDiffer = 0.001;
-
-class DesktopPicture : public DesktopTest {
-protected:
-    void TearDown() override
-    {
-        captured_.reset();
-        DesktopTest::TearDown();
-    }
-
-    /// As when the application starts: before that nothing of it is there.
-    void startCapture()
-    {
-        const QRect screen(QPoint(), desktop().screenSize());
-        captured_ = std::make_unique<CapturedSession>(desktop(), screen, ownPlace, ownColor);
-        ASSERT_TRUE(captured_->start());
-    }
-
-    void waitUntilShown(const std::function<bool()>& isShown, const std::string& what)
-    {
-        ASSERT_TRUE(pumpUntil(isShown, Milliseconds{10000}))
-            << what << " does not show; kept as " << keepImage(desktop().screenshot(), "screen");
-    }
-
-    /// Whether the screen is another in `area` than it was.
-    static std::function<bool()> differsFrom(const QImage& before)
-    {
-        return [before] {
-            const QImage now = desktop().screenshot();
-            int differing = 0;
-            for (int y = 0; y < now.height(); y += 4) {
-                for (int x = 0; x < now.width(); x += 4)
-                    differing += now.pixel(x, y) != before.pixel(x, y);
-            }
-            return differing > 20;
-        };
-    }
-
-    void expectTheScreenIsShared()
-    {
-        ASSERT_TRUE(session().waitUntilStill()) << "the screen does not come to rest";
-        const QRect& region = captured_->region();
-        ASSERT_GT(pixelsOf(ownColor, desktop().screenshot(region)), 10000) << "the control: the own panel is shown";
-        const int compared = region.width() * region.height() - ownPlace.width() * ownPlace.height();
-        const ImageTolerance tolerance{.differingPixels = int(shareThatMayDiffer * compared)};
-        QImage shared;
-        QImage screen;
-        static_cast<void>(pumpUntil(
-            [&] {
-                shared = captured_->image();
-                screen = desktop().screenshot(region);
-                return imagesAreAlike(withoutOwn(shared), withoutOwn(screen), tolerance);
-            },
-            Milliseconds{4000}));
-        EXPECT_EQ(pixelsOf(ownColor, shared), 0) << "the own panel is shared";
-        const int differing = differingPixels(withoutOwn(shared), withoutOwn(screen));
-        const std::string figure = std::to_string(differing) + " of " + std::to_string(compared) +
-                                   " pixels differ: " + std::to_string(100.0 * differing / compared) + " %";
-        report(testing::UnitTest::GetInstance()->current_test_info()->name() + (": " + figure));
-        EXPECT_TRUE(imagesMatch(withoutOwn(shared), withoutOwn(screen), tolerance)) << figure;
-    }
-
-    std::unique_ptr<CapturedSession> captured_;
-
-private:
-    static QImage withoutOwn(QImage image)
-    {
-        QPainter(&image).fillRect(ownPlace, Qt::black);
-        return image;
-    }
-
-    static int differingPixels(const QImage& one, const QImage& other)
-    {
-        int count = 0;
-        for (int y = 0; y < one.height(); ++y) {
-            for (int x = 0; x < one.width(); ++x)
-                count += (one.pixel(x, y) & RGB_MASK) != (other.pixel(x, y) & RGB_MASK);
-        }
-        return count;
-    }
-};
+class DesktopPicture : public PictureTest {};
 
 TEST_P(DesktopPicture, OfWallpaperAndPanels)
 {
@@ -102,12 +15,7 @@ TEST_P(DesktopPicture, OfWallpaperAndPanels)
 
 TEST_P(DesktopPicture, OfDecoratedWindows)
 {
-    ASSERT_NO_FATAL_FAILURE(startCapture());
-    const QImage before = desktop().screenshot();
-    addWindow("behind", {120, 120, 480, 320}, 1);
-    addWindow("front", {460, 220, 460, 300}, 2);
-    ASSERT_NO_FATAL_FAILURE(waitUntilShown(differsFrom(before), "the windows"));
-    expectTheScreenIsShared();
+    expectDecoratedWindows();
 }
 
 TEST_P(DesktopPicture, OfAWindowThatMovedBelowTheOwnPanel)
@@ -127,35 +35,17 @@ TEST_P(DesktopPicture, OfAWindowThatMovedBelowTheOwnPanel)
 
 TEST_P(DesktopPicture, OfAFullScreenWindow)
 {
-    ASSERT_NO_FATAL_FAILURE(startCapture());
-    const QImage before = desktop().screenshot();
-    scene->add(
-        "film",
-        {.geometry = {QPoint(), desktop().screenSize()}, .seed = 6, .overrideRedirect = false, .isFullScreen = true});
-    ASSERT_NO_FATAL_FAILURE(waitUntilShown(differsFrom(before), "the window"));
-    expectTheScreenIsShared();
+    expectAFullScreenWindow();
 }
 
 TEST_P(DesktopPicture, OfWindowsThatDecorateThemselves)
 {
-    ASSERT_NO_FATAL_FAILURE(startCapture());
-    addWindow("behind", {120, 120, 480, 320}, 1);
-    ASSERT_NO_FATAL_FAILURE(showGtkWindow({460, 220, 460, 300}));
-    expectTheScreenIsShared();
+    expectWindowsThatDecorateThemselves();
 }
 
 TEST_P(DesktopPicture, OfAnOpenMenu)
 {
-    ASSERT_NO_FATAL_FAILURE(startCapture());
-    ASSERT_NO_FATAL_FAILURE(showGtkWindow({260, 320, 460, 220}));
-    ASSERT_TRUE(session().waitUntilStill());
-    const QImage before = desktop().screenshot();
-    desktop().click(gtk->menuButton());
-    desktop().movePointer(pointerRest);
-    const auto isShown = differsFrom(before);
-    ASSERT_NO_FATAL_FAILURE(waitUntilShown(isShown, "the menu"));
-    expectTheScreenIsShared();
-    EXPECT_TRUE(isShown()) << "the menu has gone meanwhile";
+    expectAnOpenMenu();
 }
 
 TEST_P(DesktopPicture, OfATooltip)

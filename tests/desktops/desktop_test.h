@@ -16,7 +16,7 @@ namespace nimbrale::test {
 /// A test on a real desktop. The tests of one instantiation, which is one desktop, share the session.
 class DesktopTest : public testing::TestWithParam<DesktopKind> {
 protected:
-    /// Where the pointer lies over nothing that looks at it.
+    /// Where the pointer lies over nothing that looks at it, in points.
     static constexpr QPoint pointerRest{1150, 600};
 
     DesktopTest() { startOffscreenApplication(); }
@@ -35,7 +35,8 @@ protected:
             startSession();
         if (!session_ || IsSkipped())
             return;
-        desktop().movePointer(pointerRest);
+        ASSERT_NO_FATAL_FAILURE(prepareSession());
+        desktop().movePointer(pointerRest * scale());
         ASSERT_TRUE(session_->waitUntilStill()) << "what the test before left does not come to rest";
         scene = Scene::start(desktop());
         ASSERT_TRUE(scene);
@@ -49,6 +50,24 @@ protected:
 
     /// The X server of the session: Xvnc has one output, the dummy driver two, one of them free.
     [[nodiscard]] virtual PrivateDesktop::Server server() const { return PrivateDesktop::Server::xvnc; }
+
+    [[nodiscard]] virtual DesktopSession::Options options() const
+    {
+        return {
+            .kind = GetParam(), .server = server(), .width = 1280 * scale(), .height = 720 * scale(), .scale = scale()};
+    }
+
+    /// What a fixture has of its own to do before each test, once the session is there.
+    virtual void prepareSession() {}
+
+    /// By how much the desktop's settings scale it; the screen has as many pixels more.
+    [[nodiscard]] virtual int scale() const { return 1; }
+
+    /// From points at the screen's top-left corner to root pixels.
+    [[nodiscard]] QRect inPixels(const QRect& points) const
+    {
+        return {points.topLeft() * scale(), points.size() * scale()};
+    }
 
     [[nodiscard]] static DesktopSession& session() { return *session_; }
     [[nodiscard]] static PrivateDesktop& desktop() { return session_->desktop(); }
@@ -85,7 +104,7 @@ private:
     void startSession()
     {
         std::string reason;
-        session_ = DesktopSession::start({.kind = GetParam(), .server = server()}, reason);
+        session_ = DesktopSession::start(options(), reason);
         if (session_) {
             report("session complete after " + std::to_string(session_->startTime().count()) + " ms");
             return;

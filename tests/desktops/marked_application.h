@@ -17,12 +17,14 @@
 namespace nimbrale::test {
 
 inline const QColor markerColor(255, 0, 255);
+/// In points.
 inline constexpr QRect region(300, 200, 400, 300);
 /// The frame and its controls lie on the region's edges.
 inline constexpr QRect withoutControls = region.adjusted(30, 30, -30, -30);
 inline constexpr double shareThatMayDiffer = 0.001;
 
-/// The application itself on a real desktop, its frame in a marker color around windows of another program.
+/// The application itself on a real desktop, with the environment that it gets from the panel, its frame in a marker
+/// color around windows of another program.
 class MarkedApplication : public DesktopTest {
 protected:
     void SetUp() override
@@ -30,17 +32,19 @@ protected:
         DesktopTest::SetUp();
         if (HasFatalFailure() || IsSkipped())
             return;
-        addWindow("behind", {200, 140, 480, 320}, 1);
-        addWindow("front", {500, 260, 380, 300}, 2);
+        addWindow("behind", inPixels({200, 140, 480, 320}), 1);
+        addWindow("front", inPixels({500, 260, 380, 300}), 2);
         ASSERT_TRUE(session().waitUntilStill());
         screenSize_ = desktop().screenSize();
         std::string reason;
         Application::Settings settings;
         settings.region = region.translated(0, -topOfRegions());
-        application_ = Application::start(desktop(), settings, reason,
-                                          {{"NIMBRALE_FRAME_COLOR", markerColor.name().toStdString()}});
+        Environment environment = session().toolkitEnvironment();
+        environment["NIMBRALE_FRAME_COLOR"] = markerColor.name().toStdString();
+        application_ = Application::start(desktop(), settings, reason, environment);
         ASSERT_TRUE(application_) << reason;
-        ASSERT_TRUE(desktop().waitForPixel(region.left() + 60, region.top() - 3, markerColor, Milliseconds{10000}))
+        const QPoint onTheFrame = inPixels(region).topLeft() + QPoint(60, -3) * scale();
+        ASSERT_TRUE(desktop().waitForPixel(onTheFrame.x(), onTheFrame.y(), markerColor, Milliseconds{10000}))
             << "the control: the frame is shown in the marker color; kept as "
             << keepImage(desktop().screenshot(), "screen") << "; the application said: " << said();
     }
@@ -51,18 +55,19 @@ protected:
         DesktopTest::TearDown();
     }
 
-    /// How far below the place that is stored a region lies, because of a panel at the top.
-    static int topOfRegions()
+    /// How far below the place that is stored a region lies, because of a panel at the top. In points.
+    [[nodiscard]] int topOfRegions() const
     {
-        const int panel = session().workArea().top();
+        const int panel = (session().workArea().top() + scale() - 1) / scale();
         return panel > 0 ? panel - 1 : 0;
     }
 
     [[nodiscard]] std::string said() { return application_->process().output(); }
 
-    [[nodiscard]] static bool waitForShare()
+    [[nodiscard]] bool waitForShare() const
     {
-        return waitUntil([] { return sharedPicture(desktop()).size() == region.size(); }, Milliseconds{20000});
+        return waitUntil([this] { return sharedPicture(desktop()).size() == inPixels(region).size(); },
+                         Milliseconds{20000});
     }
 
     [[nodiscard]] static std::string describe(const QSize& size)
@@ -89,14 +94,15 @@ protected:
 
     void expectTheRegionOnIt()
     {
-        const int compared = withoutControls.width() * withoutControls.height();
+        const QRect place = inPixels(withoutControls);
+        const int compared = place.width() * place.height();
         const ImageTolerance tolerance{.differingPixels = static_cast<int>(shareThatMayDiffer * compared)};
         QImage shared;
         QImage screen;
         static_cast<void>(waitUntil(
             [&] {
-                shared = sharedPicture(desktop()).copy(withoutControls.translated(-region.topLeft()));
-                screen = desktop().screenshot(withoutControls);
+                shared = sharedPicture(desktop()).copy(place.translated(-inPixels(region).topLeft()));
+                screen = desktop().screenshot(place);
                 return imagesAreAlike(shared, screen, tolerance);
             },
             Milliseconds{5000}));

@@ -200,7 +200,13 @@ public:
     {
         return std::make_unique<FakeSurfaceReader>();
     }
-    [[nodiscard]] std::vector<std::string> limitations() const override { return limits; }
+    [[nodiscard]] std::vector<std::string> limitations(NotificationSharing choice) const override
+    {
+        std::vector<std::string> all = limits;
+        if (choice == NotificationSharing::leftOut)
+            all.insert(all.end(), limitsWithoutNotifications.begin(), limitsWithoutNotifications.end());
+        return all;
+    }
 
     void answerContent(Result<ShareableContent> content)
     {
@@ -220,6 +226,8 @@ public:
     /// How streams made from now on answer to an output.
     Result<void> addOutputResult;
     std::vector<std::string> limits;
+    /// More where notifications are to be left out.
+    std::vector<std::string> limitsWithoutNotifications;
 };
 
 } // namespace nimbrale

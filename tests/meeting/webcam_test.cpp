@@ -74,7 +74,11 @@ protected:
                                   .windowManager = GetParam().manager,
                                   .compositor = GetParam().compositor});
         scene = requireScene(*desktop);
-        scene->add("wall", {.geometry = {0, 0, 1280 * scale(), 720 * scale()}, .seed = 0, .color = wall});
+        scene->add("wall", {.geometry = {0, 0, 1280 * scale(), 720 * scale()},
+                            .seed = 0,
+                            .color = wall,
+                            .type = Scene::Type::desktop,
+                            .overrideRedirect = false});
         desktop->movePointer(pixels(farAway));
     }
 

@@ -29,8 +29,7 @@ Application::Application(PrivateDesktop& desktop, std::unique_ptr<Process> proce
     : desktop_(desktop), process_(std::move(process))
 {}
 
-std::unique_ptr<Application> Application::start(PrivateDesktop& desktop, const Settings& settings, std::string& reason,
-                                                const Environment& changes)
+void Application::writeSettings(const PrivateDesktop& desktop, const Settings& settings)
 {
     const std::filesystem::path file = settingsFile(desktop);
     std::filesystem::create_directories(file.parent_path());
@@ -43,7 +42,12 @@ std::unique_ptr<Application> Application::start(PrivateDesktop& desktop, const S
            << "\nsettingsFramerate=" << settings.framesPerSecond << "\nshowWelcomeAtLaunch=false\n";
     for (const auto& [key, value] : settings.others)
         stream << key << "=" << value << "\n";
-    stream.close();
+}
+
+std::unique_ptr<Application> Application::start(PrivateDesktop& desktop, const Settings& settings, std::string& reason,
+                                                const Environment& changes)
+{
+    writeSettings(desktop, settings);
     return startAgain(desktop, reason, changes);
 }
 

@@ -28,6 +28,8 @@ public:
     /// environment.
     [[nodiscard]] static std::unique_ptr<Application> start(PrivateDesktop& desktop, const Settings& settings,
                                                             std::string& reason, const Environment& changes = {});
+    /// Writes the settings that `start` starts with.
+    static void writeSettings(const PrivateDesktop& desktop, const Settings& settings);
     /// Starts the program with the settings that are there.
     [[nodiscard]] static std::unique_ptr<Application> startAgain(PrivateDesktop& desktop, std::string& reason,
                                                                  const Environment& changes = {});

@@ -33,12 +33,22 @@ struct DesktopRecipe {
     bool needsLoginManager = false;
     /// What is started, in this order. The last is the session.
     std::vector<Command> commands;
+    /// The program that users start others from, as the kernel names it.
+    std::string panel;
     /// What a user would still do by hand, asked for again and again until the desktop is complete. May be empty.
     Command completion;
 };
 
-/// The recipe for a desktop with four workspaces and `wallpaper` on the monitor of that name.
-[[nodiscard]] DesktopRecipe desktopRecipe(DesktopKind kind, const std::filesystem::path& wallpaper,
-                                          const std::string& monitor);
+/// What the desktop is to look like.
+struct DesktopLook {
+    std::filesystem::path wallpaper = {};
+    /// On which the wallpaper is.
+    std::string monitor = {};
+    /// By how much everything is larger, set as the desktop's own display settings set it: 1 or 2.
+    int scale = 1;
+};
+
+/// The recipe for a desktop with four workspaces.
+[[nodiscard]] DesktopRecipe desktopRecipe(DesktopKind kind, const DesktopLook& look);
 
 } // namespace nimbrale::test

@@ -2,6 +2,7 @@
 
 #include "tests/support/bus_configuration.h"
 #include "tests/support/image_compare.h"
+#include "tests/support/process_tree.h"
 #include "tests/support/scene.h"
 #include "tests/support/window_requests.h"
 
@@ -45,7 +46,7 @@ std::string DesktopSession::missingFor(const DesktopRecipe& recipe)
 
 std::unique_ptr<DesktopSession> DesktopSession::start(const Options& options, std::string& reason)
 {
-    reason = missingFor(desktopRecipe(options.kind, {}, {}));
+    reason = missingFor(desktopRecipe(options.kind, {}));
     if (!reason.empty())
         return nullptr;
     std::unique_ptr<DesktopSession> session(new DesktopSession(options));
@@ -81,15 +82,40 @@ QRect DesktopSession::workArea() const
     return WindowRequests(*desktop_).workArea();
 }
 
+Environment DesktopSession::toolkitEnvironment() const
+{
+    for (const pid_t process : descendants()) {
+        const std::filesystem::path about = "/proc/" + std::to_string(process);
+        std::ifstream nameFile(about / "comm");
+        std::string name;
+        if (!std::getline(nameFile, name) || name != recipe_.panel)
+            continue;
+        Environment found;
+        std::ifstream variables(about / "environ");
+        for (std::string variable; std::getline(variables, variable, '\0');) {
+            const std::size_t equals = variable.find('=');
+            if (variable.rfind("QT_", 0) == 0 && equals != std::string::npos)
+                found[variable.substr(0, equals)] = variable.substr(equals + 1);
+        }
+        return found;
+    }
+    ADD_FAILURE() << recipe_.panel << " does not run";
+    return {};
+}
+
 bool DesktopSession::prepare(std::string& reason)
 {
     const std::filesystem::path picture = desktop_->folder() / "wallpaper.png";
-    wallpaper_ = Scene::pattern(wallpaperSeed, {options_.width, options_.height});
+    // Some scaled desktops draw their wallpaper in points: then a point has one color.
+    const QSize screen(options_.width, options_.height);
+    wallpaper_ = options_.wallpaper.isNull() ? Scene::pattern(wallpaperSeed, screen / options_.scale).scaled(screen)
+                                             : options_.wallpaper;
     if (!wallpaper_.save(QString::fromStdString(picture.string()))) {
         reason = "the wallpaper cannot be written";
         return false;
     }
-    recipe_ = desktopRecipe(options_.kind, picture, desktop_->outputName(0));
+    recipe_ = desktopRecipe(options_.kind,
+                            {.wallpaper = picture, .monitor = desktop_->outputName(0), .scale = options_.scale});
     desktop_->changeEnvironment(recipe_.environment);
     desktop_->changeEnvironment({{"GSETTINGS_BACKEND", "dconf"}, {"LIBGL_ALWAYS_SOFTWARE", "1"}});
     for (const auto& [name, content] : recipe_.files) {

@@ -19,6 +19,10 @@ public:
         PrivateDesktop::Server server = PrivateDesktop::Server::xvnc;
         int width = 1280;
         int height = 720;
+        /// By how much the desktop's own settings scale it: 1 or 2.
+        int scale = 1;
+        /// As large as the screen; null takes a pattern that shows each wrong pixel.
+        QImage wallpaper = {};
     };
 
     /// Returns once panel and wallpaper are on the screen and nothing moves any more. Null, with what is missing in
@@ -32,6 +36,9 @@ public:
     [[nodiscard]] PrivateDesktop& desktop() { return *desktop_; }
     /// What panels leave of the screen.
     [[nodiscard]] QRect workArea() const;
+    /// What programs that are started from the panel get of the environment for the toolkit, as QT_SCALE_FACTOR. Empty,
+    /// after a failure of the test, where there is no panel.
+    [[nodiscard]] Environment toolkitEnvironment() const;
     /// From the start of the session to the finished desktop.
     [[nodiscard]] Milliseconds startTime() const { return startTime_; }
     /// Waits until the screen has stayed the same for `rest`; false when it never does.

@@ -1,6 +1,7 @@
 #include "platform/x11/capture/x11_screen_capture.h"
 
 #include "platform/x11/capture/x11_capture_stream.h"
+#include "platform/x11/server/window_manager_name.h"
 #include "platform/x11/surfaces/x11_surface_reader.h"
 
 #include <set>
@@ -28,9 +29,10 @@ ShareableContent contentOf(std::vector<CaptureWindow> windows)
 
 } // namespace
 
-X11ScreenCapture::X11ScreenCapture(CaptureEngine& engine, X11Screens& screens, MainQueue& mainQueue,
-                                   std::string displayName)
-    : engine_(engine), screens_(screens), mainQueue_(mainQueue), displayName_(std::move(displayName))
+X11ScreenCapture::X11ScreenCapture(Connection& connection, CaptureEngine& engine, X11Screens& screens,
+                                   MainQueue& mainQueue, std::string displayName)
+    : connection_(connection), engine_(engine), screens_(screens), mainQueue_(mainQueue),
+      displayName_(std::move(displayName))
 {}
 
 void X11ScreenCapture::shareableContent(ContentCompletion completion)
@@ -54,6 +56,16 @@ std::unique_ptr<CaptureStream> X11ScreenCapture::makeStream(const ContentFilter&
 {
     return std::make_unique<X11CaptureStream>(engine_, screens_, mainQueue_, filter, configuration,
                                               std::move(onStopped));
+}
+
+std::vector<std::string> X11ScreenCapture::limitations(NotificationSharing choice) const
+{
+    std::vector<std::string> all = engine_.limitations();
+    if (choice == NotificationSharing::leftOut && drawsNotificationsItself(windowManagerName(connection_)))
+        all.emplace_back(
+            "This desktop draws notifications itself, so banners inside the frame are shared although they "
+            "are to be left out. Turn the desktop's notifications off while you share.");
+    return all;
 }
 
 Result<std::unique_ptr<SurfaceReader>> X11ScreenCapture::makeSurfaceReader()

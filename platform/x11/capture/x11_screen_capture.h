@@ -14,8 +14,10 @@ namespace nimbrale::x11 {
 /// Main thread only.
 class X11ScreenCapture final : public ScreenCapture {
 public:
-    /// Everything passed in must outlive what is done with it and its streams. `displayName` is the engine's.
-    X11ScreenCapture(CaptureEngine& engine, X11Screens& screens, MainQueue& mainQueue, std::string displayName);
+    /// Everything passed in must outlive what is done with it and its streams. `connection` is the main thread's,
+    /// `displayName` the engine's.
+    X11ScreenCapture(Connection& connection, CaptureEngine& engine, X11Screens& screens, MainQueue& mainQueue,
+                     std::string displayName);
 
     [[nodiscard]] bool preflightAccess() const override { return true; }
     void requestAccess() override {}
@@ -24,9 +26,10 @@ public:
                                                             const StreamConfiguration& configuration,
                                                             std::function<void(Error)> onStopped) override;
     [[nodiscard]] Result<std::unique_ptr<SurfaceReader>> makeSurfaceReader() override;
-    [[nodiscard]] std::vector<std::string> limitations() const override { return engine_.limitations(); }
+    [[nodiscard]] std::vector<std::string> limitations(NotificationSharing choice) const override;
 
 private:
+    Connection& connection_;
     CaptureEngine& engine_;
     X11Screens& screens_;
     MainQueue& mainQueue_;

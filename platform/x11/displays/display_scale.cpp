@@ -15,6 +15,7 @@ namespace nimbrale::x11 {
 namespace {
 
 constexpr const char* toolkitFactor = "QT_SCALE_FACTOR";
+constexpr const char* toolkitDotsPerInch = "QT_FONT_DPI";
 constexpr double standardDotsPerInch = 96;
 constexpr double smallestScale = 0.5;
 constexpr double largestScale = 4;
@@ -41,9 +42,14 @@ double positiveNumber(const std::string& text, double otherwise)
     return isNumber && std::isfinite(number) && number > 0 ? number : otherwise;
 }
 
-double scaleOfDotsPerInch(const std::string& database)
+/// MATE raises the desktop's dots per inch along with the scale of its windows, and takes that back for the toolkit.
+double scaleOfDotsPerInch(const std::string& database, const std::string& toolkits)
 {
-    return positiveNumber(resourceValue(database, "Xft.dpi"), standardDotsPerInch) / standardDotsPerInch;
+    // The toolkit passes over what is no whole number.
+    const int whole = QByteArray::fromStdString(toolkits).toInt();
+    const double dotsPerInch =
+        whole > 0 ? whole : positiveNumber(resourceValue(database, "Xft.dpi"), standardDotsPerInch);
+    return dotsPerInch / standardDotsPerInch;
 }
 
 } // namespace
@@ -63,19 +69,21 @@ std::string resourceValue(const std::string& database, const std::string& resour
     return {};
 }
 
-double displayScaleFrom(const std::string& database, const std::string& factor)
+double displayScaleFrom(const std::string& database, const ToolkitVariables& variables)
 {
-    return std::clamp(scaleOfDotsPerInch(database) * positiveNumber(factor, 1), smallestScale, largestScale);
+    const double scale = scaleOfDotsPerInch(database, variables.dotsPerInch) * positiveNumber(variables.factor, 1);
+    return std::clamp(scale, smallestScale, largestScale);
 }
 
 double displayScale(Connection& connection)
 {
-    return displayScaleFrom(resourceDatabase(connection), qgetenv(toolkitFactor).toStdString());
+    return displayScaleFrom(resourceDatabase(connection), {.dotsPerInch = qgetenv(toolkitDotsPerInch).toStdString(),
+                                                           .factor = qgetenv(toolkitFactor).toStdString()});
 }
 
-double toolkitFactorFrom(const std::string& database, int windowScalingFactor)
+double toolkitFactorFrom(const std::string& database, const std::string& toolkits, int windowScalingFactor)
 {
-    const double factor = std::min<double>(windowScalingFactor, largestScale) / scaleOfDotsPerInch(database);
+    const double factor = std::min<double>(windowScalingFactor, largestScale) / scaleOfDotsPerInch(database, toolkits);
     return std::max(1.0, factor);
 }
 
@@ -88,8 +96,8 @@ void scaleToolkitAsDesktop()
         return;
     const auto settings = desktopIntegers(**connection);
     const auto windows = settings.find("Gdk/WindowScalingFactor");
-    const double factor =
-        toolkitFactorFrom(resourceDatabase(**connection), windows == settings.end() ? 0 : windows->second);
+    const double factor = toolkitFactorFrom(resourceDatabase(**connection), qgetenv(toolkitDotsPerInch).toStdString(),
+                                            windows == settings.end() ? 0 : windows->second);
     if (factor > 1)
         qputenv(toolkitFactor, QByteArray::number(factor));
 }

@@ -4,6 +4,16 @@
 
 namespace nimbrale::x11 {
 
+namespace {
+
+/// One whose panels and banners are no windows. Cinnamon's goes by the name of what it is built on.
+bool isShell(const std::string& windowManager)
+{
+    return windowManager == "GNOME Shell" || windowManager == "Mutter (Muffin)";
+}
+
+} // namespace
+
 std::string windowManagerName(Connection& connection)
 {
     const auto check =
@@ -24,7 +34,12 @@ std::string windowManagerName(Connection& connection)
 
 bool keepsClicksOnItsBars(const std::string& windowManager)
 {
-    return windowManager == "GNOME Shell" || windowManager == "Mutter (Muffin)";
+    return isShell(windowManager);
+}
+
+bool drawsNotificationsItself(const std::string& windowManager)
+{
+    return isShell(windowManager);
 }
 
 } // namespace nimbrale::x11

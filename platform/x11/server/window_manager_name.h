@@ -13,4 +13,7 @@ namespace nimbrale::x11 {
 /// Whether that is a desktop shell which keeps what the pointer does over its bars to itself, whatever lies above them.
 [[nodiscard]] bool keepsClicksOnItsBars(const std::string& windowManager);
 
+/// Whether that is a desktop shell which draws notifications itself, so that no window of theirs can be left out.
+[[nodiscard]] bool drawsNotificationsItself(const std::string& windowManager);
+
 } // namespace nimbrale::x11

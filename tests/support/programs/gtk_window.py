@@ -2,7 +2,7 @@
 """nimbrale_gtk_window: a window that draws its own decoration, as GTK's do, with a menu and a tooltip, and notifications.
 
 Led by lines on standard input; each is answered with "ok", a value behind it where there is one, or "no" and a reason.
-    show X Y WIDTH HEIGHT    shows the window
+    show X Y WIDTH HEIGHT    shows the window there, in root pixels
     menu                     the center of the button that opens the menu, in root pixels
     tooltip                  the center of the label that has a tooltip, in root pixels
     identifier               the window's X identifier
@@ -39,8 +39,9 @@ class GtkWindow:
         self.window.add(self.box)
 
     def show(self, left, top, width, height):
-        self.window.move(int(left), int(top))
-        self.window.set_default_size(int(width), int(height))
+        scale = self.window.get_scale_factor()
+        self.window.move(int(left) // scale, int(top) // scale)
+        self.window.set_default_size(int(width) // scale, int(height) // scale)
         self.window.show_all()
 
     def menu(self):
@@ -57,7 +58,8 @@ class GtkWindow:
         _, left, top = self.window.get_window().get_origin()
         # The allocation counts from the window's edge, and the shadow around it is part of that.
         x, y = widget.translate_coordinates(self.window, area.width // 2, area.height // 2)
-        return f"{left + x} {top + y}"
+        scale = self.window.get_scale_factor()
+        return f"{(left + x) * scale} {(top + y) * scale}"
 
     def notify(self, title):
         # An urgent one stays until it is dismissed.

@@ -221,6 +221,29 @@ TEST_F(AppDelegateTest, LimitationsAreToldOncePerRun)
     EXPECT_EQ(workspace().alerts.size(), 1U);
 }
 
+TEST_F(AppDelegateTest, NotificationsThatCannotBeLeftOutAreToldWhereThatIsWanted)
+{
+    capture().limitsWithoutNotifications = {"Banners are shared."};
+    settings_.setShareNotifications(false);
+    launch();
+    ASSERT_EQ(workspace().alerts.size(), 1U);
+    EXPECT_EQ(workspace().alerts.front().informativeText, "Banners are shared.");
+}
+
+TEST_F(AppDelegateTest, NotificationsThatCannotBeLeftOutAreToldOnceWhenThatIsChosenLater)
+{
+    capture().limitsWithoutNotifications = {"Banners are shared."};
+    launch();
+    EXPECT_THAT(workspace().alerts, IsEmpty());
+    for (int round = 0; round < 2; ++round) {
+        settings_.setShareNotifications(false);
+        settle();
+        EXPECT_EQ(workspace().alerts.size(), 1U);
+        settings_.setShareNotifications(true);
+        settle();
+    }
+}
+
 TEST_F(AppDelegateTest, WithoutAVirtualDisplayTheWindowToShareIsToldOncePerRun)
 {
     platform_.virtualDisplays().createResult = fail(ErrorCode::unsupported, "There is none.");

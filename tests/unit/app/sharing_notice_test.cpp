@@ -75,6 +75,17 @@ TEST_F(SharingNoticeTest, LimitationsAndTheWindowShareAnAlert)
     EXPECT_THAT(workspace_.notifications, IsEmpty());
 }
 
+TEST_F(SharingNoticeTest, ALimitationThatComesLaterIsToldByItself)
+{
+    notice_->tell({"The pointer is missing."}, std::nullopt);
+    notice_->tell({"The pointer is missing.", "Banners are shared."}, std::nullopt);
+    ASSERT_THAT(workspace_.alerts, SizeIs(2));
+    EXPECT_EQ(workspace_.alerts.back().informativeText, "Banners are shared.");
+    notice_->tell({}, std::nullopt);
+    notice_->tell({"Banners are shared.", "The pointer is missing."}, std::nullopt);
+    EXPECT_THAT(workspace_.alerts, SizeIs(2));
+}
+
 TEST_F(SharingNoticeTest, AWindowThatComesAfterTheLimitationsIsTold)
 {
     notice_->tell({"The pointer is missing."}, std::nullopt);

@@ -13,5 +13,13 @@ TEST(WindowManagerNameTest, OnlyTheShellsOfGnomeAndCinnamonKeepTheClicksOnTheirB
         EXPECT_FALSE(keepsClicksOnItsBars(other)) << other;
 }
 
+TEST(WindowManagerNameTest, OnlyTheShellsOfGnomeAndCinnamonDrawNotificationsThemselves)
+{
+    EXPECT_TRUE(drawsNotificationsItself("GNOME Shell"));
+    EXPECT_TRUE(drawsNotificationsItself("Mutter (Muffin)"));
+    for (const char* const other : {"", "Mutter", "KWin", "Xfwm4", "Metacity (Marco)", "Openbox", "i3"})
+        EXPECT_FALSE(drawsNotificationsItself(other)) << other;
+}
+
 } // namespace
 } // namespace nimbrale::x11
