@@ -40,6 +40,9 @@ awk -f <(cat <<'AWK'
     /^#include <(xcb|X11)\// && FILENAME !~ /^platform\/x11\// {
         printf "%s:%d: only platform/x11 may include %s\n", FILENAME, FNR, $2; wrong = 1
     }
+    /^#include <(pipewire|spa)\// && FILENAME !~ /^platform\/pipewire\// {
+        printf "%s:%d: only platform/pipewire may include %s\n", FILENAME, FNR, $2; wrong = 1
+    }
     END {
         if (rooms < 10 || files < 50) { print "check-rooms: the table or the sources were not found"; exit 2 }
         exit wrong

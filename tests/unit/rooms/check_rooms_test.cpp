@@ -89,7 +89,11 @@ INSTANTIATE_TEST_SUITE_P(
                     Wrong{"NoRoomOfTheTable", "platform/other/added.h", "\"platform/x11/server/connection.h\"",
                           "platform/other may not include platform/x11/server"},
                     Wrong{"ServerLibrary", "region/added.h", "<xcb/xcb.h>",
-                          "only platform/x11 may include <xcb/xcb.h>"}),
+                          "only platform/x11 may include <xcb/xcb.h>"},
+                    Wrong{"CameraLibrary", "webcam/added.h", "<pipewire/pipewire.h>",
+                          "only platform/pipewire may include <pipewire/pipewire.h>"},
+                    Wrong{"CameraFormats", "platform/desktop/added.h", "<spa/pod/pod.h>",
+                          "only platform/pipewire may include <spa/pod/pod.h>"}),
     [](const auto& description) { return description.param.what; });
 
 } // namespace
