@@ -15,7 +15,6 @@ namespace {
 
 using testing::HasSubstr;
 using testing::IsEmpty;
-using testing::SizeIs;
 
 class PipewireCamerasTest : public PipewireTest {};
 
@@ -276,7 +275,8 @@ TEST_F(PipewireCamerasTest, WhoWaitsForTheDaemonHardlyEverWakesUp)
     const long afterTries = sleepsOf("nimbrale-cams");
     EXPECT_GT(afterTries, atCrash) << "it does not even try";
     sleepFor(Milliseconds{2000});
-    EXPECT_LE(sleepsOf("nimbrale-cams") - afterTries, 2);
+    // One more try falls into this time, of a few sleeps; ten times a second would be 20 tries.
+    EXPECT_LE(sleepsOf("nimbrale-cams") - afterTries, 8);
     ASSERT_TRUE(pipewire->startAgain(reason)) << reason;
     const auto back = plugIn({.id = "back"});
     EXPECT_TRUE(eventually([&] { return isListed("back"); }));

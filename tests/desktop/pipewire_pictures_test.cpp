@@ -183,11 +183,11 @@ TEST_F(PipewireOddCamerasTest, AFormatThatChangesWhileItIsWatchedIsFollowed)
     const auto camera = show("YUY2");
     CameraWatcher watcher(*cameras, "squares");
     ASSERT_TRUE(waitForPictures(watcher));
-    for (const auto& [offer, expected] :
-         {std::pair("MJPG:640x384@30", 640), std::pair("NV12:1280x768@30", 1280), std::pair("BGRx:320x192@30", 320)}) {
-        camera->tell(std::string("offer ") + offer);
-        const bool hasFollowed = eventually([&] { return watcher.newest()->width() == expected; });
-        EXPECT_TRUE(hasFollowed) << offer;
+    const std::vector<std::pair<std::string, int>> offers{
+        {"MJPG:640x384@30", 640}, {"NV12:1280x768@30", 1280}, {"BGRx:320x192@30", 320}};
+    for (const auto& offer : offers) {
+        camera->tell("offer " + offer.first);
+        EXPECT_TRUE(eventually([&] { return watcher.newest()->width() == offer.second; })) << offer.first;
     }
     EXPECT_EQ(farthest(*watcher.newest()), 0);
     EXPECT_THAT(watcher.losses, IsEmpty());

@@ -83,13 +83,12 @@ EncodedPicture encodePlanar(const QImage& picture, bool isNv12, int gap)
             encoded.bytes[static_cast<std::size_t>(y) * stride + x] = rounded(yuvOf(picture.pixel(x, y)).y);
     }
     std::uint8_t* const colors = encoded.bytes.data() + brightness;
-    const int half = stride / 2;
+    const auto between = static_cast<std::size_t>(isNv12 ? stride : stride / 2);
     for (int y = 0; y < halfRows; ++y) {
-        for (int x = 0; x < picture.width() / 2; ++x) {
-            const Yuv mean = meanOf(picture, 2 * x, 2 * y, 2, 2);
-            const std::size_t u =
-                isNv12 ? static_cast<std::size_t>(y) * stride + 2 * x : static_cast<std::size_t>(y) * half + x;
-            const std::size_t v = isNv12 ? u + 1 : u + static_cast<std::size_t>(half) * halfRows;
+        for (std::size_t x = 0; x < static_cast<std::size_t>(picture.width()) / 2; ++x) {
+            const Yuv mean = meanOf(picture, static_cast<int>(2 * x), 2 * y, 2, 2);
+            const std::size_t u = static_cast<std::size_t>(y) * between + (isNv12 ? 2 * x : x);
+            const std::size_t v = isNv12 ? u + 1 : u + between * static_cast<std::size_t>(halfRows);
             colors[u] = rounded(mean.u);
             colors[v] = rounded(mean.v);
         }

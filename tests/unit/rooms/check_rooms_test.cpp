@@ -91,7 +91,11 @@ INSTANTIATE_TEST_SUITE_P(
                     Wrong{"ServerLibrary", "region/added.h", "<xcb/xcb.h>",
                           "only platform/x11 may include <xcb/xcb.h>"},
                     Wrong{"LibraryOfTheModel", "webcam/added.h", "<opencv2/dnn.hpp>",
-                          "only platform/opencv may include <opencv2/dnn.hpp>"}),
+                          "only platform/opencv may include <opencv2/dnn.hpp>"},
+                    Wrong{"CameraLibrary", "webcam/added.h", "<pipewire/pipewire.h>",
+                          "only platform/pipewire may include <pipewire/pipewire.h>"},
+                    Wrong{"CameraFormats", "platform/desktop/added.h", "<spa/pod/pod.h>",
+                          "only platform/pipewire may include <spa/pod/pod.h>"}),
     [](const auto& description) { return description.param.what; });
 
 } // namespace

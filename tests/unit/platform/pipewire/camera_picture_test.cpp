@@ -68,7 +68,7 @@ TEST(CameraPictureTest, ColorCodingsDiffer)
 TEST(CameraPictureTest, PlanesMayLieApart)
 {
     PictureMaker maker;
-    const Bytes brightness(16 * 2, 81);
+    const Bytes brightness(32, 81);
     const Bytes blue(8, 90);
     const Bytes red(8, 240);
     const auto picture = maker.make({PictureEncoding::i420, 16, 2},
@@ -86,7 +86,7 @@ TEST(CameraPictureTest, OddSizesHaveAllOfTheirPixels)
     PictureMaker maker;
     // 5 × 3: of the colors there are 3 × 2, in each row or in every other one.
     for (const auto& [encoding, size] :
-         {Case{PictureEncoding::yuy2, 12 * 3}, Case{PictureEncoding::uyvy, 12 * 3}, Case{PictureEncoding::bgrx, 20 * 3},
+         {Case{PictureEncoding::yuy2, 36}, Case{PictureEncoding::uyvy, 36}, Case{PictureEncoding::bgrx, 60},
           Case{PictureEncoding::nv12, 15 + 12}, Case{PictureEncoding::i420, 15 + 12}}) {
         const Bytes whole(size, 128);
         const auto picture = maker.make({encoding, 5, 3}, std::array{CameraPlane{whole, 0}});
