@@ -162,9 +162,8 @@ INSTANTIATE_TEST_SUITE_P(Plasma, DesktopEffects, testing::Values(DesktopKind::pl
 INSTANTIATE_TEST_SUITE_P(Gnome, DesktopEffects, testing::Values(DesktopKind::gnome));
 INSTANTIATE_TEST_SUITE_P(Cinnamon, DesktopEffects, testing::Values(DesktopKind::cinnamon));
 
-// Not on MATE: for one picture its window manager shows a window that comes with a frame that it has not painted yet,
-// and in the memory of that there can be pixels of ours.
 INSTANTIATE_TEST_SUITE_P(Xfce, DesktopWorkspaces, testing::Values(DesktopKind::xfce));
+INSTANTIATE_TEST_SUITE_P(Mate, DesktopWorkspaces, testing::Values(DesktopKind::mate));
 INSTANTIATE_TEST_SUITE_P(Plasma, DesktopWorkspaces, testing::Values(DesktopKind::plasma));
 INSTANTIATE_TEST_SUITE_P(Gnome, DesktopWorkspaces, testing::Values(DesktopKind::gnome));
 INSTANTIATE_TEST_SUITE_P(Cinnamon, DesktopWorkspaces, testing::Values(DesktopKind::cinnamon));

@@ -38,6 +38,7 @@ void ChangeCollector::setMasked(bool isMasked)
 {
     isMasked_ = isMasked;
     mask_.reset();
+    unpainted_.clear();
     covered_.clear();
     freeze_ = {};
     addAll();
@@ -80,6 +81,9 @@ void ChangeCollector::updateMask(const WindowList& windows, Clock::time_point no
             hidden &= current;
             covered |= hidden;
             current -= hidden;
+        } else if (const PixelRegion carried = unpainted_.placeOf(*window); !carried.isEmpty()) {
+            current |= carried;
+            covered -= carried;
         }
     }
     PixelRegion newlyCovered(covered);
@@ -90,8 +94,24 @@ void ChangeCollector::updateMask(const WindowList& windows, Clock::time_point no
     add(mask_.update(current, now, proven));
 }
 
+// Where the window was, a compositing manager may show for a while what it carries along.
+void ChangeCollector::followMemory(const CapturedWindow& window, WindowChange change, Clock::time_point now)
+{
+    if (change == WindowChange::filled) {
+        unpainted_.add(window, mask_.region());
+        return;
+    }
+    mask_.hold(unpainted_.placeOf(window), now, change == WindowChange::vanished ? longestFade : longestLag);
+    if (change == WindowChange::settled || change == WindowChange::vanished)
+        unpainted_.remove(window.id);
+}
+
 void ChangeCollector::addWindow(const CapturedWindow& window, WindowChange change, Clock::time_point now)
 {
+    if (isMasked_)
+        followMemory(window, change, now);
+    if (window.needsClassification || change == WindowChange::filled)
+        return;
     // The screen told of it, and so did its damage: only below a mask it was not drawn.
     if (change == WindowChange::settled && !(isMasked_ && isIncluded(window)))
         return;

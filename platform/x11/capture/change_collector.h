@@ -5,6 +5,7 @@
 #include "platform/x11/capture/frame_pacer.h"
 #include "platform/x11/capture/held_places.h"
 #include "platform/x11/capture/screen_mask.h"
+#include "platform/x11/capture/unpainted_memory.h"
 #include "platform/x11/server/pixel_region.h"
 
 #include <chrono>
@@ -62,7 +63,8 @@ public:
     void addRootDamage(const WindowList& windows, const PixelRegion& damage);
     /// The background behind all windows is another one.
     void addBackground();
-    /// `window` came, went or changed its place or shape: everything where it is now.
+    /// `window` came, went or changed its place or shape: everything where it is now. Of one that nobody has looked at
+    /// yet only its memory counts.
     void addWindow(const CapturedWindow& window, WindowChange change, Clock::time_point now);
     /// The screen was drawn on there, for a stream that is copied from it.
     void addScreenDamage(const PixelRegion& damage);
@@ -113,6 +115,7 @@ private:
     [[nodiscard]] PixelRegion visiblePart(PixelRegion region, const WindowList& windows, const CapturedWindow& window,
                                           Compositing compositing) const;
 
+    void followMemory(const CapturedWindow& window, WindowChange change, Clock::time_point now);
     /// What frames have shown in the region so far is not to be shown any more.
     void leaveOut(const PixelRegion& region);
     void noteWindowChange(const PixelRegion& region);
@@ -125,6 +128,7 @@ private:
     FrameContents contents_ = FrameContents::windows;
     bool isMasked_ = false;
     ScreenMask mask_;
+    UnpaintedMemory unpainted_;
     /// What is left out but covered, once the screen shows the cover.
     PixelRegion covered_;
     /// Of no place: that of the picture is all.

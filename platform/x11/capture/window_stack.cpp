@@ -107,6 +107,7 @@ void WindowStack::handleMap(const xcb_map_notify_event_t& event)
         return;
     mapped(*window);
     window->youngUntil = Clock::now() + youth;
+    changed(*window, WindowChange::filled);
 }
 
 void WindowStack::handleUnmap(const xcb_unmap_notify_event_t& event)
@@ -285,6 +286,7 @@ void WindowStack::handleConfigure(const xcb_configure_notify_event_t& event)
 void WindowStack::resized(CapturedWindow& window)
 {
     window.youngUntil = Clock::now() + youth;
+    changed(window, WindowChange::filled);
     if (window.isTooLarge())
         unredirect(window);
     redirectIfSmallEnough(window);
@@ -392,7 +394,7 @@ void WindowStack::releasePixmap(CapturedWindow& window)
 
 void WindowStack::changed(const CapturedWindow& window, WindowChange change)
 {
-    if (onChange && window.isMapped && !window.isInputOnly && !window.needsClassification)
+    if (onChange && window.isMapped && !window.isInputOnly)
         onChange(window, change);
 }
 
