@@ -51,7 +51,7 @@ protected:
         startDesktop({.windowManager = GetParam().windowManager, .compositor = GetParam().compositor});
         if (!captured)
             return;
-        ASSERT_TRUE(desktop->isComposited());
+        ASSERT_EQ(desktop->isComposited(), GetParam().compositor != Compositor::none);
         scene->add(
             "lower",
             {.geometry = {150, 130, 300, 250}, .seed = 0, .color = QColor(40, 120, 60), .overrideRedirect = false});
@@ -287,7 +287,8 @@ protected:
         scene->process().signal(SIGSTOP);
     }
 
-    /// The screen shows the panel's pixels beside the panel, since the window takes them along.
+    /// The screen shows the panel's pixels beside the panel, since the window takes them along. Without a compositing
+    /// manager the server shows what is below the window's place instead, and that is ours alike.
     void moveAwayAndPaint(QPoint corner)
     {
         int mostBeside = 0;
@@ -342,6 +343,11 @@ const auto everyManager = testing::Values(Managers{"Picom", WindowManager::openb
                                           Managers{"Xfwm4", WindowManager::xfwm4, Compositor::windowManagersOwn},
                                           Managers{"Kwin", WindowManager::kwin, Compositor::windowManagersOwn},
                                           Managers{"Mutter", WindowManager::mutter, Compositor::windowManagersOwn});
+
+INSTANTIATE_TEST_SUITE_P(Uncomposited, X11UnpaintedWindowTest,
+                         testing::Values(Managers{"Openbox", WindowManager::openbox, Compositor::none},
+                                         Managers{"Marco", WindowManager::marco, Compositor::none}),
+                         [](const auto& managers) { return std::string(managers.param.name); });
 
 INSTANTIATE_TEST_SUITE_P(, X11UnpaintedWindowTest, everyManager,
                          [](const auto& managers) { return std::string(managers.param.name); });

@@ -38,7 +38,6 @@ void ChangeCollector::setMasked(bool isMasked)
 {
     isMasked_ = isMasked;
     mask_.reset();
-    unpainted_.clear();
     covered_.clear();
     freeze_ = {};
     addAll();
@@ -64,8 +63,10 @@ std::optional<ChangeCollector::Clock::time_point> ChangeCollector::requiredProof
 
 void ChangeCollector::updateMask(const WindowList& windows, Clock::time_point now, Clock::time_point proven)
 {
-    if (!isMasked_)
+    if (!isMasked_) {
+        updateLeftOut(windows);
         return;
+    }
     freeze_.release(now, proven);
     PixelRegion current;
     PixelRegion covered;
@@ -94,22 +95,44 @@ void ChangeCollector::updateMask(const WindowList& windows, Clock::time_point no
     add(mask_.update(current, now, proven));
 }
 
-// Where the window was, a compositing manager may show for a while what it carries along.
+// Each window is on the screen as soon as it is heard of, and hides what is below.
+void ChangeCollector::updateLeftOut(const WindowList& windows)
+{
+    leftOut_.clear();
+    for (const CapturedWindow* const window : windows) {
+        if (!window->coversRoot() || window->needsClassification)
+            continue;
+        if (!isIncluded(*window)) {
+            leftOut_ |= window->extents();
+            continue;
+        }
+        if (!window->isFinelyShaped() && leftOut_.bounds().intersects(window->bounds()))
+            leftOut_ -= window->extents();
+        leftOut_ |= unpainted_.placeOf(*window);
+    }
+}
+
 void ChangeCollector::followMemory(const CapturedWindow& window, WindowChange change, Clock::time_point now)
 {
     if (change == WindowChange::filled) {
-        unpainted_.add(window, mask_.region());
+        unpainted_.add(window, isMasked_ ? mask_.region() : leftOut_);
         return;
     }
-    mask_.hold(unpainted_.placeOf(window), now, change == WindowChange::vanished ? longestFade : longestLag);
+    const PixelRegion carried = unpainted_.placeOf(window);
+    if (carried.isEmpty())
+        return;
+    // Where the window was, a compositing manager may show it for a while.
+    if (isMasked_)
+        mask_.hold(carried, now, change == WindowChange::vanished ? longestFade : longestLag);
+    else
+        add(carried);
     if (change == WindowChange::settled || change == WindowChange::vanished)
         unpainted_.remove(window.id);
 }
 
 void ChangeCollector::addWindow(const CapturedWindow& window, WindowChange change, Clock::time_point now)
 {
-    if (isMasked_)
-        followMemory(window, change, now);
+    followMemory(window, change, now);
     if (window.needsClassification || change == WindowChange::filled)
         return;
     // The screen told of it, and so did its damage: only below a mask it was not drawn.

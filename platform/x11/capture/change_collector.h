@@ -49,9 +49,12 @@ public:
     [[nodiscard]] std::optional<Clock::time_point> requiredProof() const;
     [[nodiscard]] ScreenMask& mask() { return mask_; }
     [[nodiscard]] const ScreenMask& mask() const { return mask_; }
-    /// Finds out where the mask is now, when the screen shows all that was heard of by `proven`. To be called before a
-    /// frame is drawn and after a round trip behind that.
+    /// Finds out what of the screen is not to be in a frame, which is the mask of frames that are copied from it, when
+    /// it shows all that was heard of by `proven`. To be called before a frame is drawn and after a round trip behind
+    /// that.
     void updateMask(const WindowList& windows, Clock::time_point now, Clock::time_point proven);
+    /// What windows of the frame show of others that are left out.
+    [[nodiscard]] const UnpaintedMemory& unpainted() const { return unpainted_; }
     [[nodiscard]] bool showsPointer() const { return pointer_ == PointerVisibility::shown; }
 
     void addAll() { dirty_ = PixelRegion(source_); }
@@ -115,6 +118,7 @@ private:
     [[nodiscard]] PixelRegion visiblePart(PixelRegion region, const WindowList& windows, const CapturedWindow& window,
                                           Compositing compositing) const;
 
+    void updateLeftOut(const WindowList& windows);
     void followMemory(const CapturedWindow& window, WindowChange change, Clock::time_point now);
     /// What frames have shown in the region so far is not to be shown any more.
     void leaveOut(const PixelRegion& region);
@@ -128,6 +132,8 @@ private:
     FrameContents contents_ = FrameContents::windows;
     bool isMasked_ = false;
     ScreenMask mask_;
+    /// Where the screen shows windows that are left out, for frames that are not masked.
+    PixelRegion leftOut_;
     UnpaintedMemory unpainted_;
     /// What is left out but covered, once the screen shows the cover.
     PixelRegion covered_;

@@ -9,8 +9,8 @@
 namespace nimbrale::x11 {
 
 /// What windows carry along of other windows that a picture leaves out. The server fills a window's new memory with
-/// what the screen shows there, and until the window has painted itself a compositing manager shows that wherever the
-/// window goes. Pure: needs no server. Capture thread only.
+/// what the screen shows there, and until the window has painted itself, that is in its pixels wherever it goes. Pure:
+/// needs no server. Capture thread only.
 class UnpaintedMemory {
 public:
     /// The server has filled memory of `window` where it is now, while the screen may have shown windows that are left
@@ -18,9 +18,10 @@ public:
     void add(const CapturedWindow& window, const PixelRegion& leftOut);
     /// The window has painted itself, or is gone.
     void remove(xcb_window_t window) { regions_.erase(window); }
-    void clear() { regions_.clear(); }
 
-    /// Where `window`, as it lies now, may show what is left out, in root pixels. Empty for nearly all windows.
+    [[nodiscard]] bool isEmpty() const { return regions_.empty(); }
+    /// Where the pixels of `window`, as it lies now, may show what is left out, in root pixels. Empty for nearly all
+    /// windows.
     [[nodiscard]] PixelRegion placeOf(const CapturedWindow& window) const;
 
 private:

@@ -106,6 +106,8 @@ private:
     void redirect(CapturedWindow& window);
     /// For a window that was too large.
     void redirectIfSmallEnough(CapturedWindow& window);
+    /// The server has taken other memory for it.
+    void filled(CapturedWindow& window);
     void changed(const CapturedWindow& window, WindowChange change = WindowChange::altered);
 
     Connection& connection_;
