@@ -3,8 +3,10 @@
 
 #include "platform/x11/capture/change_collector.h"
 #include "tests/desktop/x11_capture_fixture.h"
+#include "tests/support/window_touches.h"
 
 #include <algorithm>
+#include <chrono>
 #include <csignal>
 #include <cstdlib>
 #include <ostream>
@@ -292,8 +294,10 @@ protected:
     void moveAwayAndPaint(QPoint corner)
     {
         int mostBeside = 0;
-        for (int step = 0; step < 20; ++step) {
-            corner += QPoint(5, 3);
+        // Within the time that windows have to paint.
+        const auto end = std::chrono::steady_clock::now() + Milliseconds{400};
+        for (int step = 0; (step < 8 || mostBeside <= 100) && std::chrono::steady_clock::now() < end; ++step) {
+            corner += QPoint(9, 5);
             const std::uint32_t place[] = {std::uint32_t(corner.x()), std::uint32_t(corner.y())};
             xcb_configure_window(raw(), window_, XCB_CONFIG_WINDOW_X | XCB_CONFIG_WINDOW_Y, place);
             captured->connection().flush();
@@ -334,6 +338,16 @@ TEST_P(X11UnpaintedWindowTest, AWindowThatGrowsBelowAPanelAndMovesOnTakesNothing
     addWindowThatIsNotPainted({corner, QSize(20, 200)}, true);
     const std::uint32_t width = 220;
     xcb_configure_window(raw(), window_, XCB_CONFIG_WINDOW_WIDTH, &width);
+    moveAwayAndPaint(corner);
+}
+
+TEST_P(X11UnpaintedWindowTest, AWindowThatTheRootGetsBackBelowAPanelTakesNothingOfItIntoAPicture)
+{
+    constexpr QPoint corner(300, 210);
+    addWindowThatIsNotPainted({corner, QSize(220, 200)}, true);
+    xcb_reparent_window(raw(), window_, window_touches::makeHiddenParent(raw()), 0, 0);
+    captured->pumpFor(Milliseconds{200});
+    xcb_reparent_window(raw(), window_, captured->connection().root(), corner.x(), corner.y());
     moveAwayAndPaint(corner);
 }
 

@@ -93,6 +93,7 @@ void ChangeCollector::updateMask(const WindowList& windows, Clock::time_point no
         mask_.hold(newlyCovered, now, longestFade);
     covered_ = covered;
     add(mask_.update(current, now, proven));
+    leftOut_ = mask_.region();
 }
 
 // Each window is on the screen as soon as it is heard of, and hides what is below.
@@ -115,7 +116,7 @@ void ChangeCollector::updateLeftOut(const WindowList& windows)
 void ChangeCollector::followMemory(const CapturedWindow& window, WindowChange change, Clock::time_point now)
 {
     if (change == WindowChange::filled) {
-        unpainted_.add(window, isMasked_ ? mask_.region() : leftOut_);
+        unpainted_.add(window, leftOut_);
         return;
     }
     const PixelRegion carried = unpainted_.placeOf(window);

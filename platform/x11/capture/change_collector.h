@@ -132,7 +132,7 @@ private:
     FrameContents contents_ = FrameContents::windows;
     bool isMasked_ = false;
     ScreenMask mask_;
-    /// Where the screen shows windows that are left out, for frames that are not masked.
+    /// Where the screen may have shown windows that are left out when the mask was updated last, masked or not.
     PixelRegion leftOut_;
     UnpaintedMemory unpainted_;
     /// What is left out but covered, once the screen shows the cover.

@@ -5,7 +5,9 @@ namespace nimbrale::x11 {
 void UnpaintedMemory::add(const CapturedWindow& window, const PixelRegion& leftOut)
 {
     PixelRegion carried(leftOut);
-    carried &= PixelRegion(window.bounds());
+    const bool isSizeKnown = window.width > 0;
+    if (isSizeKnown)
+        carried &= PixelRegion(window.bounds());
     if (carried.isEmpty())
         return;
     carried.translate(-window.x, -window.y);

@@ -13,8 +13,8 @@ namespace nimbrale::x11 {
 /// needs no server. Capture thread only.
 class UnpaintedMemory {
 public:
-    /// The server has filled memory of `window` where it is now, while the screen may have shown windows that are left
-    /// out in `leftOut` (root pixels).
+    /// The server has filled memory of `window` where it is now, of a size that may not be known yet, while the screen
+    /// may have shown windows that are left out in `leftOut` (root pixels).
     void add(const CapturedWindow& window, const PixelRegion& leftOut);
     /// The window has painted itself, or is gone.
     void remove(xcb_window_t window) { regions_.erase(window); }

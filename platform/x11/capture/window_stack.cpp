@@ -251,7 +251,10 @@ void WindowStack::handleReparent(const xcb_reparent_notify_event_t& event)
     if (event.parent == connection_.root()) {
         // It is on top of all now, even if it was a child of the root before, and redirected like a new one.
         remove(event.window);
-        add(event.window);
+        if (CapturedWindow* const window = add(event.window)) {
+            window->x = event.x;
+            window->y = event.y;
+        }
         return;
     }
     const CapturedWindow* const window = find(event.window);

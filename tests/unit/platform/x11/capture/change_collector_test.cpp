@@ -327,6 +327,17 @@ TEST_F(ChangeCollectorTest, whatTheScreenDidNotShowNoWindowTook)
     EXPECT_EQ(changes.unpainted().placeOf(window), PixelRegion(230, 200, 20, 50)) << "the rest was covered";
 }
 
+TEST_F(ChangeCollectorTest, whatAWindowTookIsKnownWhenItsSizeIs)
+{
+    excluded.insert(addWindow({200, 200, 50, 50}).id);
+    changes.updateMask(windows, {}, {});
+    CapturedWindow& window = addWindow({190, 190, 0, 0});
+    changes.addWindow(window, WindowChange::filled, {});
+    window.width = 40;
+    window.height = 100;
+    EXPECT_EQ(changes.unpainted().placeOf(window), PixelRegion(200, 200, 30, 50));
+}
+
 TEST_F(ChangeCollectorTest, whatAWindowTookAnotherTakesFromIt)
 {
     excluded.insert(addWindow({200, 200, 50, 50}).id);

@@ -362,6 +362,20 @@ TEST_F(UnpaintedChangesTest, itIsRememberedOfAWindowThatNobodyHasLookedAtYet)
     EXPECT_EQ(maskAt(start), panelAnd(300, 50));
 }
 
+TEST_F(UnpaintedChangesTest, itIsKnownInTheMomentInWhichACompositingManagerGoesOrComes)
+{
+    addPanel({200, 200, 50, 50});
+    changes.setMasked(false);
+    CapturedWindow& window = addWindow({190, 190, 120, 100});
+    changes.addWindow(window, WindowChange::filled, start);
+    EXPECT_EQ(changes.unpainted().placeOf(window), panel) << "its frame went with the manager";
+    changes.updateMask(windows, start, start);
+    changes.setMasked(true);
+    CapturedWindow& another = addWindow({210, 190, 120, 100});
+    changes.addWindow(another, WindowChange::filled, start);
+    EXPECT_EQ(changes.unpainted().placeOf(another), PixelRegion(210, 200, 40, 50));
+}
+
 TEST_F(UnpaintedChangesTest, anOpaqueWindowAboveHidesItOnceThatIsShown)
 {
     CapturedWindow& window = addUnpaintedWindow();
