@@ -169,9 +169,10 @@ void WebcamCamera::followDevices()
 void WebcamCamera::open()
 {
     close();
+    const bool hadDevice = device_.has_value();
     device_ = wantedDevice();
     if (!device_) {
-        tellOnce("Couldn't use camera none");
+        missDevice(hadDevice ? std::chrono::seconds::zero() : retryDelay);
         return;
     }
     const int round = intake_->beginRound();
@@ -181,6 +182,16 @@ void WebcamCamera::open()
     };
     handlers.onLost = [this, device = *device_](const Error& error) { lost(device, error); };
     camera_ = cameras_.open(device_->id, std::move(handlers));
+}
+
+void WebcamCamera::missDevice(std::chrono::seconds patience)
+{
+    if (patience == std::chrono::seconds::zero()) {
+        tellOnce("Couldn't use camera none");
+        return;
+    }
+    // At the start of the application its list of cameras is still on the way.
+    retry_ = queue_.schedule(patience, [this] { missDevice(std::chrono::seconds::zero()); });
 }
 
 void WebcamCamera::close()

@@ -3,8 +3,11 @@
 
 #include "platform/x11/capture/change_collector.h"
 #include "tests/desktop/x11_capture_fixture.h"
+#include "tests/support/window_touches.h"
 
 #include <algorithm>
+#include <chrono>
+#include <csignal>
 #include <cstdlib>
 #include <ostream>
 #include <vector>
@@ -50,7 +53,7 @@ protected:
         startDesktop({.windowManager = GetParam().windowManager, .compositor = GetParam().compositor});
         if (!captured)
             return;
-        ASSERT_TRUE(desktop->isComposited());
+        ASSERT_EQ(desktop->isComposited(), GetParam().compositor != Compositor::none);
         scene->add(
             "lower",
             {.geometry = {150, 130, 300, 250}, .seed = 0, .color = QColor(40, 120, 60), .overrideRedirect = false});
@@ -259,13 +262,111 @@ TEST_P(X11MaskedCaptureTest, WhatWasThereBeforeTheCaptureIsDrawnBelowAPanelAtOnc
     EXPECT_TRUE(imagesMatch(later.image().copy(below), expected));
 }
 
-INSTANTIATE_TEST_SUITE_P(, X11MaskedCaptureTest,
-                         testing::Values(Managers{"Picom", WindowManager::openbox, Compositor::picom},
-                                         Managers{"PicomGlx", WindowManager::openbox, Compositor::picomGlx},
-                                         Managers{"Marco", WindowManager::marco, Compositor::windowManagersOwn},
-                                         Managers{"Xfwm4", WindowManager::xfwm4, Compositor::windowManagersOwn},
-                                         Managers{"Kwin", WindowManager::kwin, Compositor::windowManagersOwn},
-                                         Managers{"Mutter", WindowManager::mutter, Compositor::windowManagersOwn}),
+/// A window of another program that lets a panel's pixels into its memory and takes its time to paint.
+class X11UnpaintedWindowTest : public X11MaskedCaptureTest {
+protected:
+    static constexpr QPoint panelCorner{330, 250};
+
+    void TearDown() override
+    {
+        if (scene)
+            scene->process().signal(SIGCONT);
+        X11MaskedCaptureTest::TearDown();
+    }
+
+    /// It belongs to the scene, which stands still from now on, so that nobody paints it.
+    void addWindowThatIsNotPainted(const QRect& geometry, bool isMapped)
+    {
+        scene->add("late", {.geometry = geometry, .seed = 0, .color = lateColor, .isMapped = isMapped});
+        window_ = scene->identifier("late");
+        const std::uint32_t none = XCB_BACK_PIXMAP_NONE;
+        xcb_change_window_attributes(raw(), window_, XCB_CW_BACK_PIXMAP, &none);
+        captured->connection().synchronize();
+        (void)makePanel(panelCorner);
+        captured->settle();
+        waitUntilStill();
+        watchForOwnPixels();
+        scene->process().signal(SIGSTOP);
+    }
+
+    /// The screen shows the panel's pixels beside the panel, since the window takes them along. Without a compositing
+    /// manager the server shows what is below the window's place instead, and that is ours alike.
+    void moveAwayAndPaint(QPoint corner)
+    {
+        int mostBeside = 0;
+        // Within the time that windows have to paint.
+        const auto end = std::chrono::steady_clock::now() + Milliseconds{400};
+        for (int step = 0; (step < 8 || mostBeside <= 100) && std::chrono::steady_clock::now() < end; ++step) {
+            corner += QPoint(9, 5);
+            const std::uint32_t place[] = {std::uint32_t(corner.x()), std::uint32_t(corner.y())};
+            xcb_configure_window(raw(), window_, XCB_CONFIG_WINDOW_X | XCB_CONFIG_WINDOW_Y, place);
+            captured->connection().flush();
+            captured->pumpFor(Milliseconds{16});
+            mostBeside =
+                std::max(mostBeside, ownPixels(desktop->screenshot(region)) - panelSize.width() * panelSize.height());
+        }
+        EXPECT_GT(mostBeside, 100) << "the control: the screen shows them";
+        scene->process().signal(SIGCONT);
+        const auto isPainted = [&] {
+            const QPoint beside = corner + QPoint(180, 180);
+            return desktop->pixel(beside.x(), beside.y()).rgb() == lateColor.rgb() &&
+                   captured->image().pixelColor(beside - region.topLeft()).rgb() == lateColor.rgb();
+        };
+        EXPECT_TRUE(captured->pumpUntil(isPainted)) << "in the end it is in the picture as in the screen's";
+        captured->pumpFor(Milliseconds{1000});
+        captured->onFrame = nullptr;
+        expectNoneFound(10);
+    }
+
+    [[nodiscard]] xcb_connection_t* raw() { return captured->connection().get(); }
+
+    static inline const QColor lateColor{20, 90, 200};
+    xcb_window_t window_ = XCB_NONE;
+};
+
+TEST_P(X11UnpaintedWindowTest, AWindowThatComesBelowAPanelAndMovesOnTakesNothingOfItIntoAPicture)
+{
+    constexpr QPoint corner(300, 210);
+    addWindowThatIsNotPainted({corner, QSize(220, 200)}, false);
+    xcb_map_window(raw(), window_);
+    moveAwayAndPaint(corner);
+}
+
+TEST_P(X11UnpaintedWindowTest, AWindowThatGrowsBelowAPanelAndMovesOnTakesNothingOfItIntoAPicture)
+{
+    constexpr QPoint corner(300, 210);
+    addWindowThatIsNotPainted({corner, QSize(20, 200)}, true);
+    const std::uint32_t width = 220;
+    xcb_configure_window(raw(), window_, XCB_CONFIG_WINDOW_WIDTH, &width);
+    moveAwayAndPaint(corner);
+}
+
+TEST_P(X11UnpaintedWindowTest, AWindowThatTheRootGetsBackBelowAPanelTakesNothingOfItIntoAPicture)
+{
+    constexpr QPoint corner(300, 210);
+    addWindowThatIsNotPainted({corner, QSize(220, 200)}, true);
+    xcb_reparent_window(raw(), window_, window_touches::makeHiddenParent(raw()), 0, 0);
+    captured->pumpFor(Milliseconds{200});
+    xcb_reparent_window(raw(), window_, captured->connection().root(), corner.x(), corner.y());
+    moveAwayAndPaint(corner);
+}
+
+const auto everyManager = testing::Values(Managers{"Picom", WindowManager::openbox, Compositor::picom},
+                                          Managers{"PicomGlx", WindowManager::openbox, Compositor::picomGlx},
+                                          Managers{"Marco", WindowManager::marco, Compositor::windowManagersOwn},
+                                          Managers{"Xfwm4", WindowManager::xfwm4, Compositor::windowManagersOwn},
+                                          Managers{"Kwin", WindowManager::kwin, Compositor::windowManagersOwn},
+                                          Managers{"Mutter", WindowManager::mutter, Compositor::windowManagersOwn});
+
+INSTANTIATE_TEST_SUITE_P(Uncomposited, X11UnpaintedWindowTest,
+                         testing::Values(Managers{"Openbox", WindowManager::openbox, Compositor::none},
+                                         Managers{"Marco", WindowManager::marco, Compositor::none}),
+                         [](const auto& managers) { return std::string(managers.param.name); });
+
+INSTANTIATE_TEST_SUITE_P(, X11UnpaintedWindowTest, everyManager,
+                         [](const auto& managers) { return std::string(managers.param.name); });
+
+INSTANTIATE_TEST_SUITE_P(, X11MaskedCaptureTest, everyManager,
                          [](const auto& managers) { return std::string(managers.param.name); });
 
 } // namespace

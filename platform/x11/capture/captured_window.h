@@ -25,6 +25,7 @@ enum class FrameContents {
 /// What happened to a window.
 enum class WindowChange {
     altered,  ///< its place, shape or order is about to be another, or has become so
+    filled,   ///< the server has filled memory of it with what the screen shows where it is
     vanished, ///< it is on the screen no more
     renamed,  ///< it is found to be something else than it was taken for
     settled   ///< it has had the time to paint itself

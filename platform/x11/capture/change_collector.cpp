@@ -63,8 +63,10 @@ std::optional<ChangeCollector::Clock::time_point> ChangeCollector::requiredProof
 
 void ChangeCollector::updateMask(const WindowList& windows, Clock::time_point now, Clock::time_point proven)
 {
-    if (!isMasked_)
+    if (!isMasked_) {
+        updateLeftOut(windows);
         return;
+    }
     freeze_.release(now, proven);
     PixelRegion current;
     PixelRegion covered;
@@ -80,6 +82,9 @@ void ChangeCollector::updateMask(const WindowList& windows, Clock::time_point no
             hidden &= current;
             covered |= hidden;
             current -= hidden;
+        } else if (const PixelRegion carried = unpainted_.placeOf(*window); !carried.isEmpty()) {
+            current |= carried;
+            covered -= carried;
         }
     }
     PixelRegion newlyCovered(covered);
@@ -88,10 +93,49 @@ void ChangeCollector::updateMask(const WindowList& windows, Clock::time_point no
         mask_.hold(newlyCovered, now, longestFade);
     covered_ = covered;
     add(mask_.update(current, now, proven));
+    leftOut_ = mask_.region();
+}
+
+// Each window is on the screen as soon as it is heard of, and hides what is below.
+void ChangeCollector::updateLeftOut(const WindowList& windows)
+{
+    leftOut_.clear();
+    for (const CapturedWindow* const window : windows) {
+        if (!window->coversRoot() || window->needsClassification)
+            continue;
+        if (!isIncluded(*window)) {
+            leftOut_ |= window->extents();
+            continue;
+        }
+        if (!window->isFinelyShaped() && leftOut_.bounds().intersects(window->bounds()))
+            leftOut_ -= window->extents();
+        leftOut_ |= unpainted_.placeOf(*window);
+    }
+}
+
+void ChangeCollector::followMemory(const CapturedWindow& window, WindowChange change, Clock::time_point now)
+{
+    if (change == WindowChange::filled) {
+        unpainted_.add(window, leftOut_);
+        return;
+    }
+    const PixelRegion carried = unpainted_.placeOf(window);
+    if (carried.isEmpty())
+        return;
+    // Where the window was, a compositing manager may show it for a while.
+    if (isMasked_)
+        mask_.hold(carried, now, change == WindowChange::vanished ? longestFade : longestLag);
+    else
+        add(carried);
+    if (change == WindowChange::settled || change == WindowChange::vanished)
+        unpainted_.remove(window.id);
 }
 
 void ChangeCollector::addWindow(const CapturedWindow& window, WindowChange change, Clock::time_point now)
 {
+    followMemory(window, change, now);
+    if (window.needsClassification || change == WindowChange::filled)
+        return;
     // The screen told of it, and so did its damage: only below a mask it was not drawn.
     if (change == WindowChange::settled && !(isMasked_ && isIncluded(window)))
         return;

@@ -5,6 +5,7 @@
 #include "platform/x11/capture/frame_pacer.h"
 #include "platform/x11/capture/held_places.h"
 #include "platform/x11/capture/screen_mask.h"
+#include "platform/x11/capture/unpainted_memory.h"
 #include "platform/x11/server/pixel_region.h"
 
 #include <chrono>
@@ -48,9 +49,12 @@ public:
     [[nodiscard]] std::optional<Clock::time_point> requiredProof() const;
     [[nodiscard]] ScreenMask& mask() { return mask_; }
     [[nodiscard]] const ScreenMask& mask() const { return mask_; }
-    /// Finds out where the mask is now, when the screen shows all that was heard of by `proven`. To be called before a
-    /// frame is drawn and after a round trip behind that.
+    /// Finds out what of the screen is not to be in a frame, which is the mask of frames that are copied from it, when
+    /// it shows all that was heard of by `proven`. To be called before a frame is drawn and after a round trip behind
+    /// that.
     void updateMask(const WindowList& windows, Clock::time_point now, Clock::time_point proven);
+    /// What windows of the frame show of others that are left out.
+    [[nodiscard]] const UnpaintedMemory& unpainted() const { return unpainted_; }
     [[nodiscard]] bool showsPointer() const { return pointer_ == PointerVisibility::shown; }
 
     void addAll() { dirty_ = PixelRegion(source_); }
@@ -62,7 +66,8 @@ public:
     void addRootDamage(const WindowList& windows, const PixelRegion& damage);
     /// The background behind all windows is another one.
     void addBackground();
-    /// `window` came, went or changed its place or shape: everything where it is now.
+    /// `window` came, went or changed its place or shape: everything where it is now. Of one that nobody has looked at
+    /// yet only its memory counts.
     void addWindow(const CapturedWindow& window, WindowChange change, Clock::time_point now);
     /// The screen was drawn on there, for a stream that is copied from it.
     void addScreenDamage(const PixelRegion& damage);
@@ -113,6 +118,8 @@ private:
     [[nodiscard]] PixelRegion visiblePart(PixelRegion region, const WindowList& windows, const CapturedWindow& window,
                                           Compositing compositing) const;
 
+    void updateLeftOut(const WindowList& windows);
+    void followMemory(const CapturedWindow& window, WindowChange change, Clock::time_point now);
     /// What frames have shown in the region so far is not to be shown any more.
     void leaveOut(const PixelRegion& region);
     void noteWindowChange(const PixelRegion& region);
@@ -125,6 +132,9 @@ private:
     FrameContents contents_ = FrameContents::windows;
     bool isMasked_ = false;
     ScreenMask mask_;
+    /// Where the screen may have shown windows that are left out when the mask was updated last, masked or not.
+    PixelRegion leftOut_;
+    UnpaintedMemory unpainted_;
     /// What is left out but covered, once the screen shows the cover.
     PixelRegion covered_;
     /// Of no place: that of the picture is all.

@@ -364,7 +364,8 @@ void DesktopTracker::compose(const Drawing& drawing, const CompositionTarget& ta
     else if (showsScreen(changes))
         drawing.composer.copyScreen(target, region, background_->rootBounds(), *pointer_, place);
     else
-        drawing.composer.compose(target, region, {stack_->windows(), *background_, *pointer_, compositing_},
+        drawing.composer.compose(target, region,
+                                 {stack_->windows(), *background_, *pointer_, changes.unpainted(), compositing_},
                                  drawing.isIncluded, place);
 }
 

@@ -65,9 +65,10 @@ void DesktopTracker::lookAround(RegionComposer& composer, SeenPicture& seen, Cha
 
 std::optional<DesktopTracker::Clock::time_point> DesktopTracker::nextAging() const
 {
-    const bool isAnyMasked = std::any_of(collectors_.begin(), collectors_.end(),
-                                         [](const ChangeCollector* changes) { return changes->isMasked(); });
-    return isAnyMasked ? stack_->nextAging() : std::nullopt;
+    const bool isAwaited = std::any_of(collectors_.begin(), collectors_.end(), [](const ChangeCollector* changes) {
+        return changes->isMasked() || !changes->unpainted().isEmpty();
+    });
+    return isAwaited ? stack_->nextAging() : std::nullopt;
 }
 
 void DesktopTracker::updateMasks(Clock::time_point now)
@@ -110,7 +111,8 @@ void DesktopTracker::composeMasked(const Drawing& drawing, const CompositionTarg
     parts.composed &= PixelRegion(root);
     composer.copyScreen(seen, parts.refreshed, root, *pointer_, std::nullopt);
     composer.copyPixmap(seen, parts.fromBefore, drawing.before, drawing.beforeOrigin, *pointer_, std::nullopt);
-    composer.compose(seen, parts.composed, {stack_->windows(), *background_, *pointer_, compositing_},
+    composer.compose(seen, parts.composed,
+                     {stack_->windows(), *background_, *pointer_, changes.unpainted(), compositing_},
                      drawing.isIncluded, std::nullopt, &parts.seenBefore);
     composer.copyScreen(target, parts.fromScreen, root, *pointer_, pointer);
     composer.copyPixmap(target, parts.fromSeen, seen.pixmap, seen.origin, *pointer_, pointer);

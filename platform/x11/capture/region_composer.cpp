@@ -58,7 +58,8 @@ void RegionComposer::compose(const CompositionTarget& target, const PixelRegion&
         const CapturedWindow& window = **item;
         if (!window.isDrawable() || !isIncluded(window) || !window.bounds().intersects(rest.bounds()))
             continue;
-        const PixelRegion visible = window.partOf(rest);
+        PixelRegion visible = window.partOf(rest);
+        visible -= parts.unpainted.placeOf(window);
         if (visible.isEmpty())
             continue;
         PixelRegion painted(visible);

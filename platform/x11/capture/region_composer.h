@@ -4,6 +4,7 @@
 #include "platform/x11/capture/captured_window.h"
 #include "platform/x11/capture/pointer_image.h"
 #include "platform/x11/capture/root_background.h"
+#include "platform/x11/capture/unpainted_memory.h"
 #include "platform/x11/server/connection.h"
 #include "platform/x11/server/owned_id.h"
 #include "platform/x11/server/pixel_region.h"
@@ -25,6 +26,8 @@ struct DesktopParts {
     const WindowList& windows;
     const RootBackground& background;
     const PointerImage& pointer;
+    /// What of the windows is not drawn: there goes what is below them.
+    const UnpaintedMemory& unpainted;
     Compositing compositing = Compositing::absent;
 };
 

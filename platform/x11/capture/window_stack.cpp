@@ -10,13 +10,6 @@
 
 namespace nimbrale::x11 {
 
-namespace {
-
-/// Plenty for a program to paint a window that was mapped or has another size.
-constexpr std::chrono::milliseconds youth{500};
-
-} // namespace
-
 WindowStack::WindowStack(Connection& connection, std::shared_ptr<PaintedRegions> painted)
     : connection_(connection), painted_(std::move(painted)), describer_(connection), classifier_(connection),
       processAtom_(connection.atom("_NET_WM_PID")), typeAtom_(connection.atom("_NET_WM_WINDOW_TYPE")),
@@ -106,7 +99,7 @@ void WindowStack::handleMap(const xcb_map_notify_event_t& event)
     if (!window)
         return;
     mapped(*window);
-    makeYoung(*window);
+    filled(*window);
 }
 
 void WindowStack::handleUnmap(const xcb_unmap_notify_event_t& event)
@@ -214,47 +207,6 @@ void WindowStack::watchDamage(CapturedWindow& window)
             xcb_damage_create_checked(connection_.get(), window.damage, window.id, XCB_DAMAGE_REPORT_LEVEL_NON_EMPTY));
 }
 
-void WindowStack::unredirect(CapturedWindow& window)
-{
-    releasePixmap(window);
-    // Under a compositing manager the server keeps the pixels anyway.
-    if (compositing_ == Compositing::running || window.isUnredirected)
-        return;
-    xcb_connection_t* const raw = connection_.get();
-    mayFail(raw, xcb_composite_unredirect_window_checked(raw, window.id, XCB_COMPOSITE_REDIRECT_AUTOMATIC));
-    window.isUnredirected = true;
-}
-
-void WindowStack::redirect(CapturedWindow& window)
-{
-    xcb_connection_t* const raw = connection_.get();
-    mayFail(raw, xcb_composite_redirect_window_checked(raw, window.id, XCB_COMPOSITE_REDIRECT_AUTOMATIC));
-    window.isUnredirected = false;
-}
-
-void WindowStack::redirectIfSmallEnough(CapturedWindow& window)
-{
-    // Not while it is mapped: where own windows cover it its pixels would begin as theirs.
-    if (!window.isMapped && window.isOnScreenOnly() && !window.isTooLarge())
-        redirect(window);
-}
-
-void WindowStack::setCompositing(Compositing compositing)
-{
-    compositing_ = compositing;
-    updateHidden();
-    const bool isComposited = compositing == Compositing::running;
-    for (CapturedWindow& window : order_.all()) {
-        if (!isComposited && window.isMapped && (window.owner.isOwn || window.isTooLarge())) {
-            unredirect(window);
-        } else if (isComposited && window.isUnredirected) {
-            redirect(window);
-            if (window.isMapped)
-                namePixmap(window);
-        }
-    }
-}
-
 void WindowStack::handleConfigure(const xcb_configure_notify_event_t& event)
 {
     CapturedWindow* const found = find(event.window);
@@ -282,44 +234,6 @@ void WindowStack::handleConfigure(const xcb_configure_notify_event_t& event)
     changed(window);
 }
 
-void WindowStack::resized(CapturedWindow& window)
-{
-    makeYoung(window);
-    if (window.isTooLarge())
-        unredirect(window);
-    redirectIfSmallEnough(window);
-    if (window.needsDescription || !window.isMapped || window.isInputOnly)
-        return;
-    namePixmap(window);
-    if (window.isShaped) {
-        window.needsShape = true;
-        hasChangedShapes_ = true;
-    }
-}
-
-void WindowStack::makeYoung(CapturedWindow& window)
-{
-    window.youngUntil = Clock::now() + youth;
-    young_.push_back({window.id, *window.youngUntil});
-}
-
-void WindowStack::ageWindows(Clock::time_point now)
-{
-    for (; !young_.empty() && young_.front().until <= now; young_.pop_front()) {
-        CapturedWindow* const window = find(young_.front().id);
-        // It may have gone, or have become young once more.
-        if (!window || window->youngUntil != young_.front().until)
-            continue;
-        window->youngUntil.reset();
-        changed(*window, WindowChange::settled);
-    }
-}
-
-std::optional<WindowStack::Clock::time_point> WindowStack::nextAging() const
-{
-    return young_.empty() ? std::nullopt : std::optional(young_.front().until);
-}
-
 void WindowStack::handleCirculate(const xcb_circulate_notify_event_t& event)
 {
     const CapturedWindow* const window = find(event.window);
@@ -337,7 +251,10 @@ void WindowStack::handleReparent(const xcb_reparent_notify_event_t& event)
     if (event.parent == connection_.root()) {
         // It is on top of all now, even if it was a child of the root before, and redirected like a new one.
         remove(event.window);
-        add(event.window);
+        if (CapturedWindow* const window = add(event.window)) {
+            window->x = event.x;
+            window->y = event.y;
+        }
         return;
     }
     const CapturedWindow* const window = find(event.window);
@@ -366,36 +283,9 @@ void WindowStack::handleShape(const xcb_shape_notify_event_t& event)
     hasChangedShapes_ = true;
 }
 
-void WindowStack::namePixmap(CapturedWindow& window)
-{
-    releasePixmap(window);
-    if (window.format == 0 || window.owner.isOwn)
-        return;
-    if (window.isTooLarge())
-        unredirect(window);
-    if (window.isUnredirected)
-        return;
-    xcb_connection_t* const raw = connection_.get();
-    window.pixmap = connection_.newId();
-    mayFail(raw, xcb_composite_name_window_pixmap_checked(raw, window.id, window.pixmap));
-    window.picture = connection_.newId();
-    mayFail(raw, xcb_render_create_picture_checked(raw, window.picture, window.pixmap, window.format, 0, nullptr));
-}
-
-void WindowStack::releasePixmap(CapturedWindow& window)
-{
-    xcb_connection_t* const raw = connection_.get();
-    if (window.picture != XCB_NONE)
-        mayFail(raw, xcb_render_free_picture_checked(raw, window.picture));
-    if (window.pixmap != XCB_NONE)
-        mayFail(raw, xcb_free_pixmap_checked(raw, window.pixmap));
-    window.picture = XCB_NONE;
-    window.pixmap = XCB_NONE;
-}
-
 void WindowStack::changed(const CapturedWindow& window, WindowChange change)
 {
-    if (onChange && window.isMapped && !window.isInputOnly && !window.needsClassification)
+    if (onChange && window.isMapped && !window.isInputOnly)
         onChange(window, change);
 }
 

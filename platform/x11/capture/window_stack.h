@@ -83,7 +83,6 @@ private:
     void handleProperty(const xcb_property_notify_event_t& event);
     void handleShape(const xcb_shape_notify_event_t& event);
     void resized(CapturedWindow& window);
-    void makeYoung(CapturedWindow& window);
     void describeNew();
     void readChangedShapes();
     /// The mapped windows for which `test` holds.
@@ -108,6 +107,8 @@ private:
     void redirect(CapturedWindow& window);
     /// For a window that was too large.
     void redirectIfSmallEnough(CapturedWindow& window);
+    /// The server has taken other memory for it.
+    void filled(CapturedWindow& window);
     void changed(const CapturedWindow& window, WindowChange change = WindowChange::altered);
 
     Connection& connection_;

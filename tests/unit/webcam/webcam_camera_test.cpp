@@ -13,6 +13,7 @@
 #include <future>
 #include <gmock/gmock.h>
 #include <thread>
+#include <utility>
 #include <vector>
 
 namespace nimbrale {
@@ -122,9 +123,23 @@ TEST_F(WebcamCameraTest, WithoutAnyCameraOneLineIsLogged)
     cameras.list.clear();
     camera.selectDevice("front");
     EXPECT_TRUE(cameras.opened.empty());
+    queue.advance(WebcamCamera::retryDelay);
     EXPECT_THAT(loggedErrors, ElementsAre("Couldn't use camera none"));
     cameras.notify();
+    queue.advance(10s);
     EXPECT_EQ(loggedErrors.size(), 1);
+}
+
+TEST_F(WebcamCameraTest, AListOfCamerasThatComesAMomentLaterIsWaitedFor)
+{
+    const std::vector<CameraDevice> list = std::exchange(cameras.list, {});
+    camera.selectDevice("desk");
+    queue.advance(1s);
+    cameras.list = list;
+    cameras.notify();
+    EXPECT_EQ(opened().id, "desk");
+    queue.advance(10s);
+    EXPECT_TRUE(loggedErrors.isEmpty()) << loggedErrors.join("; ").toStdString();
 }
 
 TEST_F(WebcamCameraTest, StoppedItIsClosedAndEmptyAndOpensAgain)

@@ -300,5 +300,58 @@ TEST_F(ChangeCollectorTest, everythingCanBeAskedForAnew)
     EXPECT_TRUE(isSame(changes.take(), PixelRegion(source)));
 }
 
+TEST_F(ChangeCollectorTest, whatAWindowTookOfOneThatIsLeftOutGoesAlongUntilItHasPainted)
+{
+    excluded.insert(addWindow({200, 200, 50, 50}).id);
+    changes.updateMask(windows, {}, {});
+    CapturedWindow& window = addWindow({190, 190, 120, 100});
+    changes.addWindow(window, WindowChange::filled, {});
+    EXPECT_EQ(changes.unpainted().placeOf(window), PixelRegion(200, 200, 50, 50));
+    window.x = 290;
+    EXPECT_EQ(changes.unpainted().placeOf(window), PixelRegion(300, 200, 50, 50));
+    EXPECT_TRUE(changes.isEmpty());
+    changes.addWindow(window, WindowChange::settled, {});
+    EXPECT_EQ(changes.take(), PixelRegion(300, 200, 50, 50)) << "now it is drawn there";
+    EXPECT_TRUE(changes.unpainted().isEmpty());
+}
+
+TEST_F(ChangeCollectorTest, whatTheScreenDidNotShowNoWindowTook)
+{
+    excluded.insert(addWindow({200, 200, 50, 50}).id);
+    CapturedWindow& unknown = addWindow({100, 100, 300, 300});
+    unknown.needsClassification = true;
+    addWindow({200, 200, 30, 50});
+    changes.updateMask(windows, {}, {});
+    CapturedWindow& window = addWindow({190, 190, 120, 100});
+    changes.addWindow(window, WindowChange::filled, {});
+    EXPECT_EQ(changes.unpainted().placeOf(window), PixelRegion(230, 200, 20, 50)) << "the rest was covered";
+}
+
+TEST_F(ChangeCollectorTest, whatAWindowTookIsKnownWhenItsSizeIs)
+{
+    excluded.insert(addWindow({200, 200, 50, 50}).id);
+    changes.updateMask(windows, {}, {});
+    CapturedWindow& window = addWindow({190, 190, 0, 0});
+    changes.addWindow(window, WindowChange::filled, {});
+    window.width = 40;
+    window.height = 100;
+    EXPECT_EQ(changes.unpainted().placeOf(window), PixelRegion(200, 200, 30, 50));
+}
+
+TEST_F(ChangeCollectorTest, whatAWindowTookAnotherTakesFromIt)
+{
+    excluded.insert(addWindow({200, 200, 50, 50}).id);
+    changes.updateMask(windows, {}, {});
+    CapturedWindow& first = addWindow({190, 190, 120, 100});
+    changes.addWindow(first, WindowChange::filled, {});
+    first.x = 290;
+    changes.updateMask(windows, {}, {});
+    CapturedWindow& second = addWindow({280, 180, 200, 200});
+    changes.addWindow(second, WindowChange::filled, {});
+    EXPECT_EQ(changes.unpainted().placeOf(second), PixelRegion(300, 200, 50, 50));
+    changes.addWindow(first, WindowChange::vanished, {});
+    EXPECT_TRUE(changes.unpainted().placeOf(first).isEmpty());
+}
+
 } // namespace
 } // namespace nimbrale::x11
