@@ -169,8 +169,6 @@ public:
     /// Starts or stops picom; xfwm4, KWin and marco are instead started anew with or without their own compositor.
     [[nodiscard]] bool startCompositor();
     [[nodiscard]] bool stopCompositor();
-    /// What composites, whoever started it; 0 where nothing does.
-    [[nodiscard]] pid_t compositorProcess();
     /// The program that composites stands still, as on a computer that has no time for it, until it goes on.
     [[nodiscard]] bool pauseCompositor();
     void resumeCompositor();

@@ -2,7 +2,7 @@
 
 #include "app/nimbrale_app.h"
 #include "app/termination_signals.h"
-#include "tests/fakes/fake_platform.h"
+#include "tests/fakes/plain_camera.h"
 #include "tests/fakes/offscreen_toolkit.h"
 
 #include <QApplication>
@@ -70,7 +70,7 @@ void endWithMoreSignalsWhileTheDisplayIsRemoved(int first)
     platform.screens().main = 1;
     bool wasHalfWay = false;
     {
-        NimbraleApp app(platform, settings);
+        NimbraleApp app(platform, settings, makePlainCamera(platform));
         runUntil(first, app, platform);
         platform.virtualDisplays().device().onRemoval = [&wasHalfWay] {
             for (const int signal : {SIGTERM, SIGINT, SIGHUP})
@@ -120,7 +120,7 @@ void endWithMoreSignalsWhileItDecides(int signal)
     AppSettings settings(directory.filePath("Nimbrale.conf").toStdString());
     FakePlatform platform;
     FakeWorkspace& workspace = platform.workspace();
-    NimbraleApp app(platform, settings);
+    NimbraleApp app(platform, settings, makePlainCamera(platform));
     int questions = 0;
     QTimer::singleShot(0, [&] {
         workspace.termination().onShouldTerminate = [&questions] {
