@@ -27,6 +27,7 @@ TEST(InstalledProgramTest, RunsFromThePrefix)
     for (const char* icon : {"scalable/apps/nimbrale.svg", "16x16/apps/nimbrale.png", "256x256/apps/nimbrale.png"})
         EXPECT_TRUE(std::filesystem::exists(icons / icon)) << install->output();
     EXPECT_TRUE(std::filesystem::exists(prefix / "share" / "applications" / "nimbrale.desktop")) << install->output();
+    EXPECT_TRUE(std::filesystem::exists(prefix / "share" / "nimbrale" / "selfie_landscape.onnx")) << install->output();
 
     const auto desktop = requireDesktop({});
     const auto application = desktop->spawn(program.string(), {});

@@ -106,8 +106,8 @@ void StrayWindows::readDesktops(const std::vector<Stray>& strays)
     const xcb_window_t root = connection_.root();
     desktop_ = connection_.property32(root, connection_.atom("_NET_CURRENT_DESKTOP"), XCB_ATOM_CARDINAL).value_or(0);
     origins_ = connection_.numbers32(root, connection_.atom("_NET_DESKTOP_VIEWPORT"), XCB_ATOM_CARDINAL);
-    // Not each window manager that shows several desktops at once says where they lie. One that a stray is on may be the
-    // one that is shown on the virtual display, and the user's work may have gone there with it.
+    // Not each window manager that shows several desktops at once says where they lie. One that a stray is on may be
+    // the one that is shown on the virtual display, and the user's work may have gone there with it.
     const bool hasStray =
         std::any_of(strays.begin(), strays.end(), [&](const Stray& stray) { return stray.desktop == desktop_; });
     if (!isOut(desktop_) && !hasStray)

@@ -2,8 +2,8 @@
 
 #include "app/nimbrale_app.h"
 #include "app/termination_signals.h"
-#include "tests/fakes/plain_camera.h"
 #include "tests/fakes/offscreen_toolkit.h"
+#include "tests/fakes/plain_camera.h"
 
 #include <QApplication>
 #include <QDeadlineTimer>
