@@ -1,22 +1,9 @@
 // The webcam by a camera on the session's PipeWire, in the real application: in the frame on the screen, in the picture
 // that others get, moved, closed and unplugged by a user.
 
-#include "tests/support/application.h"
-#include "tests/support/image_compare.h"
-#include "tests/support/private_pipewire.h"
-#include "tests/support/requirements.h"
-#include "tests/support/scene.h"
-
-#include <QColor>
-#include <QImage>
-#include <QTemporaryDir>
+#include "tests/meeting/webcam_journey.h"
 
 #include <cmath>
-#include <gtest/gtest.h>
-#include <map>
-#include <memory>
-#include <ostream>
-#include <string>
 
 namespace nimbrale::test {
 namespace {
@@ -24,121 +11,44 @@ namespace {
 using Compositor = PrivateDesktop::Compositor;
 using WindowManager = PrivateDesktop::WindowManager;
 
-const QColor wall(22, 110, 40);
 const QColor leftOfPicture(200, 40, 40);
 const QColor rightOfPicture(40, 60, 200);
-constexpr QRect region(200, 100, 600, 400);
 /// Where a webcam comes that was never placed, from the region's corner.
 constexpr QRect firstBox(264, 204, 320, 180);
-constexpr QPoint farAway(1200, 680);
 
-struct Surroundings {
-    std::string name;
-    WindowManager manager = WindowManager::openbox;
-    Compositor compositor = Compositor::none;
-    int scale = 1;
-
-    friend std::ostream& operator<<(std::ostream& stream, const Surroundings& surroundings)
-    {
-        return stream << surroundings.name;
-    }
-};
-
-class Webcam : public testing::TestWithParam<Surroundings> {
+class Webcam : public WebcamJourney, public testing::WithParamInterface<WebcamSurroundings> {
 protected:
     void SetUp() override
     {
-        if (const std::string missing = PrivatePipewire::missing(); !missing.empty())
-            skipTest(missing);
-        std::string reason;
-        pipewire = PrivatePipewire::start(reason);
-        if (!pipewire)
-            failTest(reason);
-        // Without loss, and half red and half blue, so that mirrored is told from not mirrored.
-        QImage picture(320, 180, QImage::Format_RGB32);
-        picture.fill(leftOfPicture);
-        for (int y = 0; y < picture.height(); ++y) {
-            for (int x = picture.width() / 2; x < picture.width(); ++x)
-                picture.setPixelColor(x, y, rightOfPicture);
+        // Half red and half blue, so that mirrored is told from not mirrored.
+        QImage halves(320, 180, QImage::Format_RGB32);
+        halves.fill(leftOfPicture);
+        for (int y = 0; y < halves.height(); ++y) {
+            for (int x = halves.width() / 2; x < halves.width(); ++x)
+                halves.setPixelColor(x, y, rightOfPicture);
         }
-        ASSERT_TRUE(picture.save(pictureFile()));
-        VirtualCamera::Options options;
-        options.formats = {"BGRx:320x180@30"};
-        options.picture = pictureFile().toStdString();
-        camera = VirtualCamera::start(*pipewire, options, reason);
-        if (!camera)
-            failTest(reason);
-        desktop = requireDesktop({.width = 1280 * scale(),
-                                  .height = 720 * scale(),
-                                  .dotsPerInch = 96 * scale(),
-                                  .windowManager = GetParam().manager,
-                                  .compositor = GetParam().compositor});
-        scene = requireScene(*desktop);
-        scene->add("wall", {.geometry = {0, 0, 1280 * scale(), 720 * scale()},
-                            .seed = 0,
-                            .color = wall,
-                            .type = Scene::Type::desktop,
-                            .overrideRedirect = false});
-        desktop->movePointer(pixels(farAway));
+        prepare(GetParam(), halves);
     }
 
-    void start(const std::map<std::string, std::string>& settings = {})
-    {
-        std::map<std::string, std::string> all{{"webcamEnabled", "true"}};
-        all.insert(settings.begin(), settings.end());
-        application = requireApplication(*desktop, {.region = region, .others = all},
-                                         {{"PIPEWIRE_RUNTIME_DIR", pipewire->runtimeFolder()}});
-        ASSERT_TRUE(application->waitForVirtualDisplay(region.size() * scale())) << application->process().output();
-    }
-
-    [[nodiscard]] QString pictureFile() const { return folder_.filePath("picture.png"); }
-    [[nodiscard]] static int scale() { return GetParam().scale; }
-    [[nodiscard]] static QPoint pixels(QPoint points) { return points * scale(); }
-    /// Of the user's screen, at a place in points from the region's corner.
-    [[nodiscard]] QColor onScreen(QPoint place) const
-    {
-        const QPoint at = pixels(region.topLeft() + place);
-        return desktop->pixel(at.x(), at.y());
-    }
-    /// Of what others get, at such a place.
-    [[nodiscard]] QColor shared(QPoint place) const
-    {
-        const QPoint at = desktop->monitorNamed("Nimbrale")->geometry.topLeft() + pixels(place);
-        return desktop->pixel(at.x(), at.y());
-    }
-    [[nodiscard]] bool bothShow(QPoint place, const QColor& color, Milliseconds patience = Milliseconds{8000}) const
-    {
-        return waitUntil([&] { return onScreen(place) == color && shared(place) == color; }, patience);
-    }
-    /// For messages.
-    [[nodiscard]] std::string picture() const { return keepImage(desktop->screenshot(), "desktop"); }
     /// Moves the pointer onto the picture and then to a control, as far from the box's corner as said.
     void pointAt(const QRect& box, QPoint place)
     {
         desktop->movePointer(pixels(region.topLeft() + box.center()));
         desktop->movePointer(pixels(region.topLeft() + box.topLeft() + place));
     }
-
-    std::unique_ptr<PrivatePipewire> pipewire;
-    std::unique_ptr<VirtualCamera> camera;
-    std::unique_ptr<PrivateDesktop> desktop;
-    std::unique_ptr<Scene> scene;
-    std::unique_ptr<Application> application;
-
-private:
-    QTemporaryDir folder_;
 };
 
 INSTANTIATE_TEST_SUITE_P(, Webcam,
-                         testing::Values(Surroundings{.name = "Openbox"},
-                                         Surroundings{.name = "Picom", .compositor = Compositor::picom},
-                                         Surroundings{.name = "Xfwm4Compositing",
-                                                      .manager = WindowManager::xfwm4,
-                                                      .compositor = Compositor::windowManagersOwn},
-                                         Surroundings{.name = "KwinCompositing",
-                                                      .manager = WindowManager::kwin,
-                                                      .compositor = Compositor::windowManagersOwn},
-                                         Surroundings{.name = "AtScale2", .compositor = Compositor::picom, .scale = 2}),
+                         testing::Values(WebcamSurroundings{.name = "Openbox"},
+                                         WebcamSurroundings{.name = "Picom", .compositor = Compositor::picom},
+                                         WebcamSurroundings{.name = "Xfwm4Compositing",
+                                                            .manager = WindowManager::xfwm4,
+                                                            .compositor = Compositor::windowManagersOwn},
+                                         WebcamSurroundings{.name = "KwinCompositing",
+                                                            .manager = WindowManager::kwin,
+                                                            .compositor = Compositor::windowManagersOwn},
+                                         WebcamSurroundings{
+                                             .name = "AtScale2", .compositor = Compositor::picom, .scale = 2}),
                          testing::PrintToStringParamName());
 
 TEST_P(Webcam, IsInTheFrameAndInTheShareAtTheSamePlaceAndMirrored)
