@@ -32,6 +32,10 @@ void noteErrors(QtMsgType type, const QMessageLogContext& context, const QString
 }
 
 class WebcamCameraTest : public testing::Test {
+public:
+    WebcamCameraTest(const WebcamCameraTest&) = delete;
+    WebcamCameraTest& operator=(const WebcamCameraTest&) = delete;
+
 protected:
     WebcamCameraTest()
     {
@@ -40,8 +44,6 @@ protected:
         cameras.list = {{"front", "Front camera"}, {"desk", "Desk camera"}};
     }
     ~WebcamCameraTest() override { qInstallMessageHandler(handlerBefore_); }
-    WebcamCameraTest(const WebcamCameraTest&) = delete;
-    WebcamCameraTest& operator=(const WebcamCameraTest&) = delete;
 
     [[nodiscard]] FakeOpenCamera& opened() { return *cameras.opened.back(); }
     [[nodiscard]] WebcamPictures& pictures() { return *camera.pictures(); }
