@@ -87,6 +87,13 @@ void AppDelegate::openSettings(std::optional<EventTime> cause)
     showSettingsWindow_(cause);
 }
 
+/// For a button of a panel.
+void AppDelegate::openSettingsTab(AppSettings::SettingsTab tab)
+{
+    settings_.setSettingsTab(tab);
+    openSettings(platform_.panels().timeOfLastClick());
+}
+
 void AppDelegate::applicationWasReopened(std::optional<EventTime> cause)
 {
     openSettings(cause);
@@ -175,11 +182,8 @@ void AppDelegate::createEditor()
             self->platform_.workspace().terminate();
     };
     editor_->onOpenSettings = [weak] {
-        const auto self = weak.lock();
-        if (!self)
-            return;
-        self->settings_.setSettingsTab(AppSettings::SettingsTab::general);
-        self->openSettings(self->platform_.panels().timeOfLastClick());
+        if (const auto self = weak.lock())
+            self->openSettingsTab(AppSettings::SettingsTab::general);
     };
 }
 
@@ -193,11 +197,8 @@ void AppDelegate::createWebcam()
             self->sharedScreen_.setWebcam(appearance);
     };
     webcam_->onOpenSettings = [weak] {
-        const auto self = weak.lock();
-        if (!self)
-            return;
-        self->settings_.setSettingsTab(AppSettings::SettingsTab::webcam);
-        self->openSettings(self->platform_.panels().timeOfLastClick());
+        if (const auto self = weak.lock())
+            self->openSettingsTab(AppSettings::SettingsTab::webcam);
     };
     showOrHideWebcam();
 }

@@ -67,6 +67,7 @@ private:
     void startCaptureChain();
     void startCapture(const std::shared_ptr<RegionCapture>& capture, std::optional<Result<ShareableContent>> content);
     void captureStarted(const Result<void>& result);
+    void openSettingsTab(AppSettings::SettingsTab tab);
     void createEditor();
     void createWebcam();
     void showOrHideWebcam();

@@ -129,6 +129,22 @@ QPainterPath controlSymbolPath(ControlSymbol symbol, double pointSize)
     return QTransform::fromScale(factor, factor).map(builtPath(symbol));
 }
 
+double controlSymbolSize(ControlSymbol symbol)
+{
+    switch (symbol) {
+    case ControlSymbol::move:
+    case ControlSymbol::settings:
+        return 11;
+    case ControlSymbol::close:
+    case ControlSymbol::resize:
+    case ControlSymbol::record:
+        return 10;
+    case ControlSymbol::stopRecording:
+        break;
+    }
+    return 8;
+}
+
 std::string controlDescription(ControlSymbol symbol)
 {
     const auto translated = [](const char* text) {

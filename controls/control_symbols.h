@@ -12,6 +12,9 @@ enum class ControlSymbol { move, close, settings, resize, record, stopRecording 
 /// text which the symbol would stand beside.
 [[nodiscard]] QPainterPath controlSymbolPath(ControlSymbol symbol, double pointSize);
 
+/// The `pointSize` at which controls show the symbol.
+[[nodiscard]] double controlSymbolSize(ControlSymbol symbol);
+
 /// What a control with that symbol does, for tips and assistive technology: UTF-8, translated.
 [[nodiscard]] std::string controlDescription(ControlSymbol symbol);
 

@@ -64,9 +64,7 @@ void ControlTip::show(const Rect& control, const std::string& text, const Rect& 
         {.style = PanelStyle::overlay, .frame = frame, .level = panel_level::tip, .title = "Nimbrale: " + text});
     Layer& layer = panel_->rootLayer();
     layer.setPainter([this, words, bounds = layer.bounds()](QPainter& painter, const Rect& dirty) {
-        painter.setCompositionMode(QPainter::CompositionMode_Source);
-        painter.fillRect(toQRectF(dirty.grownBy(1)), Qt::transparent);
-        painter.setCompositionMode(QPainter::CompositionMode_SourceOver);
+        clear(painter, dirty);
         painter.setRenderHint(QPainter::Antialiasing, true);
         const QRectF background = toQRectF(bounds.grownBy(-ControlDrawing::shadowReach));
         drawing_.drawBackground(painter, background, background_, panel_->backingScaleFactor());

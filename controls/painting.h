@@ -4,6 +4,7 @@
 #include "platform/geometry.h"
 
 #include <QColor>
+#include <QPainter>
 #include <QRectF>
 
 namespace nimbrale {
@@ -17,6 +18,15 @@ namespace nimbrale {
 [[nodiscard]] inline QRectF toQRectF(const Rect& rect)
 {
     return {rect.x, rect.y, rect.width, rect.height};
+}
+
+/// Makes `dirty` wholly transparent and leaves the painter to draw over it. A layer's painter is clipped to whole
+/// pixels, which may reach a little beyond `dirty`: these are cleared as well.
+inline void clear(QPainter& painter, const Rect& dirty)
+{
+    painter.setCompositionMode(QPainter::CompositionMode_Source);
+    painter.fillRect(toQRectF(dirty.grownBy(1)), Qt::transparent);
+    painter.setCompositionMode(QPainter::CompositionMode_SourceOver);
 }
 
 } // namespace nimbrale

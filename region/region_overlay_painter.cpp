@@ -64,10 +64,7 @@ void RegionOverlayPainter::paint(QPainter& painter, const Rect& dirty, const Reg
     painter.save();
     // Lines and bands are filled without smoothing: their edges are on whole pixels, or belong there.
     painter.setRenderHint(QPainter::Antialiasing, false);
-    painter.setCompositionMode(QPainter::CompositionMode_Source);
-    // The painter is clipped to whole pixels, which may reach a little beyond `dirty`.
-    painter.fillRect(toQRectF(dirty.grownBy(1)), Qt::transparent);
-    painter.setCompositionMode(QPainter::CompositionMode_SourceOver);
+    clear(painter, dirty);
     paintGuides(pass);
     paintBorder(pass);
     painter.setRenderHint(QPainter::Antialiasing, true);
@@ -117,10 +114,12 @@ void RegionOverlayPainter::paintControls(const Pass& pass)
         if (pass.showsWithShadow(inLayer))
             controls_.drawControl(pass.painter, toQRectF(inLayer), style, pass.scale);
     };
-    draw(pass.layout.handle(), {pass.frameColor, ControlSymbol::move, 11, symbolColor});
+    draw(pass.layout.handle(),
+         {pass.frameColor, ControlSymbol::move, controlSymbolSize(ControlSymbol::move), symbolColor});
     for (const FrameButton button : allFrameButtons)
         draw(pass.layout.button(button), buttonStyle(pass, button));
-    draw(pass.layout.resizeButton(), {pass.frameColor, ControlSymbol::resize, 10, symbolColor});
+    draw(pass.layout.resizeButton(),
+         {pass.frameColor, ControlSymbol::resize, controlSymbolSize(ControlSymbol::resize), symbolColor});
 }
 
 ControlStyle RegionOverlayPainter::buttonStyle(const Pass& pass, FrameButton button) const
@@ -129,16 +128,12 @@ ControlStyle RegionOverlayPainter::buttonStyle(const Pass& pass, FrameButton but
     if (pass.appearance.pressedButton == button)
         base = blended(base, pressedDarkening, black);
     const ControlSymbol symbol = buttonSymbol(button, pass.appearance.recordingText.has_value());
-    switch (symbol) {
-    case ControlSymbol::settings:
-        return {base, symbol, 11, symbolColor};
-    case ControlSymbol::record:
-        return {base, symbol, 10, colors_.recording};
-    case ControlSymbol::stopRecording:
-        return {base, symbol, 8, white};
-    default:
-        return {base, symbol, 10, symbolColor};
-    }
+    Color color = symbolColor;
+    if (symbol == ControlSymbol::record)
+        color = colors_.recording;
+    else if (symbol == ControlSymbol::stopRecording)
+        color = white;
+    return {base, symbol, controlSymbolSize(symbol), color};
 }
 
 void RegionOverlayPainter::paintLabel(const Pass& pass, const Rect& background, const std::string& text,

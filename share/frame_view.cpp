@@ -14,7 +14,6 @@ namespace {
 constexpr Color black{0, 0, 0, 1};
 constexpr double webcamZPosition = 1;
 constexpr double cardZPosition = 2;
-constexpr double fadedOpacity = 0.2;
 
 [[nodiscard]] Rect scaled(const Rect& rect, double zoom)
 {
@@ -101,7 +100,7 @@ void FrameView::setWebcam(const WebcamAppearance& webcam)
     webcamLayer_->setShape(webcam.shape);
     webcamLayer_->setMirrored(webcam.mirrored);
     webcamLayer_->layer()->setFrame(scaled(webcam.box, zoom_));
-    webcamLayer_->layer()->setOpacity(webcam.isFaded ? fadedOpacity : 1);
+    webcamLayer_->layer()->setOpacity(webcam.isFaded ? fadedWebcamOpacity : 1);
 }
 
 void FrameView::layOutFrame()

@@ -21,7 +21,6 @@ namespace nimbrale {
 
 namespace {
 
-constexpr int displayPickerWidth = 260;
 constexpr int fieldSpacing = 16;
 constexpr int largestFramerate = 120;
 
@@ -57,9 +56,7 @@ GeneralSettings::GeneralSettings(AppSettings& settings, DisplayList displays, Fr
 
 SettingsSection* GeneralSettings::makeDisplaySection()
 {
-    display_ = new QComboBox;
-    display_->setFixedWidth(displayPickerWidth);
-    display_->setAccessibleName(translated(QT_TRANSLATE_NOOP("GeneralSettings", "Display")));
+    display_ = makePicker(translated(QT_TRANSLATE_NOOP("GeneralSettings", "Display")));
     connect(display_, &QComboBox::activated, this,
             [this](int index) { settings_.setDisplayID(display_->itemData(index).toLongLong()); });
     auto* section = new SettingsSection(translated(QT_TRANSLATE_NOOP("GeneralSettings", "&Display")), display_);

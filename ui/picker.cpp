@@ -4,6 +4,15 @@
 
 namespace nimbrale {
 
+QComboBox* makePicker(const QString& accessibleName)
+{
+    constexpr int width = 260;
+    auto* picker = new QComboBox;
+    picker->setFixedWidth(width);
+    picker->setAccessibleName(accessibleName);
+    return picker;
+}
+
 void fillPicker(QComboBox& picker, const PickerEntries& entries, const QVariant& stored)
 {
     bool isSame = std::cmp_equal(picker.count(), entries.size());

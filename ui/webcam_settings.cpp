@@ -17,8 +17,6 @@ namespace nimbrale {
 
 namespace {
 
-constexpr int cameraPickerWidth = 260;
-
 QString translated(const char* text)
 {
     return QCoreApplication::translate("WebcamSettings", text);
@@ -63,9 +61,7 @@ SettingsSection* WebcamSettings::makeWebcamSection()
 
 SettingsSection* WebcamSettings::makeCameraSection()
 {
-    camera_ = new QComboBox;
-    camera_->setFixedWidth(cameraPickerWidth);
-    camera_->setAccessibleName(translated(QT_TRANSLATE_NOOP("WebcamSettings", "Camera")));
+    camera_ = makePicker(translated(QT_TRANSLATE_NOOP("WebcamSettings", "Camera")));
     connect(camera_, &QComboBox::activated, this,
             [this](int index) { settings_.setWebcamDeviceID(camera_->itemData(index).toString().toStdString()); });
     return new SettingsSection(translated(QT_TRANSLATE_NOOP("WebcamSettings", "&Camera")), camera_);

@@ -8,6 +8,9 @@
 
 namespace nimbrale {
 
+/// Of a webcam under the pointer, on the screen and in the shared picture.
+inline constexpr double fadedWebcamOpacity = 0.2;
+
 /// How the webcam is to be drawn into the shared picture.
 struct WebcamAppearance {
     /// Absent when there is no webcam; the rest is without meaning then.

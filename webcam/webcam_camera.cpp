@@ -172,7 +172,12 @@ void WebcamCamera::open()
     const bool hadDevice = device_.has_value();
     device_ = wantedDevice();
     if (!device_) {
-        missDevice(hadDevice ? std::chrono::seconds::zero() : retryDelay);
+        const auto tell = [this] { tellOnce("Couldn't use camera none"); };
+        // At the start of the application its list of cameras is still on the way.
+        if (hadDevice)
+            tell();
+        else
+            retry_ = queue_.schedule(retryDelay, tell);
         return;
     }
     const int round = intake_->beginRound();
@@ -182,16 +187,6 @@ void WebcamCamera::open()
     };
     handlers.onLost = [this, device = *device_](const Error& error) { lost(device, error); };
     camera_ = cameras_.open(device_->id, std::move(handlers));
-}
-
-void WebcamCamera::missDevice(std::chrono::seconds patience)
-{
-    if (patience == std::chrono::seconds::zero()) {
-        tellOnce("Couldn't use camera none");
-        return;
-    }
-    // At the start of the application its list of cameras is still on the way.
-    retry_ = queue_.schedule(patience, [this] { missDevice(std::chrono::seconds::zero()); });
 }
 
 void WebcamCamera::close()

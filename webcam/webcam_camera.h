@@ -50,8 +50,6 @@ private:
     void followDevices();
     void open();
     void close();
-    /// There is no camera; that is told after `patience`, unless one comes.
-    void missDevice(std::chrono::seconds patience);
     void lost(const CameraDevice& device, const Error& error);
     void tellOnce(const std::string& problem);
 

@@ -1,6 +1,7 @@
 #include "webcam/webcam_view.h"
 
 #include "controls/painting.h"
+#include "webcam/webcam_appearance.h"
 #include "webcam/webcam_window.h"
 
 #include <QPainter>
@@ -13,7 +14,6 @@ namespace nimbrale {
 namespace {
 
 constexpr double controlsZPosition = 1;
-constexpr double fadedOpacity = 0.2;
 
 ControlSymbol symbolOf(WebcamControl control)
 {
@@ -28,11 +28,6 @@ ControlSymbol symbolOf(WebcamControl control)
         break;
     }
     return ControlSymbol::settings;
-}
-
-double symbolSizeOf(WebcamControl control)
-{
-    return control == WebcamControl::move || control == WebcamControl::settings ? 11 : 10;
 }
 
 CursorShape cursorOver(std::optional<WebcamControl> control)
@@ -73,6 +68,11 @@ Rect WebcamView::onScreen(const Rect& viewRect) const
     return viewRect.movedBy(webcamWindow_.frame().x, webcamWindow_.frame().y);
 }
 
+Rect WebcamView::inLayer(const Rect& viewRect) const
+{
+    return {viewRect.x, webcamWindow_.frame().height - viewRect.maxY(), viewRect.width, viewRect.height};
+}
+
 void WebcamView::applyAppearance(AppSettings::WebcamShape shape, bool mirrored, bool fadesOnHover)
 {
     const LayerTransaction transaction(webcamWindow_.panel().rootLayer());
@@ -108,9 +108,7 @@ void WebcamView::redrawControls()
 {
     std::vector<Rect> coverage;
     for (const WebcamControl control : WebcamControlsLayout::hitOrder) {
-        const Rect rect = layout().rect(control);
-        const double top = webcamWindow_.frame().height - rect.maxY();
-        coverage.push_back(Rect{rect.x, top, rect.width, rect.height}.grownBy(ControlDrawing::shadowReach));
+        coverage.push_back(inLayer(layout().rect(control)).grownBy(ControlDrawing::shadowReach));
     }
     controlsLayer_->setCoverage(coverage);
     for (const Rect& area : coverage)
@@ -119,28 +117,25 @@ void WebcamView::redrawControls()
 
 void WebcamView::paintControls(QPainter& painter, const Rect& dirty)
 {
-    painter.setCompositionMode(QPainter::CompositionMode_Source);
-    painter.fillRect(toQRectF(dirty.grownBy(1)), Qt::transparent);
-    painter.setCompositionMode(QPainter::CompositionMode_SourceOver);
+    clear(painter, dirty);
     if (!isHovered_)
         return;
     painter.setRenderHint(QPainter::Antialiasing, true);
     for (const WebcamControl control : WebcamControlsLayout::hitOrder) {
-        const Rect rect = layout().rect(control);
-        const Rect inLayer{rect.x, webcamWindow_.frame().height - rect.maxY(), rect.width, rect.height};
-        if (!inLayer.grownBy(ControlDrawing::shadowReach).intersects(dirty))
+        const Rect rect = inLayer(layout().rect(control));
+        if (!rect.grownBy(ControlDrawing::shadowReach).intersects(dirty))
             continue;
         ControlStyle style;
         style.base = hoveredControl_ == control ? colors_.active : colors_.frame;
         style.symbol = symbolOf(control);
-        style.symbolSize = symbolSizeOf(control);
-        drawing_.drawControl(painter, toQRectF(inLayer), style, webcamWindow_.panel().backingScaleFactor());
+        style.symbolSize = controlSymbolSize(style.symbol);
+        drawing_.drawControl(painter, toQRectF(rect), style, webcamWindow_.panel().backingScaleFactor());
     }
 }
 
 void WebcamView::updateFade()
 {
-    fade_.fadeTo(isHovered_ && fadesOnHover_ ? fadedOpacity : 1);
+    fade_.fadeTo(isHovered_ && fadesOnHover_ ? fadedWebcamOpacity : 1);
 }
 
 void WebcamView::pollHover(Point mouseLocation)

@@ -52,6 +52,7 @@ public:
 private:
     [[nodiscard]] WebcamControlsLayout layout() const;
     [[nodiscard]] Rect onScreen(const Rect& viewRect) const;
+    [[nodiscard]] Rect inLayer(const Rect& viewRect) const;
     void paintControls(QPainter& painter, const Rect& dirty);
     void redrawControls();
     void updateMouseRegion();
