@@ -320,6 +320,29 @@ TEST_F(WebcamCameraTest, WhileOnePictureIsProcessedOnlyTheNewestWaits)
     EXPECT_THAT(widths, ElementsAre(10, 40));
 }
 
+TEST_F(WebcamCameraTest, APictureWhoseEffectEndsAfterTheCameraIsStoppedIsDropped)
+{
+    std::promise<void> begun;
+    std::promise<void> release;
+    auto one = std::make_unique<WebcamCamera>(cameras, queue,
+                                              [&](const std::shared_ptr<const BufferSurface>& picture, Background) {
+                                                  begun.set_value();
+                                                  release.get_future().wait();
+                                                  return picture;
+                                              });
+    const std::shared_ptr<WebcamPictures> shownPictures = one->pictures();
+    const WebcamPictureLayer shown(shownPictures);
+    one->setBackground(Background::blurred);
+    one->selectDevice("front");
+    opened().show(64, 36);
+    begun.get_future().wait();
+    one->stop();
+    release.set_value();
+    one.reset(); // Finishes what the effects' thread has to do.
+    queue.runPosted();
+    EXPECT_EQ(shown.layer()->sublayersInOrder().at(1)->contents(), nullptr);
+}
+
 TEST_F(WebcamCameraTest, AnEffectThatFailsLeavesThePictureBefore)
 {
     camera.setBackground(Background::blurred);
