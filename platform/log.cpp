@@ -7,5 +7,6 @@ Q_LOGGING_CATEGORY(virtualDisplayLog, "Nimbrale.virtual-display")
 Q_LOGGING_CATEGORY(sessionLog, "Nimbrale.session")
 Q_LOGGING_CATEGORY(settingsLog, "Nimbrale.settings")
 Q_LOGGING_CATEGORY(webcamLog, "Nimbrale.webcam", QtInfoMsg)
+Q_LOGGING_CATEGORY(recordingLog, "Nimbrale.recording", QtInfoMsg)
 
 } // namespace nimbrale

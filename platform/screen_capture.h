@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/audio_buffer.h"
 #include "platform/geometry.h"
 #include "platform/result.h"
 #include "platform/screens.h"
@@ -8,7 +9,6 @@
 #include "platform/surface_reader.h"
 
 #include <chrono>
-#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -98,32 +98,6 @@ struct StreamConfiguration {
 enum class OutputType { screen, audio };
 
 enum class FrameStatus { complete = 0, idle = 1, blank = 2, suspended = 3, started = 4, stopped = 5 };
-
-enum class AudioLayout {
-    interleaved, ///< all channels of one moment, then all of the next
-    planar       ///< one channel whole, then the next
-};
-
-/// A piece of sound. Samples lie between -1 and 1.
-struct AudioBuffer {
-    int sampleRate = 48000;
-    int channels = 2;
-    AudioLayout layout = AudioLayout::interleaved;
-    std::vector<float> samples;
-
-    /// How many moments it holds.
-    [[nodiscard]] std::size_t frameCount() const
-    {
-        return channels > 0 ? samples.size() / static_cast<std::size_t>(channels) : 0;
-    }
-    /// Both must be within the buffer.
-    [[nodiscard]] float sample(std::size_t frame, int channel) const
-    {
-        const auto column = static_cast<std::size_t>(channel);
-        return layout == AudioLayout::planar ? samples[column * frameCount() + frame]
-                                             : samples[frame * static_cast<std::size_t>(channels) + column];
-    }
-};
 
 /// One thing that a stream delivers. Only `complete` screen samples carry a picture, only audio samples carry sound.
 struct CaptureSample {
