@@ -10,7 +10,7 @@
 #include "platform/opencv/opencv_person_segmentation.h"
 #include "platform/pipewire/pipewire_cameras.h"
 #include "platform/x11/displays/display_scale.h"
-#include "platform/x11/x11_platform.h"
+#include "platform/x11/x11_window_system.h"
 
 #include <QCoreApplication>
 #include <QtGlobal>
@@ -35,7 +35,7 @@ public:
 
     [[nodiscard]] Result<void> connect()
     {
-        auto windowSystem = x11::createX11Platform(mainQueue_, workspace_, *cameras_);
+        auto windowSystem = x11::createX11WindowSystem(mainQueue_);
         if (!windowSystem)
             return tl::make_unexpected(windowSystem.error());
         windowSystem_ = std::move(*windowSystem);
@@ -71,7 +71,7 @@ private:
         pipewire::createPipewireCameras(mainQueue_, [this](std::function<void(bool isGranted)> onAnswer) {
             cameraAccess_.request(std::move(onAnswer));
         });
-    std::unique_ptr<Platform> windowSystem_;
+    std::unique_ptr<WindowSystem> windowSystem_;
     Subscription lockers_;
 };
 

@@ -1,13 +1,11 @@
 #pragma once
 
 #include "platform/desktop/qt_main_queue.h"
-#include "platform/x11/x11_platform.h"
+#include "platform/x11/x11_window_system.h"
 #include "settings/app_settings.h"
 #include "share/region_capture.h"
 #include "share/shared_screen.h"
 #include "tests/desktop/displays_host.h"
-#include "tests/fakes/fake_cameras.h"
-#include "tests/fakes/fake_workspace.h"
 
 #include <QTemporaryDir>
 
@@ -21,7 +19,7 @@ public:
     explicit SharedScreenHost(const PrivateDesktop& desktop)
     {
         startOffscreenApplication();
-        platform = std::move(*x11::createX11Platform(queue, workspace, cameras, desktop.displayName()));
+        platform = std::move(*x11::createX11WindowSystem(queue, desktop.displayName()));
     }
 
     ~SharedScreenHost() { stop(); }
@@ -78,11 +76,9 @@ public:
 
     // Before the platform, so that they go after it.
     QtMainQueue queue;
-    FakeWorkspace workspace;
-    FakeCameras cameras;
     QTemporaryDir folder;
     AppSettings settings{folder.filePath("settings.conf").toStdString()};
-    std::unique_ptr<Platform> platform;
+    std::unique_ptr<WindowSystem> platform;
     std::unique_ptr<SharedScreen> screen;
     std::shared_ptr<RegionCapture> capture;
 };

@@ -2,12 +2,10 @@
 // of the user's display that leaves the own windows out.
 
 #include "platform/desktop/qt_main_queue.h"
-#include "platform/x11/x11_platform.h"
+#include "platform/x11/x11_window_system.h"
 #include "share/region_capture.h"
 #include "share/shared_screen.h"
 #include "tests/desktop/captured_stream.h"
-#include "tests/fakes/fake_cameras.h"
-#include "tests/fakes/fake_workspace.h"
 #include "tests/fakes/offscreen_application.h"
 #include "tests/support/image_compare.h"
 #include "tests/support/requirements.h"
@@ -56,7 +54,7 @@ protected:
         desktop->movePointer({1200, 700});
         scene = requireScene(*desktop);
         reader = std::move(*x11::Connection::open(desktop->displayName()));
-        auto made = x11::createX11Platform(queue, workspace, cameras, desktop->displayName());
+        auto made = x11::createX11WindowSystem(queue, desktop->displayName());
         ASSERT_TRUE(made) << made.error().message;
         platform = std::move(*made);
         scene->add("content", {.geometry = {0, 0, 900, 600}, .seed = 5});
@@ -168,12 +166,10 @@ protected:
     QtMainQueue queue;
     QTemporaryDir folder;
     AppSettings settings{folder.filePath("settings.conf").toStdString()};
-    FakeWorkspace workspace;
-    FakeCameras cameras;
     std::unique_ptr<PrivateDesktop> desktop;
     std::unique_ptr<Scene> scene;
     std::unique_ptr<x11::Connection> reader;
-    std::unique_ptr<Platform> platform;
+    std::unique_ptr<WindowSystem> platform;
     std::shared_ptr<RegionCapture> capture;
     std::unique_ptr<SharedScreen> sharedScreen;
     std::unique_ptr<CapturedStream> recording;

@@ -1,4 +1,4 @@
-// What is left of a capture when its platform goes.
+// What is left of a capture when its window system goes.
 
 #include "tests/desktop/shared_screen_fixture.h"
 
@@ -7,7 +7,7 @@
 namespace nimbrale::test {
 namespace {
 
-class X11PlatformEndTest : public testing::Test {
+class X11WindowSystemEndTest : public testing::Test {
 protected:
     void SetUp() override
     {
@@ -19,7 +19,7 @@ protected:
     std::unique_ptr<SharedScreenHost> host;
 };
 
-TEST_F(X11PlatformEndTest, aCaptureThatIsStillStoppingIsReleasedOnTheMainThread)
+TEST_F(X11WindowSystemEndTest, aCaptureThatIsStillStoppingIsReleasedOnTheMainThread)
 {
     ASSERT_TRUE(host->start({100, 80, 400, 300}));
     host->screen.reset();
@@ -40,7 +40,7 @@ TEST_F(X11PlatformEndTest, aCaptureThatIsStillStoppingIsReleasedOnTheMainThread)
     EXPECT_EQ(releasedOn, std::this_thread::get_id());
 }
 
-TEST_F(X11PlatformEndTest, aStreamMayGoAfterIt)
+TEST_F(X11WindowSystemEndTest, aStreamMayGoAfterIt)
 {
     SerialQueue queue("Nimbrale.frames");
     ScreenCapture& capture = host->platform->screenCapture();

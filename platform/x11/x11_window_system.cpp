@@ -1,4 +1,4 @@
-#include "platform/x11/x11_platform.h"
+#include "platform/x11/x11_window_system.h"
 
 #include "platform/x11/capture/capture_engine.h"
 #include "platform/x11/capture/x11_screen_capture.h"
@@ -23,14 +23,12 @@ Error connectionLost()
             "The connection to the X server is lost. Nimbrale ends; start it again when the desktop is back."};
 }
 
-class X11Platform final : public Platform {
+class X11WindowSystem final : public WindowSystem {
 public:
-    X11Platform(std::unique_ptr<Connection> connection, MainQueue& mainQueue, Workspace& workspace, Cameras& cameras,
-                const std::string& displayName)
+    X11WindowSystem(std::unique_ptr<Connection> connection, MainQueue& mainQueue, const std::string& displayName)
         : connection_(std::move(connection)), events_(*connection_, [this] { reportLost(); }),
           screens_(*connection_, events_), virtualDisplays_(*connection_, events_, screens_, mainQueue, displayName),
-          panels_(*connection_, events_, screens_, mainQueue, painted_), mainQueue_(mainQueue), workspace_(workspace),
-          cameras_(cameras)
+          panels_(*connection_, events_, screens_, mainQueue, painted_), mainQueue_(mainQueue)
     {
         panels_.setVirtualArea(&virtualDisplays_.area());
     }
@@ -52,14 +50,11 @@ public:
         return {};
     }
 
-    [[nodiscard]] MainQueue& mainQueue() override { return mainQueue_; }
     [[nodiscard]] Screens& screens() override { return screens_; }
     [[nodiscard]] ScreenCapture& screenCapture() override { return *capture_; }
     [[nodiscard]] VirtualDisplays& virtualDisplays() override { return virtualDisplays_; }
     [[nodiscard]] Panels& panels() override { return panels_; }
-    [[nodiscard]] Workspace& workspace() override { return workspace_; }
     [[nodiscard]] SessionLock& sessionLock() override { return panels_.sessionLock(); }
-    [[nodiscard]] Cameras& cameras() override { return cameras_; }
 
 private:
     void reportLost()
@@ -77,8 +72,6 @@ private:
     X11VirtualDisplays virtualDisplays_;
     X11Panels panels_;
     MainQueue& mainQueue_;
-    Workspace& workspace_;
-    Cameras& cameras_;
     bool isLost_ = false;
     std::unique_ptr<CaptureEngine> engine_;
     std::unique_ptr<X11ScreenCapture> capture_;
@@ -86,16 +79,15 @@ private:
 
 } // namespace
 
-Result<std::unique_ptr<Platform>> createX11Platform(MainQueue& mainQueue, Workspace& workspace, Cameras& cameras,
-                                                    const std::string& displayName)
+Result<std::unique_ptr<WindowSystem>> createX11WindowSystem(MainQueue& mainQueue, const std::string& displayName)
 {
     auto connection = Connection::open(displayName);
     if (!connection)
         return tl::make_unexpected(connection.error());
-    auto platform = std::make_unique<X11Platform>(std::move(*connection), mainQueue, workspace, cameras, displayName);
-    if (const Result<void> started = platform->startCapture(displayName); !started)
+    auto windowSystem = std::make_unique<X11WindowSystem>(std::move(*connection), mainQueue, displayName);
+    if (const Result<void> started = windowSystem->startCapture(displayName); !started)
         return tl::make_unexpected(started.error());
-    return platform;
+    return windowSystem;
 }
 
 void activateToolkitWindow(std::uintptr_t nativeWindow, std::optional<EventTime> cause)

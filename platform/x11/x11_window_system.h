@@ -1,8 +1,9 @@
 #pragma once
 
 #include "platform/event_time.h"
-#include "platform/platform.h"
+#include "platform/main_queue.h"
 #include "platform/result.h"
+#include "platform/window_system.h"
 
 #include <cstdint>
 #include <memory>
@@ -11,10 +12,10 @@
 
 namespace nimbrale::x11 {
 
-/// Makes the platform of an X server over what the rest of the system offers, which must outlive it. To be called
-/// before the first window of the application. `displayName` empty means the environment's display.
-[[nodiscard]] Result<std::unique_ptr<Platform>>
-createX11Platform(MainQueue& mainQueue, Workspace& workspace, Cameras& cameras, const std::string& displayName = {});
+/// Connects to an X server. `mainQueue` must outlive it. To be called before the first window of the application.
+/// `displayName` empty means the environment's display.
+[[nodiscard]] Result<std::unique_ptr<WindowSystem>> createX11WindowSystem(MainQueue& mainQueue,
+                                                                          const std::string& displayName = {});
 
 /// Brings a window of the toolkit, which is shown, to the front and gives it the keyboard, for what the user did at
 /// `cause`, or just now. Main thread only, while the toolkit's application object runs on an X server.
