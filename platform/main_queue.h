@@ -18,6 +18,8 @@ class MainQueue {
 public:
     virtual ~MainQueue() = default;
 
+    /// The time by which the timers run: CLOCK_MONOTONIC. Main thread only.
+    [[nodiscard]] virtual std::chrono::nanoseconds now() const = 0;
     /// Runs `work` on the main thread, after everything posted before, and releases it there. Any thread.
     virtual void post(std::function<void()> work) = 0;
     /// Runs `work` once on the main thread, `delay` from now. Main thread only.

@@ -52,6 +52,11 @@ void QtMainQueue::dropPending()
     const std::unique_ptr<QObject> dropped = std::move(delays_);
 }
 
+std::chrono::nanoseconds QtMainQueue::now() const
+{
+    return std::chrono::steady_clock::now().time_since_epoch();
+}
+
 void QtMainQueue::post(std::function<void()> work)
 {
     receiver_.post(std::move(work));

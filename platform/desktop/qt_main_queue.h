@@ -18,6 +18,7 @@ public:
     QtMainQueue(const QtMainQueue&) = delete;
     QtMainQueue& operator=(const QtMainQueue&) = delete;
 
+    [[nodiscard]] std::chrono::nanoseconds now() const override;
     void post(std::function<void()> work) override;
     void postAfter(std::chrono::nanoseconds delay, std::function<void()> work) override;
     [[nodiscard]] std::unique_ptr<Timer> schedule(std::chrono::nanoseconds delay, std::function<void()> work) override;

@@ -119,6 +119,7 @@ TEST_F(X11LayerCostTest, whatDrawingTookIsGivenBackAWhileAfter)
 /// The application's queue, with a count of what is posted.
 class CountingQueue final : public MainQueue {
 public:
+    [[nodiscard]] std::chrono::nanoseconds now() const override { return queue_.now(); }
     void post(std::function<void()> work) override
     {
         ++posts;

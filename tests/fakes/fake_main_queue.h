@@ -18,6 +18,7 @@ namespace nimbrale {
 /// the order in which they were scheduled.
 class FakeMainQueue final : public MainQueue {
 public:
+    [[nodiscard]] std::chrono::nanoseconds now() const override { return now_; }
     void post(std::function<void()> work) override
     {
         const std::lock_guard lock(mutex_);
@@ -61,7 +62,6 @@ public:
         now_ = end;
     }
 
-    [[nodiscard]] std::chrono::nanoseconds now() const { return now_; }
     /// Calls that were posted and have not run.
     [[nodiscard]] std::size_t pendingPosts()
     {

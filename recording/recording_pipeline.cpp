@@ -1,0 +1,131 @@
+#include "recording/recording_pipeline.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace nimbrale {
+
+namespace {
+
+/// How long the last picture may stand before it is written once more. Less than the ticks are apart, which come early
+/// at times.
+constexpr std::chrono::milliseconds longestStill{400};
+/// How late sound may come. Where none has come for longer, there is silence: a source may sleep for hours.
+constexpr std::chrono::seconds soundLag{1};
+
+} // namespace
+
+RecordingPipeline::RecordingPipeline(std::unique_ptr<MovieWriter> writer, std::unique_ptr<SurfaceReader> reader,
+                                     bool recordsAudio)
+    : writer_(std::move(writer)), reader_(std::move(reader))
+{
+    if (recordsAudio)
+        mixer_.emplace();
+}
+
+void RecordingPipeline::takeScreen(const CaptureSample& sample)
+{
+    if (isFinishing_ || !sample.surface || sample.status != FrameStatus::complete)
+        return;
+    // What changed in a picture that is left out comes with the next one that is read.
+    if (!writer_->isReadyForVideo())
+        return;
+    appendPicture(*sample.surface, sample.presentationTime);
+}
+
+void RecordingPipeline::appendPicture(const Surface& surface, std::chrono::nanoseconds time)
+{
+    const Result<SurfaceReader::Picture> picture = reader_->read(surface);
+    if (!picture) {
+        if (picture.error().code != ErrorCode::temporary)
+            fail(picture.error());
+        return;
+    }
+    if (!lastPictureTime_)
+        beginSession(time);
+    writer_->appendVideo(*picture, time);
+    lastPictureTime_ = time;
+    checkWriter();
+}
+
+void RecordingPipeline::beginSession(std::chrono::nanoseconds time)
+{
+    writer_->startSession(time);
+    lastSoundTime_ = time;
+    if (mixer_)
+        mixer_->startTime = time;
+}
+
+void RecordingPipeline::takeAudio(const AudioBuffer& audio, std::chrono::nanoseconds presentationTime)
+{
+    if (isFinishing_ || !mixer_ || !lastPictureTime_)
+        return;
+    addSound(audio, presentationTime);
+    checkWriter();
+}
+
+void RecordingPipeline::addSound(const AudioBuffer& audio, std::chrono::nanoseconds presentationTime)
+{
+    mixer_->add(audio, presentationTime);
+    lastSoundTime_ = std::max(lastSoundTime_, presentationTime);
+    writeMixed(false);
+}
+
+void RecordingPipeline::writeMixed(bool flush)
+{
+    if (const auto mixed = mixer_->output(flush))
+        writer_->appendAudio(mixed->audio, mixed->presentationTime);
+}
+
+void RecordingPipeline::tick(std::chrono::nanoseconds now)
+{
+    if (isFinishing_ || !lastPictureTime_)
+        return;
+    if (mixer_ && now - lastSoundTime_ > 2 * soundLag) {
+        AudioBuffer silence;
+        silence.samples = {0, 0};
+        addSound(silence, now - soundLag);
+    }
+    if (now - *lastPictureTime_ >= longestStill && writer_->isReadyForVideo()) {
+        writer_->repeatVideo(now);
+        lastPictureTime_ = now;
+    }
+    checkWriter();
+}
+
+void RecordingPipeline::checkWriter()
+{
+    if (const std::optional<Error> failure = writer_->failure())
+        fail(*failure);
+}
+
+void RecordingPipeline::fail(const Error& error)
+{
+    if (!std::exchange(hasFailed_, true) && onFailure)
+        onFailure(error);
+}
+
+void RecordingPipeline::finish(std::chrono::nanoseconds now, std::function<void(MovieResult)> completion)
+{
+    isFinishing_ = true;
+    if (!lastPictureTime_) {
+        const std::optional<Error> failure = writer_->failure();
+        writer_->cancel();
+        completion(
+            tl::make_unexpected(failure ? RecorderError::failed(failure->message) : RecorderError::nothingRecorded()));
+        return;
+    }
+    if (mixer_)
+        writeMixed(true);
+    writer_->finish(now, [completion = std::move(completion)](const Result<std::filesystem::path>& movie) {
+        completion(movie.map_error([](const Error& error) { return RecorderError::failed(error.message); }));
+    });
+}
+
+void RecordingPipeline::cancel()
+{
+    isFinishing_ = true;
+    writer_->cancel();
+}
+
+} // namespace nimbrale
