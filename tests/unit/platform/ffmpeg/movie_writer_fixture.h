@@ -70,6 +70,12 @@ protected:
     /// No round number: nothing may count from the clock's zero.
     static constexpr nanoseconds start = std::chrono::seconds(123456) + nanoseconds(789);
 
+    MovieWriterTest()
+    {
+        // What a reader says of pieces that are being written.
+        av_log_set_level(AV_LOG_QUIET);
+    }
+
     [[nodiscard]] MovieSettings settingsFor(int width, int height) const
     {
         return {.file = movie,
@@ -107,6 +113,22 @@ protected:
         std::promise<Result<std::filesystem::path>> promise;
         writer.finish(start + time, [&](auto result) { promise.set_value(std::move(result)); });
         return promise.get_future().get();
+    }
+    /// What a crash would leave as soon as that holds `pictures`; nothing when it doesn't come to that.
+    [[nodiscard]] std::unique_ptr<DecodedMovie> piecesWith(std::size_t pictures) const
+    {
+        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+        while (std::chrono::steady_clock::now() < deadline) {
+            try {
+                auto pieces = std::make_unique<DecodedMovie>(movie.string() + std::string(MoviePlace::suffix));
+                if (pieces->pictures().size() >= pictures)
+                    return pieces;
+            } catch (const std::runtime_error&) {
+                // A piece was being written while it was read.
+            }
+            std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        }
+        return nullptr;
     }
     [[nodiscard]] std::vector<std::string> names() const
     {
