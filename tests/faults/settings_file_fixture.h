@@ -2,17 +2,13 @@
 
 #include "settings/app_settings.h"
 #include "tests/fakes/log_capture.h"
+#include "tests/support/child_process.h"
 
 #include <QDir>
 #include <QFile>
 #include <QTemporaryDir>
 
 #include <gtest/gtest.h>
-
-#include <cstdio>
-#include <functional>
-#include <sys/wait.h>
-#include <unistd.h>
 
 namespace nimbrale {
 
@@ -42,19 +38,5 @@ protected:
 private:
     QTemporaryDir directory_;
 };
-
-/// Runs `work` in a process of its own and gives its exit status; -1 when it did not end by itself.
-inline int runInChild(const std::function<int()>& work)
-{
-    std::fflush(nullptr);
-    const pid_t child = fork();
-    if (child == 0)
-        _exit(work());
-    int status = 0;
-    waitpid(child, &status, 0);
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-}
-
-inline constexpr int couldNotPrepare = 77;
 
 } // namespace nimbrale

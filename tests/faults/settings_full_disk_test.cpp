@@ -1,13 +1,12 @@
 // A disk that takes no more: what is stored stays, and what could not be stored is made up for.
 
 #include "tests/faults/settings_file_fixture.h"
+#include "tests/support/small_disk.h"
 
 #include <gtest/gtest.h>
 
 #include <csignal>
 #include <fcntl.h>
-#include <sched.h>
-#include <sys/mount.h>
 #include <sys/resource.h>
 
 namespace nimbrale {
@@ -50,39 +49,6 @@ TEST_F(SettingsOnFullDiskTest, FailedWriteKeepsTheFileAndIsMadeUpForLater)
     ASSERT_NE(result, couldNotPrepare);
     EXPECT_EQ(result, 0);
 }
-
-/// Writes one of the kernel's files about this process.
-bool tellKernel(const char* name, const std::string& text)
-{
-    QFile file(QStringLiteral("/proc/self/") + name);
-    return file.open(QIODevice::WriteOnly | QIODevice::Unbuffered) && file.write(text.c_str()) > 0;
-}
-
-/// Gives this process file systems of its own, where it may mount, and a user and a group that can own files there.
-bool leaveSharedFileSystems()
-{
-    const std::string user = std::to_string(geteuid());
-    const std::string group = std::to_string(getegid());
-    return unshare(CLONE_NEWUSER | CLONE_NEWNS) == 0 && tellKernel("uid_map", "0 " + user + " 1") &&
-           tellKernel("setgroups", "deny") && tellKernel("gid_map", "0 " + group + " 1");
-}
-
-/// Runs `work` on a file system of its own in place of `directory`, given a way to change that one's size.
-int runOnSmallDisk(const QString& directory, const char* size,
-                   const std::function<int(const std::function<bool(const char* size)>&)>& work)
-{
-    return runInChild([&] {
-        const QByteArray path = directory.toLocal8Bit();
-        const auto mountWith = [&](unsigned long flags, const char* options) {
-            return mount("tmpfs", path.constData(), "tmpfs", flags, options) == 0;
-        };
-        if (!leaveSharedFileSystems() || !mountWith(0, size))
-            return couldNotPrepare;
-        return work([&](const char* newSize) { return mountWith(MS_REMOUNT, newSize); });
-    });
-}
-
-constexpr const char* noSmallDisk = "this system lets the test mount no small file system";
 
 TEST_F(SettingsOnFullDiskTest, OneHugeValueLosesNothing)
 {

@@ -1,0 +1,56 @@
+#include "platform/ffmpeg/av_handles.h"
+
+#include <array>
+#include <new>
+
+extern "C" {
+#include <libavcodec/avcodec.h>
+#include <libavformat/avformat.h>
+}
+
+namespace nimbrale::ffmpeg {
+
+void ReleaseAv::operator()(AVCodecContext* context) const
+{
+    avcodec_free_context(&context);
+}
+
+void ReleaseAv::operator()(AVFormatContext* context) const
+{
+    avformat_free_context(context);
+}
+
+void ReleaseAv::operator()(AVFrame* frame) const
+{
+    av_frame_free(&frame);
+}
+
+void ReleaseAv::operator()(AVPacket* packet) const
+{
+    av_packet_free(&packet);
+}
+
+FrameHandle newFrame()
+{
+    FrameHandle frame(av_frame_alloc());
+    if (!frame)
+        throw std::bad_alloc();
+    return frame;
+}
+
+PacketHandle newPacket()
+{
+    PacketHandle packet(av_packet_alloc());
+    if (!packet)
+        throw std::bad_alloc();
+    return packet;
+}
+
+std::string avErrorText(int code)
+{
+    std::array<char, AV_ERROR_MAX_STRING_SIZE> text{};
+    av_strerror(code, text.data(), text.size());
+    return text.data();
+}
+
+} // namespace nimbrale::ffmpeg

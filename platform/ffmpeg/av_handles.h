@@ -1,0 +1,33 @@
+#pragma once
+
+#include <memory>
+#include <string>
+
+struct AVCodecContext;
+struct AVFormatContext;
+struct AVFrame;
+struct AVPacket;
+
+namespace nimbrale::ffmpeg {
+
+struct ReleaseAv {
+    void operator()(AVCodecContext* context) const;
+    /// Without its `pb`, which whoever set it gives back.
+    void operator()(AVFormatContext* context) const;
+    void operator()(AVFrame* frame) const;
+    void operator()(AVPacket* packet) const;
+};
+
+using CodecContextHandle = std::unique_ptr<AVCodecContext, ReleaseAv>;
+using FormatContextHandle = std::unique_ptr<AVFormatContext, ReleaseAv>;
+using FrameHandle = std::unique_ptr<AVFrame, ReleaseAv>;
+using PacketHandle = std::unique_ptr<AVPacket, ReleaseAv>;
+
+/// These never return null: where there is no memory they throw std::bad_alloc.
+[[nodiscard]] FrameHandle newFrame();
+[[nodiscard]] PacketHandle newPacket();
+
+/// What a libav function's negative result means.
+[[nodiscard]] std::string avErrorText(int code);
+
+} // namespace nimbrale::ffmpeg

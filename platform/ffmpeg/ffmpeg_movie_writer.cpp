@@ -1,0 +1,195 @@
+#include "platform/ffmpeg/ffmpeg_movie_writer.h"
+
+#include "platform/log.h"
+
+#include <algorithm>
+
+namespace nimbrale::ffmpeg {
+
+namespace {
+
+using std::chrono::nanoseconds;
+
+/// Half a second of pictures rides out a busy moment; of large ones fewer, for the memory's sake.
+std::size_t queueCapacityFor(const MovieVideo& video)
+{
+    constexpr std::int64_t memory = 96 << 20;
+    const std::int64_t picture = std::int64_t{video.width} * video.height * 3 / 2;
+    return static_cast<std::size_t>(std::clamp<std::int64_t>(memory / std::max<std::int64_t>(picture, 1), 4, 16));
+}
+
+} // namespace
+
+FfmpegMovieWriter::FfmpegMovieWriter(const MovieSettings& settings, MoviePlace place, std::function<void()> onFailure)
+    : video_(settings.video), onFailure_(std::move(onFailure)), queueCapacity_(queueCapacityFor(settings.video)),
+      pictures_(settings.video.width, settings.video.height), place_(std::move(place)), queue_("Nimbrale.movie")
+{}
+
+FfmpegMovieWriter::~FfmpegMovieWriter()
+{
+    if (stage_ == Stage::writing)
+        isDiscarded_ = true;
+}
+
+Result<std::unique_ptr<MovieWriter>> FfmpegMovieWriter::create(const MovieSettings& settings,
+                                                               std::function<void()> onFailure, nanoseconds patience)
+{
+    Result<MoviePlace> place = MoviePlace::create(settings.file);
+    if (!place)
+        return tl::make_unexpected(place.error());
+    std::unique_ptr<FfmpegMovieWriter> writer(new FfmpegMovieWriter(settings, *std::move(place), std::move(onFailure)));
+    auto encoding =
+        MovieEncoding::create(settings, writer->place_.descriptor(), QueueWatch(writer->queueCapacity_, patience));
+    if (!encoding) {
+        qCWarning(recordingLog, "A movie couldn't be begun: %s", encoding.error().message.c_str());
+        writer->place_.remove();
+        return fail(encoding.error().code,
+                    "The movie couldn't be created in " + settings.file.parent_path().string() + ".");
+    }
+    writer->encoding_ = *std::move(encoding);
+    return writer;
+}
+
+void FfmpegMovieWriter::startSession(nanoseconds time)
+{
+    if (start_)
+        programmingError("a movie's session was started twice");
+    start_ = time;
+}
+
+nanoseconds FfmpegMovieWriter::sinceStart(nanoseconds time) const
+{
+    if (!start_)
+        programmingError("something was appended to a movie before its session was started");
+    return time - *start_;
+}
+
+bool FfmpegMovieWriter::isReadyForVideo() const
+{
+    return waiting_ < queueCapacity_ && !failure();
+}
+
+void FfmpegMovieWriter::appendVideo(const SurfaceReader::Picture& picture, nanoseconds time)
+{
+    const nanoseconds movieTime = std::max(sinceStart(time), nanoseconds(0));
+    if (picture.pixels->width() != video_.width || picture.pixels->height() != video_.height)
+        programmingError("a picture of another size than the movie's was appended to it");
+    if (!isReadyForVideo()) {
+        dropVideo(picture);
+        return;
+    }
+    pictures_.noteChanges(picture.changed);
+    ++waiting_;
+    queue_.post([this, frame = pictures_.convert(*picture.pixels), movieTime]() mutable {
+        encode([&](MovieEncoding& encoding) { return encoding.addPicture(std::move(frame), movieTime, waiting_); });
+        --waiting_;
+    });
+}
+
+void FfmpegMovieWriter::dropVideo(const SurfaceReader::Picture& picture)
+{
+    pictures_.noteChanges(picture.changed);
+    if (!failure())
+        ++dropped_;
+}
+
+void FfmpegMovieWriter::repeatVideo(nanoseconds time)
+{
+    const nanoseconds movieTime = sinceStart(time);
+    if (!isReadyForVideo())
+        return;
+    ++waiting_;
+    queue_.post([this, movieTime] {
+        encode([&](MovieEncoding& encoding) { return encoding.repeatPicture(movieTime); });
+        --waiting_;
+    });
+}
+
+void FfmpegMovieWriter::appendAudio(const AudioBuffer& audio, nanoseconds time)
+{
+    const nanoseconds movieTime = sinceStart(time);
+    queue_.post([this, audio, movieTime] {
+        encode([&](MovieEncoding& encoding) {
+            encoding.addSound(audio, movieTime);
+            return Result<void>();
+        });
+        if (!isSoundPosted_)
+            encodeSound();
+    });
+}
+
+void FfmpegMovieWriter::encodeSound()
+{
+    encode([](MovieEncoding& encoding) { return encoding.encodeSound(); });
+    isSoundPosted_ = isEncoding() && encoding_->hasSound();
+    // In turns with the pictures that wait.
+    if (isSoundPosted_)
+        queue_.post([this] { encodeSound(); });
+}
+
+bool FfmpegMovieWriter::isEncoding() const
+{
+    return encoding_ && !isDiscarded_ && !failure();
+}
+
+void FfmpegMovieWriter::encode(const std::function<Result<void>(MovieEncoding&)>& step)
+{
+    if (!isEncoding())
+        return;
+    if (Result<void> done = step(*encoding_); !done)
+        noteFailure(std::move(done.error()));
+}
+
+void FfmpegMovieWriter::noteFailure(Error error)
+{
+    qCWarning(recordingLog, "A movie can be written no further: %s", error.message.c_str());
+    {
+        const std::lock_guard lock(mutex_);
+        failure_ = std::move(error);
+    }
+    if (onFailure_)
+        onFailure_();
+}
+
+std::optional<Error> FfmpegMovieWriter::failure() const
+{
+    const std::lock_guard lock(mutex_);
+    return failure_;
+}
+
+void FfmpegMovieWriter::finish(nanoseconds time, Completion completion)
+{
+    stage_ = Stage::finishing;
+    const nanoseconds end = start_ ? time - *start_ : nanoseconds(0);
+    queue_.post([this, end, completion = std::move(completion)] { completion(finishMovie(end)); });
+}
+
+Result<std::filesystem::path> FfmpegMovieWriter::finishMovie(nanoseconds end)
+{
+    const bool hasPicture = encoding_->hasPicture();
+    if (hasPicture)
+        encode([&](MovieEncoding& encoding) { return encoding.finish(end); });
+    // Nobody uses the file any more when the encoding is gone.
+    encoding_.reset();
+    if (const std::size_t dropped = dropped_; dropped > 0)
+        qCWarning(recordingLog, "%zu pictures are missing in a movie: they could not be encoded in time.", dropped);
+    if (!hasPicture) {
+        place_.remove();
+        return fail(ErrorCode::permanent, "The movie couldn't be saved.");
+    }
+    return place_.publish();
+}
+
+void FfmpegMovieWriter::cancel()
+{
+    if (stage_ != Stage::writing)
+        return;
+    stage_ = Stage::discarded;
+    isDiscarded_ = true;
+    queue_.post([this] {
+        encoding_.reset();
+        place_.remove();
+    });
+}
+
+} // namespace nimbrale::ffmpeg

@@ -1,0 +1,57 @@
+#pragma once
+
+#include "platform/ffmpeg/audio_encoder.h"
+#include "platform/ffmpeg/encoder_effort.h"
+#include "platform/ffmpeg/piece_writer.h"
+#include "platform/ffmpeg/video_encoder.h"
+
+#include <chrono>
+#include <memory>
+#include <optional>
+
+namespace nimbrale::ffmpeg {
+
+/// Encodes pictures and sound and writes the packets. All times count from the movie's start; what is earlier counts as
+/// the start, for pictures, or is left out, for sound. One thread at a time. After an error only the destructor may be
+/// called.
+class MovieEncoding {
+public:
+    /// `descriptor` is an empty file, which is used as long as this lives. `queue` is of the queue in front.
+    [[nodiscard]] static Result<std::unique_ptr<MovieEncoding>> create(const MovieSettings& settings, int descriptor,
+                                                                       const QueueWatch& queue);
+
+    /// `waiting` pictures are in the queue, this one included.
+    [[nodiscard]] Result<void> addPicture(std::shared_ptr<const AVFrame> picture, std::chrono::nanoseconds time,
+                                          std::size_t waiting);
+    /// The last picture is still shown at `time`, and is in the file up to then.
+    [[nodiscard]] Result<void> repeatPicture(std::chrono::nanoseconds time);
+    /// Keeps the sound for `encodeSound`. Only with sound in the settings.
+    void addSound(const AudioBuffer& sound, std::chrono::nanoseconds time);
+    /// Encodes a second of the sound that is there.
+    [[nodiscard]] Result<void> encodeSound();
+    /// Whether there is more sound to encode.
+    [[nodiscard]] bool hasSound() const { return audio_ && audio_->hasWork(); }
+    /// Whether there was a picture.
+    [[nodiscard]] bool hasPicture() const { return lastPicture_ != nullptr; }
+    /// The movie ends at `time`. There was a picture.
+    [[nodiscard]] Result<void> finish(std::chrono::nanoseconds time);
+
+private:
+    MovieEncoding(const MovieVideo& settings, EncoderEffort effort, const QueueWatch& queue);
+
+    [[nodiscard]] Result<void> encodePicture(std::int64_t tick);
+    [[nodiscard]] bool isKeyPictureDue(std::int64_t tick) const;
+    [[nodiscard]] bool takeLessEffort();
+
+    MovieVideo settings_;
+    EncoderEffort effort_;
+    QueueWatch watch_;
+    std::unique_ptr<VideoEncoder> video_;
+    std::unique_ptr<AudioEncoder> audio_;
+    std::unique_ptr<PieceWriter> pieces_;
+    std::shared_ptr<const AVFrame> lastPicture_;
+    std::int64_t lastTick_ = -1;
+    std::int64_t lastKeyTick_ = -1;
+};
+
+} // namespace nimbrale::ffmpeg

@@ -1,0 +1,245 @@
+// Movies that go wrong: nothing that was whole is lost, and nothing else is left.
+
+#include "tests/support/small_disk.h"
+#include "tests/unit/platform/ffmpeg/movie_writer_fixture.h"
+
+#include <csignal>
+#include <fstream>
+#include <sys/resource.h>
+
+namespace nimbrale::ffmpeg {
+namespace {
+
+using namespace std::chrono_literals;
+using std::chrono::nanoseconds;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+class MovieFailureTest : public MovieWriterTest {
+protected:
+    /// Noise at 30 pictures a second until `end` or until the writer fails; where it got to.
+    static nanoseconds appendNoise(MovieWriter& writer, Screen& screen, nanoseconds from, nanoseconds end)
+    {
+        unsigned seed = 0;
+        nanoseconds time = from;
+        for (; time < end && !writer.failure(); time += 33333333ns) {
+            screen.fillWithNoise(++seed);
+            append(writer, screen, time);
+        }
+        return time;
+    }
+    /// Writes until there is no room any more, and finishes. Returns the number of the check that failed, or 0.
+    int writeBeyondTheRoom(const std::string& message)
+    {
+        Screen screen(320, 240);
+        MovieSettings settings = settingsFor(320, 240);
+        settings.video.averageBitRate *= 8;
+        const auto writer = begin(settings);
+        const nanoseconds reached = appendNoise(*writer, screen, 0s, 60s);
+        if (!writer->failure())
+            return 1;
+        if (writer->failure()->message != message)
+            return 2;
+        if (failures != 1)
+            return 3;
+        if (writer->isReadyForVideo())
+            return 4;
+        append(*writer, screen, reached + 1s); // Is no use, and does no harm.
+        const auto finished = finish(*writer, reached + 2s);
+        if (!finished)
+            return 5;
+        const DecodedMovie decoded(*finished);
+        // The last piece is lost, and as much as its index needs.
+        if (decoded.pictures().size() < 60 || decoded.pictures().back().time < reached - 4s)
+            return 6;
+        return failures == 1 && writer->failure() ? 0 : 7;
+    }
+};
+
+TEST_F(MovieFailureTest, FolderThatIsNotThereIsToldOf)
+{
+    MovieSettings settings = settingsFor(64, 48);
+    settings.file = folder / "missing" / "Movie.mov";
+    const auto writer = FfmpegMovieWriter::create(settings, {});
+    ASSERT_FALSE(writer);
+    EXPECT_EQ(writer.error().message, "The movie couldn't be created in " + (folder / "missing").string() + ".");
+}
+
+TEST_F(MovieFailureTest, SizeThatCannotBeEncodedLeavesNoFile)
+{
+    const auto writer = FfmpegMovieWriter::create(settingsFor(63, 48), {});
+    ASSERT_FALSE(writer);
+    EXPECT_EQ(writer.error().message, "The movie couldn't be created in " + folder.string() + ".");
+    EXPECT_THAT(names(), IsEmpty());
+}
+
+TEST_F(MovieFailureTest, ExistingMovieIsNeverOverwritten)
+{
+    std::ofstream(movie) << "somebody's";
+    Screen screen(64, 48);
+    const auto writer = begin(settingsFor(64, 48));
+    append(*writer, screen, 0s);
+    const auto finished = finish(*writer, 1s);
+    ASSERT_TRUE(finished);
+    EXPECT_EQ(*finished, folder / "Movie 2.mov");
+    EXPECT_EQ(DecodedMovie(*finished).pictures().size(), 2U);
+    EXPECT_EQ(std::filesystem::file_size(movie), 10U);
+}
+
+TEST_F(MovieFailureTest, FinishedMovieIsAllThatIsLeft)
+{
+    Screen screen(64, 48);
+    const auto writer = begin(settingsFor(64, 48));
+    append(*writer, screen, 0s);
+    EXPECT_THAT(names(), ElementsAre("Movie.mov.unfinished"));
+    ASSERT_TRUE(finish(*writer, 1s));
+    EXPECT_THAT(names(), ElementsAre("Movie.mov"));
+}
+
+TEST_F(MovieFailureTest, CancelledMovieIsRemoved)
+{
+    Screen screen(320, 240);
+    auto writer = begin(settingsFor(320, 240));
+    appendNoise(*writer, screen, 0s, 2s);
+    EXPECT_THAT(names(), ElementsAre("Movie.mov.unfinished"));
+    writer->cancel();
+    writer.reset();
+    EXPECT_THAT(names(), IsEmpty());
+    EXPECT_EQ(failures, 0);
+}
+
+TEST_F(MovieFailureTest, MovieWithoutAPictureIsNone)
+{
+    MovieSettings settings = settingsFor(64, 48);
+    settings.audio = MovieAudio{};
+    const auto writer = begin(settings);
+    writer->appendAudio({.samples = std::vector<float>(96000)}, start);
+    const auto finished = finish(*writer, 1s);
+    ASSERT_FALSE(finished);
+    EXPECT_EQ(finished.error().message, "The movie couldn't be saved.");
+    EXPECT_THAT(names(), IsEmpty());
+}
+
+TEST_F(MovieFailureTest, WriterThatGoesUnfinishedLeavesItsPieces)
+{
+    Screen screen(64, 48);
+    auto writer = begin(settingsFor(64, 48));
+    for (nanoseconds time = 0s; time < 4s; time += 1s)
+        append(*writer, screen, time);
+    ASSERT_TRUE(piecesWith(3));
+    writer.reset();
+    EXPECT_THAT(names(), ElementsAre("Movie.mov.unfinished"));
+    EXPECT_TRUE(piecesWith(3));
+}
+
+TEST_F(MovieFailureTest, FinishedMovieIsWholeThoughItsWriterGoesAtOnce)
+{
+    Screen screen(320, 240);
+    auto writer = begin(settingsFor(320, 240));
+    appendNoise(*writer, screen, 0s, 1s);
+    bool isFinished = false;
+    writer->finish(start + 1s, [&](const auto& result) { isFinished = result.has_value(); });
+    writer.reset();
+    EXPECT_TRUE(isFinished);
+    EXPECT_EQ(DecodedMovie(movie).pictures().size(), 31U);
+}
+
+TEST_F(MovieFailureTest, PicturesBeyondTheQueueAreDroppedAndCounted)
+{
+    Screen screen(640, 480);
+    const auto writer = begin(settingsFor(640, 480));
+    constexpr std::size_t count = 120;
+    bool wasEverNotReady = false;
+    for (std::size_t number = 0; number < count; ++number) {
+        screen.fill({static_cast<int>(number % 600), 0, 40, 480}, {static_cast<std::uint8_t>(number), 77, 200});
+        wasEverNotReady |= !writer->isReadyForVideo();
+        writer->appendVideo(screen.picture(), start + nanoseconds(number * std::nano::den / 30));
+    }
+    ASSERT_TRUE(wasEverNotReady);
+    const auto finished = finish(*writer, 5s);
+    ASSERT_TRUE(finished);
+    std::vector<std::string> messages;
+    for (const auto& line : log.lines())
+        messages.push_back(line.message);
+    const DecodedMovie decoded(*finished);
+    // The last one is there again, at the end.
+    const std::size_t missing = count + 1 - decoded.pictures().size();
+    EXPECT_THAT(messages, ElementsAre(std::to_string(missing) +
+                                      " pictures are missing in a movie: they could not be encoded in time."));
+}
+
+TEST_F(MovieFailureTest, LimitOfAFilesSizeLeavesWhatIsWhole)
+{
+    const int result = runInChild([&] {
+        const rlimit limit{2000000, RLIM_INFINITY};
+        if (std::signal(SIGXFSZ, SIG_IGN) == SIG_ERR || setrlimit(RLIMIT_FSIZE, &limit) != 0)
+            return couldNotPrepare;
+        return writeBeyondTheRoom("The recording couldn't be written: File too large.");
+    });
+    ASSERT_NE(result, couldNotPrepare);
+    EXPECT_EQ(result, 0);
+}
+
+TEST_F(MovieFailureTest, FullDiskLeavesWhatIsWhole)
+{
+    const int result = runOnSmallDisk(temporary.path(), "size=2m", [&](const auto&) {
+        return writeBeyondTheRoom("The recording ended because the disk is full.");
+    });
+    if (result == couldNotPrepare)
+        GTEST_SKIP() << noSmallDisk;
+    EXPECT_EQ(result, 0);
+}
+
+/// A process that writes a movie until it is killed.
+class KilledWriterTest : public MovieWriterTest {
+protected:
+    /// Kills a process that has done `write`, as soon as the file holds `pictures`, and gives what it left.
+    std::unique_ptr<DecodedMovie> leftBy(const std::function<void(MovieWriter& writer)>& write, std::size_t pictures)
+    {
+        const pid_t child = fork();
+        if (child == 0) {
+            const auto writer = begin(settingsFor(320, 240));
+            write(*writer);
+            while (true)
+                pause();
+        }
+        const bool isWritten = piecesWith(pictures) != nullptr;
+        kill(child, SIGKILL);
+        int status = 0;
+        waitpid(child, &status, 0);
+        EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL);
+        return isWritten ? piecesWith(pictures) : nullptr;
+    }
+};
+
+TEST_F(KilledWriterTest, LosesLittleOfAMovingScreen)
+{
+    const auto left = leftBy(
+        [](MovieWriter& writer) {
+            Screen screen(320, 240);
+            for (std::size_t number = 0; number < 151; ++number) {
+                screen.fillWithNoise(static_cast<unsigned>(number));
+                append(writer, screen, nanoseconds(number * std::nano::den / 30));
+            }
+        },
+        105);
+    ASSERT_TRUE(left); // Of the 5 seconds that were written, 3.5.
+    EXPECT_GE(left->pictures().back().time, 3466ms);
+}
+
+TEST_F(KilledWriterTest, LosesLittleOfAStillScreen)
+{
+    const auto left = leftBy(
+        [](MovieWriter& writer) {
+            Screen screen(320, 240);
+            append(writer, screen, 0s);
+            for (nanoseconds time = 950ms; time <= 5s; time += 950ms)
+                writer.repeatVideo(start + time);
+        },
+        5);
+    ASSERT_TRUE(left); // Repeated up to 4.75 s; the last but one, of 3.8 s, is shown until then.
+    EXPECT_NEAR(std::chrono::duration<double>(left->pictures().back().time).count(), 3.8, 0.001);
+}
+
+} // namespace
+} // namespace nimbrale::ffmpeg
