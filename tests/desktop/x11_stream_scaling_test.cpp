@@ -2,6 +2,8 @@
 
 #include "tests/desktop/stream_fixture.h"
 
+#include <QPainter>
+
 #include <algorithm>
 #include <cmath>
 
@@ -102,6 +104,49 @@ TEST_F(X11StreamTest, withoutAnAreaTheWholeDisplayIsCapturedAndAllOfItWhenItsSiz
     ASSERT_TRUE(desktop->arrangeOutputs({{0, 0, 640, 360}}));
     EXPECT_TRUE(becomes(desktop->screenshot({0, 0, 640, 360}))) << "now nothing is scaled";
     EXPECT_TRUE(stream->ends.empty());
+}
+
+/// In the middle of a black picture of that size.
+QImage betweenBars(const QImage& picture, QSize size)
+{
+    QImage whole(size, QImage::Format_RGB32);
+    whole.fill(Qt::black);
+    QPainter painter(&whole);
+    painter.drawImage((size.width() - picture.width()) / 2, (size.height() - picture.height()) / 2, picture);
+    return whole;
+}
+
+TEST_F(X11StreamTest, aPictureThatKeepsItsProportionStandsBetweenBlackBars)
+{
+    begin();
+    scene->add("pattern", {.geometry = {0, 0, 1280, 720}, .seed = 5});
+    StreamConfiguration whole = configuration(400, 400);
+    whole.sourceRect.reset();
+    whole.preservesAspectRatio = true;
+    const auto expected = [&](QSize display, QSize inside) {
+        return betweenBars(bilinear(desktop->screenshot(QRect(QPoint(), display)), inside), {400, 400});
+    };
+    ASSERT_TRUE(stream->start(filter(), whole));
+    EXPECT_TRUE(becomes(expected({1280, 720}, {400, 225}), filterTolerance));
+    scene->fill("pattern", {100, 100, 50, 50}, Qt::red);
+    EXPECT_TRUE(becomes(expected({1280, 720}, {400, 225}), filterTolerance));
+    // The bars go from above and below to the sides, and nothing is left of what was there.
+    ASSERT_TRUE(desktop->arrangeOutputs({{0, 0, 400, 800}}));
+    EXPECT_TRUE(becomes(expected({400, 800}, {200, 400}), filterTolerance));
+    ASSERT_TRUE(desktop->arrangeOutputs({{0, 0, 400, 400}}));
+    EXPECT_TRUE(becomes(desktop->screenshot({0, 0, 400, 400}))) << "now nothing is scaled";
+}
+
+TEST_F(X11StreamTest, anOddLastColumnAndRowOfADisplayAreLeftOutOfAnEvenPicture)
+{
+    begin();
+    scene->add("pattern", {.geometry = {0, 0, 1280, 720}, .seed = 5});
+    ASSERT_TRUE(desktop->arrangeOutputs({{0, 0, 641, 361}}));
+    StreamConfiguration whole = configuration(640, 360);
+    whole.sourceRect.reset();
+    whole.preservesAspectRatio = true;
+    ASSERT_TRUE(stream->start(filter(), whole));
+    EXPECT_TRUE(becomes(desktop->screenshot({0, 0, 640, 360})));
 }
 
 } // namespace

@@ -23,17 +23,17 @@ CaptureSession::CaptureSession(MainQueue& mainQueue, std::function<void()> wake,
 
 void CaptureSession::configure(const SessionConfiguration& configuration)
 {
-    const bool isSameSize =
-        configuration.width == configuration_.width && configuration.height == configuration_.height;
+    const bool isSameOutput = configuration.width == configuration_.width &&
+                              configuration.height == configuration_.height && configuration.fit == configuration_.fit;
     configuration_ = configuration;
     pacer_.setInterval(configuration.interval);
     changes_.setSource(configuration.source, pointerVisibility(configuration));
-    if (!isSameSize)
+    if (!isSameOutput)
         changes_.addAll();
     if (!renderer_)
         return;
     displays_->compare(configuration.display);
-    renderer_->setGeometry(configuration.source, configuration.width, configuration.height);
+    renderer_->setGeometry(configuration.source, configuration.width, configuration.height, configuration.fit);
     desktop_->update(changes_);
 }
 
@@ -55,7 +55,7 @@ void CaptureSession::start(Connection& connection, DesktopTracker& desktop, Disp
     displays_ = &displays;
     displays.compare(configuration_.display);
     renderer_ = std::make_unique<FrameRenderer>(connection, std::move(releasePixmap));
-    renderer_->setGeometry(configuration_.source, configuration_.width, configuration_.height);
+    renderer_->setGeometry(configuration_.source, configuration_.width, configuration_.height, configuration_.fit);
     seen_ = std::make_unique<SeenPicture>(connection);
     if (connection.extensions().sync.isPresent) {
         counter_ = {connection, connection.newId()};

@@ -27,6 +27,7 @@ struct SessionConfiguration {
     /// Pixels of the frames.
     int width = 0;
     int height = 0;
+    OutputFit fit = OutputFit::fill;
     std::chrono::nanoseconds interval{};
     bool showsCursor = true;
     /// How many frames may be held before the next one has to wait.

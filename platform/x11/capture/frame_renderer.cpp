@@ -20,13 +20,17 @@ FrameRenderer::FrameRenderer(Connection& connection, std::function<void(xcb_pixm
       unscaled_(connection, std::move(releasePixmap))
 {}
 
-void FrameRenderer::setGeometry(const PixelRect& source, int outputWidth, int outputHeight)
+void FrameRenderer::setGeometry(const PixelRect& source, int outputWidth, int outputHeight, OutputFit fit)
 {
+    const OutputScaling scaling(source.width, source.height, outputWidth, outputHeight, fit);
     if (source != source_)
         frames_.beginScene();
+    // The next frame is drawn whole then.
+    if (source != source_ || scaling != scaling_)
+        areBarsDue_ = scaling.hasBars();
     source_ = source;
     stretchedStorage_ = 0;
-    scaling_ = OutputScaling(source.width, source.height, outputWidth, outputHeight);
+    scaling_ = scaling;
     frames_.setSize(outputWidth, outputHeight);
     if (scaling_.isExact())
         unscaled_.setSize(0, 0);
@@ -43,9 +47,14 @@ FrameRenderer::Frame FrameRenderer::draw(const PixelRegion& dirty, const Compose
     }
     const FramePixmaps::Pixmap& unscaled = this->compose(unscaled_, changed, compose);
     prepareStretching(*unscaled.storage);
-    const PixelRegion changedOutput = scaling_.outputOf(changed);
+    const PixelRegion changedPicture = scaling_.outputOf(changed);
+    const bool drawsBars = std::exchange(areBarsDue_, false);
+    const PixelRegion changedOutput =
+        drawsBars ? PixelRegion(0, 0, scaling_.outputWidth(), scaling_.outputHeight()) : changedPicture;
     const FramePixmaps::Pixmap& frame = frames_.begin(changedOutput);
-    scale(frame, changedOutput);
+    if (drawsBars)
+        paintBars(frame);
+    scale(frame, changedPicture);
     return {frame.storage, changedOutput};
 }
 
@@ -81,9 +90,20 @@ void FrameRenderer::prepareStretching(const SharedPixmap& source)
 
 void FrameRenderer::scale(const FramePixmaps::Pixmap& output, const PixelRegion& changed)
 {
+    const auto left = static_cast<std::int16_t>(scaling_.picture().x);
+    const auto top = static_cast<std::int16_t>(scaling_.picture().y);
     for (const xcb_rectangle_t& rect : changed.serverRects())
         xcb_render_composite(connection_.get(), XCB_RENDER_PICT_OP_SRC, stretched_.get(), XCB_NONE,
-                             output.picture.get(), rect.x, rect.y, 0, 0, rect.x, rect.y, rect.width, rect.height);
+                             output.picture.get(), static_cast<std::int16_t>(rect.x - left),
+                             static_cast<std::int16_t>(rect.y - top), 0, 0, rect.x, rect.y, rect.width, rect.height);
+}
+
+void FrameRenderer::paintBars(const FramePixmaps::Pixmap& output)
+{
+    constexpr xcb_render_color_t black{0, 0, 0, 0xffff};
+    const xcb_rectangle_t all{0, 0, static_cast<std::uint16_t>(scaling_.outputWidth()),
+                              static_cast<std::uint16_t>(scaling_.outputHeight())};
+    xcb_render_fill_rectangles(connection_.get(), XCB_RENDER_PICT_OP_SRC, output.picture.get(), black, 1, &all);
 }
 
 } // namespace nimbrale::x11

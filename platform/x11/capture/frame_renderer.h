@@ -37,8 +37,8 @@ public:
     FrameRenderer& operator=(const FrameRenderer&) = delete;
 
     /// The frames show `source` (root pixels) in so many pixels from now on. The next one has to be drawn whole when
-    /// either differs from before.
-    void setGeometry(const PixelRect& source, int outputWidth, int outputHeight);
+    /// any of it differs from before.
+    void setGeometry(const PixelRect& source, int outputWidth, int outputHeight, OutputFit fit);
     [[nodiscard]] RegionComposer& composer() { return composer_; }
     /// The frame that differs from the one before in `dirty` (root pixels, within the source).
     [[nodiscard]] Frame draw(const PixelRegion& dirty, const Compose& compose);
@@ -46,6 +46,7 @@ public:
 private:
     const FramePixmaps::Pixmap& compose(FramePixmaps& pixmaps, const PixelRegion& changed, const Compose& compose);
     void scale(const FramePixmaps::Pixmap& output, const PixelRegion& changed);
+    void paintBars(const FramePixmaps::Pixmap& output);
     void prepareStretching(const SharedPixmap& source);
 
     Connection& connection_;
@@ -54,6 +55,8 @@ private:
     /// Of the last frame.
     PixelRect sourceBefore_;
     OutputScaling scaling_;
+    /// Whether the next frame has bars beside its picture that the one before has not.
+    bool areBarsDue_ = false;
     /// What is delivered.
     FramePixmaps frames_;
     /// What is scaled: in the source's size, and never delivered. Unused where nothing is scaled.

@@ -26,6 +26,13 @@ int sourcePixels(double side, std::int64_t outputSide)
     return static_cast<int>(std::clamp(side, 0.0, static_cast<double>(std::numeric_limits<std::int32_t>::max())));
 }
 
+/// Of the whole of a display. A movie has even sides: scaled by so little, the whole picture would be blurred, so an
+/// odd last column or row is left out instead.
+int displayPixels(int side, std::int64_t outputSide)
+{
+    return side - outputSide == 1 ? static_cast<int>(outputSide) : side;
+}
+
 Error displayLost()
 {
     return {ErrorCode::captureFailedToStart, "The display that is captured is not connected any more."};
@@ -156,6 +163,8 @@ Result<SessionConfiguration> X11CaptureStream::sessionConfiguration() const
         return tl::make_unexpected(displayLost());
     SessionConfiguration result;
     result.source = display->pixels;
+    result.source.width = displayPixels(display->pixels.width, configuration_.width);
+    result.source.height = displayPixels(display->pixels.height, configuration_.height);
     result.display = {display->nameAtom, display->pixels};
     if (const std::optional<Rect>& region = configuration_.sourceRect) {
         const std::optional<PixelPoint> corner = screens_.pixelOf(region->origin(), filter_.displayID);
@@ -170,6 +179,7 @@ Result<SessionConfiguration> X11CaptureStream::sessionConfiguration() const
         return fail(ErrorCode::captureFailedToStart, "An area of that size cannot be captured.");
     result.width = static_cast<int>(configuration_.width);
     result.height = static_cast<int>(configuration_.height);
+    result.fit = configuration_.preservesAspectRatio ? OutputFit::inside : OutputFit::fill;
     result.interval = boundedInterval(configuration_.minimumFrameInterval);
     result.showsCursor = configuration_.showsCursor;
     result.queueDepth = std::max(1, configuration_.queueDepth);

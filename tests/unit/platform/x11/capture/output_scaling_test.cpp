@@ -88,6 +88,37 @@ TEST(OutputScaling, WhereNothingIsScaledTheChangeIsTheSame)
     EXPECT_FALSE(OutputScaling(300, 200, 301, 200).isExact());
 }
 
+TEST(OutputScaling, AWiderSourceStandsBetweenBarsAboveAndBelow)
+{
+    const OutputScaling scaling(400, 100, 200, 200, OutputFit::inside);
+    EXPECT_TRUE(scaling.hasBars());
+    EXPECT_EQ(scaling.picture(), (PixelRect{0, 75, 200, 50}));
+    EXPECT_DOUBLE_EQ(scaling.horizontalStep(), 2);
+    EXPECT_DOUBLE_EQ(scaling.verticalStep(), 2);
+    EXPECT_EQ(scaling.outputOf({0, 0, 400, 100}).bounds(), (PixelRect{0, 75, 200, 50})) << "never in the bars";
+    EXPECT_EQ(scaling.outputOf({200, 50, 10, 10}).bounds(), (PixelRect{98, 98, 8, 8}));
+}
+
+TEST(OutputScaling, ATallerSourceStandsBetweenBarsOnItsSides)
+{
+    const OutputScaling scaling(100, 400, 640, 360, OutputFit::inside);
+    EXPECT_EQ(scaling.picture(), (PixelRect{275, 0, 90, 360}));
+    EXPECT_FALSE(OutputScaling(100, 400, 640, 360).hasBars());
+}
+
+TEST(OutputScaling, WithinAPixelOfItsProportionTheSourceIsStretched)
+{
+    EXPECT_FALSE(OutputScaling(1367, 769, 1366, 768, OutputFit::inside).hasBars());
+    EXPECT_FALSE(OutputScaling(5120, 2881, 2560, 1440, OutputFit::inside).hasBars());
+    EXPECT_FALSE(OutputScaling(300, 200, 300, 200, OutputFit::inside).hasBars());
+    EXPECT_TRUE(OutputScaling(300, 200, 304, 200, OutputFit::inside).hasBars());
+}
+
+TEST(OutputScaling, TheThinnestSourceIsStillShown)
+{
+    EXPECT_EQ(OutputScaling(4000, 1, 100, 100, OutputFit::inside).picture(), (PixelRect{0, 49, 100, 1}));
+}
+
 TEST(OutputScaling, ChangesApartStayApart)
 {
     const OutputScaling scaling(1000, 1000, 500, 500);
