@@ -26,14 +26,14 @@ struct DecodedPicture {
     std::vector<std::uint8_t> blueChroma;
     std::vector<std::uint8_t> redChroma;
 
-    [[nodiscard]] int lumaAt(int x, int y) const { return luma.at(static_cast<std::size_t>(y * width + x)); }
-    [[nodiscard]] int blueChromaAt(int x, int y) const { return blueChroma.at(chromaIndex(x, y)); }
-    [[nodiscard]] int redChromaAt(int x, int y) const { return redChroma.at(chromaIndex(x, y)); }
+    [[nodiscard]] int lumaAt(int x, int y) const { return luma.at(index(x, y, width)); }
+    [[nodiscard]] int blueChromaAt(int x, int y) const { return blueChroma.at(index(x / 2, y / 2, width / 2)); }
+    [[nodiscard]] int redChromaAt(int x, int y) const { return redChroma.at(index(x / 2, y / 2, width / 2)); }
 
 private:
-    [[nodiscard]] std::size_t chromaIndex(int x, int y) const
+    static std::size_t index(int x, int y, int columns)
     {
-        return static_cast<std::size_t>((y / 2) * (width / 2) + x / 2);
+        return static_cast<std::size_t>(y) * static_cast<std::size_t>(columns) + static_cast<std::size_t>(x);
     }
 };
 

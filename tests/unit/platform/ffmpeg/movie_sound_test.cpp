@@ -212,7 +212,7 @@ TEST_F(MovieSoundTest, StalledSoundHoldsUpNoPicture)
     appendTone(*writer, 500ms, 4s, 480);
     const DecodedMovie decoded = finished(*writer, 4s);
     EXPECT_NEAR(energy(decoded.left(), 100ms, 3900ms), 0.125, 0.005);
-    EXPECT_NEAR(latenessOf(decoded.left(), 1000, 3 * rate, 9600), 0, 0.1);
+    EXPECT_NEAR(latenessOf(decoded.left(), 1000, 144000, 9600), 0, 0.1);
 }
 
 TEST_F(MovieSoundTest, LongSilenceDoesNotHoldUpPictures)
@@ -227,7 +227,7 @@ TEST_F(MovieSoundTest, LongSilenceDoesNotHoldUpPictures)
     append(*writer, screen, 2s);
     const auto pieces = piecesWith(2);
     ASSERT_TRUE(pieces);
-    EXPECT_LT(pieces->left().size(), std::size_t{5 * 60} * rate);
+    EXPECT_LT(pieces->left().size(), std::size_t{300} * rate);
     const DecodedMovie decoded = finished(*writer, 10min + 1s);
     EXPECT_NEAR(decoded.audioDuration().count(), 601, 0.05);
 }
