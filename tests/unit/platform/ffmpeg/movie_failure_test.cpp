@@ -48,7 +48,7 @@ protected:
         const auto finished = finish(*writer, reached + 2s);
         if (!finished)
             return 5;
-        const DecodedMovie decoded(*finished);
+        const PlayedMovie decoded(*finished);
         // The last piece is lost, and as much as its index needs.
         if (decoded.pictures().size() < 60 || decoded.pictures().back().time < reached - 4s)
             return 6;
@@ -82,7 +82,7 @@ TEST_F(MovieFailureTest, ExistingMovieIsNeverOverwritten)
     const auto finished = finish(*writer, 1s);
     ASSERT_TRUE(finished);
     EXPECT_EQ(*finished, folder / "Movie 2.mov");
-    EXPECT_EQ(DecodedMovie(*finished).pictures().size(), 2U);
+    EXPECT_EQ(PlayedMovie(*finished).pictures().size(), 2U);
     EXPECT_EQ(std::filesystem::file_size(movie), 10U);
 }
 
@@ -141,7 +141,7 @@ TEST_F(MovieFailureTest, FinishedMovieIsWholeThoughItsWriterGoesAtOnce)
     writer->finish(start + 1s, [&](const auto& result) { isFinished = result.has_value(); });
     writer.reset();
     EXPECT_TRUE(isFinished);
-    EXPECT_EQ(DecodedMovie(movie).pictures().size(), 31U);
+    EXPECT_EQ(PlayedMovie(movie).pictures().size(), 31U);
 }
 
 TEST_F(MovieFailureTest, PicturesBeyondTheQueueAreDroppedAndCounted)
@@ -161,7 +161,7 @@ TEST_F(MovieFailureTest, PicturesBeyondTheQueueAreDroppedAndCounted)
     std::vector<std::string> messages;
     for (const auto& line : log.lines())
         messages.push_back(line.message);
-    const DecodedMovie decoded(*finished);
+    const PlayedMovie decoded(*finished);
     // The last one is there again, at the end.
     const std::size_t missing = count + 1 - decoded.pictures().size();
     EXPECT_THAT(messages, ElementsAre(std::to_string(missing) +
@@ -194,7 +194,7 @@ TEST_F(MovieFailureTest, FullDiskLeavesWhatIsWhole)
 class KilledWriterTest : public MovieWriterTest {
 protected:
     /// Kills a process that has done `write`, as soon as the file holds `pictures`, and gives what it left.
-    std::unique_ptr<DecodedMovie> leftBy(const std::function<void(MovieWriter& writer)>& write, std::size_t pictures)
+    std::unique_ptr<PlayedMovie> leftBy(const std::function<void(MovieWriter& writer)>& write, std::size_t pictures)
     {
         const pid_t child = fork();
         if (child == 0) {

@@ -18,7 +18,7 @@ extern "C" {
 
 namespace nimbrale::ffmpeg {
 
-struct DecodedPicture {
+struct PlayedPicture {
     std::chrono::nanoseconds time{0};
     bool isKey = false;
     int width = 0;
@@ -39,9 +39,9 @@ private:
 
 /// What a player makes of a movie. The constructor reads all of it and throws std::runtime_error where anything is
 /// broken.
-class DecodedMovie {
+class PlayedMovie {
 public:
-    explicit DecodedMovie(const std::filesystem::path& file)
+    explicit PlayedMovie(const std::filesystem::path& file)
     {
         open(file);
         std::vector<CodecContextHandle> decoders;
@@ -73,11 +73,11 @@ public:
         return std::chrono::duration<double>(static_cast<double>(context_->duration) / AV_TIME_BASE);
     }
     [[nodiscard]] std::int64_t videoBytes() const { return packetBytes_[0]; }
-    [[nodiscard]] const std::vector<DecodedPicture>& pictures() const { return pictures_; }
+    [[nodiscard]] const std::vector<PlayedPicture>& pictures() const { return pictures_; }
     [[nodiscard]] std::vector<std::chrono::nanoseconds> times() const
     {
         std::vector<std::chrono::nanoseconds> all;
-        for (const DecodedPicture& picture : pictures_)
+        for (const PlayedPicture& picture : pictures_)
             all.push_back(picture.time);
         return all;
     }
@@ -185,7 +185,7 @@ private:
     }
 
     std::unique_ptr<AVFormatContext, CloseInput> context_;
-    std::vector<DecodedPicture> pictures_;
+    std::vector<PlayedPicture> pictures_;
     std::vector<float> left_;
     std::vector<float> right_;
     std::array<std::int64_t, 2> packetBytes_{};
