@@ -1,5 +1,6 @@
 #include "platform/ffmpeg/ffmpeg_movie_writer.h"
 
+#include "platform/ffmpeg/movie_index.h"
 #include "platform/log.h"
 
 #include <algorithm>
@@ -166,14 +167,16 @@ void FfmpegMovieWriter::finish(nanoseconds time, Completion completion)
 
 Result<std::filesystem::path> FfmpegMovieWriter::finishMovie(nanoseconds end)
 {
-    const bool hasPicture = encoding_->hasPicture();
-    if (hasPicture)
+    if (encoding_->hasPicture())
         encode([&](MovieEncoding& encoding) { return encoding.finish(end); });
     // Nobody uses the file any more when the encoding is gone.
     encoding_.reset();
     if (const std::size_t dropped = dropped_; dropped > 0)
         qCWarning(recordingLog, "%zu pictures are missing in a movie: they could not be encoded in time.", dropped);
-    if (!hasPicture) {
+    const Result<FinalizedMovie> finalized = finalizeMovie(place_);
+    if (!finalized)
+        return tl::make_unexpected(finalized.error());
+    if (*finalized == FinalizedMovie::empty) {
         place_.remove();
         return fail(ErrorCode::permanent, "The movie couldn't be saved.");
     }

@@ -26,10 +26,10 @@ using Samples = std::uint8_t* __restrict;
 /// What the compiler turns into vector instructions, for the processor of whichever function it is put into.
 [[gnu::always_inline]] inline void lumaRow(Bytes pixels, Samples luma, int width)
 {
-    for (int x = 0; x < width; ++x) {
-        const int blue = pixels[4 * x];
-        const int green = pixels[4 * x + 1];
-        const int red = pixels[4 * x + 2];
+    for (int x = 0; x < width; ++x, pixels += 4) {
+        const int blue = pixels[0];
+        const int green = pixels[1];
+        const int red = pixels[2];
         const int sum = lumaOfBlue * blue + lumaOfGreen * green + lumaOfRed * red + blackLuma * one + one / 2;
         luma[x] = static_cast<std::uint8_t>(sum >> bits);
     }
@@ -38,10 +38,10 @@ using Samples = std::uint8_t* __restrict;
 /// `width` counts chroma samples; the sums are of four pixels, hence two bits more.
 [[gnu::always_inline]] inline void chromaRow(Bytes upper, Bytes lower, Samples blueChroma, Samples redChroma, int width)
 {
-    for (int x = 0; x < width; ++x) {
-        const int blue = upper[8 * x] + upper[8 * x + 4] + lower[8 * x] + lower[8 * x + 4];
-        const int green = upper[8 * x + 1] + upper[8 * x + 5] + lower[8 * x + 1] + lower[8 * x + 5];
-        const int red = upper[8 * x + 2] + upper[8 * x + 6] + lower[8 * x + 2] + lower[8 * x + 6];
+    for (int x = 0; x < width; ++x, upper += 8, lower += 8) {
+        const int blue = upper[0] + upper[4] + lower[0] + lower[4];
+        const int green = upper[1] + upper[5] + lower[1] + lower[5];
+        const int red = upper[2] + upper[6] + lower[2] + lower[6];
         const int offset = noChroma * 4 * one + 2 * one;
         const int blueSum = ownChroma * blue + blueChromaOfGreen * green + blueChromaOfRed * red + offset;
         const int redSum = redChromaOfBlue * blue + redChromaOfGreen * green + ownChroma * red + offset;

@@ -1,14 +1,13 @@
 #pragma once
 
-#include "platform/ffmpeg/av_handles.h"
+#include <gtest/gtest.h>
 
-#include <array>
-#include <chrono>
+#include <algorithm>
+#include <cmath>
 #include <cstdint>
 #include <filesystem>
-#include <memory>
-#include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
 extern "C" {
@@ -18,177 +17,128 @@ extern "C" {
 
 namespace nimbrale::ffmpeg {
 
-struct DecodedPicture {
-    std::chrono::nanoseconds time{0};
-    bool isKey = false;
-    int width = 0;
-    std::vector<std::uint8_t> luma;
-    std::vector<std::uint8_t> blueChroma;
-    std::vector<std::uint8_t> redChroma;
+/// What a player makes of a movie. Times are in 1/90000 s.
+struct DecodedMovie {
+    struct Picture {
+        std::int64_t time = 0;
+        int brightness = 0;
 
-    [[nodiscard]] int lumaAt(int x, int y) const { return luma.at(static_cast<std::size_t>(y * width + x)); }
-    [[nodiscard]] int blueChromaAt(int x, int y) const { return blueChroma.at(chromaIndex(x, y)); }
-    [[nodiscard]] int redChromaAt(int x, int y) const { return redChroma.at(chromaIndex(x, y)); }
-
-private:
-    [[nodiscard]] std::size_t chromaIndex(int x, int y) const
-    {
-        return static_cast<std::size_t>((y / 2) * (width / 2) + x / 2);
-    }
-};
-
-/// What a player makes of a movie. The constructor reads all of it and throws std::runtime_error where anything is
-/// broken.
-class DecodedMovie {
-public:
-    explicit DecodedMovie(const std::filesystem::path& file)
-    {
-        open(file);
-        std::vector<CodecContextHandle> decoders;
-        for (unsigned number = 0; number < context_->nb_streams; ++number)
-            decoders.push_back(openDecoder(*context_->streams[number]));
-        const PacketHandle packet = newPacket();
-        int status = 0;
-        while ((status = av_read_frame(context_.get(), packet.get())) == 0) {
-            const auto stream = static_cast<std::size_t>(packet->stream_index);
-            packetBytes_.at(stream == 0 ? 0 : 1) += packet->size;
-            decode(*decoders.at(stream), packet.get(), *context_->streams[stream]);
-            av_packet_unref(packet.get());
-        }
-        require(status == AVERROR_EOF, "the file is read to its end");
-        for (std::size_t stream = 0; stream < decoders.size(); ++stream)
-            decode(*decoders[stream], nullptr, *context_->streams[stream]);
-    }
-
-    [[nodiscard]] const AVCodecParameters& video() const { return *context_->streams[0]->codecpar; }
-    /// Null without a track of sound.
-    [[nodiscard]] const AVCodecParameters* audio() const
-    {
-        return context_->nb_streams > 1 ? context_->streams[1]->codecpar : nullptr;
-    }
-    [[nodiscard]] std::chrono::duration<double> videoDuration() const { return durationOf(0); }
-    [[nodiscard]] std::chrono::duration<double> audioDuration() const { return durationOf(1); }
-    [[nodiscard]] std::chrono::duration<double> duration() const
-    {
-        return std::chrono::duration<double>(static_cast<double>(context_->duration) / AV_TIME_BASE);
-    }
-    [[nodiscard]] std::int64_t videoBytes() const { return packetBytes_[0]; }
-    [[nodiscard]] const std::vector<DecodedPicture>& pictures() const { return pictures_; }
-    [[nodiscard]] std::vector<std::chrono::nanoseconds> times() const
-    {
-        std::vector<std::chrono::nanoseconds> all;
-        for (const DecodedPicture& picture : pictures_)
-            all.push_back(picture.time);
-        return all;
-    }
-    /// Of the left channel, from the movie's start.
-    [[nodiscard]] const std::vector<float>& left() const { return left_; }
-    [[nodiscard]] const std::vector<float>& right() const { return right_; }
-
-    /// The time of the picture from which a player goes on that was sent to `time`.
-    [[nodiscard]] std::chrono::nanoseconds seekTo(std::chrono::nanoseconds time)
-    {
-        const AVStream& stream = *context_->streams[0];
-        const std::int64_t target = av_rescale_q(time.count(), {1, std::nano::den}, stream.time_base);
-        require(av_seek_frame(context_.get(), 0, target, AVSEEK_FLAG_BACKWARD) >= 0, "the movie can be sought in");
-        const PacketHandle packet = newPacket();
-        while (av_read_frame(context_.get(), packet.get()) == 0) {
-            if (packet->stream_index == 0)
-                return std::chrono::nanoseconds(av_rescale_q(packet->pts, stream.time_base, {1, std::nano::den}));
-            av_packet_unref(packet.get());
-        }
-        throw std::runtime_error("no picture after seeking");
-    }
-
-private:
-    struct CloseInput {
-        void operator()(AVFormatContext* context) const { avformat_close_input(&context); }
+        bool operator==(const Picture&) const = default;
     };
 
-    static void require(bool condition, const std::string& what)
+    bool isReadable = false;
+    /// What the demultiplexer or a decoder complained of.
+    int errors = 0;
+    std::int64_t videoBegin = 0;
+    std::int64_t videoDuration = 0;
+    std::int64_t soundBegin = 0;
+    std::int64_t soundDuration = 0;
+    std::vector<Picture> pictures;
+    /// How long the last picture is shown.
+    std::int64_t lastDuration = 0;
+    /// The loudest sample, of 48000 in a second from the movie's beginning; -1 where nothing is heard.
+    std::int64_t tick = -1;
+
+    static DecodedMovie decode(const std::filesystem::path& file)
     {
-        if (!condition)
-            throw std::runtime_error("not true: " + what);
+        DecodedMovie movie;
+        MovieDecoder decoder(file, movie);
+        decoder.run();
+        return movie;
     }
 
-    void open(const std::filesystem::path& file)
-    {
-        AVFormatContext* context = nullptr;
-        require(avformat_open_input(&context, file.c_str(), nullptr, nullptr) == 0, file.string() + " is a movie");
-        context_.reset(context);
-        require(avformat_find_stream_info(context, nullptr) >= 0, "the movie tells of its streams");
-        require(context->nb_streams > 0 && video().codec_type == AVMEDIA_TYPE_VIDEO, "the first track is the picture");
-        require(context->nb_streams < 2 || audio()->codec_type == AVMEDIA_TYPE_AUDIO, "the second track is the sound");
-    }
-
-    static CodecContextHandle openDecoder(const AVStream& stream)
-    {
-        CodecContextHandle decoder(avcodec_alloc_context3(avcodec_find_decoder(stream.codecpar->codec_id)));
-        require(avcodec_parameters_to_context(decoder.get(), stream.codecpar) == 0, "the track can be decoded");
-        decoder->pkt_timebase = stream.time_base;
-        decoder->err_recognition = AV_EF_EXPLODE | AV_EF_CRCCHECK | AV_EF_BITSTREAM;
-        decoder->thread_count = 1;
-        require(avcodec_open2(decoder.get(), decoder->codec, nullptr) == 0, "the decoder opens");
-        return decoder;
-    }
-
-    void decode(AVCodecContext& decoder, const AVPacket* packet, const AVStream& stream)
-    {
-        require(avcodec_send_packet(&decoder, packet) == 0, "a packet can be decoded");
-        const FrameHandle frame = newFrame();
-        int status = 0;
-        while ((status = avcodec_receive_frame(&decoder, frame.get())) == 0) {
-            if (decoder.codec_type == AVMEDIA_TYPE_VIDEO)
-                keepPicture(*frame, stream.time_base);
-            else
-                keepSound(*frame, stream.time_base);
+private:
+    class MovieDecoder {
+    public:
+        MovieDecoder(const std::filesystem::path& file, DecodedMovie& movie) : movie_(movie)
+        {
+            movie_.isReadable = avformat_open_input(&input_, file.c_str(), nullptr, nullptr) == 0 &&
+                                avformat_find_stream_info(input_, nullptr) >= 0;
         }
-        require(status == AVERROR(EAGAIN) || status == AVERROR_EOF, "a frame is whole");
-    }
-
-    static std::vector<std::uint8_t> planeOf(const AVFrame& frame, int plane, int width, int height)
-    {
-        std::vector<std::uint8_t> samples;
-        for (int y = 0; y < height; ++y) {
-            const std::uint8_t* const row = frame.data[plane] + std::ptrdiff_t{y} * frame.linesize[plane];
-            samples.insert(samples.end(), row, row + width);
+        ~MovieDecoder()
+        {
+            for (AVCodecContext*& decoder : decoders_)
+                avcodec_free_context(&decoder);
+            avformat_close_input(&input_);
         }
-        return samples;
-    }
 
-    void keepPicture(const AVFrame& frame, AVRational timeBase)
-    {
-        require(frame.format == AV_PIX_FMT_YUV420P, "pictures are 4:2:0");
-        pictures_.push_back({.time = std::chrono::nanoseconds(av_rescale_q(frame.pts, timeBase, {1, std::nano::den})),
-                             .isKey = frame.key_frame != 0,
-                             .width = frame.width,
-                             .luma = planeOf(frame, 0, frame.width, frame.height),
-                             .blueChroma = planeOf(frame, 1, frame.width / 2, frame.height / 2),
-                             .redChroma = planeOf(frame, 2, frame.width / 2, frame.height / 2)});
-    }
+        void run()
+        {
+            if (!movie_.isReadable)
+                return;
+            for (unsigned int i = 0; i < input_->nb_streams; ++i)
+                open(*input_->streams[i]);
+            AVPacket* packet = av_packet_alloc();
+            int read = 0;
+            while ((read = av_read_frame(input_, packet)) >= 0) {
+                movie_.errors += packet->flags & AV_PKT_FLAG_CORRUPT ? 1 : 0;
+                const int index = packet->stream_index;
+                if (isVideo(index))
+                    movie_.lastDuration = in90000(packet->duration, index);
+                decode(packet, index);
+                av_packet_unref(packet);
+            }
+            movie_.errors += read == AVERROR_EOF ? 0 : 1;
+            av_packet_free(&packet);
+            for (unsigned int i = 0; i < input_->nb_streams; ++i)
+                decode(nullptr, static_cast<int>(i));
+        }
 
-    void keepSound(const AVFrame& frame, AVRational timeBase)
-    {
-        require(frame.format == AV_SAMPLE_FMT_FLTP && frame.ch_layout.nb_channels == 2, "the sound is stereo");
-        const std::int64_t position = av_rescale_q(frame.pts, timeBase, {1, frame.sample_rate});
-        require(position == static_cast<std::int64_t>(left_.size()), "the sound has no gap");
-        const auto* const left = reinterpret_cast<const float*>(frame.extended_data[0]);
-        const auto* const right = reinterpret_cast<const float*>(frame.extended_data[1]);
-        left_.insert(left_.end(), left, left + frame.nb_samples);
-        right_.insert(right_.end(), right, right + frame.nb_samples);
-    }
+    private:
+        [[nodiscard]] bool isVideo(int stream) const
+        {
+            return input_->streams[stream]->codecpar->codec_type == AVMEDIA_TYPE_VIDEO;
+        }
+        [[nodiscard]] std::int64_t in90000(std::int64_t time, int stream) const
+        {
+            return av_rescale_q(time, input_->streams[stream]->time_base, {1, 90000});
+        }
+        void open(const AVStream& stream)
+        {
+            AVCodecContext* decoder = avcodec_alloc_context3(avcodec_find_decoder(stream.codecpar->codec_id));
+            avcodec_parameters_to_context(decoder, stream.codecpar);
+            decoder->pkt_timebase = stream.time_base;
+            decoder->err_recognition = AV_EF_EXPLODE | AV_EF_CRCCHECK;
+            decoder->thread_count = 1;
+            EXPECT_EQ(avcodec_open2(decoder, nullptr, nullptr), 0);
+            decoders_.push_back(decoder);
+            auto& begin = isVideo(stream.index) ? movie_.videoBegin : movie_.soundBegin;
+            auto& duration = isVideo(stream.index) ? movie_.videoDuration : movie_.soundDuration;
+            begin = in90000(stream.start_time, stream.index);
+            duration = in90000(stream.duration, stream.index);
+        }
+        void decode(const AVPacket* packet, int stream)
+        {
+            AVCodecContext* const decoder = decoders_[static_cast<std::size_t>(stream)];
+            movie_.errors += avcodec_send_packet(decoder, packet) < 0 ? 1 : 0;
+            AVFrame* frame = av_frame_alloc();
+            int received = 0;
+            while ((received = avcodec_receive_frame(decoder, frame)) == 0) {
+                if (isVideo(stream))
+                    movie_.pictures.push_back({in90000(frame->pts, stream), frame->data[0][0]});
+                else
+                    listen(*frame, stream);
+            }
+            movie_.errors += received == AVERROR(EAGAIN) || received == AVERROR_EOF ? 0 : 1;
+            av_frame_free(&frame);
+        }
+        void listen(const AVFrame& frame, int stream)
+        {
+            const std::int64_t begin = av_rescale_q(frame.pts, input_->streams[stream]->time_base, {1, 48000});
+            const auto* const samples = reinterpret_cast<const float*>(frame.data[0]);
+            for (int i = 0; i < frame.nb_samples; ++i) {
+                if (std::abs(samples[i]) > loudest_) {
+                    loudest_ = std::abs(samples[i]);
+                    movie_.tick = begin + i;
+                }
+            }
+        }
 
-    [[nodiscard]] std::chrono::duration<double> durationOf(unsigned number) const
-    {
-        const AVStream& stream = *context_->streams[number];
-        return std::chrono::duration<double>(static_cast<double>(stream.duration) * av_q2d(stream.time_base));
-    }
-
-    std::unique_ptr<AVFormatContext, CloseInput> context_;
-    std::vector<DecodedPicture> pictures_;
-    std::vector<float> left_;
-    std::vector<float> right_;
-    std::array<std::int64_t, 2> packetBytes_{};
+        DecodedMovie& movie_;
+        AVFormatContext* input_ = nullptr;
+        std::vector<AVCodecContext*> decoders_;
+        float loudest_ = 0.1F;
+    };
 };
 
 } // namespace nimbrale::ffmpeg

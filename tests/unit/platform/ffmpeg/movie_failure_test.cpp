@@ -1,5 +1,8 @@
 // Movies that go wrong: nothing that was whole is lost, and nothing else is left.
 
+// First: its functions have the names of types that come with other headers.
+#include "tests/unit/platform/ffmpeg/file_calls.h"
+
 #include "tests/support/small_disk.h"
 #include "tests/unit/platform/ffmpeg/movie_writer_fixture.h"
 
@@ -12,8 +15,11 @@ namespace {
 
 using namespace std::chrono_literals;
 using std::chrono::nanoseconds;
+using testing::AllOf;
 using testing::ElementsAre;
+using testing::HasSubstr;
 using testing::IsEmpty;
+using testing::StartsWith;
 
 class MovieFailureTest : public MovieWriterTest {
 protected:
@@ -48,7 +54,7 @@ protected:
         const auto finished = finish(*writer, reached + 2s);
         if (!finished)
             return 5;
-        const DecodedMovie decoded(*finished);
+        const PlayedMovie decoded(*finished);
         // The last piece is lost, and as much as its index needs.
         if (decoded.pictures().size() < 60 || decoded.pictures().back().time < reached - 4s)
             return 6;
@@ -82,7 +88,7 @@ TEST_F(MovieFailureTest, ExistingMovieIsNeverOverwritten)
     const auto finished = finish(*writer, 1s);
     ASSERT_TRUE(finished);
     EXPECT_EQ(*finished, folder / "Movie 2.mov");
-    EXPECT_EQ(DecodedMovie(*finished).pictures().size(), 2U);
+    EXPECT_EQ(PlayedMovie(*finished).pictures().size(), 2U);
     EXPECT_EQ(std::filesystem::file_size(movie), 10U);
 }
 
@@ -141,7 +147,7 @@ TEST_F(MovieFailureTest, FinishedMovieIsWholeThoughItsWriterGoesAtOnce)
     writer->finish(start + 1s, [&](const auto& result) { isFinished = result.has_value(); });
     writer.reset();
     EXPECT_TRUE(isFinished);
-    EXPECT_EQ(DecodedMovie(movie).pictures().size(), 31U);
+    EXPECT_EQ(PlayedMovie(movie).pictures().size(), 31U);
 }
 
 TEST_F(MovieFailureTest, PicturesBeyondTheQueueAreDroppedAndCounted)
@@ -161,7 +167,7 @@ TEST_F(MovieFailureTest, PicturesBeyondTheQueueAreDroppedAndCounted)
     std::vector<std::string> messages;
     for (const auto& line : log.lines())
         messages.push_back(line.message);
-    const DecodedMovie decoded(*finished);
+    const PlayedMovie decoded(*finished);
     // The last one is there again, at the end.
     const std::size_t missing = count + 1 - decoded.pictures().size();
     EXPECT_THAT(messages, ElementsAre(std::to_string(missing) +
@@ -190,55 +196,23 @@ TEST_F(MovieFailureTest, FullDiskLeavesWhatIsWhole)
     EXPECT_EQ(result, 0);
 }
 
-/// A process that writes a movie until it is killed.
-class KilledWriterTest : public MovieWriterTest {
-protected:
-    /// Kills a process that has done `write`, as soon as the file holds `pictures`, and gives what it left.
-    std::unique_ptr<DecodedMovie> leftBy(const std::function<void(MovieWriter& writer)>& write, std::size_t pictures)
-    {
-        const pid_t child = fork();
-        if (child == 0) {
-            const auto writer = begin(settingsFor(320, 240));
-            write(*writer);
-            while (true)
-                pause();
-        }
-        const bool isWritten = piecesWith(pictures) != nullptr;
-        kill(child, SIGKILL);
-        int status = 0;
-        waitpid(child, &status, 0);
-        EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL);
-        return isWritten ? piecesWith(pictures) : nullptr;
-    }
-};
-
-TEST_F(KilledWriterTest, LosesLittleOfAMovingScreen)
+TEST_F(MovieFailureTest, DiskThatFailsLaterEndsTheMovieAndLeavesItsPieces)
 {
-    const auto left = leftBy(
-        [](MovieWriter& writer) {
-            Screen screen(320, 240);
-            for (std::size_t number = 0; number < 151; ++number) {
-                screen.fillWithNoise(static_cast<unsigned>(number));
-                append(writer, screen, nanoseconds(number * std::nano::den / 30));
-            }
-        },
-        105);
-    ASSERT_TRUE(left); // Of the 5 seconds that were written, 3.5.
-    EXPECT_GE(left->pictures().back().time, 3466ms);
-}
-
-TEST_F(KilledWriterTest, LosesLittleOfAStillScreen)
-{
-    const auto left = leftBy(
-        [](MovieWriter& writer) {
-            Screen screen(320, 240);
-            append(writer, screen, 0s);
-            for (nanoseconds time = 950ms; time <= 5s; time += 950ms)
-                writer.repeatVideo(start + time);
-        },
-        5);
-    ASSERT_TRUE(left); // Repeated up to 4.75 s; the last but one, of 3.8 s, is shown until then.
-    EXPECT_NEAR(std::chrono::duration<double>(left->pictures().back().time).count(), 3.8, 0.001);
+    FileCalls calls;
+    calls.failures["fdatasync"] = EIO;
+    Screen screen(64, 48);
+    const auto writer = begin(settingsFor(64, 48));
+    nanoseconds time = 0s;
+    for (; time < 60s && !writer->failure(); time += 1s)
+        append(*writer, screen, time);
+    ASSERT_TRUE(writer->failure());
+    EXPECT_EQ(writer->failure()->message, "The recording couldn't be written: Input/output error.");
+    EXPECT_EQ(failures, 1);
+    const auto finished = finish(*writer, time);
+    ASSERT_FALSE(finished);
+    EXPECT_THAT(finished.error().message,
+                AllOf(StartsWith("The movie couldn't be saved."), HasSubstr(movie.string() + ".unfinished")));
+    EXPECT_THAT(names(), ElementsAre("Movie.mov.unfinished"));
 }
 
 } // namespace

@@ -12,8 +12,8 @@ using testing::ElementsAre;
 class MoviePictureTest : public MovieWriterTest {
 protected:
     /// A movie of the screen as it is, changed by `draw` before each picture.
-    DecodedMovie movieOf(const MovieSettings& settings, const std::vector<nanoseconds>& times, nanoseconds end,
-                         const std::function<void(Screen& screen, std::size_t picture)>& draw)
+    PlayedMovie movieOf(const MovieSettings& settings, const std::vector<nanoseconds>& times, nanoseconds end,
+                        const std::function<void(Screen& screen, std::size_t picture)>& draw)
     {
         Screen screen(settings.video.width, settings.video.height);
         const auto writer = begin(settings);
@@ -26,7 +26,7 @@ protected:
             throw std::runtime_error(finished.error().message);
         if (const auto failure = writer->failure())
             throw std::runtime_error(failure->message);
-        return DecodedMovie(*finished);
+        return PlayedMovie(*finished);
     }
 };
 
@@ -44,7 +44,7 @@ constexpr nanoseconds tick{std::nano::den / videoTicksPerSecond + 1};
 
 TEST_F(MoviePictureTest, IsHighProfileTaggedAsItWasConverted)
 {
-    const DecodedMovie decoded =
+    const PlayedMovie decoded =
         movieOf(settingsFor(320, 240), evenTimes(10), 333ms,
                 [](Screen& screen, std::size_t picture) { screen.fillWithNoise(static_cast<unsigned>(picture)); });
     EXPECT_EQ(decoded.video().codec_id, AV_CODEC_ID_H264);
@@ -61,7 +61,7 @@ TEST_F(MoviePictureTest, IsHighProfileTaggedAsItWasConverted)
 TEST_F(MoviePictureTest, PicturesKeepTheirTimes)
 {
     const std::vector<nanoseconds> times{0ms, 33333333ns, 40ms, 41ms, 500ms, 517123456ns, 1700ms, 4999ms};
-    const DecodedMovie decoded = movieOf(settingsFor(64, 48), times, 5s, [](Screen& screen, std::size_t picture) {
+    const PlayedMovie decoded = movieOf(settingsFor(64, 48), times, 5s, [](Screen& screen, std::size_t picture) {
         screen.fillAll({static_cast<std::uint8_t>(picture * 30), 0, 0});
     });
     ASSERT_EQ(decoded.pictures().size(), times.size());
@@ -72,7 +72,7 @@ TEST_F(MoviePictureTest, PicturesKeepTheirTimes)
 
 TEST_F(MoviePictureTest, FirstPictureIsShownFromTheStart)
 {
-    const DecodedMovie decoded = movieOf(settingsFor(64, 48), {200ms, 300ms}, 400ms, [](Screen& screen, std::size_t) {
+    const PlayedMovie decoded = movieOf(settingsFor(64, 48), {200ms, 300ms}, 400ms, [](Screen& screen, std::size_t) {
         screen.fillAll({0, 255, 0});
     });
     EXPECT_THAT(decoded.times(), ElementsAre(0ms, 300ms, testing::_));
@@ -84,10 +84,9 @@ TEST_F(MoviePictureTest, KeyPicturesComeEveryTwoSecondsAtAnEvenRate)
     // Half a millisecond early, as a capture can be.
     for (std::size_t picture = 1; picture < times.size(); picture += 3)
         times[picture] -= 500us;
-    const DecodedMovie decoded =
-        movieOf(settingsFor(64, 48), times, 190s / 30, [](Screen& screen, std::size_t picture) {
-            screen.fill({static_cast<int>(picture % 60), 4, 4, 4}, {255, 255, 255});
-        });
+    const PlayedMovie decoded = movieOf(settingsFor(64, 48), times, 190s / 30, [](Screen& screen, std::size_t picture) {
+        screen.fill({static_cast<int>(picture % 60), 4, 4, 4}, {255, 255, 255});
+    });
     std::vector<std::size_t> keys;
     for (std::size_t picture = 0; picture < decoded.pictures().size(); ++picture) {
         if (decoded.pictures()[picture].isKey)
@@ -99,11 +98,11 @@ TEST_F(MoviePictureTest, KeyPicturesComeEveryTwoSecondsAtAnEvenRate)
 TEST_F(MoviePictureTest, KeyPicturesComeByTimeWhereFewPicturesDo)
 {
     const std::vector<nanoseconds> times{0s, 100ms, 1900ms, 2100ms, 3s, 4500ms, 5s, 9s, 10s, 12s};
-    const DecodedMovie decoded = movieOf(settingsFor(64, 48), times, 12010ms, [](Screen& screen, std::size_t picture) {
+    const PlayedMovie decoded = movieOf(settingsFor(64, 48), times, 12010ms, [](Screen& screen, std::size_t picture) {
         screen.fillAll({0, static_cast<std::uint8_t>(picture * 20), 0});
     });
     std::vector<nanoseconds> keys;
-    for (const DecodedPicture& picture : decoded.pictures()) {
+    for (const PlayedPicture& picture : decoded.pictures()) {
         if (picture.isKey)
             keys.push_back(picture.time);
     }
@@ -112,10 +111,10 @@ TEST_F(MoviePictureTest, KeyPicturesComeByTimeWhereFewPicturesDo)
 
 TEST_F(MoviePictureTest, ChangedScenesMakeNoKeyPictures)
 {
-    const DecodedMovie decoded =
+    const PlayedMovie decoded =
         movieOf(settingsFor(128, 96), evenTimes(50), 50s / 30,
                 [](Screen& screen, std::size_t picture) { screen.fillWithNoise(static_cast<unsigned>(picture)); });
-    EXPECT_EQ(std::ranges::count_if(decoded.pictures(), &DecodedPicture::isKey), 1);
+    EXPECT_EQ(std::ranges::count_if(decoded.pictures(), &PlayedPicture::isKey), 1);
 }
 
 TEST_F(MoviePictureTest, StillScreenLastsToTheEndAndCanBeSoughtIn)
@@ -130,12 +129,12 @@ TEST_F(MoviePictureTest, StillScreenLastsToTheEndAndCanBeSoughtIn)
     }
     const auto finished = finish(*writer, 10500ms);
     ASSERT_TRUE(finished);
-    DecodedMovie decoded(*finished);
+    PlayedMovie decoded(*finished);
     EXPECT_NEAR(decoded.duration().count(), 10.5, 0.001);
     EXPECT_NEAR(decoded.videoDuration().count(), 10.5, 0.001);
     EXPECT_EQ(decoded.pictures().size(), 11U);
     EXPECT_LE(std::chrono::abs(decoded.pictures().back().time - (10500ms - 33333333ns)), tick);
-    for (const DecodedPicture& picture : decoded.pictures()) {
+    for (const PlayedPicture& picture : decoded.pictures()) {
         for (const std::uint8_t luma : picture.luma)
             ASSERT_NEAR(luma, decoded.pictures().front().luma.front(), 1);
     }
@@ -145,7 +144,7 @@ TEST_F(MoviePictureTest, StillScreenLastsToTheEndAndCanBeSoughtIn)
 
 TEST_F(MoviePictureTest, OnePictureIsAMovie)
 {
-    const DecodedMovie decoded = movieOf(settingsFor(64, 48), {0s}, 3s, [](Screen& screen, std::size_t) {
+    const PlayedMovie decoded = movieOf(settingsFor(64, 48), {0s}, 3s, [](Screen& screen, std::size_t) {
         screen.fillAll({255, 255, 255});
     });
     EXPECT_NEAR(decoded.videoDuration().count(), 3.0, 0.001);
@@ -165,11 +164,11 @@ TEST_F(MoviePictureTest, FlatColorsComeBack)
                                   {{255, 0, 0}, 32, 240, 118}, {{128, 128, 128}, 126, 128, 128},
                                   {{80, 56, 32}, 61, 141, 117}};
     std::vector<nanoseconds> times = evenTimes(cases.size());
-    const DecodedMovie decoded = movieOf(settingsFor(64, 48), times, 1s, [&](Screen& screen, std::size_t picture) {
+    const PlayedMovie decoded = movieOf(settingsFor(64, 48), times, 1s, [&](Screen& screen, std::size_t picture) {
         screen.fillAll(cases[picture].color);
     });
     for (std::size_t number = 0; number < cases.size(); ++number) {
-        const DecodedPicture& picture = decoded.pictures().at(number);
+        const PlayedPicture& picture = decoded.pictures().at(number);
         EXPECT_NEAR(picture.lumaAt(30, 20), cases[number].luma, 2) << number;
         EXPECT_NEAR(picture.blueChromaAt(30, 20), cases[number].blueChroma, 2) << number;
         EXPECT_NEAR(picture.redChromaAt(30, 20), cases[number].redChroma, 2) << number;
@@ -181,11 +180,11 @@ TEST_F(MoviePictureTest, EdgesAreAtTheirPixels)
     const PixelRect square{37, 21, 15, 9};
     MovieSettings settings = settingsFor(128, 96);
     settings.video.averageBitRate *= 10;
-    const DecodedMovie decoded = movieOf(settings, evenTimes(3), 100ms, [&](Screen& screen, std::size_t picture) {
+    const PlayedMovie decoded = movieOf(settings, evenTimes(3), 100ms, [&](Screen& screen, std::size_t picture) {
         if (picture == 1)
             screen.fill(square, {255, 255, 255});
     });
-    const DecodedPicture& picture = decoded.pictures().at(2);
+    const PlayedPicture& picture = decoded.pictures().at(2);
     for (int y = 0; y < 96; ++y) {
         for (int x = 0; x < 128; ++x)
             ASSERT_EQ(picture.lumaAt(x, y) > 126, square.contains({x, y})) << x << ", " << y;
@@ -203,7 +202,7 @@ TEST_F(MoviePictureTest, ChangesOfDroppedPicturesAreInTheNextOne)
     append(*writer, screen, 100ms);
     const auto finished = finish(*writer, 200ms);
     ASSERT_TRUE(finished);
-    const DecodedMovie decoded(*finished);
+    const PlayedMovie decoded(*finished);
     EXPECT_GT(decoded.pictures().back().lumaAt(10, 10), 200);
     EXPECT_GT(decoded.pictures().back().lumaAt(50, 30), 200);
     EXPECT_LT(decoded.pictures().back().lumaAt(30, 30), 50);
@@ -234,7 +233,7 @@ TEST_F(MoviePictureTest, ManyPlacesThatChangeInTurnsAreAllUpToDate)
     }
     const auto finished = finish(*writer, 10s);
     ASSERT_TRUE(finished);
-    const DecodedMovie decoded(*finished);
+    const PlayedMovie decoded(*finished);
     ASSERT_EQ(decoded.pictures().size(), count);
     for (std::size_t number = 0; number < count; ++number) {
         for (int cell = 0; cell < 256; ++cell) {
@@ -249,7 +248,7 @@ TEST_F(MoviePictureTest, BitRateIsOfTheOrderAskedFor)
 {
     MovieSettings settings = settingsFor(640, 360);
     settings.video.averageBitRate = 2000000;
-    const DecodedMovie decoded = movieOf(settings, evenTimes(240), 8s, [](Screen& screen, std::size_t picture) {
+    const PlayedMovie decoded = movieOf(settings, evenTimes(240), 8s, [](Screen& screen, std::size_t picture) {
         screen.fillWithNoise(static_cast<unsigned>(picture));
     });
     EXPECT_NEAR(static_cast<double>(decoded.videoBytes()) * 8 / 8, 2e6, 0.5e6);
@@ -279,10 +278,10 @@ TEST_F(MoviePictureTest, OverloadedEncoderGoesOnWithLessEffortWithoutABreak)
     const auto finished = finish(*writer, nanoseconds((count + 1) * std::nano::den / 30));
     ASSERT_TRUE(finished);
     EXPECT_FALSE(writer->failure());
-    const DecodedMovie decoded(*finished);
+    const PlayedMovie decoded(*finished);
     ASSERT_EQ(decoded.pictures().size(), count);
     // Besides those of every two seconds there is the first picture of the second encoder.
-    const auto keys = std::ranges::count_if(decoded.pictures(), &DecodedPicture::isKey);
+    const auto keys = std::ranges::count_if(decoded.pictures(), &PlayedPicture::isKey);
     EXPECT_GE(keys, static_cast<std::ptrdiff_t>((count + 59) / 60));
     EXPECT_LE(keys, static_cast<std::ptrdiff_t>((count + 59) / 60 + 1));
 }
@@ -290,7 +289,7 @@ TEST_F(MoviePictureTest, OverloadedEncoderGoesOnWithLessEffortWithoutABreak)
 TEST_F(MoviePictureTest, SmallestAndLargestSizes)
 {
     for (const auto& [width, height] : {std::array{2, 2}, std::array{3840, 2160}, std::array{4, 2160}}) {
-        const DecodedMovie decoded =
+        const PlayedMovie decoded =
             movieOf(settingsFor(width, height), evenTimes(3), 100ms, [](Screen& screen, std::size_t picture) {
                 screen.fillAll({static_cast<std::uint8_t>(picture * 100), 0, 0});
             });

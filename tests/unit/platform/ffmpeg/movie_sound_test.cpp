@@ -81,14 +81,14 @@ protected:
             writer.appendAudio(tone(sample, count), start + timeOf(sample));
         }
     }
-    DecodedMovie finished(MovieWriter& writer, nanoseconds end)
+    PlayedMovie finished(MovieWriter& writer, nanoseconds end)
     {
         const auto result = finish(writer, end);
         if (!result)
             throw std::runtime_error(result.error().message);
         if (const auto failure = writer.failure())
             throw std::runtime_error(failure->message);
-        return DecodedMovie(*result);
+        return PlayedMovie(*result);
     }
 };
 
@@ -97,7 +97,7 @@ TEST_F(MovieSoundTest, IsStereoAacOfTheRateAskedFor)
     const auto writer = beginWithSound();
     appendPictures(*writer, 0s, 2s);
     appendTone(*writer, 0s, 2s, 480);
-    const DecodedMovie decoded = finished(*writer, 2s);
+    const PlayedMovie decoded = finished(*writer, 2s);
     ASSERT_TRUE(decoded.audio());
     EXPECT_EQ(decoded.audio()->codec_id, AV_CODEC_ID_AAC);
     EXPECT_EQ(decoded.audio()->sample_rate, rate);
@@ -113,7 +113,7 @@ TEST_F(MovieSoundTest, ToneIsDecodedAtItsSampleWhateverThePieces)
         appendPictures(*writer, 0s, 1s);
         // The edges, and two tones without a common period, show a shift by whole periods as well.
         appendTone(*writer, 500ms, 900ms, pieceLength);
-        const DecodedMovie decoded = finished(*writer, 1s);
+        const PlayedMovie decoded = finished(*writer, 1s);
         EXPECT_LT(energy(decoded.left(), 100ms, 495ms), 1e-5) << pieceLength;
         EXPECT_NEAR(energy(decoded.left(), 505ms, 895ms), 0.125, 0.01) << pieceLength;
         EXPECT_LT(energy(decoded.left(), 905ms, 1s), 1e-5) << pieceLength;
@@ -128,7 +128,7 @@ TEST_F(MovieSoundTest, GapIsSilenceAndWhatFollowsIsInItsPlace)
     appendPictures(*writer, 0s, 2s);
     appendTone(*writer, 0s, 600ms, 480);
     appendTone(*writer, 1400ms, 2s, 480);
-    const DecodedMovie decoded = finished(*writer, 2s);
+    const PlayedMovie decoded = finished(*writer, 2s);
     EXPECT_NEAR(energy(decoded.left(), 100ms, 595ms), 0.125, 0.01);
     EXPECT_LT(energy(decoded.left(), 605ms, 1395ms), 1e-4);
     EXPECT_NEAR(energy(decoded.left(), 1405ms, 1995ms), 0.125, 0.01);
@@ -145,7 +145,7 @@ TEST_F(MovieSoundTest, OverlapIsCut)
     std::ranges::fill(loud.samples, 0.9F);
     writer->appendAudio(loud, start + 50ms);
     appendTone(*writer, 550ms, 1s, 480);
-    const DecodedMovie decoded = finished(*writer, 1s);
+    const PlayedMovie decoded = finished(*writer, 1s);
     EXPECT_NEAR(energy(decoded.left(), 100ms, 490ms), 0.125, 0.01);
     EXPECT_NEAR(energy(decoded.left(), 505ms, 545ms), 0.81, 0.1);
     EXPECT_NEAR(energy(decoded.left(), 560ms, 995ms), 0.125, 0.01);
@@ -157,7 +157,7 @@ TEST_F(MovieSoundTest, SoundBeforeTheStartIsLeftOut)
     const auto writer = beginWithSound();
     appendPictures(*writer, 0s, 1s);
     appendTone(*writer, -500ms, 1s, 480);
-    const DecodedMovie decoded = finished(*writer, 1s);
+    const PlayedMovie decoded = finished(*writer, 1s);
     EXPECT_NEAR(decoded.audioDuration().count(), 1, 0.05);
     EXPECT_NEAR(latenessOf(decoded.left(), 1000, 4800, 9600), 0, 0.1);
 }
@@ -172,7 +172,7 @@ TEST_F(MovieSoundTest, WhatIsNoSampleIsSilenceAndWhatIsTooLoudIsClipped)
         audio.samples[sample + 1] = sample % 96 < 48 ? 1e30F : -std::numeric_limits<float>::infinity();
     }
     writer->appendAudio(audio, start);
-    const DecodedMovie decoded = finished(*writer, 1s);
+    const PlayedMovie decoded = finished(*writer, 1s);
     EXPECT_LT(energy(decoded.left(), 100ms, 900ms), 1e-3);
     EXPECT_NEAR(energy(decoded.right(), 100ms, 900ms), 0.5, 0.1);
 }
@@ -183,7 +183,7 @@ TEST_F(MovieSoundTest, BothTracksEndTogetherWhateverTheSoundDid)
         const auto writer = beginWithSound();
         appendPictures(*writer, 0s, 3s);
         appendTone(*writer, 0s, soundEnd, 480);
-        const DecodedMovie decoded = finished(*writer, 3s);
+        const PlayedMovie decoded = finished(*writer, 3s);
         ASSERT_TRUE(decoded.audio());
         EXPECT_NEAR(decoded.videoDuration().count(), 3, 0.001) << soundEnd / 1ms;
         EXPECT_NEAR(decoded.audioDuration().count(), soundEnd > 3s ? 3.5 : 3, 0.05) << soundEnd / 1ms;
@@ -195,7 +195,7 @@ TEST_F(MovieSoundTest, ShortestMovieHasBothTracks)
 {
     const auto writer = beginWithSound();
     append(*writer, screen, 0s);
-    const DecodedMovie decoded = finished(*writer, 1ms);
+    const PlayedMovie decoded = finished(*writer, 1ms);
     ASSERT_TRUE(decoded.audio());
     EXPECT_LT(decoded.audioDuration().count(), 0.05);
     EXPECT_EQ(decoded.pictures().size(), 1U);
@@ -210,9 +210,9 @@ TEST_F(MovieSoundTest, StalledSoundHoldsUpNoPicture)
     EXPECT_TRUE(piecesWith(3));
     // What comes late after all is not lost.
     appendTone(*writer, 500ms, 4s, 480);
-    const DecodedMovie decoded = finished(*writer, 4s);
+    const PlayedMovie decoded = finished(*writer, 4s);
     EXPECT_NEAR(energy(decoded.left(), 100ms, 3900ms), 0.125, 0.005);
-    EXPECT_NEAR(latenessOf(decoded.left(), 1000, 3 * rate, 9600), 0, 0.1);
+    EXPECT_NEAR(latenessOf(decoded.left(), 1000, 144000, 9600), 0, 0.1);
 }
 
 TEST_F(MovieSoundTest, LongSilenceDoesNotHoldUpPictures)
@@ -227,8 +227,8 @@ TEST_F(MovieSoundTest, LongSilenceDoesNotHoldUpPictures)
     append(*writer, screen, 2s);
     const auto pieces = piecesWith(2);
     ASSERT_TRUE(pieces);
-    EXPECT_LT(pieces->left().size(), std::size_t{5 * 60} * rate);
-    const DecodedMovie decoded = finished(*writer, 10min + 1s);
+    EXPECT_LT(pieces->left().size(), std::size_t{300} * rate);
+    const PlayedMovie decoded = finished(*writer, 10min + 1s);
     EXPECT_NEAR(decoded.audioDuration().count(), 601, 0.05);
 }
 

@@ -2,7 +2,7 @@
 
 #include "platform/ffmpeg/ffmpeg_movie_writer.h"
 #include "tests/fakes/log_capture.h"
-#include "tests/unit/platform/ffmpeg/decoded_movie.h"
+#include "tests/unit/platform/ffmpeg/played_movie.h"
 
 #include <QTemporaryDir>
 
@@ -115,12 +115,12 @@ protected:
         return promise.get_future().get();
     }
     /// What a crash would leave as soon as that holds `pictures`; nothing when it doesn't come to that.
-    [[nodiscard]] std::unique_ptr<DecodedMovie> piecesWith(std::size_t pictures) const
+    [[nodiscard]] std::unique_ptr<PlayedMovie> piecesWith(std::size_t pictures) const
     {
         const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
         while (std::chrono::steady_clock::now() < deadline) {
             try {
-                auto pieces = std::make_unique<DecodedMovie>(movie.string() + std::string(MoviePlace::suffix));
+                auto pieces = std::make_unique<PlayedMovie>(movie.string() + std::string(MoviePlace::suffix));
                 if (pieces->pictures().size() >= pictures)
                     return pieces;
             } catch (const std::runtime_error&) {

@@ -13,6 +13,11 @@ namespace {
 
 constexpr std::uint8_t untouched = 7;
 
+std::size_t indexOf(int x, int y, int columns)
+{
+    return static_cast<std::size_t>(y) * static_cast<std::size_t>(columns) + static_cast<std::size_t>(x);
+}
+
 /// The three planes of one picture, filled with a value that no conversion of these tests makes everywhere.
 struct Yuv {
     Yuv(int width, int height)
@@ -89,14 +94,14 @@ int worstError(const PixelBuffer& pixels, const Yuv& yuv)
     int worst = 0;
     for (int y = 0; y < pixels.height(); ++y) {
         for (int x = 0; x < pixels.width(); ++x) {
-            const int luma = yuv.luma.at(static_cast<std::size_t>(y * yuv.columns + x));
+            const int luma = yuv.luma.at(indexOf(x, y, yuv.columns));
             worst = std::max(worst, std::abs(luma - exactLuma(colorAt(pixels, x, y))));
         }
     }
     for (int y = 0; y < pixels.height(); y += 2) {
         for (int x = 0; x < pixels.width(); x += 2) {
             const std::array<int, 2> exact = exactChroma(meanOfFour(pixels, x, y));
-            const auto index = static_cast<std::size_t>((y / 2) * (yuv.columns / 2) + x / 2);
+            const auto index = indexOf(x / 2, y / 2, yuv.columns / 2);
             worst = std::max(worst, std::abs(yuv.blueChroma.at(index) - exact[0]));
             worst = std::max(worst, std::abs(yuv.redChroma.at(index) - exact[1]));
         }
@@ -154,9 +159,9 @@ void expectConvertedInside(const PixelBuffer& pixels, const PixelRect& asked, co
     for (int y = 0; y < pixels.height(); ++y) {
         for (int x = 0; x < pixels.width(); ++x) {
             const bool isInside = even.contains({x, y});
-            const auto at = static_cast<std::size_t>(y * part.columns + x);
+            const auto at = indexOf(x, y, part.columns);
             ASSERT_EQ(part.luma[at], isInside ? whole.luma[at] : untouched) << x << ", " << y;
-            const auto half = static_cast<std::size_t>((y / 2) * (part.columns / 2) + x / 2);
+            const auto half = indexOf(x / 2, y / 2, part.columns / 2);
             ASSERT_EQ(part.blueChroma[half], isInside ? whole.blueChroma[half] : untouched) << x << ", " << y;
             ASSERT_EQ(part.redChroma[half], isInside ? whole.redChroma[half] : untouched) << x << ", " << y;
         }
