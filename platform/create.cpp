@@ -1,7 +1,7 @@
 #include "platform/create.h"
 
-#include "platform/desktop/camera_access.h"
 #include "platform/desktop/desktop_session.h"
+#include "platform/desktop/device_access.h"
 #include "platform/desktop/login_session.h"
 #include "platform/desktop/qt_main_queue.h"
 #include "platform/desktop/qt_workspace.h"
@@ -20,6 +20,12 @@
 namespace nimbrale {
 
 namespace {
+
+/// `access` must outlive it.
+pipewire::AccessQuestion questionFor(DeviceAccess& access)
+{
+    return [&access](std::function<void(bool isGranted)> onAnswer) { access.request(std::move(onAnswer)); };
+}
 
 /// The toolkit's parts and, over them, the window system's; they go in the other order.
 class DesktopPlatform final : public Platform {
@@ -66,11 +72,10 @@ private:
     LockReports sessionLock_;
     ScreenSavers screenSavers_{QDBusConnection::sessionBus(), sessionLock_};
     LoginSession loginSession_{QDBusConnection::systemBus(), mainQueue_, sessionLock_};
-    CameraAccess cameraAccess_{QDBusConnection::sessionBus(), mainQueue_};
+    DeviceAccess cameraAccess_{DeviceKind::camera, QDBusConnection::sessionBus(), mainQueue_};
+    pipewire::KnownDevices knownDevices_{mainQueue_};
     std::unique_ptr<Cameras> cameras_ =
-        pipewire::createPipewireCameras(mainQueue_, [this](std::function<void(bool isGranted)> onAnswer) {
-            cameraAccess_.request(std::move(onAnswer));
-        });
+        pipewire::createPipewireCameras(mainQueue_, knownDevices_, questionFor(cameraAccess_));
     std::unique_ptr<Platform> windowSystem_;
     Subscription lockers_;
 };
