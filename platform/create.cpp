@@ -8,6 +8,7 @@
 #include "platform/desktop/screen_savers.h"
 #include "platform/opencv/model_file.h"
 #include "platform/opencv/opencv_person_segmentation.h"
+#include "platform/pipewire/pipewire_audio.h"
 #include "platform/pipewire/pipewire_cameras.h"
 #include "platform/x11/displays/display_scale.h"
 #include "platform/x11/x11_platform.h"
@@ -41,7 +42,7 @@ public:
 
     [[nodiscard]] Result<void> connect()
     {
-        auto windowSystem = x11::createX11Platform(mainQueue_, workspace_, *cameras_);
+        auto windowSystem = x11::createX11Platform({mainQueue_, workspace_, *cameras_, *microphones_, *systemAudio_});
         if (!windowSystem)
             return tl::make_unexpected(windowSystem.error());
         windowSystem_ = std::move(*windowSystem);
@@ -65,6 +66,7 @@ public:
     [[nodiscard]] Workspace& workspace() override { return workspace_; }
     [[nodiscard]] SessionLock& sessionLock() override { return sessionLock_; }
     [[nodiscard]] Cameras& cameras() override { return *cameras_; }
+    [[nodiscard]] Microphones& microphones() override { return *microphones_; }
 
 private:
     QtMainQueue mainQueue_;
@@ -73,9 +75,13 @@ private:
     ScreenSavers screenSavers_{QDBusConnection::sessionBus(), sessionLock_};
     LoginSession loginSession_{QDBusConnection::systemBus(), mainQueue_, sessionLock_};
     DeviceAccess cameraAccess_{DeviceKind::camera, QDBusConnection::sessionBus(), mainQueue_};
+    DeviceAccess microphoneAccess_{DeviceKind::microphone, QDBusConnection::sessionBus(), mainQueue_};
     pipewire::KnownDevices knownDevices_{mainQueue_};
     std::unique_ptr<Cameras> cameras_ =
         pipewire::createPipewireCameras(mainQueue_, knownDevices_, questionFor(cameraAccess_));
+    std::unique_ptr<Microphones> microphones_ =
+        pipewire::createPipewireMicrophones(knownDevices_, questionFor(microphoneAccess_));
+    std::unique_ptr<SystemAudio> systemAudio_ = pipewire::createPipewireSystemAudio();
     std::unique_ptr<Platform> windowSystem_;
     Subscription lockers_;
 };

@@ -25,12 +25,11 @@ Error connectionLost()
 
 class X11Platform final : public Platform {
 public:
-    X11Platform(std::unique_ptr<Connection> connection, MainQueue& mainQueue, Workspace& workspace, Cameras& cameras,
-                const std::string& displayName)
+    X11Platform(std::unique_ptr<Connection> connection, const SessionServices& services, const std::string& displayName)
         : connection_(std::move(connection)), events_(*connection_, [this] { reportLost(); }),
-          screens_(*connection_, events_), virtualDisplays_(*connection_, events_, screens_, mainQueue, displayName),
-          panels_(*connection_, events_, screens_, mainQueue, painted_), mainQueue_(mainQueue), workspace_(workspace),
-          cameras_(cameras)
+          screens_(*connection_, events_),
+          virtualDisplays_(*connection_, events_, screens_, services.mainQueue, displayName),
+          panels_(*connection_, events_, screens_, services.mainQueue, painted_), services_(services)
     {
         panels_.setVirtualArea(&virtualDisplays_.area());
     }
@@ -39,27 +38,29 @@ public:
     {
         CaptureEngine::Callbacks callbacks;
         // The connection that shows a pixmap frees it, after all that it was told to draw from it.
-        callbacks.releasePixmap = [&queue = mainQueue_, connection = connection_->get()](xcb_pixmap_t pixmap) {
+        callbacks.releasePixmap = [&queue = services_.mainQueue, connection = connection_->get()](xcb_pixmap_t pixmap) {
             queue.post([connection, pixmap] { mayFail(connection, xcb_free_pixmap_checked(connection, pixmap)); });
         };
         callbacks.onPointerMoved = [this](std::optional<PixelPoint> position) { screens_.pointer().didMove(position); };
-        callbacks.onLost = [this] { mainQueue_.post([this] { reportLost(); }); };
+        callbacks.onLost = [this] { services_.mainQueue.post([this] { reportLost(); }); };
         auto engine = CaptureEngine::create(displayName, std::move(callbacks), painted_);
         if (!engine)
             return tl::make_unexpected(engine.error());
         engine_ = std::move(*engine);
-        capture_ = std::make_unique<X11ScreenCapture>(*connection_, *engine_, screens_, mainQueue_, displayName);
+        capture_ = std::make_unique<X11ScreenCapture>(*connection_, *engine_, screens_, services_.mainQueue,
+                                                      displayName, &services_.systemAudio);
         return {};
     }
 
-    [[nodiscard]] MainQueue& mainQueue() override { return mainQueue_; }
+    [[nodiscard]] MainQueue& mainQueue() override { return services_.mainQueue; }
     [[nodiscard]] Screens& screens() override { return screens_; }
     [[nodiscard]] ScreenCapture& screenCapture() override { return *capture_; }
     [[nodiscard]] VirtualDisplays& virtualDisplays() override { return virtualDisplays_; }
     [[nodiscard]] Panels& panels() override { return panels_; }
-    [[nodiscard]] Workspace& workspace() override { return workspace_; }
+    [[nodiscard]] Workspace& workspace() override { return services_.workspace; }
     [[nodiscard]] SessionLock& sessionLock() override { return panels_.sessionLock(); }
-    [[nodiscard]] Cameras& cameras() override { return cameras_; }
+    [[nodiscard]] Cameras& cameras() override { return services_.cameras; }
+    [[nodiscard]] Microphones& microphones() override { return services_.microphones; }
 
 private:
     void reportLost()
@@ -76,9 +77,7 @@ private:
     std::shared_ptr<PaintedRegions> painted_ = std::make_shared<PaintedRegions>();
     X11VirtualDisplays virtualDisplays_;
     X11Panels panels_;
-    MainQueue& mainQueue_;
-    Workspace& workspace_;
-    Cameras& cameras_;
+    SessionServices services_;
     bool isLost_ = false;
     std::unique_ptr<CaptureEngine> engine_;
     std::unique_ptr<X11ScreenCapture> capture_;
@@ -86,13 +85,12 @@ private:
 
 } // namespace
 
-Result<std::unique_ptr<Platform>> createX11Platform(MainQueue& mainQueue, Workspace& workspace, Cameras& cameras,
-                                                    const std::string& displayName)
+Result<std::unique_ptr<Platform>> createX11Platform(const SessionServices& services, const std::string& displayName)
 {
     auto connection = Connection::open(displayName);
     if (!connection)
         return tl::make_unexpected(connection.error());
-    auto platform = std::make_unique<X11Platform>(std::move(*connection), mainQueue, workspace, cameras, displayName);
+    auto platform = std::make_unique<X11Platform>(std::move(*connection), services, displayName);
     if (const Result<void> started = platform->startCapture(displayName); !started)
         return tl::make_unexpected(started.error());
     return platform;

@@ -7,6 +7,7 @@
 #include "share/shared_screen.h"
 #include "tests/desktop/displays_host.h"
 #include "tests/fakes/fake_cameras.h"
+#include "tests/fakes/fake_microphones.h"
 #include "tests/fakes/fake_workspace.h"
 
 #include <QTemporaryDir>
@@ -21,7 +22,8 @@ public:
     explicit SharedScreenHost(const PrivateDesktop& desktop)
     {
         startOffscreenApplication();
-        platform = std::move(*x11::createX11Platform(queue, workspace, cameras, desktop.displayName()));
+        platform = std::move(
+            *x11::createX11Platform({queue, workspace, cameras, microphones, systemAudio}, desktop.displayName()));
     }
 
     ~SharedScreenHost() { stop(); }
@@ -80,6 +82,8 @@ public:
     QtMainQueue queue;
     FakeWorkspace workspace;
     FakeCameras cameras;
+    FakeMicrophones microphones;
+    FakeSystemAudio systemAudio;
     QTemporaryDir folder;
     AppSettings settings{folder.filePath("settings.conf").toStdString()};
     std::unique_ptr<Platform> platform;

@@ -7,6 +7,7 @@
 #include "share/shared_screen.h"
 #include "tests/desktop/captured_stream.h"
 #include "tests/fakes/fake_cameras.h"
+#include "tests/fakes/fake_microphones.h"
 #include "tests/fakes/fake_workspace.h"
 #include "tests/fakes/offscreen_application.h"
 #include "tests/support/image_compare.h"
@@ -56,7 +57,8 @@ protected:
         desktop->movePointer({1200, 700});
         scene = requireScene(*desktop);
         reader = std::move(*x11::Connection::open(desktop->displayName()));
-        auto made = x11::createX11Platform(queue, workspace, cameras, desktop->displayName());
+        auto made =
+            x11::createX11Platform({queue, workspace, cameras, microphones, systemAudio}, desktop->displayName());
         ASSERT_TRUE(made) << made.error().message;
         platform = std::move(*made);
         scene->add("content", {.geometry = {0, 0, 900, 600}, .seed = 5});
@@ -170,6 +172,8 @@ protected:
     AppSettings settings{folder.filePath("settings.conf").toStdString()};
     FakeWorkspace workspace;
     FakeCameras cameras;
+    FakeMicrophones microphones;
+    FakeSystemAudio systemAudio;
     std::unique_ptr<PrivateDesktop> desktop;
     std::unique_ptr<Scene> scene;
     std::unique_ptr<x11::Connection> reader;

@@ -5,6 +5,7 @@
 #include "platform/x11/x11_platform.h"
 #include "tests/desktop/captured_stream.h"
 #include "tests/fakes/fake_cameras.h"
+#include "tests/fakes/fake_microphones.h"
 #include "tests/fakes/fake_workspace.h"
 #include "tests/support/private_desktop.h"
 
@@ -39,7 +40,8 @@ public:
     CapturedSession(PrivateDesktop& desktop, const QRect& region, const QRect& ownPanel, const QColor& ownColor)
         : region_(region), factor_(desktop)
     {
-        platform_ = std::move(*x11::createX11Platform(queue_, workspace_, cameras_, desktop.displayName()));
+        platform_ = std::move(
+            *x11::createX11Platform({queue_, workspace_, cameras_, microphones_, systemAudio_}, desktop.displayName()));
         reader_ = std::move(*x11::Connection::open(desktop.displayName()));
         showPanel(ownPanel, ownColor);
         stream_ = std::make_unique<CapturedStream>(platform_->screenCapture(), queue_, *reader_);
@@ -107,6 +109,8 @@ private:
     QtMainQueue queue_;
     FakeWorkspace workspace_;
     FakeCameras cameras_;
+    FakeMicrophones microphones_;
+    FakeSystemAudio systemAudio_;
     std::unique_ptr<Platform> platform_;
     std::unique_ptr<x11::Connection> reader_;
     std::unique_ptr<Panel> panel_;
