@@ -1,13 +1,14 @@
 #include "platform/create.h"
 
-#include "platform/desktop/camera_access.h"
 #include "platform/desktop/desktop_session.h"
+#include "platform/desktop/device_access.h"
 #include "platform/desktop/login_session.h"
 #include "platform/desktop/qt_main_queue.h"
 #include "platform/desktop/qt_workspace.h"
 #include "platform/desktop/screen_savers.h"
 #include "platform/opencv/model_file.h"
 #include "platform/opencv/opencv_person_segmentation.h"
+#include "platform/pipewire/pipewire_audio.h"
 #include "platform/pipewire/pipewire_cameras.h"
 #include "platform/x11/displays/display_scale.h"
 #include "platform/x11/x11_window_system.h"
@@ -20,6 +21,12 @@
 namespace nimbrale {
 
 namespace {
+
+/// `access` must outlive it.
+pipewire::AccessQuestion questionFor(DeviceAccess& access)
+{
+    return [&access](std::function<void(bool isGranted)> onAnswer) { access.request(std::move(onAnswer)); };
+}
 
 /// The toolkit's parts and, over them, the window system's; they go in the other order.
 class DesktopPlatform final : public Platform {
@@ -35,7 +42,7 @@ public:
 
     [[nodiscard]] Result<void> connect()
     {
-        auto windowSystem = x11::createX11WindowSystem(mainQueue_);
+        auto windowSystem = x11::createX11WindowSystem(mainQueue_, *systemAudio_);
         if (!windowSystem)
             return tl::make_unexpected(windowSystem.error());
         windowSystem_ = std::move(*windowSystem);
@@ -59,6 +66,7 @@ public:
     [[nodiscard]] Workspace& workspace() override { return workspace_; }
     [[nodiscard]] SessionLock& sessionLock() override { return sessionLock_; }
     [[nodiscard]] Cameras& cameras() override { return *cameras_; }
+    [[nodiscard]] Microphones& microphones() override { return *microphones_; }
 
 private:
     QtMainQueue mainQueue_;
@@ -66,11 +74,14 @@ private:
     LockReports sessionLock_;
     ScreenSavers screenSavers_{QDBusConnection::sessionBus(), sessionLock_};
     LoginSession loginSession_{QDBusConnection::systemBus(), mainQueue_, sessionLock_};
-    CameraAccess cameraAccess_{QDBusConnection::sessionBus(), mainQueue_};
+    DeviceAccess cameraAccess_{DeviceKind::camera, QDBusConnection::sessionBus(), mainQueue_};
+    DeviceAccess microphoneAccess_{DeviceKind::microphone, QDBusConnection::sessionBus(), mainQueue_};
+    pipewire::KnownDevices knownDevices_{mainQueue_};
     std::unique_ptr<Cameras> cameras_ =
-        pipewire::createPipewireCameras(mainQueue_, [this](std::function<void(bool isGranted)> onAnswer) {
-            cameraAccess_.request(std::move(onAnswer));
-        });
+        pipewire::createPipewireCameras(mainQueue_, knownDevices_, questionFor(cameraAccess_));
+    std::unique_ptr<Microphones> microphones_ =
+        pipewire::createPipewireMicrophones(knownDevices_, questionFor(microphoneAccess_));
+    std::unique_ptr<SystemAudio> systemAudio_ = pipewire::createPipewireSystemAudio();
     std::unique_ptr<WindowSystem> windowSystem_;
     Subscription lockers_;
 };

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/audio_sources.h"
 #include "platform/cameras.h"
 #include "platform/main_queue.h"
 #include "platform/panel.h"
@@ -24,6 +25,7 @@ public:
     [[nodiscard]] virtual Workspace& workspace() = 0;
     [[nodiscard]] virtual SessionLock& sessionLock() = 0;
     [[nodiscard]] virtual Cameras& cameras() = 0;
+    [[nodiscard]] virtual Microphones& microphones() = 0;
 
     /// Called on the main queue when the connection to the desktop is lost; nothing works any more then.
     std::function<void(Error)> onConnectionLost;

@@ -4,7 +4,6 @@
 #include "platform/pipewire/camera_offers.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <spa/buffer/meta.h>
 #include <utility>
 #include <vector>
@@ -12,6 +11,9 @@
 namespace nimbrale::pipewire {
 
 namespace {
+
+/// How long closing may wait for the daemon.
+constexpr std::chrono::milliseconds longestClosing{500};
 
 /// Empty where nothing was written. The chunk lies in memory that another program writes: each value is read once, and
 /// trusted in nothing.
@@ -57,29 +59,6 @@ struct CameraStream::Events {
 
     static void pictureIsThere(void* data) { of(data).takePicture(); }
     static void timePassed(void* data, std::uint64_t /*expirations*/) { of(data).look(); }
-
-    static void done(void* data, std::uint32_t number, int call)
-    {
-        CameraStream& self = of(data);
-        if (number != PW_ID_CORE)
-            return;
-        self.answeredCall_ = call;
-        pw_thread_loop_signal(self.loop_.get(), false);
-    }
-
-    static void failed(void* data, std::uint32_t number, int /*call*/, int result, const char* message)
-    {
-        CameraStream& self = of(data);
-        if (number != PW_ID_CORE || result != -EPIPE) {
-            // Such as that the camera went while something was asked of it; what matters comes as a change of state.
-            qCDebug(webcamLog, "PipeWire about %s: %s", self.device_.id.c_str(), message ? message : "an error");
-            return;
-        }
-        self.isDaemonGone_ = true;
-        self.lose(
-            "stopped, because the system's camera service (PipeWire) ended. It works again when the service does.");
-        pw_thread_loop_signal(self.loop_.get(), false);
-    }
 };
 
 CameraStream::CameraStream(MainQueue& queue, CameraDevice device, Cameras::Handlers handlers,
@@ -102,7 +81,8 @@ CameraStream::~CameraStream()
         const LoopLock lock(loop_.get());
         streamListener_.stop();
         stream_.reset();
-        waitForDaemon();
+        if (connection_ && !connection_->isGone())
+            static_cast<void>(connection_->settle(longestClosing));
     }
     pw_thread_loop_stop(loop_.get());
 }
@@ -112,20 +92,13 @@ bool CameraStream::connect()
     if (!loop_)
         return false;
     pw_loop* const loop = pw_thread_loop_get_loop(loop_.get());
-    context_.reset(pw_context_new(loop, nullptr, 0));
-    if (!context_)
+    connection_ = DaemonConnection::open(
+        loop_.get(), {.onGone = [this] {
+            lose(
+                "stopped, because the system's camera service (PipeWire) ended. It works again when the service does.");
+        }});
+    if (!connection_)
         return false;
-    core_.reset(pw_context_connect(context_.get(), nullptr, 0));
-    if (!core_)
-        return false;
-    static const pw_core_events coreEvents = [] {
-        pw_core_events list{};
-        list.version = PW_VERSION_CORE_EVENTS;
-        list.done = Events::done;
-        list.error = Events::failed;
-        return list;
-    }();
-    pw_core_add_listener(core_.get(), coreListener_.hook(), &coreEvents, this);
 
     watch_ = {loop, pw_loop_add_timer(loop, &Events::timePassed, this)};
     timespec often{1, 0};
@@ -140,7 +113,7 @@ bool CameraStream::startStream()
         PW_KEY_MEDIA_TYPE, "Video", PW_KEY_MEDIA_CATEGORY, "Capture", PW_KEY_MEDIA_ROLE, "Camera", PW_KEY_NODE_NAME,
         "nimbrale-camera", PW_KEY_APP_NAME, "Nimbrale", PW_KEY_APP_ICON_NAME, "nimbrale", PW_KEY_NODE_DONT_RECONNECT,
         "true", PW_KEY_TARGET_OBJECT, device_.id.c_str(), nullptr);
-    stream_.reset(pw_stream_new(core_.get(), "nimbrale-camera", properties)); // It owns the properties.
+    stream_.reset(pw_stream_new(connection_->core(), "nimbrale-camera", properties)); // It owns the properties.
     if (!stream_)
         return false;
     static const pw_stream_events streamEvents = [] {
@@ -157,20 +130,6 @@ bool CameraStream::startStream()
     constexpr auto flags = static_cast<pw_stream_flags>(PW_STREAM_FLAG_AUTOCONNECT | PW_STREAM_FLAG_MAP_BUFFERS);
     return pw_stream_connect(stream_.get(), PW_DIRECTION_INPUT, PW_ID_ANY, flags, formats.list().data(),
                              static_cast<std::uint32_t>(formats.list().size())) == 0;
-}
-
-void CameraStream::waitForDaemon()
-{
-    if (!core_ || isDaemonGone_)
-        return;
-    constexpr std::int64_t patience = 500 * SPA_NSEC_PER_MSEC;
-    timespec end{};
-    pw_thread_loop_get_time(loop_.get(), &end, patience);
-    const int call = pw_core_sync(core_.get(), PW_ID_CORE, 0);
-    while (answeredCall_ != call && !isDaemonGone_) {
-        if (pw_thread_loop_timed_wait_full(loop_.get(), &end) != 0)
-            return;
-    }
 }
 
 void CameraStream::takePicture()

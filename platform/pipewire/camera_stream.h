@@ -3,7 +3,7 @@
 #include "platform/cameras.h"
 #include "platform/main_queue.h"
 #include "platform/pipewire/camera_picture.h"
-#include "platform/pipewire/handles.h"
+#include "platform/pipewire/daemon_connection.h"
 
 #include <atomic>
 #include <chrono>
@@ -33,7 +33,6 @@ private:
 
     [[nodiscard]] bool connect();
     [[nodiscard]] bool startStream();
-    void waitForDaemon();
     void takePicture();
     [[nodiscard]] std::shared_ptr<const BufferSurface> pictureIn(const spa_buffer& buffer);
     void changeFormat(const spa_pod* parameter);
@@ -55,14 +54,10 @@ private:
     bool hasUnreadable_ = false; ///< since the last picture
     bool wasConnected_ = false;
     bool isLost_ = false;
-    bool isDaemonGone_ = false;
-    int answeredCall_ = 0;
 
     ThreadLoop loop_;
     LoopSource watch_;
-    Context context_;
-    Core core_;
-    Listener coreListener_;
+    std::unique_ptr<DaemonConnection> connection_;
     Stream stream_;
     Listener streamListener_;
 };

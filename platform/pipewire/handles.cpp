@@ -11,4 +11,10 @@ ThreadLoop makeThreadLoop(const char* name)
     return ThreadLoop(pw_thread_loop_new(name, nullptr));
 }
 
+timespec timeOf(std::chrono::milliseconds duration)
+{
+    const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(duration);
+    return {seconds.count(), std::chrono::nanoseconds(duration - seconds).count()};
+}
+
 } // namespace nimbrale::pipewire

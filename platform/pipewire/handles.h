@@ -1,5 +1,7 @@
 #pragma once
 
+#include <chrono>
+#include <ctime>
 #include <memory>
 #include <pipewire/pipewire.h>
 #include <utility>
@@ -70,6 +72,9 @@ private:
 /// A loop whose thread does not run yet; null where the system has no threads or descriptors left. `name` may have 15
 /// bytes.
 [[nodiscard]] ThreadLoop makeThreadLoop(const char* name);
+
+/// As the library takes it for timers.
+[[nodiscard]] timespec timeOf(std::chrono::milliseconds duration);
 
 /// A source of a loop, such as a timer. Goes before its loop does.
 class LoopSource {

@@ -25,10 +25,12 @@ Error connectionLost()
 
 class X11WindowSystem final : public WindowSystem {
 public:
-    X11WindowSystem(std::unique_ptr<Connection> connection, MainQueue& mainQueue, const std::string& displayName)
+    X11WindowSystem(std::unique_ptr<Connection> connection, MainQueue& mainQueue, SystemAudio& systemAudio,
+                    const std::string& displayName)
         : connection_(std::move(connection)), events_(*connection_, [this] { reportLost(); }),
           screens_(*connection_, events_), virtualDisplays_(*connection_, events_, screens_, mainQueue, displayName),
-          panels_(*connection_, events_, screens_, mainQueue, painted_), mainQueue_(mainQueue)
+          panels_(*connection_, events_, screens_, mainQueue, painted_), mainQueue_(mainQueue),
+          systemAudio_(systemAudio)
     {
         panels_.setVirtualArea(&virtualDisplays_.area());
     }
@@ -46,7 +48,8 @@ public:
         if (!engine)
             return tl::make_unexpected(engine.error());
         engine_ = std::move(*engine);
-        capture_ = std::make_unique<X11ScreenCapture>(*connection_, *engine_, screens_, mainQueue_, displayName);
+        capture_ = std::make_unique<X11ScreenCapture>(*connection_, *engine_, screens_, mainQueue_, displayName,
+                                                      &systemAudio_);
         return {};
     }
 
@@ -72,6 +75,7 @@ private:
     X11VirtualDisplays virtualDisplays_;
     X11Panels panels_;
     MainQueue& mainQueue_;
+    SystemAudio& systemAudio_;
     bool isLost_ = false;
     std::unique_ptr<CaptureEngine> engine_;
     std::unique_ptr<X11ScreenCapture> capture_;
@@ -79,12 +83,13 @@ private:
 
 } // namespace
 
-Result<std::unique_ptr<WindowSystem>> createX11WindowSystem(MainQueue& mainQueue, const std::string& displayName)
+Result<std::unique_ptr<WindowSystem>> createX11WindowSystem(MainQueue& mainQueue, SystemAudio& systemAudio,
+                                                            const std::string& displayName)
 {
     auto connection = Connection::open(displayName);
     if (!connection)
         return tl::make_unexpected(connection.error());
-    auto windowSystem = std::make_unique<X11WindowSystem>(std::move(*connection), mainQueue, displayName);
+    auto windowSystem = std::make_unique<X11WindowSystem>(std::move(*connection), mainQueue, systemAudio, displayName);
     if (const Result<void> started = windowSystem->startCapture(displayName); !started)
         return tl::make_unexpected(started.error());
     return windowSystem;

@@ -178,6 +178,7 @@ public:
     [[nodiscard]] int frames() const { return frames_; }
     [[nodiscard]] const std::vector<PixelRect>& changed() const { return changed_; }
     [[nodiscard]] x11::Connection& connection() { return *connection_; }
+    [[nodiscard]] x11::CaptureEngine& engine() { return *engine_; }
     [[nodiscard]] x11::X11ScreenCapture& capture() { return *capture_; }
     [[nodiscard]] CaptureStream& stream() { return *stream_; }
     [[nodiscard]] x11::X11Screens& screens() { return *screens_; }

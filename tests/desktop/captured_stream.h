@@ -54,8 +54,14 @@ public:
                 ++frames_;
             });
         });
-        if (!added)
+        if (!added || (onSound && !stream_->addOutput(OutputType::audio, queue_, onSound)))
             return false;
+        return restart();
+    }
+
+    /// Starts it anew after it was stopped or did not start.
+    [[nodiscard]] bool restart()
+    {
         std::optional<bool> isStarted;
         error = {};
         stream_->start([this, &isStarted](const Result<void>& result) {
@@ -119,6 +125,8 @@ public:
 
     /// Called on the stream's queue before the sample reaches the main thread. Set before the start.
     std::function<void(const CaptureSample&)> onSample;
+    /// Called on the stream's queue with each piece of sound. Set before the start.
+    CaptureStream::SampleHandler onSound;
     bool holdsAll = false;
     std::vector<CaptureSample> held;
     std::vector<Error> ends;

@@ -31,7 +31,6 @@ TEST_F(PipewireCamerasTest, CamerasAreListedByTheirNodesNameAndCalledByTheirNick
 
 TEST_F(PipewireCamerasTest, WhichOneTheUserPrefersIsFollowed)
 {
-    requireProgram("pw-metadata");
     const auto first = plugIn({.id = "liked", .name = "Liked camera"});
     const auto second = plugIn({.id = "unliked"});
     ASSERT_TRUE(eventually([&] { return isListed("liked") && isListed("unliked"); }));
@@ -40,14 +39,7 @@ TEST_F(PipewireCamerasTest, WhichOneTheUserPrefersIsFollowed)
     for (const std::string id : {"liked", "unliked", "liked"}) {
         changes = 0;
         const bool wasPreferred = cameras->preferredDevice() == id;
-        Process::Options options;
-        options.environment = pipewire->environment();
-        std::string why;
-        const auto choice = Process::start(
-            "pw-metadata", {"0", "default.configured.video.source", R"({"name":")" + id + R"("})", "Spa:String:JSON"},
-            options, why);
-        ASSERT_TRUE(choice) << why;
-        ASSERT_EQ(choice->waitForEnd(Milliseconds{5000}), 0);
+        prefer("video.source", id);
         EXPECT_TRUE(eventually([&] { return cameras->preferredDevice() == id; })) << id;
         EXPECT_TRUE(changes > 0 || wasPreferred) << id;
     }
@@ -269,14 +261,14 @@ TEST_F(PipewireCamerasTest, WhoWaitsForTheDaemonHardlyEverWakesUp)
     ASSERT_TRUE(eventually([&] { return isListed("waking"); }));
     pipewire->crash(); // Its socket is left, where nobody listens.
     ASSERT_TRUE(eventually([&] { return cameras->devices().empty(); }));
-    const long atCrash = sleepsOf("nimbrale-cams");
+    const long atCrash = sleepsOf("nimbrale-nodes");
     ASSERT_GE(atCrash, 0);
     sleepFor(Milliseconds{2000});
-    const long afterTries = sleepsOf("nimbrale-cams");
+    const long afterTries = sleepsOf("nimbrale-nodes");
     EXPECT_GT(afterTries, atCrash) << "it does not even try";
     sleepFor(Milliseconds{2000});
     // One more try falls into this time, of a few sleeps; ten times a second would be 20 tries.
-    EXPECT_LE(sleepsOf("nimbrale-cams") - afterTries, 8);
+    EXPECT_LE(sleepsOf("nimbrale-nodes") - afterTries, 8);
     ASSERT_TRUE(pipewire->startAgain(reason)) << reason;
     const auto back = plugIn({.id = "back"});
     EXPECT_TRUE(eventually([&] { return isListed("back"); }));
@@ -300,7 +292,11 @@ TEST_F(PipewireCamerasTest, ADaemonThatHangsHoldsNobodyUp)
     EXPECT_LT(timeOf([&] { watcher.close(); }), Milliseconds{1000});
     EXPECT_TRUE(eventually([&] { return !another->losses.empty(); })) << "nobody was told";
     EXPECT_LT(timeOf([&] { another.reset(); }), Milliseconds{1000});
-    EXPECT_LT(timeOf([&] { cameras.reset(); }), Milliseconds{500});
+    EXPECT_LT(timeOf([&] {
+                  cameras.reset();
+                  known.clear();
+              }),
+              Milliseconds{500});
     kill(pipewire->daemon(), SIGCONT);
 }
 

@@ -52,8 +52,8 @@ private:
     std::unique_ptr<OpenCamera> camera_;
 };
 
-/// One private PipeWire for the whole suite, on which each test plugs in its own cameras.
-class PipewireTest : public testing::Test {
+/// One private PipeWire for the whole suite, on which each test plugs in its own devices.
+class PipewireSessionTest : public testing::Test {
 protected:
     static void SetUpTestSuite()
     {
@@ -74,22 +74,8 @@ protected:
         if (!missing.empty())
             GTEST_SKIP() << missing;
         ASSERT_TRUE(pipewire) << reason;
-        cameras = makeCameras();
     }
 
-    [[nodiscard]] std::unique_ptr<Cameras> makeCameras(std::chrono::seconds patience = pipewire::cameraPatience)
-    {
-        return pipewire::createPipewireCameras(
-            queue, [](const std::function<void(bool)>& onAnswer) { onAnswer(true); }, patience);
-    }
-    [[nodiscard]] std::unique_ptr<VirtualCamera> plugIn(const VirtualCamera::Options& options)
-    {
-        std::string why;
-        auto camera = VirtualCamera::start(*pipewire, options, why);
-        if (!camera)
-            failTest(why);
-        return camera;
-    }
     /// Does what is posted to the main thread until the condition holds.
     template <typename Condition>
     [[nodiscard]] bool eventually(Condition condition, Milliseconds patience = Milliseconds{10'000})
@@ -100,6 +86,55 @@ protected:
                 return condition();
             },
             patience);
+    }
+    /// Runs one of PipeWire's own programs to its end.
+    void runProgram(const std::string& name, const std::vector<std::string>& arguments)
+    {
+        requireProgram(name);
+        Process::Options options;
+        options.environment = pipewire->environment();
+        std::string why;
+        const auto program = Process::start(name, arguments, options, why);
+        ASSERT_TRUE(program) << why;
+        ASSERT_EQ(program->waitForEnd(Milliseconds{5000}), 0);
+    }
+    /// What the user prefers; `kind` is one of "audio.source", "audio.sink" and "video.source".
+    void prefer(const std::string& kind, const std::string& id)
+    {
+        runProgram("pw-metadata",
+                   {"0", "default.configured." + kind, R"({"name":")" + id + R"("})", "Spa:String:JSON"});
+    }
+
+    static inline std::string missing;
+    static inline std::string reason;
+    static inline std::unique_ptr<PrivatePipewire> pipewire;
+
+    FakeMainQueue queue;
+};
+
+/// The cameras on it.
+class PipewireTest : public PipewireSessionTest {
+protected:
+    void SetUp() override
+    {
+        PipewireSessionTest::SetUp();
+        if (!IsSkipped() && !HasFatalFailure())
+            cameras = makeCameras();
+    }
+
+    [[nodiscard]] std::unique_ptr<Cameras> makeCameras(std::chrono::seconds patience = pipewire::cameraPatience)
+    {
+        return pipewire::createPipewireCameras(
+            queue, *known.emplace_back(std::make_unique<pipewire::KnownDevices>(queue)),
+            [](const std::function<void(bool)>& onAnswer) { onAnswer(true); }, patience);
+    }
+    [[nodiscard]] std::unique_ptr<VirtualCamera> plugIn(const VirtualCamera::Options& options)
+    {
+        std::string why;
+        auto camera = VirtualCamera::start(*pipewire, options, why);
+        if (!camera)
+            failTest(why);
+        return camera;
     }
     [[nodiscard]] bool isListed(const std::string& id) const
     {
@@ -112,11 +147,7 @@ protected:
         return eventually([&] { return watcher.count() >= wanted; });
     }
 
-    static inline std::string missing;
-    static inline std::string reason;
-    static inline std::unique_ptr<PrivatePipewire> pipewire;
-
-    FakeMainQueue queue;
+    std::vector<std::unique_ptr<pipewire::KnownDevices>> known; ///< one for each of the cameras that were made
     std::unique_ptr<Cameras> cameras;
 };
 

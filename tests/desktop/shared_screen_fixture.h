@@ -6,6 +6,7 @@
 #include "share/region_capture.h"
 #include "share/shared_screen.h"
 #include "tests/desktop/displays_host.h"
+#include "tests/fakes/fake_microphones.h"
 
 #include <QTemporaryDir>
 
@@ -19,7 +20,7 @@ public:
     explicit SharedScreenHost(const PrivateDesktop& desktop)
     {
         startOffscreenApplication();
-        platform = std::move(*x11::createX11WindowSystem(queue, desktop.displayName()));
+        platform = std::move(*x11::createX11WindowSystem(queue, systemAudio, desktop.displayName()));
     }
 
     ~SharedScreenHost() { stop(); }
@@ -76,6 +77,7 @@ public:
 
     // Before the platform, so that they go after it.
     QtMainQueue queue;
+    FakeSystemAudio systemAudio;
     QTemporaryDir folder;
     AppSettings settings{folder.filePath("settings.conf").toStdString()};
     std::unique_ptr<WindowSystem> platform;

@@ -6,6 +6,7 @@
 #include "share/region_capture.h"
 #include "share/shared_screen.h"
 #include "tests/desktop/captured_stream.h"
+#include "tests/fakes/fake_microphones.h"
 #include "tests/fakes/offscreen_application.h"
 #include "tests/support/image_compare.h"
 #include "tests/support/requirements.h"
@@ -54,7 +55,7 @@ protected:
         desktop->movePointer({1200, 700});
         scene = requireScene(*desktop);
         reader = std::move(*x11::Connection::open(desktop->displayName()));
-        auto made = x11::createX11WindowSystem(queue, desktop->displayName());
+        auto made = x11::createX11WindowSystem(queue, systemAudio, desktop->displayName());
         ASSERT_TRUE(made) << made.error().message;
         platform = std::move(*made);
         scene->add("content", {.geometry = {0, 0, 900, 600}, .seed = 5});
@@ -166,6 +167,7 @@ protected:
     QtMainQueue queue;
     QTemporaryDir folder;
     AppSettings settings{folder.filePath("settings.conf").toStdString()};
+    FakeSystemAudio systemAudio;
     std::unique_ptr<PrivateDesktop> desktop;
     std::unique_ptr<Scene> scene;
     std::unique_ptr<x11::Connection> reader;

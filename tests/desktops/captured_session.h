@@ -4,6 +4,7 @@
 #include "platform/x11/displays/display_scale.h"
 #include "platform/x11/x11_window_system.h"
 #include "tests/desktop/captured_stream.h"
+#include "tests/fakes/fake_microphones.h"
 #include "tests/support/private_desktop.h"
 
 #include <QColor>
@@ -37,7 +38,7 @@ public:
     CapturedSession(PrivateDesktop& desktop, const QRect& region, const QRect& ownPanel, const QColor& ownColor)
         : region_(region), factor_(desktop)
     {
-        platform_ = std::move(*x11::createX11WindowSystem(queue_, desktop.displayName()));
+        platform_ = std::move(*x11::createX11WindowSystem(queue_, systemAudio_, desktop.displayName()));
         reader_ = std::move(*x11::Connection::open(desktop.displayName()));
         showPanel(ownPanel, ownColor);
         stream_ = std::make_unique<CapturedStream>(platform_->screenCapture(), queue_, *reader_);
@@ -103,6 +104,7 @@ private:
     ToolkitFactor factor_;
     // Before the platform, so that they go after it.
     QtMainQueue queue_;
+    FakeSystemAudio systemAudio_;
     std::unique_ptr<WindowSystem> platform_;
     std::unique_ptr<x11::Connection> reader_;
     std::unique_ptr<Panel> panel_;

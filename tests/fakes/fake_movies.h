@@ -63,6 +63,7 @@ public:
     {
         movie_->pictures.push_back(time);
     }
+    void dropVideo(const SurfaceReader::Picture&) override {}
     void repeatVideo(std::chrono::nanoseconds time) override { movie_->repeats.push_back(time); }
     void appendAudio(const AudioBuffer& audio, std::chrono::nanoseconds time) override
     {
@@ -89,7 +90,7 @@ public:
         std::function<void(std::vector<RecoveredMovie> movies)> completion;
     };
 
-    [[nodiscard]] Result<std::unique_ptr<MovieWriter>> create(const MovieSettings& settings) override
+    [[nodiscard]] Result<std::unique_ptr<MovieWriter>> create(const MovieSettings& settings, std::function<void()>) override
     {
         if (createError)
             return tl::make_unexpected(*createError);

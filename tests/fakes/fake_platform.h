@@ -3,6 +3,7 @@
 #include "platform/platform.h"
 #include "tests/fakes/fake_cameras.h"
 #include "tests/fakes/fake_main_queue.h"
+#include "tests/fakes/fake_microphones.h"
 #include "tests/fakes/fake_panels.h"
 #include "tests/fakes/fake_screen_capture.h"
 #include "tests/fakes/fake_screens.h"
@@ -22,6 +23,7 @@ public:
     [[nodiscard]] FakeWorkspace& workspace() override { return workspace_; }
     [[nodiscard]] LockReports& sessionLock() override { return sessionLock_; }
     [[nodiscard]] FakeCameras& cameras() override { return cameras_; }
+    [[nodiscard]] FakeMicrophones& microphones() override { return microphones_; }
 
 private:
     FakeMainQueue mainQueue_;
@@ -33,6 +35,7 @@ private:
     /// Locked while a test reports it so.
     LockReports sessionLock_;
     FakeCameras cameras_;
+    FakeMicrophones microphones_;
 };
 
 } // namespace nimbrale

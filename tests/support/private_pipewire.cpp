@@ -98,29 +98,25 @@ bool PrivatePipewire::startAgain(std::string& reason)
     return startPrograms(reason);
 }
 
-std::unique_ptr<VirtualCamera> VirtualCamera::start(const PrivatePipewire& pipewire, const Options& options,
-                                                    std::string& reason)
+std::unique_ptr<Process> VirtualDevice::startProgram(const PrivatePipewire& pipewire, const std::string& name,
+                                                     const std::string& id, const std::vector<std::string>& arguments,
+                                                     std::string& reason)
 {
-    Process::Options process;
-    process.environment = pipewire.environment();
-    process.outputFile = std::filesystem::path(pipewire.runtimeFolder()) / (options.id + ".log");
-    process.isSpokenWith = true;
-    std::vector<std::string> arguments{"--id", options.id, "--name", options.name};
-    if (!options.picture.empty())
-        arguments.insert(arguments.end(), {"--picture", options.picture});
-    arguments.insert(arguments.end(), options.more.begin(), options.more.end());
-    arguments.insert(arguments.end(), options.formats.begin(), options.formats.end());
-    auto program = Process::start("nimbrale_virtual_camera", arguments, process, reason);
+    Process::Options options;
+    options.environment = pipewire.environment();
+    options.outputFile = std::filesystem::path(pipewire.runtimeFolder()) / (id + ".log");
+    options.isSpokenWith = true;
+    auto program = Process::start(name, arguments, options, reason);
     if (!program)
         return nullptr;
-    std::unique_ptr<VirtualCamera> camera(new VirtualCamera(std::move(program)));
-    if (camera->waitFor("plugged", Milliseconds{10'000}))
-        return camera;
-    reason = "the virtual camera does not start: " + camera->program_->output();
+    VirtualDevice device(std::move(program));
+    if (device.waitFor("plugged", Milliseconds{10'000}))
+        return std::move(device.program_);
+    reason = name + " does not start: " + device.program_->output();
     return nullptr;
 }
 
-bool VirtualCamera::waitFor(const std::string& text, Milliseconds patience)
+bool VirtualDevice::waitFor(const std::string& text, Milliseconds patience)
 {
     const auto end = std::chrono::steady_clock::now() + patience;
     while (true) {
@@ -133,10 +129,31 @@ bool VirtualCamera::waitFor(const std::string& text, Milliseconds patience)
     }
 }
 
-void VirtualCamera::crash()
+void VirtualDevice::crash()
 {
     program_->signal(SIGKILL);
     static_cast<void>(program_->waitForEnd(Milliseconds{5000}));
+}
+
+std::unique_ptr<VirtualCamera> VirtualCamera::start(const PrivatePipewire& pipewire, const Options& options,
+                                                    std::string& reason)
+{
+    std::vector<std::string> arguments{"--id", options.id, "--name", options.name};
+    if (!options.picture.empty())
+        arguments.insert(arguments.end(), {"--picture", options.picture});
+    arguments.insert(arguments.end(), options.more.begin(), options.more.end());
+    arguments.insert(arguments.end(), options.formats.begin(), options.formats.end());
+    auto program = startProgram(pipewire, "nimbrale_virtual_camera", options.id, arguments, reason);
+    return program ? std::unique_ptr<VirtualCamera>(new VirtualCamera(std::move(program))) : nullptr;
+}
+
+std::unique_ptr<VirtualSound> VirtualSound::start(const PrivatePipewire& pipewire, const Options& options,
+                                                  std::string& reason)
+{
+    std::vector<std::string> arguments{options.kind, "--id", options.id, "--name", options.name};
+    arguments.insert(arguments.end(), options.more.begin(), options.more.end());
+    auto program = startProgram(pipewire, "nimbrale_virtual_sound", options.id, arguments, reason);
+    return program ? std::unique_ptr<VirtualSound>(new VirtualSound(std::move(program))) : nullptr;
 }
 
 } // namespace nimbrale::test

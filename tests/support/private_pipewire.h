@@ -44,8 +44,30 @@ private:
     std::unique_ptr<Process> sessionManager_;
 };
 
-/// A camera on it, of another program.
-class VirtualCamera {
+/// A device on it, of another program that is spoken with.
+class VirtualDevice {
+public:
+    void tell(const std::string& command) { program_->write(command + "\n"); }
+    /// Waits until it says so. What it said before is skipped.
+    [[nodiscard]] bool waitFor(const std::string& text, Milliseconds patience = Milliseconds{5000});
+    /// Ends as a crashed program does.
+    void crash();
+
+protected:
+    explicit VirtualDevice(std::unique_ptr<Process> program) : program_(std::move(program)) {}
+    /// Null, with the reason, when the program does not start or plugs nothing in. `id` names its log.
+    [[nodiscard]] static std::unique_ptr<Process> startProgram(const PrivatePipewire& pipewire, const std::string& name,
+                                                               const std::string& id,
+                                                               const std::vector<std::string>& arguments,
+                                                               std::string& reason);
+
+private:
+    std::unique_ptr<Process> program_;
+};
+
+/// A camera on it. What can be told: "plug", "unplug", "offer FORMAT:WIDTHxHEIGHT@RATE" or "fault NAME". It says
+/// "plugged", "unplugged", "streaming FORMAT:WIDTHxHEIGHT" or "paused".
+class VirtualCamera final : public VirtualDevice {
 public:
     struct Options {
         /// The camera's identifier.
@@ -64,18 +86,30 @@ public:
     [[nodiscard]] static std::unique_ptr<VirtualCamera> start(const PrivatePipewire& pipewire, const Options& options,
                                                               std::string& reason);
 
-    /// What can be told: "plug", "unplug", "offer FORMAT:WIDTHxHEIGHT@RATE" or "fault NAME".
-    void tell(const std::string& command) { program_->write(command + "\n"); }
-    /// Waits until it says so: "plugged", "unplugged", "streaming FORMAT:WIDTHxHEIGHT" or "paused". What it said before
-    /// is skipped.
-    [[nodiscard]] bool waitFor(const std::string& text, Milliseconds patience = Milliseconds{5000});
-    /// Ends as a crashed program does.
-    void crash();
+private:
+    using VirtualDevice::VirtualDevice;
+};
+
+/// A loudspeaker, a microphone or a program that plays on it. What can be told: "plug" or "unplug". It says "plugged"
+/// or "unplugged", and a microphone "heard" or "unheard" when somebody begins or ends to listen.
+class VirtualSound final : public VirtualDevice {
+public:
+    struct Options {
+        /// "sink", "microphone" or "player".
+        std::string kind = "microphone";
+        std::string id = "test-microphone";
+        /// What the user knows it by.
+        std::string name = "Test microphone";
+        /// More options of the program.
+        std::vector<std::string> more = {};
+    };
+
+    /// Plugged in already. Null, with the reason, when it does not start.
+    [[nodiscard]] static std::unique_ptr<VirtualSound> start(const PrivatePipewire& pipewire, const Options& options,
+                                                             std::string& reason);
 
 private:
-    explicit VirtualCamera(std::unique_ptr<Process> program) : program_(std::move(program)) {}
-
-    std::unique_ptr<Process> program_;
+    using VirtualDevice::VirtualDevice;
 };
 
 } // namespace nimbrale::test

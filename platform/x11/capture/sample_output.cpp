@@ -34,6 +34,16 @@ void SampleOutput::deliver(std::shared_ptr<const Surface> surface, std::chrono::
     withConsumer([&handOut](const Consumer& consumer) { consumer.queue.runOrPost(std::move(handOut)); });
 }
 
+void SampleOutput::deliver(std::shared_ptr<const AudioBuffer> audio, std::chrono::nanoseconds presentationTime)
+{
+    std::function<void()> handOut = [self = shared_from_this(), audio = std::move(audio), presentationTime] {
+        self->withConsumer([&](const Consumer& consumer) {
+            consumer.handler({OutputType::audio, std::nullopt, nullptr, presentationTime, audio});
+        });
+    };
+    withConsumer([&handOut](const Consumer& consumer) { consumer.queue.post(std::move(handOut)); });
+}
+
 void SampleOutput::complete(CaptureStream::Completion completion, Result<void> result)
 {
     // Handed on without a copy, so that no thread but the main one can be the last to let go of the completion.

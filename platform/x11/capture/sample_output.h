@@ -33,6 +33,10 @@ public:
     /// Runs `completion` on the main queue, after the frames delivered before, and releases it there.
     void complete(CaptureStream::Completion completion, Result<void> result);
 
+    // The sound's thread.
+    /// The handler is never called on this thread, which has to be back for the next piece.
+    void deliver(std::shared_ptr<const AudioBuffer> audio, std::chrono::nanoseconds presentationTime);
+
 private:
     struct Consumer {
         SerialQueue& queue;

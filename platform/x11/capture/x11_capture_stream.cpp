@@ -74,19 +74,22 @@ struct X11CaptureStream::Ending {
 };
 
 X11CaptureStream::X11CaptureStream(CaptureEngine& engine, X11Screens& screens, MainQueue& mainQueue,
-                                   const ContentFilter& filter, const StreamConfiguration& configuration,
-                                   std::function<void(Error)> onStopped)
-    : engine_(engine), inbox_(engine.inbox()), screens_(screens), mainQueue_(mainQueue), filter_(filter),
-      configuration_(configuration), ending_(std::make_shared<Ending>(Ending{std::move(onStopped)})),
+                                   SystemAudio* systemAudio, const ContentFilter& filter,
+                                   const StreamConfiguration& configuration, std::function<void(Error)> onStopped)
+    : engine_(engine), inbox_(engine.inbox()), screens_(screens), mainQueue_(mainQueue), systemAudio_(systemAudio),
+      filter_(filter), configuration_(configuration), ending_(std::make_shared<Ending>(Ending{std::move(onStopped)})),
       session_(std::make_shared<CaptureSession>(mainQueue, engine.waker(),
                                                 [&mainQueue, weak = std::weak_ptr(ending_)] {
                                                     mainQueue.post([weak] { Ending::report(weak, serverLost()); });
                                                 })),
+      audioOutput_(std::make_shared<SampleOutput>(mainQueue)),
       screensChange_(screens.observeChanges([this] { followDisplay(); }))
 {}
 
 X11CaptureStream::~X11CaptureStream()
 {
+    audio_.reset();
+    audioOutput_->close();
     session_->output->close();
     // A main queue that goes last may have kept the stream until now, in the completion of its stop.
     if (const auto inbox = inbox_.lock())
@@ -95,10 +98,10 @@ X11CaptureStream::~X11CaptureStream()
 
 Result<void> X11CaptureStream::addOutput(OutputType type, SerialQueue& queue, SampleHandler handler)
 {
-    if (type != OutputType::screen)
-        return fail(ErrorCode::unsupported, "System audio comes from this desktop's sound system, not from the capture "
-                                            "of its screen.");
-    session_->output->open(queue, std::move(handler));
+    if (type == OutputType::audio && !systemAudio_)
+        return fail(ErrorCode::unsupported, "This system has no sound that could be listened to.");
+    const auto& output = type == OutputType::audio ? audioOutput_ : session_->output;
+    output->open(queue, std::move(handler));
     return {};
 }
 
@@ -107,6 +110,10 @@ void X11CaptureStream::start(Completion completion)
     const Result<SessionConfiguration> configuration = sessionConfiguration();
     if (!configuration) {
         postCompletion(std::move(completion), tl::make_unexpected(configuration.error()));
+        return;
+    }
+    if (const Result<void> opened = followAudio(); !opened) {
+        postCompletion(std::move(completion), opened);
         return;
     }
     requested_ = *configuration;
@@ -123,6 +130,7 @@ void X11CaptureStream::start(Completion completion)
 
 void X11CaptureStream::stop(Completion completion)
 {
+    audio_.reset();
     requested_.reset();
     ending_->isAwaited = false;
     engine_.post([&engine = engine_, session = session_, completion = std::move(completion)]() mutable {
@@ -139,8 +147,13 @@ void X11CaptureStream::updateConfiguration(const StreamConfiguration& configurat
         postCompletion(std::move(completion), tl::make_unexpected(updated.error()));
         return;
     }
-    if (requested_)
+    if (requested_) {
+        if (const Result<void> opened = followAudio(); !opened) {
+            postCompletion(std::move(completion), opened);
+            return;
+        }
         requested_ = *updated;
+    }
     engine_.post([session = session_, updated = *updated, completion = std::move(completion)]() mutable {
         session->configure(updated);
         session->output->complete(std::move(completion), {});
@@ -186,6 +199,26 @@ Result<SessionConfiguration> X11CaptureStream::sessionConfiguration() const
     return result;
 }
 
+Result<void> X11CaptureStream::followAudio()
+{
+    if (!configuration_.audio) {
+        audio_.reset();
+        return {};
+    }
+    if (audio_)
+        return {};
+    if (!systemAudio_ || configuration_.audio->sampleRate != 48000 || configuration_.audio->channels != 2)
+        return fail(ErrorCode::unsupported, "This system's sound cannot be captured like that.");
+    auto opened = systemAudio_->open(
+        [output = audioOutput_](std::shared_ptr<const AudioBuffer> audio, std::chrono::nanoseconds presentationTime) {
+            output->deliver(std::move(audio), presentationTime);
+        });
+    if (!opened)
+        return tl::make_unexpected(opened.error());
+    audio_ = std::move(*opened);
+    return {};
+}
+
 // A display that is plugged in to the left of this one moves it on the root without changing anything else: the same
 // pixels of the root would show another display.
 void X11CaptureStream::followDisplay()
@@ -194,6 +227,7 @@ void X11CaptureStream::followDisplay()
         return;
     const Result<SessionConfiguration> moved = sessionConfiguration();
     if (!moved) {
+        audio_.reset();
         requested_.reset();
         engine_.post([&engine = engine_, session = session_] { engine.removeSession(session); });
         mainQueue_.post([weak = std::weak_ptr(ending_), error = moved.error()] { Ending::report(weak, error); });

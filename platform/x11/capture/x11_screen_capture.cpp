@@ -30,9 +30,9 @@ ShareableContent contentOf(std::vector<CaptureWindow> windows)
 } // namespace
 
 X11ScreenCapture::X11ScreenCapture(Connection& connection, CaptureEngine& engine, X11Screens& screens,
-                                   MainQueue& mainQueue, std::string displayName)
+                                   MainQueue& mainQueue, std::string displayName, SystemAudio* systemAudio)
     : connection_(connection), engine_(engine), screens_(screens), mainQueue_(mainQueue),
-      displayName_(std::move(displayName))
+      displayName_(std::move(displayName)), systemAudio_(systemAudio)
 {}
 
 void X11ScreenCapture::shareableContent(ContentCompletion completion)
@@ -54,7 +54,7 @@ std::unique_ptr<CaptureStream> X11ScreenCapture::makeStream(const ContentFilter&
                                                             const StreamConfiguration& configuration,
                                                             std::function<void(Error)> onStopped)
 {
-    return std::make_unique<X11CaptureStream>(engine_, screens_, mainQueue_, filter, configuration,
+    return std::make_unique<X11CaptureStream>(engine_, screens_, mainQueue_, systemAudio_, filter, configuration,
                                               std::move(onStopped));
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/audio_sources.h"
 #include "platform/main_queue.h"
 #include "platform/screen_capture.h"
 #include "platform/x11/capture/capture_engine.h"
@@ -15,9 +16,9 @@ namespace nimbrale::x11 {
 class X11ScreenCapture final : public ScreenCapture {
 public:
     /// Everything passed in must outlive what is done with it and its streams. `connection` is the main thread's,
-    /// `displayName` the engine's.
+    /// `displayName` the engine's. `systemAudio` is null where nothing can be listened to.
     X11ScreenCapture(Connection& connection, CaptureEngine& engine, X11Screens& screens, MainQueue& mainQueue,
-                     std::string displayName);
+                     std::string displayName, SystemAudio* systemAudio = nullptr);
 
     [[nodiscard]] bool preflightAccess() const override { return true; }
     void requestAccess() override {}
@@ -34,6 +35,7 @@ private:
     X11Screens& screens_;
     MainQueue& mainQueue_;
     std::string displayName_;
+    SystemAudio* systemAudio_;
 };
 
 } // namespace nimbrale::x11

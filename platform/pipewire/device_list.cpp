@@ -1,4 +1,4 @@
-#include "platform/pipewire/camera_list.h"
+#include "platform/pipewire/device_list.h"
 
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <string_view>
+#include <type_traits>
 
 namespace nimbrale::pipewire {
 
@@ -36,29 +37,49 @@ std::string nameOf(const NodeProperties& properties)
 
 } // namespace
 
-void CameraList::add(std::uint32_t number, const NodeProperties& properties)
+bool isCamera(const NodeProperties& properties)
 {
-    const bool isCamera = is(properties.mediaClass, "Video/Source") && is(properties.role, "Camera");
-    if (isCamera && properties.name && *properties.name)
+    return is(properties.mediaClass, "Video/Source") && is(properties.role, "Camera");
+}
+
+bool isMicrophone(const NodeProperties& properties)
+{
+    return is(properties.mediaClass, "Audio/Source") || is(properties.mediaClass, "Audio/Source/Virtual");
+}
+
+bool isLoudspeaker(const NodeProperties& properties)
+{
+    return is(properties.mediaClass, "Audio/Sink") || is(properties.mediaClass, "Audio/Duplex");
+}
+
+template <typename Device>
+void DeviceList<Device>::add(std::uint32_t number, const NodeProperties& properties)
+{
+    constexpr bool areCameras = std::is_same_v<Device, CameraDevice>;
+    const bool isWanted = areCameras ? isCamera(properties) : isMicrophone(properties);
+    if (isWanted && properties.name && *properties.name)
         devices_[number] = {properties.name, nameOf(properties)};
 }
 
-void CameraList::setDefault(const char* text)
+template <typename Device>
+void DeviceList<Device>::setDefault(const char* text)
 {
     default_ = QJsonDocument::fromJson(text).object().value(QLatin1String("name")).toString().toStdString();
 }
 
-void CameraList::clear()
+template <typename Device>
+void DeviceList<Device>::clear()
 {
     devices_.clear();
     default_.clear();
 }
 
-CameraSnapshot CameraList::snapshot() const
+template <typename Device>
+DeviceSnapshot<Device> DeviceList<Device>::snapshot() const
 {
-    CameraSnapshot snapshot;
+    DeviceSnapshot<Device> snapshot;
     const auto isListed = [&snapshot](const std::string& id) {
-        return std::ranges::any_of(snapshot.devices, [&id](const CameraDevice& device) { return device.id == id; });
+        return std::ranges::any_of(snapshot.devices, [&id](const Device& device) { return device.id == id; });
     };
     for (const auto& [number, device] : devices_) {
         if (!isListed(device.id))
@@ -68,5 +89,8 @@ CameraSnapshot CameraList::snapshot() const
         snapshot.preferred = default_;
     return snapshot;
 }
+
+template class DeviceList<CameraDevice>;
+template class DeviceList<MicrophoneDevice>;
 
 } // namespace nimbrale::pipewire

@@ -3,6 +3,7 @@
 #include "platform/desktop/bus_signal.h"
 
 #include <QDBusConnection>
+#include <QDBusMessage>
 #include <QObject>
 #include <QString>
 
@@ -15,15 +16,18 @@ namespace nimbrale {
 
 class MainQueue;
 
-/// Whether this application may use cameras. Outside of a sandbox every program of the user may; inside of one the
-/// desktop's portal asks the user, once, and remembers the answer. Main thread only.
-class CameraAccess final : public QObject {
+/// What a program may be kept from using.
+enum class DeviceKind { camera, microphone };
+
+/// Whether this application may use devices of a kind. Outside of a sandbox every program of the user may; inside of
+/// one the desktop's portal asks the user, once, and remembers the answer. Main thread only.
+class DeviceAccess final : public QObject {
 public:
     /// `queue` must outlive it. `sandboxMark` is the file that there is in every sandbox.
-    CameraAccess(QDBusConnection bus, MainQueue& queue, std::string sandboxMark = "/.flatpak-info");
-    ~CameraAccess() override;
-    CameraAccess(const CameraAccess&) = delete;
-    CameraAccess& operator=(const CameraAccess&) = delete;
+    DeviceAccess(DeviceKind kind, QDBusConnection bus, MainQueue& queue, std::string sandboxMark = "/.flatpak-info");
+    ~DeviceAccess() override;
+    DeviceAccess(const DeviceAccess&) = delete;
+    DeviceAccess& operator=(const DeviceAccess&) = delete;
 
     /// `onAnswer` is called later, on the main queue, unless this object goes before. Where nobody can be asked the
     /// answer is yes: what the sandbox does not let through fails when it is used.
@@ -36,9 +40,11 @@ private:
         std::unique_ptr<BusSignal> response;
     };
 
+    [[nodiscard]] QDBusMessage questionToPortal(const QString& name) const;
     void askPortal(const QString& name, Question& question);
     void answerLater(const QString& name, bool isGranted);
 
+    DeviceKind kind_;
     QDBusConnection bus_;
     MainQueue& queue_;
     std::string sandboxMark_;

@@ -1,4 +1,4 @@
-#include "platform/desktop/camera_access.h"
+#include "platform/desktop/device_access.h"
 
 #include "platform/desktop/bus_question.h"
 #include "platform/desktop/bus_signal.h"
@@ -12,6 +12,7 @@
 #include <chrono>
 #include <filesystem>
 #include <memory>
+#include <unistd.h>
 #include <utility>
 
 namespace nimbrale {
@@ -31,17 +32,22 @@ QString pathOfAnswer(const QDBusConnection& bus, const QString& name)
     return QString::fromLatin1("%1/request/%2/%3").arg(QLatin1String(portalPath), sender, name);
 }
 
+QString nameOf(DeviceKind kind)
+{
+    return QLatin1String(kind == DeviceKind::camera ? "camera" : "microphone");
+}
+
 } // namespace
 
-CameraAccess::CameraAccess(QDBusConnection bus, MainQueue& queue, std::string sandboxMark)
-    : bus_(std::move(bus)), queue_(queue), sandboxMark_(std::move(sandboxMark))
+DeviceAccess::DeviceAccess(DeviceKind kind, QDBusConnection bus, MainQueue& queue, std::string sandboxMark)
+    : kind_(kind), bus_(std::move(bus)), queue_(queue), sandboxMark_(std::move(sandboxMark))
 {}
 
-CameraAccess::~CameraAccess() = default;
+DeviceAccess::~DeviceAccess() = default;
 
-void CameraAccess::request(std::function<void(bool isGranted)> onAnswer)
+void DeviceAccess::request(std::function<void(bool isGranted)> onAnswer)
 {
-    const QString name = QString::fromLatin1("nimbrale_camera_%1").arg(++count_);
+    const QString name = QString::fromLatin1("nimbrale_%1_%2").arg(nameOf(kind_)).arg(++count_);
     Question& question = open_[name];
     question.onAnswer = std::move(onAnswer);
     std::error_code ignored;
@@ -51,7 +57,24 @@ void CameraAccess::request(std::function<void(bool isGranted)> onAnswer)
         answerLater(name, true);
 }
 
-void CameraAccess::askPortal(const QString& name, Question& question)
+QDBusMessage DeviceAccess::questionToPortal(const QString& name) const
+{
+    const QVariantMap options{{QLatin1String("handle_token"), name}};
+    const auto callOf = [](const char* interface, const char* method) {
+        return QDBusMessage::createMethodCall(QLatin1String(portal), QLatin1String(portalPath),
+                                              QLatin1String(interface), QLatin1String(method));
+    };
+    if (kind_ == DeviceKind::camera) {
+        QDBusMessage call = callOf("org.freedesktop.portal.Camera", "AccessCamera");
+        call << options;
+        return call;
+    }
+    QDBusMessage call = callOf("org.freedesktop.portal.Device", "AccessDevice");
+    call << static_cast<uint>(getpid()) << QStringList{nameOf(kind_)} << options;
+    return call;
+}
+
+void DeviceAccess::askPortal(const QString& name, Question& question)
 {
     const BusSignal::Match match{QLatin1String(portal), pathOfAnswer(bus_, name),
                                  QLatin1String("org.freedesktop.portal.Request"), QLatin1String("Response")};
@@ -61,21 +84,18 @@ void CameraAccess::askPortal(const QString& name, Question& question)
         const unsigned response = message.arguments().value(0).toUInt(&isNumber);
         answerLater(name, isNumber && response == granted);
     });
-    QDBusMessage call =
-        QDBusMessage::createMethodCall(QLatin1String(portal), QLatin1String(portalPath),
-                                       QLatin1String("org.freedesktop.portal.Camera"), QLatin1String("AccessCamera"));
-    call << QVariantMap{{QLatin1String("handle_token"), name}};
-    callOnBus(*this, bus_, call, longestStart, [this, name](const QDBusMessage& answer) {
+    callOnBus(*this, bus_, questionToPortal(name), longestStart, [this, name](const QDBusMessage& answer) {
         if (answer.type() != QDBusMessage::ErrorMessage)
             return;
-        qCWarning(webcamLog, "The camera portal does not ask: %s", qPrintable(answer.errorMessage()));
+        qCWarning(sessionLog, "The portal does not ask for the %s: %s", qPrintable(nameOf(kind_)),
+                  qPrintable(answer.errorMessage()));
         answerLater(name, true);
     });
 }
 
-void CameraAccess::answerLater(const QString& name, bool isGranted)
+void DeviceAccess::answerLater(const QString& name, bool isGranted)
 {
-    queue_.post([self = QPointer<CameraAccess>(this), name, isGranted] {
+    queue_.post([self = QPointer<DeviceAccess>(this), name, isGranted] {
         // The first answer counts.
         const auto question = self ? self->open_.extract(name) : decltype(self->open_)::node_type();
         if (!question.empty())

@@ -1,6 +1,6 @@
-// Who may use cameras, inside and outside of a sandbox, on a bus of the test's own.
+// Who may use cameras and microphones, inside and outside of a sandbox, on a bus of the test's own.
 
-#include "platform/desktop/camera_access.h"
+#include "platform/desktop/device_access.h"
 #include "platform/desktop/qt_main_queue.h"
 #include "tests/desktop/session_bus_fixture.h"
 
@@ -11,13 +11,14 @@
 
 #include <gmock/gmock.h>
 #include <optional>
+#include <unistd.h>
 
 namespace nimbrale::test {
 namespace {
 
 using testing::SizeIs;
 
-class CameraAccessTest : public SessionBusTest {
+class DeviceAccessTest : public SessionBusTest {
 protected:
     void SetUp() override
     {
@@ -26,14 +27,14 @@ protected:
         ASSERT_TRUE(mark.open(QIODevice::WriteOnly));
     }
 
-    [[nodiscard]] std::unique_ptr<CameraAccess> accessInSandbox()
+    [[nodiscard]] std::unique_ptr<DeviceAccess> accessInSandbox(DeviceKind kind = DeviceKind::camera)
     {
-        return std::make_unique<CameraAccess>(QDBusConnection::sessionBus(), queue_,
+        return std::make_unique<DeviceAccess>(kind, QDBusConnection::sessionBus(), queue_,
                                               folder_.filePath("sandbox").toStdString());
     }
-    [[nodiscard]] std::unique_ptr<CameraAccess> accessOutside()
+    [[nodiscard]] std::unique_ptr<DeviceAccess> accessOutside()
     {
-        return std::make_unique<CameraAccess>(QDBusConnection::sessionBus(), queue_,
+        return std::make_unique<DeviceAccess>(DeviceKind::microphone, QDBusConnection::sessionBus(), queue_,
                                               folder_.filePath("no such file").toStdString());
     }
     /// Stands for the desktop's portal, which notes the calls.
@@ -48,13 +49,13 @@ protected:
                                                    : call.createErrorReply(QDBusError::Failed, "no");
                                    }));
     }
-    void ask(CameraAccess& access)
+    void ask(DeviceAccess& access)
     {
         access.request([this](bool isGranted) { answers_.push_back(isGranted); });
     }
     [[nodiscard]] static QString pathOfAnswer(const QDBusMessage& call)
     {
-        const auto options = qdbus_cast<QVariantMap>(call.arguments().value(0));
+        const auto options = qdbus_cast<QVariantMap>(call.arguments().constLast());
         return "/org/freedesktop/portal/desktop/request/" + call.service().mid(1).replace('.', '_') + "/" +
                options.value("handle_token").toString();
     }
@@ -72,7 +73,7 @@ private:
     QTemporaryDir folder_;
 };
 
-TEST_F(CameraAccessTest, OutsideOfASandboxItIsGrantedWithoutAQuestionAndLater)
+TEST_F(DeviceAccessTest, OutsideOfASandboxItIsGrantedWithoutAQuestionAndLater)
 {
     startPortal();
     const auto access = accessOutside();
@@ -84,7 +85,7 @@ TEST_F(CameraAccessTest, OutsideOfASandboxItIsGrantedWithoutAQuestionAndLater)
     EXPECT_THAT(calls_, SizeIs(0));
 }
 
-TEST_F(CameraAccessTest, InASandboxTheUserIsAskedAndTheAnswerTold)
+TEST_F(DeviceAccessTest, InASandboxTheUserIsAskedAndTheAnswerTold)
 {
     startPortal();
     const auto access = accessInSandbox();
@@ -108,7 +109,27 @@ TEST_F(CameraAccessTest, InASandboxTheUserIsAskedAndTheAnswerTold)
     }
 }
 
-TEST_F(CameraAccessTest, EachOfTwoQuestionsGetsItsOwnAnswer)
+TEST_F(DeviceAccessTest, TheMicrophoneIsAskedForAsADeviceOfThisProcess)
+{
+    startPortal();
+    const auto access = accessInSandbox(DeviceKind::microphone);
+    for (const auto& [response, isGranted] : {std::pair(0U, true), std::pair(1U, false)}) {
+        calls_.clear();
+        answers_.clear();
+        ask(*access);
+        ASSERT_TRUE(runUntil([&] { return !calls_.empty(); }));
+        EXPECT_EQ(calls_.front().interface(), "org.freedesktop.portal.Device");
+        EXPECT_EQ(calls_.front().member(), "AccessDevice");
+        ASSERT_EQ(calls_.front().signature(), "uasa{sv}");
+        EXPECT_EQ(calls_.front().arguments().at(0).toUInt(), static_cast<uint>(getpid()));
+        EXPECT_EQ(calls_.front().arguments().at(1).toStringList(), QStringList{"microphone"});
+        answer(calls_.front(), {response, QVariantMap()});
+        ASSERT_TRUE(runUntil([&] { return !answers_.empty(); }));
+        EXPECT_EQ(answers_, std::vector{isGranted});
+    }
+}
+
+TEST_F(DeviceAccessTest, EachOfTwoQuestionsGetsItsOwnAnswer)
 {
     startPortal();
     const auto access = accessInSandbox();
@@ -126,7 +147,7 @@ TEST_F(CameraAccessTest, EachOfTwoQuestionsGetsItsOwnAnswer)
     EXPECT_EQ(first, true);
 }
 
-TEST_F(CameraAccessTest, AnAnswerWithoutSenseIsNoGrant)
+TEST_F(DeviceAccessTest, AnAnswerWithoutSenseIsNoGrant)
 {
     startPortal();
     const auto access = accessInSandbox();
@@ -137,7 +158,7 @@ TEST_F(CameraAccessTest, AnAnswerWithoutSenseIsNoGrant)
     EXPECT_EQ(answers_, std::vector{false});
 }
 
-TEST_F(CameraAccessTest, WithoutAPortalThatAsksItIsGranted)
+TEST_F(DeviceAccessTest, WithoutAPortalThatAsksItIsGranted)
 {
     const auto access = accessInSandbox();
     ask(*access);
@@ -149,7 +170,7 @@ TEST_F(CameraAccessTest, WithoutAPortalThatAsksItIsGranted)
     EXPECT_THAT(calls_, SizeIs(1));
 }
 
-TEST_F(CameraAccessTest, AnAnswerThatComesAfterTheEndIsNobodys)
+TEST_F(DeviceAccessTest, AnAnswerThatComesAfterTheEndIsNobodys)
 {
     startPortal();
     auto access = accessInSandbox();

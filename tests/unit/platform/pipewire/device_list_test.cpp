@@ -1,9 +1,12 @@
-#include "platform/pipewire/camera_list.h"
+#include "platform/pipewire/device_list.h"
 
 #include <gmock/gmock.h>
 
 namespace nimbrale::pipewire {
 namespace {
+
+using CameraList = DeviceList<CameraDevice>;
+using CameraSnapshot = DeviceSnapshot<CameraDevice>;
 
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -21,7 +24,7 @@ std::string nameOf(const NodeProperties& properties)
     return snapshot.devices.empty() ? "none" : snapshot.devices.front().name;
 }
 
-TEST(CameraListTest, NickComesBeforeDescriptionAndThatBeforeTheNodesName)
+TEST(DeviceListTest, NickComesBeforeDescriptionAndThatBeforeTheNodesName)
 {
     EXPECT_EQ(nameOf(camera("node", "Nick", "Description")), "Nick");
     EXPECT_EQ(nameOf(camera("node", "", "Description")), "Description");
@@ -29,20 +32,20 @@ TEST(CameraListTest, NickComesBeforeDescriptionAndThatBeforeTheNodesName)
     EXPECT_EQ(nameOf(camera("node")), "node");
 }
 
-TEST(CameraListTest, TheDriversNameIsLeftOut)
+TEST(DeviceListTest, TheDriversNameIsLeftOut)
 {
     EXPECT_EQ(nameOf(camera("node", nullptr, "Integrated camera (V4L2)")), "Integrated camera");
     EXPECT_EQ(nameOf(camera("node", nullptr, "Integrated (V4L2) camera")), "Integrated (V4L2) camera");
     EXPECT_EQ(nameOf(camera("node", "Nick (V4L2)")), "Nick (V4L2)");
 }
 
-TEST(CameraListTest, WhatIsNoUtf8IsMadeReadable)
+TEST(DeviceListTest, WhatIsNoUtf8IsMadeReadable)
 {
     EXPECT_EQ(nameOf(camera("node", "B\xfcro")), "B\xef\xbf\xbdro");
     EXPECT_EQ(nameOf(camera("node", "Büro")), "Büro");
 }
 
-TEST(CameraListTest, OnlyVideoSourcesThatAreCamerasCount)
+TEST(DeviceListTest, OnlyVideoSourcesThatAreCamerasCount)
 {
     CameraList list;
     list.add(1, {"Audio/Source", "Camera", "microphone", nullptr, nullptr});
@@ -57,7 +60,7 @@ TEST(CameraListTest, OnlyVideoSourcesThatAreCamerasCount)
     EXPECT_THAT(list.snapshot().devices, ElementsAre(CameraDevice{"camera", "camera"}));
 }
 
-TEST(CameraListTest, OfSeveralNodesOfANameTheFirstIsListedAndAnotherTakesItsPlace)
+TEST(DeviceListTest, OfSeveralNodesOfANameTheFirstIsListedAndAnotherTakesItsPlace)
 {
     CameraList list;
     list.add(5, camera("twin", "Second"));
@@ -70,7 +73,7 @@ TEST(CameraListTest, OfSeveralNodesOfANameTheFirstIsListedAndAnotherTakesItsPlac
     EXPECT_THAT(list.snapshot().devices, IsEmpty());
 }
 
-TEST(CameraListTest, PreferredIsTheDefaultSourceWhileItIsThere)
+TEST(DeviceListTest, PreferredIsTheDefaultSourceWhileItIsThere)
 {
     CameraList list;
     list.setDefault(R"({"name":"front"})");
@@ -81,7 +84,7 @@ TEST(CameraListTest, PreferredIsTheDefaultSourceWhileItIsThere)
     EXPECT_EQ(list.snapshot().preferred, std::nullopt);
 }
 
-TEST(CameraListTest, ADefaultThatCannotBeReadIsNone)
+TEST(DeviceListTest, ADefaultThatCannotBeReadIsNone)
 {
     CameraList list;
     list.add(1, camera("front"));
@@ -93,13 +96,41 @@ TEST(CameraListTest, ADefaultThatCannotBeReadIsNone)
     }
 }
 
-TEST(CameraListTest, NothingIsLeftAfterTheDaemonWent)
+TEST(DeviceListTest, NothingIsLeftAfterTheDaemonWent)
 {
     CameraList list;
     list.add(1, camera("front"));
     list.setDefault(R"({"name":"front"})");
     list.clear();
     EXPECT_EQ(list.snapshot(), CameraSnapshot{});
+}
+
+TEST(DeviceListTest, OnlySourcesOfSoundAreMicrophones)
+{
+    DeviceList<MicrophoneDevice> list;
+    list.add(1, {"Audio/Sink", nullptr, "loudspeaker", nullptr, nullptr});
+    list.add(2, {"Stream/Input/Audio", nullptr, "recorder", nullptr, nullptr});
+    list.add(3, {"Stream/Output/Audio", nullptr, "player", nullptr, nullptr});
+    list.add(4, {"Video/Source", "Camera", "camera", nullptr, nullptr});
+    list.add(5, {"Audio/Source", nullptr, nullptr, nullptr, nullptr});
+    list.add(6, {});
+    EXPECT_THAT(list.snapshot().devices, IsEmpty());
+    list.add(7, {"Audio/Source", nullptr, "inner", "Inner microphone", nullptr});
+    list.add(8, {"Audio/Source/Virtual", nullptr, "cleaned", nullptr, "Without noise"});
+    EXPECT_THAT(list.snapshot().devices, ElementsAre(MicrophoneDevice{"inner", "Inner microphone"},
+                                                     MicrophoneDevice{"cleaned", "Without noise"}));
+}
+
+TEST(DeviceListTest, WhereNoMicrophoneIsLeftTheDefaultLoudspeakerIsNotPreferred)
+{
+    DeviceList<MicrophoneDevice> list;
+    list.add(1, {"Audio/Sink", nullptr, "loudspeaker", nullptr, nullptr});
+    list.add(2, {"Audio/Source", nullptr, "inner", nullptr, nullptr});
+    list.setDefault(R"({"name":"inner"})");
+    EXPECT_EQ(list.snapshot().preferred, "inner");
+    list.remove(2);
+    list.setDefault(R"({"name":"loudspeaker"})");
+    EXPECT_EQ(list.snapshot(), DeviceSnapshot<MicrophoneDevice>{});
 }
 
 } // namespace

@@ -1,0 +1,55 @@
+#pragma once
+
+#include "platform/main_queue.h"
+#include "platform/observers.h"
+#include "platform/pipewire/device_list.h"
+#include "platform/pipewire/node_registry.h"
+
+#include <chrono>
+#include <functional>
+#include <memory>
+
+namespace nimbrale::pipewire {
+
+/// What the main thread knows of the session's devices. The daemon is asked from the first question on, and not before.
+/// Main thread only.
+class KnownDevices {
+public:
+    /// How long the daemon may take to tell of its devices before whoever waits for them goes on without.
+    static constexpr std::chrono::seconds longestAnswer{3};
+
+    /// `queue` must outlive it.
+    explicit KnownDevices(MainQueue& queue) : queue_(queue) {}
+
+    /// What is known so far; what is known later is told to the observers.
+    [[nodiscard]] const NodeSnapshot& ask();
+    /// Asks, and runs `work` on the main queue as soon as the devices are known or the daemon cannot be reached, unless
+    /// this object goes before.
+    void whenKnown(std::function<void()> work);
+    [[nodiscard]] Subscription observeCameras(std::function<void()> observer)
+    {
+        return known_->cameraObservers.add(std::move(observer));
+    }
+    [[nodiscard]] Subscription observeMicrophones(std::function<void()> observer)
+    {
+        return known_->microphoneObservers.add(std::move(observer));
+    }
+
+private:
+    struct Known {
+        NodeSnapshot snapshot;
+        Observers cameraObservers;
+        Observers microphoneObservers;
+        std::vector<std::function<void()>> waiting; ///< for the devices
+        std::unique_ptr<Timer> patience;
+
+        void learn(const NodeSnapshot& news);
+        void stopWaiting();
+    };
+
+    MainQueue& queue_;
+    std::shared_ptr<Known> known_ = std::make_shared<Known>();
+    std::unique_ptr<NodeRegistry> registry_;
+};
+
+} // namespace nimbrale::pipewire

@@ -1,0 +1,43 @@
+#pragma once
+
+#include "platform/pipewire/device_list.h"
+#include "platform/pipewire/lasting_connection.h"
+#include "platform/pipewire/node_watch.h"
+
+#include <functional>
+#include <memory>
+
+namespace nimbrale::pipewire {
+
+/// Follows which devices the daemon has, on a thread of its own, as the daemon comes and goes.
+class NodeRegistry {
+public:
+    using Handler = std::function<void(const NodeSnapshot& snapshot)>;
+
+    /// `onChange` is called on the registry's thread when something changed, which counts from nothing at all, and not
+    /// before the daemon has told of all that it has. Where there is no daemon at the start it is called once within
+    /// the constructor.
+    explicit NodeRegistry(Handler onChange);
+    /// No handler is called any more after it.
+    ~NodeRegistry() { connection_.stop(); }
+    NodeRegistry(const NodeRegistry&) = delete;
+    NodeRegistry& operator=(const NodeRegistry&) = delete;
+
+private:
+    void watch(DaemonConnection& connection);
+    void setDefault(const char* key, const char* text);
+    void answered(int call);
+    void forget();
+    void report();
+
+    Handler onChange_;
+    DeviceList<CameraDevice> cameras_;
+    DeviceList<MicrophoneDevice> microphones_;
+    NodeSnapshot reported_;
+    int settlingCall_ = 0;
+    bool isSettled_ = false; ///< the daemon has told of all that it has
+    std::unique_ptr<NodeWatch> nodes_;
+    LastingConnection connection_;
+};
+
+} // namespace nimbrale::pipewire
