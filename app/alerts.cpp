@@ -11,6 +11,16 @@ std::string translated(const char* text)
     return QCoreApplication::translate("AppDelegate", text).toStdString();
 }
 
+std::string withPath(const char* text, const std::filesystem::path& path)
+{
+    return QCoreApplication::translate("AppDelegate", text).arg(QString::fromStdString(path.string())).toStdString();
+}
+
+Alert oneButtonAlert(AlertStyle style, const std::string& message, const std::string& informativeText)
+{
+    return {style, message, informativeText, {translated(QT_TRANSLATE_NOOP("AppDelegate", "OK"))}};
+}
+
 } // namespace
 
 Alert capturePermissionNeeded()
@@ -46,15 +56,9 @@ Notification windowToShare(const std::string& title)
             text.arg(QString::fromStdString(title)).toStdString()};
 }
 
-Alert windowToShareInstead(const std::string& title)
+Alert insteadOf(const Notification& notification)
 {
-    const Notification notification = windowToShare(title);
-    Alert alert;
-    alert.style = AlertStyle::informational;
-    alert.message = notification.title;
-    alert.informativeText = notification.text;
-    alert.buttons = {translated(QT_TRANSLATE_NOOP("AppDelegate", "OK"))};
-    return alert;
+    return oneButtonAlert(AlertStyle::informational, notification.title, notification.text);
 }
 
 Notification windowWasReturned()
@@ -66,13 +70,66 @@ Notification windowWasReturned()
 
 Alert captureIsLimited(const std::vector<std::string>& limitations)
 {
-    Alert alert;
-    alert.style = AlertStyle::informational;
-    alert.message = translated(QT_TRANSLATE_NOOP("AppDelegate", "Sharing is limited on this desktop"));
+    std::string sentences;
     for (const std::string& limitation : limitations)
-        alert.informativeText += (alert.informativeText.empty() ? "" : "\n") + limitation;
-    alert.buttons = {translated(QT_TRANSLATE_NOOP("AppDelegate", "OK"))};
+        sentences += (sentences.empty() ? "" : "\n") + limitation;
+    return oneButtonAlert(AlertStyle::informational,
+                          translated(QT_TRANSLATE_NOOP("AppDelegate", "Sharing is limited on this desktop")),
+                          sentences);
+}
+
+Alert recordingNotAvailable()
+{
+    return oneButtonAlert(AlertStyle::warning,
+                          translated(QT_TRANSLATE_NOOP("AppDelegate", "Recording isn't available")),
+                          translated(QT_TRANSLATE_NOOP("AppDelegate", "Nimbrale records its own screen, which couldn't "
+                                                                      "be created on this Mac.")));
+}
+
+Alert microphoneAccessNeeded()
+{
+    Alert alert;
+    alert.style = AlertStyle::warning;
+    alert.message = translated(QT_TRANSLATE_NOOP("AppDelegate", "Microphone access needed"));
+    alert.informativeText =
+        translated(QT_TRANSLATE_NOOP("AppDelegate", "To record your voice, allow Nimbrale in System Settings → Privacy "
+                                                    "& Security → Microphone. Or turn the microphone off in Settings → "
+                                                    "Recording."));
+    alert.buttons = {translated(QT_TRANSLATE_NOOP("AppDelegate", "Open System Settings")),
+                     translated(QT_TRANSLATE_NOOP("AppDelegate", "Cancel"))};
     return alert;
+}
+
+Alert recordingCouldNotStart(const RecorderError& error)
+{
+    return oneButtonAlert(AlertStyle::warning, translated(QT_TRANSLATE_NOOP("AppDelegate", "Recording couldn't start")),
+                          error.message);
+}
+
+Alert recordingCouldNotBeSaved(const RecorderError& error)
+{
+    return oneButtonAlert(AlertStyle::warning,
+                          translated(QT_TRANSLATE_NOOP("AppDelegate", "The recording couldn't be saved")),
+                          error.message);
+}
+
+Notification recordingEnded(const std::string& reason)
+{
+    return {translated(QT_TRANSLATE_NOOP("AppDelegate", "The recording has ended")), reason};
+}
+
+Notification recordingRecovered(const std::filesystem::path& movie)
+{
+    return {translated(QT_TRANSLATE_NOOP("AppDelegate", "A recording was saved")),
+            withPath(QT_TRANSLATE_NOOP("AppDelegate", "It was cut off when Nimbrale last ended. It is in %1."), movie)};
+}
+
+Notification recordingNotRecovered(const std::filesystem::path& remains)
+{
+    return {translated(QT_TRANSLATE_NOOP("AppDelegate", "A recording couldn't be saved")),
+            withPath(QT_TRANSLATE_NOOP("AppDelegate", "It was cut off when Nimbrale last ended. What is left of it is "
+                                                      "in %1."),
+                     remains)};
 }
 
 } // namespace nimbrale::alerts

@@ -2,7 +2,9 @@
 
 #include "platform/result.h"
 #include "platform/workspace.h"
+#include "recording/recorder_error.h"
 
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -20,12 +22,27 @@ inline constexpr int tryAgainButton = 0;
 [[nodiscard]] Alert captureCouldNotStart(const Error& error);
 /// Names the window to share where there is no virtual display.
 [[nodiscard]] Notification windowToShare(const std::string& title);
-/// The same where the desktop shows no notifications. One button.
-[[nodiscard]] Alert windowToShareInstead(const std::string& title);
+/// The same news where the desktop shows no notifications. One button.
+[[nodiscard]] Alert insteadOf(const Notification& notification);
 /// Says that a window was moved away from the virtual display.
 [[nodiscard]] Notification windowWasReturned();
 /// Tells what this system's capture cannot do, one sentence a line. One button.
 [[nodiscard]] Alert captureIsLimited(const std::vector<std::string>& limitations);
+
+/// There is no virtual display to record. One button.
+[[nodiscard]] Alert recordingNotAvailable();
+/// Buttons: open the system's settings, cancel.
+[[nodiscard]] Alert microphoneAccessNeeded();
+/// One button.
+[[nodiscard]] Alert recordingCouldNotStart(const RecorderError& error);
+/// One button.
+[[nodiscard]] Alert recordingCouldNotBeSaved(const RecorderError& error);
+/// The recording ended without the user's doing.
+[[nodiscard]] Notification recordingEnded(const std::string& reason);
+/// A movie that was cut off has been saved.
+[[nodiscard]] Notification recordingRecovered(const std::filesystem::path& movie);
+/// A movie that was cut off could not be saved; what is left of it is there.
+[[nodiscard]] Notification recordingNotRecovered(const std::filesystem::path& remains);
 
 } // namespace alerts
 

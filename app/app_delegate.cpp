@@ -29,7 +29,8 @@ AppDelegate::AppDelegate(Platform& platform, AppSettings& settings, std::shared_
     : platform_(platform), settings_(settings), camera_(std::move(camera)),
       showSettingsWindow_(std::move(showSettingsWindow)), colors_(colors),
       sharedScreen_(platform.virtualDisplays(), platform.panels(), platform.screens(), platform.mainQueue()),
-      captureFailure_(platform), sharingNotice_(SharingNotice::create(platform.workspace()))
+      captureFailure_(platform), sharingNotice_(SharingNotice::create(platform.workspace())),
+      recording_(RecordingControl::create(platform, settings))
 {
     sharedScreen_.onVirtualDisplayLost = [this] { tellOfSharing(); };
     sharedScreen_.onWindowReturned = [this] { sharingNotice_->tellWindowReturned(); };
@@ -74,12 +75,29 @@ void AppDelegate::applicationWillFinishLaunching()
         const auto self = weak.lock();
         return self ? self->applicationShouldTerminate() : TerminateReply::now;
     };
+    recording_->onTimeChange = [weak](std::optional<double> seconds) {
+        if (const auto self = weak.lock())
+            self->showRecordingTime(seconds);
+    };
+    recording_->recoverLeftovers();
     startCaptureChain();
 }
 
 TerminateReply AppDelegate::applicationShouldTerminate()
 {
-    return TerminateReply::now;
+    return recording_->applicationShouldTerminate();
+}
+
+void AppDelegate::toggleRecording()
+{
+    const auto display = sharedScreen_.virtualDisplayIdentity();
+    recording_->toggle(display ? std::optional(display->displayID) : std::nullopt);
+}
+
+void AppDelegate::showRecordingTime(std::optional<double> seconds)
+{
+    if (editor_)
+        editor_->overlay().view().setRecordingTime(seconds);
 }
 
 void AppDelegate::openSettings(std::optional<EventTime> cause)
@@ -185,6 +203,10 @@ void AppDelegate::createEditor()
         if (const auto self = weak.lock())
             self->openSettingsTab(AppSettings::SettingsTab::general);
     };
+    editor_->onToggleRecording = [weak] {
+        if (const auto self = weak.lock())
+            self->toggleRecording();
+    };
 }
 
 void AppDelegate::createWebcam()
@@ -237,6 +259,7 @@ void AppDelegate::restartCaptureChain()
 {
     if (holdBack())
         return;
+    recording_->stop();
     closeFrame();
     sharedScreen_.deactivate();
     framedAreaChanged();

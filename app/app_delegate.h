@@ -1,6 +1,7 @@
 #pragma once
 
 #include "app/capture_failure.h"
+#include "app/recording_control.h"
 #include "app/sharing_notice.h"
 #include "controls/overlay_colors.h"
 #include "platform/platform.h"
@@ -17,8 +18,9 @@
 namespace nimbrale {
 
 /// Owns and wires the long-lived parts: the capture of the framed area, the screen that shows it, the frame that the
-/// user drags, and the webcam in it. Builds this chain at the start and anew when the frame's display changes. While
-/// the session is locked nothing is captured, and a card says so in the picture's place. Main thread only.
+/// user drags, the webcam in it, and the recording of it. Builds this chain at the start and anew when the frame's
+/// display changes. While the session is locked nothing is captured, and a card says so in the picture's place. Main
+/// thread only.
 class AppDelegate : public std::enable_shared_from_this<AppDelegate> {
 public:
     /// Brings the Settings window to the front and gives it the keyboard, for what the user did at `cause` or just now.
@@ -45,6 +47,8 @@ public:
     /// The user started the application once more, at `cause` or just now: shows the Settings window, and tries a
     /// capture again that waited for its permission.
     void applicationWasReopened(std::optional<EventTime> cause);
+    /// Starts a recording of the shared screen, or ends it.
+    void toggleRecording();
     /// The displays changed; half a second after the last such call the frame's display is checked. Where the captured
     /// area may show another display by now, the capture stops at once and the last picture stays.
     void screensDidChange();
@@ -59,6 +63,7 @@ public:
     /// Null while there is no frame.
     [[nodiscard]] const std::shared_ptr<WebcamOverlay>& webcam() const { return webcam_; }
     [[nodiscard]] const SharedScreen& sharedScreen() const { return sharedScreen_; }
+    [[nodiscard]] const RecordingControl& recording() const { return *recording_; }
 
 private:
     AppDelegate(Platform& platform, AppSettings& settings, std::shared_ptr<WebcamCamera> camera,
@@ -71,6 +76,7 @@ private:
     void createEditor();
     void createWebcam();
     void showOrHideWebcam();
+    void showRecordingTime(std::optional<double> seconds);
     void closeFrame();
     void restartCaptureChain();
     void stop(RegionCapture& capture);
@@ -104,6 +110,7 @@ private:
     bool wasHeldBack_ = false;
     CaptureFailure captureFailure_;
     std::shared_ptr<SharingNotice> sharingNotice_;
+    std::shared_ptr<RecordingControl> recording_;
     /// The setting with which the running capture was started.
     std::int64_t capturedDisplaySetting_ = 0;
     Subscription settingsObserver_;

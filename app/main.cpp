@@ -15,8 +15,12 @@
 
 namespace {
 
-constexpr const char* help = "Usage: nimbrale [--help | --version]\n"
-                             "Shares the part of the screen inside a yellow frame in any meeting application.\n";
+constexpr std::string_view toggleRecordingOption = "--toggle-recording";
+constexpr const char* help = "Usage: nimbrale [--toggle-recording | --help | --version]\n"
+                             "Shares the part of the screen inside a yellow frame in any meeting application.\n"
+                             "\n"
+                             "  --toggle-recording  starts a recording in the Nimbrale that runs, or ends it; where "
+                             "none runs, starts Nimbrale\n";
 
 /// Answers the arguments that need no desktop. The exit code, or -1 to go on.
 int answerArguments(int argumentCount, char** arguments)
@@ -25,6 +29,8 @@ int answerArguments(int argumentCount, char** arguments)
     if (argumentCount < 2)
         return goOn;
     const std::string_view argument = arguments[1];
+    if (argument == toggleRecordingOption)
+        return goOn;
     if (argument == "--version") {
         std::puts("nimbrale " NIMBRALE_VERSION);
         return EXIT_SUCCESS;
@@ -53,9 +59,12 @@ nimbrale::InstanceAnswer answerInstance(nimbrale::NimbraleApp& app, const nimbra
 {
     if (app.isEnding())
         return nimbrale::InstanceAnswer::ending;
-    if (request.command != nimbrale::instance_command::openSettings)
+    if (request.command == nimbrale::instance_command::openSettings)
+        app.applicationWasReopened(nimbrale::parseEventTime(request.argument));
+    else if (request.command == nimbrale::instance_command::toggleRecording)
+        app.toggleRecording();
+    else
         return nimbrale::InstanceAnswer::unknown;
-    app.applicationWasReopened(nimbrale::parseEventTime(request.argument));
     return nimbrale::InstanceAnswer::done;
 }
 
@@ -65,6 +74,14 @@ nimbrale::InstanceRequest openSettingsRequest()
     const std::string launch = qEnvironmentVariable("DESKTOP_STARTUP_ID").toStdString();
     const std::optional<nimbrale::EventTime> time = nimbrale::timeOfLaunch(launch);
     return {std::string(nimbrale::instance_command::openSettings), time ? std::to_string(*time) : std::string()};
+}
+
+/// What is asked of the program that runs already.
+nimbrale::InstanceRequest instanceRequest(int argumentCount, char** arguments)
+{
+    if (argumentCount > 1 && arguments[1] == toggleRecordingOption)
+        return {std::string(nimbrale::instance_command::toggleRecording), {}};
+    return openSettingsRequest();
 }
 
 nimbrale::InstanceClaim::Subject claimSubject()
@@ -85,7 +102,7 @@ int main(int argc, char** argv)
         return EXIT_FAILURE;
     }
     // Goes last, so that another start waits until the desktop is in order again.
-    auto claim = nimbrale::InstanceClaim::make(claimSubject(), openSettingsRequest());
+    auto claim = nimbrale::InstanceClaim::make(claimSubject(), instanceRequest(argc, argv));
     if (claim && !*claim)
         return EXIT_SUCCESS;
 

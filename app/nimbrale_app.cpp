@@ -1,6 +1,7 @@
 #include "app/nimbrale_app.h"
 
 #include "app/application_icon.h"
+#include "recording/recording_folder.h"
 #include "share/virtual_display.h"
 
 #include <QApplication>
@@ -95,6 +96,8 @@ std::unique_ptr<SettingsWindow> NimbraleApp::makeSettingsWindow()
     sources.displays = [&screens = platform_.screens()] { return displaysForFrame(screens); };
     sources.framedArea = [this] { return framedArea(); };
     sources.cameras = [&cameras = platform_.cameras()] { return cameras.devices(); };
+    sources.microphones = [&microphones = platform_.microphones()] { return microphones.devices(); };
+    sources.recordingFolder = recordingFolderSource();
     auto window = std::make_unique<SettingsWindow>(settings_, sources);
     window->onKeyChanged = [this, settingsWindow = window.get()](bool isKey) {
         panelsBelowSettings_ = isKey ? platform_.panels().keepBelow(settingsWindow->winId()) : nullptr;
@@ -102,8 +105,35 @@ std::unique_ptr<SettingsWindow> NimbraleApp::makeSettingsWindow()
     const auto followDevices = [settingsWindow = window.get()] { settingsWindow->devicesDidChange(); };
     screensObserver_ = platform_.screens().observeChanges(followDevices);
     camerasObserver_ = platform_.cameras().observeDevices(followDevices);
+    microphonesObserver_ = platform_.microphones().observeDevices(followDevices);
     appDelegate_->onFramedAreaChange = [settingsWindow = window.get()] { settingsWindow->framedAreaDidChange(); };
     return window;
+}
+
+RecordingFolderSource NimbraleApp::recordingFolderSource()
+{
+    RecordingFolderSource source;
+    source.name = [this] {
+        return platform_.workspace().folderName(recording_folder::resolve(settings_.recordFolderBookmark()));
+    };
+    source.defaultName = [this] { return platform_.workspace().folderName(recording_folder::defaultFolder()); };
+    source.choose = [this] { chooseRecordingFolder(); };
+    return source;
+}
+
+void NimbraleApp::chooseRecordingFolder()
+{
+    FolderQuestion question;
+    question.message =
+        QCoreApplication::translate("RecordingSettings", "Choose where Nimbrale saves recordings").toStdString();
+    question.prompt = QCoreApplication::translate("RecordingSettings", "Choose").toStdString();
+    question.start = recording_folder::resolve(settings_.recordFolderBookmark());
+    folderQuestion_ =
+        platform_.workspace().chooseFolder(question, [this](const std::optional<std::filesystem::path>& folder) {
+            const auto bookmark = folder ? recording_folder::bookmarkOf(*folder) : recording_folder::Bookmark();
+            if (!bookmark.empty())
+                settings_.setRecordFolderBookmark(bookmark);
+        });
 }
 
 std::optional<FramedArea> NimbraleApp::framedArea() const

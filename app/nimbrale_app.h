@@ -30,6 +30,8 @@ public:
     [[nodiscard]] int run();
     /// The user started the application once more, at `cause` or just now.
     void applicationWasReopened(std::optional<EventTime> cause);
+    /// Starts a recording of the shared screen, or ends it.
+    void toggleRecording() { appDelegate_->toggleRecording(); }
     /// Whether it has been asked to quit and is ending or deciding.
     [[nodiscard]] bool isEnding() const { return platform_.workspace().isTerminating(); }
 
@@ -38,6 +40,8 @@ private:
     void followAlerts(const std::vector<std::uintptr_t>& windows);
     [[nodiscard]] std::unique_ptr<SettingsWindow> makeSettingsWindow();
     [[nodiscard]] std::optional<FramedArea> framedArea() const;
+    [[nodiscard]] RecordingFolderSource recordingFolderSource();
+    void chooseRecordingFolder();
 
     Platform& platform_;
     AppSettings& settings_;
@@ -47,6 +51,8 @@ private:
     std::shared_ptr<AppDelegate> appDelegate_;
     Subscription screensObserver_;
     Subscription camerasObserver_;
+    Subscription microphonesObserver_;
+    std::unique_ptr<OpenQuestion> folderQuestion_;
     /// While the settings window is key.
     Subscription panelsBelowSettings_;
     std::vector<Subscription> panelsBelowAlerts_;

@@ -40,9 +40,10 @@ void SharingNotice::tellWindowReturned()
 
 void SharingNotice::tellWindow(const std::string& title)
 {
-    workspace_.notify(alerts::windowToShare(title), [weak = weak_from_this(), title] {
+    const Notification notification = alerts::windowToShare(title);
+    workspace_.notify(notification, [weak = weak_from_this(), notification] {
         if (const auto self = weak.lock())
-            self->show(alerts::windowToShareInstead(title));
+            self->show(alerts::insteadOf(notification));
     });
 }
 

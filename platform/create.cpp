@@ -6,6 +6,7 @@
 #include "platform/desktop/qt_main_queue.h"
 #include "platform/desktop/qt_workspace.h"
 #include "platform/desktop/screen_savers.h"
+#include "platform/ffmpeg/ffmpeg_movies.h"
 #include "platform/opencv/model_file.h"
 #include "platform/opencv/opencv_person_segmentation.h"
 #include "platform/pipewire/pipewire_audio.h"
@@ -67,6 +68,7 @@ public:
     [[nodiscard]] SessionLock& sessionLock() override { return sessionLock_; }
     [[nodiscard]] Cameras& cameras() override { return *cameras_; }
     [[nodiscard]] Microphones& microphones() override { return *microphones_; }
+    [[nodiscard]] Movies& movies() override { return *movies_; }
 
 private:
     QtMainQueue mainQueue_;
@@ -82,6 +84,7 @@ private:
     std::unique_ptr<Microphones> microphones_ =
         pipewire::createPipewireMicrophones(knownDevices_, questionFor(microphoneAccess_));
     std::unique_ptr<SystemAudio> systemAudio_ = pipewire::createPipewireSystemAudio();
+    std::unique_ptr<Movies> movies_ = ffmpeg::createFfmpegMovies(mainQueue_);
     std::unique_ptr<WindowSystem> windowSystem_;
     Subscription lockers_;
 };

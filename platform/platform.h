@@ -3,6 +3,7 @@
 #include "platform/audio_sources.h"
 #include "platform/cameras.h"
 #include "platform/main_queue.h"
+#include "platform/movie_writer.h"
 #include "platform/panel.h"
 #include "platform/screen_capture.h"
 #include "platform/screens.h"
@@ -26,6 +27,7 @@ public:
     [[nodiscard]] virtual SessionLock& sessionLock() = 0;
     [[nodiscard]] virtual Cameras& cameras() = 0;
     [[nodiscard]] virtual Microphones& microphones() = 0;
+    [[nodiscard]] virtual Movies& movies() = 0;
 
     /// Called on the main queue when the connection to the desktop is lost; nothing works any more then.
     std::function<void(Error)> onConnectionLost;

@@ -11,6 +11,14 @@
         <source>Open System Settings</source>
         <translation>OK</translation>
     </message>
+    <message>
+        <source>Nimbrale records its own screen, which couldn't be created on this Mac.</source>
+        <translation>Nimbrale records its own screen, which couldn't be created on this computer.</translation>
+    </message>
+    <message>
+        <source>To record your voice, allow Nimbrale in System Settings → Privacy &amp; Security → Microphone. Or turn the microphone off in Settings → Recording.</source>
+        <translation>To record your voice, allow Nimbrale to use the microphone in your desktop's privacy settings. Or turn the microphone off in Settings → Recording.</translation>
+    </message>
 </context>
 <context>
     <name>GeneralSettings</name>
@@ -43,6 +51,13 @@
     <message>
         <source>Nimbrale finds you in the picture and removes everything behind you. This takes extra processing, most noticeably on Intel Macs.</source>
         <translation>Nimbrale finds you in the picture and removes everything behind you. This takes extra processing.</translation>
+    </message>
+</context>
+<context>
+    <name>RecordingSettings</name>
+    <message>
+        <source>Sound from my &amp;Mac</source>
+        <translation>Sound from my co&amp;mputer</translation>
     </message>
 </context>
 </TS>

@@ -46,7 +46,8 @@ public:
 SettingsWindow::SettingsWindow(AppSettings& settings, const Sources& sources)
     : settings_(settings), tabs_(new QTabWidget),
       general_(new GeneralSettings(settings, sources.displays, sources.framedArea)),
-      webcam_(new WebcamSettings(settings, sources.cameras))
+      webcam_(new WebcamSettings(settings, sources.cameras)),
+      recording_(new RecordingSettings(settings, sources.microphones, sources.recordingFolder))
 {
     setObjectName("Settings");
     setWindowTitle(QCoreApplication::translate("SettingsWindow", "Nimbrale Settings"));
@@ -56,6 +57,7 @@ SettingsWindow::SettingsWindow(AppSettings& settings, const Sources& sources)
     tabs_->setDocumentMode(true);
     addTab(general_, QCoreApplication::translate("SettingsWindow", "General"));
     addTab(webcam_, QCoreApplication::translate("SettingsWindow", "Webcam"));
+    addTab(recording_, QCoreApplication::translate("SettingsWindow", "Recording"));
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
     layout->addWidget(tabs_);
@@ -111,6 +113,7 @@ void SettingsWindow::refresh()
 {
     general_->refresh();
     webcam_->refresh();
+    recording_->refresh();
     const QSignalBlocker blocker(tabs_);
     tabs_->setCurrentIndex(static_cast<int>(settings_.settingsTab()));
 }

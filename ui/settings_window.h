@@ -2,6 +2,7 @@
 
 #include "settings/app_settings.h"
 #include "ui/general_settings.h"
+#include "ui/recording_settings.h"
 #include "ui/webcam_settings.h"
 
 #include <QWidget>
@@ -22,6 +23,8 @@ public:
         DisplayList displays;
         FramedAreaSource framedArea;
         CameraList cameras;
+        MicrophoneList microphones;
+        RecordingFolderSource recordingFolder;
     };
 
     /// `settings` must outlive the window.
@@ -33,7 +36,7 @@ public:
     /// Shows the window, also one that is minimized. Whether it comes to the front and has the keyboard is the
     /// workspace's to ask for.
     void present();
-    /// The list of displays or that of cameras changed.
+    /// The list of displays, cameras or microphones changed.
     void devicesDidChange();
     /// The frame was moved or resized, or the sharing began or ended.
     void framedAreaDidChange();
@@ -53,6 +56,7 @@ private:
     QTabWidget* tabs_;
     GeneralSettings* general_;
     WebcamSettings* webcam_;
+    RecordingSettings* recording_;
     Subscription settingsObserver_;
     bool isRefreshScheduled_ = false;
     bool isKey_ = false;

@@ -1,16 +1,15 @@
 #include "ui/webcam_settings.h"
 
+#include "ui/choice_row.h"
 #include "ui/picker.h"
 #include "ui/settings_section.h"
 
+#include <QAbstractButton>
 #include <QButtonGroup>
 #include <QCheckBox>
 #include <QComboBox>
 #include <QCoreApplication>
-#include <QHBoxLayout>
-#include <QRadioButton>
 
-#include <initializer_list>
 #include <utility>
 
 namespace nimbrale {
@@ -20,22 +19,6 @@ namespace {
 QString translated(const char* text)
 {
     return QCoreApplication::translate("WebcamSettings", text);
-}
-
-/// A row of which one is chosen; their identifiers are their places, from 0 on.
-QButtonGroup* makeChoice(QWidget* row, std::initializer_list<const char*> labels)
-{
-    auto* group = new QButtonGroup(row);
-    auto* layout = new QHBoxLayout(row);
-    layout->setContentsMargins(0, 0, 0, 0);
-    for (const char* label : labels) {
-        auto* button = new QRadioButton(translated(label));
-        group->addButton(button, static_cast<int>(group->buttons().size()));
-        layout->addWidget(button);
-    }
-    layout->addStretch();
-    row->setFocusProxy(group->button(0));
-    return group;
 }
 
 } // namespace
@@ -70,9 +53,9 @@ SettingsSection* WebcamSettings::makeCameraSection()
 SettingsSection* WebcamSettings::makeShapeSection()
 {
     auto* row = new QWidget;
-    shape_ = makeChoice(row, {QT_TRANSLATE_NOOP("WebcamSettings", "Rectangle"),
-                              QT_TRANSLATE_NOOP("WebcamSettings", "Rounded"),
-                              QT_TRANSLATE_NOOP("WebcamSettings", "Circle")});
+    shape_ = makeChoice(row, {translated(QT_TRANSLATE_NOOP("WebcamSettings", "Rectangle")),
+                              translated(QT_TRANSLATE_NOOP("WebcamSettings", "Rounded")),
+                              translated(QT_TRANSLATE_NOOP("WebcamSettings", "Circle"))});
     connect(shape_, &QButtonGroup::idClicked, this,
             [this](int place) { settings_.setWebcamShape(static_cast<AppSettings::WebcamShape>(place)); });
     return new SettingsSection(translated(QT_TRANSLATE_NOOP("WebcamSettings", "&Shape")), row);
@@ -81,9 +64,9 @@ SettingsSection* WebcamSettings::makeShapeSection()
 SettingsSection* WebcamSettings::makeBackgroundSection()
 {
     auto* row = new QWidget;
-    background_ = makeChoice(row, {QT_TRANSLATE_NOOP("WebcamSettings", "Original"),
-                                   QT_TRANSLATE_NOOP("WebcamSettings", "Blurred"),
-                                   QT_TRANSLATE_NOOP("WebcamSettings", "Transparent")});
+    background_ = makeChoice(row, {translated(QT_TRANSLATE_NOOP("WebcamSettings", "Original")),
+                                   translated(QT_TRANSLATE_NOOP("WebcamSettings", "Blurred")),
+                                   translated(QT_TRANSLATE_NOOP("WebcamSettings", "Transparent"))});
     connect(background_, &QButtonGroup::idClicked, this,
             [this](int place) { settings_.setWebcamBackground(static_cast<AppSettings::WebcamBackground>(place)); });
     backgroundSection_ = new SettingsSection(translated(QT_TRANSLATE_NOOP("WebcamSettings", "&Background")), row);

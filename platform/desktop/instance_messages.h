@@ -25,6 +25,8 @@ namespace instance_command {
 /// Shows the Settings window. The argument is the time of the user's action in milliseconds of the window system's
 /// clock, where it is known.
 inline constexpr std::string_view openSettings = "open-settings";
+/// Starts a recording, or ends the one that runs. No argument.
+inline constexpr std::string_view toggleRecording = "toggle-recording";
 } // namespace instance_command
 
 enum class InstanceAnswer {

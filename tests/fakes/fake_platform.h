@@ -4,6 +4,7 @@
 #include "tests/fakes/fake_cameras.h"
 #include "tests/fakes/fake_main_queue.h"
 #include "tests/fakes/fake_microphones.h"
+#include "tests/fakes/fake_movies.h"
 #include "tests/fakes/fake_panels.h"
 #include "tests/fakes/fake_screen_capture.h"
 #include "tests/fakes/fake_screens.h"
@@ -24,6 +25,7 @@ public:
     [[nodiscard]] LockReports& sessionLock() override { return sessionLock_; }
     [[nodiscard]] FakeCameras& cameras() override { return cameras_; }
     [[nodiscard]] FakeMicrophones& microphones() override { return microphones_; }
+    [[nodiscard]] FakeMovies& movies() override { return movies_; }
 
 private:
     FakeMainQueue mainQueue_;
@@ -36,6 +38,7 @@ private:
     LockReports sessionLock_;
     FakeCameras cameras_;
     FakeMicrophones microphones_;
+    FakeMovies movies_;
 };
 
 } // namespace nimbrale

@@ -122,6 +122,11 @@ QPoint Application::settingsButtonOf(const QRect& region)
     return closeButtonOf(region) + QPoint(0, 28);
 }
 
+QPoint Application::recordButtonOf(const QRect& region)
+{
+    return settingsButtonOf(region) + QPoint(0, 28);
+}
+
 std::unique_ptr<Application> requireApplication(PrivateDesktop& desktop, const Application::Settings& settings,
                                                 const Environment& changes)
 {

@@ -50,6 +50,7 @@ public:
     [[nodiscard]] static QPoint resizeButtonOf(const QRect& region);
     [[nodiscard]] static QPoint closeButtonOf(const QRect& region);
     [[nodiscard]] static QPoint settingsButtonOf(const QRect& region);
+    [[nodiscard]] static QPoint recordButtonOf(const QRect& region);
 
 private:
     Application(PrivateDesktop& desktop, std::unique_ptr<Process> process);

@@ -37,6 +37,14 @@ protected:
             throw std::runtime_error("no control is called " + accessibleName.toStdString());
         return **found;
     }
+    [[nodiscard]] SettingsWindow::Sources sources(FramedAreaSource framedArea)
+    {
+        return {[this] { return displays_; },
+                std::move(framedArea),
+                [this] { return cameras_; },
+                [] { return std::vector<MicrophoneDevice>(); },
+                {[] { return "Videos"; }, [] { return "Videos"; }, [] {}}};
+    }
     [[nodiscard]] QWidget& field(const QString& name) { return named<QWidget>(name); }
     [[nodiscard]] QAbstractButton& toggle(const QString& text)
     {
@@ -60,8 +68,7 @@ protected:
     std::vector<Screen> displays_{makeScreen(3, {0, 0, 1920, 1080}), makeScreen(7, {1920, 0, 1600, 900})};
     std::optional<FramedArea> framedArea_;
     std::vector<CameraDevice> cameras_{{"front", "Front camera"}, {"desk", "Desk camera"}};
-    SettingsWindow window_{settings_,
-                           {[this] { return displays_; }, [this] { return framedArea_; }, [this] { return cameras_; }}};
+    SettingsWindow window_{settings_, sources([this] { return framedArea_; })};
 };
 
 TEST_F(SettingsWindowTest, IsKnownByItsTitleAndName)
@@ -340,8 +347,7 @@ TEST_F(SettingsWindowTest, EveryControlCanBeReachedByKeyAndHasAName)
 TEST_F(SettingsWindowTest, TellsWhenItTakesTheKeysAndWhenNot)
 {
     std::vector<bool> keys;
-    SettingsWindow other(settings_,
-                         {[this] { return displays_; }, [] { return std::nullopt; }, [this] { return cameras_; }});
+    SettingsWindow other(settings_, sources([] { return std::nullopt; }));
     other.onKeyChanged = [&](bool isKey) { keys.push_back(isKey); };
     other.present();
     QApplication::processEvents();

@@ -1,0 +1,179 @@
+#include "app/recording_control.h"
+
+#include "app/alerts.h"
+#include "recording/recording_folder.h"
+
+#include <chrono>
+#include <set>
+#include <system_error>
+#include <utility>
+
+namespace nimbrale {
+
+namespace {
+
+constexpr std::chrono::milliseconds timeRefreshInterval{500};
+constexpr const char* microphonePrivacyLocation =
+    "x-apple.systempreferences:com.apple.preference.security?Privacy_Microphone";
+
+std::optional<std::uint64_t> freeSpace(const std::filesystem::path& folder)
+{
+    std::error_code error;
+    const std::filesystem::space_info space = std::filesystem::space(folder, error);
+    return error ? std::nullopt : std::optional<std::uint64_t>(space.available);
+}
+
+/// The folder in use. The default one need not be there before the first recording.
+std::filesystem::path recordingFolder(const AppSettings& settings)
+{
+    std::filesystem::path folder = recording_folder::resolve(settings.recordFolderBookmark());
+    if (folder == recording_folder::defaultFolder()) {
+        // What fails is told when the movie cannot be made there.
+        std::error_code error;
+        std::filesystem::create_directories(folder, error);
+    }
+    return folder;
+}
+
+ScreenRecorder::Options recorderOptions(const AppSettings& settings)
+{
+    ScreenRecorder::Options options;
+    options.folder = recordingFolder(settings);
+    options.quality = settings.recordQuality();
+    options.framerate = settings.framerate();
+    if (settings.recordMicrophone())
+        options.microphoneID = settings.recordMicrophoneID();
+    options.systemAudio = settings.recordSystemAudio();
+    return options;
+}
+
+} // namespace
+
+std::shared_ptr<RecordingControl> RecordingControl::create(Platform& platform, AppSettings& settings)
+{
+    const std::shared_ptr<RecordingControl> control(new RecordingControl(platform, settings));
+    control->recorder_->onFinish = [weak = std::weak_ptr(control)](const ScreenRecorder::MovieResult& movie) {
+        if (const auto self = weak.lock())
+            self->recordingFinished(movie);
+    };
+    control->recorder_->onEndingByItself = [weak = std::weak_ptr(control)](const std::string& reason) {
+        if (const auto self = weak.lock())
+            self->tell(alerts::recordingEnded(reason));
+    };
+    return control;
+}
+
+RecordingControl::RecordingControl(Platform& platform, AppSettings& settings)
+    : platform_(platform), settings_(settings),
+      recorder_(ScreenRecorder::create({platform.mainQueue(), platform.screens(), platform.screenCapture(),
+                                        platform.microphones(), platform.movies(), freeSpace}))
+{}
+
+RecordingControl::~RecordingControl() = default;
+
+void RecordingControl::toggle(std::optional<DisplayID> displayID)
+{
+    if (recorder_->isBusy())
+        return;
+    if (recorder_->isRecording())
+        recorder_->stop();
+    else if (displayID)
+        start(*displayID);
+    else
+        show(alerts::recordingNotAvailable());
+}
+
+void RecordingControl::start(DisplayID displayID)
+{
+    recorder_->start(displayID, recorderOptions(settings_),
+                     [weak = weak_from_this()](const ScreenRecorder::StartResult& result) {
+                         if (const auto self = weak.lock())
+                             self->started(result);
+                     });
+}
+
+void RecordingControl::started(const ScreenRecorder::StartResult& result)
+{
+    if (result) {
+        refreshTime();
+        recordingTimer_ = platform_.mainQueue().scheduleRepeating(timeRefreshInterval, [this] { refreshTime(); });
+        return;
+    }
+    if (result.error().kind != RecorderError::Kind::microphoneDenied) {
+        show(alerts::recordingCouldNotStart(result.error()));
+        return;
+    }
+    alerts_.push_back(platform_.workspace().showAlert(alerts::microphoneAccessNeeded(), [this](int button) {
+        if (button == alerts::openSystemSettingsButton)
+            platform_.workspace().openLocation(microphonePrivacyLocation);
+    }));
+}
+
+void RecordingControl::stop()
+{
+    recorder_->stop();
+}
+
+TerminateReply RecordingControl::applicationShouldTerminate()
+{
+    recorder_->stop();
+    isTerminatingAfterRecording_ = recorder_->isFinishing();
+    return isTerminatingAfterRecording_ ? TerminateReply::later : TerminateReply::now;
+}
+
+void RecordingControl::refreshTime()
+{
+    std::optional<double> seconds;
+    if (const auto startDate = recorder_->startDate())
+        seconds = std::chrono::duration<double>(platform_.mainQueue().now() - *startDate).count();
+    if (onTimeChange)
+        onTimeChange(seconds);
+}
+
+void RecordingControl::recordingFinished(const ScreenRecorder::MovieResult& movie)
+{
+    recordingTimer_.reset();
+    refreshTime();
+    if (std::exchange(isTerminatingAfterRecording_, false)) {
+        platform_.workspace().termination().reply(true);
+        return;
+    }
+    if (movie)
+        platform_.workspace().revealFile(*movie);
+    else
+        show(alerts::recordingCouldNotBeSaved(movie.error()));
+}
+
+void RecordingControl::recoverLeftovers()
+{
+    // Recordings may have gone to the default folder while the chosen one was away.
+    const std::set<std::filesystem::path> folders{recording_folder::resolve(settings_.recordFolderBookmark()),
+                                                  recording_folder::defaultFolder()};
+    for (const std::filesystem::path& folder : folders) {
+        platform_.movies().recover(folder, [weak = weak_from_this()](const std::vector<RecoveredMovie>& movies) {
+            if (const auto self = weak.lock())
+                self->recovered(movies);
+        });
+    }
+}
+
+void RecordingControl::recovered(const std::vector<RecoveredMovie>& movies)
+{
+    for (const RecoveredMovie& movie : movies)
+        tell(movie.error ? alerts::recordingNotRecovered(movie.file) : alerts::recordingRecovered(movie.file));
+}
+
+void RecordingControl::tell(const Notification& notification)
+{
+    platform_.workspace().notify(notification, [weak = weak_from_this(), notification] {
+        if (const auto self = weak.lock())
+            self->show(alerts::insteadOf(notification));
+    });
+}
+
+void RecordingControl::show(const Alert& alert)
+{
+    alerts_.push_back(platform_.workspace().showAlert(alert, [](int) {}));
+}
+
+} // namespace nimbrale

@@ -1,0 +1,63 @@
+#pragma once
+
+#include "platform/platform.h"
+#include "recording/screen_recorder.h"
+#include "settings/app_settings.h"
+
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace nimbrale {
+
+/// The user's way to record: one toggle, the elapsed time, what is told when a recording ends or cannot begin, and the
+/// movies that a crash left. Main thread only.
+class RecordingControl : public std::enable_shared_from_this<RecordingControl> {
+public:
+    /// Both must outlive it.
+    [[nodiscard]] static std::shared_ptr<RecordingControl> create(Platform& platform, AppSettings& settings);
+    ~RecordingControl();
+    RecordingControl(const RecordingControl&) = delete;
+    RecordingControl& operator=(const RecordingControl&) = delete;
+
+    /// The seconds since the recording began, every half second while one runs; absent when it is over.
+    std::function<void(std::optional<double> seconds)> onTimeChange;
+
+    /// Saves what a crash left in the folder for recordings, and tells the user where it is.
+    void recoverLeftovers();
+    /// Starts to record that display, or ends the recording. Absent where there is no such display, which the user is
+    /// told. Ignored while a recording is being started or finished.
+    void toggle(std::optional<DisplayID> displayID);
+    /// Ends the recording, if one runs; the movie is saved as always.
+    void stop();
+    /// Ends the recording for the end of the application: `later` while there is something to save, and the workspace's
+    /// termination is answered when that is done.
+    [[nodiscard]] TerminateReply applicationShouldTerminate();
+
+    [[nodiscard]] bool isRecording() const { return recorder_->isRecording(); }
+    [[nodiscard]] bool isBusy() const { return recorder_->isBusy(); }
+
+private:
+    RecordingControl(Platform& platform, AppSettings& settings);
+
+    void start(DisplayID displayID);
+    void started(const ScreenRecorder::StartResult& result);
+    void recordingFinished(const ScreenRecorder::MovieResult& movie);
+    void recovered(const std::vector<RecoveredMovie>& movies);
+    void refreshTime();
+    void tell(const Notification& notification);
+    void show(const Alert& alert);
+
+    Platform& platform_;
+    AppSettings& settings_;
+    std::shared_ptr<ScreenRecorder> recorder_;
+    std::unique_ptr<Timer> recordingTimer_;
+    bool isTerminatingAfterRecording_ = false;
+    /// What was answered stays until the next one, which does no harm.
+    std::vector<std::unique_ptr<OpenQuestion>> alerts_;
+};
+
+} // namespace nimbrale
