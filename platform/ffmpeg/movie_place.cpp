@@ -188,7 +188,7 @@ void MoviePlace::remove()
         qCWarning(recordingLog, "%s was not removed: %s", pieces_.c_str(), std::strerror(errno));
 }
 
-std::filesystem::path MoviePlace::copy() const
+std::filesystem::path MoviePlace::copyPath() const
 {
     std::filesystem::path path = pieces_;
     path += ".copy";
@@ -198,32 +198,32 @@ std::filesystem::path MoviePlace::copy() const
 Result<FileDescriptor> MoviePlace::createCopy() const
 {
     removeCopy();
-    FileDescriptor file(::open(copy().c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0666));
+    FileDescriptor file(::open(copyPath().c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0666));
     if (!file) {
-        qCWarning(recordingLog, "%s cannot be made: %s", copy().c_str(), std::strerror(errno));
+        qCWarning(recordingLog, "%s cannot be made: %s", copyPath().c_str(), std::strerror(errno));
         return tl::make_unexpected(notSaved(ErrorCode::temporary));
     }
     if (tryLock(file.get()) == Lock::unknown)
-        qCInfo(recordingLog, "%s cannot be locked: %s", copy().c_str(), std::strerror(errno));
+        qCInfo(recordingLog, "%s cannot be locked: %s", copyPath().c_str(), std::strerror(errno));
     return file;
 }
 
-Result<void> MoviePlace::replaceByCopy(FileDescriptor copied)
+Result<void> MoviePlace::replaceByCopy(FileDescriptor copy)
 {
-    if (::rename(copy().c_str(), pieces_.c_str()) != 0) {
-        qCWarning(recordingLog, "%s does not take its place: %s", copy().c_str(), std::strerror(errno));
+    if (::rename(copyPath().c_str(), pieces_.c_str()) != 0) {
+        qCWarning(recordingLog, "%s does not take its place: %s", copyPath().c_str(), std::strerror(errno));
         removeCopy();
         return tl::make_unexpected(notSaved(ErrorCode::temporary));
     }
-    file_ = std::move(copied);
+    file_ = std::move(copy);
     synchronizeFolder(pieces_.parent_path());
     return {};
 }
 
 void MoviePlace::removeCopy() const
 {
-    if (::unlink(copy().c_str()) != 0 && errno != ENOENT)
-        qCWarning(recordingLog, "%s was not removed: %s", copy().c_str(), std::strerror(errno));
+    if (::unlink(copyPath().c_str()) != 0 && errno != ENOENT)
+        qCWarning(recordingLog, "%s was not removed: %s", copyPath().c_str(), std::strerror(errno));
 }
 
 Error MoviePlace::notSaved(ErrorCode code, std::string_view reason) const

@@ -53,7 +53,7 @@ public:
 
 private:
     MoviePlace(std::filesystem::path movie, std::filesystem::path pieces, FileDescriptor file);
-    [[nodiscard]] std::filesystem::path copy() const;
+    [[nodiscard]] std::filesystem::path copyPath() const;
 
     std::filesystem::path movie_;
     std::filesystem::path pieces_;

@@ -56,6 +56,8 @@ long enterFileCall(const char* name, long number, Arguments... arguments)
 
 } // namespace nimbrale::ffmpeg
 
+// The parameters' names in the system's headers are reserved ones.
+// NOLINTBEGIN(readability-inconsistent-declaration-parameter-name)
 extern "C" {
 
 int flock(int file, int operation) noexcept
@@ -94,3 +96,4 @@ ssize_t pwrite(int file, const void* bytes, size_t count, off_t offset)
     return nimbrale::ffmpeg::enterFileCall("pwrite", SYS_pwrite64, file, bytes, count, offset);
 }
 }
+// NOLINTEND(readability-inconsistent-declaration-parameter-name)

@@ -17,7 +17,6 @@ namespace nimbrale::ffmpeg {
 namespace {
 
 using testing::EndsWith;
-using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::UnorderedElementsAre;
 
