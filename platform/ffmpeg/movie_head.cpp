@@ -359,8 +359,8 @@ Result<std::vector<MovieTrack>> readHead(Bytes content)
             return wrong("too many tracks");
         tracks.push_back(std::move(*track));
     }
-    if (tracks.empty())
-        return wrong("a movie without tracks");
+    if (std::none_of(tracks.begin(), tracks.end(), [](const MovieTrack& track) { return track.isVideo; }))
+        return wrong("a movie without a track of pictures");
     return tracks;
 }
 

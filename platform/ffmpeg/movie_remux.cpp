@@ -1,8 +1,11 @@
 #include "platform/ffmpeg/movie_remux.h"
 
+#include "platform/ffmpeg/movie_boxes.h"
+
 #include <array>
 #include <cerrno>
 #include <memory>
+#include <optional>
 #include <string>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -118,8 +121,30 @@ Result<Output> openOutput(const FileStream& stream, const AVFormatContext& input
     return output;
 }
 
-Result<void> copyPackets(AVFormatContext& input, AVFormatContext& output)
+/// How many bytes of media a file has: all of it but the other boxes, and what is cut off at its end.
+std::int64_t mediaSize(int file)
 {
+    std::int64_t media = 0;
+    std::array<std::uint8_t, BoxHeader::largest> bytes{};
+    std::int64_t position = 0;
+    const off_t size = ::lseek(file, 0, SEEK_END);
+    while (position < size) {
+        const ssize_t count = ::pread(file, bytes.data(), bytes.size(), static_cast<off_t>(position));
+        const auto header =
+            count < 0 ? std::nullopt : readBoxHeader(Bytes(bytes).first(static_cast<std::size_t>(count)));
+        if (!header)
+            return media + size - position;
+        if (header->type == boxType("mdat") && header->size <= size - position)
+            media += header->size - static_cast<std::int64_t>(header->length);
+        position += header->size;
+    }
+    return media;
+}
+
+/// Returns how many bytes of media were copied.
+Result<std::int64_t> copyPackets(AVFormatContext& input, AVFormatContext& output)
+{
+    std::int64_t copied = 0;
     const std::unique_ptr<AVPacket, FreePacket> packet(av_packet_alloc());
     while (av_read_frame(&input, packet.get()) >= 0) {
         const AVStream* const from = input.streams[packet->stream_index];
@@ -130,12 +155,13 @@ Result<void> copyPackets(AVFormatContext& input, AVFormatContext& output)
         }
         av_packet_rescale_ts(packet.get(), from->time_base, output.streams[packet->stream_index]->time_base);
         packet->pos = -1;
+        copied += packet->size;
         if (const int error = av_interleaved_write_frame(&output, packet.get()); error < 0)
             return failed("copying", error);
     }
     if (const int error = av_write_trailer(&output); error < 0)
         return failed("ending the movie", error);
-    return {};
+    return copied;
 }
 
 } // namespace
@@ -152,7 +178,13 @@ Result<void> remuxMovie(int from, int to)
     const Result<Output> output = openOutput(target, **input);
     if (!output)
         return tl::make_unexpected(output.error());
-    return copyPackets(**input, **output);
+    const Result<std::int64_t> copied = copyPackets(**input, **output);
+    if (!copied)
+        return tl::make_unexpected(copied.error());
+    // The pieces are given up for the copy, which therefore must not be what the library could make of damaged ones.
+    if (*copied / 19 < mediaSize(from) / 20)
+        return fail(ErrorCode::permanent, "too little could be read");
+    return {};
 }
 
 } // namespace nimbrale::ffmpeg

@@ -29,6 +29,8 @@ struct PieceMovieContent {
     /// Whether pictures are decoded in another order than they are shown in, and sound has a lead-in that is not heard.
     /// The writer then tells by edit lists where tracks begin; else all times are what they are.
     bool hasEditLists = false;
+    /// Whether pictures are noise instead of one brightness, and so need many bytes.
+    bool isNoise = false;
     int width = 64;
     int height = 48;
 };
@@ -159,6 +161,8 @@ private:
             std::memset(frame->data[plane], plane == 0 ? brightness(index) : 128,
                         static_cast<std::size_t>(frame->linesize[plane] * lines));
         }
+        for (int i = 0; content_.isNoise && i < frame->linesize[0] * content_.height; ++i)
+            frame->data[0][i] = static_cast<std::uint8_t>((noise_ = noise_ * 1664525 + 1013904223) >> 24);
         write(video_, frame, 0);
         av_frame_free(&frame);
     }
@@ -223,6 +227,7 @@ private:
     AVCodecContext* audio_ = nullptr;
     AVPacket* picture_ = av_packet_alloc();
     std::int64_t sound_ = 0;
+    std::uint32_t noise_ = 1;
 };
 
 } // namespace nimbrale::ffmpeg
