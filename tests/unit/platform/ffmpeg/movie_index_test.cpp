@@ -13,7 +13,6 @@ namespace {
 
 using testing::ElementsAre;
 using testing::HasSubstr;
-using testing::IsEmpty;
 
 class MovieIndexTest : public PiecesFixture {
 protected:
