@@ -31,9 +31,9 @@ void require(bool holds, const char* what)
 
 /// Ten seconds that can follow themselves after `period`: 504 packets of sound.
 struct RepeatedPieces {
-    static constexpr std::int64_t soundPeriod = 504 * 1024;
+    static constexpr std::int64_t soundPeriod = 504 * std::int64_t{1024};
     static constexpr std::int64_t picturePeriod = soundPeriod * 15 / 8;
-    static constexpr int count = 3600 * 48000 / soundPeriod + 1;
+    static constexpr std::int64_t count = 3600 * std::int64_t{48000} / soundPeriod + 1;
 
     std::vector<std::uint8_t> head;
     std::vector<std::uint8_t> pieces;
@@ -58,7 +58,7 @@ void findTimes(RepeatedPieces& repeated, Bytes fragment)
 RepeatedPieces repeatedPieces()
 {
     PieceMovieContent content;
-    content.end = 10 * PieceMovieContent::second;
+    content.end = 10 * std::int64_t{PieceMovieContent::second};
     for (std::int64_t time = 0; time < content.end; time += PieceMovieContent::second / 30)
         content.pictureTimes.push_back(time);
     content.tick = 1000;
