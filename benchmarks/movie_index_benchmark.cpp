@@ -1,5 +1,5 @@
 // How long a movie of one hour in pieces of a second takes to become an ordinary one, where it lies and by copying it,
-// which is what a player's library would do. The file, of about 1 GB, is made in the folder for temporary files.
+// which is what a player's library would do. The file, of half a gigabyte, is made in the folder for temporary files.
 
 #include "platform/ffmpeg/movie_boxes.h"
 #include "platform/ffmpeg/movie_index.h"
