@@ -37,6 +37,7 @@ Result<void> PieceFile::append(std::span<const std::uint8_t> piece, std::size_t 
         piece = piece.subspan(static_cast<std::size_t>(written));
     }
     ends_.push_back(position);
+    setAside(position, indexSize);
     return {};
 }
 
@@ -49,9 +50,14 @@ void PieceFile::makeRoom(off_t reached, std::size_t indexSize)
     const off_t end = ends_.empty() ? 0 : ends_.back();
     if (ftruncate(descriptor_, end) != 0)
         qCWarning(recordingLog, "An incomplete piece of a movie couldn't be removed: %s", std::strerror(errno));
-    // Others may write to the same disk until the index comes. File systems that cannot set space aside have only the
-    // room that was made.
-    (void)fallocate(descriptor_, FALLOC_FL_KEEP_SIZE, end, static_cast<off_t>(indexSize));
+    // Others may write to the same disk until the index comes.
+    setAside(end, indexSize);
+}
+
+void PieceFile::setAside(off_t position, std::size_t indexSize) const
+{
+    // File systems that cannot do it have only the room that is made when the disk is full.
+    (void)fallocate(descriptor_, FALLOC_FL_KEEP_SIZE, position, static_cast<off_t>(indexSize));
 }
 
 Result<void> PieceFile::synchronize() const

@@ -25,6 +25,8 @@ public:
 
 private:
     void makeRoom(off_t reached, std::size_t indexSize);
+    /// Keeps the disk's space behind the file for it.
+    void setAside(off_t position, std::size_t indexSize) const;
 
     int descriptor_;
     /// Where each piece ends, the header being the first one.

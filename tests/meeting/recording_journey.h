@@ -54,6 +54,23 @@ protected:
         application =
             requireApplication(*desktop, {.region = region, .framesPerSecond = 30, .others = settings}, changes);
         ASSERT_TRUE(application->waitForVirtualDisplay(region.size())) << application->process().output();
+        ASSERT_TRUE(isFrameShown());
+    }
+    [[nodiscard]] bool isFrameShown() const
+    {
+        return desktop->waitForPixel(region.x() - 1, region.center().y(), QColor(255, 214, 10));
+    }
+    /// The frame has that title too, and is never the active window.
+    [[nodiscard]] bool isAlertShown() const { return desktop->activeWindowTitle() == "Nimbrale"; }
+    /// Waits for an alert and presses its button.
+    [[nodiscard]] bool dismissAlert()
+    {
+        constexpr std::uint32_t returnKey = 0xff0d;
+        if (!waitUntil([&] { return isAlertShown(); }, Milliseconds{8000}))
+            return false;
+        desktop->pressKey(returnKey);
+        desktop->releaseKey(returnKey);
+        return waitUntil([&] { return !isAlertShown(); }, Milliseconds{3000});
     }
 
     /// What the file manager, of which there is a stand-in that shows nothing, was asked to show.

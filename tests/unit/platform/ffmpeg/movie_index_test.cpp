@@ -13,7 +13,6 @@ namespace {
 
 using testing::ElementsAre;
 using testing::HasSubstr;
-using testing::IsEmpty;
 
 class MovieIndexTest : public PiecesFixture {
 protected:
@@ -23,6 +22,30 @@ protected:
         EXPECT_EQ(*finalized, FinalizedMovie::ordinary);
         EXPECT_THAT(boxTypesOf(read(pieces)), ElementsAre("ftyp", "mdat", "moov"));
         EXPECT_THAT(names(), ElementsAre("Movie.mov.unfinished"));
+    }
+    /// Each track's data begin where those of the track before end, which is told by what is left out. Returns in how
+    /// many pieces.
+    static int writeAsOthers(FileBytes& bytes)
+    {
+        int changed = 0;
+        for (const Box& fragment : boxesOf(bytes)) {
+            if (fragment.type != boxType("moof"))
+                continue;
+            const auto parts = readBoxes(fragment.content);
+            EXPECT_TRUE(parts && parts->size() == 3);
+            const auto track = readBoxes(parts->back().content);
+            EXPECT_TRUE(track);
+            for (const Box& part : *track) {
+                const auto at = bytes.begin() + (part.content.data() - bytes.data());
+                if (part.type == boxType("tfhd"))
+                    at[1] = 0;
+                if (part.type == boxType("trun")) {
+                    std::fill_n(at + 8, 4, std::uint8_t{0});
+                    ++changed;
+                }
+            }
+        }
+        return changed;
     }
     /// Adds so many samples to the sound's times. Returns in how many pieces there was sound.
     static int delaySound(FileBytes& bytes, std::uint64_t samples)
@@ -285,34 +308,29 @@ TEST_F(MovieIndexTest, PiecesThatCannotBeFinishedInPlaceAreCopied)
 
 TEST_F(MovieIndexTest, PiecesAsOthersWriteThemAreCopied)
 {
-    // Each track's data begin where those of the track before end, which is told by what is left out.
     const PieceMovieContent content = picturesAndSound(3 * second);
     FileBytes bytes = PieceMovie::make(content);
-    int changed = 0;
-    for (const Box& fragment : boxesOf(bytes)) {
-        if (fragment.type != boxType("moof"))
-            continue;
-        const auto parts = readBoxes(fragment.content);
-        ASSERT_TRUE(parts && parts->size() == 3);
-        const auto track = readBoxes(parts->back().content);
-        ASSERT_TRUE(track);
-        for (const Box& part : *track) {
-            const auto at = bytes.begin() + (part.content.data() - bytes.data());
-            if (part.type == boxType("tfhd"))
-                at[1] = 0;
-            if (part.type == boxType("trun")) {
-                std::fill_n(at + 8, 4, std::uint8_t{0});
-                ++changed;
-            }
-        }
-    }
-    ASSERT_GT(changed, 1);
+    ASSERT_GT(writeAsOthers(bytes), 1);
     const auto finalized = finalize(bytes);
     ASSERT_TRUE(finalized) << finalized.error().message;
     EXPECT_THAT(boxTypesOf(read(pieces)), ElementsAre("ftyp", "wide", "mdat", "moov"));
     const DecodedMovie decoded = DecodedMovie::decode(pieces);
     expectPictures(decoded, content, content.pictureTimes.size());
     EXPECT_EQ(decoded.tick, content.tick);
+}
+
+TEST_F(MovieIndexTest, ACopyThatHasNotAllOfThePiecesDoesNotReplaceThem)
+{
+    FileBytes bytes = PieceMovie::make(picturesAndSound(4 * second));
+    ASSERT_GT(writeAsOthers(bytes), 1);
+    // From the third piece on, the library finds nothing.
+    const auto third = bytes.begin() + (boxesOf(bytes)[6].whole.data() - bytes.data());
+    std::fill_n(third, 8, std::uint8_t{0});
+    const auto finalized = finalize(bytes);
+    ASSERT_FALSE(finalized);
+    EXPECT_THAT(finalized.error().message, HasSubstr(pieces.string()));
+    EXPECT_EQ(read(pieces), bytes);
+    EXPECT_THAT(names(), ElementsAre("Movie.mov.unfinished"));
 }
 
 TEST_F(MovieIndexTest, ACopyThatFailsLeavesThePieces)

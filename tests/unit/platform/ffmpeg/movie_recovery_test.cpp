@@ -2,7 +2,7 @@
 
 #include "tests/unit/platform/ffmpeg/pieces_fixture.h"
 
-#include <chrono>
+#include <csignal>
 #include <random>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -11,7 +11,6 @@ namespace nimbrale::ffmpeg {
 namespace {
 
 using testing::ElementsAre;
-using testing::EndsWith;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::SizeIs;

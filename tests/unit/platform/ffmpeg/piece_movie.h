@@ -159,7 +159,7 @@ private:
         for (int plane = 0; plane < 3; ++plane) {
             const int lines = plane == 0 ? content_.height : content_.height / 2;
             std::memset(frame->data[plane], plane == 0 ? brightness(index) : 128,
-                        static_cast<std::size_t>(frame->linesize[plane] * lines));
+                        static_cast<std::size_t>(frame->linesize[plane]) * static_cast<std::size_t>(lines));
         }
         for (int i = 0; content_.isNoise && i < frame->linesize[0] * content_.height; ++i)
             frame->data[0][i] = static_cast<std::uint8_t>((noise_ = noise_ * 1664525 + 1013904223) >> 24);
@@ -194,7 +194,8 @@ private:
         AVPacket* packet = av_packet_alloc();
         while (avcodec_receive_packet(encoder, packet) == 0) {
             if (stream == 0) {
-                writeLastPicture(packet->dts - picture_->dts);
+                if (picture_->data != nullptr)
+                    writeLastPicture(packet->dts - picture_->dts);
                 av_packet_move_ref(picture_, packet);
             } else {
                 write(packet, encoder, stream);
@@ -207,8 +208,6 @@ private:
     /// computes the times of the next piece.
     void writeLastPicture(std::int64_t duration)
     {
-        if (picture_->data == nullptr)
-            return;
         picture_->duration = duration;
         write(picture_, video_, 0);
     }
