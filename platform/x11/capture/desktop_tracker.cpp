@@ -305,6 +305,8 @@ void DesktopTracker::collect()
         addScreenDamage(fetched(raw, *screenCookie));
     if (pointerQuestion)
         takePointer(*pointerQuestion, now);
+    else if (follower_.isMoving())
+        expectPointerMove();
 }
 
 void DesktopTracker::collectWindowDamage()
