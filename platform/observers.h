@@ -10,7 +10,7 @@ namespace nimbrale {
 /// Keeps one observer subscribed; destroying or resetting it ends the subscription, and it may outlive the list.
 using Subscription = std::shared_ptr<void>;
 
-/// A list of observers without payload. Main thread only. Observers may subscribe and unsubscribe while notified; an
+/// A list of observers without payload. Of one thread only. Observers may subscribe and unsubscribe while notified; an
 /// observer that unsubscribed is not called any more.
 class Observers {
 public:

@@ -15,15 +15,22 @@ constexpr std::chrono::milliseconds tolerance{5};
 
 } // namespace
 
-PointerWatcher::PointerWatcher(Screens& screens, MainQueue& queue, std::function<void(Point)> onPosition,
-                               std::function<TimePoint()> now)
+PointerWatcher::PointerWatcher(Screens& screens, MainQueue& queue, const Rect& area,
+                               std::function<void(Point)> onPosition, std::function<TimePoint()> now)
     : screens_(screens), queue_(queue), onPosition_(std::move(onPosition)), now_(std::move(now)), lastPoll_(now_()),
-      moves_(screens.observePointer([this] { follow(); }))
+      moves_(screens.observePointer(area, [this] { follow(); }))
 {
-    restart();
+    start();
 }
 
-void PointerWatcher::restart()
+void PointerWatcher::restart(const Rect& area)
+{
+    if (moves_)
+        moves_ = screens_.observePointer(area, [this] { follow(); });
+    start();
+}
+
+void PointerWatcher::start()
 {
     if (timer_)
         return;

@@ -11,23 +11,26 @@
 
 namespace nimbrale {
 
-/// Tells where the pointer is, up to 30 times a second while it moves and not at all while it rests. Where the desktop
-/// does not tell of moves, it tells all the time. Main thread only.
+/// Tells where the pointer is, up to 30 times a second while it moves in an area or out of it, and not at all while it
+/// rests; of moves elsewhere it may tell or not. Where the desktop does not tell of moves, it tells all the time. Main
+/// thread only.
 class PointerWatcher {
 public:
     using TimePoint = std::chrono::steady_clock::time_point;
 
-    /// `onPosition` gets screen coordinates and may destroy the watcher. `screens` and `queue` must outlive it.
-    PointerWatcher(Screens& screens, MainQueue& queue, std::function<void(Point position)> onPosition,
+    /// `area` and what `onPosition` gets are in screen coordinates; it may destroy the watcher. `screens` and `queue`
+    /// must outlive it.
+    PointerWatcher(Screens& screens, MainQueue& queue, const Rect& area, std::function<void(Point position)> onPosition,
                    std::function<TimePoint()> now = std::chrono::steady_clock::now);
     PointerWatcher(const PointerWatcher&) = delete;
     PointerWatcher& operator=(const PointerWatcher&) = delete;
 
     /// Tells the position once more, not within this call, though the pointer may rest: what lies under it may have
-    /// moved.
-    void restart();
+    /// moved. What counts from then on is `area`.
+    void restart(const Rect& area);
 
 private:
+    void start();
     void follow();
     [[nodiscard]] std::chrono::nanoseconds timeToPoll() const;
     void pollIn(std::chrono::nanoseconds wait);

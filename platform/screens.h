@@ -53,8 +53,9 @@ public:
     /// Where the pointer is, in screen coordinates. Where the system tells of moves, it is asked only after one.
     [[nodiscard]] virtual Point mouseLocation() const = 0;
     /// `observer` is called once, when the pointer moves after a `mouseLocation`, so that nobody needs to ask for a
-    /// pointer that rests. Null where the system tells of no moves: then keep asking.
-    [[nodiscard]] virtual Subscription observePointer(std::function<void()> observer) = 0;
+    /// pointer that rests: into `area` (screen coordinates), within it or out of it. Other moves may be told or not.
+    /// Null where the system tells of no moves: then keep asking.
+    [[nodiscard]] virtual Subscription observePointer(const Rect& area, std::function<void()> observer) = 0;
     /// `observer` is called after displays, their frames, work areas or scales changed.
     [[nodiscard]] virtual Subscription observeChanges(std::function<void()> observer) = 0;
 };

@@ -16,8 +16,9 @@ std::unique_ptr<RegionOverlayWindow> RegionOverlayWindow::create(Panels& panels,
     // What is hovered has no part in which clicks the panel takes: those on the controls and no others, by the region
     // that the view gave it. The pointer is looked for only 30 times a second, and a click that comes sooner after its
     // arrival on a control must not fall through to what lies below.
-    window->pointerWatcher_ = std::make_unique<PointerWatcher>(
-        screens, mainQueue, [view = window->view_.get()](Point position) { view->pollHover(position); });
+    window->pointerWatcher_ =
+        std::make_unique<PointerWatcher>(screens, mainQueue, window->frame_,
+                                         [view = window->view_.get()](Point position) { view->pollHover(position); });
     return window;
 }
 
@@ -35,7 +36,11 @@ void RegionOverlayWindow::connectPanel()
 {
     panel_->onMouseDown = [this](const MouseEvent& event) { view_->mouseDown(event); };
     panel_->onMouseDragged = [this](const MouseEvent& event) { view_->mouseDragged(event); };
-    panel_->onMouseUp = [this](const MouseEvent& event) { view_->mouseUp(event); };
+    panel_->onMouseUp = [this](const MouseEvent& event) {
+        // Nothing was hovered meanwhile, and the pointer may have left for good.
+        pointerWatcher_->restart(frame_);
+        view_->mouseUp(event);
+    };
     panel_->onBackingScaleChange = [this] { view_->repaint(); };
 }
 
@@ -51,7 +56,7 @@ void RegionOverlayWindow::setFrame(const Rect& frame)
     view_->repaint();
     // The controls have moved, though the pointer may not have.
     if (pointerWatcher_)
-        pointerWatcher_->restart();
+        pointerWatcher_->restart(frame_);
 }
 
 void RegionOverlayWindow::orderFront()

@@ -11,8 +11,9 @@ std::unique_ptr<WebcamWindow> WebcamWindow::create(Panels& panels, Screens& scre
     std::unique_ptr<WebcamWindow> window(new WebcamWindow(panels, screens, mainQueue, frame, colors));
     window->view_ = std::make_unique<WebcamView>(*window, std::move(pictures), mainQueue, colors);
     window->connectPanel();
-    window->pointerWatcher_ = std::make_unique<PointerWatcher>(
-        screens, mainQueue, [view = window->view_.get()](Point position) { view->pollHover(position); });
+    window->pointerWatcher_ =
+        std::make_unique<PointerWatcher>(screens, mainQueue, window->frame_,
+                                         [view = window->view_.get()](Point position) { view->pollHover(position); });
     return window;
 }
 
@@ -29,7 +30,11 @@ void WebcamWindow::connectPanel()
 {
     panel_->onMouseDown = [this](const MouseEvent& event) { view_->mouseDown(event); };
     panel_->onMouseDragged = [this](const MouseEvent& event) { view_->mouseDragged(event); };
-    panel_->onMouseUp = [this](const MouseEvent& event) { view_->mouseUp(event); };
+    panel_->onMouseUp = [this](const MouseEvent& event) {
+        // Nothing was hovered meanwhile, and the pointer may have left for good.
+        pointerWatcher_->restart(frame_);
+        view_->mouseUp(event);
+    };
     panel_->onBackingScaleChange = [this] { view_->layOut(); };
 }
 
@@ -43,7 +48,7 @@ void WebcamWindow::setFrame(const Rect& frame)
     view_->layOut();
     // The picture has moved, though the pointer may not have.
     if (pointerWatcher_)
-        pointerWatcher_->restart();
+        pointerWatcher_->restart(frame_);
 }
 
 void WebcamWindow::applyAppearance(AppSettings::WebcamShape shape, bool mirrored, bool fadesOnHover)

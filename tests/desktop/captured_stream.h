@@ -19,7 +19,7 @@
 #include <string>
 #include <utility>
 #include <vector>
-#include <xcb/sync.h>
+#include <xcb/xcb.h>
 
 namespace nimbrale::test {
 
@@ -95,21 +95,10 @@ public:
     /// The picture delivered last; null before the first.
     [[nodiscard]] QImage image() const { return last_.surface ? imageOf(*last_.surface) : QImage(); }
 
-    /// Once the server has finished it.
     [[nodiscard]] QImage imageOf(const Surface& picture) const
     {
         const auto& surface = dynamic_cast<const x11::X11Surface&>(picture);
         xcb_connection_t* const raw = reader_.get();
-        const x11::SyncPoint ready = surface.ready();
-        if (ready.counter != 0) {
-            xcb_sync_waitcondition_t condition{};
-            condition.trigger = {
-                ready.counter,
-                XCB_SYNC_VALUETYPE_ABSOLUTE,
-                {static_cast<std::int32_t>(ready.value >> 32), static_cast<std::uint32_t>(ready.value & 0xffffffff)},
-                XCB_SYNC_TESTTYPE_POSITIVE_COMPARISON};
-            xcb_sync_await(raw, 1, &condition);
-        }
         const x11::Reply<xcb_get_image_reply_t> reply(
             xcb_get_image_reply(raw,
                                 xcb_get_image(raw, XCB_IMAGE_FORMAT_Z_PIXMAP, surface.pixmap(), 0, 0,

@@ -80,12 +80,11 @@ inline std::string serverName(const testing::TestParamInfo<ServerCase>& paramete
 class LayersTest : public PanelTest {
 protected:
     /// A captured picture, the first of its producer.
-    [[nodiscard]] std::shared_ptr<x11::X11Surface> surfaceOf(std::shared_ptr<x11::SharedPixmap> pixmap,
-                                                             x11::SyncPoint ready = {})
+    [[nodiscard]] std::shared_ptr<x11::X11Surface> surfaceOf(std::shared_ptr<x11::SharedPixmap> pixmap)
     {
         SurfaceChanges changes;
         changes.advance({});
-        return std::make_shared<x11::X11Surface>(std::move(pixmap), changes, ready);
+        return std::make_shared<x11::X11Surface>(std::move(pixmap), changes);
     }
     [[nodiscard]] std::shared_ptr<x11::X11Surface> surfaceOf(const QImage& image)
     {

@@ -1,4 +1,5 @@
-// A pointer at rest costs the server nothing, and nothing that happens to it is noticed late for that.
+// A pointer at rest costs the server nothing and one that moves little, and nothing that happens to it is noticed late
+// for that.
 
 #include "tests/desktop/x11_capture_fixture.h"
 #include "tests/support/request_counter.h"
@@ -160,6 +161,25 @@ TEST_P(X11CapturePointerTest, whileAnotherProgramHasGrabbedThePointerNothingIsLa
     EXPECT_LE(timeUntilDrawnAt(restingPlace, [this](QPoint to) { desktop->movePointer(to); }), noticedAtOnce);
     xcb_ungrab_pointer(program, XCB_CURRENT_TIME);
     desktop->synchronize();
+}
+
+// It comes near the region and goes away again several times a second, near enough to be looked for at each tick.
+TEST_F(X11RestingPointerTest, aPointerThatMovesBesideTheRegionIsNeitherHeardNorTakenToRest)
+{
+    startOn(Server::xvfb);
+    const auto mover = desktop->spawn("nimbrale_animation", {"pointer", "540", "150", "480", "200", "500", "0"});
+    ASSERT_TRUE(mover);
+    captured->pumpFor(Milliseconds{500});
+    const std::uint8_t input = captured->connection().extensions().input.majorOpcode;
+    const int selections = counter->count(input);
+    const int questions = positionQuestions();
+    captured->pumpFor(Milliseconds{2000});
+    EXPECT_GT(positionQuestions() - questions, 30) << "the control: it is asked for";
+    EXPECT_LT(positionQuestions() - questions, 2 * 60);
+    EXPECT_LE(counter->count(input) - selections, 4) << "the mover may be held up now and then";
+    mover->terminate();
+    captured->pumpFor(Milliseconds{500});
+    EXPECT_GT(counter->count(input), selections) << "the control: it rests, and its moves are heard again";
 }
 
 TEST_F(X11RestingPointerTest, aMoveOfAViewersMouseIsShownAtOnce)

@@ -21,14 +21,14 @@ TEST_F(X11LayerCostTest, anOpaquePictureIsCopiedAndNothingElse)
     const auto storage = host->makePixmap(noise({64, 48}, 1));
     SurfaceChanges changes;
     changes.advance({});
-    layer->setContents(std::make_shared<x11::X11Surface>(storage, changes, x11::SyncPoint{}));
+    layer->setContents(std::make_shared<x11::X11Surface>(storage, changes));
     host->pump();
     const auto requestsFor = [&](const PixelRect& changed) {
         changes.advance({changed});
         const unsigned before = xcb_no_operation(host->connection->get()).sequence;
         {
             const LayerTransaction transaction(*layer);
-            layer->setContents(std::make_shared<x11::X11Surface>(storage, changes, x11::SyncPoint{}));
+            layer->setContents(std::make_shared<x11::X11Surface>(storage, changes));
         }
         return xcb_no_operation(host->connection->get()).sequence - before - 1;
     };

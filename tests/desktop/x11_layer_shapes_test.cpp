@@ -206,11 +206,11 @@ TEST_F(X11LayerShapesTest, aPictureMadeMuchSmallerPassesOverNoPixel)
     const auto storage = host->makePixmap(columns.copy(0, 0, 256, 192));
     SurfaceChanges changes;
     changes.advance({});
-    layer->setContents(std::make_shared<x11::X11Surface>(storage, changes, x11::SyncPoint{}));
+    layer->setContents(std::make_shared<x11::X11Surface>(storage, changes));
     EXPECT_TRUE(imagesMatch(pictureOf({0, 0, 64, 48}), half, {1, 0}));
     host->paintPixmap(storage->pixmap(), columns.copy(4, 0, 256, 192));
     changes.advance({{0, 0, 256, 192}});
-    layer->setContents(std::make_shared<x11::X11Surface>(storage, changes, x11::SyncPoint{}));
+    layer->setContents(std::make_shared<x11::X11Surface>(storage, changes));
     EXPECT_TRUE(imagesMatch(pictureOf({0, 0, 64, 48}), half.mirrored(true, false), {1, 0}))
         << "the next picture in the same storage";
     layer->setMirrored(true);
@@ -234,7 +234,7 @@ TEST_F(X11LayerShapesTest, whatIsDrawnPieceByPieceIsWhatIsDrawnAtOnce)
     const auto storage = host->makePixmap(picture);
     SurfaceChanges changes;
     changes.advance({});
-    layer->setContents(std::make_shared<x11::X11Surface>(storage, changes, x11::SyncPoint{}));
+    layer->setContents(std::make_shared<x11::X11Surface>(storage, changes));
     host->pump();
     unsigned random = 1;
     const auto next = [&random](unsigned below) {
@@ -247,7 +247,7 @@ TEST_F(X11LayerShapesTest, whatIsDrawnPieceByPieceIsWhatIsDrawnAtOnce)
         QPainter(&picture).fillRect(changed, QColor(next(256), next(256), next(256)));
         host->paintPixmap(storage->pixmap(), picture);
         changes.advance({{changed.x(), changed.y(), changed.width(), changed.height()}});
-        layer->setContents(std::make_shared<x11::X11Surface>(storage, changes, x11::SyncPoint{}));
+        layer->setContents(std::make_shared<x11::X11Surface>(storage, changes));
         host->pump();
     }
     const QImage pieceByPiece = pictureOf({0, 0, 64, 48});

@@ -71,12 +71,12 @@ TEST_F(X11LayersTest, onlyWhatTheNextPictureCallsChangedIsDrawn)
     const auto storage = host->makePixmap(filled({64, 48}, Qt::red));
     SurfaceChanges changes;
     changes.advance({});
-    layer->setContents(std::make_shared<x11::X11Surface>(storage, changes, x11::SyncPoint{}));
+    layer->setContents(std::make_shared<x11::X11Surface>(storage, changes));
     EXPECT_TRUE(imagesMatch(pictureOf({0, 0, 64, 48}), filled({64, 48}, Qt::red)));
 
     host->paintPixmap(storage->pixmap(), filled({64, 48}, Qt::green));
     changes.advance({{10, 10, 5, 5}, {40, 20, 8, 1}});
-    layer->setContents(std::make_shared<x11::X11Surface>(storage, changes, x11::SyncPoint{}));
+    layer->setContents(std::make_shared<x11::X11Surface>(storage, changes));
     QImage expected = filled({64, 48}, Qt::red);
     QPainter painter(&expected);
     painter.fillRect(10, 10, 5, 5, Qt::green);
@@ -117,36 +117,6 @@ TEST_F(X11LayersTest, layersStandByTheirPositionAndBlendByTheirOpacity)
     expected.fill(Qt::black);
     QPainter(&expected).fillRect(10, 10, 20, 20, QColor(200, 100, 50));
     EXPECT_TRUE(imagesMatch(pictureOf({0, 0, 64, 48}), expected));
-}
-
-TEST_F(X11LayersTest, waitsForWhoeverMakesThePicture)
-{
-    startDesktop({});
-    const auto panel = showOpaque();
-    xcb_connection_t* const maker = desktop->connection();
-    const xcb_sync_counter_t counter = xcb_generate_id(maker);
-    xcb_sync_create_counter(maker, counter, {0, 0});
-    desktop->synchronize();
-
-    const auto storage = host->makePixmap(filled({64, 48}, Qt::red));
-    host->connection->synchronize();
-    addLayer(panel->rootLayer(), {0, 0, 64, 48})->setContents(surfaceOf(storage, x11::SyncPoint{counter, 7}));
-    QCoreApplication::processEvents();
-    // Answered only after the drawing, which was sent before it.
-    xcb_connection_t* const shown = host->connection->get();
-    const xcb_get_input_focus_cookie_t drawn = xcb_get_input_focus(shown);
-    host->connection->flush();
-    void* answer = nullptr;
-    for (int look = 0; look < 50; ++look) {
-        desktop->synchronize();
-        ASSERT_EQ(xcb_poll_for_reply(shown, drawn.sequence, &answer, nullptr), 0) << "the drawing did not wait";
-        ASSERT_NE(desktop->pixel(30, 30), QColor(Qt::red));
-    }
-    xcb_sync_set_counter(maker, counter, {0, 7});
-    desktop->synchronize();
-    const x11::Reply<xcb_get_input_focus_reply_t> reply(xcb_get_input_focus_reply(shown, drawn, nullptr));
-    ASSERT_TRUE(reply);
-    EXPECT_EQ(desktop->pixel(30, 30), QColor(Qt::red));
 }
 
 TEST_F(X11LayersTest, aTransactionDrawsWhenItEnds)

@@ -1,6 +1,7 @@
 // What a stream on X11 delivers: times, how many at once, and how it ends.
 
 #include "tests/desktop/stream_fixture.h"
+#include "tests/support/request_counter.h"
 
 #include <algorithm>
 #include <atomic>
@@ -57,6 +58,36 @@ TEST_F(X11StreamTest, presentationTimesRiseAndAreThoseOfTheComposition)
     // What was composed is delivered at once, so that the arrival tells when that was.
     EXPECT_LT(delays[delays.size() * 9 / 10], 5);
     RecordProperty("p50_microseconds", static_cast<int>(1000 * delays[delays.size() / 2]));
+}
+
+// Any connection may draw from it at once.
+TEST_F(X11StreamTest, whatIsDeliveredTheServerHasFinished)
+{
+    startDesktop({});
+    captured.reset();
+    const auto slowRoad = RequestCounter::start(desktop->displayName());
+    ASSERT_TRUE(slowRoad);
+    captured = std::make_unique<CapturedDesktop>(*desktop, slowRoad->displayName());
+    scene->add("pattern", {.geometry = {60, 40, 700, 500}, .seed = 5});
+    stream = makeStream();
+    std::vector<QRgb> asDelivered;
+    std::mutex mutex;
+    stream->onSample = [&](const CaptureSample& sample) {
+        const std::lock_guard lock(mutex);
+        asDelivered.push_back(stream->imageOf(*sample.surface).pixel(50, 50));
+    };
+    ASSERT_TRUE(stream->start(filter(), configuration()));
+    ASSERT_TRUE(pumpUntil([&] { return stream->frames() > 0; }));
+    slowRoad->delayRequests(Milliseconds{20});
+    for (const QColor color : {Qt::red, Qt::green, Qt::blue, Qt::red}) {
+        const int frames = stream->frames();
+        scene->fill("pattern", {0, 0, 700, 500}, color);
+        ASSERT_TRUE(pumpUntil([&] { return stream->frames() > frames; }));
+        const std::lock_guard lock(mutex);
+        EXPECT_EQ(asDelivered.back(), color.rgb());
+    }
+    stream.reset();
+    captured.reset();
 }
 
 TEST_F(X11StreamTest, noMoreFramesAreMadeThanTheQueueIsDeep)

@@ -6,10 +6,7 @@
 #include "platform/x11/surfaces/x11_surface_reader.h"
 
 #include <algorithm>
-#include <atomic>
 #include <chrono>
-#include <thread>
-#include <xcb/sync.h>
 
 namespace nimbrale::test {
 namespace {
@@ -62,7 +59,7 @@ protected:
         host->connection->synchronize();
         changes.advance({{rect.x(), rect.y(), rect.width(), rect.height()}});
     }
-    [[nodiscard]] x11::X11Surface surface(x11::SyncPoint ready = {}) const { return {pixmap, changes, ready}; }
+    [[nodiscard]] x11::X11Surface surface() const { return {pixmap, changes}; }
     [[nodiscard]] QImage expected() const { return desktop->screen().root_depth == 16 ? in16Bits(content) : content; }
 
     std::unique_ptr<SurfaceReader> reader;
@@ -135,35 +132,6 @@ TEST_F(X11SurfaceReaderTest, anotherSizeAndAnotherProducerBringEverything)
     }
 }
 
-TEST_F(X11SurfaceReaderTest, aReadOnAThreadWaitsForWhoeverMakesThePictureAndNobodyElseDoes)
-{
-    start();
-    begin(filled({64, 48}, Qt::blue));
-    xcb_connection_t* const maker = desktop->connection();
-    const xcb_sync_counter_t counter = xcb_generate_id(maker);
-    xcb_sync_create_counter(maker, counter, {0, 0});
-    desktop->synchronize();
-
-    std::atomic<bool> isRead = false;
-    QImage seen;
-    std::thread consumer([&, awaited = surface({counter, 3})] {
-        if (const auto read = reader->read(awaited))
-            seen = imageOf(*read);
-        isRead = true;
-    });
-    // What is drawn until the moment comes belongs to the picture. The other connections go on meanwhile.
-    for (int step = 0; step < 50; ++step) {
-        paint({step, 10, 1, 10}, Qt::red);
-        desktop->synchronize();
-        EXPECT_FALSE(isRead);
-    }
-    const QImage whole = expected();
-    xcb_sync_set_counter(maker, counter, {0, 3});
-    desktop->synchronize();
-    consumer.join();
-    EXPECT_TRUE(imagesMatch(seen, whole));
-}
-
 TEST_F(X11SurfaceReaderTest, aPictureThatIsGoneIsAnErrorAndTheNextOneIsReadWhole)
 {
     start();
@@ -172,7 +140,7 @@ TEST_F(X11SurfaceReaderTest, aPictureThatIsGoneIsAnErrorAndTheNextOneIsReadWhole
     SurfaceChanges lost = changes;
     lost.advance({{0, 0, 40, 30}});
     const auto nothing = std::make_shared<x11::SharedPixmap>(host->connection->newId(), 40, 30, [](xcb_pixmap_t) {});
-    const auto failed = reader->read(x11::X11Surface(nothing, lost, {}));
+    const auto failed = reader->read(x11::X11Surface(nothing, lost));
     ASSERT_FALSE(failed);
     EXPECT_EQ(failed.error().code, ErrorCode::temporary);
 

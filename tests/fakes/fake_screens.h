@@ -25,9 +25,15 @@ public:
         ++mouseQuestions;
         return mouse;
     }
-    [[nodiscard]] Subscription observePointer(std::function<void()> observer) override
+    [[nodiscard]] Subscription observePointer(const Rect& area, std::function<void()> observer) override
     {
-        return tellsOfPointer ? pointerObservers_.add(std::move(observer)) : nullptr;
+        if (!tellsOfPointer)
+            return nullptr;
+        return pointerObservers_.add([this, area, held = true, observer = std::move(observer)]() mutable {
+            const bool holds = area.contains(mouse);
+            if (std::exchange(held, holds) || holds)
+                observer();
+        });
     }
     [[nodiscard]] Subscription observeChanges(std::function<void()> observer) override
     {
@@ -45,7 +51,7 @@ public:
     DisplayID main = 0;
     Point mouse;
     mutable int mouseQuestions = 0;
-    /// Whether the system tells of moves; say so by `notifyPointer`.
+    /// Whether the system tells of moves; say so by `notifyPointer`. Those that concern nobody are not told.
     bool tellsOfPointer = false;
 
     void notifyPointer() { pointerObservers_.notify(); }

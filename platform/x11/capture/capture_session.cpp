@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <utility>
-#include <xcb/sync.h>
 
 namespace nimbrale::x11 {
 
@@ -50,17 +49,12 @@ void CaptureSession::setFilter(const SessionFilter& filter)
 void CaptureSession::start(Connection& connection, DesktopTracker& desktop, DisplayPlaces& displays,
                            std::function<void(xcb_pixmap_t)> releasePixmap)
 {
-    connection_ = &connection;
     desktop_ = &desktop;
     displays_ = &displays;
     displays.compare(configuration_.display);
     renderer_ = std::make_unique<FrameRenderer>(connection, std::move(releasePixmap));
     renderer_->setGeometry(configuration_.source, configuration_.width, configuration_.height, configuration_.fit);
     seen_ = std::make_unique<SeenPicture>(connection);
-    if (connection.extensions().sync.isPresent) {
-        counter_ = {connection, connection.newId()};
-        xcb_sync_create_counter(connection.get(), counter_.get(), {0, 0});
-    }
     desktop.add(changes_);
     desktop.lookAround(renderer_->composer(), *seen_, changes_);
 }
@@ -72,7 +66,6 @@ void CaptureSession::stop()
     desktop_->remove(changes_);
     renderer_.reset();
     seen_.reset();
-    counter_.reset();
 }
 
 bool CaptureSession::includes(const CapturedWindow& window) const
@@ -127,7 +120,7 @@ void CaptureSession::drawFrame(FramePacer::Clock::time_point tick)
         });
     pointerInLast_ = changes_.pointerCoverage();
     surfaceChanges_.advance(frame.changed.rects());
-    auto surface = std::make_shared<X11Surface>(frame.storage, surfaceChanges_, signalFence());
+    auto surface = std::make_shared<X11Surface>(frame.storage, surfaceChanges_);
     drawn_ = DrawnFrame{std::move(surface), presentation, tick, displays_->now(), changes_.mask().region()};
 }
 
@@ -163,18 +156,6 @@ std::chrono::nanoseconds CaptureSession::presentationTime()
     // The steady clock is CLOCK_MONOTONIC here. No two frames have one time.
     lastPresentation_ = std::max(FramePacer::Clock::now(), lastPresentation_ + std::chrono::nanoseconds(1));
     return lastPresentation_.time_since_epoch();
-}
-
-SyncPoint CaptureSession::signalFence()
-{
-    if (!counter_) {
-        connection_->synchronize();
-        return {};
-    }
-    const std::int64_t value = ++counterValue_;
-    xcb_sync_set_counter(connection_->get(), counter_.get(),
-                         {static_cast<std::int32_t>(value >> 32), static_cast<std::uint32_t>(value & 0xffffffff)});
-    return {counter_.get(), value};
 }
 
 } // namespace nimbrale::x11

@@ -8,7 +8,6 @@
 #include "platform/x11/capture/frame_renderer.h"
 #include "platform/x11/capture/held_frames.h"
 #include "platform/x11/capture/sample_output.h"
-#include "platform/x11/server/owned_id.h"
 
 #include <chrono>
 #include <functional>
@@ -88,7 +87,6 @@ private:
     [[nodiscard]] bool showsMasked(const DrawnFrame& frame);
     [[nodiscard]] std::chrono::nanoseconds presentationTime();
     [[nodiscard]] bool includes(const CapturedWindow& window) const;
-    [[nodiscard]] SyncPoint signalFence();
 
     SessionConfiguration configuration_;
     SessionFilter filter_;
@@ -98,7 +96,6 @@ private:
     FramePacer pacer_;
     /// Of the last `timing`.
     ChangeExpectation expectation_ = ChangeExpectation::none;
-    Connection* connection_ = nullptr;
     DesktopTracker* desktop_ = nullptr;
     DisplayPlaces* displays_ = nullptr;
     std::unique_ptr<FrameRenderer> renderer_;
@@ -110,8 +107,6 @@ private:
     /// Where the pointer is in the frame drawn last.
     PixelRect pointerInLast_;
     FramePacer::Clock::time_point lastPresentation_;
-    OwnedCounter counter_;
-    std::int64_t counterValue_ = 0;
 };
 
 } // namespace nimbrale::x11

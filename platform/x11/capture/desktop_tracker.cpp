@@ -40,7 +40,7 @@ PixelRegion fetched(xcb_connection_t* connection, xcb_xfixes_fetch_region_cookie
 DesktopTracker::DesktopTracker(Connection& connection, PointerObserver onPointerMoved,
                                std::shared_ptr<PaintedRegions> painted)
     : connection_(connection), onPointerMoved_(std::move(onPointerMoved)), hiding_(connection), proof_(connection),
-      restAlarm_(connection)
+      compositor_(connection, events_), restAlarm_(connection)
 {
     chooseMode();
     fetchedRegion_ = {connection_, connection_.newId()};
@@ -108,12 +108,9 @@ void DesktopTracker::watchScreen()
 
 void DesktopTracker::watchCompositor()
 {
-    compositorSelection_ = connection_.atom("_NET_WM_CM_S" + std::to_string(connection_.screenNumber()));
-    xcb_xfixes_select_selection_input(connection_.get(), connection_.root(), compositorSelection_,
-                                      XCB_XFIXES_SELECTION_EVENT_MASK_SET_SELECTION_OWNER |
-                                          XCB_XFIXES_SELECTION_EVENT_MASK_SELECTION_WINDOW_DESTROY |
-                                          XCB_XFIXES_SELECTION_EVENT_MASK_SELECTION_CLIENT_CLOSE);
-    updateCompositor();
+    subscriptions_.push_back(compositor_.observeChanges([this] { updateCompositor(); }));
+    if (compositor_.isComposited())
+        updateCompositor();
 }
 
 template <typename Event>
@@ -135,7 +132,6 @@ void DesktopTracker::registerHandlers()
         subscribe({XCB_GE_GENERIC}, &DesktopTracker::handleDeviceEvent);
     if (restAlarm_.isPresent())
         subscribe({extensions.sync.firstEvent + XCB_SYNC_ALARM_NOTIFY}, &DesktopTracker::handleAlarm);
-    subscribe({extensions.fixes.firstEvent + XCB_XFIXES_SELECTION_NOTIFY}, &DesktopTracker::handleSelectionChange);
     subscribe({extensions.fixes.firstEvent + XCB_XFIXES_CURSOR_NOTIFY}, &DesktopTracker::handleCursorChange);
     subscribe({XCB_CONFIGURE_NOTIFY, XCB_PROPERTY_NOTIFY}, &DesktopTracker::handleBackgroundChange);
     if (stack_)
@@ -202,11 +198,6 @@ void DesktopTracker::handleBackgroundChange(const xcb_generic_event_t& event)
         if (isResized && changes->isMasked())
             changes->freeze(Clock::now(), ChangeCollector::longestLag, ChangeCollector::longestLag);
     }
-}
-
-void DesktopTracker::handleSelectionChange(const xcb_xfixes_selection_notify_event_t&)
-{
-    updateCompositor();
 }
 
 void DesktopTracker::addAll()
@@ -305,6 +296,8 @@ void DesktopTracker::collect()
         addScreenDamage(fetched(raw, *screenCookie));
     if (pointerQuestion)
         takePointer(*pointerQuestion, now);
+    else if (follower_.isMoving())
+        expectPointerMove();
 }
 
 void DesktopTracker::collectWindowDamage()

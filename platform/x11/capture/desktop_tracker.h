@@ -12,6 +12,7 @@
 #include "platform/x11/capture/root_background.h"
 #include "platform/x11/capture/seen_picture.h"
 #include "platform/x11/capture/window_stack.h"
+#include "platform/x11/server/compositing_watcher.h"
 #include "platform/x11/server/connection.h"
 #include "platform/x11/server/event_routes.h"
 #include "platform/x11/server/owned_id.h"
@@ -117,7 +118,6 @@ private:
     void handleDeviceEvent(const xcb_ge_generic_event_t& event);
     void handleAlarm(const xcb_sync_alarm_notify_event_t& event);
     void handleCursorChange(const xcb_xfixes_cursor_notify_event_t& event);
-    void handleSelectionChange(const xcb_xfixes_selection_notify_event_t& event);
     void handleDamage(const xcb_damage_notify_event_t& event);
     void updateCompositor();
     [[nodiscard]] bool isPointerShown() const;
@@ -171,8 +171,7 @@ private:
     Clock::time_point proofAsked_;
     /// When a window that streams may leave out came, went or moved last.
     std::optional<Clock::time_point> leftOutChange_;
-    xcb_atom_t compositorSelection_ = XCB_NONE;
-    xcb_window_t compositor_ = XCB_NONE;
+    CompositingWatcher compositor_;
     Compositing compositing_ = Compositing::absent;
     /// The root's own damage is to be asked for.
     bool isBareRootExpected_ = false;

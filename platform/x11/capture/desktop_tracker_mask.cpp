@@ -1,10 +1,8 @@
 // Where streams leave windows out of what the screen shows.
 
 #include "platform/x11/capture/desktop_tracker.h"
-#include "platform/x11/server/handles.h"
 
 #include <algorithm>
-#include <utility>
 
 namespace nimbrale::x11 {
 
@@ -28,16 +26,10 @@ void DesktopTracker::chooseMask(ChangeCollector& changes, std::chrono::milliseco
 
 void DesktopTracker::updateCompositor()
 {
-    const Reply<xcb_get_selection_owner_reply_t> owner(xcb_get_selection_owner_reply(
-        connection_.get(), xcb_get_selection_owner(connection_.get(), compositorSelection_), nullptr));
-    const xcb_window_t compositor = owner ? owner->owner : xcb_window_t{XCB_NONE};
-    if (std::exchange(compositor_, compositor) == compositor)
-        return;
-    const bool isRunning = compositor_ != XCB_NONE;
-    const Compositing compositing = isRunning ? Compositing::running : Compositing::absent;
-    compositing_ = compositing;
+    const bool isRunning = compositor_.isComposited();
+    compositing_ = isRunning ? Compositing::running : Compositing::absent;
     if (stack_)
-        stack_->setCompositing(compositing);
+        stack_->setCompositing(compositing_);
     if (background_) {
         background_->setComposited(isRunning);
         if (stack_)

@@ -90,7 +90,7 @@ bool DesktopTracker::isPointerShown() const
 
 bool DesktopTracker::isPointerAsked(Clock::time_point now) const
 {
-    if (!isPointerShown())
+    if (!isPointerShown() || follower_.isAnswerFresh(now))
         return false;
     const bool isEveryMoveTold = connection_.extensions().input.isPresent && !follower_.isMoving();
     return !isEveryMoveTold || follower_.isDue(now);

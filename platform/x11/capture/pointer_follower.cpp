@@ -15,10 +15,15 @@ void PointerFollower::gotAnswer(TimePoint now, Answer answer, NextChange nextCha
 {
     lastAsked_ = now;
     nextChange_ = nextChange;
-    if (answer == Answer::samePosition)
-        state_ = state_ == State::following ? State::settling : State::resting;
-    else if (state_ == State::settling)
-        state_ = State::following;
+    if (answer == Answer::otherPosition) {
+        lastMoved_ = now;
+        if (state_ == State::settling)
+            state_ = State::following;
+    } else if (state_ != State::following) {
+        state_ = State::resting;
+    } else if (now - lastMoved_ >= shortestRest) {
+        state_ = State::settling;
+    }
 }
 
 std::optional<PointerFollower::Duration> PointerFollower::timeToAsk(TimePoint now) const

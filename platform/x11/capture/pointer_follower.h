@@ -35,10 +35,16 @@ public:
     /// next change is told.
     [[nodiscard]] std::optional<Duration> timeToAsk(TimePoint now) const;
     [[nodiscard]] bool isDue(TimePoint now) const;
+    /// Whether the last answer still counts, so that nobody need ask again.
+    [[nodiscard]] bool isAnswerFresh(TimePoint now) const { return now - lastAsked_ < freshTime; }
 
     /// Others go by the pointer's moves: this is how late they hear of one at the most.
     static constexpr std::chrono::milliseconds movingInterval{50};
     static constexpr std::chrono::milliseconds restingInterval{200};
+    /// A mouse tells of its place 60 times a second or more often: who found another place cannot tell any sooner
+    /// whether the pointer rests there.
+    static constexpr std::chrono::milliseconds shortestRest{20};
+    static constexpr std::chrono::milliseconds freshTime{5};
 
 private:
     enum class State {
@@ -51,6 +57,7 @@ private:
     NextChange nextChange_ = NextChange::mayBeUntold;
     /// Long ago where the next question is due at once.
     TimePoint lastAsked_;
+    TimePoint lastMoved_;
 };
 
 } // namespace nimbrale::x11

@@ -27,6 +27,9 @@ void PointerTracker::didMove(std::optional<PixelPoint> position)
         const std::uint64_t moves = ++moves_;
         if (position)
             told_ = {moves, now_(), *position};
+        // Each would wake the main thread.
+        if (!concernsAnybody(position))
+            return;
     }
     if (isMoveAwaited_.exchange(false))
         QMetaObject::invokeMethod(
@@ -39,9 +42,44 @@ void PointerTracker::mayHaveMoved()
         ++moves_;
 }
 
-Subscription PointerTracker::observeMoves(std::function<void()> observer)
+bool PointerTracker::concernsAnybody(std::optional<PixelPoint> position)
 {
-    return moves_ == 0 ? nullptr : observers_.add(std::move(observer));
+    bool isConcern = false;
+    for (const auto& entry : watches_) {
+        const auto watch = entry.lock();
+        if (!watch)
+            continue;
+        const bool holdsPointer = !position || watch->pixels.contains(*position);
+        isConcern = isConcern || holdsPointer || watch->mayHoldPointer;
+        watch->mayHoldPointer = holdsPointer;
+    }
+    return isConcern;
+}
+
+Subscription PointerTracker::observeMoves(std::function<PixelRect()> place, std::function<void()> observer)
+{
+    if (moves_ == 0)
+        return nullptr;
+    const PixelRect pixels = place();
+    auto watch = std::make_shared<Watch>(Watch{std::move(place), pixels});
+    {
+        const std::lock_guard lock(toldMutex_);
+        std::erase_if(watches_, [](const auto& entry) { return entry.expired(); });
+        watches_.push_back(watch);
+    }
+    return std::make_shared<std::pair<std::shared_ptr<Watch>, Subscription>>(std::move(watch),
+                                                                             observers_.add(std::move(observer)));
+}
+
+void PointerTracker::placesMoved()
+{
+    const std::lock_guard lock(toldMutex_);
+    for (const auto& entry : watches_) {
+        if (const auto watch = entry.lock()) {
+            watch->pixels = watch->place();
+            watch->mayHoldPointer = true;
+        }
+    }
 }
 
 std::shared_ptr<void> PointerTracker::hold(PixelPoint pixel)

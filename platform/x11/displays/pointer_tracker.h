@@ -13,6 +13,7 @@
 #include <mutex>
 #include <optional>
 #include <utility>
+#include <vector>
 
 namespace nimbrale::x11 {
 
@@ -39,8 +40,11 @@ public:
     /// An event came that tells nobody's moves but belongs to one: where moves are told, the last answer counts no
     /// more.
     void mayHaveMoved();
-    /// `observer` is called once the pointer moves after a `position`. Null while nobody tells of moves.
-    [[nodiscard]] Subscription observeMoves(std::function<void()> observer);
+    /// `observer` is called once the pointer moves, after a `position`, into the root pixels that `place` answers,
+    /// within them or out of them; other moves may be told or not. Null while nobody tells of moves.
+    [[nodiscard]] Subscription observeMoves(std::function<PixelRect()> place, std::function<void()> observer);
+    /// The places of those who observe moves are other ones now.
+    void placesMoved();
 
     /// While the answer is kept, `position` is `pixel`: what an event brings about is decided by where it happened,
     /// though the pointer may have gone on. This object must outlive the answer.
@@ -53,8 +57,17 @@ private:
         PixelPoint position;
     };
 
+    /// Where moves concern an observer.
+    struct Watch {
+        std::function<PixelRect()> place;
+        PixelRect pixels;
+        /// By what was told last, or because that is not known.
+        bool mayHoldPointer = true;
+    };
+
     void ask();
     void takeWhatWasTold();
+    [[nodiscard]] bool concernsAnybody(std::optional<PixelPoint> position);
 
     Ask askServer_;
     std::function<TimePoint()> now_;
@@ -69,6 +82,7 @@ private:
     std::mutex toldMutex_;
     /// The last position that came with a move.
     Answer told_;
+    std::vector<std::weak_ptr<Watch>> watches_;
     std::optional<PixelPoint> held_;
 };
 

@@ -210,9 +210,14 @@ Point X11Screens::mouseLocation() const
     return impl_->space.pointOf(impl_->pointer.position());
 }
 
-Subscription X11Screens::observePointer(std::function<void()> observer)
+Subscription X11Screens::observePointer(const Rect& area, std::function<void()> observer)
 {
-    return impl_->pointer.observeMoves(std::move(observer));
+    const auto place = [&space = impl_->space, area] {
+        const PixelRect pixels = space.pixelsOf(area);
+        // Of a pixel that the edge runs through, too.
+        return PixelRect{pixels.x - 1, pixels.y - 1, pixels.width + 2, pixels.height + 2};
+    };
+    return impl_->pointer.observeMoves(place, std::move(observer));
 }
 
 PointerTracker& X11Screens::pointer()
@@ -275,6 +280,7 @@ void X11Screens::refresh()
     if (isSame)
         return;
     screens_ = std::move(now);
+    impl_->pointer.placesMoved();
     impl_->observers.notify();
 }
 

@@ -35,7 +35,7 @@ public:
     [[nodiscard]] std::vector<Screen> screens() const override;
     [[nodiscard]] DisplayID mainDisplay() const override;
     [[nodiscard]] Point mouseLocation() const override;
-    [[nodiscard]] Subscription observePointer(std::function<void()> observer) override;
+    [[nodiscard]] Subscription observePointer(const Rect& area, std::function<void()> observer) override;
     [[nodiscard]] Subscription observeChanges(std::function<void()> observer) override;
 
     [[nodiscard]] const std::vector<X11Screen>& all() const { return screens_; }

@@ -8,8 +8,12 @@
 
 namespace nimbrale::x11 {
 
-CompositingWatcher::CompositingWatcher(Connection& connection, EventDispatcher& events)
+CompositingWatcher::CompositingWatcher(Connection& connection)
     : connection_(connection), selection_(connection.atom("_NET_WM_CM_S" + std::to_string(connection.screenNumber())))
+{}
+
+template <typename Events>
+void CompositingWatcher::listen(Events& events)
 {
     handler_ = events.add({connection_.extensions().fixes.firstEvent + XCB_XFIXES_SELECTION_NOTIFY},
                           [this](const auto& event) { handle(eventAs<xcb_xfixes_selection_notify_event_t>(event)); });
@@ -18,6 +22,16 @@ CompositingWatcher::CompositingWatcher(Connection& connection, EventDispatcher& 
                                           XCB_XFIXES_SELECTION_EVENT_MASK_SELECTION_WINDOW_DESTROY |
                                           XCB_XFIXES_SELECTION_EVENT_MASK_SELECTION_CLIENT_CLOSE);
     manager_ = askManager();
+}
+
+CompositingWatcher::CompositingWatcher(Connection& connection, EventDispatcher& events) : CompositingWatcher(connection)
+{
+    listen(events);
+}
+
+CompositingWatcher::CompositingWatcher(Connection& connection, EventRoutes& events) : CompositingWatcher(connection)
+{
+    listen(events);
 }
 
 xcb_window_t CompositingWatcher::askManager() const

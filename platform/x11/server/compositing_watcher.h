@@ -3,6 +3,7 @@
 #include "platform/observers.h"
 #include "platform/x11/server/connection.h"
 #include "platform/x11/server/event_dispatcher.h"
+#include "platform/x11/server/event_routes.h"
 
 #include <functional>
 #include <memory>
@@ -12,11 +13,12 @@
 namespace nimbrale::x11 {
 
 /// Knows whether a compositing manager runs, that is, whether windows with alpha are translucent. Several may live on
-/// one connection. Main thread only.
+/// one connection. Thread of its connection only.
 class CompositingWatcher {
 public:
     /// Both must outlive it.
     CompositingWatcher(Connection& connection, EventDispatcher& events);
+    CompositingWatcher(Connection& connection, EventRoutes& events);
     CompositingWatcher(const CompositingWatcher&) = delete;
     CompositingWatcher& operator=(const CompositingWatcher&) = delete;
 
@@ -32,6 +34,9 @@ public:
     }
 
 private:
+    explicit CompositingWatcher(Connection& connection);
+    template <typename Events>
+    void listen(Events& events);
     void handle(const xcb_xfixes_selection_notify_event_t& change);
 
     Connection& connection_;

@@ -79,7 +79,6 @@ using OwnedGraphicsContext = OwnedId<xcb_free_gc>;
 using OwnedRegion = OwnedId<xcb_xfixes_destroy_region>;
 using OwnedCursor = OwnedId<xcb_free_cursor>;
 using OwnedColormap = OwnedId<xcb_free_colormap>;
-using OwnedCounter = OwnedId<xcb_sync_destroy_counter>;
 using OwnedAlarm = OwnedId<xcb_sync_destroy_alarm>;
 using OwnedFence = OwnedId<xcb_sync_destroy_fence>;
 

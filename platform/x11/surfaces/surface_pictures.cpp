@@ -112,7 +112,6 @@ SurfacePictures::Entry& SurfacePictures::entryOf(const Surface& surface)
     const auto* const captured = dynamic_cast<const X11Surface*>(&surface);
     if (!captured)
         programmingError("a layer of the X11 backend got a surface of another one");
-    waits_.await(captured->ready());
     Entry& entry = entries_[surface.storage()];
     entry.pixmap = {captured->pixmap(), connection_.screen().root_depth};
     entry.width = surface.width();

@@ -6,7 +6,6 @@
 #include "platform/x11/server/connection.h"
 #include "platform/x11/server/owned_id.h"
 #include "platform/x11/surfaces/image_uploader.h"
-#include "platform/x11/surfaces/sync_waits.h"
 
 #include <cstdint>
 #include <map>
@@ -46,9 +45,7 @@ public:
     };
 
     /// Both must outlive it. No batch of `uploader` may be under way in a call.
-    SurfacePictures(Connection& connection, ImageUploader& uploader)
-        : connection_(connection), uploader_(uploader), waits_(connection)
-    {}
+    SurfacePictures(Connection& connection, ImageUploader& uploader) : connection_(connection), uploader_(uploader) {}
     SurfacePictures(const SurfacePictures&) = delete;
     SurfacePictures& operator=(const SurfacePictures&) = delete;
 
@@ -95,7 +92,6 @@ private:
 
     Connection& connection_;
     ImageUploader& uploader_;
-    SyncWaits waits_;
     std::map<std::uint64_t, Entry> entries_;
     /// Of a surface that is no longer shown, for the next one of its size: pictures of a camera come and go.
     std::optional<Entry> spare_;

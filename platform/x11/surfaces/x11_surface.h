@@ -5,7 +5,6 @@
 
 #include <functional>
 #include <memory>
-#include <xcb/sync.h>
 #include <xcb/xcb.h>
 
 namespace nimbrale::x11 {
@@ -36,20 +35,12 @@ private:
     std::function<void(xcb_pixmap_t)> release_;
 };
 
-/// A moment on another connection: what that connection sent before it is done once the counter has the value.
-/// Counters only rise. Without the SYNC extension `counter` is 0 and the moment has passed already.
-struct SyncPoint {
-    xcb_sync_counter_t counter = 0;
-    std::int64_t value = 0;
-};
-
-/// A captured picture in the server. Whoever draws from it on another connection first lets that connection wait for
-/// `ready` (xcb_sync_await, which makes the server wait and not the client).
+/// A captured picture in the server, which has finished it: any connection may draw from it.
 class X11Surface final : public Surface {
 public:
     /// `changes` with this picture begun.
-    X11Surface(std::shared_ptr<SharedPixmap> storage, SurfaceChanges changes, SyncPoint ready)
-        : storage_(std::move(storage)), changes_(std::move(changes)), ready_(ready)
+    X11Surface(std::shared_ptr<SharedPixmap> storage, SurfaceChanges changes)
+        : storage_(std::move(storage)), changes_(std::move(changes))
     {}
 
     [[nodiscard]] int width() const override { return storage_->width(); }
@@ -64,12 +55,10 @@ public:
     }
 
     [[nodiscard]] xcb_pixmap_t pixmap() const { return storage_->pixmap(); }
-    [[nodiscard]] SyncPoint ready() const { return ready_; }
 
 private:
     std::shared_ptr<SharedPixmap> storage_;
     SurfaceChanges changes_;
-    SyncPoint ready_;
 };
 
 } // namespace nimbrale::x11

@@ -38,9 +38,7 @@ Result<std::unique_ptr<X11SurfaceReader>> X11SurfaceReader::create(const std::st
     return std::unique_ptr<X11SurfaceReader>(new X11SurfaceReader(std::move(*connection)));
 }
 
-X11SurfaceReader::X11SurfaceReader(std::unique_ptr<Connection> connection)
-    : connection_(std::move(connection)), waits_(*connection_)
-{}
+X11SurfaceReader::X11SurfaceReader(std::unique_ptr<Connection> connection) : connection_(std::move(connection)) {}
 
 Result<SurfaceReader::Picture> X11SurfaceReader::read(const Surface& surface)
 {
@@ -50,7 +48,6 @@ Result<SurfaceReader::Picture> X11SurfaceReader::read(const Surface& surface)
     prepare(surface.width(), surface.height());
     const PixelRegion changed = changedSinceLastRead(surface);
     identifier_ = 0;
-    waits_.await(captured->ready());
     const xcb_drawable_t drawable = readable(*captured, changed);
     const std::vector<PixelRect> rects = rectsToRead(changed, surface.width());
     const bool isRead = shared_ ? fetchShared(drawable, rects) : fetchInAnswers(drawable, rects);

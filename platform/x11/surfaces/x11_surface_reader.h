@@ -5,7 +5,6 @@
 #include "platform/x11/server/owned_id.h"
 #include "platform/x11/server/pixel_region.h"
 #include "platform/x11/surfaces/shared_memory.h"
-#include "platform/x11/surfaces/sync_waits.h"
 #include "platform/x11/surfaces/x11_surface.h"
 
 #include <cstddef>
@@ -44,7 +43,6 @@ private:
     void copyRows(const PixelRect& rect, const std::byte* from);
 
     std::unique_ptr<Connection> connection_;
-    SyncWaits waits_;
     std::unique_ptr<SharedMemory> shared_;
     /// The picture, in the shared memory where there is some.
     std::optional<PixelBuffer> pixels_;

@@ -26,7 +26,7 @@ protected:
     }
     void make(std::function<void(Point)> onPosition)
     {
-        watcher = std::make_unique<PointerWatcher>(screens, queue, std::move(onPosition),
+        watcher = std::make_unique<PointerWatcher>(screens, queue, area, std::move(onPosition),
                                                    [this] { return PointerWatcher::TimePoint(queue.now()); });
     }
     void moveTo(Point position)
@@ -41,6 +41,8 @@ protected:
         queue.advance(time);
         return seen;
     }
+
+    static constexpr Rect area{0, 0, 200, 100};
 
     FakeScreens screens;
     FakeMainQueue queue;
@@ -111,7 +113,7 @@ TEST_F(PointerWatcherTest, ARestartTellsARestingPointerOnceMore)
     start(true);
     queue.advance(1s);
     seen.clear();
-    watcher->restart();
+    watcher->restart(area);
     EXPECT_THAT(seen, IsEmpty()) << "not while whoever asks for it is at work";
     EXPECT_THAT(seenIn(1s), ElementsAre(Point{1, 2}));
 }
@@ -124,6 +126,36 @@ TEST_F(PointerWatcherTest, OnceGoneItIsSilent)
     moveTo({5, 6});
     EXPECT_THAT(seenIn(1s), IsEmpty());
     EXPECT_EQ(queue.pendingTimers(), 0U);
+}
+
+TEST_F(PointerWatcherTest, AMoveOutOfTheAreaIsToldAndThoseBeyondItAreNot)
+{
+    start(true);
+    queue.advance(1s);
+    moveTo({300, 0});
+    seenIn(1s);
+    EXPECT_THAT(seen, IsEmpty());
+    const int asked = screens.mouseQuestions;
+    moveTo({400, 0});
+    EXPECT_THAT(seenIn(1s), IsEmpty());
+    EXPECT_EQ(screens.mouseQuestions, asked);
+    moveTo({20, 20});
+    EXPECT_THAT(seen, ElementsAre(Point{20, 20}));
+}
+
+TEST_F(PointerWatcherTest, ARestartMovesTheArea)
+{
+    start(true);
+    queue.advance(1s);
+    watcher->restart({300, 0, 200, 100});
+    queue.advance(1s);
+    moveTo({20, 20});
+    queue.advance(1s);
+    seen.clear();
+    moveTo({30, 20});
+    EXPECT_THAT(seenIn(1s), IsEmpty());
+    moveTo({310, 20});
+    EXPECT_THAT(seen, ElementsAre(Point{310, 20}));
 }
 
 TEST_F(PointerWatcherTest, ItMayGoWhileItTells)

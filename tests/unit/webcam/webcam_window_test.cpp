@@ -199,6 +199,21 @@ TEST_F(WebcamWindowTest, ButtonsActOnReleaseOverThemselves)
     EXPECT_EQ(events.size(), 2U) << "released elsewhere";
 }
 
+TEST_F(WebcamWindowTest, APointerThatLeftWhileAControlWasHeldIsMissedAtTheRelease)
+{
+    platform.screens().tellsOfPointer = true;
+    window.reset();
+    window = WebcamWindow::create(platform.panels(), platform.screens(), platform.mainQueue(), pictures, frame);
+    pointAt(onClose);
+    ASSERT_TRUE(window->view().isHovered());
+    panel().press(onClose);
+    pointAt(outside);
+    EXPECT_TRUE(window->view().isHovered());
+    panel().release(outside);
+    platform.mainQueue().advance(40ms);
+    EXPECT_FALSE(window->view().isHovered()) << "no further move is told";
+}
+
 TEST_F(WebcamWindowTest, HoverRestsWhileAControlIsHeld)
 {
     pointAt(onMove);

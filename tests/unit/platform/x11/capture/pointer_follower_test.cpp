@@ -69,6 +69,28 @@ TEST(PointerFollowerTest, aMoveBetweenTheLastAnswerAndTheHearingIsFollowed)
     EXPECT_EQ(follower.timeToAsk(start + 50ms), 50ms);
 }
 
+TEST(PointerFollowerTest, theSamePositionRightAfterAnotherOneIsNoRest)
+{
+    PointerFollower follower;
+    follower.heardMove();
+    follower.gotAnswer(start, Answer::otherPosition, NextChange::mayBeUntold);
+    follower.gotAnswer(start + 15ms, Answer::samePosition, NextChange::mayBeUntold);
+    EXPECT_TRUE(follower.isMoving()) << "a slow mouse tells of its place every 16 ms";
+    follower.gotAnswer(start + 25ms, Answer::samePosition, NextChange::mayBeUntold);
+    EXPECT_FALSE(follower.isMoving());
+}
+
+TEST(PointerFollowerTest, anAnswerIsFreshForAMomentUnlessSomethingIsHeard)
+{
+    PointerFollower follower;
+    EXPECT_FALSE(follower.isAnswerFresh(start));
+    follower.gotAnswer(start, Answer::samePosition, NextChange::isTold);
+    EXPECT_TRUE(follower.isAnswerFresh(start + 4ms));
+    EXPECT_FALSE(follower.isAnswerFresh(start + 5ms));
+    follower.heardChange();
+    EXPECT_FALSE(follower.isAnswerFresh(start + 1ms)) << "it may be somewhere else";
+}
+
 TEST(PointerFollowerTest, aMoveThatIsHeardWhileItSettlesIsFollowed)
 {
     PointerFollower follower;

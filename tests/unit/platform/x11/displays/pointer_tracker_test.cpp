@@ -10,6 +10,11 @@ namespace {
 
 using namespace std::chrono_literals;
 
+PixelRect everywhere()
+{
+    return {0, 0, 1000, 1000};
+}
+
 class PointerTrackerTest : public testing::Test {
 protected:
     std::optional<PixelPoint> server = PixelPoint{10, 20};
@@ -28,9 +33,9 @@ TEST_F(PointerTrackerTest, WhereNobodyTellsOfMovesTheServerIsAskedEveryTime)
     server = PixelPoint{11, 20};
     EXPECT_EQ(tracker.position(), (PixelPoint{11, 20}));
     EXPECT_EQ(questions, 2);
-    EXPECT_EQ(tracker.observeMoves([] {}), nullptr);
+    EXPECT_EQ(tracker.observeMoves(everywhere, [] {}), nullptr);
     tracker.mayHaveMoved();
-    EXPECT_EQ(tracker.observeMoves([] {}), nullptr) << "an event is no telling of every move";
+    EXPECT_EQ(tracker.observeMoves(everywhere, [] {}), nullptr) << "an event is no telling of every move";
 }
 
 TEST_F(PointerTrackerTest, WhereMovesAreToldTheServerIsAskedAfterAMoveOnly)
@@ -111,7 +116,7 @@ TEST_F(PointerTrackerTest, ObserversAreToldOnTheMainThreadOfTheFirstMoveAfterAQu
     tracker.didMove();
     int told = 0;
     const std::thread::id mainThread = std::this_thread::get_id();
-    const Subscription subscription = tracker.observeMoves([&] {
+    const Subscription subscription = tracker.observeMoves(everywhere, [&] {
         EXPECT_EQ(std::this_thread::get_id(), mainThread);
         ++told;
     });
@@ -134,6 +139,38 @@ TEST_F(PointerTrackerTest, ObserversAreToldOnTheMainThreadOfTheFirstMoveAfterAQu
     static_cast<void>(tracker.position());
     moveTwice();
     EXPECT_EQ(told, 2);
+}
+
+TEST_F(PointerTrackerTest, OnlyMovesIntoAPlaceWithinItAndOutOfItAreTold)
+{
+    int argumentCount = 1;
+    char name[] = "pointer_tracker_test";
+    char* arguments[] = {name, nullptr};
+    const QCoreApplication application(argumentCount, arguments);
+    PixelRect place{100, 100, 50, 50};
+    int told = 0;
+    tracker.didMove(PixelPoint{0, 0});
+    const Subscription subscription = tracker.observeMoves([&] { return place; }, [&] { ++told; });
+    const auto toldOf = [&](std::optional<PixelPoint> position) {
+        static_cast<void>(tracker.position());
+        told = 0;
+        tracker.didMove(position);
+        QCoreApplication::processEvents();
+        return told;
+    };
+    EXPECT_EQ(toldOf(PixelPoint{10, 10}), 1) << "it may have been there before";
+    EXPECT_EQ(toldOf(PixelPoint{20, 10}), 0);
+    EXPECT_EQ(tracker.position(), (PixelPoint{20, 10})) << "what nobody is told is known all the same";
+    EXPECT_EQ(toldOf(PixelPoint{100, 100}), 1);
+    EXPECT_EQ(toldOf(PixelPoint{110, 100}), 1);
+    EXPECT_EQ(toldOf(PixelPoint{150, 100}), 1) << "out of it";
+    EXPECT_EQ(toldOf(PixelPoint{160, 100}), 0);
+    EXPECT_EQ(toldOf(std::nullopt), 1) << "nobody knows where to";
+    EXPECT_EQ(toldOf(PixelPoint{170, 100}), 1) << "it may have been there meanwhile";
+    EXPECT_EQ(toldOf(PixelPoint{160, 100}), 0);
+    place = {160, 100, 50, 50};
+    tracker.placesMoved();
+    EXPECT_EQ(toldOf(PixelPoint{170, 100}), 1);
 }
 
 } // namespace
