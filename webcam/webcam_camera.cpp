@@ -23,12 +23,14 @@ public:
         const std::lock_guard lock(mutex_);
         background_ = background;
         unprocessed_.reset();
+        processed_.reset();
     }
     /// Pictures of the camera that is about to be open are shown, those of any before are not.
     [[nodiscard]] int beginRound()
     {
         const std::lock_guard lock(mutex_);
         unprocessed_.reset();
+        processed_.reset();
         live_.reset();
         return ++round_;
     }
@@ -64,13 +66,12 @@ private:
             background = background_;
             round = round_;
         }
-        if (picture) {
-            if (const auto processed = effects_(picture, background))
-                main_.post([self = shared_from_this(), processed, background, round] {
-                    self->showProcessed(processed, background, round);
-                });
-        }
+        const std::shared_ptr<const Surface> processed = picture ? effects_(picture, background) : nullptr;
         const std::lock_guard lock(mutex_);
+        if (processed && round == round_ && background == background_) {
+            if (!std::exchange(processed_, processed))
+                main_.post([self = shared_from_this()] { self->showProcessed(); });
+        }
         isProcessing_ = false;
         if (unprocessed_)
             process();
@@ -88,14 +89,17 @@ private:
             pictures->showLive(picture);
     }
 
-    void showProcessed(const std::shared_ptr<const Surface>& picture, Background background, int round)
+    void showProcessed()
     {
+        std::shared_ptr<const Surface> picture;
+        Background background{};
         {
             const std::lock_guard lock(mutex_);
-            if (round != round_)
-                return;
+            picture = std::exchange(processed_, nullptr);
+            background = background_;
         }
-        if (const auto pictures = pictures_.lock())
+        const auto pictures = pictures_.lock();
+        if (picture && pictures)
             pictures->showProcessed(picture, background);
     }
 
@@ -109,6 +113,8 @@ private:
     bool isProcessing_ = false;
     std::shared_ptr<const BufferSurface> live_;
     std::shared_ptr<const BufferSurface> unprocessed_;
+    /// Made for the present background and round.
+    std::shared_ptr<const Surface> processed_;
 };
 
 WebcamCamera::WebcamCamera(Cameras& cameras, MainQueue& queue, Effects effects)
