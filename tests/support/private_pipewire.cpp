@@ -133,6 +133,21 @@ bool VirtualCamera::waitFor(const std::string& text, Milliseconds patience)
     }
 }
 
+std::optional<std::chrono::steady_clock::time_point> VirtualCamera::showColor(const std::string& color,
+                                                                              Milliseconds patience)
+{
+    const std::string answer = "shown ";
+    tell("show " + color);
+    const auto end = std::chrono::steady_clock::now() + patience;
+    while (const auto line =
+               program_->readLine(std::chrono::duration_cast<Milliseconds>(end - std::chrono::steady_clock::now()))) {
+        if (line->starts_with(answer))
+            return std::chrono::steady_clock::time_point(
+                std::chrono::nanoseconds(std::stoll(line->substr(answer.size()))));
+    }
+    return std::nullopt;
+}
+
 void VirtualCamera::crash()
 {
     program_->signal(SIGKILL);

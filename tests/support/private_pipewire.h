@@ -5,7 +5,9 @@
 
 #include <QTemporaryDir>
 
+#include <chrono>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -64,8 +66,11 @@ public:
     [[nodiscard]] static std::unique_ptr<VirtualCamera> start(const PrivatePipewire& pipewire, const Options& options,
                                                               std::string& reason);
 
-    /// What can be told: "plug", "unplug", "offer FORMAT:WIDTHxHEIGHT@RATE" or "fault NAME".
+    /// What can be told: "plug", "unplug", "offer FORMAT:WIDTHxHEIGHT@RATE", "fault NAME" or "show COLOR".
     void tell(const std::string& command) { program_->write(command + "\n"); }
+    /// Shows pictures of that color from now on: when it wrote the first of them, if it did within the patience.
+    [[nodiscard]] std::optional<std::chrono::steady_clock::time_point>
+    showColor(const std::string& color, Milliseconds patience = Milliseconds{2000});
     /// Waits until it says so: "plugged", "unplugged", "streaming FORMAT:WIDTHxHEIGHT" or "paused". What it said before
     /// is skipped.
     [[nodiscard]] bool waitFor(const std::string& text, Milliseconds patience = Milliseconds{5000});

@@ -75,8 +75,8 @@ protected:
 
     FakeCameras cameras;
     FakeMainQueue queue;
-    std::function<std::shared_ptr<const Surface>(const std::shared_ptr<const BufferSurface>&, Background)> effect =
-        [](const std::shared_ptr<const BufferSurface>& picture, Background) { return picture; };
+    std::function<std::shared_ptr<const BufferSurface>(const std::shared_ptr<const BufferSurface>&, Background)>
+        effect = [](const std::shared_ptr<const BufferSurface>& picture, Background) { return picture; };
     WebcamCamera camera{cameras, queue,
                         [this](const std::shared_ptr<const BufferSurface>& picture, Background background) {
                             return effect(picture, background);
@@ -186,6 +186,31 @@ TEST_F(WebcamCameraTest, OfPicturesThatWaitOnlyTheNewestIsShown)
     opened().show(30, 30);
     queue.runPosted();
     EXPECT_EQ(preview().contents()->width(), 30);
+}
+
+TEST_F(WebcamCameraTest, PicturesThatAreShownSmallAreHandedOnSmall)
+{
+    camera.setShownSize({160, 90});
+    camera.selectDevice("front");
+    opened().show(640, 360);
+    queue.runPosted();
+    EXPECT_EQ(preview().contents()->width(), 160);
+    camera.setShownSize({170, 90});
+    opened().show(640, 360);
+    queue.runPosted();
+    EXPECT_EQ(preview().contents()->width(), 320) << "none shall be shown larger than it is";
+
+    int widthOfEffects = 0;
+    effect = [&](const std::shared_ptr<const BufferSurface>& picture, Background) {
+        widthOfEffects = picture->width();
+        return picture;
+    };
+    camera.setBackground(Background::blurred);
+    opened().show(640, 360);
+    ASSERT_TRUE(waitForProcessed());
+    EXPECT_EQ(processed().contents()->width(), 320);
+    camera.stop();
+    EXPECT_EQ(widthOfEffects, 640) << "people are found in the camera's own picture";
 }
 
 TEST_F(WebcamCameraTest, APictureOnItsWayIsDroppedWhenTheCameraIsStopped)
