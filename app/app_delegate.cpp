@@ -305,8 +305,10 @@ void AppDelegate::sessionLockDidChange()
         }
         return;
     }
-    if (!std::exchange(wasHeldBack_, false))
+    if (!std::exchange(wasHeldBack_, false)) {
+        showOrHideWebcam();
         return;
+    }
     if (capture_)
         restartCaptureChain();
     else if (!isCaptureStopping_)

@@ -35,6 +35,10 @@ constexpr std::array rows{
     NamedRow{"start", "start → first picture", measureStart},
     NamedRow{"memory", "resident memory", measureMemory},
     NamedRow{"drag", "a step of a drag at 4K", measureDragStep},
+    NamedRow{"webcam", "still screen with a moving webcam", measureWebcamCost},
+    NamedRow{"webcam-latency", "camera's picture → shared", measureWebcamLatency},
+    NamedRow{"webcam-start", "webcam switched on → its first picture", measureWebcamStart},
+    NamedRow{"webcam-memory", "resident memory with a blurred webcam", measureWebcamMemory},
 };
 
 void printHelp(std::ostream& output)

@@ -50,40 +50,33 @@ private:
     std::unique_ptr<test::Scene> scene_;
 };
 
-struct Cost {
-    /// The server, and the compositing manager.
-    double system = 0;
-    double process = 0;
-    double framesPerSecond = 0;
-};
-
 double percent(Nanoseconds used, Nanoseconds passed)
 {
     return 100.0 * static_cast<double>(used.count()) / static_cast<double>(passed.count());
 }
 
-Cost measure(test::PrivateDesktop& desktop, const Sharer* sharer, std::chrono::milliseconds time)
+} // namespace
+
+Cost measureCost(test::PrivateDesktop& desktop, std::optional<Shower> shower, std::chrono::milliseconds time)
 {
     std::optional<FrameCounter> counter;
-    if (sharer)
-        counter.emplace(desktop, sharer->window());
+    if (shower)
+        counter.emplace(desktop, shower->window);
     const pid_t compositor = desktop.compositorProcess();
     const auto systemTime = [&] {
         return cpuTimeOf(desktop.server().pid()) + (compositor != 0 ? cpuTimeOf(compositor) : Nanoseconds{});
     };
     const auto start = std::chrono::steady_clock::now();
     const Nanoseconds systemBefore = systemTime();
-    const Nanoseconds processBefore = sharer ? cpuTimeOf(sharer->pid()) : Nanoseconds{};
+    const Nanoseconds processBefore = shower ? cpuTimeOf(shower->process) : Nanoseconds{};
     test::sleepFor(time);
     const Nanoseconds systemAfter = systemTime();
-    const Nanoseconds processAfter = sharer ? cpuTimeOf(sharer->pid()) : Nanoseconds{};
+    const Nanoseconds processAfter = shower ? cpuTimeOf(shower->process) : Nanoseconds{};
     const Nanoseconds passed = std::chrono::steady_clock::now() - start;
     const int frames = counter ? counter->take() : 0;
     return {percent(systemAfter - systemBefore, passed), percent(processAfter - processBefore, passed),
             frames / std::chrono::duration<double>(passed).count()};
 }
-
-} // namespace
 
 std::map<SharerKind, CostSeries> compareCosts(const CostQuestion& question, int repetitions)
 {
@@ -92,7 +85,7 @@ std::map<SharerKind, CostSeries> compareCosts(const CostQuestion& question, int 
     test::sleepFor(test::Milliseconds{500} + question.timeBefore);
     std::map<SharerKind, CostSeries> results;
     for (int repetition = 0; repetition < repetitions; ++repetition) {
-        const Cost nothing = measure(*desktop, nullptr, question.time);
+        const Cost nothing = measureCost(*desktop, std::nullopt, question.time);
         for (const SharerKind kind : question.kinds) {
             CostSeries& series = results[kind];
             if (!series.missing.empty())
@@ -100,7 +93,7 @@ std::map<SharerKind, CostSeries> compareCosts(const CostQuestion& question, int 
             try {
                 const auto sharer = Sharer::start(*desktop, {kind, regionOf(question), question.captureRate});
                 test::sleepFor(question.timeBefore);
-                const Cost cost = measure(*desktop, sharer.get(), question.time);
+                const Cost cost = measureCost(*desktop, Shower{sharer->pid(), sharer->window()}, question.time);
                 series.whole.push_back(cost.process + cost.system - nothing.system);
                 series.process.push_back(cost.process);
                 series.framesPerSecond.push_back(cost.framesPerSecond);

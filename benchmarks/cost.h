@@ -4,8 +4,12 @@
 #include "benchmarks/effort.h"
 #include "benchmarks/sharer.h"
 
+#include <chrono>
+#include <cstdint>
 #include <map>
+#include <optional>
 #include <string>
+#include <sys/types.h>
 #include <vector>
 
 namespace nimbrale::benchmarks {
@@ -21,6 +25,24 @@ struct CostSeries {
     /// Why there are no values, where there are none.
     std::string missing = {};
 };
+
+/// In percent of one core.
+struct Cost {
+    /// The server, and the compositing manager.
+    double system = 0;
+    double process = 0;
+    double framesPerSecond = 0;
+};
+
+/// A program that shows pictures in a window.
+struct Shower {
+    pid_t process = 0;
+    std::uint32_t window = 0;
+};
+
+/// What is spent from now on during that time, by a program if one is named. Throws Failure when that has ended.
+[[nodiscard]] Cost measureCost(test::PrivateDesktop& desktop, std::optional<Shower> shower,
+                               std::chrono::milliseconds time);
 
 struct CostQuestion {
     QSize display;

@@ -26,5 +26,9 @@ namespace nimbrale::benchmarks {
 [[nodiscard]] std::vector<TableRow> measureStart(const Effort& effort);
 [[nodiscard]] std::vector<TableRow> measureMemory(const Effort& effort);
 [[nodiscard]] std::vector<TableRow> measureDragStep(const Effort& effort);
+[[nodiscard]] std::vector<TableRow> measureWebcamCost(const Effort& effort);
+[[nodiscard]] std::vector<TableRow> measureWebcamLatency(const Effort& effort);
+[[nodiscard]] std::vector<TableRow> measureWebcamStart(const Effort& effort);
+[[nodiscard]] std::vector<TableRow> measureWebcamMemory(const Effort& effort);
 
 } // namespace nimbrale::benchmarks

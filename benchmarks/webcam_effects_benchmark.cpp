@@ -3,6 +3,7 @@
 
 #include "platform/opencv/model_file.h"
 #include "platform/opencv/opencv_person_segmentation.h"
+#include "webcam/picture_reduction.h"
 #include "webcam/webcam_effects.h"
 
 #include <benchmark/benchmark.h>
@@ -80,6 +81,60 @@ void findPerson(benchmark::State& state, std::unique_ptr<PersonSegmentation> seg
         benchmark::DoNotOptimize(segmentation->findPerson(picture));
 }
 
+// The stages of an effect, one by one.
+
+void softenMask(benchmark::State& state)
+{
+    MaskFilter filter;
+    filter.setSizes(maskWidth, maskHeight, width, height);
+    SteadyMask steady(std::chrono::steady_clock::now);
+    const PersonMask mask{maskWidth, maskHeight, ellipse()};
+    while (state.KeepRunning()) {
+        filter.setMask(steady.add(mask));
+        for (int y = 0; y < height; ++y)
+            benchmark::DoNotOptimize(filter.row(y).data());
+    }
+}
+
+void blurBackground(benchmark::State& state)
+{
+    BackgroundBlur blur;
+    const PixelBuffer picture = noisyPicture();
+    while (state.KeepRunning()) {
+        blur.setPicture(picture);
+        for (int y = 0; y < height; ++y)
+            benchmark::DoNotOptimize(blur.row(y).data());
+    }
+}
+
+void blend(benchmark::State& state, Background background)
+{
+    const PixelBuffer picture = noisyPicture();
+    PixelBuffer result(width, height);
+    const std::vector<std::int16_t> mask(width, 9000);
+    const std::vector<std::int16_t> behind(picture.stride(), 4000);
+    MaskBlend blend;
+    while (state.KeepRunning()) {
+        for (int y = 0; y < height; ++y) {
+            if (background == Background::blurred)
+                blend.overBackground({picture.row(y), picture.stride()}, mask, behind,
+                                     {result.row(y), result.stride()});
+            else
+                blend.overNothing({picture.row(y), picture.stride()}, mask, {result.row(y), result.stride()});
+        }
+        benchmark::DoNotOptimize(result.row(0));
+    }
+}
+
+void reduce(benchmark::State& state)
+{
+    PictureReduction reduction;
+    const auto picture =
+        std::make_shared<BufferSurface>(std::make_shared<PixelBuffer>(noisyPicture()), SurfaceAlpha::opaque);
+    while (state.KeepRunning())
+        benchmark::DoNotOptimize(reduction.reduce(picture, 2));
+}
+
 /// A Gaussian in full size, and each pixel blended in floating point.
 void straightforward(benchmark::State& state, Background background)
 {
@@ -138,6 +193,11 @@ int main(int argc, char** argv)
         add((effect + ", person known, the straightforward way").c_str(),
             [background = background](benchmark::State& state) { straightforward(state, background); });
     }
+    add("stage: the mask steadied and its outline", [](benchmark::State& state) { softenMask(state); });
+    add("stage: the background blurred", [](benchmark::State& state) { blurBackground(state); });
+    add("stage: blended over the background", [](benchmark::State& state) { blend(state, Background::blurred); });
+    add("stage: blended over nothing", [](benchmark::State& state) { blend(state, Background::transparent); });
+    add("made smaller, to 320 × 180", [](benchmark::State& state) { reduce(state); });
     benchmark::Initialize(&argc, argv);
     benchmark::RunSpecifiedBenchmarks();
     return 0;

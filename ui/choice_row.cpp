@@ -17,7 +17,13 @@ QButtonGroup* makeChoice(QWidget* row, const QStringList& labels)
         layout->addWidget(button);
     }
     layout->addStretch();
+    // The key of the row's heading leads only to what takes the focus itself.
+    row->setFocusPolicy(Qt::TabFocus);
     row->setFocusProxy(group->button(0));
+    QObject::connect(group, &QButtonGroup::idToggled, row, [row, group](int place, bool isChosen) {
+        if (isChosen)
+            row->setFocusProxy(group->button(place));
+    });
     return group;
 }
 

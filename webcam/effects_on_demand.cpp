@@ -17,7 +17,7 @@ public:
         : makeSegmentation_(std::move(makeSegmentation))
     {}
 
-    [[nodiscard]] std::shared_ptr<const Surface> process(const BufferSurface& picture, Background background)
+    [[nodiscard]] std::shared_ptr<const BufferSurface> process(const BufferSurface& picture, Background background)
     {
         if (const auto make = std::exchange(makeSegmentation_, nullptr))
             begin(make());

@@ -1,17 +1,26 @@
 #include "webcam/webcam_box.h"
 
 #include <algorithm>
+#include <cmath>
 
 namespace nimbrale {
 
 namespace {
 
 constexpr double marginOfFirstPlace = 16;
+constexpr double arithmeticSlack = 1e-6;
 
 /// Anything that is no number, which a settings file may hold, becomes `least`.
 double between(double least, double value, double most)
 {
     return std::min(std::max(least, value), most);
+}
+
+/// A point that was computed from a pixel may miss it by the rounding of doubles, which decides nothing.
+double withoutNoise(double value)
+{
+    const double whole = std::round(value);
+    return std::abs(value - whole) < arithmeticSlack ? whole : value;
 }
 
 } // namespace
@@ -24,7 +33,7 @@ Rect clampedWebcamBox(const Rect& box, Size region, AppSettings::WebcamShape sha
         width = height = std::min(width, height);
     const double x = between(0, box.x, region.width - width);
     const double y = between(0, box.y, region.height - height);
-    return Rect{x, y, width, height}.integral();
+    return Rect{withoutNoise(x), withoutNoise(y), withoutNoise(width), withoutNoise(height)}.integral();
 }
 
 Rect storedWebcamBox(const AppSettings& settings, Size region)

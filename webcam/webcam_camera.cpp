@@ -1,6 +1,7 @@
 #include "webcam/webcam_camera.h"
 
 #include "platform/log.h"
+#include "webcam/picture_reduction.h"
 
 #include <algorithm>
 #include <mutex>
@@ -23,21 +24,29 @@ public:
         const std::lock_guard lock(mutex_);
         background_ = background;
         unprocessed_.reset();
+        processed_.reset();
+    }
+    void setShownSize(PixelSize size)
+    {
+        const std::lock_guard lock(mutex_);
+        shownSize_ = size;
     }
     /// Pictures of the camera that is about to be open are shown, those of any before are not.
     [[nodiscard]] int beginRound()
     {
         const std::lock_guard lock(mutex_);
         unprocessed_.reset();
+        processed_.reset();
         live_.reset();
         return ++round_;
     }
     void take(const std::shared_ptr<const BufferSurface>& picture, int round)
     {
+        const std::shared_ptr<const BufferSurface> live = isOriginal() ? reduced(picture, liveReduction_) : picture;
         const std::lock_guard lock(mutex_);
         if (round != round_)
             return;
-        if (!std::exchange(live_, picture))
+        if (!std::exchange(live_, live))
             main_.post([self = shared_from_this()] { self->showLive(); });
         if (background_ == Background::original)
             return;
@@ -46,6 +55,23 @@ public:
     }
 
 private:
+    [[nodiscard]] bool isOriginal()
+    {
+        const std::lock_guard lock(mutex_);
+        return background_ == Background::original;
+    }
+    /// Outside of the lock, since it takes its time.
+    [[nodiscard]] std::shared_ptr<const BufferSurface> reduced(const std::shared_ptr<const BufferSurface>& picture,
+                                                               PictureReduction& reduction)
+    {
+        PixelSize shown;
+        {
+            const std::lock_guard lock(mutex_);
+            shown = shownSize_;
+        }
+        return reduction.reduce(picture, PictureReduction::halvings({picture->width(), picture->height()}, shown));
+    }
+
     // Within the lock.
     void process()
     {
@@ -64,13 +90,14 @@ private:
             background = background_;
             round = round_;
         }
-        if (picture) {
-            if (const auto processed = effects_(picture, background))
-                main_.post([self = shared_from_this(), processed, background, round] {
-                    self->showProcessed(processed, background, round);
-                });
-        }
+        std::shared_ptr<const BufferSurface> processed = picture ? effects_(picture, background) : nullptr;
+        if (processed)
+            processed = reduced(processed, processedReduction_);
         const std::lock_guard lock(mutex_);
+        if (processed && round == round_ && background == background_) {
+            if (!std::exchange(processed_, processed))
+                main_.post([self = shared_from_this()] { self->showProcessed(); });
+        }
         isProcessing_ = false;
         if (unprocessed_)
             process();
@@ -88,14 +115,17 @@ private:
             pictures->showLive(picture);
     }
 
-    void showProcessed(const std::shared_ptr<const Surface>& picture, Background background, int round)
+    void showProcessed()
     {
+        std::shared_ptr<const Surface> picture;
+        Background background{};
         {
             const std::lock_guard lock(mutex_);
-            if (round != round_)
-                return;
+            picture = std::exchange(processed_, nullptr);
+            background = background_;
         }
-        if (const auto pictures = pictures_.lock())
+        const auto pictures = pictures_.lock();
+        if (picture && pictures)
             pictures->showProcessed(picture, background);
     }
 
@@ -106,9 +136,16 @@ private:
     std::mutex mutex_;
     Background background_ = Background::original;
     int round_ = 0;
+    PixelSize shownSize_;
     bool isProcessing_ = false;
+    /// The camera's thread's.
+    PictureReduction liveReduction_;
+    /// The effects' thread's.
+    PictureReduction processedReduction_;
     std::shared_ptr<const BufferSurface> live_;
     std::shared_ptr<const BufferSurface> unprocessed_;
+    /// Made for the present background and round.
+    std::shared_ptr<const Surface> processed_;
 };
 
 WebcamCamera::WebcamCamera(Cameras& cameras, MainQueue& queue, Effects effects)
@@ -135,6 +172,11 @@ void WebcamCamera::setBackground(Background background)
 {
     intake_->setBackground(background);
     pictures_->setBackground(background);
+}
+
+void WebcamCamera::setShownSize(PixelSize size)
+{
+    intake_->setShownSize(size);
 }
 
 void WebcamCamera::stop()

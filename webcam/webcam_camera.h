@@ -1,5 +1,6 @@
 #pragma once
 
+#include "geometry/picture_size.h"
 #include "platform/cameras.h"
 #include "platform/main_queue.h"
 #include "platform/serial_queue.h"
@@ -22,7 +23,7 @@ public:
     /// Makes the picture for a background other than the original one; nothing where that fails. Called on a thread of
     /// the camera's own, for one picture at a time.
     using Effects =
-        std::function<std::shared_ptr<const Surface>(const std::shared_ptr<const BufferSurface>&, Background)>;
+        std::function<std::shared_ptr<const BufferSurface>(const std::shared_ptr<const BufferSurface>&, Background)>;
 
     /// How long a camera that failed is left alone before it is tried again.
     static constexpr std::chrono::seconds retryDelay{3};
@@ -40,6 +41,8 @@ public:
     /// nothing when that identifier was selected already.
     void selectDevice(const std::string& deviceID);
     void setBackground(Background background);
+    /// How large, in pixels, the picture is shown at most: far larger ones are made smaller before they are handed on.
+    void setShownSize(PixelSize size);
     /// Closes the camera: its light goes out. The next selection opens it again.
     void stop();
 

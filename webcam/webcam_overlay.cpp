@@ -1,5 +1,6 @@
 #include "webcam/webcam_overlay.h"
 
+#include "geometry/picture_size.h"
 #include "webcam/webcam_box.h"
 
 #include <QCoreApplication>
@@ -153,8 +154,18 @@ void WebcamOverlay::place()
 void WebcamOverlay::applyBox(const Rect& box)
 {
     currentBox_ = box;
+    camera_->setShownSize(pictureSize(box.size(), pixelScale()));
     if (onAppearanceChange)
         onAppearanceChange({camera_->pictures(), box, settings_.webcamShape(), settings_.webcamMirrored(), isFaded_});
+}
+
+double WebcamOverlay::pixelScale() const
+{
+    for (const Screen& screen : platform_.screens().screens()) {
+        if (screen.frame == place_.geometry.screenFrame)
+            return screen.backingScaleFactor;
+    }
+    return 1;
 }
 
 void WebcamOverlay::storeBox(const Rect& box)

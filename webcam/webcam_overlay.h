@@ -60,6 +60,8 @@ private:
     void connectWindow();
     void place();
     void applyBox(const Rect& box);
+    /// Of the frame's display.
+    [[nodiscard]] double pixelScale() const;
     void storeBox(const Rect& box);
     void useCamera();
     void accessAnswered(bool isGranted);

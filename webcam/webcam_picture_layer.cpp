@@ -85,7 +85,7 @@ void WebcamPictureLayer::showProcessed(const std::shared_ptr<const Surface>& pic
 {
     const LayerTransaction transaction(*layer_);
     processed_->setContents(picture);
-    preview_->setHidden(true);
+    updateVisibility();
 }
 
 void WebcamPictureLayer::updateVisibility()
@@ -96,7 +96,11 @@ void WebcamPictureLayer::updateVisibility()
         processed_->setContents(nullptr);
     // Until the first processed picture comes, the live one is shown: never nothing.
     preview_->setHidden(processed_->contents() != nullptr);
-    layer_->setBackgroundColor(background_ == Background::transparent ? std::nullopt : std::optional(black));
+    // After a change the picture of the background before stays until the first of the new one comes.
+    const auto picture = processed_->contents();
+    const bool isSeenThrough =
+        background_ == Background::transparent || (picture && picture->alpha() != SurfaceAlpha::opaque);
+    layer_->setBackgroundColor(isSeenThrough ? std::nullopt : std::optional(black));
 }
 
 void WebcamPictureLayer::layOut()

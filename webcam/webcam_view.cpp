@@ -15,6 +15,13 @@ namespace {
 
 constexpr double controlsZPosition = 1;
 
+/// Where a pixel is no whole number of points, whole distances are missed by the rounding of doubles.
+double wholePoints(double distance)
+{
+    constexpr double arithmeticSlack = 1e-6;
+    return std::trunc(distance + std::copysign(arithmeticSlack, distance));
+}
+
 ControlSymbol symbolOf(WebcamControl control)
 {
     switch (control) {
@@ -207,8 +214,8 @@ void WebcamView::beginDrag(DragZone zone, Point mouseLocation)
 
 Rect WebcamView::draggedFrame(Point mouseLocation) const
 {
-    const double dx = std::trunc(mouseLocation.x - dragStartMouse_.x);
-    const double dy = std::trunc(mouseLocation.y - dragStartMouse_.y);
+    const double dx = wholePoints(mouseLocation.x - dragStartMouse_.x);
+    const double dy = wholePoints(mouseLocation.y - dragStartMouse_.y);
     if (dragZone_ == DragZone::move)
         return dragStartFrame_.movedBy(dx, dy);
     double width = dragStartFrame_.width + dx;

@@ -6,7 +6,9 @@
 #include "tests/support/photographs.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
+#include <utility>
 #include <vector>
 
 namespace nimbrale::test {
@@ -15,6 +17,9 @@ namespace {
 using Compositor = PrivateDesktop::Compositor;
 
 constexpr QRect box(20, 30, 480, 270);
+constexpr std::uint32_t altKey = 0xffe9;
+constexpr std::uint32_t leftKey = 0xff51;
+constexpr std::uint32_t rightKey = 0xff53;
 const std::map<std::string, std::string> placed{{"webcamX", "20"},           {"webcamY", "30"},
                                                 {"webcamWidth", "480"},      {"webcamHeight", "270"},
                                                 {"webcamMirrored", "false"}, {"webcamShape", "rectangle"}};
@@ -112,6 +117,155 @@ TEST_P(WebcamBackgrounds, BlurredTheBackgroundLosesItsDetailAndThePersonDoesNot)
     EXPECT_GT(detail(around({0.45, 0.45})), 0.8 * personBefore) << picture();
     for (const QPointF part : besidePerson)
         EXPECT_NE(shared(placeOf(part)), wall) << "it is opaque: " << picture();
+}
+
+/// What the shared webcam looks like with each background, once that is steady.
+class BackgroundLooks {
+public:
+    enum class Look { original, blurred, transparent, none };
+    static constexpr std::array all{Look::original, Look::blurred, Look::transparent};
+
+    void learn(Look look, QImage image) { images_[look] = std::move(image); }
+    /// Which one a picture shows; none for anything else, a blank or torn picture above all.
+    [[nodiscard]] Look of(const QImage& image) const
+    {
+        const auto nearest =
+            std::ranges::min_element(all, {}, [&](Look look) { return difference(images_.at(look), image); });
+        return difference(images_.at(*nearest), image) <= largestDifference ? *nearest : Look::none;
+    }
+    /// Whether no two can be taken for each other.
+    [[nodiscard]] bool areDistinct() const
+    {
+        return std::ranges::all_of(all, [&](Look one) {
+            return std::ranges::all_of(all, [&](Look other) {
+                return one == other || difference(images_.at(one), images_.at(other)) > 2 * largestDifference;
+            });
+        });
+    }
+
+private:
+    /// Of the brightness of all pixels, in the mean.
+    static constexpr double largestDifference = 2.5;
+
+    [[nodiscard]] static double difference(const QImage& one, const QImage& other)
+    {
+        double sum = 0;
+        for (int y = 0; y < one.height(); ++y) {
+            const auto* const left = reinterpret_cast<const QRgb*>(one.constScanLine(y));
+            const auto* const right = reinterpret_cast<const QRgb*>(other.constScanLine(y));
+            for (int x = 0; x < one.width(); ++x)
+                sum += std::abs(qGray(left[x]) - qGray(right[x]));
+        }
+        return sum / (one.width() * one.height());
+    }
+
+    std::map<Look, QImage> images_;
+};
+
+/// Switches the background in Settings by the keyboard.
+class WebcamBackgroundSwitch : public WebcamBackgrounds {
+protected:
+    using Look = BackgroundLooks::Look;
+
+    /// The webcam as others see it.
+    [[nodiscard]] QImage webcam() const
+    {
+        const QPoint corner = desktop->monitorNamed("Nimbrale")->geometry.topLeft();
+        return desktop->screenshot({corner + box.topLeft(), box.size()});
+    }
+    [[nodiscard]] Look look() const { return looks.of(webcam()); }
+    void strike(std::uint32_t key)
+    {
+        desktop->pressKey(key);
+        desktop->releaseKey(key);
+    }
+    void openSettings()
+    {
+        const QPoint button(box.width() - 17, 45);
+        pointAt(box, button);
+        sleepFor(Milliseconds{100});
+        desktop->click(frame + box.topLeft() + button);
+        ASSERT_TRUE(waitUntil([&] { return desktop->activeWindowTitle() == "Nimbrale Settings"; }, Milliseconds{5000}))
+            << picture();
+        // The window manager gives the focus when it has placed the window.
+        sleepFor(Milliseconds{300});
+        desktop->pressKey(altKey);
+        strike('b');
+        desktop->releaseKey(altKey);
+        desktop->movePointer(farAway);
+    }
+    /// Back and forth, since the arrow keys end at the last choice.
+    void goToNext()
+    {
+        direction = place == 0 ? 1 : (place == 2 ? -1 : direction);
+        strike(direction > 0 ? rightKey : leftKey);
+        place += direction;
+    }
+    [[nodiscard]] Look chosen() const { return BackgroundLooks::all.at(static_cast<std::size_t>(place)); }
+    void learnLooks()
+    {
+        QImage before;
+        const auto isSteady = [&] { return std::exchange(before, webcam()) == before; };
+        for (int round = 0; round < 3; ++round) {
+            if (round > 0)
+                goToNext();
+            sleepFor(Milliseconds{1500});
+            ASSERT_TRUE(waitUntil(isSteady, Milliseconds{8000}, Milliseconds{200})) << picture();
+            looks.learn(chosen(), before);
+        }
+        ASSERT_TRUE(looks.areDistinct()) << picture();
+    }
+
+    BackgroundLooks looks;
+    int place = 0;
+    int direction = 1;
+};
+
+INSTANTIATE_TEST_SUITE_P(, WebcamBackgroundSwitch,
+                         testing::Values(WebcamSurroundings{.name = "Openbox"},
+                                         WebcamSurroundings{.name = "Picom", .compositor = Compositor::picom}),
+                         testing::PrintToStringParamName());
+
+TEST_P(WebcamBackgroundSwitch, FiftySwitchesInARowShowNeitherABlankNorAStalePicture)
+{
+    start(placed);
+    ASSERT_TRUE(waitUntil([&] { return shared(placeOf({0.45, 0.45})) != wall; }, Milliseconds{8000})) << picture();
+    openSettings();
+    learnLooks();
+
+    int samples = 0;
+    int blanks = 0;
+    int stale = 0;
+    for (int switches = 0; switches < 50; ++switches) {
+        const Look before = chosen();
+        goToNext();
+        const auto takeSample = [&](bool isSwitched) {
+            const QImage image = webcam();
+            const Look seen = looks.of(image);
+            ++samples;
+            if (seen == Look::none && blanks++ == 0)
+                keepImage(image, "blank");
+            const bool isExpected = seen == chosen() || (!isSwitched && seen == before);
+            if (seen != Look::none && !isExpected && stale++ == 0)
+                keepImage(image, "stale");
+            return seen == chosen();
+        };
+        ASSERT_TRUE(waitUntil([&] { return takeSample(false); }, Milliseconds{5000}, Milliseconds{2}))
+            << "switch " << switches << ": " << picture();
+        static_cast<void>(waitUntil([&] { return !takeSample(true); }, Milliseconds{100}, Milliseconds{2}));
+    }
+    EXPECT_EQ(blanks, 0) << "of " << samples << " samples";
+    EXPECT_EQ(stale, 0) << "of " << samples << " samples";
+
+    // The control: both kinds of blank would have been seen.
+    camera->tell("unplug");
+    EXPECT_TRUE(waitUntil([&] { return look() == Look::none; }, Milliseconds{3000})) << "black";
+    camera->tell("plug");
+    EXPECT_TRUE(waitUntil([&] { return look() == chosen(); }, Milliseconds{8000})) << picture();
+    desktop->pressKey(altKey);
+    strike('w');
+    desktop->releaseKey(altKey);
+    EXPECT_TRUE(waitUntil([&] { return look() == Look::none; }, Milliseconds{3000})) << "switched off";
 }
 
 TEST_P(WebcamBackgrounds, InACallTheFarSideSeesThePersonWithoutTheBackground)

@@ -22,7 +22,8 @@ struct WebcamSurroundings {
     std::string name;
     PrivateDesktop::WindowManager manager = PrivateDesktop::WindowManager::openbox;
     PrivateDesktop::Compositor compositor = PrivateDesktop::Compositor::none;
-    int scale = 1;
+    double scale = 1;
+    PrivateDesktop::Server server = PrivateDesktop::Server::xvnc;
 
     friend std::ostream& operator<<(std::ostream& stream, const WebcamSurroundings& surroundings)
     {
@@ -36,6 +37,7 @@ protected:
     static inline const QColor wall{22, 110, 40};
     static constexpr QRect region{200, 100, 600, 400};
     static constexpr QPoint farAway{1200, 680};
+    static constexpr QSize displaySize{1280, 720};
 
     /// The camera shows `picture`, without loss and in its size.
     void prepare(const WebcamSurroundings& surroundings, const QImage& picture)
@@ -47,25 +49,40 @@ protected:
         pipewire = PrivatePipewire::start(reason);
         if (!pipewire)
             failTest(reason);
-        ASSERT_TRUE(picture.save(folder_.filePath("picture.png")));
-        VirtualCamera::Options options;
-        options.formats = {"BGRx:" + std::to_string(picture.width()) + "x" + std::to_string(picture.height()) + "@30"};
-        options.picture = folder_.filePath("picture.png").toStdString();
-        camera = VirtualCamera::start(*pipewire, options, reason);
-        if (!camera)
-            failTest(reason);
-        desktop = requireDesktop({.width = 1280 * scale(),
-                                  .height = 720 * scale(),
-                                  .dotsPerInch = 96 * scale(),
+        camera = plugIn("test-camera", "Test camera", picture);
+        const QRect display({}, displaySize * scale());
+        desktop = requireDesktop({.server = surroundings.server,
+                                  .width = display.width(),
+                                  .height = display.height(),
+                                  .dotsPerInch = static_cast<int>(96 * scale()),
                                   .windowManager = surroundings.manager,
                                   .compositor = surroundings.compositor});
         scene = requireScene(*desktop);
-        scene->add("wall", {.geometry = {0, 0, 1280 * scale(), 720 * scale()},
-                            .seed = 0,
-                            .color = wall,
-                            .type = Scene::Type::desktop,
-                            .overrideRedirect = false});
+        addWall("wall", display);
         desktop->movePointer(pixels(farAway));
+    }
+    /// Another camera that shows `picture`, without loss and in its size; never null.
+    [[nodiscard]] std::unique_ptr<VirtualCamera> plugIn(const std::string& id, const std::string& name,
+                                                        const QImage& picture)
+    {
+        const QString file = folder_.filePath(QString::fromStdString(id + ".png"));
+        VirtualCamera::Options options;
+        options.id = id;
+        options.name = name;
+        options.formats = {"BGRx:" + std::to_string(picture.width()) + "x" + std::to_string(picture.height()) + "@30"};
+        options.picture = file.toStdString();
+        std::string reason = "the camera's picture cannot be kept";
+        auto plugged = picture.save(file) ? VirtualCamera::start(*pipewire, options, reason) : nullptr;
+        if (!plugged)
+            failTest(reason);
+        return plugged;
+    }
+    /// Lies below everything; in pixels.
+    void addWall(const std::string& name, const QRect& pixels)
+    {
+        scene->add(
+            name,
+            {.geometry = pixels, .seed = 0, .color = wall, .type = Scene::Type::desktop, .overrideRedirect = false});
     }
 
     void start(const std::map<std::string, std::string>& settings = {})
@@ -77,18 +94,28 @@ protected:
         ASSERT_TRUE(application->waitForVirtualDisplay(region.size() * scale())) << application->process().output();
     }
 
-    [[nodiscard]] int scale() const { return surroundings_.scale; }
+    /// Moves the pointer onto the picture and then to a control, as far from the box's corner as said.
+    void pointAt(const QRect& box, QPoint place)
+    {
+        desktop->movePointer(pixels(frame + box.center()));
+        desktop->movePointer(pixels(frame + box.topLeft() + place));
+    }
+
+    [[nodiscard]] double scale() const { return surroundings_.scale; }
     [[nodiscard]] QPoint pixels(QPoint points) const { return points * scale(); }
-    /// Of the user's screen, at a place from the region's corner.
+    /// Of the user's screen, at a place from the framed area's corner.
     [[nodiscard]] QColor onScreen(QPoint place) const
     {
-        const QPoint at = pixels(region.topLeft() + place);
+        const QPoint at = pixels(frame + place);
         return desktop->pixel(at.x(), at.y());
     }
-    /// Of what others get, at such a place.
+    /// Of what others get, at such a place; no color while there is no virtual display.
     [[nodiscard]] QColor shared(QPoint place) const
     {
-        const QPoint at = desktop->monitorNamed("Nimbrale")->geometry.topLeft() + pixels(place);
+        const auto monitor = desktop->monitorNamed("Nimbrale");
+        if (!monitor)
+            return {};
+        const QPoint at = monitor->geometry.topLeft() + pixels(place);
         return desktop->pixel(at.x(), at.y());
     }
     [[nodiscard]] bool bothShow(QPoint place, const QColor& color, Milliseconds patience = Milliseconds{8000}) const
@@ -103,6 +130,8 @@ protected:
     std::unique_ptr<PrivateDesktop> desktop;
     std::unique_ptr<Scene> scene;
     std::unique_ptr<Application> application;
+    /// The framed area's corner; a test that moves the frame moves it along.
+    QPoint frame = region.topLeft();
 
 private:
     WebcamSurroundings surroundings_;

@@ -118,14 +118,18 @@ std::unique_ptr<Process> VirtualDevice::startProgram(const PrivatePipewire& pipe
 
 bool VirtualDevice::waitFor(const std::string& text, Milliseconds patience)
 {
+    return waitForLine([&text](const std::string& line) { return line == text; }, patience).has_value();
+}
+
+std::optional<std::string> VirtualDevice::waitForLine(const std::function<bool(const std::string&)>& isMeant,
+                                                      Milliseconds patience)
+{
     const auto end = std::chrono::steady_clock::now() + patience;
     while (true) {
         const auto left = std::chrono::duration_cast<Milliseconds>(end - std::chrono::steady_clock::now());
-        const std::optional<std::string> line = program_->readLine(left);
-        if (!line)
-            return false;
-        if (*line == text)
-            return true;
+        std::optional<std::string> line = program_->readLine(left);
+        if (!line || isMeant(*line))
+            return line;
     }
 }
 
@@ -133,6 +137,18 @@ void VirtualDevice::crash()
 {
     program_->signal(SIGKILL);
     static_cast<void>(program_->waitForEnd(Milliseconds{5000}));
+}
+
+std::optional<std::chrono::steady_clock::time_point> VirtualCamera::showColor(const std::string& color,
+                                                                              Milliseconds patience)
+{
+    const std::string answer = "shown ";
+    tell("show " + color);
+    const auto line =
+        waitForLine([&](const std::string& candidate) { return candidate.starts_with(answer); }, patience);
+    if (!line)
+        return std::nullopt;
+    return std::chrono::steady_clock::time_point(std::chrono::nanoseconds(std::stoll(line->substr(answer.size()))));
 }
 
 std::unique_ptr<VirtualCamera> VirtualCamera::start(const PrivatePipewire& pipewire, const Options& options,

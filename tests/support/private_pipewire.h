@@ -5,7 +5,10 @@
 
 #include <QTemporaryDir>
 
+#include <chrono>
+#include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -60,13 +63,16 @@ protected:
                                                                const std::string& id,
                                                                const std::vector<std::string>& arguments,
                                                                std::string& reason);
+    /// The first line that is meant; absent when it does not come.
+    [[nodiscard]] std::optional<std::string> waitForLine(const std::function<bool(const std::string&)>& isMeant,
+                                                         Milliseconds patience);
 
 private:
     std::unique_ptr<Process> program_;
 };
 
-/// A camera on it. What can be told: "plug", "unplug", "offer FORMAT:WIDTHxHEIGHT@RATE" or "fault NAME". It says
-/// "plugged", "unplugged", "streaming FORMAT:WIDTHxHEIGHT" or "paused".
+/// A camera on it. What can be told: "plug", "unplug", "offer FORMAT:WIDTHxHEIGHT@RATE", "fault NAME" or "show COLOR".
+/// It says "plugged", "unplugged", "streaming FORMAT:WIDTHxHEIGHT" or "paused".
 class VirtualCamera final : public VirtualDevice {
 public:
     struct Options {
@@ -85,6 +91,10 @@ public:
     /// Plugged in already. Null, with the reason, when it does not start.
     [[nodiscard]] static std::unique_ptr<VirtualCamera> start(const PrivatePipewire& pipewire, const Options& options,
                                                               std::string& reason);
+
+    /// Shows pictures of that color from now on: when it wrote the first of them, if it did within the patience.
+    [[nodiscard]] std::optional<std::chrono::steady_clock::time_point>
+    showColor(const std::string& color, Milliseconds patience = Milliseconds{2000});
 
 private:
     using VirtualDevice::VirtualDevice;

@@ -3,6 +3,7 @@
 #include "platform/x11/layers/corner_masks.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace nimbrale::x11 {
 
@@ -53,6 +54,8 @@ void setWindowShape(Connection& connection, xcb_window_t window, xcb_shape_sk_t 
 
 void WindowShape::set(const PixelRegion& region)
 {
+    if (std::exchange(isSet_, true) && region_ == region)
+        return;
     region_ = region;
     setWindowShape(connection_, window_, XCB_SHAPE_SK_BOUNDING, region_);
 }
@@ -60,6 +63,7 @@ void WindowShape::set(const PixelRegion& region)
 void WindowShape::remove()
 {
     region_.clear();
+    isSet_ = false;
     xcb_shape_mask(connection_.get(), XCB_SHAPE_SO_SET, XCB_SHAPE_SK_BOUNDING, window_, 0, 0, XCB_PIXMAP_NONE);
 }
 

@@ -21,7 +21,8 @@ public:
     WindowShape(Connection& connection, xcb_window_t window) : connection_(connection), window_(window) {}
 
     [[nodiscard]] const PixelRegion& region() const { return region_; }
-    /// Cuts the window to `region`, in its own pixels.
+    /// Cuts the window to `region`, in its own pixels. One that it has already is not set again: whoever listens to the
+    /// window's shape would be told each time.
     void set(const PixelRegion& region);
     /// Gives the window its rectangular shape back.
     void remove();
@@ -35,6 +36,8 @@ private:
     Connection& connection_;
     xcb_window_t window_;
     PixelRegion region_;
+    /// Whether the window is cut to the region.
+    bool isSet_ = false;
 };
 
 /// Finds the pixels that are at least half opaque, makes them wholly so in their own color, and adds them, moved by

@@ -1,11 +1,14 @@
 // nimbrale_virtual_camera [--id ID] [--name NAME] [--description TEXT] [--role ROLE] [--picture FILE] [--fault FAULT]
 // FORMAT:WIDTHxHEIGHT@RATE...
 // A camera on the session's PipeWire, which shows the picture or stripes that move. Takes lines: "plug", "unplug",
-// "offer FORMAT:WIDTHxHEIGHT@RATE" (in place of what it offers, even while it is watched), "fault FAULT". Prints
-// "plugged", "unplugged", "streaming FORMAT:WIDTHxHEIGHT" and "paused". The faults are those of `write` below.
+// "offer FORMAT:WIDTHxHEIGHT@RATE" (in place of what it offers, even while it is watched), "fault FAULT", and
+// "show COLOR", such as "show #102030". Prints "plugged", "unplugged", "streaming FORMAT:WIDTHxHEIGHT" and "paused",
+// and "shown TIME" when it writes the first picture of that color: in nanoseconds of the monotonic clock. The faults
+// are those of `write` below.
 
 #include "tests/support/programs/camera_encoding.h"
 
+#include <QColor>
 #include <QGuiApplication>
 #include <QImage>
 #include <QPainter>
@@ -20,6 +23,7 @@
 #include <spa/param/video/format-utils.h>
 #include <string>
 #include <unistd.h>
+#include <utility>
 #include <vector>
 
 namespace nimbrale::test {
@@ -47,7 +51,8 @@ struct Camera {
     spa_hook listener{};
     spa_source* clock = nullptr;
     Offer current;
-    EncodedPicture still; ///< of the picture, encoded as it is asked for
+    EncodedPicture still;    ///< of the picture, encoded as it is asked for
+    bool isColorNew = false; ///< and not told yet
     std::uint64_t count = 0;
     std::string input;
 };
@@ -145,6 +150,11 @@ void write(Camera& camera, spa_buffer& buffer)
         header->seq = camera.count;
     }
     ++camera.count;
+    if (std::exchange(camera.isColorNew, false)) {
+        timespec now{};
+        clock_gettime(CLOCK_MONOTONIC, &now);
+        say("shown " + std::to_string(SPA_TIMESPEC_TO_NSEC(&now)));
+    }
 }
 
 void process(void* data)
@@ -335,6 +345,11 @@ void obey(Camera& camera, const std::string& line)
     } else if (command == "fault") {
         camera.fault = rest;
         camera.still = {};
+    } else if (command == "show") {
+        camera.picture = QImage(16, 16, QImage::Format_RGB32);
+        camera.picture.fill(QColor(QString::fromStdString(rest)));
+        camera.still = {};
+        camera.isColorNew = true;
     }
 }
 

@@ -163,5 +163,32 @@ TEST_F(AppDelegateWebcamTest, WhileTheSessionIsLockedTheCameraIsOff)
     EXPECT_EQ(platform_.cameras().openCount(), 0U) << "settings that change meanwhile";
 }
 
+TEST_F(AppDelegateWebcamTest, UnlockingBringsItBack)
+{
+    launchWithWebcam();
+    platform_.sessionLock().report("test", true);
+    capture().stream().completeStop();
+    platform_.sessionLock().report("test", false);
+    finishStart();
+    grantAccess();
+    EXPECT_TRUE(delegate_->webcam()->isShown());
+    EXPECT_EQ(platform_.cameras().openCount(), 1U);
+}
+
+TEST_F(AppDelegateWebcamTest, UnlockingBringsItBackAlsoWhereTheDisplaysHadStoppedTheCaptureBefore)
+{
+    launchWithWebcam();
+    platform_.screens().list.front().frame.width = 1280;
+    platform_.screens().notify();
+    capture().stream().completeStop();
+    ASSERT_FALSE(delegate_->capture()->hasStream());
+    platform_.sessionLock().report("test", true);
+    ASSERT_FALSE(delegate_->webcam()->isShown());
+    platform_.sessionLock().report("test", false);
+    grantAccess();
+    EXPECT_TRUE(delegate_->webcam()->isShown());
+    EXPECT_EQ(platform_.cameras().openCount(), 1U);
+}
+
 } // namespace
 } // namespace nimbrale

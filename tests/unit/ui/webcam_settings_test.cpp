@@ -62,6 +62,35 @@ TEST_F(WebcamSettingsTest, ShowsTheDefaults)
     EXPECT_FALSE(says("everything behind you"));
 }
 
+TEST_F(WebcamSettingsTest, TheKeyOfAHeadingLeadsToTheChoiceUnderIt)
+{
+    int keys = 0;
+    for (const QLabel* const heading : page_.findChildren<QLabel*>()) {
+        if (!heading->text().contains('&'))
+            continue;
+        ++keys;
+        // A label passes the focus on to no other widget.
+        ASSERT_TRUE(heading->buddy());
+        EXPECT_NE(heading->buddy()->focusPolicy(), Qt::NoFocus) << heading->text().toStdString();
+    }
+    EXPECT_EQ(keys, 3) << "camera, shape and background";
+}
+
+TEST_F(WebcamSettingsTest, TheKeyOfAHeadingLeadsToWhatIsChosen)
+{
+    const auto proxyUnder = [&](const QString& title) -> const QWidget* {
+        for (const QLabel* const heading : page_.findChildren<QLabel*>()) {
+            if (heading->text().remove('&') == title && heading->buddy())
+                return heading->buddy()->focusProxy();
+        }
+        return nullptr;
+    };
+    EXPECT_EQ(proxyUnder("Shape"), &button("Rounded"));
+    EXPECT_EQ(proxyUnder("Background"), &button("Original"));
+    button("Transparent").click();
+    EXPECT_EQ(proxyUnder("Background"), &button("Transparent"));
+}
+
 TEST_F(WebcamSettingsTest, EveryChangeIsStoredAtOnce)
 {
     button("Show my webcam in the frame").click();

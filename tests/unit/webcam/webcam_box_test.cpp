@@ -94,5 +94,23 @@ TEST(WebcamBoxTest, FramesOnTheScreenAndBoxesBelongTogether)
     EXPECT_EQ(webcamBoxOf(frame, geometry, framed), box);
 }
 
+// A display's height is no whole number of points at such scales.
+TEST(WebcamBoxTest, OnTheScreenAndBackABoxStaysAsItIsAtEveryScale)
+{
+    constexpr double pixelsHigh = 767;
+    for (const double scale : {1.0, 1.25, 1.5, 1.75, 2.0, 2.25}) {
+        const double height = pixelsHigh / scale;
+        const DisplayGeometry geometry{{500, std::floor(height)}, {1366 / scale, 411 / scale, 500, height}, 0};
+        const Rect framed{30, 40, 450, 290};
+        int changed = 0;
+        for (int y = 0; y <= 160; ++y) {
+            const Rect box{static_cast<double>(2 * y), static_cast<double>(y), 125, 121};
+            const Rect back = webcamBoxOf(webcamScreenFrameOf(box, geometry, framed), geometry, framed);
+            changed += clampedWebcamBox(back, framed.size(), Shape::rectangle) != box ? 1 : 0;
+        }
+        EXPECT_EQ(changed, 0) << "at " << scale;
+    }
+}
+
 } // namespace
 } // namespace nimbrale

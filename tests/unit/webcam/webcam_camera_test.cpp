@@ -8,10 +8,12 @@
 
 #include <QLoggingCategory>
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <future>
 #include <gmock/gmock.h>
+#include <mutex>
 #include <thread>
 #include <utility>
 #include <vector>
@@ -54,6 +56,13 @@ protected:
         opened().show(width, 36);
         queue.runPosted();
     }
+    /// Waits, while the main queue stands still.
+    [[nodiscard]] static bool eventually(const std::function<bool()>& condition)
+    {
+        for (int i = 0; i < 500 && !condition(); ++i)
+            std::this_thread::sleep_for(2ms);
+        return condition();
+    }
     /// Runs the main queue until the effects' thread has brought a picture. False when none comes.
     [[nodiscard]] bool waitForProcessed()
     {
@@ -66,8 +75,8 @@ protected:
 
     FakeCameras cameras;
     FakeMainQueue queue;
-    std::function<std::shared_ptr<const Surface>(const std::shared_ptr<const BufferSurface>&, Background)> effect =
-        [](const std::shared_ptr<const BufferSurface>& picture, Background) { return picture; };
+    std::function<std::shared_ptr<const BufferSurface>(const std::shared_ptr<const BufferSurface>&, Background)>
+        effect = [](const std::shared_ptr<const BufferSurface>& picture, Background) { return picture; };
     WebcamCamera camera{cameras, queue,
                         [this](const std::shared_ptr<const BufferSurface>& picture, Background background) {
                             return effect(picture, background);
@@ -177,6 +186,31 @@ TEST_F(WebcamCameraTest, OfPicturesThatWaitOnlyTheNewestIsShown)
     opened().show(30, 30);
     queue.runPosted();
     EXPECT_EQ(preview().contents()->width(), 30);
+}
+
+TEST_F(WebcamCameraTest, PicturesThatAreShownSmallAreHandedOnSmall)
+{
+    camera.setShownSize({160, 90});
+    camera.selectDevice("front");
+    opened().show(640, 360);
+    queue.runPosted();
+    EXPECT_EQ(preview().contents()->width(), 160);
+    camera.setShownSize({170, 90});
+    opened().show(640, 360);
+    queue.runPosted();
+    EXPECT_EQ(preview().contents()->width(), 320) << "none shall be shown larger than it is";
+
+    int widthOfEffects = 0;
+    effect = [&](const std::shared_ptr<const BufferSurface>& picture, Background) {
+        widthOfEffects = picture->width();
+        return picture;
+    };
+    camera.setBackground(Background::blurred);
+    opened().show(640, 360);
+    ASSERT_TRUE(waitForProcessed());
+    EXPECT_EQ(processed().contents()->width(), 320);
+    camera.stop();
+    EXPECT_EQ(widthOfEffects, 640) << "people are found in the camera's own picture";
 }
 
 TEST_F(WebcamCameraTest, APictureOnItsWayIsDroppedWhenTheCameraIsStopped)
@@ -318,6 +352,34 @@ TEST_F(WebcamCameraTest, WhileOnePictureIsProcessedOnlyTheNewestWaits)
     camera.stop();
     EXPECT_EQ(processed().contents(), nullptr);
     EXPECT_THAT(widths, ElementsAre(10, 40));
+}
+
+TEST_F(WebcamCameraTest, ProcessedPicturesDoNotPileUpWhileTheMainThreadIsBusy)
+{
+    std::mutex mutex;
+    std::vector<std::weak_ptr<const Surface>> made;
+    effect = [&](const std::shared_ptr<const BufferSurface>& picture, Background) {
+        const auto result = std::make_shared<BufferSurface>(
+            std::make_shared<PixelBuffer>(picture->width(), picture->height()), SurfaceAlpha::opaque);
+        const std::lock_guard lock(mutex);
+        made.push_back(result);
+        return result;
+    };
+    const auto isMade = [&](std::size_t count, std::ptrdiff_t mostKept) {
+        const std::lock_guard lock(mutex);
+        const auto kept = std::ranges::count_if(made, [](const auto& picture) { return !picture.expired(); });
+        return made.size() == count && kept <= mostKept;
+    };
+    camera.setBackground(Background::blurred);
+    camera.selectDevice("front");
+    constexpr int count = 5;
+    for (int i = 1; i <= count; ++i) {
+        opened().show(10 * i, 10);
+        EXPECT_TRUE(eventually([&] { return isMade(static_cast<std::size_t>(i), 1); })) << "of " << i << " pictures";
+    }
+    ASSERT_TRUE(waitForProcessed());
+    EXPECT_EQ(processed().contents()->width(), 10 * count);
+    camera.stop();
 }
 
 TEST_F(WebcamCameraTest, APictureWhoseEffectEndsAfterTheCameraIsStoppedIsDropped)

@@ -88,6 +88,17 @@ TEST_F(WebcamOverlayTest, NeverPlacedItComesToTheBottomRightCorner)
     EXPECT_EQ(settings.webcamX(), -1) << "not placed by the user yet";
 }
 
+TEST_F(WebcamOverlayTest, PicturesAreAsSmallAsItShowsThemOnADisplayWithThatManyPixels)
+{
+    for (const auto& [scale, width] : {std::pair{1.0, 320}, std::pair{1.5, 640}, std::pair{2.0, 640}}) {
+        platform.screens().list.front().backingScaleFactor = scale;
+        show();
+        platform.cameras().opened.back()->show(1280, 720);
+        platform.mainQueue().runPosted();
+        EXPECT_EQ(camera->pictures()->live()->width(), width) << "at " << scale;
+    }
+}
+
 TEST_F(WebcamOverlayTest, StoredBoxesAreClamped)
 {
     settings.setWebcamX(1200);

@@ -1,5 +1,6 @@
 #include "webcam/webcam_picture_layer.h"
 
+#include "platform/buffer_surface.h"
 #include "tests/fakes/fake_surface.h"
 
 #include <gmock/gmock.h>
@@ -117,6 +118,23 @@ TEST_F(WebcamPictureLayerTest, BehindATransparentBackgroundIsNothingAndElseBlack
     pictures->setBackground(Background::transparent);
     EXPECT_EQ(layer.layer()->backgroundColor(), std::nullopt);
     pictures->setBackground(Background::blurred);
+    EXPECT_EQ(layer.layer()->backgroundColor(), (Color{0, 0, 0, 1}));
+}
+
+TEST_F(WebcamPictureLayerTest, APictureThatIsSeenThroughLiesOverNothingUntilTheBlurredOneComes)
+{
+    const auto cutOut =
+        std::make_shared<BufferSurface>(std::make_shared<PixelBuffer>(64, 36), SurfaceAlpha::premultiplied);
+    pictures->setBackground(Background::transparent);
+    pictures->showProcessed(cutOut, Background::transparent);
+    pictures->setBackground(Background::blurred);
+    EXPECT_EQ(processed().contents(), cutOut);
+    EXPECT_EQ(layer.layer()->backgroundColor(), std::nullopt);
+    pictures->showProcessed(effect, Background::blurred);
+    EXPECT_EQ(layer.layer()->backgroundColor(), (Color{0, 0, 0, 1}));
+    pictures->setBackground(Background::transparent);
+    pictures->showProcessed(cutOut, Background::transparent);
+    pictures->setBackground(Background::original);
     EXPECT_EQ(layer.layer()->backgroundColor(), (Color{0, 0, 0, 1}));
 }
 

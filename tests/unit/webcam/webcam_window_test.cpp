@@ -160,6 +160,17 @@ TEST_F(WebcamWindowTest, IsMovedByWholePoints)
     EXPECT_EQ(ended, (std::vector{frame.movedBy(10, -5)}));
 }
 
+// A pixel is no whole number of points there, and differences between pixels miss whole numbers by a hair.
+TEST_F(WebcamWindowTest, FollowsThePointerToThePointWhereTheScaleIsOneAndAHalf)
+{
+    const auto atPixelRow = [](int row) { return Point{onMove.x, screenFrame.height - row / 1.5}; };
+    for (int row = 746; row < 752; ++row) {
+        window->setFrame(frame);
+        drag(atPixelRow(row), atPixelRow(row - 180));
+        EXPECT_EQ(window->frame(), frame.movedBy(0, 120)) << "from row " << row;
+    }
+}
+
 TEST_F(WebcamWindowTest, IsResizedWithItsTopLeftCornerInPlace)
 {
     drag(onResize, {onResize.x + 40, onResize.y - 10});
