@@ -160,6 +160,8 @@ std::optional<Error> FfmpegMovieWriter::failure() const
 
 void FfmpegMovieWriter::finish(nanoseconds time, Completion completion)
 {
+    if (stage_ != Stage::writing)
+        programmingError("a movie was finished twice, or after it was cancelled");
     stage_ = Stage::finishing;
     const nanoseconds end = start_ ? time - *start_ : nanoseconds(0);
     queue_.post([this, end, completion = std::move(completion)] { completion(finishMovie(end)); });

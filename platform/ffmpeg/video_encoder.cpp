@@ -60,6 +60,9 @@ VideoEncoder::VideoEncoder(CodecContextHandle context) : context_(std::move(cont
 
 Result<std::unique_ptr<VideoEncoder>> VideoEncoder::create(const MovieVideo& video, EncoderEffort effort)
 {
+    // The encoder would refuse it too, but leak.
+    if (video.width < 2 || video.height < 2 || video.width % 2 != 0 || video.height % 2 != 0)
+        return fail(ErrorCode::unsupported, "A movie's width and height must be even.");
     const AVCodec* const codec = avcodec_find_encoder_by_name("libx264");
     if (!codec)
         return fail(ErrorCode::unsupported, "This system has no encoder for movies.");

@@ -19,11 +19,11 @@ using testing::IsEmpty;
 class FfmpegMoviesTest : public MovieWriterTest {
 protected:
     FakeMainQueue queue;
-    std::unique_ptr<Movies> movies = createFfmpegMovies(queue);
 
     /// What a recovery of the folder reports; fails the test when it never does.
     std::vector<RecoveredMovie> recovered()
     {
+        const auto movies = createFfmpegMovies(queue);
         std::optional<std::vector<RecoveredMovie>> result;
         movies->recover(folder, [&](std::vector<RecoveredMovie> found) { result = std::move(found); });
         for (int attempt = 0; attempt < 1000 && !result; ++attempt) {
@@ -37,6 +37,7 @@ protected:
     std::unique_ptr<PlayedMovie> recoveredAfterKill(const std::function<void(MovieWriter& writer)>& write,
                                                     std::size_t pictures)
     {
+        // A process with threads could not be forked.
         const pid_t child = fork();
         if (child == 0) {
             const auto writer = begin(settingsFor(320, 240));
@@ -58,6 +59,7 @@ protected:
 
 TEST_F(FfmpegMoviesTest, BegunMovieIsWritten)
 {
+    const auto movies = createFfmpegMovies(queue);
     auto writer = movies->create(settingsFor(64, 48), {});
     ASSERT_TRUE(writer);
     (*writer)->startSession(start);
@@ -98,6 +100,7 @@ TEST_F(FfmpegMoviesTest, KilledWriterLosesLittleOfAStillScreen)
 TEST_F(FfmpegMoviesTest, RecoveryThatNobodyWaitsForIsNotReported)
 {
     bool isReported = false;
+    auto movies = createFfmpegMovies(queue);
     movies->recover(folder, [&](const auto&) { isReported = true; });
     movies.reset();
     EXPECT_EQ(queue.pendingPosts(), 1U); // It was done.

@@ -150,30 +150,6 @@ TEST_F(MovieFailureTest, FinishedMovieIsWholeThoughItsWriterGoesAtOnce)
     EXPECT_EQ(PlayedMovie(movie).pictures().size(), 31U);
 }
 
-TEST_F(MovieFailureTest, PicturesBeyondTheQueueAreDroppedAndCounted)
-{
-    Screen screen(640, 480);
-    const auto writer = begin(settingsFor(640, 480));
-    constexpr std::size_t count = 120;
-    bool wasEverNotReady = false;
-    for (std::size_t number = 0; number < count; ++number) {
-        screen.fill({static_cast<int>(number % 600), 0, 40, 480}, {static_cast<std::uint8_t>(number), 77, 200});
-        wasEverNotReady |= !writer->isReadyForVideo();
-        writer->appendVideo(screen.picture(), start + nanoseconds(number * std::nano::den / 30));
-    }
-    ASSERT_TRUE(wasEverNotReady);
-    const auto finished = finish(*writer, 5s);
-    ASSERT_TRUE(finished);
-    std::vector<std::string> messages;
-    for (const auto& line : log.lines())
-        messages.push_back(line.message);
-    const PlayedMovie decoded(*finished);
-    // The last one is there again, at the end.
-    const std::size_t missing = count + 1 - decoded.pictures().size();
-    EXPECT_THAT(messages, ElementsAre(std::to_string(missing) +
-                                      " pictures are missing in a movie: they could not be encoded in time."));
-}
-
 TEST_F(MovieFailureTest, LimitOfAFilesSizeLeavesWhatIsWhole)
 {
     const int result = runInChild([&] {

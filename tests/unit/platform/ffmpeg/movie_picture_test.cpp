@@ -254,38 +254,6 @@ TEST_F(MoviePictureTest, BitRateIsOfTheOrderAskedFor)
     EXPECT_NEAR(static_cast<double>(decoded.videoBytes()) * 8 / 8, 2e6, 0.5e6);
 }
 
-TEST_F(MoviePictureTest, OverloadedEncoderGoesOnWithLessEffortWithoutABreak)
-{
-    MovieSettings settings = settingsFor(640, 360);
-    settings.video.averageBitRate = 4000000;
-    Screen screen(640, 360);
-    const auto writer = begin(settings, 200ms);
-    const auto hasLessEffort = [&] {
-        return std::ranges::any_of(log.lines(),
-                                   [](const auto& line) { return line.message.ends_with("with less effort."); });
-    };
-    // The queue stays full, since pictures are made faster than they are encoded.
-    std::size_t count = 0;
-    const auto appendOne = [&] {
-        screen.fillWithNoise(static_cast<unsigned>(count));
-        append(*writer, screen, nanoseconds(++count * std::nano::den / 30));
-    };
-    while (!hasLessEffort() && count < 2000)
-        appendOne();
-    ASSERT_TRUE(hasLessEffort());
-    for (int more = 0; more < 40; ++more)
-        appendOne();
-    const auto finished = finish(*writer, nanoseconds((count + 1) * std::nano::den / 30));
-    ASSERT_TRUE(finished);
-    EXPECT_FALSE(writer->failure());
-    const PlayedMovie decoded(*finished);
-    ASSERT_EQ(decoded.pictures().size(), count);
-    // Besides those of every two seconds there is the first picture of the second encoder.
-    const auto keys = std::ranges::count_if(decoded.pictures(), &PlayedPicture::isKey);
-    EXPECT_GE(keys, static_cast<std::ptrdiff_t>((count + 59) / 60));
-    EXPECT_LE(keys, static_cast<std::ptrdiff_t>((count + 59) / 60 + 1));
-}
-
 TEST_F(MoviePictureTest, SmallestAndLargestSizes)
 {
     for (const auto& [width, height] : {std::array{2, 2}, std::array{3840, 2160}, std::array{4, 2160}}) {

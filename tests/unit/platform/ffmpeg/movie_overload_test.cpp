@@ -1,0 +1,132 @@
+// More pictures than the machine can take.
+
+// First: its functions have the names of types that come with other headers.
+#include "tests/unit/platform/ffmpeg/file_calls.h"
+
+#include "tests/unit/platform/ffmpeg/movie_writer_fixture.h"
+
+#include <condition_variable>
+#include <mutex>
+
+namespace nimbrale::ffmpeg {
+namespace {
+
+using namespace std::chrono_literals;
+using std::chrono::nanoseconds;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+/// A disk that holds up whoever writes, for as long as the test wants.
+class StalledDisk {
+public:
+    StalledDisk()
+    {
+        calls_.before = [this](const std::string& call) {
+            if (call != "pwrite")
+                return;
+            std::unique_lock lock(mutex_);
+            isHoldingUp_ = isStalled_;
+            changed_.wait(lock, [this] { return !isStalled_; });
+            isHoldingUp_ = false;
+        };
+    }
+    void stall() { set(true); }
+    void goOn() { set(false); }
+    /// Whether somebody waits for it.
+    bool isHoldingUp()
+    {
+        const std::lock_guard lock(mutex_);
+        return isHoldingUp_;
+    }
+
+private:
+    void set(bool isStalled)
+    {
+        {
+            const std::lock_guard lock(mutex_);
+            isStalled_ = isStalled;
+        }
+        changed_.notify_all();
+    }
+
+    std::mutex mutex_;
+    std::condition_variable changed_;
+    bool isStalled_ = false;
+    bool isHoldingUp_ = false;
+    FileCalls calls_;
+};
+
+class MovieOverloadTest : public MovieWriterTest {
+protected:
+    StalledDisk disk;
+    Screen screen{64, 48};
+    std::size_t count = 0;
+
+    [[nodiscard]] static nanoseconds timeOf(std::size_t picture) { return nanoseconds(picture * std::nano::den / 30); }
+    void appendOne(MovieWriter& writer)
+    {
+        screen.fillWithNoise(static_cast<unsigned>(count));
+        writer.appendVideo(screen.picture(), start + timeOf(count));
+        ++count;
+    }
+    /// Appends until no more is taken: the encoder stands still when a second of pictures is to be written.
+    void fillQueue(MovieWriter& writer)
+    {
+        disk.stall();
+        while ((writer.isReadyForVideo() || !disk.isHoldingUp()) && count < 1000) {
+            if (writer.isReadyForVideo())
+                appendOne(writer);
+            else
+                std::this_thread::sleep_for(1ms);
+        }
+        ASSERT_LT(count, 1000U);
+    }
+    [[nodiscard]] std::vector<std::string> messages() const
+    {
+        std::vector<std::string> all;
+        for (const auto& line : log.lines())
+            all.push_back(line.message);
+        return all;
+    }
+};
+
+TEST_F(MovieOverloadTest, PicturesBeyondTheQueueAreDroppedAndCounted)
+{
+    const auto writer = begin(settingsFor(64, 48));
+    fillQueue(*writer);
+    const std::size_t taken = count;
+    EXPECT_THAT(messages(), IsEmpty());
+    for (int more = 0; more < 50; ++more)
+        appendOne(*writer);
+    disk.goOn();
+    const auto finished = finish(*writer, timeOf(count) + 1s);
+    ASSERT_TRUE(finished);
+    const PlayedMovie played(*finished);
+    ASSERT_EQ(played.pictures().size(), taken + 1); // The last one is there again, at the end.
+    EXPECT_LE(std::chrono::abs(played.pictures().at(taken - 1).time - timeOf(taken - 1)), 12us);
+    EXPECT_THAT(messages(), ElementsAre("50 pictures are missing in a movie: they could not be encoded in time."));
+}
+
+TEST_F(MovieOverloadTest, EncoderGoesOnWithLessEffortWithoutABreak)
+{
+    const auto writer = begin(settingsFor(64, 48), 0s);
+    fillQueue(*writer);
+    disk.goOn();
+    for (int more = 0; more < 40; ++more) {
+        waitUntilReady(*writer);
+        appendOne(*writer);
+    }
+    const auto finished = finish(*writer, timeOf(count));
+    ASSERT_TRUE(finished);
+    EXPECT_THAT(messages(), ElementsAre("The encoder does not keep up and goes on with less effort."));
+    const PlayedMovie played(*finished);
+    EXPECT_EQ(played.video().profile, FF_PROFILE_H264_HIGH);
+    ASSERT_EQ(played.pictures().size(), count);
+    // Besides those of every two seconds there is the first picture of the second encoder.
+    const auto keys = std::ranges::count_if(played.pictures(), &PlayedPicture::isKey);
+    EXPECT_GE(keys, 2);
+    EXPECT_LE(keys, static_cast<std::ptrdiff_t>((count + 59) / 60 + 1));
+}
+
+} // namespace
+} // namespace nimbrale::ffmpeg
