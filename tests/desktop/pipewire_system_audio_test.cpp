@@ -115,6 +115,19 @@ TEST_F(PipewireSystemAudioTest, WhenTheDaemonIsBackItIsHeardAgain)
     EXPECT_TRUE(eventually([&] { return listener.hears(660); }));
 }
 
+TEST_F(PipewireSystemAudioTest, ClosingEndsTheNodeAtOnce)
+{
+    const auto loudspeaker = plugInSink("loud");
+    Listener listener;
+    std::string why;
+    auto source = openSystemAudio(listener);
+    ASSERT_TRUE(source);
+    ASSERT_TRUE(eventually([&] { return !listener.pieces().empty(); }));
+    EXPECT_EQ(pipewire->hasNode("nimbrale-system-audio", why), true) << why;
+    source.reset();
+    EXPECT_EQ(pipewire->hasNode("nimbrale-system-audio", why), false) << why;
+}
+
 TEST_F(PipewireSystemAudioTest, WithoutALoudspeakerOpeningFailsWithAReason)
 {
     const auto microphone = plugInMicrophone("inner", 440);

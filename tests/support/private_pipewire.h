@@ -6,6 +6,7 @@
 #include <QTemporaryDir>
 
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -28,6 +29,9 @@ public:
     /// The folder with the daemon's socket.
     [[nodiscard]] std::string runtimeFolder() const;
     [[nodiscard]] pid_t daemon() const { return daemon_->pid(); }
+
+    /// Whether a node of that name is there now; `reason` tells why nobody can say.
+    [[nodiscard]] std::optional<bool> hasNode(const std::string& name, std::string& reason) const;
 
     /// The daemon crashes, and the session manager ends with it.
     void crash();
