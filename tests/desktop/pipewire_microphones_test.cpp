@@ -323,11 +323,12 @@ TEST_F(PipewireMicrophonesTest, WhoIsTooSlowLosesSoundButNotTheTimesOfTheRest)
             },
             Milliseconds{10'000}));
         const auto pieces = listener.pieces();
-        std::chrono::nanoseconds longest{};
+        // All together: a busy computer loses some of it before the ring is full.
+        std::chrono::nanoseconds lost{};
         for (std::size_t index = 1; index < pieces.size(); ++index)
-            longest = std::max(longest, pieces[index].time - pieces[index - 1].end());
-        EXPECT_GT(longest, 800ms) << "nothing was lost";
-        EXPECT_LT(longest, 3s);
+            lost += pieces[index].time - pieces[index - 1].end();
+        EXPECT_GT(lost, 800ms) << "nothing was lost";
+        EXPECT_LT(lost, 4s);
     }
     const auto lines = log.lines();
     EXPECT_EQ(std::ranges::count_if(
