@@ -3,6 +3,7 @@
 #include "platform/log.h"
 
 #include <cerrno>
+#include <mutex>
 
 namespace nimbrale::pipewire {
 
@@ -37,6 +38,10 @@ struct DaemonConnection::Events {
 
 std::unique_ptr<DaemonConnection> DaemonConnection::open(pw_thread_loop* loop, Handlers handlers, DataPriority priority)
 {
+    // The library asks for the user's name in a way that is not meant for several threads, and all of them connect anew
+    // at the same moment when the daemon is back.
+    static std::mutex onlyOne;
+    const std::lock_guard lock(onlyOne);
     std::unique_ptr<DaemonConnection> connection(new DaemonConnection(loop, std::move(handlers)));
     // The library's own configuration for clients in real time; it owns the properties.
     pw_properties* const properties =

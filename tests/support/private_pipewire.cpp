@@ -85,6 +85,22 @@ bool PrivatePipewire::startPrograms(std::string& reason)
     return sessionManager_ != nullptr;
 }
 
+std::optional<bool> PrivatePipewire::hasNode(const std::string& name, std::string& reason) const
+{
+    Process::Options options;
+    options.environment = environment();
+    options.outputFile = std::filesystem::path(runtimeFolder()) / "nodes.log";
+    std::error_code ignored;
+    std::filesystem::remove(options.outputFile, ignored); // What is printed is appended.
+    const auto list = Process::start("pw-cli", {"ls", "Node"}, options, reason);
+    if (!list)
+        return std::nullopt;
+    if (list->waitForEnd(Milliseconds{5000}) == 0)
+        return list->output().find('"' + name + '"') != std::string::npos;
+    reason = "pw-cli fails: " + list->output();
+    return std::nullopt;
+}
+
 void PrivatePipewire::crash()
 {
     daemon_->signal(SIGKILL);

@@ -32,6 +32,9 @@ public:
     [[nodiscard]] std::string runtimeFolder() const;
     [[nodiscard]] pid_t daemon() const { return daemon_->pid(); }
 
+    /// Whether a node of that name is there now; `reason` tells why nobody can say.
+    [[nodiscard]] std::optional<bool> hasNode(const std::string& name, std::string& reason) const;
+
     /// The daemon crashes, and the session manager ends with it.
     void crash();
     /// Starts both again.

@@ -55,13 +55,15 @@ void say(const char* text)
     std::fflush(stdout);
 }
 
-/// When the first sample of the next buffer is heard.
-std::int64_t nextTime(Device& device)
+/// When the first sample of the next buffer, of so many, is heard. A microphone is asked for it in the cycle in which
+/// it is heard, a player one cycle before, while the buffer before is played.
+std::int64_t nextTime(Device& device, std::uint32_t count)
 {
     pw_time time{};
     pw_stream_get_time_n(device.stream, &time, sizeof time);
     constexpr auto second = static_cast<std::int64_t>(SPA_NSEC_PER_SEC);
-    return time.now + (time.rate.denom != 0 ? time.delay * second * time.rate.num / time.rate.denom : 0);
+    const std::int64_t delay = time.rate.denom != 0 ? time.delay * second * time.rate.num / time.rate.denom : 0;
+    return time.now + delay + (device.kind == "player" ? std::int64_t{count} * second / sampleRate : 0);
 }
 
 float sampleAt(const Device& device, std::int64_t time)
@@ -84,7 +86,7 @@ void process(void* data)
     std::uint32_t count = plane.maxsize / stride;
     if (buffer->requested > 0)
         count = std::min(count, static_cast<std::uint32_t>(buffer->requested));
-    const std::int64_t begin = nextTime(device);
+    const std::int64_t begin = nextTime(device, count);
     auto* sample = static_cast<float*>(plane.data);
     for (std::uint32_t index = 0; index < count; ++index) {
         const std::int64_t time = begin + std::int64_t{index} * std::int64_t{SPA_NSEC_PER_SEC} / sampleRate;
@@ -133,8 +135,11 @@ void plugStream(Device& device)
                                                         device.name.c_str(), PW_KEY_NODE_LATENCY, "480/48000", nullptr);
     if (isMicrophone)
         pw_properties_set(properties, PW_KEY_MEDIA_CLASS, "Audio/Source");
-    if (!device.target.empty())
+    if (!device.target.empty()) {
         pw_properties_set(properties, PW_KEY_TARGET_OBJECT, device.target.c_str());
+        // The session manager would move it along when the user prefers another loudspeaker.
+        pw_properties_set(properties, PW_KEY_NODE_DONT_RECONNECT, "true");
+    }
     device.stream = pw_stream_new(device.core, device.id.c_str(), properties);
     static const pw_stream_events events = [] {
         pw_stream_events list{};
