@@ -36,14 +36,14 @@ std::uint32_t meanOf(std::uint32_t one, std::uint32_t two, std::uint32_t three, 
 
 void halve(const PixelBuffer& from, PixelBuffer& to)
 {
-    const int pairs = from.width() / 2;
+    const std::size_t pairs = static_cast<std::size_t>(from.width()) / 2;
     for (int y = 0; y < to.height(); ++y) {
         const std::uint32_t* __restrict upper = pixelsOf(from, 2 * y);
         const std::uint32_t* __restrict lower = pixelsOf(from, 2 * y + 1);
         auto* __restrict mean = reinterpret_cast<std::uint32_t*>(to.row(y));
-        for (int x = 0; x < pairs; ++x)
+        for (std::size_t x = 0; x < pairs; ++x)
             mean[x] = meanOf(upper[2 * x], upper[2 * x + 1], lower[2 * x], lower[2 * x + 1]);
-        if (pairs < to.width())
+        if (pairs < static_cast<std::size_t>(to.width()))
             mean[pairs] = meanOf(upper[2 * pairs], upper[2 * pairs], lower[2 * pairs], lower[2 * pairs]);
     }
 }

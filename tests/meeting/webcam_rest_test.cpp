@@ -22,7 +22,7 @@ public:
     DrawnArea(const PrivateDesktop& desktop, const QRect& place)
         : connection_(xcb_connect(desktop.displayName().c_str(), nullptr))
     {
-        Reply<xcb_damage_query_version_reply_t>(
+        const Reply<xcb_damage_query_version_reply_t> version(
             xcb_damage_query_version_reply(connection_, xcb_damage_query_version(connection_, 1, 1), nullptr));
         const Reply<xcb_query_tree_reply_t> tree(
             xcb_query_tree_reply(connection_, xcb_query_tree(connection_, desktop.screen().root), nullptr));
@@ -52,7 +52,7 @@ public:
     [[nodiscard]] Drawing take()
     {
         // What the server did before this answer has been told before it.
-        Reply<xcb_get_input_focus_reply_t>(
+        const Reply<xcb_get_input_focus_reply_t> focus(
             xcb_get_input_focus_reply(connection_, xcb_get_input_focus(connection_), nullptr));
         Drawing drawing;
         const int damaged = xcb_get_extension_data(connection_, &xcb_damage_id)->first_event + XCB_DAMAGE_NOTIFY;
