@@ -70,10 +70,10 @@ public:
     [[nodiscard]] virtual bool isReadyForVideo() const = 0;
     /// The picture shown from `time` on, of the video's size; times rise. It is read before this returns. A picture may
     /// stay for any time: the movie shows it until the next one or the end. `picture.changed` counts from the picture
-    /// appended or dropped before.
+    /// given before.
     virtual void appendVideo(const SurfaceReader::Picture& picture, std::chrono::nanoseconds time) = 0;
-    /// A picture was not appended, but what changed in it counts for the next one.
-    virtual void dropVideo(const SurfaceReader::Picture& picture) = 0;
+    /// A picture was left out. How many were is logged when the movie is finished.
+    virtual void dropVideo() = 0;
     /// The picture appended last is still shown at `time`. Call it about once a second while nothing changes, so that a
     /// crash loses no more of a still screen than of a moving one.
     virtual void repeatVideo(std::chrono::nanoseconds time) = 0;
@@ -106,10 +106,8 @@ class Movies {
 public:
     virtual ~Movies() = default;
 
-    /// `onFailure` is called at most once, on a thread of the writer's, when `failure` comes to be. Fails when the file
-    /// cannot be made.
-    [[nodiscard]] virtual Result<std::unique_ptr<MovieWriter>> create(const MovieSettings& settings,
-                                                                      std::function<void()> onFailure) = 0;
+    /// Fails when the file cannot be made.
+    [[nodiscard]] virtual Result<std::unique_ptr<MovieWriter>> create(const MovieSettings& settings) = 0;
     /// Finishes the movies in `folder` that a crash has left, and leaves alone those that somebody still writes.
     /// Movies of which nothing can be saved are removed when they hold no picture at all. `completion` is called on the
     /// main queue, with all that were found, unless the application ends before.

@@ -28,9 +28,10 @@ void RecordingPipeline::takeScreen(const CaptureSample& sample)
     if (isFinishing_ || !sample.surface || sample.status != FrameStatus::complete)
         return;
     // What changed in a picture that is left out comes with the next one that is read.
-    if (!writer_->isReadyForVideo())
-        return;
-    appendPicture(*sample.surface, sample.presentationTime);
+    if (writer_->isReadyForVideo())
+        appendPicture(*sample.surface, sample.presentationTime);
+    else
+        writer_->dropVideo();
 }
 
 void RecordingPipeline::appendPicture(const Surface& surface, std::chrono::nanoseconds time)

@@ -158,7 +158,7 @@ ScreenRecorder::StartResult ScreenRecorder::makePipeline(MovieSize size)
     auto reader = services_.screenCapture.makeSurfaceReader();
     if (!reader)
         return tl::make_unexpected(RecorderError::failed(reader.error().message));
-    auto writer = services_.movies.create(settings, {});
+    auto writer = services_.movies.create(settings);
     if (!writer)
         return tl::make_unexpected(RecorderError::failed(writer.error().message));
     pipeline_ = std::make_shared<RecordingPipeline>(std::move(*writer), std::move(*reader), recordsAudio);

@@ -21,8 +21,8 @@ std::size_t queueCapacityFor(const MovieVideo& video)
 
 } // namespace
 
-FfmpegMovieWriter::FfmpegMovieWriter(const MovieSettings& settings, MoviePlace place, std::function<void()> onFailure)
-    : video_(settings.video), onFailure_(std::move(onFailure)), queueCapacity_(queueCapacityFor(settings.video)),
+FfmpegMovieWriter::FfmpegMovieWriter(const MovieSettings& settings, MoviePlace place)
+    : video_(settings.video), queueCapacity_(queueCapacityFor(settings.video)),
       pictures_(settings.video.width, settings.video.height), place_(std::move(place)), queue_("Nimbrale.movie")
 {}
 
@@ -32,13 +32,12 @@ FfmpegMovieWriter::~FfmpegMovieWriter()
         isDiscarded_ = true;
 }
 
-Result<std::unique_ptr<MovieWriter>> FfmpegMovieWriter::create(const MovieSettings& settings,
-                                                               std::function<void()> onFailure, nanoseconds patience)
+Result<std::unique_ptr<MovieWriter>> FfmpegMovieWriter::create(const MovieSettings& settings, nanoseconds patience)
 {
     Result<MoviePlace> place = MoviePlace::create(settings.file);
     if (!place)
         return tl::make_unexpected(place.error());
-    std::unique_ptr<FfmpegMovieWriter> writer(new FfmpegMovieWriter(settings, *std::move(place), std::move(onFailure)));
+    std::unique_ptr<FfmpegMovieWriter> writer(new FfmpegMovieWriter(settings, *std::move(place)));
     auto encoding =
         MovieEncoding::create(settings, writer->place_.descriptor(), QueueWatch(writer->queueCapacity_, patience));
     if (!encoding) {
@@ -76,7 +75,8 @@ void FfmpegMovieWriter::appendVideo(const SurfaceReader::Picture& picture, nanos
     if (picture.pixels->width() != video_.width || picture.pixels->height() != video_.height)
         programmingError("a picture of another size than the movie's was appended to it");
     if (!isReadyForVideo()) {
-        dropVideo(picture);
+        pictures_.noteChanges(picture.changed);
+        dropVideo();
         return;
     }
     pictures_.noteChanges(picture.changed);
@@ -87,9 +87,8 @@ void FfmpegMovieWriter::appendVideo(const SurfaceReader::Picture& picture, nanos
     });
 }
 
-void FfmpegMovieWriter::dropVideo(const SurfaceReader::Picture& picture)
+void FfmpegMovieWriter::dropVideo()
 {
-    pictures_.noteChanges(picture.changed);
     if (!failure())
         ++dropped_;
 }
@@ -148,8 +147,6 @@ void FfmpegMovieWriter::noteFailure(Error error)
         const std::lock_guard lock(mutex_);
         failure_ = std::move(error);
     }
-    if (onFailure_)
-        onFailure_();
 }
 
 std::optional<Error> FfmpegMovieWriter::failure() const

@@ -15,8 +15,7 @@ class FfmpegMovieWriter final : public MovieWriter {
 public:
     /// See `Movies::create`. When pictures pile up for that long, they are encoded with less effort.
     [[nodiscard]] static Result<std::unique_ptr<MovieWriter>>
-    create(const MovieSettings& settings, std::function<void()> onFailure,
-           std::chrono::nanoseconds patience = QueueWatch::usualPatience);
+    create(const MovieSettings& settings, std::chrono::nanoseconds patience = QueueWatch::usualPatience);
     ~FfmpegMovieWriter() override;
     FfmpegMovieWriter(const FfmpegMovieWriter&) = delete;
     FfmpegMovieWriter& operator=(const FfmpegMovieWriter&) = delete;
@@ -24,7 +23,7 @@ public:
     void startSession(std::chrono::nanoseconds time) override;
     [[nodiscard]] bool isReadyForVideo() const override;
     void appendVideo(const SurfaceReader::Picture& picture, std::chrono::nanoseconds time) override;
-    void dropVideo(const SurfaceReader::Picture& picture) override;
+    void dropVideo() override;
     void repeatVideo(std::chrono::nanoseconds time) override;
     void appendAudio(const AudioBuffer& audio, std::chrono::nanoseconds time) override;
     void finish(std::chrono::nanoseconds time, Completion completion) override;
@@ -34,7 +33,7 @@ public:
 private:
     enum class Stage { writing, finishing, discarded };
 
-    FfmpegMovieWriter(const MovieSettings& settings, MoviePlace place, std::function<void()> onFailure);
+    FfmpegMovieWriter(const MovieSettings& settings, MoviePlace place);
 
     [[nodiscard]] std::chrono::nanoseconds sinceStart(std::chrono::nanoseconds time) const;
 
@@ -46,7 +45,6 @@ private:
     void noteFailure(Error error);
 
     MovieVideo video_;
-    std::function<void()> onFailure_;
     std::size_t queueCapacity_;
     // The caller's thread.
     YuvPictures pictures_;

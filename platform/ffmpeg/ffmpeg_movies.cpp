@@ -12,9 +12,9 @@ class FfmpegMovies final : public Movies {
 public:
     explicit FfmpegMovies(MainQueue& mainQueue) : mainQueue_(mainQueue) {}
 
-    Result<std::unique_ptr<MovieWriter>> create(const MovieSettings& settings, std::function<void()> onFailure) override
+    Result<std::unique_ptr<MovieWriter>> create(const MovieSettings& settings) override
     {
-        return FfmpegMovieWriter::create(settings, std::move(onFailure));
+        return FfmpegMovieWriter::create(settings);
     }
 
     void recover(const std::filesystem::path& folder,

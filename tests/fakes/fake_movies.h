@@ -27,6 +27,7 @@ public:
     std::optional<std::chrono::nanoseconds> sessionStart;
     std::vector<std::chrono::nanoseconds> pictures;
     std::vector<std::chrono::nanoseconds> repeats;
+    int dropped = 0;
     std::vector<Sound> sounds;
     std::optional<std::chrono::nanoseconds> end;
     bool isCancelled = false;
@@ -63,7 +64,7 @@ public:
     {
         movie_->pictures.push_back(time);
     }
-    void dropVideo(const SurfaceReader::Picture&) override {}
+    void dropVideo() override { ++movie_->dropped; }
     void repeatVideo(std::chrono::nanoseconds time) override { movie_->repeats.push_back(time); }
     void appendAudio(const AudioBuffer& audio, std::chrono::nanoseconds time) override
     {
@@ -90,7 +91,7 @@ public:
         std::function<void(std::vector<RecoveredMovie> movies)> completion;
     };
 
-    [[nodiscard]] Result<std::unique_ptr<MovieWriter>> create(const MovieSettings& settings, std::function<void()>) override
+    [[nodiscard]] Result<std::unique_ptr<MovieWriter>> create(const MovieSettings& settings) override
     {
         if (createError)
             return tl::make_unexpected(*createError);

@@ -92,6 +92,7 @@ TEST_F(RecordingPipelineTest, APictureThatIsTooMuchIsLeftOut)
     movie_->isReadyForVideo = true;
     pipeline_->takeScreen(picture(3s));
     EXPECT_THAT(movie_->pictures, ElementsAre(1s, 3s));
+    EXPECT_EQ(movie_->dropped, 1);
 }
 
 TEST_F(RecordingPipelineTest, SoundBeforeTheFirstPictureIsDropped)

@@ -60,7 +60,7 @@ protected:
 TEST_F(FfmpegMoviesTest, BegunMovieIsWritten)
 {
     const auto movies = createFfmpegMovies(queue);
-    auto writer = movies->create(settingsFor(64, 48), {});
+    auto writer = movies->create(settingsFor(64, 48));
     ASSERT_TRUE(writer);
     (*writer)->startSession(start);
     Screen screen(64, 48);

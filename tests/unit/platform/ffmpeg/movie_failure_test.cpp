@@ -46,19 +46,17 @@ protected:
             return 1;
         if (writer->failure()->message != message)
             return 2;
-        if (failures != 1)
-            return 3;
         if (writer->isReadyForVideo())
-            return 4;
+            return 3;
         append(*writer, screen, reached + 1s); // Is no use, and does no harm.
         const auto finished = finish(*writer, reached + 2s);
         if (!finished)
-            return 5;
+            return 4;
         const PlayedMovie decoded(*finished);
         // The last piece is lost, and as much as its index needs.
         if (decoded.pictures().size() < 60 || decoded.pictures().back().time < reached - 4s)
-            return 6;
-        return failures == 1 && writer->failure() ? 0 : 7;
+            return 5;
+        return writer->failure() ? 0 : 6;
     }
 };
 
@@ -66,14 +64,14 @@ TEST_F(MovieFailureTest, FolderThatIsNotThereIsToldOf)
 {
     MovieSettings settings = settingsFor(64, 48);
     settings.file = folder / "missing" / "Movie.mov";
-    const auto writer = FfmpegMovieWriter::create(settings, {});
+    const auto writer = FfmpegMovieWriter::create(settings);
     ASSERT_FALSE(writer);
     EXPECT_EQ(writer.error().message, "The movie couldn't be created in " + (folder / "missing").string() + ".");
 }
 
 TEST_F(MovieFailureTest, SizeThatCannotBeEncodedLeavesNoFile)
 {
-    const auto writer = FfmpegMovieWriter::create(settingsFor(63, 48), {});
+    const auto writer = FfmpegMovieWriter::create(settingsFor(63, 48));
     ASSERT_FALSE(writer);
     EXPECT_EQ(writer.error().message, "The movie couldn't be created in " + folder.string() + ".");
     EXPECT_THAT(names(), IsEmpty());
@@ -111,7 +109,6 @@ TEST_F(MovieFailureTest, CancelledMovieIsRemoved)
     writer->cancel();
     writer.reset();
     EXPECT_THAT(names(), IsEmpty());
-    EXPECT_EQ(failures, 0);
 }
 
 TEST_F(MovieFailureTest, MovieWithoutAPictureIsNone)
@@ -183,7 +180,6 @@ TEST_F(MovieFailureTest, DiskThatFailsLaterEndsTheMovieAndLeavesItsPieces)
         append(*writer, screen, time);
     ASSERT_TRUE(writer->failure());
     EXPECT_EQ(writer->failure()->message, "The recording couldn't be written: Input/output error.");
-    EXPECT_EQ(failures, 1);
     const auto finished = finish(*writer, time);
     ASSERT_FALSE(finished);
     EXPECT_THAT(finished.error().message,

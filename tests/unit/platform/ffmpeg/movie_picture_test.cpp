@@ -197,7 +197,7 @@ TEST_F(MoviePictureTest, ChangesOfDroppedPicturesAreInTheNextOne)
     const auto writer = begin(settingsFor(64, 48));
     append(*writer, screen, 0s);
     screen.fill({0, 0, 20, 20}, {255, 255, 255});
-    writer->dropVideo(screen.picture());
+    writer->dropVideo();
     screen.fill({40, 20, 20, 20}, {255, 255, 255});
     append(*writer, screen, 100ms);
     const auto finished = finish(*writer, 200ms);

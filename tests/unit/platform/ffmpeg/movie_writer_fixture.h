@@ -90,8 +90,7 @@ protected:
     [[nodiscard]] std::unique_ptr<MovieWriter> begin(const MovieSettings& settings,
                                                      nanoseconds patience = std::chrono::hours(1))
     {
-        auto writer = FfmpegMovieWriter::create(
-            settings, [this] { ++failures; }, patience);
+        auto writer = FfmpegMovieWriter::create(settings, patience);
         if (!writer)
             throw std::runtime_error(writer.error().message);
         (*writer)->startSession(start);
@@ -142,7 +141,6 @@ protected:
     std::filesystem::path folder = temporary.path().toStdString();
     std::filesystem::path movie = folder / "Movie.mov";
     LogCapture log;
-    std::atomic<int> failures = 0;
 };
 
 } // namespace nimbrale::ffmpeg
