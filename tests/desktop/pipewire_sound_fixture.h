@@ -2,13 +2,13 @@
 
 #include "platform/pipewire/pipewire_audio.h"
 #include "tests/desktop/pipewire_fixture.h"
+#include "tests/support/tone.h"
 
 #include <chrono>
 #include <cmath>
 #include <cstdint>
 #include <memory>
 #include <mutex>
-#include <numbers>
 #include <string>
 #include <utility>
 #include <vector>
@@ -69,14 +69,7 @@ public:
         const std::vector<float> samples = newest(count);
         if (samples.size() < count)
             return 0;
-        double real = 0;
-        double imaginary = 0;
-        for (std::size_t index = 0; index < count; ++index) {
-            const double phase = 2 * std::numbers::pi * frequency * static_cast<double>(index) / 48000;
-            real += samples[index] * std::cos(phase);
-            imaginary += samples[index] * std::sin(phase);
-        }
-        return 2 * std::hypot(real, imaginary) / static_cast<double>(count);
+        return levelOfTone(samples, frequency);
     }
     [[nodiscard]] bool hears(double frequency) const { return std::abs(levelOf(frequency) - toneLevel) < 0.04; }
     /// When each sound after at least half a second of silence began.

@@ -139,8 +139,15 @@ std::string MovieFile::boxes() const
 
 QImage MovieFile::pictureAt(double time) const
 {
+    // The program begins with the first picture from the given time on, which is not the one shown at that time.
+    constexpr double lessThanAPicture = 0.001;
+    double begin = 0;
+    for (const Picture& candidate : video_->pictures) {
+        if (candidate.time <= time)
+            begin = std::max(0.0, candidate.time - lessThanAPicture);
+    }
     const QByteArray picture =
-        run("ffmpeg", {"-v", "error", "-ss", QString::number(time, 'f', 6), "-i",
+        run("ffmpeg", {"-v", "error", "-ss", QString::number(begin, 'f', 6), "-i",
                        QString::fromStdString(path_.string()), "-frames:v", "1", "-vf",
                        "scale=in_color_matrix=bt709:in_range=tv:out_range=pc:flags=accurate_rnd+full_chroma_int", "-f",
                        "image2pipe", "-c:v", "png", "-"})

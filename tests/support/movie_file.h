@@ -50,7 +50,7 @@ public:
     /// Absent where there is no such track.
     [[nodiscard]] const std::optional<Video>& video() const { return video_; }
     [[nodiscard]] const std::optional<Audio>& audio() const { return audio_; }
-    /// The picture that a player shows at that time, in seconds; null when there is none.
+    /// The picture that a player shows at that time, in seconds; null when there is none. Only with a video track.
     [[nodiscard]] QImage pictureAt(double time) const;
     /// All samples of one channel, counted from 0, at 48000 a second.
     [[nodiscard]] std::vector<float> samples(int channel) const;
