@@ -22,6 +22,18 @@
 
 namespace nimbrale::test {
 
+/// Makes a program in `folder` that is asked to show files and only notes, in a file "revealed" beside it, what it was
+/// asked for. The folder to look for programs in.
+[[nodiscard]] inline std::string standInFileManager(const std::filesystem::path& folder)
+{
+    const std::filesystem::path programs = folder / "file-manager";
+    std::filesystem::create_directories(programs);
+    const std::filesystem::path program = programs / "xdg-open";
+    std::ofstream(program) << "#!/bin/sh\necho \"$1\" >> '" << (folder / "revealed").string() << "'\n";
+    std::filesystem::permissions(program, std::filesystem::perms::owner_all);
+    return programs.string();
+}
+
 /// The real application on a desktop with a picture of large rectangles, recording without sound unless told otherwise.
 class RecordingJourney : public testing::Test {
 protected:
@@ -50,7 +62,7 @@ protected:
     void start(std::map<std::string, std::string> settings = {}, Environment changes = {})
     {
         settings.insert({"recordMicrophone", "false"});
-        changes.insert({"PATH", fileManagerFolder() + ":" + desktop->environment().at("PATH")});
+        changes.insert({"PATH", standInFileManager(desktop->folder()) + ":" + desktop->environment().at("PATH")});
         application =
             requireApplication(*desktop, {.region = region, .framesPerSecond = 30, .others = settings}, changes);
         ASSERT_TRUE(application->waitForVirtualDisplay(region.size())) << application->process().output();
@@ -148,17 +160,6 @@ protected:
     std::unique_ptr<Scene> scene;
     std::unique_ptr<Application> application;
     std::filesystem::path videos;
-
-private:
-    [[nodiscard]] std::string fileManagerFolder() const
-    {
-        const std::filesystem::path folder = desktop->folder() / "file-manager";
-        std::filesystem::create_directories(folder);
-        const std::filesystem::path program = folder / "xdg-open";
-        std::ofstream(program) << "#!/bin/sh\necho \"$1\" >> '" << (desktop->folder() / "revealed").string() << "'\n";
-        std::filesystem::permissions(program, std::filesystem::perms::owner_all);
-        return folder.string();
-    }
 };
 
 } // namespace nimbrale::test

@@ -159,8 +159,7 @@ TEST_F(RecordingSoundTest, AFlashAndABeepAtOneTimeAreAtOneTimeInTheMovie)
     std::vector<double> offsets;
     bool isBright = false;
     for (const MovieFile::Picture& picture : saved.video()->pictures) {
-        const bool wasBright =
-            std::exchange(isBright, qGray(saved.pictureAt(picture.time).pixel(middle)) > 128);
+        const bool wasBright = std::exchange(isBright, qGray(saved.pictureAt(picture.time).pixel(middle)) > 128);
         if (wasBright || !isBright)
             continue;
         const auto nearest =

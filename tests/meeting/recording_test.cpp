@@ -199,5 +199,28 @@ TEST_F(RecordingTest, ASignalToQuitSavesFirst)
     EXPECT_EQ(movie().problems(), "");
 }
 
+TEST_F(RecordingTest, AFrameDraggedToAnotherDisplayIsSavedAndRecordedThereAnew)
+{
+    ASSERT_TRUE(desktop->arrangeOutputs({{0, 0, 1600, 900}, {1600, 0, 1024, 768}}));
+    start();
+    pressRecord();
+    ASSERT_TRUE(isRecording());
+    sleepFor(Milliseconds{2000});
+    const QRect onSecond(1800, 200, region.width(), region.height());
+    desktop->drag(Application::handleOf(region), Application::handleOf(onSecond), 40);
+    desktop->movePointer(farAway);
+    ASSERT_TRUE(isSaved()) << application->process().output();
+    EXPECT_EQ(movie().problems(), "");
+    EXPECT_GE(movie().video()->duration, 1.5);
+    EXPECT_TRUE(showsAreaOf(movie().pictureAt(1), region));
+
+    ASSERT_TRUE(desktop->waitForPixel(onSecond.x() - 1, onSecond.center().y(), QColor(255, 214, 10)));
+    pressRecord(onSecond);
+    ASSERT_TRUE(isRecording()) << application->process().output();
+    sleepFor(Milliseconds{1000});
+    pressRecord(onSecond);
+    EXPECT_TRUE(isSaved(2)) << application->process().output();
+}
+
 } // namespace
 } // namespace nimbrale::test
