@@ -56,8 +56,8 @@
 <context>
     <name>RecordingSettings</name>
     <message>
-        <source>Sound from my &amp;Mac</source>
-        <translation>Sound from my co&amp;mputer</translation>
+        <source>Sound from m&amp;y Mac</source>
+        <translation>Sound from m&amp;y computer</translation>
     </message>
 </context>
 </TS>

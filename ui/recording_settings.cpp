@@ -77,7 +77,7 @@ SettingsSection* RecordingSettings::makeMicrophoneSection()
 
 SettingsSection* RecordingSettings::makeSystemAudioSection()
 {
-    recordsSystemAudio_ = new QCheckBox(translated(QT_TRANSLATE_NOOP("RecordingSettings", "Sound from my &Mac")));
+    recordsSystemAudio_ = new QCheckBox(translated(QT_TRANSLATE_NOOP("RecordingSettings", "Sound from m&y Mac")));
     connect(recordsSystemAudio_, &QCheckBox::clicked, this,
             [this](bool checked) { settings_.setRecordSystemAudio(checked); });
     auto* section = new SettingsSection({}, recordsSystemAudio_);
