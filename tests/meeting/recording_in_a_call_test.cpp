@@ -61,6 +61,33 @@ TEST(RecordingInACall, TheCallAndTheMovieShowTheFramedArea)
     EXPECT_LT(different, compared / 100) << keepImage(picture, "movie") << keepImage(content, "content");
 }
 
+class RecordingInABrowser : public RecordingJourney {};
+
+TEST_F(RecordingInABrowser, AVideoElementPlaysTheMovie)
+{
+    if (findProgram("chromium").empty())
+        skipTest("chromium is not installed");
+    prepare();
+    start();
+    record(Milliseconds{3000});
+    ASSERT_TRUE(isSaved()) << application->process().output();
+    const std::filesystem::path page = desktop->folder() / "page.html";
+    std::ofstream(page)
+        << "<video id=v muted src='" << ("home/Videos/" + movie().path().filename().string())
+        << "'></video><p id=o>nothing</p><script>"
+           "v.onerror = () => { o.textContent = 'error ' + v.error.message; };"
+           "v.onloadeddata = () => {"
+           "  o.textContent = ['decoded', Math.round(v.duration), v.videoWidth, v.videoHeight].join(' ');"
+           "};</script>";
+    const auto browser = desktop->spawn(
+        "chromium", {"--headless", "--no-sandbox", "--disable-gpu", "--no-first-run", "--disable-background-networking",
+                     "--disable-component-update", "--disable-sync", "--virtual-time-budget=8000", "--dump-dom",
+                     "--user-data-dir=" + (desktop->folder() / "browser").string(), "file://" + page.string()});
+    ASSERT_TRUE(browser);
+    ASSERT_TRUE(browser->waitForEnd(Milliseconds{30'000}));
+    EXPECT_NE(browser->output().find("decoded 3 640 360"), std::string::npos) << browser->output();
+}
+
 class RecordingWithWebcam : public RecordingJourney {};
 
 TEST_F(RecordingWithWebcam, TheWebcamIsInTheMovie)
