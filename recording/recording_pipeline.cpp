@@ -27,18 +27,24 @@ void RecordingPipeline::takeScreen(const CaptureSample& sample)
 {
     if (isFinishing_ || !sample.surface || sample.status != FrameStatus::complete)
         return;
-    // What changed in a picture that is left out comes with the next one that is read.
-    if (writer_->isReadyForVideo())
-        appendPicture(*sample.surface, sample.presentationTime);
-    else
-        writer_->dropVideo();
+    leftOut_.reset();
+    if (writer_->isReadyForVideo()) {
+        appendPicture(sample.surface, sample.presentationTime);
+        return;
+    }
+    // What changed in a picture that is left out comes with the next one that is read. There may be none for long, so
+    // it is not forgotten.
+    writer_->dropVideo();
+    leftOut_ = sample.surface;
 }
 
-void RecordingPipeline::appendPicture(const Surface& surface, std::chrono::nanoseconds time)
+void RecordingPipeline::appendPicture(const std::shared_ptr<const Surface>& surface, std::chrono::nanoseconds time)
 {
-    const Result<SurfaceReader::Picture> picture = reader_->read(surface);
+    const Result<SurfaceReader::Picture> picture = reader_->read(*surface);
     if (!picture) {
-        if (picture.error().code != ErrorCode::temporary)
+        if (picture.error().code == ErrorCode::temporary)
+            leftOut_ = surface;
+        else
             fail(picture.error());
         return;
     }
@@ -80,18 +86,26 @@ void RecordingPipeline::writeMixed(bool flush)
 
 void RecordingPipeline::tick(std::chrono::nanoseconds now)
 {
-    if (isFinishing_ || !lastPictureTime_)
+    if (isFinishing_)
         return;
-    if (mixer_ && now - lastSoundTime_ > 2 * soundLag) {
+    if (mixer_ && lastPictureTime_ && now - lastSoundTime_ > 2 * soundLag) {
         AudioBuffer silence;
         silence.samples = {0, 0};
         addSound(silence, now - soundLag);
     }
-    if (now - *lastPictureTime_ >= longestStill && writer_->isReadyForVideo()) {
+    if (writer_->isReadyForVideo())
+        keepPicture(now);
+    checkWriter();
+}
+
+void RecordingPipeline::keepPicture(std::chrono::nanoseconds now)
+{
+    if (const std::shared_ptr<const Surface> surface = std::exchange(leftOut_, nullptr)) {
+        appendPicture(surface, now);
+    } else if (lastPictureTime_ && now - *lastPictureTime_ >= longestStill) {
         writer_->repeatVideo(now);
         lastPictureTime_ = now;
     }
-    checkWriter();
 }
 
 void RecordingPipeline::checkWriter()
@@ -116,6 +130,8 @@ void RecordingPipeline::finish(std::chrono::nanoseconds now, std::function<void(
             tl::make_unexpected(failure ? RecorderError::failed(failure->message) : RecorderError::nothingRecorded()));
         return;
     }
+    if (const std::shared_ptr<const Surface> surface = std::exchange(leftOut_, nullptr))
+        appendPicture(surface, now);
     if (mixer_)
         writeMixed(true);
     writer_->finish(now, [completion = std::move(completion)](const Result<std::filesystem::path>& movie) {
@@ -126,6 +142,7 @@ void RecordingPipeline::finish(std::chrono::nanoseconds now, std::function<void(
 void RecordingPipeline::cancel()
 {
     isFinishing_ = true;
+    leftOut_.reset();
     writer_->cancel();
 }
 

@@ -45,7 +45,8 @@ public:
 
 private:
     void beginSession(std::chrono::nanoseconds time);
-    void appendPicture(const Surface& surface, std::chrono::nanoseconds time);
+    void appendPicture(const std::shared_ptr<const Surface>& surface, std::chrono::nanoseconds time);
+    void keepPicture(std::chrono::nanoseconds now);
     void addSound(const AudioBuffer& audio, std::chrono::nanoseconds presentationTime);
     void writeMixed(bool flush);
     void checkWriter();
@@ -56,6 +57,8 @@ private:
     std::optional<AudioMixer> mixer_;
     /// Absent before the first picture.
     std::optional<std::chrono::nanoseconds> lastPictureTime_;
+    /// The newest picture, where it is not in the movie yet.
+    std::shared_ptr<const Surface> leftOut_;
     std::chrono::nanoseconds lastSoundTime_{};
     bool isFinishing_ = false;
     bool hasFailed_ = false;

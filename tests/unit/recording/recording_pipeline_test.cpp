@@ -20,12 +20,20 @@ using testing::Optional;
 /// Fails as often as a test wants, then hands out black pictures.
 class FailingReader final : public SurfaceReader {
 public:
-    explicit FailingReader(ErrorCode code) : code_(code) {}
+    explicit FailingReader(ErrorCode code, int failures = 1'000'000) : code_(code), failures_(failures) {}
 
-    [[nodiscard]] Result<Picture> read(const Surface&) override { return fail(code_, "no pixels"); }
+    [[nodiscard]] Result<Picture> read(const Surface& surface) override
+    {
+        if (failures_ == 0)
+            return pictures_.read(surface);
+        --failures_;
+        return fail(code_, "no pixels");
+    }
 
 private:
     ErrorCode code_;
+    int failures_;
+    FakeSurfaceReader pictures_;
 };
 
 class RecordingPipelineTest : public testing::Test {
@@ -93,6 +101,46 @@ TEST_F(RecordingPipelineTest, APictureThatIsTooMuchIsLeftOut)
     pipeline_->takeScreen(picture(3s));
     EXPECT_THAT(movie_->pictures, ElementsAre(1s, 3s));
     EXPECT_EQ(movie_->dropped, 1);
+}
+
+TEST_F(RecordingPipelineTest, APictureThatWasLeftOutComesWithTheNextTickAndNotTheOneBeforeItAgain)
+{
+    make(false);
+    pipeline_->takeScreen(picture(1s));
+    movie_->isReadyForVideo = false;
+    pipeline_->takeScreen(picture(2s));
+    pipeline_->tick(2s + 100ms);
+    EXPECT_THAT(movie_->pictures, ElementsAre(1s)) << "there is no room yet";
+    movie_->isReadyForVideo = true;
+    pipeline_->tick(2s + 200ms);
+    EXPECT_THAT(movie_->pictures, ElementsAre(1s, 2s + 200ms));
+    EXPECT_THAT(movie_->repeats, IsEmpty());
+    pipeline_->tick(3s);
+    EXPECT_THAT(movie_->pictures, ElementsAre(1s, 2s + 200ms)) << "once";
+    EXPECT_THAT(movie_->repeats, ElementsAre(3s));
+}
+
+TEST_F(RecordingPipelineTest, APictureThatWasLeftOutIsForgottenForALaterOne)
+{
+    make(false);
+    pipeline_->takeScreen(picture(1s));
+    movie_->isReadyForVideo = false;
+    pipeline_->takeScreen(picture(2s));
+    movie_->isReadyForVideo = true;
+    pipeline_->takeScreen(picture(3s));
+    pipeline_->tick(3s + 100ms);
+    EXPECT_THAT(movie_->pictures, ElementsAre(1s, 3s));
+}
+
+TEST_F(RecordingPipelineTest, APictureThatWasLeftOutIsTheLastOneAtTheEnd)
+{
+    make(false);
+    pipeline_->takeScreen(picture(1s));
+    movie_->isReadyForVideo = false;
+    pipeline_->takeScreen(picture(2s));
+    movie_->isReadyForVideo = true;
+    finish(2s + 50ms);
+    EXPECT_THAT(movie_->pictures, ElementsAre(1s, 2s + 50ms));
 }
 
 TEST_F(RecordingPipelineTest, SoundBeforeTheFirstPictureIsDropped)
@@ -247,6 +295,16 @@ TEST_F(RecordingPipelineTest, PicturesThatCannotBeReadForNowAreLeftOut)
     pipeline_->takeScreen(picture(1s));
     EXPECT_FALSE(movie_->sessionStart);
     EXPECT_THAT(failures_, IsEmpty());
+}
+
+TEST_F(RecordingPipelineTest, AFirstPictureThatCouldNotBeReadIsTriedAgain)
+{
+    make(false, std::make_unique<FailingReader>(ErrorCode::temporary, 2));
+    pipeline_->takeScreen(picture(1s));
+    pipeline_->tick(2s);
+    EXPECT_FALSE(movie_->sessionStart);
+    pipeline_->tick(3s);
+    EXPECT_THAT(movie_->sessionStart, Optional(3s));
 }
 
 TEST_F(RecordingPipelineTest, PicturesThatCannotBeReadAnyMoreEndTheRecordingOnce)
