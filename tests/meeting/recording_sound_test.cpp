@@ -113,8 +113,8 @@ TEST_F(RecordingSoundTest, MicrophoneAndTheComputersSoundAreMixed)
     for (const int channel : {0, 1}) {
         const std::vector<float> samples = saved.samples(channel);
         for (const double from : {1.0, 2.0, 3.0}) {
-            EXPECT_NEAR(levelAt(samples, voice, from), level, 0.05) << channel << " at " << from;
-            EXPECT_NEAR(levelAt(samples, music, from), level, 0.05) << channel << " at " << from;
+            EXPECT_NEAR(levelAt(samples, voice, from), level, 0.1) << channel << " at " << from;
+            EXPECT_NEAR(levelAt(samples, music, from), level, 0.1) << channel << " at " << from;
         }
         EXPECT_LT(levelAt(samples, 1000, 1), 0.02) << "the control: a tone that nobody plays";
     }
@@ -192,9 +192,9 @@ TEST_F(RecordingSoundTest, AMicrophoneThatIsUnpluggedAndComesBackIsSilentMeanwhi
     const MovieFile saved = movie();
     EXPECT_EQ(saved.problems(), "");
     const std::vector<float> samples = saved.samples(0);
-    EXPECT_NEAR(levelAt(samples, voice, 1), level, 0.05);
+    EXPECT_NEAR(levelAt(samples, voice, 1), level, 0.1);
     EXPECT_LT(levelAt(samples, voice, 3.5), 0.02);
-    EXPECT_NEAR(levelAt(samples, voice, 7.2), level, 0.05);
+    EXPECT_NEAR(levelAt(samples, voice, 7.2), level, 0.1);
     EXPECT_NEAR(saved.audio()->duration, saved.video()->duration, 0.05);
 }
 
@@ -213,7 +213,7 @@ TEST_F(RecordingSoundTest, PipewireThatEndsLeavesThePictureAndItsWholeLength)
     EXPECT_EQ(saved.problems(), "");
     EXPECT_NEAR(saved.video()->duration, 6.2, 0.6);
     EXPECT_NEAR(saved.audio()->duration, saved.video()->duration, 0.05);
-    EXPECT_NEAR(levelAt(saved.samples(0), voice, 1), level, 0.05);
+    EXPECT_NEAR(levelAt(saved.samples(0), voice, 1), level, 0.1);
     EXPECT_TRUE(showsAreaOf(saved.pictureAt(5), region));
 }
 
