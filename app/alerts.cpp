@@ -25,27 +25,23 @@ Alert oneButtonAlert(AlertStyle style, const std::string& message, const std::st
 
 Alert capturePermissionNeeded()
 {
-    Alert alert;
-    alert.style = AlertStyle::warning;
-    alert.message = translated(QT_TRANSLATE_NOOP("AppDelegate", "Screen Recording permission needed"));
-    alert.informativeText =
+    return {
+        AlertStyle::warning,
+        translated(QT_TRANSLATE_NOOP("AppDelegate", "Screen Recording permission needed")),
         translated(QT_TRANSLATE_NOOP("AppDelegate", "Nimbrale needs permission to record your screen. Turn it on in "
                                                     "System Settings → Privacy & Security → Screen & System Audio "
-                                                    "Recording, then quit and reopen the app."));
-    alert.buttons = {translated(QT_TRANSLATE_NOOP("AppDelegate", "Open System Settings")),
-                     translated(QT_TRANSLATE_NOOP("AppDelegate", "Quit"))};
-    return alert;
+                                                    "Recording, then quit and reopen the app.")),
+        {translated(QT_TRANSLATE_NOOP("AppDelegate", "Open System Settings")),
+         translated(QT_TRANSLATE_NOOP("AppDelegate", "Quit"))}};
 }
 
 Alert captureCouldNotStart(const Error& error)
 {
-    Alert alert;
-    alert.style = AlertStyle::warning;
-    alert.message = translated(QT_TRANSLATE_NOOP("AppDelegate", "Screen capture couldn't start"));
-    alert.informativeText = error.message;
-    alert.buttons = {translated(QT_TRANSLATE_NOOP("AppDelegate", "Try Again")),
-                     translated(QT_TRANSLATE_NOOP("AppDelegate", "Quit"))};
-    return alert;
+    return {AlertStyle::warning,
+            translated(QT_TRANSLATE_NOOP("AppDelegate", "Screen capture couldn't start")),
+            error.message,
+            {translated(QT_TRANSLATE_NOOP("AppDelegate", "Try Again")),
+             translated(QT_TRANSLATE_NOOP("AppDelegate", "Quit"))}};
 }
 
 Notification windowToShare(const std::string& title)
@@ -88,16 +84,14 @@ Alert recordingNotAvailable()
 
 Alert microphoneAccessNeeded()
 {
-    Alert alert;
-    alert.style = AlertStyle::warning;
-    alert.message = translated(QT_TRANSLATE_NOOP("AppDelegate", "Microphone access needed"));
-    alert.informativeText =
+    return {
+        AlertStyle::warning,
+        translated(QT_TRANSLATE_NOOP("AppDelegate", "Microphone access needed")),
         translated(QT_TRANSLATE_NOOP("AppDelegate", "To record your voice, allow Nimbrale in System Settings → Privacy "
                                                     "& Security → Microphone. Or turn the microphone off in Settings → "
-                                                    "Recording."));
-    alert.buttons = {translated(QT_TRANSLATE_NOOP("AppDelegate", "Open System Settings")),
-                     translated(QT_TRANSLATE_NOOP("AppDelegate", "Cancel"))};
-    return alert;
+                                                    "Recording.")),
+        {translated(QT_TRANSLATE_NOOP("AppDelegate", "Open System Settings")),
+         translated(QT_TRANSLATE_NOOP("AppDelegate", "Cancel"))}};
 }
 
 Alert recordingCouldNotStart(const RecorderError& error)
