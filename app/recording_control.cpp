@@ -165,6 +165,11 @@ void RecordingControl::recovered(const std::vector<RecoveredMovie>& movies)
 
 void RecordingControl::tell(const Notification& notification)
 {
+    // Some desktops take these for markup, and the path of a movie may have them.
+    if (notification.text.find_first_of("&<>") != std::string::npos) {
+        show(alerts::insteadOf(notification));
+        return;
+    }
     platform_.workspace().notify(notification, [weak = weak_from_this(), notification] {
         if (const auto self = weak.lock())
             self->show(alerts::insteadOf(notification));

@@ -284,6 +284,14 @@ TEST_F(RecordingControlTest, WhatACrashLeftIsSavedAtTheStartAndTheUserToldWhere)
     EXPECT_THAT(workspace().notifications[1].text, HasSubstr("/videos/two.mov.unfinished"));
 }
 
+TEST_F(RecordingControlTest, APathThatNotificationsCannotShowIsToldInAnAlert)
+{
+    launch();
+    platform_.movies().answerRecovery({{"/videos/Q&A.mov", {}}});
+    EXPECT_THAT(workspace().notifications, IsEmpty());
+    EXPECT_THAT(workspace().alerts.back().informativeText, HasSubstr("/videos/Q&A.mov"));
+}
+
 TEST_F(RecordingControlTest, TheDefaultFolderIsLookedThroughOnce)
 {
     launch();
