@@ -64,9 +64,10 @@ float lumaOf(const Color& color)
     return 0.2126F * color.red + 0.7152F * color.green + 0.0722F * color.blue;
 }
 
-std::uint8_t sampleOf(float level)
+/// Rounded to the nearest by half a step that is in it already.
+std::uint8_t sampleOf(float levelAndHalf)
 {
-    return static_cast<std::uint8_t>(level + 0.5F);
+    return static_cast<std::uint8_t>(levelAndHalf);
 }
 
 Color meanOfFour(const PixelBuffer& picture, int x, int y)
@@ -85,16 +86,16 @@ void convertByTheFormula(const PixelBuffer& picture, const YuvPlanes& planes)
 {
     for (int y = 0; y < height; ++y) {
         for (int x = 0; x < width; ++x)
-            planes.luma[y * planes.lumaStride + x] = sampleOf(16 + lumaOf(colorAt(picture, x, y)) * 219 / 255);
+            planes.luma[y * planes.lumaStride + x] = sampleOf(16.5F + lumaOf(colorAt(picture, x, y)) * 219 / 255);
     }
     for (int y = 0; y < height; y += 2) {
         for (int x = 0; x < width; x += 2) {
             const Color mean = meanOfFour(picture, x, y);
             const float luma = lumaOf(mean);
             planes.blueChroma[y / 2 * planes.blueChromaStride + x / 2] =
-                sampleOf(128 + (mean.blue - luma) / 1.8556F * 224 / 255);
+                sampleOf(128.5F + (mean.blue - luma) / 1.8556F * 224 / 255);
             planes.redChroma[y / 2 * planes.redChromaStride + x / 2] =
-                sampleOf(128 + (mean.red - luma) / 1.5748F * 224 / 255);
+                sampleOf(128.5F + (mean.red - luma) / 1.5748F * 224 / 255);
         }
     }
 }
