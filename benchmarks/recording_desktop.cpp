@@ -1,6 +1,7 @@
 #include "benchmarks/recording_desktop.h"
 
 #include "benchmarks/measure.h"
+#include "tests/support/file_manager.h"
 
 #include <algorithm>
 #include <csignal>
@@ -65,7 +66,7 @@ void RecordingDesktop::startMotion()
 void RecordingDesktop::startApplication()
 {
     const char* const withSound = options_.sound == RecordedSound::both ? "true" : "false";
-    test::Environment changes;
+    test::Environment changes{{"PATH", test::putFileManager(*desktop_)}};
     if (pipewire_)
         changes.insert({"PIPEWIRE_RUNTIME_DIR", pipewire_->runtimeFolder()});
     std::string reason;

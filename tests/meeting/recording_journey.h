@@ -1,6 +1,7 @@
 #pragma once
 
 #include "tests/support/application.h"
+#include "tests/support/file_manager.h"
 #include "tests/support/image_compare.h"
 #include "tests/support/movie_file.h"
 #include "tests/support/requirements.h"
@@ -11,9 +12,7 @@
 #include <QRect>
 
 #include <filesystem>
-#include <fstream>
 #include <gtest/gtest.h>
-#include <iterator>
 #include <map>
 #include <memory>
 #include <string>
@@ -50,7 +49,7 @@ protected:
     void start(std::map<std::string, std::string> settings = {}, Environment changes = {})
     {
         settings.insert({"recordMicrophone", "false"});
-        changes.insert({"PATH", fileManagerFolder() + ":" + desktop->environment().at("PATH")});
+        changes.insert({"PATH", putFileManager(*desktop)});
         application =
             requireApplication(*desktop, {.region = region, .framesPerSecond = 30, .others = settings}, changes);
         ASSERT_TRUE(application->waitForVirtualDisplay(region.size())) << application->process().output();
@@ -74,11 +73,7 @@ protected:
     }
 
     /// What the file manager, of which there is a stand-in that shows nothing, was asked to show.
-    [[nodiscard]] std::string revealed() const
-    {
-        std::ifstream file(desktop->folder() / "revealed");
-        return {std::istreambuf_iterator<char>(file), {}};
-    }
+    [[nodiscard]] std::string revealed() const { return revealedOn(*desktop); }
 
     void pressRecord(const QRect& frame = region)
     {
@@ -148,17 +143,6 @@ protected:
     std::unique_ptr<Scene> scene;
     std::unique_ptr<Application> application;
     std::filesystem::path videos;
-
-private:
-    [[nodiscard]] std::string fileManagerFolder() const
-    {
-        const std::filesystem::path folder = desktop->folder() / "file-manager";
-        std::filesystem::create_directories(folder);
-        const std::filesystem::path program = folder / "xdg-open";
-        std::ofstream(program) << "#!/bin/sh\necho \"$1\" >> '" << (desktop->folder() / "revealed").string() << "'\n";
-        std::filesystem::permissions(program, std::filesystem::perms::owner_all);
-        return folder.string();
-    }
 };
 
 } // namespace nimbrale::test
