@@ -39,6 +39,11 @@ constexpr std::array rows{
     NamedRow{"webcam-latency", "camera's picture → shared", measureWebcamLatency},
     NamedRow{"webcam-start", "webcam switched on → its first picture", measureWebcamStart},
     NamedRow{"webcam-memory", "resident memory with a blurred webcam", measureWebcamMemory},
+    NamedRow{"recording", "1080p30 of a busy screen recorded with sound", measureRecordingCost},
+    NamedRow{"recording-still", "a still screen recorded without sound", measureStillRecordingCost},
+    NamedRow{"recording-latency", "change → shown beside a recording", measureRecordingLatency},
+    NamedRow{"recording-1440p30", "1440p30 of a busy screen recorded", measureLargeRecording},
+    NamedRow{"recording-memory", "resident memory during a recording", measureRecordingMemory},
 };
 
 void printHelp(std::ostream& output)

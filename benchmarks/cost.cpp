@@ -60,7 +60,7 @@ double percent(Nanoseconds used, Nanoseconds passed)
 Cost measureCost(test::PrivateDesktop& desktop, std::optional<Shower> shower, std::chrono::milliseconds time)
 {
     std::optional<FrameCounter> counter;
-    if (shower)
+    if (shower && shower->window != 0)
         counter.emplace(desktop, shower->window);
     const pid_t compositor = desktop.compositorProcess();
     const auto systemTime = [&] {

@@ -37,6 +37,7 @@ struct Cost {
 /// A program that shows pictures in a window.
 struct Shower {
     pid_t process = 0;
+    /// 0 where it shows none; no pictures are counted then.
     std::uint32_t window = 0;
 };
 

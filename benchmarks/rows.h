@@ -30,5 +30,10 @@ namespace nimbrale::benchmarks {
 [[nodiscard]] std::vector<TableRow> measureWebcamLatency(const Effort& effort);
 [[nodiscard]] std::vector<TableRow> measureWebcamStart(const Effort& effort);
 [[nodiscard]] std::vector<TableRow> measureWebcamMemory(const Effort& effort);
+[[nodiscard]] std::vector<TableRow> measureRecordingCost(const Effort& effort);
+[[nodiscard]] std::vector<TableRow> measureStillRecordingCost(const Effort& effort);
+[[nodiscard]] std::vector<TableRow> measureRecordingLatency(const Effort& effort);
+[[nodiscard]] std::vector<TableRow> measureLargeRecording(const Effort& effort);
+[[nodiscard]] std::vector<TableRow> measureRecordingMemory(const Effort& effort);
 
 } // namespace nimbrale::benchmarks

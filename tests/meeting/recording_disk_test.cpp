@@ -3,6 +3,8 @@
 #include "tests/meeting/recording_journey.h"
 #include "tests/support/small_disk.h"
 
+#include <fstream>
+
 namespace nimbrale::test {
 namespace {
 

@@ -24,7 +24,7 @@ TEST(RecordingInACall, TheCallAndTheMovieShowTheFramedArea)
     Meeting::Options options{.call = {.window = {40, 600, 320, 240}}};
     options.application.region = region;
     options.applicationEnvironment = {
-        {"PATH", standInFileManager(folder.path().toStdString()) + ":" + qEnvironmentVariable("PATH").toStdString()}};
+        {"PATH", putFileManager(folder.path().toStdString(), qEnvironmentVariable("PATH").toStdString())}};
     options.application.others = {{"recordMicrophone", "false"}, {"recordQuality", "high"}};
     const auto meeting = requireMeeting(options);
     const std::filesystem::path videos = meeting->desktop().folder() / "home" / "Videos";

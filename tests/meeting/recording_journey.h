@@ -1,6 +1,7 @@
 #pragma once
 
 #include "tests/support/application.h"
+#include "tests/support/file_manager.h"
 #include "tests/support/image_compare.h"
 #include "tests/support/movie_file.h"
 #include "tests/support/requirements.h"
@@ -11,9 +12,7 @@
 #include <QRect>
 
 #include <filesystem>
-#include <fstream>
 #include <gtest/gtest.h>
-#include <iterator>
 #include <map>
 #include <memory>
 #include <string>
@@ -21,18 +20,6 @@
 #include <vector>
 
 namespace nimbrale::test {
-
-/// Makes a program in `folder` that is asked to show files and only notes, in a file "revealed" beside it, what it was
-/// asked for. The folder to look for programs in.
-[[nodiscard]] inline std::string standInFileManager(const std::filesystem::path& folder)
-{
-    const std::filesystem::path programs = folder / "file-manager";
-    std::filesystem::create_directories(programs);
-    const std::filesystem::path program = programs / "xdg-open";
-    std::ofstream(program) << "#!/bin/sh\necho \"$1\" >> '" << (folder / "revealed").string() << "'\n";
-    std::filesystem::permissions(program, std::filesystem::perms::owner_all);
-    return programs.string();
-}
 
 /// The real application on a desktop with a picture of large rectangles, recording without sound unless told otherwise.
 class RecordingJourney : public testing::Test {
@@ -62,7 +49,7 @@ protected:
     void start(std::map<std::string, std::string> settings = {}, Environment changes = {})
     {
         settings.insert({"recordMicrophone", "false"});
-        changes.insert({"PATH", standInFileManager(desktop->folder()) + ":" + desktop->environment().at("PATH")});
+        changes.insert({"PATH", putFileManager(desktop->folder(), desktop->environment().at("PATH"))});
         application =
             requireApplication(*desktop, {.region = region, .framesPerSecond = 30, .others = settings}, changes);
         ASSERT_TRUE(application->waitForVirtualDisplay(region.size())) << application->process().output();
@@ -86,11 +73,7 @@ protected:
     }
 
     /// What the file manager, of which there is a stand-in that shows nothing, was asked to show.
-    [[nodiscard]] std::string revealed() const
-    {
-        std::ifstream file(desktop->folder() / "revealed");
-        return {std::istreambuf_iterator<char>(file), {}};
-    }
+    [[nodiscard]] std::string revealed() const { return revealedTo(desktop->folder()); }
 
     void pressRecord(const QRect& frame = region)
     {

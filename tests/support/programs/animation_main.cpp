@@ -1,12 +1,13 @@
 // nimbrale_animation MODE X Y WIDTH HEIGHT FRAMES_PER_SECOND SECONDS [managed]
 // A window of another application whose content moves: "blink" changes 20×20 pixels, "video" every pixel of the window
-// through shared memory, "scroll" moves its content up by 20 rows; "pointer" shows no window but moves the pointer
-// about within that area. Ends after the seconds; 0 runs until it is stopped. Prints how many frames it painted and how
-// many came too late.
+// through shared memory, "page" what looks like a page of text that is scrolled by 6 rows a time, "scroll" moves its
+// content up by 20 rows; "pointer" shows no window but moves the pointer about within that area. Ends after the
+// seconds; 0 runs until it is stopped. Prints how many frames it painted and how many came too late.
 
 #include "tests/support/programs/monotonic_time.h"
 #include "tests/support/x_reply.h"
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <cstdlib>
@@ -37,16 +38,33 @@ struct Arguments {
 constexpr std::uint16_t blinkSize = 20;
 constexpr std::uint16_t scrollStep = 20;
 constexpr std::uint32_t pointerStep = 7;
+constexpr std::uint16_t pageStep = 6;
+
+std::uint32_t scrambled(std::uint32_t number)
+{
+    return number * 2654435761U;
+}
+
+/// Dark dots on white in the order of letters and lines, with blanks between both.
+std::uint32_t colorOfText(std::uint32_t column, std::uint32_t row)
+{
+    const bool isInLetter = column % 8 < 6 && row % 20 < 12;
+    const bool isDark = isInLetter && (scrambled(scrambled(column / 2) + row / 2) >> 30) == 0;
+    return isDark ? 0x202428 : 0xffffff;
+}
+
 /// A picture in memory that the server reads directly.
 class SharedPicture {
 public:
-    SharedPicture(xcb_connection_t* connection, std::size_t pixels, std::uint32_t seed)
+    /// `colorOf` is asked for each pixel by its number, row after row.
+    template <typename ColorOf>
+    SharedPicture(xcb_connection_t* connection, std::size_t pixels, ColorOf colorOf)
         : segment_(xcb_generate_id(connection))
     {
         const int memory = shmget(IPC_PRIVATE, pixels * 4, IPC_CREAT | 0600);
         auto* values = static_cast<std::uint32_t*>(shmat(memory, nullptr, 0));
         for (std::size_t index = 0; index < pixels; ++index)
-            values[index] = (static_cast<std::uint32_t>(index) * 2654435761U + seed * 99991U) & 0xffffffU;
+            values[index] = colorOf(static_cast<std::uint32_t>(index));
         const auto attached = xcb_shm_attach_checked(connection, segment_, static_cast<std::uint32_t>(memory), 1);
         isUsable_ = !Reply<xcb_generic_error_t>(xcb_request_check(connection, attached));
         shmctl(memory, IPC_RMID, nullptr);
@@ -84,8 +102,10 @@ public:
 
     int run()
     {
-        if (arguments_.mode == "video" && !makeVideo())
+        if (!makePictures()) {
+            std::cerr << "nimbrale_animation: the server takes no shared memory\n";
             return 1;
+        }
         const auto interval = static_cast<std::int64_t>(nanosecondsPerSecond / arguments_.framesPerSecond);
         const std::int64_t start = now();
         const std::int64_t end = start + static_cast<std::int64_t>(nanosecondsPerSecond * arguments_.seconds);
@@ -104,16 +124,20 @@ public:
     }
 
 private:
-    bool makeVideo()
+    bool makePictures()
     {
-        for (std::uint32_t seed = 0; seed < 2; ++seed) {
-            video_.emplace_back(connection_, std::size_t{arguments_.width} * arguments_.height, seed);
-            if (!video_.back().isUsable()) {
-                std::cerr << "nimbrale_animation: the server takes no shared memory\n";
-                return false;
-            }
+        const std::uint32_t width = arguments_.width;
+        const std::size_t pixels = std::size_t{width} * arguments_.height;
+        if (arguments_.mode == "video") {
+            for (std::uint32_t seed = 0; seed < 2; ++seed)
+                pictures_.emplace_back(connection_, pixels, [seed](std::uint32_t index) {
+                    return (scrambled(index) + seed * 99991U) & 0xffffffU;
+                });
+        } else if (arguments_.mode == "page") {
+            pictures_.emplace_back(connection_, 2 * pixels,
+                                   [width](std::uint32_t index) { return colorOfText(index % width, index / width); });
         }
-        return true;
+        return std::ranges::all_of(pictures_, &SharedPicture::isUsable);
     }
 
     void paint(std::uint32_t frame)
@@ -124,9 +148,9 @@ private:
             fill({static_cast<std::int16_t>(width / 2), static_cast<std::int16_t>(height / 2), blinkSize, blinkSize},
                  frame % 2 ? 0xffffff : 0);
         } else if (arguments_.mode == "video") {
-            xcb_shm_put_image(connection_, window_, context_, width, height, 0, 0, width, height, 0, 0,
-                              screen_.root_depth, XCB_IMAGE_FORMAT_Z_PIXMAP, 0, video_[frame % 2].segment(), 0);
-            synchronize();
+            put(pictures_[frame % 2], height, 0);
+        } else if (arguments_.mode == "page") {
+            put(pictures_[0], 2 * height, static_cast<int>(frame * pageStep % height));
         } else if (arguments_.mode == "pointer") {
             movePointer(static_cast<std::int16_t>(arguments_.x + static_cast<int>(frame * pointerStep % width)),
                         static_cast<std::int16_t>(arguments_.y + static_cast<int>(frame * pointerStep % height)));
@@ -135,6 +159,16 @@ private:
             xcb_copy_area(connection_, window_, window_, context_, 0, scrollStep, 0, 0, width, kept);
             fill({0, static_cast<std::int16_t>(kept), width, scrollStep}, frame * 7919U & 0xffffffU);
         }
+    }
+
+    /// The window's size of a picture that is `rows` high, from row `top` on.
+    void put(const SharedPicture& picture, int rows, int top)
+    {
+        const std::uint16_t width = arguments_.width;
+        xcb_shm_put_image(connection_, window_, context_, width, static_cast<std::uint16_t>(rows), 0,
+                          static_cast<std::uint16_t>(top), width, arguments_.height, 0, 0, screen_.root_depth,
+                          XCB_IMAGE_FORMAT_Z_PIXMAP, 0, picture.segment(), 0);
+        synchronize();
     }
 
     void movePointer(std::int16_t x, std::int16_t y)
@@ -159,12 +193,12 @@ private:
     Arguments arguments_;
     xcb_window_t window_;
     xcb_gcontext_t context_;
-    std::vector<SharedPicture> video_;
+    std::vector<SharedPicture> pictures_;
 };
 
 bool isMode(const std::string& mode)
 {
-    return mode == "blink" || mode == "video" || mode == "scroll" || mode == "pointer";
+    return mode == "blink" || mode == "video" || mode == "page" || mode == "scroll" || mode == "pointer";
 }
 
 } // namespace
@@ -175,8 +209,9 @@ int main(int count, char** values)
 {
     using namespace nimbrale::test;
     if (count < 8 || !isMode(values[1]) || std::atof(values[6]) <= 0) {
-        std::cerr << "usage: nimbrale_animation blink|video|scroll|pointer X Y WIDTH HEIGHT FRAMES_PER_SECOND SECONDS "
-                     "[managed]\n";
+        std::cerr
+            << "usage: nimbrale_animation blink|video|page|scroll|pointer X Y WIDTH HEIGHT FRAMES_PER_SECOND SECONDS "
+               "[managed]\n";
         return 2;
     }
     const auto number = [&](int index) { return std::atoi(values[index]); };

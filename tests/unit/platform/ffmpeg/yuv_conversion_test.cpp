@@ -177,6 +177,13 @@ TEST(YuvConversionTest, OddRectanglesAreWidenedToEvenEdges)
     expectConvertedInside(pixels, {0, 0, 1, 1}, {0, 0, 2, 2});
 }
 
+TEST(YuvConversionTest, RectanglesOfEveryWidthAreAsTheWholePictureHasThem)
+{
+    const PixelBuffer pixels = randomPixels(160, 4);
+    for (int width = 2; width <= 140; width += 2)
+        expectConvertedInside(pixels, {10, 0, width, 4}, {10, 0, width, 4});
+}
+
 TEST(YuvConversionTest, WhatLiesOutsideOfThePictureIsLeftOut)
 {
     const PixelBuffer pixels = randomPixels(64, 48);
