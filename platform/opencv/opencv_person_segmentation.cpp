@@ -1,5 +1,6 @@
 #include "platform/opencv/opencv_person_segmentation.h"
 
+#include "platform/opencv/depthwise_convolution.h"
 #include "platform/opencv/model_file.h"
 
 #include <opencv2/core/utils/logger.hpp>
@@ -80,6 +81,7 @@ Result<std::unique_ptr<PersonSegmentation>> createPersonSegmentation(const std::
     silenceLibrary();
     cv::setNumThreads(1);
     try {
+        const OwnDepthwiseConvolutions convolutions;
         return std::make_unique<OpenCvPersonSegmentation>(
             cv::dnn::readNetFromONNX(model->constData(), static_cast<std::size_t>(model->size())));
     } catch (const std::exception& exception) {
