@@ -1,10 +1,11 @@
 #include "platform/opencv/opencv_person_segmentation.h"
 
+#include "platform/opencv/depthwise_convolution.h"
 #include "platform/opencv/model_file.h"
+#include "platform/opencv/picture_averages.h"
 
 #include <opencv2/core/utils/logger.hpp>
 #include <opencv2/dnn.hpp>
-#include <opencv2/imgproc.hpp>
 
 namespace nimbrale::opencv {
 namespace {
@@ -42,7 +43,7 @@ private:
         auto* const pixels = const_cast<std::byte*>(picture.row(0));
         const cv::Mat whole(picture.height(), picture.width(), CV_8UC4, pixels, picture.stride());
         // Averages over areas halve the mask's flicker beside single samples.
-        cv::resize(whole, small_, {modelWidth, modelHeight}, 0, 0, cv::INTER_AREA);
+        averages_.reduce(whole, small_, {modelWidth, modelHeight});
         constexpr float scale = 1.0F / 255.0F;
         constexpr std::size_t count = static_cast<std::size_t>(modelWidth) * modelHeight;
         float* const red = input_.ptr<float>();
@@ -57,6 +58,7 @@ private:
     }
 
     cv::dnn::Net network_;
+    PictureAverages averages_;
     cv::Mat small_;
     cv::Mat input_;
     cv::Mat probabilities_;
@@ -80,6 +82,7 @@ Result<std::unique_ptr<PersonSegmentation>> createPersonSegmentation(const std::
     silenceLibrary();
     cv::setNumThreads(1);
     try {
+        const OwnDepthwiseConvolutions convolutions;
         return std::make_unique<OpenCvPersonSegmentation>(
             cv::dnn::readNetFromONNX(model->constData(), static_cast<std::size_t>(model->size())));
     } catch (const std::exception& exception) {

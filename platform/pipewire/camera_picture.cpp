@@ -89,13 +89,17 @@ int strideOf(const PixelBuffer& pixels)
     return static_cast<int>(pixels.stride());
 }
 
-bool convertPacked(const CameraFormat& format, PlaneView from, std::vector<std::uint8_t>& unpacked, PixelBuffer& to)
+/// The library converts packed pictures in one pass only where their colors are coded like this; for the others
+/// brightness and color differences are first brought apart.
+bool isConvertedAtOnce(ColorCoding colors)
+{
+    return colors == ColorCoding::bt601Limited;
+}
+
+bool convertApart(const CameraFormat& format, PlaneView from, std::vector<std::uint8_t>& unpacked, PixelBuffer& to)
 {
     const int width = format.width;
     const int height = format.height;
-    if (format.encoding == PictureEncoding::bgrx)
-        return libyuv::ARGBCopy(from.rows, from.stride, bytesOf(to), strideOf(to), width, height) == 0;
-
     const int half = halfOf(width);
     const std::size_t rows = static_cast<std::size_t>(height);
     unpacked.resize((static_cast<std::size_t>(width) + 2 * static_cast<std::size_t>(half)) * rows);
@@ -106,6 +110,18 @@ bool convertPacked(const CameraFormat& format, PlaneView from, std::vector<std::
     return unpack(from.rows, from.stride, y, width, u, half, v, half, width, height) == 0 &&
            libyuv::I422ToARGBMatrix(y, width, u, half, v, half, bytesOf(to), strideOf(to), constantsFor(format.colors),
                                     width, height) == 0;
+}
+
+bool convertPacked(const CameraFormat& format, PlaneView from, std::vector<std::uint8_t>& unpacked, PixelBuffer& to)
+{
+    const auto convert = [&](auto function) {
+        return function(from.rows, from.stride, bytesOf(to), strideOf(to), format.width, format.height) == 0;
+    };
+    if (format.encoding == PictureEncoding::bgrx)
+        return convert(&libyuv::ARGBCopy);
+    if (!isConvertedAtOnce(format.colors))
+        return convertApart(format, from, unpacked, to);
+    return convert(format.encoding == PictureEncoding::yuy2 ? &libyuv::YUY2ToARGB : &libyuv::UYVYToARGB);
 }
 
 bool convertJpeg(const AVFrame& frame, PixelBuffer& to)

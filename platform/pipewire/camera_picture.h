@@ -36,7 +36,7 @@ private:
 
     BufferSurfacePool pool_;
     MotionJpegDecoder decoder_;
-    std::vector<std::uint8_t> unpacked_; ///< brightness and color differences apart, which the conversion reads
+    std::vector<std::uint8_t> unpacked_; ///< brightness and color differences apart, where the conversion needs it
 };
 
 } // namespace nimbrale::pipewire

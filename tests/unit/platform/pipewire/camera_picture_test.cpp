@@ -65,6 +65,53 @@ TEST(CameraPictureTest, ColorCodingsDiffer)
     EXPECT_NEAR(colorOf(red, ColorCoding::bt709Full), 128 + 79, 2);
 }
 
+/// Pictures of noise, so that every way of converting them has to do the same with every color.
+TEST(CameraPictureTest, PackedPicturesHaveTheColorsOfPlanesInEveryCoding)
+{
+    // Rows of an odd number of pairs, and more pixels than are converted at a time.
+    constexpr int width = 74;
+    constexpr int height = 2;
+    constexpr std::size_t pairs = width / 2;
+    std::mt19937 random(3); // NOLINT(bugprone-random-generator-seed): the same noise each time.
+    Bytes brightness;
+    Bytes blue;
+    Bytes red;
+    Bytes yuy2;
+    Bytes uyvy;
+    for (std::size_t pair = 0; pair < pairs; ++pair) {
+        const auto byte = [&random] { return static_cast<std::uint8_t>(random()); };
+        const std::array<std::uint8_t, 4> bytes{byte(), byte(), byte(), byte()};
+        brightness.insert(brightness.end(), {bytes[0], bytes[2]});
+        blue.push_back(bytes[1]);
+        red.push_back(bytes[3]);
+        yuy2.insert(yuy2.end(), bytes.begin(), bytes.end());
+        uyvy.insert(uyvy.end(), {bytes[1], bytes[0], bytes[3], bytes[2]});
+    }
+    // In planes two rows have their color differences in common, so both rows are alike.
+    for (Bytes* const rows : {&brightness, &yuy2, &uyvy}) {
+        const Bytes row = *rows;
+        rows->insert(rows->end(), row.begin(), row.end());
+    }
+    PictureMaker maker;
+    for (const ColorCoding colors :
+         {ColorCoding::bt601Limited, ColorCoding::bt601Full, ColorCoding::bt709Limited, ColorCoding::bt709Full}) {
+        const auto expected = maker.make({PictureEncoding::i420, width, height, colors},
+                                         std::array{CameraPlane{brightness}, CameraPlane{blue}, CameraPlane{red}});
+        ASSERT_TRUE(expected);
+        for (const auto& [encoding, bytes] :
+             {std::pair(PictureEncoding::yuy2, &yuy2), std::pair(PictureEncoding::uyvy, &uyvy)}) {
+            const auto picture = maker.make({encoding, width, height, colors}, std::array{CameraPlane{*bytes}});
+            ASSERT_TRUE(picture);
+            for (int y = 0; y < height; ++y) {
+                for (int x = 0; x < width; ++x)
+                    ASSERT_EQ(pixelAt(*picture, x, y), pixelAt(*expected, x, y))
+                        << "coding " << static_cast<int>(colors) << ", encoding " << static_cast<int>(encoding)
+                        << ", at " << x << ", " << y;
+            }
+        }
+    }
+}
+
 TEST(CameraPictureTest, PlanesMayLieApart)
 {
     PictureMaker maker;
