@@ -1,5 +1,6 @@
 #include "platform/create.h"
 
+#include "platform/combined_audio.h"
 #include "platform/desktop/desktop_session.h"
 #include "platform/desktop/device_access.h"
 #include "platform/desktop/login_session.h"
@@ -11,6 +12,7 @@
 #include "platform/opencv/opencv_person_segmentation.h"
 #include "platform/pipewire/pipewire_audio.h"
 #include "platform/pipewire/pipewire_cameras.h"
+#include "platform/pulseaudio/pulseaudio_audio.h"
 #include "platform/x11/displays/display_scale.h"
 #include "platform/x11/x11_window_system.h"
 
@@ -27,6 +29,13 @@ namespace {
 pipewire::AccessQuestion questionFor(DeviceAccess& access)
 {
     return [&access](std::function<void(bool isGranted)> onAnswer) { access.request(std::move(onAnswer)); };
+}
+
+/// `known` must outlive it.
+SoundService soundOf(pipewire::KnownDevices& known)
+{
+    return {[&known] { return known.hasSound(); },
+            [&known](std::function<void()> observer) { return known.observeSound(std::move(observer)); }};
 }
 
 /// The toolkit's parts and, over them, the window system's; they go in the other order.
@@ -81,9 +90,12 @@ private:
     pipewire::KnownDevices knownDevices_{mainQueue_};
     std::unique_ptr<Cameras> cameras_ =
         pipewire::createPipewireCameras(mainQueue_, knownDevices_, questionFor(cameraAccess_));
+    // On many desktops PipeWire has the cameras only, and PulseAudio the sound.
     std::unique_ptr<Microphones> microphones_ =
-        pipewire::createPipewireMicrophones(knownDevices_, questionFor(microphoneAccess_));
-    std::unique_ptr<SystemAudio> systemAudio_ = pipewire::createPipewireSystemAudio();
+        combineMicrophones(pipewire::createPipewireMicrophones(knownDevices_, questionFor(microphoneAccess_)),
+                           soundOf(knownDevices_), pulseaudio::createPulseaudioMicrophones(mainQueue_));
+    std::unique_ptr<SystemAudio> systemAudio_ =
+        combineSystemAudio(pipewire::createPipewireSystemAudio(), pulseaudio::createPulseaudioSystemAudio());
     std::unique_ptr<Movies> movies_ = ffmpeg::createFfmpegMovies(mainQueue_);
     std::unique_ptr<WindowSystem> windowSystem_;
     Subscription lockers_;

@@ -46,6 +46,9 @@ awk -f <(cat <<'AWK'
     /^#include <(pipewire|spa)\// && FILENAME !~ /^platform\/pipewire\// {
         printf "%s:%d: only platform/pipewire may include %s\n", FILENAME, FNR, $2; wrong = 1
     }
+    /^#include <pulse\// && FILENAME !~ /^platform\/pulseaudio\// {
+        printf "%s:%d: only platform/pulseaudio may include %s\n", FILENAME, FNR, $2; wrong = 1
+    }
     END {
         if (rooms < 10 || files < 50) { print "check-rooms: the table or the sources were not found"; exit 2 }
         exit wrong

@@ -15,7 +15,7 @@ packages_of() {
     done <packages.txt | sort -u
 }
 
-# Installs what is missing of the groups named. Asks for rights only when something is.
+# Installs what is missing of the groups named, and removes nothing. Asks for rights only when something is.
 install_packages() {
     local missing=() package
     if ! command -v dpkg-query >/dev/null; then
@@ -40,9 +40,9 @@ install_packages() {
     fi
     local log
     log="$(mktemp)"
-    if "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -y --no-install-recommends "${missing[@]}" >"$log" 2>&1 ||
+    if "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -y --no-install-recommends --no-remove "${missing[@]}" >"$log" 2>&1 ||
         { "${as_root[@]}" apt-get update >>"$log" 2>&1 &&
-            "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -y --no-install-recommends "${missing[@]}" >>"$log" 2>&1; }; then
+            "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -y --no-install-recommends --no-remove "${missing[@]}" >>"$log" 2>&1; }; then
         rm -f "$log"
         return 0
     fi

@@ -63,6 +63,8 @@ extern template class DeviceList<MicrophoneDevice>;
 struct NodeSnapshot {
     DeviceSnapshot<CameraDevice> cameras;
     DeviceSnapshot<MicrophoneDevice> microphones;
+    /// Whether it has a microphone or a loudspeaker. Where another service has the sound devices, it has neither.
+    bool hasSound = false;
     /// Whether the daemon has told of all that it has, or there is none.
     bool isKnown = false;
 

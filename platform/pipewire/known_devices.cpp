@@ -17,6 +17,13 @@ const NodeSnapshot& KnownDevices::ask()
     return known_->snapshot;
 }
 
+std::optional<bool> KnownDevices::hasSound() const
+{
+    if (!known_->snapshot.isKnown)
+        return std::nullopt;
+    return known_->snapshot.hasSound;
+}
+
 void KnownDevices::whenKnown(std::function<void()> work)
 {
     const bool isKnown = ask().isKnown;
@@ -38,6 +45,8 @@ void KnownDevices::Known::learn(const NodeSnapshot& news)
         cameraObservers.notify();
     if (before.microphones != snapshot.microphones)
         microphoneObservers.notify();
+    if (before.isKnown != snapshot.isKnown || before.hasSound != snapshot.hasSound)
+        soundObservers.notify();
     stopWaiting();
 }
 

@@ -8,6 +8,7 @@
 #include <chrono>
 #include <functional>
 #include <memory>
+#include <optional>
 
 namespace nimbrale::pipewire {
 
@@ -26,6 +27,13 @@ public:
     /// Asks, and runs `work` on the main queue as soon as the devices are known or the daemon cannot be reached, unless
     /// this object goes before.
     void whenKnown(std::function<void()> work);
+    /// Whether the daemon has devices for sound; absent while that is not known. The daemon is not asked.
+    [[nodiscard]] std::optional<bool> hasSound() const;
+    /// What `hasSound` says may have changed.
+    [[nodiscard]] Subscription observeSound(std::function<void()> observer)
+    {
+        return known_->soundObservers.add(std::move(observer));
+    }
     [[nodiscard]] Subscription observeCameras(std::function<void()> observer)
     {
         return known_->cameraObservers.add(std::move(observer));
@@ -40,6 +48,7 @@ private:
         NodeSnapshot snapshot;
         Observers cameraObservers;
         Observers microphoneObservers;
+        Observers soundObservers;
         std::vector<std::function<void()>> waiting; ///< for the devices
         std::unique_ptr<Timer> patience;
 

@@ -24,12 +24,15 @@ void NodeRegistry::watch(DaemonConnection& connection)
                                           [this](std::uint32_t number, const NodeProperties& properties) {
                                               cameras_.add(number, properties);
                                               microphones_.add(number, properties);
+                                              if (isMicrophone(properties) || isLoudspeaker(properties))
+                                                  soundNodes_.insert(number);
                                               report();
                                           },
                                       .onRemoved =
                                           [this](std::uint32_t number) {
                                               cameras_.remove(number);
                                               microphones_.remove(number);
+                                              soundNodes_.erase(number);
                                               report();
                                           },
                                       .onDefault = [this](const char* key, const char* text) { setDefault(key, text); },
@@ -59,6 +62,7 @@ void NodeRegistry::forget()
 {
     cameras_.clear();
     microphones_.clear();
+    soundNodes_.clear();
     isSettled_ = true;
     report();
 }
@@ -67,7 +71,7 @@ void NodeRegistry::report()
 {
     if (!isSettled_)
         return;
-    NodeSnapshot snapshot{cameras_.snapshot(), microphones_.snapshot(), true};
+    NodeSnapshot snapshot{cameras_.snapshot(), microphones_.snapshot(), !soundNodes_.empty(), true};
     if (snapshot == reported_)
         return;
     reported_ = snapshot;

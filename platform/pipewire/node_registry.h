@@ -6,6 +6,7 @@
 
 #include <functional>
 #include <memory>
+#include <set>
 
 namespace nimbrale::pipewire {
 
@@ -33,6 +34,7 @@ private:
     Handler onChange_;
     DeviceList<CameraDevice> cameras_;
     DeviceList<MicrophoneDevice> microphones_;
+    std::set<std::uint32_t> soundNodes_; ///< microphones and loudspeakers
     NodeSnapshot reported_;
     int settlingCall_ = 0;
     bool isSettled_ = false; ///< the daemon has told of all that it has

@@ -6,6 +6,8 @@
 
 #include <QTemporaryDir>
 
+#include <fstream>
+
 namespace nimbrale::test {
 namespace {
 

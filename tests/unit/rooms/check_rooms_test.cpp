@@ -94,6 +94,8 @@ INSTANTIATE_TEST_SUITE_P(
                           "only platform/opencv may include <opencv2/dnn.hpp>"},
                     Wrong{"CameraLibrary", "webcam/added.h", "<pipewire/pipewire.h>",
                           "only platform/pipewire may include <pipewire/pipewire.h>"},
+                    Wrong{"SoundLibrary", "recording/added.h", "<pulse/pulseaudio.h>",
+                          "only platform/pulseaudio may include <pulse/pulseaudio.h>"},
                     Wrong{"CameraFormats", "platform/desktop/added.h", "<spa/pod/pod.h>",
                           "only platform/pipewire may include <spa/pod/pod.h>"}),
     [](const auto& description) { return description.param.what; });

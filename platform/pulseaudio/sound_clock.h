@@ -1,0 +1,56 @@
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <deque>
+#include <optional>
+
+namespace nimbrale::pulseaudio {
+
+/// Gives pieces of sound at 48000 Hz their times. The times that the server measures waver from piece to piece by far
+/// more than a device's clock drifts: a piece begins where the one before ended, until the measured times of half a
+/// second agree, by their median, that this is wrong. Not thread-safe.
+class SoundClock {
+public:
+    /// How far the counted time may be off.
+    static constexpr std::chrono::milliseconds tolerance{10};
+    /// What is this far off is no wavering: sound was lost, and the measured time counts at once.
+    static constexpr std::chrono::milliseconds largestWavering{500};
+    /// How much sound the measured times are compared over.
+    static constexpr std::chrono::milliseconds comparedSpan{500};
+
+    struct Place {
+        /// Of the first sample that is left; never before the end of the piece before.
+        std::chrono::nanoseconds time{};
+        /// Samples at the beginning that overlap the piece before and are to be left out.
+        std::size_t skipped = 0;
+    };
+
+    /// `measured` is when the first sample was heard. Empty where all of the piece overlaps the one before.
+    [[nodiscard]] std::optional<Place> place(std::chrono::nanoseconds measured, std::size_t samples);
+    /// So many samples were lost before the next piece.
+    void leaveOut(std::size_t samples) { counted_ += static_cast<std::int64_t>(samples); }
+    /// The next piece is the first of another stream.
+    void restart() { isRestarted_ = true; }
+
+private:
+    struct Comparison {
+        std::chrono::nanoseconds error{}; ///< measured less counted
+        std::int64_t samples = 0;
+    };
+
+    [[nodiscard]] std::chrono::nanoseconds end() const;
+    [[nodiscard]] std::chrono::nanoseconds correction(std::chrono::nanoseconds error, std::int64_t samples);
+    void moveTo(std::chrono::nanoseconds time);
+
+    /// Where counting began; absent before the first piece.
+    std::optional<std::chrono::nanoseconds> origin_;
+    std::int64_t counted_ = 0; ///< samples since then
+    std::int64_t overlap_ = 0; ///< samples to come that belong before the end of what was placed
+    bool isRestarted_ = false;
+    std::deque<Comparison> comparisons_;
+    std::int64_t compared_ = 0; ///< samples in them
+};
+
+} // namespace nimbrale::pulseaudio

@@ -1,0 +1,154 @@
+#pragma once
+
+#include "platform/pulseaudio/pulseaudio_audio.h"
+#include "tests/desktop/sound_listener.h"
+#include "tests/fakes/fake_main_queue.h"
+#include "tests/support/private_pulseaudio.h"
+#include "tests/support/requirements.h"
+
+#include <algorithm>
+#include <cmath>
+#include <fstream>
+#include <gtest/gtest.h>
+#include <memory>
+#include <numbers>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace nimbrale::test {
+
+/// At the level that the listener expects.
+inline PipedMicrophone::Sound tone(double frequency)
+{
+    return [frequency](std::chrono::nanoseconds time) {
+        const double phase = std::fmod(std::chrono::duration<double>(time).count() * frequency, 1.0);
+        return static_cast<float>(toneLevel * std::sin(2 * std::numbers::pi * phase));
+    };
+}
+
+/// A short tone at each whole second of the steady clock, and silence between.
+inline PipedMicrophone::Sound beeps()
+{
+    return [sound = tone(1000)](std::chrono::nanoseconds time) {
+        return time % std::chrono::seconds{1} < std::chrono::milliseconds{100} ? sound(time) : 0.0F;
+    };
+}
+
+/// One private PulseAudio for the whole suite, on which each test plugs in its own devices.
+class PulseaudioTest : public testing::Test {
+protected:
+    static void SetUpTestSuite()
+    {
+        missing = PrivatePulseaudio::missing();
+        if (!missing.empty())
+            return;
+        pulseaudio = PrivatePulseaudio::start(reason);
+        if (!pulseaudio)
+            return;
+        qunsetenv("DISPLAY");
+        for (const auto& [name, value] : pulseaudio->environment()) {
+            if (name != "PATH")
+                qputenv(name.c_str(), value.c_str());
+        }
+    }
+    static void TearDownTestSuite() { pulseaudio.reset(); }
+    void SetUp() override
+    {
+        if (!missing.empty())
+            GTEST_SKIP() << missing;
+        ASSERT_TRUE(pulseaudio) << reason;
+        microphones = pulseaudio::createPulseaudioMicrophones(queue);
+        systemAudio = pulseaudio::createPulseaudioSystemAudio();
+    }
+
+    /// Does what is posted to the main thread until the condition holds.
+    template <typename Condition>
+    [[nodiscard]] bool eventually(Condition condition, Milliseconds patience = Milliseconds{10'000})
+    {
+        return waitUntil(
+            [&] {
+                queue.runPosted();
+                return condition();
+            },
+            patience);
+    }
+    /// Without the end of the line.
+    [[nodiscard]] std::string control(const std::vector<std::string>& arguments)
+    {
+        std::string why;
+        std::string printed = pulseaudio->control(arguments, why);
+        if (printed.empty())
+            failTest(why);
+        printed.erase(printed.find_last_not_of('\n') + 1);
+        return printed;
+    }
+    [[nodiscard]] std::unique_ptr<PipedMicrophone> plugInMicrophone(const std::string& id, PipedMicrophone::Sound sound,
+                                                                    int channels = 1)
+    {
+        std::string why;
+        auto microphone = PipedMicrophone::start(*pulseaudio, id, channels, std::move(sound), why);
+        if (!microphone)
+            failTest(why);
+        return microphone;
+    }
+    /// Returns what it is unplugged by.
+    [[nodiscard]] std::string plugInSink(const std::string& id)
+    {
+        return control({"load-module", "module-null-sink", "sink_name=" + id});
+    }
+    void unplugSink(const std::string& module) { static_cast<void>(control({"unload-module", module})); }
+    /// A program that plays a tone for a minute, or until it goes.
+    [[nodiscard]] std::unique_ptr<Process> play(const std::string& sink, double frequency)
+    {
+        const std::filesystem::path file = pulseaudio->folder() / (sink + ".sound");
+        constexpr int samples = 60 * 48000;
+        const auto sound = tone(frequency);
+        std::ofstream stream(file, std::ios::binary);
+        for (int index = 0; index < samples; ++index) {
+            const float sample = sound(std::chrono::nanoseconds{std::int64_t{index} * std::nano::den / 48000});
+            stream.write(reinterpret_cast<const char*>(&sample), sizeof sample);
+        }
+        stream.close();
+        Process::Options options;
+        options.environment = pulseaudio->environment();
+        options.outputFile = pulseaudio->folder() / "player.log";
+        std::string why;
+        auto player = Process::start("pacat",
+                                     {"--playback", "--device=" + sink, "--raw", "--format=float32le", "--rate=48000",
+                                      "--channels=1", file.string()},
+                                     options, why);
+        if (!player)
+            failTest(why);
+        return player;
+    }
+    [[nodiscard]] bool isListed(const std::string& id)
+    {
+        const auto devices = microphones->devices();
+        return std::ranges::any_of(devices, [&id](const MicrophoneDevice& device) { return device.id == id; });
+    }
+    [[nodiscard]] std::unique_ptr<OpenAudioSource> openMicrophone(const std::string& id, Listener& listener)
+    {
+        auto opened = microphones->open(id, listener.handler());
+        if (opened)
+            return std::move(*opened);
+        failTest(opened.error().message);
+    }
+    [[nodiscard]] std::unique_ptr<OpenAudioSource> openSystemAudio(Listener& listener)
+    {
+        auto opened = systemAudio->open(listener.handler());
+        if (opened)
+            return std::move(*opened);
+        failTest(opened.error().message);
+    }
+
+    static inline std::string missing;
+    static inline std::string reason;
+    static inline std::unique_ptr<PrivatePulseaudio> pulseaudio;
+
+    FakeMainQueue queue;
+    std::unique_ptr<Microphones> microphones;
+    std::unique_ptr<SystemAudio> systemAudio;
+};
+
+} // namespace nimbrale::test

@@ -1,0 +1,99 @@
+#pragma once
+
+#include "platform/audio_sources.h"
+#include "tests/support/tone.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <utility>
+#include <vector>
+
+namespace nimbrale::test {
+
+/// What the programs of the tests play at.
+constexpr double toneLevel = 0.4;
+
+/// Somebody who listens, and remembers all that was heard.
+class Listener {
+public:
+    struct Piece {
+        std::chrono::nanoseconds time{};
+        std::shared_ptr<const AudioBuffer> audio;
+
+        [[nodiscard]] std::chrono::nanoseconds end() const
+        {
+            return time +
+                   std::chrono::nanoseconds{static_cast<std::int64_t>(audio->frameCount()) * 1'000'000'000 / 48'000};
+        }
+    };
+
+    [[nodiscard]] AudioHandler handler()
+    {
+        return [this](std::shared_ptr<const AudioBuffer> audio, std::chrono::nanoseconds time) {
+            const std::lock_guard lock(mutex_);
+            pieces_.push_back({time, std::move(audio)});
+        };
+    }
+    [[nodiscard]] std::vector<Piece> pieces() const
+    {
+        const std::lock_guard lock(mutex_);
+        return pieces_;
+    }
+    /// Forgets what was heard so far.
+    void clear()
+    {
+        const std::lock_guard lock(mutex_);
+        pieces_.clear();
+    }
+    /// The left channel of what was heard last.
+    [[nodiscard]] std::vector<float> newest(std::size_t count) const
+    {
+        std::vector<float> samples;
+        for (const Piece& piece : pieces()) {
+            for (std::size_t frame = 0; frame < piece.audio->frameCount(); ++frame)
+                samples.push_back(piece.audio->sample(frame, 0));
+        }
+        if (samples.size() > count)
+            samples.erase(samples.begin(), samples.end() - static_cast<std::ptrdiff_t>(count));
+        return samples;
+    }
+    /// How loud that frequency was in the last tenth of a second, as the level of a sine; 0 before so much was heard.
+    [[nodiscard]] double levelOf(double frequency) const
+    {
+        constexpr std::size_t count = 4800;
+        const std::vector<float> samples = newest(count);
+        if (samples.size() < count)
+            return 0;
+        return levelOfTone(samples, frequency);
+    }
+    [[nodiscard]] bool hears(double frequency) const { return std::abs(levelOf(frequency) - toneLevel) < 0.04; }
+    /// When each sound after at least half a second of silence began.
+    [[nodiscard]] std::vector<std::chrono::nanoseconds> onsets() const
+    {
+        std::vector<std::chrono::nanoseconds> found;
+        std::chrono::nanoseconds quietSince = std::chrono::nanoseconds::max();
+        for (const Piece& piece : pieces()) {
+            for (std::size_t frame = 0; frame < piece.audio->frameCount(); ++frame) {
+                const auto time =
+                    piece.time + std::chrono::nanoseconds{static_cast<std::int64_t>(frame) * 1'000'000'000 / 48'000};
+                quietSince = std::min(quietSince, time);
+                if (std::abs(piece.audio->sample(frame, 0)) < 0.02F)
+                    continue;
+                if (time - quietSince > std::chrono::milliseconds{500})
+                    found.push_back(time);
+                quietSince = time;
+            }
+        }
+        return found;
+    }
+
+private:
+    mutable std::mutex mutex_;
+    std::vector<Piece> pieces_;
+};
+
+} // namespace nimbrale::test
