@@ -17,7 +17,6 @@ using namespace std::chrono_literals;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
-using testing::SizeIs;
 
 /// How many threads of this process have that name.
 int threadsNamed(const std::string& name)

@@ -92,14 +92,16 @@ MovieFile::MovieFile(std::filesystem::path path) : path_(std::move(path))
         QJsonDocument::fromJson(
             run("ffprobe", {"-v", "error", "-of", "json", "-show_streams", "-show_packets", file}).data)
             .object();
-    for (const QJsonValue& value : facts["streams"].toArray()) {
+    const QJsonArray streams = facts["streams"].toArray();
+    for (const auto& value : streams) {
         const QJsonObject track = value.toObject();
         if (text(track, "codec_type") == "video")
             video_ = videoTrack(track);
         else if (text(track, "codec_type") == "audio")
             audio_ = audioTrack(track);
     }
-    for (const QJsonValue& value : facts["packets"].toArray()) {
+    const QJsonArray packets = facts["packets"].toArray();
+    for (const auto& value : packets) {
         const QJsonObject packet = value.toObject();
         if (video_ && text(packet, "codec_type") == "video")
             video_->pictures.push_back({seconds(packet, "pts_time"), text(packet, "flags").startsWith('K')});
