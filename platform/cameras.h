@@ -44,8 +44,8 @@ public:
 
     virtual ~Cameras() = default;
 
-    /// Those that are there now, in the system's order. The system is not asked before the first call for devices, other
-    /// than to observe them; what is there becomes known a moment later, which is told like a change.
+    /// Those that are there now, in the system's order. The system is not asked before the first call for devices,
+    /// other than to observe them; what is there becomes known a moment later, which is told like a change.
     [[nodiscard]] virtual std::vector<CameraDevice> devices() const = 0;
     /// The one that the user prefers in all programs, or that the system chose for them, if there is any such.
     [[nodiscard]] virtual std::optional<std::string> preferredDevice() const = 0;
