@@ -109,8 +109,12 @@ AudioSource::~AudioSource()
     isClosing_ = true;
     if (connection_.loop()) {
         const LoopLock lock(connection_.loop());
+        DaemonConnection* const connection = connection_.connection();
+        // What the daemon has sent to the stream may carry descriptors, which the library loses once the stream is
+        // gone.
+        const bool isAnswering = connection && connection->settle(longestClosing);
         stopStream();
-        if (DaemonConnection* const connection = connection_.connection())
+        if (isAnswering)
             static_cast<void>(connection->settle(longestClosing));
     }
     connection_.stop();
