@@ -12,18 +12,17 @@ namespace nimbrale::pipewire {
 
 namespace {
 
-constexpr int sampleRate = 48000;
+constexpr auto sampleRate = static_cast<int>(soundSamplesPerSecond);
 /// How long the daemon may take to answer when a source is opened.
 constexpr std::chrono::milliseconds longestOpening{1000};
 /// How long closing may wait for it.
 constexpr std::chrono::milliseconds longestClosing{500};
 constexpr std::chrono::milliseconds retryDelay{1000};
 
+/// CLOCK_MONOTONIC.
 std::chrono::nanoseconds now()
 {
-    timespec time{};
-    clock_gettime(CLOCK_MONOTONIC, &time);
-    return std::chrono::nanoseconds{SPA_TIMESPEC_TO_NSEC(&time)};
+    return std::chrono::steady_clock::now().time_since_epoch();
 }
 
 /// When the first sample of the piece that the stream just got was heard; the earliest of times where the daemon does
@@ -274,15 +273,7 @@ void AudioSource::handOver()
         if (!place || isClosing_)
             continue;
         hasLoggedProblem_ = false;
-        auto audio = std::make_shared<AudioBuffer>();
-        audio->channels = piece->channels;
-        piece->samples.erase(piece->samples.begin(),
-                             piece->samples.begin() + static_cast<std::ptrdiff_t>(place->skipped * channels));
-        // What is louder than loudest comes from software that amplifies.
-        std::ranges::transform(piece->samples, piece->samples.begin(),
-                               [](float sample) { return std::clamp(sample, -1.0F, 1.0F); });
-        audio->samples = std::move(piece->samples);
-        onAudio_(std::move(audio), place->time);
+        onAudio_(playableSound(piece->samples, piece->channels, place->skipped), place->time);
     }
 }
 

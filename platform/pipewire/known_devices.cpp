@@ -26,16 +26,7 @@ std::optional<bool> KnownDevices::hasSound() const
 
 void KnownDevices::whenKnown(std::function<void()> work)
 {
-    const bool isKnown = ask().isKnown;
-    known_->waiting.push_back(std::move(work));
-    if (isKnown) {
-        queue_.post([weak = std::weak_ptr(known_)] {
-            if (const std::shared_ptr<Known> known = weak.lock())
-                known->stopWaiting();
-        });
-    } else if (!known_->patience) {
-        known_->patience = queue_.schedule(longestAnswer, [known = known_.get()] { known->stopWaiting(); });
-    }
+    known_->waiting->add(queue_, ask().isKnown, longestAnswer, std::move(work));
 }
 
 void KnownDevices::Known::learn(const NodeSnapshot& news)
@@ -47,14 +38,7 @@ void KnownDevices::Known::learn(const NodeSnapshot& news)
         microphoneObservers.notify();
     if (before.isKnown != snapshot.isKnown || before.hasSound != snapshot.hasSound)
         soundObservers.notify();
-    stopWaiting();
-}
-
-void KnownDevices::Known::stopWaiting()
-{
-    const auto timer = std::move(patience); // This may run within its call.
-    for (const auto& work : std::exchange(waiting, {}))
-        work();
+    waiting->run();
 }
 
 } // namespace nimbrale::pipewire

@@ -4,6 +4,7 @@
 #include "platform/observers.h"
 #include "platform/pipewire/device_list.h"
 #include "platform/pipewire/node_registry.h"
+#include "platform/waiting_work.h"
 
 #include <chrono>
 #include <functional>
@@ -49,11 +50,9 @@ private:
         Observers cameraObservers;
         Observers microphoneObservers;
         Observers soundObservers;
-        std::vector<std::function<void()>> waiting; ///< for the devices
-        std::unique_ptr<Timer> patience;
+        std::shared_ptr<WaitingWork> waiting = std::make_shared<WaitingWork>(); ///< for the devices
 
         void learn(const NodeSnapshot& news);
-        void stopWaiting();
     };
 
     MainQueue& queue_;

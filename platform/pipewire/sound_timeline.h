@@ -1,5 +1,7 @@
 #pragma once
 
+#include "platform/sound_pieces.h"
+
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
@@ -21,15 +23,9 @@ class SoundTimeline {
 public:
     /// How far the counted time may be off.
     static constexpr std::chrono::milliseconds tolerance{2};
-    struct Place {
-        /// Of the first sample that is left; never before the end of the piece before.
-        std::chrono::nanoseconds time{};
-        /// Samples at the beginning that overlap the piece before and are to be left out.
-        std::size_t skipped = 0;
-    };
 
     /// `measured` is when the first sample was heard. Empty where all of the piece overlaps the one before.
-    [[nodiscard]] std::optional<Place> place(std::chrono::nanoseconds measured, std::size_t samples);
+    [[nodiscard]] std::optional<SoundPlace> place(std::chrono::nanoseconds measured, std::size_t samples);
 
 private:
     [[nodiscard]] std::chrono::nanoseconds end() const;

@@ -3,15 +3,14 @@
 #include "platform/log.h"
 #include "platform/pulseaudio/source_list.h"
 
-#include <algorithm>
-#include <ctime>
+#include <span>
 #include <utility>
 
 namespace nimbrale::pulseaudio {
 
 namespace {
 
-constexpr int sampleRate = 48000;
+constexpr auto sampleRate = static_cast<int>(soundSamplesPerSecond);
 /// How long the server may take to answer when a source is opened.
 constexpr std::chrono::milliseconds longestOpening{1000};
 constexpr std::chrono::microseconds retryDelay{1'000'000};
@@ -20,11 +19,10 @@ constexpr int samplesAtATime = sampleRate / 100;
 constexpr auto watched = static_cast<pa_subscription_mask_t>(PA_SUBSCRIPTION_MASK_SOURCE | PA_SUBSCRIPTION_MASK_SINK |
                                                              PA_SUBSCRIPTION_MASK_SERVER);
 
+/// CLOCK_MONOTONIC.
 std::chrono::nanoseconds now()
 {
-    timespec time{};
-    clock_gettime(CLOCK_MONOTONIC, &time);
-    return std::chrono::seconds{time.tv_sec} + std::chrono::nanoseconds{time.tv_nsec};
+    return std::chrono::steady_clock::now().time_since_epoch();
 }
 
 /// When the next sample of the stream was heard; absent before the server has told of its delay.
@@ -231,14 +229,8 @@ void AudioSource::handOver(std::chrono::nanoseconds measured, const float* sampl
     if (!place)
         return;
     hasLoggedProblem_ = false;
-    const auto channels = static_cast<std::size_t>(channels_);
-    auto audio = std::make_shared<AudioBuffer>();
-    audio->channels = channels_;
-    audio->samples.assign(samples + place->skipped * channels, samples + count * channels);
-    // What is louder than loudest comes from software that amplifies.
-    for (float& sample : audio->samples)
-        sample = std::clamp(sample, -1.0F, 1.0F);
-    onAudio_(std::move(audio), place->time);
+    const std::span<const float> piece(samples, count * static_cast<std::size_t>(channels_));
+    onAudio_(playableSound(piece, channels_, place->skipped), place->time);
 }
 
 const char* AudioSource::name() const

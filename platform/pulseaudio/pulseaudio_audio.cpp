@@ -2,6 +2,7 @@
 
 #include "platform/pulseaudio/audio_source.h"
 #include "platform/pulseaudio/source_list.h"
+#include "platform/waiting_work.h"
 
 #include <utility>
 
@@ -19,7 +20,11 @@ public:
     {
         return known_->observers.add(std::move(observer));
     }
-    void requestAccess(std::function<void(bool isGranted)> onAnswer) override;
+    void requestAccess(std::function<void(bool isGranted)> onAnswer) override
+    {
+        const bool isKnown = ask().isKnown;
+        known_->waiting->add(queue_, isKnown, longestAnswer, [onAnswer = std::move(onAnswer)] { onAnswer(true); });
+    }
     [[nodiscard]] Result<std::unique_ptr<OpenAudioSource>> open(const std::string& id, AudioHandler onAudio) override
     {
         return AudioSource::open(id, std::move(onAudio));
@@ -30,11 +35,9 @@ private:
     struct Known {
         SourceSnapshot snapshot;
         Observers observers;
-        std::vector<std::function<void(bool isGranted)>> waiting; ///< for the devices
-        std::unique_ptr<Timer> patience;
+        std::shared_ptr<WaitingWork> waiting = std::make_shared<WaitingWork>(); ///< for the devices
 
         void learn(const SourceSnapshot& news);
-        void answer();
     };
 
     const SourceSnapshot& ask();
@@ -43,20 +46,6 @@ private:
     std::shared_ptr<Known> known_ = std::make_shared<Known>();
     std::unique_ptr<SourceList> sources_;
 };
-
-void PulseaudioMicrophones::requestAccess(std::function<void(bool isGranted)> onAnswer)
-{
-    const bool isKnown = ask().isKnown;
-    known_->waiting.push_back(std::move(onAnswer));
-    if (isKnown) {
-        queue_.post([weak = std::weak_ptr(known_)] {
-            if (const std::shared_ptr<Known> known = weak.lock())
-                known->answer();
-        });
-    } else if (!known_->patience) {
-        known_->patience = queue_.schedule(longestAnswer, [known = known_.get()] { known->answer(); });
-    }
-}
 
 const SourceSnapshot& PulseaudioMicrophones::ask()
 {
@@ -76,14 +65,7 @@ void PulseaudioMicrophones::Known::learn(const SourceSnapshot& news)
     const SourceSnapshot before = std::exchange(snapshot, news);
     if (before.microphones != snapshot.microphones || before.preferred != snapshot.preferred)
         observers.notify();
-    answer();
-}
-
-void PulseaudioMicrophones::Known::answer()
-{
-    const auto timer = std::move(patience); // This may run within its call.
-    for (const auto& onAnswer : std::exchange(waiting, {}))
-        onAnswer(true);
+    waiting->run();
 }
 
 class PulseaudioSystemAudio final : public SystemAudio {

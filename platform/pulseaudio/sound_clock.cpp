@@ -8,21 +8,11 @@ namespace nimbrale::pulseaudio {
 
 namespace {
 
-constexpr std::int64_t samplesPerSecond = 48000;
-constexpr std::int64_t nanosecondsPerSecond = std::nano::den;
-constexpr std::int64_t comparedSamples = samplesPerSecond * SoundClock::comparedSpan.count() / std::milli::den;
-
-/// Rounded up to a whole nanosecond, so that whoever cuts off gets the sample's own number back.
-std::chrono::nanoseconds durationOf(std::int64_t samples)
-{
-    const std::int64_t rest = samples % samplesPerSecond * nanosecondsPerSecond;
-    return std::chrono::nanoseconds{samples / samplesPerSecond * nanosecondsPerSecond +
-                                    (rest + samplesPerSecond - 1) / samplesPerSecond};
-}
+constexpr std::int64_t comparedSamples = soundSamplesPerSecond * SoundClock::comparedSpan.count() / std::milli::den;
 
 } // namespace
 
-std::optional<SoundClock::Place> SoundClock::place(std::chrono::nanoseconds measured, std::size_t samples)
+std::optional<SoundPlace> SoundClock::place(std::chrono::nanoseconds measured, std::size_t samples)
 {
     const auto count = static_cast<std::int64_t>(samples);
     if (!origin_) {
@@ -30,7 +20,7 @@ std::optional<SoundClock::Place> SoundClock::place(std::chrono::nanoseconds meas
         counted_ = 0;
         isRestarted_ = false;
     }
-    const std::chrono::nanoseconds position = end() - durationOf(overlap_);
+    const std::chrono::nanoseconds position = end() - soundDuration(overlap_);
     const std::chrono::nanoseconds change = correction(measured - position, count);
     if (change != std::chrono::nanoseconds::zero())
         moveTo(position + change);
@@ -38,14 +28,14 @@ std::optional<SoundClock::Place> SoundClock::place(std::chrono::nanoseconds meas
     overlap_ -= skipped;
     if (skipped == count)
         return std::nullopt;
-    const Place place{end(), static_cast<std::size_t>(skipped)};
+    const SoundPlace place{end(), static_cast<std::size_t>(skipped)};
     counted_ += count - skipped;
     return place;
 }
 
 std::chrono::nanoseconds SoundClock::end() const
 {
-    return origin_.value_or(std::chrono::nanoseconds{}) + durationOf(counted_);
+    return origin_.value_or(std::chrono::nanoseconds{}) + soundDuration(counted_);
 }
 
 /// By how much the next piece is to be moved.
@@ -82,7 +72,7 @@ void SoundClock::moveTo(std::chrono::nanoseconds time)
     const std::chrono::nanoseconds gap = time - end();
     overlap_ = 0;
     if (gap < std::chrono::nanoseconds::zero()) {
-        overlap_ = -gap.count() * samplesPerSecond / nanosecondsPerSecond;
+        overlap_ = -gap.count() * soundSamplesPerSecond / std::nano::den;
         return;
     }
     origin_ = time;

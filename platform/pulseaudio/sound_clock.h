@@ -1,5 +1,7 @@
 #pragma once
 
+#include "platform/sound_pieces.h"
+
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
@@ -20,15 +22,8 @@ public:
     /// How much sound the measured times are compared over.
     static constexpr std::chrono::milliseconds comparedSpan{500};
 
-    struct Place {
-        /// Of the first sample that is left; never before the end of the piece before.
-        std::chrono::nanoseconds time{};
-        /// Samples at the beginning that overlap the piece before and are to be left out.
-        std::size_t skipped = 0;
-    };
-
     /// `measured` is when the first sample was heard. Empty where all of the piece overlaps the one before.
-    [[nodiscard]] std::optional<Place> place(std::chrono::nanoseconds measured, std::size_t samples);
+    [[nodiscard]] std::optional<SoundPlace> place(std::chrono::nanoseconds measured, std::size_t samples);
     /// So many samples were lost before the next piece.
     void leaveOut(std::size_t samples) { counted_ += static_cast<std::int64_t>(samples); }
     /// The next piece is the first of another stream.

@@ -13,7 +13,7 @@ constexpr std::chrono::nanoseconds start = 100s;
 class SoundClockTest : public testing::Test {
 protected:
     /// Places the next 10 ms, which were heard by `off` later than they should have been.
-    std::optional<SoundClock::Place> next(std::chrono::nanoseconds off = {})
+    std::optional<SoundPlace> next(std::chrono::nanoseconds off = {})
     {
         return clock.place(start + heard++ * 10ms + off, tenMilliseconds);
     }
