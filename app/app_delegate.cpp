@@ -29,11 +29,11 @@ AppDelegate::AppDelegate(Platform& platform, AppSettings& settings, std::shared_
     : platform_(platform), settings_(settings), camera_(std::move(camera)),
       showSettingsWindow_(std::move(showSettingsWindow)), colors_(colors),
       sharedScreen_(platform.virtualDisplays(), platform.panels(), platform.screens(), platform.mainQueue()),
-      captureFailure_(platform), sharingNotice_(SharingNotice::create(platform.workspace())),
+      captureFailure_(platform), sharingNotice_(platform.workspace()),
       recording_(RecordingControl::create(platform, settings))
 {
     sharedScreen_.onVirtualDisplayLost = [this] { tellOfSharing(); };
-    sharedScreen_.onWindowReturned = [this] { sharingNotice_->tellWindowReturned(); };
+    sharedScreen_.onWindowReturned = [this] { sharingNotice_.tellWindowReturned(); };
 }
 
 AppDelegate::~AppDelegate()
@@ -399,7 +399,7 @@ void AppDelegate::checkCapturedDisplay()
 void AppDelegate::tellOfSharing()
 {
     const auto choice = settings_.shareNotifications() ? NotificationSharing::shared : NotificationSharing::leftOut;
-    sharingNotice_->tell(platform_.screenCapture().limitations(choice), sharedScreen_.mirrorWindowTitle());
+    sharingNotice_.tell(platform_.screenCapture().limitations(choice), sharedScreen_.mirrorWindowTitle());
 }
 
 } // namespace nimbrale

@@ -109,7 +109,7 @@ private:
     /// Whether the session's lock has stopped a capture or kept one from starting.
     bool wasHeldBack_ = false;
     CaptureFailure captureFailure_;
-    std::shared_ptr<SharingNotice> sharingNotice_;
+    SharingNotice sharingNotice_;
     std::shared_ptr<RecordingControl> recording_;
     /// The setting with which the running capture was started.
     std::int64_t capturedDisplaySetting_ = 0;

@@ -58,7 +58,7 @@ std::shared_ptr<RecordingControl> RecordingControl::create(Platform& platform, A
     };
     control->recorder_->onEndingByItself = [weak = std::weak_ptr(control)](const std::string& reason) {
         if (const auto self = weak.lock())
-            self->tell(alerts::recordingEnded(reason));
+            self->notices_->tell(alerts::recordingEnded(reason));
     };
     return control;
 }
@@ -66,7 +66,8 @@ std::shared_ptr<RecordingControl> RecordingControl::create(Platform& platform, A
 RecordingControl::RecordingControl(Platform& platform, AppSettings& settings)
     : platform_(platform), settings_(settings),
       recorder_(ScreenRecorder::create({platform.mainQueue(), platform.screens(), platform.screenCapture(),
-                                        platform.microphones(), platform.movies(), freeSpace}))
+                                        platform.microphones(), platform.movies(), freeSpace})),
+      notices_(UserNotices::create(platform.workspace()))
 {}
 
 RecordingControl::~RecordingControl() = default;
@@ -80,7 +81,7 @@ void RecordingControl::toggle(std::optional<DisplayID> displayID)
     else if (displayID)
         start(*displayID);
     else
-        show(alerts::recordingNotAvailable());
+        notices_->show(alerts::recordingNotAvailable());
 }
 
 void RecordingControl::start(DisplayID displayID)
@@ -100,13 +101,13 @@ void RecordingControl::started(const ScreenRecorder::StartResult& result)
         return;
     }
     if (result.error().kind != RecorderError::Kind::microphoneDenied) {
-        show(alerts::recordingCouldNotStart(result.error()));
+        notices_->show(alerts::recordingCouldNotStart(result.error()));
         return;
     }
-    alerts_.push_back(platform_.workspace().showAlert(alerts::microphoneAccessNeeded(), [this](int button) {
+    microphoneAlert_ = platform_.workspace().showAlert(alerts::microphoneAccessNeeded(), [this](int button) {
         if (button == alerts::openSystemSettingsButton)
             platform_.workspace().openLocation(microphonePrivacyLocation);
-    }));
+    });
 }
 
 void RecordingControl::stop()
@@ -141,7 +142,7 @@ void RecordingControl::recordingFinished(const ScreenRecorder::MovieResult& movi
     if (movie)
         platform_.workspace().revealFile(*movie);
     else
-        show(alerts::recordingCouldNotBeSaved(movie.error()));
+        notices_->show(alerts::recordingCouldNotBeSaved(movie.error()));
 }
 
 void RecordingControl::recoverLeftovers()
@@ -160,25 +161,8 @@ void RecordingControl::recoverLeftovers()
 void RecordingControl::recovered(const std::vector<RecoveredMovie>& movies)
 {
     for (const RecoveredMovie& movie : movies)
-        tell(movie.error ? alerts::recordingNotRecovered(movie.file) : alerts::recordingRecovered(movie.file));
-}
-
-void RecordingControl::tell(const Notification& notification)
-{
-    // Some desktops take these for markup, and the path of a movie may have them.
-    if (notification.text.find_first_of("&<>") != std::string::npos) {
-        show(alerts::insteadOf(notification));
-        return;
-    }
-    platform_.workspace().notify(notification, [weak = weak_from_this(), notification] {
-        if (const auto self = weak.lock())
-            self->show(alerts::insteadOf(notification));
-    });
-}
-
-void RecordingControl::show(const Alert& alert)
-{
-    alerts_.push_back(platform_.workspace().showAlert(alert, [](int) {}));
+        notices_->tell(movie.error ? alerts::recordingNotRecovered(movie.file)
+                                   : alerts::recordingRecovered(movie.file));
 }
 
 } // namespace nimbrale

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "app/user_notices.h"
 #include "platform/platform.h"
 #include "recording/screen_recorder.h"
 #include "settings/app_settings.h"
@@ -48,16 +49,14 @@ private:
     void recordingFinished(const ScreenRecorder::MovieResult& movie);
     void recovered(const std::vector<RecoveredMovie>& movies);
     void refreshTime();
-    void tell(const Notification& notification);
-    void show(const Alert& alert);
 
     Platform& platform_;
     AppSettings& settings_;
     std::shared_ptr<ScreenRecorder> recorder_;
     std::unique_ptr<Timer> recordingTimer_;
     bool isTerminatingAfterRecording_ = false;
-    /// What was answered stays until the next one, which does no harm.
-    std::vector<std::unique_ptr<OpenQuestion>> alerts_;
+    std::shared_ptr<UserNotices> notices_;
+    std::unique_ptr<OpenQuestion> microphoneAlert_;
 };
 
 } // namespace nimbrale

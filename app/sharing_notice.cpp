@@ -7,11 +7,6 @@
 
 namespace nimbrale {
 
-std::shared_ptr<SharingNotice> SharingNotice::create(Workspace& workspace)
-{
-    return std::shared_ptr<SharingNotice>(new SharingNotice(workspace));
-}
-
 void SharingNotice::tell(const std::vector<std::string>& limitations, const std::optional<std::string>& windowTitle)
 {
     const bool isWindowNews = windowTitle && !wasWindowTold_;
@@ -21,13 +16,13 @@ void SharingNotice::tell(const std::vector<std::string>& limitations, const std:
                  [this](const std::string& limitation) { return toldLimitations_.insert(limitation).second; });
     if (sentences.empty()) {
         if (isWindowNews)
-            tellWindow(*windowTitle);
+            notices_->tell(alerts::windowToShare(*windowTitle));
         return;
     }
     // One alert is enough for both.
     if (isWindowNews)
         sentences.push_back(alerts::windowToShare(*windowTitle).text);
-    show(alerts::captureIsLimited(sentences));
+    notices_->show(alerts::captureIsLimited(sentences));
 }
 
 void SharingNotice::tellWindowReturned()
@@ -36,20 +31,6 @@ void SharingNotice::tellWindowReturned()
         return;
     wasReturnTold_ = true;
     workspace_.notify(alerts::windowWasReturned(), [] {});
-}
-
-void SharingNotice::tellWindow(const std::string& title)
-{
-    const Notification notification = alerts::windowToShare(title);
-    workspace_.notify(notification, [weak = weak_from_this(), notification] {
-        if (const auto self = weak.lock())
-            self->show(alerts::insteadOf(notification));
-    });
-}
-
-void SharingNotice::show(const Alert& alert)
-{
-    alerts_.push_back(workspace_.showAlert(alert, [](int) {}));
 }
 
 } // namespace nimbrale

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/workspace.h"
+#include "app/user_notices.h"
 
 #include <memory>
 #include <optional>
@@ -12,10 +12,10 @@ namespace nimbrale {
 
 /// Tells the user, each thing once a run, what sharing cannot do on this desktop and which window to pick in a meeting
 /// where there is no virtual display. Main thread only.
-class SharingNotice : public std::enable_shared_from_this<SharingNotice> {
+class SharingNotice {
 public:
     /// `workspace` must outlive it.
-    [[nodiscard]] static std::shared_ptr<SharingNotice> create(Workspace& workspace);
+    explicit SharingNotice(Workspace& workspace) : workspace_(workspace), notices_(UserNotices::create(workspace)) {}
 
     /// What is true now: what the capture cannot do, one sentence each, and the title of the window in the virtual
     /// display's place, absent where there is a virtual display.
@@ -26,15 +26,11 @@ public:
     void tellWindowReturned();
 
 private:
-    explicit SharingNotice(Workspace& workspace) : workspace_(workspace) {}
-    void show(const Alert& alert);
-    void tellWindow(const std::string& title);
-
     Workspace& workspace_;
+    std::shared_ptr<UserNotices> notices_;
     std::set<std::string> toldLimitations_;
     bool wasWindowTold_ = false;
     bool wasReturnTold_ = false;
-    std::vector<std::unique_ptr<OpenQuestion>> alerts_;
 };
 
 } // namespace nimbrale

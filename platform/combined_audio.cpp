@@ -10,8 +10,8 @@ class CombinedMicrophones final : public Microphones {
 public:
     CombinedMicrophones(std::unique_ptr<Microphones> first, SoundService service, std::unique_ptr<Microphones> second)
         : first_(std::move(first)), service_(std::move(service)), second_(std::move(second)),
-          firstChanges_(first_->observeDevices([this] { notifyUnless(isSecondUsed_); })),
-          secondChanges_(second_->observeDevices([this] { notifyUnless(!isSecondUsed_); })),
+          firstChanges_(first_->observeDevices([this] { notifyIf(!isSecondUsed_); })),
+          secondChanges_(second_->observeDevices([this] { notifyIf(isSecondUsed_); })),
           serviceChanges_(service_.observe([this] { chooseAgain(); }))
     {}
 
@@ -54,9 +54,9 @@ private:
         static_cast<void>(used().devices()); // So that they become known.
         observers_.notify();
     }
-    void notifyUnless(bool isOther)
+    void notifyIf(bool isUsed)
     {
-        if (!isOther)
+        if (isUsed)
             observers_.notify();
     }
 

@@ -18,11 +18,11 @@ QString translated(const char* text)
     return QCoreApplication::translate("ScreenRecorder", text);
 }
 
-StreamConfiguration streamConfiguration(MovieSize size, const MovieVideo& video, bool systemAudio)
+StreamConfiguration streamConfiguration(const MovieVideo& video, bool systemAudio)
 {
     StreamConfiguration configuration;
-    configuration.width = size.width;
-    configuration.height = size.height;
+    configuration.width = video.width;
+    configuration.height = video.height;
     // The display may become another size; its whole picture then stands in the movie's.
     configuration.preservesAspectRatio = true;
     configuration.minimumFrameInterval = {1, video.expectedFrameRate};
@@ -110,9 +110,10 @@ void ScreenRecorder::build(const CaptureDisplay& display)
     const std::optional<Screen> screen = findScreen(services_.screens, display.displayID);
     const MovieSize size =
         movieSize(display.width, display.height, screen ? screen->backingScaleFactor : 1, options_.quality);
-    StartResult built = makePipeline(size);
+    const MovieVideo video = movieVideo(size, options_.framerate, options_.quality);
+    StartResult built = makePipeline(video);
     if (built)
-        built = makeStream(display, size);
+        built = makeStream(video);
     if (built && *microphone)
         built = openMicrophone(**microphone);
     if (!built) {
@@ -143,14 +144,14 @@ tl::expected<std::optional<MicrophoneDevice>, RecorderError> ScreenRecorder::cho
         translated(QT_TRANSLATE_NOOP("ScreenRecorder", "There's no microphone to record from.")).toStdString()));
 }
 
-ScreenRecorder::StartResult ScreenRecorder::makePipeline(MovieSize size)
+ScreenRecorder::StartResult ScreenRecorder::makePipeline(const MovieVideo& video)
 {
     // Nothing would be left to end the movie with.
     if (services_.freeSpace(options_.folder).value_or(roomToKeep) < roomToKeep)
         return tl::make_unexpected(movieNotCreated());
     MovieSettings settings;
     settings.file = options_.folder / movieFileName(QDateTime::currentDateTime());
-    settings.video = movieVideo(size, options_.framerate, options_.quality);
+    settings.video = video;
     const bool recordsAudio = options_.microphoneID || options_.systemAudio;
     if (recordsAudio)
         settings.audio.emplace();
@@ -179,11 +180,9 @@ RecorderError ScreenRecorder::movieNotCreated() const
                                      .toStdString());
 }
 
-ScreenRecorder::StartResult ScreenRecorder::makeStream(const CaptureDisplay& display, MovieSize size)
+ScreenRecorder::StartResult ScreenRecorder::makeStream(const MovieVideo& video)
 {
-    const MovieVideo video = movieVideo(size, options_.framerate, options_.quality);
-    stream_ = services_.screenCapture.makeStream({display.displayID, {}},
-                                                 streamConfiguration(size, video, options_.systemAudio),
+    stream_ = services_.screenCapture.makeStream({displayID_, {}}, streamConfiguration(video, options_.systemAudio),
                                                  [weak = weak_from_this()](const Error& error) {
                                                      if (const auto self = weak.lock())
                                                          self->streamStopped(error);

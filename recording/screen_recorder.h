@@ -91,8 +91,8 @@ private:
     void findDisplay();
     void build(const CaptureDisplay& display);
     [[nodiscard]] tl::expected<std::optional<MicrophoneDevice>, RecorderError> chooseMicrophone();
-    [[nodiscard]] StartResult makeStream(const CaptureDisplay& display, MovieSize size);
-    [[nodiscard]] StartResult makePipeline(MovieSize size);
+    [[nodiscard]] StartResult makePipeline(const MovieVideo& video);
+    [[nodiscard]] StartResult makeStream(const MovieVideo& video);
     [[nodiscard]] StartResult openMicrophone(const MicrophoneDevice& device);
     void captureStarted(const Result<void>& result);
     void failStart(const RecorderError& error);

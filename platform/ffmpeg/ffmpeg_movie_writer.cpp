@@ -43,8 +43,7 @@ Result<std::unique_ptr<MovieWriter>> FfmpegMovieWriter::create(const MovieSettin
     if (!encoding) {
         qCWarning(recordingLog, "A movie couldn't be begun: %s", encoding.error().message.c_str());
         writer->place_.remove();
-        return fail(encoding.error().code,
-                    "The movie couldn't be created in " + settings.file.parent_path().string() + ".");
+        return tl::make_unexpected(MoviePlace::notCreated(encoding.error().code, settings.file));
     }
     writer->encoding_ = *std::move(encoding);
     return writer;
@@ -74,12 +73,11 @@ void FfmpegMovieWriter::appendVideo(const SurfaceReader::Picture& picture, nanos
     const nanoseconds movieTime = std::max(sinceStart(time), nanoseconds(0));
     if (picture.pixels->width() != video_.width || picture.pixels->height() != video_.height)
         programmingError("a picture of another size than the movie's was appended to it");
+    pictures_.noteChanges(picture.changed);
     if (!isReadyForVideo()) {
-        pictures_.noteChanges(picture.changed);
         dropVideo();
         return;
     }
-    pictures_.noteChanges(picture.changed);
     ++waiting_;
     queue_.post([this, frame = pictures_.convert(*picture.pixels), movieTime]() mutable {
         encode([&](MovieEncoding& encoding) { return encoding.addPicture(std::move(frame), movieTime, waiting_); });
@@ -143,10 +141,8 @@ void FfmpegMovieWriter::encode(const std::function<Result<void>(MovieEncoding&)>
 void FfmpegMovieWriter::noteFailure(Error error)
 {
     qCWarning(recordingLog, "A movie can be written no further: %s", error.message.c_str());
-    {
-        const std::lock_guard lock(mutex_);
-        failure_ = std::move(error);
-    }
+    const std::lock_guard lock(mutex_);
+    failure_ = std::move(error);
 }
 
 std::optional<Error> FfmpegMovieWriter::failure() const

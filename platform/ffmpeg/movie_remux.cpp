@@ -1,5 +1,6 @@
 #include "platform/ffmpeg/movie_remux.h"
 
+#include "platform/ffmpeg/av_handles.h"
 #include "platform/ffmpeg/movie_boxes.h"
 
 #include <array>
@@ -22,8 +23,7 @@ constexpr int bufferSize = 1 << 16;
 
 auto failed(const char* step, int error)
 {
-    std::array<char, AV_ERROR_MAX_STRING_SIZE> text{};
-    return fail(ErrorCode::permanent, std::string(step) + ": " + av_make_error_string(text.data(), text.size(), error));
+    return fail(ErrorCode::permanent, std::string(step) + ": " + avErrorText(error));
 }
 
 /// A file as the library reads and writes it. The descriptor stays the caller's.
@@ -82,14 +82,7 @@ private:
 struct CloseInput {
     void operator()(AVFormatContext* input) const { avformat_close_input(&input); }
 };
-struct FreeOutput {
-    void operator()(AVFormatContext* output) const { avformat_free_context(output); }
-};
-struct FreePacket {
-    void operator()(AVPacket* packet) const { av_packet_free(&packet); }
-};
 using Input = std::unique_ptr<AVFormatContext, CloseInput>;
-using Output = std::unique_ptr<AVFormatContext, FreeOutput>;
 
 Result<Input> openInput(const FileStream& stream)
 {
@@ -101,12 +94,12 @@ Result<Input> openInput(const FileStream& stream)
     return Input(context);
 }
 
-Result<Output> openOutput(const FileStream& stream, const AVFormatContext& input)
+Result<FormatContextHandle> openOutput(const FileStream& stream, const AVFormatContext& input)
 {
     AVFormatContext* context = nullptr;
     if (const int error = avformat_alloc_output_context2(&context, nullptr, "mov", nullptr); error < 0)
         return failed("making a movie", error);
-    Output output(context);
+    FormatContextHandle output(context);
     output->pb = stream.context();
     for (unsigned int i = 0; i < input.nb_streams; ++i) {
         const AVStream* const from = input.streams[i];
@@ -145,7 +138,7 @@ std::int64_t mediaSize(int file)
 Result<std::int64_t> copyPackets(AVFormatContext& input, AVFormatContext& output)
 {
     std::int64_t copied = 0;
-    const std::unique_ptr<AVPacket, FreePacket> packet(av_packet_alloc());
+    const PacketHandle packet = newPacket();
     while (av_read_frame(&input, packet.get()) >= 0) {
         const AVStream* const from = input.streams[packet->stream_index];
         // The last one may be cut off.
@@ -175,7 +168,7 @@ Result<void> remuxMovie(int from, int to)
     const Result<Input> input = openInput(source);
     if (!input)
         return tl::make_unexpected(input.error());
-    const Result<Output> output = openOutput(target, **input);
+    const Result<FormatContextHandle> output = openOutput(target, **input);
     if (!output)
         return tl::make_unexpected(output.error());
     const Result<std::int64_t> copied = copyPackets(**input, **output);

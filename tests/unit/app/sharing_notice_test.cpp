@@ -18,7 +18,7 @@ constexpr const char* sentence =
 class SharingNoticeTest : public testing::Test {
 protected:
     FakeWorkspace workspace_;
-    std::shared_ptr<SharingNotice> notice_ = SharingNotice::create(workspace_);
+    std::unique_ptr<SharingNotice> notice_ = std::make_unique<SharingNotice>(workspace_);
 };
 
 TEST_F(SharingNoticeTest, NamesTheWindowOnceInANotification)
@@ -102,7 +102,7 @@ TEST_F(SharingNoticeTest, AWindowThatWasReturnedIsToldOnceAndNeverByAnAlert)
                 ElementsAre(Notification{"A window was moved back to your display",
                                          "It was on the virtual display, which only your meeting sees."}));
     workspace_.showsNotifications = false;
-    const auto other = SharingNotice::create(workspace_);
+    const auto other = std::make_unique<SharingNotice>(workspace_);
     other->tellWindowReturned();
     workspace_.unshown.at(0)();
     EXPECT_THAT(workspace_.alerts, IsEmpty());
