@@ -89,6 +89,10 @@ struct StreamConfiguration {
     /// How many pictures may be on the way or held by consumers. While that many are, no further one is made; what
     /// changes meanwhile is in the next one. At least 1.
     int queueDepth = 3;
+    /// Whether the consumer brings the pixels into the process with a `SurfaceReader`. The pictures are then made where
+    /// that costs least, and the handler, which takes its time, is never called on the thread that captures. Counts as
+    /// it was when the stream was started.
+    bool readsPixels = false;
     /// Absent: no sound.
     std::optional<AudioConfiguration> audio = {};
 

@@ -17,8 +17,8 @@ class SurfaceReader {
 public:
     /// A picture in memory.
     struct Picture {
-        /// All of it. Alpha is meaningless in the pixels of an opaque surface. Valid until the next read and as long
-        /// as the reader lives.
+        /// All of it. Alpha is meaningless in the pixels of an opaque surface. Valid until the next read, as long as
+        /// the reader lives and the surface is held.
         const PixelBuffer* pixels = nullptr;
         /// What was brought by this read, in pixels; everything else is as the read before left it. Rectangles do not
         /// overlap.
@@ -27,9 +27,9 @@ public:
 
     virtual ~SurfaceReader() = default;
 
-    /// The pixels of `surface`, which the caller keeps until this returns. Fails as temporary where the surface cannot
-    /// be read, and as permanent when the connection to the desktop is gone; the read after a failure brings
-    /// everything.
+    /// The pixels of `surface`, which the caller holds as long as it looks at them. Fails as temporary where the
+    /// surface cannot be read, and as permanent when the connection to the desktop is gone; the read after a failure
+    /// brings everything.
     [[nodiscard]] virtual Result<Picture> read(const Surface& surface) = 0;
 };
 

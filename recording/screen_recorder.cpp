@@ -28,6 +28,7 @@ StreamConfiguration streamConfiguration(const MovieVideo& video, bool systemAudi
     configuration.minimumFrameInterval = {1, video.expectedFrameRate};
     configuration.showsCursor = false;
     configuration.queueDepth = 6;
+    configuration.readsPixels = true;
     if (systemAudio) {
         configuration.audio.emplace();
         configuration.audio->excludesOwnAudio = true;

@@ -52,7 +52,8 @@ void CaptureSession::start(Connection& connection, DesktopTracker& desktop, Disp
     desktop_ = &desktop;
     displays_ = &displays;
     displays.compare(configuration_.display);
-    renderer_ = std::make_unique<FrameRenderer>(connection, std::move(releasePixmap));
+    renderer_ = std::make_unique<FrameRenderer>(
+        connection, configuration_.readsPixels ? FrameMemory::shared : FrameMemory::server, std::move(releasePixmap));
     renderer_->setGeometry(configuration_.source, configuration_.width, configuration_.height, configuration_.fit);
     seen_ = std::make_unique<SeenPicture>(connection);
     desktop.add(changes_);
@@ -136,7 +137,8 @@ void CaptureSession::handOver()
         return;
     }
     pacer_.useTick(frame.tick);
-    output->deliver(heldFrames_->count(std::move(frame.surface)), frame.presentationTime);
+    output->deliver(heldFrames_->count(std::move(frame.surface)), frame.presentationTime,
+                    configuration_.readsPixels ? HandOut::posted : HandOut::atOnce);
 }
 
 // A window that is left out may have come to where the screen was copied, before it was.

@@ -31,6 +31,8 @@ struct SessionConfiguration {
     bool showsCursor = true;
     /// How many frames may be held before the next one has to wait.
     int queueDepth = 1;
+    /// Whether the process looks at the frames' pixels.
+    bool readsPixels = false;
 
     bool operator==(const SessionConfiguration&) const = default;
 };

@@ -1,12 +1,17 @@
 #include "platform/x11/capture/frame_pixmaps.h"
 
+#include "platform/pixel_buffer.h"
+#include "platform/x11/server/handles.h"
+#include "platform/x11/surfaces/shared_memory.h"
+
 #include <algorithm>
 #include <utility>
 
 namespace nimbrale::x11 {
 
-FramePixmaps::FramePixmaps(Connection& connection, std::function<void(xcb_pixmap_t)> release)
-    : connection_(connection), release_(std::move(release)), context_(connection, connection.newId())
+FramePixmaps::FramePixmaps(Connection& connection, FrameMemory memory, std::function<void(xcb_pixmap_t)> release)
+    : connection_(connection), memory_(connection.screen().root_depth == 24 ? memory : FrameMemory::server),
+      release_(std::move(release)), context_(connection, connection.newId())
 {
     const std::uint32_t withoutExposures[] = {0};
     xcb_create_gc(connection_.get(), context_.get(), connection_.root(), XCB_GC_GRAPHICS_EXPOSURES, withoutExposures);
@@ -50,16 +55,45 @@ FramePixmaps::Pixmap& FramePixmaps::findUsable()
     return *pixmaps_.back();
 }
 
-std::unique_ptr<FramePixmaps::Pixmap> FramePixmaps::make() const
+std::unique_ptr<FramePixmaps::Pixmap> FramePixmaps::make()
 {
-    xcb_connection_t* const raw = connection_.get();
-    const xcb_pixmap_t pixmap = connection_.newId();
-    xcb_create_pixmap(raw, connection_.screen().root_depth, pixmap, connection_.root(),
-                      static_cast<std::uint16_t>(width_), static_cast<std::uint16_t>(height_));
+    std::shared_ptr<SharedPixmap> storage = makeStorage();
     OwnedPicture picture(connection_, connection_.newId());
-    xcb_render_create_picture(raw, picture.get(), pixmap, connection_.rootFormat(), 0, nullptr);
-    return std::make_unique<Pixmap>(Pixmap{std::make_shared<SharedPixmap>(pixmap, width_, height_, release_),
-                                           std::move(picture), PixelRegion(0, 0, width_, height_)});
+    xcb_render_create_picture(connection_.get(), picture.get(), storage->pixmap(), connection_.rootFormat(), 0,
+                              nullptr);
+    return std::make_unique<Pixmap>(Pixmap{std::move(storage), std::move(picture), PixelRegion(0, 0, width_, height_)});
+}
+
+std::shared_ptr<SharedPixmap> FramePixmaps::makeStorage()
+{
+    if (memory_ == FrameMemory::shared) {
+        if (auto storage = makeSharedStorage())
+            return storage;
+        memory_ = FrameMemory::server;
+    }
+    const xcb_pixmap_t pixmap = connection_.newId();
+    xcb_create_pixmap(connection_.get(), connection_.screen().root_depth, pixmap, connection_.root(),
+                      static_cast<std::uint16_t>(width_), static_cast<std::uint16_t>(height_));
+    return std::make_shared<SharedPixmap>(pixmap, width_, height_, release_);
+}
+
+std::shared_ptr<SharedPixmap> FramePixmaps::makeSharedStorage() const
+{
+    // The server keeps what a pixmap lies in, so that the segment may go at the end of this.
+    const auto shared = SharedMemory::create(
+        connection_, static_cast<std::size_t>(width_) * PixelBuffer::bytesPerPixel * static_cast<std::size_t>(height_));
+    if (!shared)
+        return nullptr;
+    const xcb_pixmap_t pixmap = connection_.newId();
+    // Servers that draw with a graphics card refuse.
+    const Reply<xcb_generic_error_t> error(xcb_request_check(
+        connection_.get(),
+        xcb_shm_create_pixmap_checked(connection_.get(), pixmap, connection_.root(), static_cast<std::uint16_t>(width_),
+                                      static_cast<std::uint16_t>(height_), connection_.screen().root_depth,
+                                      shared->segment(), 0)));
+    if (error)
+        return nullptr;
+    return std::make_shared<SharedPixmap>(pixmap, width_, height_, release_, shared->memory());
 }
 
 void FramePixmaps::bringUpToDate(Pixmap& pixmap, const PixelRegion& changed) const

@@ -11,6 +11,12 @@
 
 namespace nimbrale::x11 {
 
+/// Where the pixels of frames lie.
+enum class FrameMemory {
+    server,
+    shared ///< in the process too, where the server lets pixmaps lie in shared memory and has the process's pixels
+};
+
 /// The pixmaps that the frames of one stream are drawn in, all of one size. A pixmap is not drawn into while anybody
 /// holds a frame in it, so that a few take turns; what one of them missed meanwhile is copied from the newest. Thread
 /// of its connection only; frames may be let go of on any thread.
@@ -28,7 +34,7 @@ public:
     };
 
     /// `release` frees a pixmap that nobody uses any more.
-    FramePixmaps(Connection& connection, std::function<void(xcb_pixmap_t)> release);
+    FramePixmaps(Connection& connection, FrameMemory memory, std::function<void(xcb_pixmap_t)> release);
 
     /// The next frame is drawn whole where the size is another.
     void setSize(int width, int height);
@@ -43,7 +49,9 @@ public:
     [[nodiscard]] const Pixmap& begin(const PixelRegion& changed);
 
 private:
-    [[nodiscard]] std::unique_ptr<Pixmap> make() const;
+    [[nodiscard]] std::unique_ptr<Pixmap> make();
+    [[nodiscard]] std::shared_ptr<SharedPixmap> makeStorage();
+    [[nodiscard]] std::shared_ptr<SharedPixmap> makeSharedStorage() const;
     [[nodiscard]] Pixmap& findUsable();
     void bringUpToDate(Pixmap& pixmap, const PixelRegion& changed) const;
     void dropSpares();
@@ -54,6 +62,7 @@ private:
     }
 
     Connection& connection_;
+    FrameMemory memory_;
     std::function<void(xcb_pixmap_t)> release_;
     OwnedGraphicsContext context_;
     int width_ = 0;

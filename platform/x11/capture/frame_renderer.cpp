@@ -15,9 +15,10 @@ namespace {
 
 } // namespace
 
-FrameRenderer::FrameRenderer(Connection& connection, std::function<void(xcb_pixmap_t)> releasePixmap)
-    : connection_(connection), composer_(connection), frames_(connection, releasePixmap),
-      unscaled_(connection, std::move(releasePixmap))
+FrameRenderer::FrameRenderer(Connection& connection, FrameMemory memory,
+                             std::function<void(xcb_pixmap_t)> releasePixmap)
+    : connection_(connection), composer_(connection), frames_(connection, memory, releasePixmap),
+      unscaled_(connection, FrameMemory::server, std::move(releasePixmap))
 {}
 
 void FrameRenderer::setGeometry(const PixelRect& source, int outputWidth, int outputHeight, OutputFit fit)

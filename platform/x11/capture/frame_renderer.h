@@ -31,8 +31,9 @@ public:
     /// Draws the dirty region into the target. `before` is the frame before, with no pixmap where there is none.
     using Compose = std::function<void(RegionComposer&, const CompositionTarget&, const Source& before)>;
 
-    /// `connection` must outlive it; `releasePixmap` frees a pixmap that nobody uses any more.
-    FrameRenderer(Connection& connection, std::function<void(xcb_pixmap_t)> releasePixmap);
+    /// `connection` must outlive it; `releasePixmap` frees a pixmap that nobody uses any more. `memory` is where the
+    /// frames lie.
+    FrameRenderer(Connection& connection, FrameMemory memory, std::function<void(xcb_pixmap_t)> releasePixmap);
     FrameRenderer(const FrameRenderer&) = delete;
     FrameRenderer& operator=(const FrameRenderer&) = delete;
 

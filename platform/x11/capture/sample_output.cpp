@@ -24,14 +24,20 @@ void SampleOutput::close()
     });
 }
 
-void SampleOutput::deliver(std::shared_ptr<const Surface> surface, std::chrono::nanoseconds presentationTime)
+void SampleOutput::deliver(std::shared_ptr<const Surface> surface, std::chrono::nanoseconds presentationTime,
+                           HandOut handOut)
 {
-    std::function<void()> handOut = [self = shared_from_this(), surface = std::move(surface), presentationTime] {
+    std::function<void()> call = [self = shared_from_this(), surface = std::move(surface), presentationTime] {
         self->withConsumer([&](const Consumer& consumer) {
             consumer.handler({OutputType::screen, FrameStatus::complete, surface, presentationTime});
         });
     };
-    withConsumer([&handOut](const Consumer& consumer) { consumer.queue.runOrPost(std::move(handOut)); });
+    withConsumer([&call, handOut](const Consumer& consumer) {
+        if (handOut == HandOut::atOnce)
+            consumer.queue.runOrPost(std::move(call));
+        else
+            consumer.queue.post(std::move(call));
+    });
 }
 
 void SampleOutput::deliver(std::shared_ptr<const AudioBuffer> audio, std::chrono::nanoseconds presentationTime)

@@ -13,6 +13,12 @@
 
 namespace nimbrale::x11 {
 
+/// How a picture gets to its consumer.
+enum class HandOut {
+    atOnce, ///< on the capture thread where the consumer's queue has nothing to do
+    posted  ///< on the consumer's queue's own thread alone, since the consumer takes its time
+};
+
 /// The way of a stream's samples and completions from the capture thread to its consumer. Both go to the consumer's
 /// queue, so that they keep their order. Whatever the consumer does when it is called, and whatever goes when a sample
 /// or the handler is released, it may use the output: no lock is held meanwhile.
@@ -29,7 +35,7 @@ public:
     void close();
 
     // Capture thread.
-    void deliver(std::shared_ptr<const Surface> surface, std::chrono::nanoseconds presentationTime);
+    void deliver(std::shared_ptr<const Surface> surface, std::chrono::nanoseconds presentationTime, HandOut handOut);
     /// Runs `completion` on the main queue, after the frames delivered before, and releases it there.
     void complete(CaptureStream::Completion completion, Result<void> result);
 

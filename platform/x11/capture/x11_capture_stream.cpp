@@ -196,6 +196,7 @@ Result<SessionConfiguration> X11CaptureStream::sessionConfiguration() const
     result.interval = boundedInterval(configuration_.minimumFrameInterval);
     result.showsCursor = configuration_.showsCursor;
     result.queueDepth = std::max(1, configuration_.queueDepth);
+    result.readsPixels = configuration_.readsPixels;
     return result;
 }
 

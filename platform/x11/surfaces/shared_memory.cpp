@@ -27,17 +27,15 @@ std::unique_ptr<SharedMemory> SharedMemory::create(Connection& connection, std::
         xcb_shm_attach_checked(connection.get(), segment, static_cast<std::uint32_t>(identifier), isReadOnly)));
     // It lasts until the last of both has detached it.
     shmctl(identifier, IPC_RMID, nullptr);
-    if (error) {
-        shmdt(address);
+    std::shared_ptr<std::byte[]> memory(static_cast<std::byte*>(address), shmdt);
+    if (error)
         return nullptr;
-    }
-    return std::unique_ptr<SharedMemory>(new SharedMemory(connection, segment, static_cast<std::byte*>(address)));
+    return std::unique_ptr<SharedMemory>(new SharedMemory(connection, segment, std::move(memory)));
 }
 
 SharedMemory::~SharedMemory()
 {
     xcb_shm_detach(connection_.get(), segment_);
-    shmdt(address_);
 }
 
 } // namespace nimbrale::x11

@@ -3,6 +3,7 @@
 #include "platform/surface.h"
 #include "platform/surface_changes.h"
 
+#include <cstddef>
 #include <functional>
 #include <memory>
 #include <xcb/xcb.h>
@@ -13,9 +14,11 @@ namespace nimbrale::x11 {
 /// lets go of it last, through the connection that shows it, so that what was sent there before still finds it.
 class SharedPixmap {
 public:
-    /// `release` frees the pixmap; it runs on whichever thread drops the last reference.
-    SharedPixmap(xcb_pixmap_t pixmap, int width, int height, std::function<void(xcb_pixmap_t)> release)
-        : pixmap_(pixmap), width_(width), height_(height), release_(std::move(release))
+    /// `release` frees the pixmap; it runs on whichever thread drops the last reference. `memory` is what the pixmap
+    /// lies in, where the process shares that with the server: its pixels as `PixelBuffer` has them.
+    SharedPixmap(xcb_pixmap_t pixmap, int width, int height, std::function<void(xcb_pixmap_t)> release,
+                 std::shared_ptr<std::byte[]> memory = nullptr)
+        : pixmap_(pixmap), width_(width), height_(height), release_(std::move(release)), memory_(std::move(memory))
     {}
     ~SharedPixmap() { release_(pixmap_); }
     SharedPixmap(const SharedPixmap&) = delete;
@@ -26,6 +29,8 @@ public:
     [[nodiscard]] int height() const { return height_; }
     /// The number of this storage in the process: the server uses the pixmap's own again when it is freed.
     [[nodiscard]] std::uint64_t storage() const { return storage_; }
+    /// Null where the pixels are the server's alone.
+    [[nodiscard]] const std::shared_ptr<std::byte[]>& memory() const { return memory_; }
 
 private:
     xcb_pixmap_t pixmap_;
@@ -33,6 +38,7 @@ private:
     int height_;
     std::uint64_t storage_ = newSurfaceNumber();
     std::function<void(xcb_pixmap_t)> release_;
+    std::shared_ptr<std::byte[]> memory_;
 };
 
 /// A captured picture in the server, which has finished it: any connection may draw from it.
@@ -55,6 +61,8 @@ public:
     }
 
     [[nodiscard]] xcb_pixmap_t pixmap() const { return storage_->pixmap(); }
+    /// The pixels as `PixelBuffer` has them, not to be written to; null where they are the server's alone.
+    [[nodiscard]] const std::shared_ptr<std::byte[]>& memory() const { return storage_->memory(); }
 
 private:
     std::shared_ptr<SharedPixmap> storage_;

@@ -45,10 +45,26 @@ Result<SurfaceReader::Picture> X11SurfaceReader::read(const Surface& surface)
     const auto* const captured = dynamic_cast<const X11Surface*>(&surface);
     if (!captured)
         programmingError("a reader of the X11 backend got a surface of another one");
+    return captured->memory() ? lookAt(*captured) : fetch(*captured);
+}
+
+SurfaceReader::Picture X11SurfaceReader::lookAt(const X11Surface& surface)
+{
+    const PixelRegion changed = changedSinceLastRead(surface);
+    // What was fetched before grows old.
+    shared_.reset();
+    pixels_.emplace(surface.width(), surface.height(), surface.memory());
+    isFetched_ = false;
+    identifier_ = surface.identifier();
+    return {&*pixels_, changed.rects()};
+}
+
+Result<SurfaceReader::Picture> X11SurfaceReader::fetch(const X11Surface& surface)
+{
     prepare(surface.width(), surface.height());
     const PixelRegion changed = changedSinceLastRead(surface);
     identifier_ = 0;
-    const xcb_drawable_t drawable = readable(*captured, changed);
+    const xcb_drawable_t drawable = readable(surface, changed);
     const std::vector<PixelRect> rects = rectsToRead(changed, surface.width());
     const bool isRead = shared_ ? fetchShared(drawable, rects) : fetchInAnswers(drawable, rects);
     if (connection_->isLost())
@@ -61,8 +77,9 @@ Result<SurfaceReader::Picture> X11SurfaceReader::read(const Surface& surface)
 
 void X11SurfaceReader::prepare(int width, int height)
 {
-    if (pixels_ && pixels_->width() == width && pixels_->height() == height)
+    if (isFetched_ && pixels_->width() == width && pixels_->height() == height)
         return;
+    isFetched_ = true;
     identifier_ = 0;
     pixels_.reset();
     shared_.reset();
@@ -73,8 +90,7 @@ void X11SurfaceReader::prepare(int width, int height)
     // As much again beside the picture, for rectangles that arrive packed.
     shared_ = SharedMemory::create(*connection_, 2 * size);
     if (shared_) {
-        // The memory is this object's; the buffer only looks at it.
-        pixels_.emplace(width, height, std::shared_ptr<std::byte[]>(std::shared_ptr<void>(), shared_->address()));
+        pixels_.emplace(width, height, shared_->memory());
         return;
     }
     pixels_.emplace(width, height);

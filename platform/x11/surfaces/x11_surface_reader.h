@@ -16,8 +16,9 @@
 
 namespace nimbrale::x11 {
 
-/// Reads captured surfaces through a connection of its own, so that neither the capture nor the panels wait for it:
-/// through shared memory where the server shares ours, else in the answers themselves.
+/// Reads captured surfaces. Those that lie in memory that the process shares with the server are looked at there.
+/// Others are fetched through a connection of its own, so that neither the capture nor the panels wait for it: through
+/// shared memory where the server shares ours, else in the answers themselves.
 class X11SurfaceReader final : public SurfaceReader {
 public:
     /// `displayName` empty means the environment's display.
@@ -35,6 +36,8 @@ private:
 
     explicit X11SurfaceReader(std::unique_ptr<Connection> connection);
 
+    [[nodiscard]] Picture lookAt(const X11Surface& surface);
+    [[nodiscard]] Result<Picture> fetch(const X11Surface& surface);
     void prepare(int width, int height);
     [[nodiscard]] PixelRegion changedSinceLastRead(const Surface& surface) const;
     [[nodiscard]] xcb_drawable_t readable(const X11Surface& surface, const PixelRegion& changed);
@@ -44,8 +47,9 @@ private:
 
     std::unique_ptr<Connection> connection_;
     std::unique_ptr<SharedMemory> shared_;
-    /// The picture, in the shared memory where there is some.
+    /// The picture read last: the surface's own, or fetched, in the shared memory where there is some.
     std::optional<PixelBuffer> pixels_;
+    bool isFetched_ = false;
     /// Which picture that is; 0 when it is none.
     std::uint64_t identifier_ = 0;
     /// For roots whose pixels have other bits: the server makes ours of them here.

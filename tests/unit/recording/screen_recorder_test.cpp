@@ -88,6 +88,7 @@ TEST_F(ScreenRecorderTest, RecordsTheDisplayAsItIs)
     wanted.minimumFrameInterval = {1, 30};
     wanted.showsCursor = false;
     wanted.queueDepth = 6;
+    wanted.readsPixels = true;
     EXPECT_EQ(stream().configuration, wanted);
     EXPECT_THAT(stream().outputs, ElementsAre(OutputType::screen));
     EXPECT_EQ(stream().queueLabel, "Nimbrale.recording");

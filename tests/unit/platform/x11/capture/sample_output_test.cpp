@@ -26,7 +26,10 @@ protected:
             last = sample;
         });
     }
-    void deliver(std::chrono::nanoseconds time = 1s) { output->deliver(std::make_shared<FakeSurface>(3, 2), time); }
+    void deliver(std::chrono::nanoseconds time = 1s, HandOut handOut = HandOut::atOnce)
+    {
+        output->deliver(std::make_shared<FakeSurface>(3, 2), time, handOut);
+    }
     void complete()
     {
         output->complete([this](const Result<void>& result) { log.push_back(result ? "done" : "failed"); }, {});
@@ -82,12 +85,24 @@ TEST_F(SampleOutputTest, WithoutAnOutputFramesAreLetGoOfAndCompletionsStillCome)
     {
         std::shared_ptr<const Surface> surface = std::make_shared<FakeSurface>(1, 1);
         frame = surface;
-        output->deliver(std::move(surface), 1s);
+        output->deliver(std::move(surface), 1s, HandOut::atOnce);
     }
     EXPECT_TRUE(frame.expired());
     complete();
     mainQueue.runPosted();
     EXPECT_EQ(log, std::vector<std::string>{"done"});
+}
+
+TEST_F(SampleOutputTest, WhatIsPostedIsNeverDoneOnTheThreadThatDelivers)
+{
+    std::vector<std::thread::id> threads;
+    output->open(queue, [&threads](const CaptureSample&) { threads.push_back(std::this_thread::get_id()); });
+    deliver(1s, HandOut::posted);
+    drain();
+    deliver(2s, HandOut::atOnce);
+    ASSERT_EQ(threads.size(), 2u);
+    EXPECT_NE(threads[0], std::this_thread::get_id());
+    EXPECT_EQ(threads[1], std::this_thread::get_id()) << "the control";
 }
 
 TEST_F(SampleOutputTest, NothingReachesTheHandlerOnceItIsClosed)
@@ -107,8 +122,8 @@ TEST_F(SampleOutputTest, NothingReachesTheHandlerOnceItIsClosed)
 }
 
 /// Where the handler runs: on the thread that delivers, while the consumer's queue has nothing to do, or on the
-/// queue's.
-enum class Place { onTheSpot, onTheQueue };
+/// queue's, which is busy or wanted.
+enum class Place { onTheSpot, onTheBusyQueue, onTheQueue };
 
 /// What the consumer does in its calls, while other threads use the output.
 class SampleOutputCallTest : public SampleOutputTest, public testing::WithParamInterface<Place> {
@@ -117,9 +132,9 @@ protected:
     void deliverOne(std::shared_ptr<const Surface> surface = std::make_shared<FakeSurface>(1, 1))
     {
         std::promise<void> mayGoOn;
-        if (GetParam() == Place::onTheQueue)
+        if (GetParam() == Place::onTheBusyQueue)
             queue.post([&mayGoOn] { mayGoOn.get_future().wait(); });
-        output->deliver(std::move(surface), 1s);
+        output->deliver(std::move(surface), 1s, GetParam() == Place::onTheQueue ? HandOut::posted : HandOut::atOnce);
         mayGoOn.set_value();
         drain();
     }
@@ -231,10 +246,15 @@ TEST_P(SampleOutputCallTest, AHandlerMayOpenItsOutputAnewAndComplete)
     EXPECT_EQ(log, (std::vector<std::string>{"first", "second", "done"}));
 }
 
-INSTANTIATE_TEST_SUITE_P(Places, SampleOutputCallTest, testing::Values(Place::onTheSpot, Place::onTheQueue),
-                         [](const auto& place) {
-                             return place.param == Place::onTheSpot ? "OnTheSpot" : "OnTheQueue";
-                         });
+std::string nameOf(const testing::TestParamInfo<Place>& place)
+{
+    if (place.param == Place::onTheQueue)
+        return "OnTheQueue";
+    return place.param == Place::onTheSpot ? "OnTheSpot" : "OnTheBusyQueue";
+}
+
+INSTANTIATE_TEST_SUITE_P(Places, SampleOutputCallTest,
+                         testing::Values(Place::onTheSpot, Place::onTheBusyQueue, Place::onTheQueue), nameOf);
 
 TEST_F(SampleOutputTest, EverybodyAtOnce)
 {
