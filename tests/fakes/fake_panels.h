@@ -1,5 +1,6 @@
 #pragma once
 
+#include "geometry/display_geometry.h"
 #include "platform/panel.h"
 
 #include <algorithm>
@@ -43,6 +44,14 @@ public:
     void press(Point location, bool isCommandHeld = false) { report(onMouseDown, location, isCommandHeld); }
     void dragTo(Point location, bool isCommandHeld = false) { report(onMouseDragged, location, isCommandHeld); }
     void release(Point location, bool isCommandHeld = false) { report(onMouseUp, location, isCommandHeld); }
+
+    /// Whether a click at `location`, in screen coordinates, is this panel's.
+    [[nodiscard]] bool takesClickAt(Point location) const
+    {
+        return std::ranges::any_of(mouseRegion, [&](const Rect& rect) {
+            return pointerIsIn(rect, {location.x - frame_.x, location.y - frame_.y});
+        });
+    }
 
     /// What it was created with.
     PanelOptions options;

@@ -179,8 +179,8 @@ TEST_F(RegionOverlayDragTest, StepLeavesThePlacesOfClicksAloneUntilTheEnd)
     panel().dragTo({onHandle.x + 100, onHandle.y});
     EXPECT_EQ(panel().mouseRegion, before) << "the panel gets every event anyway";
     panel().release({onHandle.x + 100, onHandle.y});
-    EXPECT_TRUE(takesClickAt({onHandle.x + 100, onHandle.y}));
-    EXPECT_FALSE(takesClickAt(onHandle));
+    EXPECT_TRUE(panel().takesClickAt({onHandle.x + 100, onHandle.y}));
+    EXPECT_FALSE(panel().takesClickAt(onHandle));
 }
 
 TEST_F(RegionOverlayDragTest, PanelKnowsItsPartsInTheirNewPlacesBeforeItMoves)

@@ -5,7 +5,6 @@
 #include "tests/fakes/fake_platform.h"
 #include "tests/fakes/offscreen_application.h"
 
-#include <algorithm>
 #include <chrono>
 #include <gtest/gtest.h>
 #include <memory>
@@ -61,13 +60,6 @@ protected:
     {
         panel().press(location);
         panel().release(location);
-    }
-    bool takesClickAt(Point location)
-    {
-        const Rect frame = panel().frame();
-        return std::any_of(panel().mouseRegion.begin(), panel().mouseRegion.end(), [&](const Rect& rect) {
-            return pointerIsIn(rect, {location.x - frame.x, location.y - frame.y});
-        });
     }
 
     FakePlatform platform;

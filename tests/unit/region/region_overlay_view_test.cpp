@@ -23,13 +23,13 @@ TEST_F(RegionOverlayViewTest, WindowIsAnOverlayPanelAroundTheRegion)
 
 TEST_F(RegionOverlayViewTest, PanelLetsEveryClickThroughThatMissesTheControls)
 {
-    EXPECT_FALSE(takesClickAt(inside));
-    EXPECT_FALSE(takesClickAt({297, 400})) << "the border is no control";
-    EXPECT_FALSE(takesClickAt({280, 400}));
-    EXPECT_TRUE(takesClickAt(onHandle));
-    EXPECT_TRUE(takesClickAt(onResize));
-    EXPECT_TRUE(takesClickAt(onClose));
-    EXPECT_FALSE(takesClickAt({943 + 11, 603 + 11})) << "beside a round button";
+    EXPECT_FALSE(panel().takesClickAt(inside));
+    EXPECT_FALSE(panel().takesClickAt({297, 400})) << "the border is no control";
+    EXPECT_FALSE(panel().takesClickAt({280, 400}));
+    EXPECT_TRUE(panel().takesClickAt(onHandle));
+    EXPECT_TRUE(panel().takesClickAt(onResize));
+    EXPECT_TRUE(panel().takesClickAt(onClose));
+    EXPECT_FALSE(panel().takesClickAt({943 + 11, 603 + 11})) << "beside a round button";
 }
 
 TEST_F(RegionOverlayViewTest, ClickRightAfterArrivingOnAButtonCounts)
@@ -84,11 +84,11 @@ TEST_F(RegionOverlayViewTest, PointerAtRestDrawsNothing)
 TEST_F(RegionOverlayViewTest, SlackAroundTheResizeButtonCountsWhileItIsHovered)
 {
     constexpr Point besideResize{931, 198};
-    EXPECT_FALSE(takesClickAt(besideResize));
+    EXPECT_FALSE(panel().takesClickAt(besideResize));
     pointAt(onResize);
-    EXPECT_TRUE(takesClickAt(besideResize));
+    EXPECT_TRUE(panel().takesClickAt(besideResize));
     pointAt(besideResize);
-    EXPECT_FALSE(takesClickAt(besideResize));
+    EXPECT_FALSE(panel().takesClickAt(besideResize));
 }
 
 TEST_F(RegionOverlayViewTest, ButtonsFireOnRelease)

@@ -55,13 +55,6 @@ protected:
         panel().release(to);
     }
     [[nodiscard]] double opacity() { return window->view().pictureLayer().layer()->opacity(); }
-    [[nodiscard]] bool takesClickAt(Point location)
-    {
-        const Rect place = panel().frame();
-        return std::any_of(panel().mouseRegion.begin(), panel().mouseRegion.end(), [&](const Rect& rect) {
-            return pointerIsIn(rect, {location.x - place.x, location.y - place.y});
-        });
-    }
 
     FakePlatform platform;
     std::shared_ptr<WebcamPictures> pictures = std::make_shared<WebcamPictures>();
@@ -124,11 +117,11 @@ TEST_F(WebcamWindowTest, APictureThatDoesNotFadeStays)
 
 TEST_F(WebcamWindowTest, AFadingPictureLetsClicksThroughBesideItsControls)
 {
-    EXPECT_FALSE(takesClickAt(onPicture));
+    EXPECT_FALSE(panel().takesClickAt(onPicture));
     for (const Point control : {onMove, onClose, onSettings, onResize})
-        EXPECT_TRUE(takesClickAt(control));
+        EXPECT_TRUE(panel().takesClickAt(control));
     window->applyAppearance(Shape::rounded, true, false);
-    EXPECT_TRUE(takesClickAt(onPicture));
+    EXPECT_TRUE(panel().takesClickAt(onPicture));
     panel().press(onPicture);
     panel().release(onPicture);
     EXPECT_TRUE(events.empty() && changes.empty() && ended.empty()) << "and does nothing";
