@@ -74,19 +74,31 @@ void CaptureEngine::runPosted()
         work();
 }
 
+std::vector<CaptureSession*> CaptureEngine::dueSessions(FramePacer::Clock::time_point now) const
+{
+    std::vector<CaptureSession*> due;
+    for (const auto& session : sessions_) {
+        if (session->timing(now).isDue())
+            due.push_back(session.get());
+    }
+    return due;
+}
+
 void CaptureEngine::takeDueTurns()
 {
     displays_.update();
     desktop_.classifyNewWindows();
     const auto now = FramePacer::Clock::now();
     desktop_.poll(now);
-    std::vector<CaptureSession*> due;
-    for (const auto& session : sessions_) {
-        if (session->timing(now).isDue())
-            due.push_back(session.get());
+    std::vector<CaptureSession*> due = dueSessions(now);
+    // A turn asks for the pointer itself; what is found without one may make a turn due at once.
+    if (due.empty()) {
+        desktop_.pollPointer(now);
+        due = dueSessions(now);
     }
-    if (!due.empty())
-        desktop_.collect();
+    if (due.empty())
+        return;
+    desktop_.collect();
     // What changes from here on is found in the next turn.
     std::vector<CaptureSession*> drawn;
     for (CaptureSession* const session : due) {

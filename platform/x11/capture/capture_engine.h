@@ -63,6 +63,7 @@ private:
 
     void run();
     void runPosted();
+    [[nodiscard]] std::vector<CaptureSession*> dueSessions(FramePacer::Clock::time_point now) const;
     void takeDueTurns();
     void handOver(const std::vector<CaptureSession*>& drawn);
     void wait();

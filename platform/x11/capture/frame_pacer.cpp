@@ -16,19 +16,15 @@ StreamTiming FramePacer::timing(Clock::time_point now, ChangeExpectation expecta
 
 void FramePacer::useTick(Clock::time_point now)
 {
-    lastTick_ = tickAt(now, lastTick_);
+    const bool isContinuous = now - lastTick_ >= interval_ && now - lastTick_ < 2 * interval_;
+    lastTick_ = isContinuous ? lastTick_ + interval_ : now;
     lastTurn_ = lastTick_;
 }
 
 void FramePacer::dismissPossibility(Clock::time_point now)
 {
-    lastTurn_ = tickAt(now, lastTurn_);
-}
-
-FramePacer::Clock::time_point FramePacer::tickAt(Clock::time_point now, Clock::time_point lastTick) const
-{
-    const bool isContinuous = now - lastTick >= interval_ && now - lastTick < 2 * interval_;
-    return isContinuous ? lastTick + interval_ : now;
+    // There is no rhythm to keep, of which nobody sees anything: what comes seldom would be looked into twice as often.
+    lastTurn_ = now;
 }
 
 FramePacer::Duration boundedInterval(const FrameInterval& interval)

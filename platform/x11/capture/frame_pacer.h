@@ -30,7 +30,7 @@ struct StreamTiming {
 
 /// When one stream may have its next captured frame. After idleness a frame is due at once and its moment starts a new
 /// rhythm; while changes go on, frames keep to the ticks of that rhythm. A mere possibility of a change is looked into
-/// once a tick, however often it comes up, but holds up no change that is certain. Pure: the time is handed in.
+/// once an interval, however often it comes up, but holds up no change that is certain. Pure: the time is handed in.
 class FramePacer {
 public:
     using Clock = std::chrono::steady_clock;
@@ -47,8 +47,6 @@ public:
     void dismissPossibility(Clock::time_point now);
 
 private:
-    [[nodiscard]] Clock::time_point tickAt(Clock::time_point now, Clock::time_point lastTick) const;
-
     Duration interval_{};
     Clock::time_point lastTick_;
     Clock::time_point lastTurn_; // Never before the last tick.

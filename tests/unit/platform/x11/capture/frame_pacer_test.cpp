@@ -92,8 +92,13 @@ TEST_F(FramePacerTest, aPossibilityThatCameToNothingIsLookedIntoAgainAtTheNextTi
     EXPECT_FALSE(isDue(start + 19ms, possible));
     EXPECT_EQ(timeToTurn(start + 5ms, possible), 15ms);
     EXPECT_TRUE(isDue(start + 20ms, possible));
-    pacer.dismissPossibility(start + 22ms);
-    EXPECT_EQ(timeToTurn(start + 22ms, possible), 18ms) << "in its rhythm, too";
+}
+
+TEST_F(FramePacerTest, aPossibilityThatComesSeldomIsNotLookedIntoTwiceWithinAnInterval)
+{
+    pacer.dismissPossibility(start);
+    pacer.dismissPossibility(start + 30ms);
+    EXPECT_EQ(timeToTurn(start + 30ms, possible), 20ms);
 }
 
 TEST_F(FramePacerTest, aPossibilityThatCameToNothingHoldsUpNoCertainChange)
