@@ -32,14 +32,15 @@ FfmpegMovieWriter::~FfmpegMovieWriter()
         isDiscarded_ = true;
 }
 
-Result<std::unique_ptr<MovieWriter>> FfmpegMovieWriter::create(const MovieSettings& settings, nanoseconds patience)
+Result<std::unique_ptr<MovieWriter>> FfmpegMovieWriter::create(const MovieSettings& settings, nanoseconds patience,
+                                                               HardwareVideo hardware)
 {
     Result<MoviePlace> place = MoviePlace::create(settings.file);
     if (!place)
         return tl::make_unexpected(place.error());
     std::unique_ptr<FfmpegMovieWriter> writer(new FfmpegMovieWriter(settings, *std::move(place)));
-    auto encoding =
-        MovieEncoding::create(settings, writer->place_.descriptor(), QueueWatch(writer->queueCapacity_, patience));
+    auto encoding = MovieEncoding::create(settings, writer->place_.descriptor(),
+                                          QueueWatch(writer->queueCapacity_, patience), std::move(hardware));
     if (!encoding) {
         qCWarning(recordingLog, "A movie couldn't be begun: %s", encoding.error().message.c_str());
         writer->place_.remove();
