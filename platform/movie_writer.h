@@ -87,7 +87,7 @@ public:
     /// Removes what was written.
     virtual void cancel() = 0;
     /// Why nothing can be written any more, if so: the disk is full or gone, or the encoder failed. What was written
-    /// before can still be finished.
+    /// before can still be finished. Whoever asks logs it; what fails after `finish` the writer logs itself.
     [[nodiscard]] virtual std::optional<Error> failure() const = 0;
 };
 

@@ -61,6 +61,7 @@ private:
     std::atomic<bool> isDiscarded_ = false;
     mutable std::mutex mutex_;
     std::optional<Error> failure_;
+    bool isFinishing_ = false;
     /// Last, so that it ends first.
     SerialQueue queue_;
 };
