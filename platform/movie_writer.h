@@ -87,7 +87,7 @@ public:
     /// Removes what was written.
     virtual void cancel() = 0;
     /// Why nothing can be written any more, if so: the disk is full or gone, or the encoder failed. What was written
-    /// before can still be finished.
+    /// before can still be finished. Whoever asks logs it; what fails after `finish` the writer logs itself.
     [[nodiscard]] virtual std::optional<Error> failure() const = 0;
 };
 
@@ -106,6 +106,10 @@ class Movies {
 public:
     virtual ~Movies() = default;
 
+    /// Looks for what encodes such a movie best, which takes a moment where there is a graphics card; a `create` with
+    /// the same video takes what was found. `completion` is called once on the main thread, within two seconds, perhaps
+    /// before this returns; not when another preparation or the end comes first. There need not be one.
+    virtual void prepare(const MovieVideo& video, std::function<void()> completion) = 0;
     /// Fails when the file cannot be made.
     [[nodiscard]] virtual Result<std::unique_ptr<MovieWriter>> create(const MovieSettings& settings) = 0;
     /// Finishes the movies in `folder` that a crash has left, and leaves alone those that somebody still writes.

@@ -134,9 +134,11 @@ void RecordingPipeline::finish(std::chrono::nanoseconds now, std::function<void(
         appendPicture(surface, now);
     if (mixer_)
         writeMixed(true);
+    // Asked afterwards: what fails from the finish on, the writer tells.
     writer_->finish(now, [completion = std::move(completion)](const Result<std::filesystem::path>& movie) {
         completion(movie.map_error([](const Error& error) { return RecorderError::failed(error.message); }));
     });
+    checkWriter();
 }
 
 void RecordingPipeline::cancel()

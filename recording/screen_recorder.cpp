@@ -97,21 +97,30 @@ void ScreenRecorder::findDisplay()
             if (display == content->displays.end())
                 self->failStart(RecorderError::noScreen());
             else
-                self->build(*display);
+                self->prepare(*display);
         });
 }
 
-void ScreenRecorder::build(const CaptureDisplay& display)
+void ScreenRecorder::prepare(const CaptureDisplay& display)
+{
+    const std::optional<Screen> screen = findScreen(services_.screens, display.displayID);
+    const MovieSize size =
+        movieSize(display.width, display.height, screen ? screen->backingScaleFactor : 1, options_.quality);
+    const MovieVideo video = movieVideo(size, options_.framerate, options_.quality);
+    services_.movies.prepare(video, [weak = weak_from_this(), round = round_, video] {
+        const auto self = weak.lock();
+        if (self && self->state_ == State::starting && self->round_ == round)
+            self->build(video);
+    });
+}
+
+void ScreenRecorder::build(const MovieVideo& video)
 {
     const auto microphone = chooseMicrophone();
     if (!microphone) {
         failStart(microphone.error());
         return;
     }
-    const std::optional<Screen> screen = findScreen(services_.screens, display.displayID);
-    const MovieSize size =
-        movieSize(display.width, display.height, screen ? screen->backingScaleFactor : 1, options_.quality);
-    const MovieVideo video = movieVideo(size, options_.framerate, options_.quality);
     StartResult built = makePipeline(video);
     if (built)
         built = makeStream(video);

@@ -89,7 +89,8 @@ private:
 
     void microphoneAnswered(bool isGranted);
     void findDisplay();
-    void build(const CaptureDisplay& display);
+    void prepare(const CaptureDisplay& display);
+    void build(const MovieVideo& video);
     [[nodiscard]] tl::expected<std::optional<MicrophoneDevice>, RecorderError> chooseMicrophone();
     [[nodiscard]] StartResult makePipeline(const MovieVideo& video);
     [[nodiscard]] StartResult makeStream(const MovieVideo& video);

@@ -48,7 +48,7 @@ trap 'exit 1' INT TERM HUP
 mkdir "$home/build" "$home/tmp"
 mkdir -m 700 "$home/run"
 cp "$scripts/run-suite.sh" "$home/build"
-for file in "$suite" nimbrale nimbrale-caretaker nimbrale.desktop nimbrale_scene nimbrale_gtk_window \
+for file in "$suite" nimbrale nimbrale-caretaker nimbrale-encoder-probe nimbrale.desktop nimbrale_scene nimbrale_gtk_window \
     nimbrale_session_leader; do
     cp "$build/$file" "$home/build" || exit 1
 done

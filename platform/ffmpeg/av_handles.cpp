@@ -10,9 +10,19 @@ extern "C" {
 
 namespace nimbrale::ffmpeg {
 
+void ReleaseAv::operator()(AVBufferRef* buffer) const
+{
+    av_buffer_unref(&buffer);
+}
+
 void ReleaseAv::operator()(AVCodecContext* context) const
 {
     avcodec_free_context(&context);
+}
+
+void ReleaseAv::operator()(AVCodecParameters* parameters) const
+{
+    avcodec_parameters_free(&parameters);
 }
 
 void ReleaseAv::operator()(AVFormatContext* context) const

@@ -3,7 +3,9 @@
 #include <memory>
 #include <string>
 
+struct AVBufferRef;
 struct AVCodecContext;
+struct AVCodecParameters;
 struct AVFormatContext;
 struct AVFrame;
 struct AVPacket;
@@ -11,14 +13,18 @@ struct AVPacket;
 namespace nimbrale::ffmpeg {
 
 struct ReleaseAv {
+    void operator()(AVBufferRef* buffer) const;
     void operator()(AVCodecContext* context) const;
+    void operator()(AVCodecParameters* parameters) const;
     /// Without its `pb`, which whoever set it gives back.
     void operator()(AVFormatContext* context) const;
     void operator()(AVFrame* frame) const;
     void operator()(AVPacket* packet) const;
 };
 
+using BufferHandle = std::unique_ptr<AVBufferRef, ReleaseAv>;
 using CodecContextHandle = std::unique_ptr<AVCodecContext, ReleaseAv>;
+using ParametersHandle = std::unique_ptr<AVCodecParameters, ReleaseAv>;
 using FormatContextHandle = std::unique_ptr<AVFormatContext, ReleaseAv>;
 using FrameHandle = std::unique_ptr<AVFrame, ReleaseAv>;
 using PacketHandle = std::unique_ptr<AVPacket, ReleaseAv>;

@@ -32,14 +32,15 @@ FfmpegMovieWriter::~FfmpegMovieWriter()
         isDiscarded_ = true;
 }
 
-Result<std::unique_ptr<MovieWriter>> FfmpegMovieWriter::create(const MovieSettings& settings, nanoseconds patience)
+Result<std::unique_ptr<MovieWriter>> FfmpegMovieWriter::create(const MovieSettings& settings, nanoseconds patience,
+                                                               HardwareVideo hardware)
 {
     Result<MoviePlace> place = MoviePlace::create(settings.file);
     if (!place)
         return tl::make_unexpected(place.error());
     std::unique_ptr<FfmpegMovieWriter> writer(new FfmpegMovieWriter(settings, *std::move(place)));
-    auto encoding =
-        MovieEncoding::create(settings, writer->place_.descriptor(), QueueWatch(writer->queueCapacity_, patience));
+    auto encoding = MovieEncoding::create(settings, writer->place_.descriptor(),
+                                          QueueWatch(writer->queueCapacity_, patience), std::move(hardware));
     if (!encoding) {
         qCWarning(recordingLog, "A movie couldn't be begun: %s", encoding.error().message.c_str());
         writer->place_.remove();
@@ -140,8 +141,10 @@ void FfmpegMovieWriter::encode(const std::function<Result<void>(MovieEncoding&)>
 
 void FfmpegMovieWriter::noteFailure(Error error)
 {
-    qCWarning(recordingLog, "A movie can be written no further: %s", error.message.c_str());
     const std::lock_guard lock(mutex_);
+    // Before the end, whoever records asks for it.
+    if (isFinishing_)
+        qCWarning(recordingLog, "The end of a movie is missing: %s", error.message.c_str());
     failure_ = std::move(error);
 }
 
@@ -156,6 +159,10 @@ void FfmpegMovieWriter::finish(nanoseconds time, Completion completion)
     if (stage_ != Stage::writing)
         programmingError("a movie was finished twice, or after it was cancelled");
     stage_ = Stage::finishing;
+    {
+        const std::lock_guard lock(mutex_);
+        isFinishing_ = true;
+    }
     const nanoseconds end = start_ ? time - *start_ : nanoseconds(0);
     queue_.post([this, end, completion = std::move(completion)] { completion(finishMovie(end)); });
 }

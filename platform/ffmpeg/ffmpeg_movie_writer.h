@@ -13,9 +13,10 @@ namespace nimbrale::ffmpeg {
 
 class FfmpegMovieWriter final : public MovieWriter {
 public:
-    /// See `Movies::create`. When pictures pile up for that long, they are encoded with less effort.
+    /// See `Movies::create`. When pictures pile up for that long, the processor encodes them with less effort.
     [[nodiscard]] static Result<std::unique_ptr<MovieWriter>>
-    create(const MovieSettings& settings, std::chrono::nanoseconds patience = QueueWatch::usualPatience);
+    create(const MovieSettings& settings, std::chrono::nanoseconds patience = QueueWatch::usualPatience,
+           HardwareVideo hardware = {});
     ~FfmpegMovieWriter() override;
     FfmpegMovieWriter(const FfmpegMovieWriter&) = delete;
     FfmpegMovieWriter& operator=(const FfmpegMovieWriter&) = delete;
@@ -60,6 +61,7 @@ private:
     std::atomic<bool> isDiscarded_ = false;
     mutable std::mutex mutex_;
     std::optional<Error> failure_;
+    bool isFinishing_ = false;
     /// Last, so that it ends first.
     SerialQueue queue_;
 };

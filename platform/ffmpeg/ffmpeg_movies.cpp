@@ -1,6 +1,7 @@
 #include "platform/ffmpeg/ffmpeg_movies.h"
 
 #include "platform/ffmpeg/ffmpeg_movie_writer.h"
+#include "platform/ffmpeg/hardware_preparation.h"
 #include "platform/ffmpeg/movie_recovery.h"
 #include "platform/serial_queue.h"
 
@@ -10,11 +11,18 @@ namespace {
 
 class FfmpegMovies final : public Movies {
 public:
-    explicit FfmpegMovies(MainQueue& mainQueue) : mainQueue_(mainQueue) {}
+    FfmpegMovies(MainQueue& mainQueue, HardwareSearch::Means means)
+        : mainQueue_(mainQueue), hardware_(mainQueue, std::move(means))
+    {}
+
+    void prepare(const MovieVideo& video, std::function<void()> completion) override
+    {
+        hardware_.prepare(video, std::move(completion));
+    }
 
     Result<std::unique_ptr<MovieWriter>> create(const MovieSettings& settings) override
     {
-        return FfmpegMovieWriter::create(settings);
+        return FfmpegMovieWriter::create(settings, QueueWatch::usualPatience, hardware_.take(settings.video));
     }
 
     void recover(const std::filesystem::path& folder,
@@ -31,6 +39,7 @@ public:
 
 private:
     MainQueue& mainQueue_;
+    HardwarePreparation hardware_;
     /// Gone when there is nobody any more to hear of a recovery.
     std::shared_ptr<const bool> alive_ = std::make_shared<const bool>(true);
     /// The worker's alone.
@@ -41,9 +50,9 @@ private:
 
 } // namespace
 
-std::unique_ptr<Movies> createFfmpegMovies(MainQueue& mainQueue)
+std::unique_ptr<Movies> createFfmpegMovies(MainQueue& mainQueue, HardwareSearch::Means means)
 {
-    return std::make_unique<FfmpegMovies>(mainQueue);
+    return std::make_unique<FfmpegMovies>(mainQueue, std::move(means));
 }
 
 } // namespace nimbrale::ffmpeg

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/ffmpeg/hardware_search.h"
 #include "platform/main_queue.h"
 #include "platform/movie_writer.h"
 
@@ -7,8 +8,9 @@
 
 namespace nimbrale::ffmpeg {
 
-/// Movies by FFmpeg's libraries. Main thread; the queue must outlive them. Their destructor waits for a recovery that
-/// is under way, whose completion is then not called.
-[[nodiscard]] std::unique_ptr<Movies> createFfmpegMovies(MainQueue& mainQueue);
+/// Movies by FFmpeg's libraries, encoded by what `means` finds or else by the processor. Main thread; the queue must
+/// outlive them. Their destructor waits for a recovery that is under way, whose completion is then not called, and ends
+/// a search.
+[[nodiscard]] std::unique_ptr<Movies> createFfmpegMovies(MainQueue& mainQueue, HardwareSearch::Means means);
 
 } // namespace nimbrale::ffmpeg

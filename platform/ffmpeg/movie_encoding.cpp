@@ -32,19 +32,31 @@ bool haveSameHeaders(const AVCodecContext& one, const AVCodecContext& other)
 
 } // namespace
 
-MovieEncoding::MovieEncoding(const MovieVideo& settings, EncoderEffort effort, const QueueWatch& queue)
-    : settings_(settings), effort_(effort), watch_(queue)
+MovieEncoding::MovieEncoding(const MovieVideo& settings, const QueueWatch& queue,
+                             std::function<void()> onHardwareFailure)
+    : settings_(settings), watch_(queue), onHardwareFailure_(std::move(onHardwareFailure))
 {}
 
-Result<std::unique_ptr<MovieEncoding>> MovieEncoding::create(const MovieSettings& settings, int descriptor,
-                                                             const QueueWatch& queue)
+Result<void> MovieEncoding::openVideo(std::unique_ptr<VideoEncoder> hardware)
 {
-    const EncoderEffort effort = initialEffort(settings.video, std::thread::hardware_concurrency());
-    std::unique_ptr<MovieEncoding> encoding(new MovieEncoding(settings.video, effort, queue));
-    auto video = VideoEncoder::create(settings.video, effort);
+    if (hardware) {
+        video_ = std::move(hardware);
+        return {};
+    }
+    effort_ = initialEffort(settings_, std::thread::hardware_concurrency());
+    auto video = VideoEncoder::create(settings_, *effort_);
     if (!video)
         return tl::make_unexpected(video.error());
-    encoding->video_ = *std::move(video);
+    video_ = *std::move(video);
+    return {};
+}
+
+Result<std::unique_ptr<MovieEncoding>> MovieEncoding::create(const MovieSettings& settings, int descriptor,
+                                                             const QueueWatch& queue, HardwareVideo hardware)
+{
+    std::unique_ptr<MovieEncoding> encoding(new MovieEncoding(settings.video, queue, std::move(hardware.onFailure)));
+    if (const Result<void> opened = encoding->openVideo(std::move(hardware.encoder)); !opened)
+        return tl::make_unexpected(opened.error());
     if (settings.audio) {
         auto audio = AudioEncoder::create(*settings.audio);
         if (!audio)
@@ -89,10 +101,10 @@ bool MovieEncoding::isKeyPictureDue(std::int64_t tick) const
 bool MovieEncoding::takeLessEffort()
 {
     // Two key pictures in a row, by two encoders that do not know of each other, could bear the same number.
-    if (effort_ == EncoderEffort::quick || !watch_.isOverloaded() || lastTick_ == lastKeyTick_)
+    if (effort_ != EncoderEffort::careful || !watch_.isOverloaded() || lastTick_ == lastKeyTick_)
         return false;
     effort_ = EncoderEffort::quick;
-    auto quick = VideoEncoder::create(settings_, effort_);
+    auto quick = VideoEncoder::create(settings_, *effort_);
     if (!quick || !haveSameHeaders((*quick)->context(), video_->context())) {
         qCWarning(recordingLog, "The encoder does not keep up, and there is no quicker one.");
         return false;
@@ -106,8 +118,11 @@ Result<void> MovieEncoding::encodePicture(std::int64_t tick)
 {
     const PictureKind kind = takeLessEffort() || isKeyPictureDue(tick) ? PictureKind::key : PictureKind::any;
     Result<PacketHandle> packet = video_->encode(*lastPicture_, tick, kind);
-    if (!packet)
+    if (!packet) {
+        if (!effort_ && onHardwareFailure_)
+            onHardwareFailure_();
         return tl::make_unexpected(packet.error());
+    }
     if (((*packet)->flags & AV_PKT_FLAG_KEY) != 0)
         lastKeyTick_ = tick;
     lastTick_ = tick;

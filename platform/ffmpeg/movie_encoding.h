@@ -6,10 +6,19 @@
 #include "platform/ffmpeg/video_encoder.h"
 
 #include <chrono>
+#include <functional>
 #include <memory>
 #include <optional>
 
 namespace nimbrale::ffmpeg {
+
+/// An encoder on a graphics card for one movie.
+struct HardwareVideo {
+    /// Opened with the movie's settings. Null: the processor encodes.
+    std::unique_ptr<VideoEncoder> encoder;
+    /// Called when it fails, on the thread that encodes. May be empty.
+    std::function<void()> onFailure;
+};
 
 /// Encodes pictures and sound and writes the packets. All times count from the movie's start; what is earlier counts as
 /// the start, for pictures, or is left out, for sound. One thread at a time. After an error only the destructor may be
@@ -17,8 +26,8 @@ namespace nimbrale::ffmpeg {
 class MovieEncoding {
 public:
     /// `descriptor` is an empty file, which is used as long as this lives. `queue` is of the queue in front.
-    [[nodiscard]] static Result<std::unique_ptr<MovieEncoding>> create(const MovieSettings& settings, int descriptor,
-                                                                       const QueueWatch& queue);
+    [[nodiscard]] static Result<std::unique_ptr<MovieEncoding>>
+    create(const MovieSettings& settings, int descriptor, const QueueWatch& queue, HardwareVideo hardware = {});
 
     /// `waiting` pictures are in the queue, this one included.
     [[nodiscard]] Result<void> addPicture(std::shared_ptr<const AVFrame> picture, std::chrono::nanoseconds time,
@@ -37,15 +46,18 @@ public:
     [[nodiscard]] Result<void> finish(std::chrono::nanoseconds time);
 
 private:
-    MovieEncoding(const MovieVideo& settings, EncoderEffort effort, const QueueWatch& queue);
+    MovieEncoding(const MovieVideo& settings, const QueueWatch& queue, std::function<void()> onHardwareFailure);
 
+    [[nodiscard]] Result<void> openVideo(std::unique_ptr<VideoEncoder> hardware);
     [[nodiscard]] Result<void> encodePicture(std::int64_t tick);
     [[nodiscard]] bool isKeyPictureDue(std::int64_t tick) const;
     [[nodiscard]] bool takeLessEffort();
 
     MovieVideo settings_;
-    EncoderEffort effort_;
+    /// Absent where a graphics card encodes: there is no other effort, and no other encoder writes the same headers.
+    std::optional<EncoderEffort> effort_;
     QueueWatch watch_;
+    std::function<void()> onHardwareFailure_;
     std::unique_ptr<VideoEncoder> video_;
     std::unique_ptr<AudioEncoder> audio_;
     std::unique_ptr<PieceWriter> pieces_;

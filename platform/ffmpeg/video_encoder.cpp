@@ -7,6 +7,7 @@
 
 extern "C" {
 #include <libavcodec/avcodec.h>
+#include <libavutil/dict.h>
 #include <libavutil/opt.h>
 }
 
@@ -54,50 +55,107 @@ bool setOptions(AVCodecContext& context, EncoderEffort effort)
            set("profile", "high") && set("forced-idr", "1") && set("x264-params", commonParameters);
 }
 
-} // namespace
+tl::unexpected<Error> notEncoded(int status)
+{
+    return fail(ErrorCode::permanent, "The picture couldn't be encoded: " + avErrorText(status) + ".");
+}
 
-VideoEncoder::VideoEncoder(CodecContextHandle context) : context_(std::move(context)), frame_(newFrame()) {}
-
-Result<std::unique_ptr<VideoEncoder>> VideoEncoder::create(const MovieVideo& video, EncoderEffort effort)
+/// With everything set that does not depend on the codec.
+Result<CodecContextHandle> newContext(const AVCodec* codec, const MovieVideo& video)
 {
     // The encoder would refuse it too, but leak.
     if (video.width < 2 || video.height < 2 || video.width % 2 != 0 || video.height % 2 != 0)
         return fail(ErrorCode::unsupported, "A movie's width and height must be even.");
-    const AVCodec* const codec = avcodec_find_encoder_by_name("libx264");
-    if (!codec)
-        return fail(ErrorCode::unsupported, "This system has no encoder for movies.");
+    if (!codec || codec->id != AV_CODEC_ID_H264)
+        return fail(ErrorCode::unsupported, "This system has no encoder for movies of that name.");
     CodecContextHandle context(avcodec_alloc_context3(codec));
     if (!context)
         throw std::bad_alloc();
     setPicture(*context, video);
     setRate(*context, video);
     context->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
-    context->thread_count = encoderThreads(std::thread::hardware_concurrency());
     // It tells of its settings at every start; what fails is told here.
     context->log_level_offset = AV_LOG_TRACE;
-    if (!setOptions(*context, effort))
-        return fail(ErrorCode::unsupported, "This system's encoder for movies cannot be used.");
-    if (const int status = avcodec_open2(context.get(), codec, nullptr); status != 0)
+    return context;
+}
+
+Result<void> open(AVCodecContext& context, AVDictionary** options)
+{
+    if (const int status = avcodec_open2(&context, context.codec, options); status != 0)
         return fail(ErrorCode::permanent, "The encoder for the picture didn't start: " + avErrorText(status) + ".");
-    return std::unique_ptr<VideoEncoder>(new VideoEncoder(std::move(context)));
+    return {};
+}
+
+/// Fails on an option that the codec does not know, too: without it, it would do something else than was meant.
+Result<void> openWith(AVCodecContext& context, const std::string& options)
+{
+    AVDictionary* parsed = nullptr;
+    Result<void> opened;
+    if (av_dict_parse_string(&parsed, options.c_str(), "=", ":", 0) != 0)
+        opened = fail(ErrorCode::unsupported, "The encoder's options cannot be read.");
+    else
+        opened = open(context, &parsed);
+    if (opened && av_dict_count(parsed) != 0)
+        opened = fail(ErrorCode::unsupported, "The encoder lacks an option.");
+    av_dict_free(&parsed);
+    return opened;
+}
+
+} // namespace
+
+VideoEncoder::VideoEncoder(CodecContextHandle context, std::optional<HardwarePictures> hardware)
+    : context_(std::move(context)), hardware_(std::move(hardware))
+{}
+
+Result<std::unique_ptr<VideoEncoder>> VideoEncoder::create(const MovieVideo& video, EncoderEffort effort)
+{
+    Result<CodecContextHandle> context = newContext(avcodec_find_encoder_by_name("libx264"), video);
+    if (!context)
+        return tl::make_unexpected(context.error());
+    (*context)->thread_count = encoderThreads(std::thread::hardware_concurrency());
+    if (!setOptions(**context, effort))
+        return fail(ErrorCode::unsupported, "This system's encoder for movies cannot be used.");
+    if (const Result<void> opened = open(**context, nullptr); !opened)
+        return tl::make_unexpected(opened.error());
+    return std::unique_ptr<VideoEncoder>(new VideoEncoder(*std::move(context), std::nullopt));
+}
+
+Result<std::unique_ptr<VideoEncoder>> VideoEncoder::createOnHardware(const MovieVideo& video,
+                                                                     const HardwareEncoder& hardware)
+{
+    Result<CodecContextHandle> context = newContext(avcodec_find_encoder_by_name(hardware.codec.c_str()), video);
+    if (!context)
+        return tl::make_unexpected(context.error());
+    Result<HardwarePictures> pictures = HardwarePictures::create(**context, hardware.device);
+    if (!pictures)
+        return tl::make_unexpected(pictures.error());
+    if (const Result<void> opened = openWith(**context, hardware.options); !opened)
+        return tl::make_unexpected(opened.error());
+    return std::unique_ptr<VideoEncoder>(new VideoEncoder(*std::move(context), *std::move(pictures)));
+}
+
+Result<FrameHandle> VideoEncoder::frameOf(const AVFrame& picture) const
+{
+    if (hardware_)
+        return hardware_->copy(picture);
+    FrameHandle frame = newFrame();
+    if (const int status = av_frame_ref(frame.get(), &picture); status != 0)
+        return notEncoded(status);
+    return frame;
 }
 
 Result<PacketHandle> VideoEncoder::encode(const AVFrame& picture, std::int64_t tick, PictureKind kind)
 {
-    const auto failed = [](int status) {
-        return fail(ErrorCode::permanent, "The picture couldn't be encoded: " + avErrorText(status) + ".");
-    };
-    if (const int status = av_frame_ref(frame_.get(), &picture); status != 0)
-        return failed(status);
-    frame_->pts = tick;
-    frame_->pict_type = kind == PictureKind::key ? AV_PICTURE_TYPE_I : AV_PICTURE_TYPE_NONE;
-    const int sent = avcodec_send_frame(context_.get(), frame_.get());
-    av_frame_unref(frame_.get());
-    if (sent != 0)
-        return failed(sent);
+    Result<FrameHandle> frame = frameOf(picture);
+    if (!frame)
+        return tl::make_unexpected(frame.error());
+    (*frame)->pts = tick;
+    (*frame)->pict_type = kind == PictureKind::key ? AV_PICTURE_TYPE_I : AV_PICTURE_TYPE_NONE;
+    if (const int status = avcodec_send_frame(context_.get(), frame->get()); status != 0)
+        return notEncoded(status);
     PacketHandle packet = newPacket();
     if (const int status = avcodec_receive_packet(context_.get(), packet.get()); status != 0)
-        return failed(status);
+        return notEncoded(status);
     return packet;
 }
 

@@ -91,6 +91,14 @@ public:
         std::function<void(std::vector<RecoveredMovie> movies)> completion;
     };
 
+    void prepare(const MovieVideo& video, std::function<void()> completion) override
+    {
+        prepared.push_back(video);
+        if (holdsPreparations)
+            preparations.push_back(std::move(completion));
+        else
+            completion();
+    }
     [[nodiscard]] Result<std::unique_ptr<MovieWriter>> create(const MovieSettings& settings) override
     {
         if (createError)
@@ -114,6 +122,11 @@ public:
     /// The movie made last; there must be one.
     [[nodiscard]] FakeMovie& movie() const { return *movies.at(movies.size() - 1); }
 
+    /// What was prepared, the oldest first.
+    std::vector<MovieVideo> prepared;
+    /// Whether completions of preparations wait for the test.
+    bool holdsPreparations = false;
+    std::vector<std::function<void()>> preparations;
     std::optional<Error> createError;
     /// In the order in which they were made.
     std::vector<std::shared_ptr<FakeMovie>> movies;

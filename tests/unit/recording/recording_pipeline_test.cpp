@@ -278,6 +278,16 @@ TEST_F(RecordingPipelineTest, WhatWasRecordedBeforeAFailureIsFinished)
     EXPECT_EQ(**result_, "/videos/movie.mov");
 }
 
+TEST_F(RecordingPipelineTest, AFailureSinceTheLastLookIsTold)
+{
+    make(false);
+    pipeline_->takeScreen(picture(1s));
+    movie_->failure = Error{ErrorCode::permanent, "The disk is full."};
+    finish(2s);
+    EXPECT_THAT(failures_, ElementsAre("The disk is full."));
+    EXPECT_THAT(movie_->end, Optional(2s));
+}
+
 TEST_F(RecordingPipelineTest, AFailureToFinishIsTold)
 {
     make(false);

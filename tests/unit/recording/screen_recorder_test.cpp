@@ -246,6 +246,33 @@ TEST_F(ScreenRecorderTest, AStreamWithoutSoundFailsTheStartWhereSoundIsWanted)
     EXPECT_EQ(starts_[0].error(), RecorderError::failed("No sound here."));
 }
 
+TEST_F(ScreenRecorderTest, TheMovieIsMadeWhenItsEncoderWasLookedFor)
+{
+    platform_.movies().holdsPreparations = true;
+    start({"/videos"});
+    answerContent();
+    EXPECT_THAT(platform_.movies().prepared,
+                ElementsAre(movieVideo({640, 360}, 30, AppSettings::RecordingQuality::standard)));
+    EXPECT_THAT(platform_.movies().movies, IsEmpty());
+    EXPECT_TRUE(recorder_->isBusy());
+    platform_.movies().preparations.at(0)();
+    EXPECT_EQ(movie().settings.video, platform_.movies().prepared.at(0));
+    stream().completeStart();
+    EXPECT_TRUE(recorder_->isRecording());
+}
+
+TEST_F(ScreenRecorderTest, AnEncoderThatIsFoundAfterTheStartWasGivenUpMakesNoMovie)
+{
+    platform_.movies().holdsPreparations = true;
+    start({"/videos"});
+    answerContent();
+    recorder_->stop();
+    EXPECT_FALSE(recorder_->isBusy());
+    start({"/videos"});
+    platform_.movies().preparations.at(0)();
+    EXPECT_THAT(platform_.movies().movies, IsEmpty());
+}
+
 TEST_F(ScreenRecorderTest, AStartThatIsGivenUpHasNoEnd)
 {
     start({"/videos"});

@@ -23,7 +23,7 @@ protected:
     /// What a recovery of the folder reports; fails the test when it never does.
     std::vector<RecoveredMovie> recovered()
     {
-        const auto movies = createFfmpegMovies(queue);
+        const auto movies = createFfmpegMovies(queue, {});
         std::optional<std::vector<RecoveredMovie>> result;
         movies->recover(folder, [&](std::vector<RecoveredMovie> found) { result = std::move(found); });
         for (int attempt = 0; attempt < 1000 && !result; ++attempt) {
@@ -59,7 +59,7 @@ protected:
 
 TEST_F(FfmpegMoviesTest, BegunMovieIsWritten)
 {
-    const auto movies = createFfmpegMovies(queue);
+    const auto movies = createFfmpegMovies(queue, {});
     auto writer = movies->create(settingsFor(64, 48));
     ASSERT_TRUE(writer);
     (*writer)->startSession(start);
@@ -100,7 +100,7 @@ TEST_F(FfmpegMoviesTest, KilledWriterLosesLittleOfAStillScreen)
 TEST_F(FfmpegMoviesTest, RecoveryThatNobodyWaitsForIsNotReported)
 {
     bool isReported = false;
-    auto movies = createFfmpegMovies(queue);
+    auto movies = createFfmpegMovies(queue, {});
     movies->recover(folder, [&](const auto&) { isReported = true; });
     movies.reset();
     EXPECT_EQ(queue.pendingPosts(), 1U); // It was done.

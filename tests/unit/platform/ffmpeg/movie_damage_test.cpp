@@ -193,7 +193,7 @@ TEST_F(MovieDamageTest, PiecesThatGoBackInTimeEndTheMovieAndStay)
     }
     write(pieces, twice);
     EXPECT_THAT(recover(), ElementsAre(RecoveredMovie{movie, std::nullopt}));
-    EXPECT_EQ(DecodedMovie::decode(movie).videoDuration, 4 * second);
+    EXPECT_EQ(PlayedMovie(movie).videoTrack().duration, 4 * second);
     EXPECT_GT(std::filesystem::file_size(movie), twice.size());
 }
 

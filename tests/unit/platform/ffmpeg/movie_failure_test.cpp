@@ -187,5 +187,40 @@ TEST_F(MovieFailureTest, DiskThatFailsLaterEndsTheMovieAndLeavesItsPieces)
     EXPECT_THAT(names(), ElementsAre("Movie.mov.unfinished"));
 }
 
+TEST_F(MovieFailureTest, FailureIsLoggedByWhoAsksForIt)
+{
+    FileCalls calls;
+    Screen screen(64, 48);
+    const auto writer = begin(settingsFor(64, 48));
+    calls.failures["pwrite"] = EIO;
+    for (nanoseconds time = 0s; time < 60s && !writer->failure(); time += 1s)
+        append(*writer, screen, time);
+    ASSERT_TRUE(writer->failure());
+    EXPECT_THAT(log.lines(), IsEmpty());
+}
+
+TEST_F(MovieFailureTest, FailureThatNobodyAsksForAnyMoreIsLogged)
+{
+    FileCalls calls;
+    // The last piece fails, and not what makes an ordinary movie of them after it.
+    std::atomic<bool> failsNext = false;
+    calls.before = [&](const std::string& call) {
+        if (call == "pwrite")
+            calls.failures["pwrite"] = failsNext.exchange(false) ? EIO : 0;
+    };
+    Screen screen(64, 48);
+    const auto writer = begin(settingsFor(64, 48));
+    for (nanoseconds time = 0s; time < 3s; time += 500ms)
+        append(*writer, screen, time);
+    ASSERT_TRUE(piecesWith(4));
+    failsNext = true;
+    ASSERT_TRUE(finish(*writer, 3s));
+    std::vector<std::string> messages;
+    for (const auto& line : log.lines())
+        messages.push_back(line.message);
+    EXPECT_THAT(messages, ElementsAre("The end of a movie is missing: The recording couldn't be written: "
+                                      "Input/output error."));
+}
+
 } // namespace
 } // namespace nimbrale::ffmpeg

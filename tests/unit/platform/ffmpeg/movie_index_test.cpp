@@ -73,14 +73,14 @@ TEST_F(MovieIndexTest, PicturesAndSoundKeepTheirTimes)
     const FileBytes bytes = PieceMovie::make(content);
     ASSERT_GE(boxesOf(bytes).size(), 2 + 2 * 4) << "The movie is not in pieces.";
     expectOrdinary(finalize(bytes));
-    const DecodedMovie decoded = DecodedMovie::decode(pieces);
-    expectPictures(decoded, content, content.pictureTimes.size());
-    EXPECT_EQ(decoded.videoBegin, 0);
-    EXPECT_EQ(decoded.videoDuration, content.end);
-    EXPECT_EQ(decoded.soundBegin, 0);
-    EXPECT_NEAR(static_cast<double>(decoded.soundDuration), static_cast<double>(content.end), 0.05 * second);
-    EXPECT_EQ(decoded.tick, content.tick);
-    EXPECT_EQ(decoded.lastDuration, content.end - content.pictureTimes.back());
+    const PlayedMovie played(pieces);
+    expectPictures(played, content, content.pictureTimes.size());
+    EXPECT_EQ(played.videoTrack().begin, 0);
+    EXPECT_EQ(played.videoTrack().duration, content.end);
+    EXPECT_EQ(played.soundTrack().begin, 0);
+    EXPECT_NEAR(static_cast<double>(played.soundTrack().duration), static_cast<double>(content.end), 0.05 * second);
+    EXPECT_EQ(played.loudestSample(), content.tick);
+    EXPECT_EQ(played.lastPictureDuration(), content.end - content.pictureTimes.back());
 }
 
 TEST_F(MovieIndexTest, NoMediaIsMoved)
@@ -100,10 +100,10 @@ TEST_F(MovieIndexTest, PicturesAlone)
 {
     const PieceMovieContent content = pictures(4 * second);
     expectOrdinary(finalize(PieceMovie::make(content)));
-    const DecodedMovie decoded = DecodedMovie::decode(pieces);
-    expectPictures(decoded, content, content.pictureTimes.size());
-    EXPECT_EQ(decoded.videoDuration, content.end);
-    EXPECT_EQ(decoded.tick, -1);
+    const PlayedMovie played(pieces);
+    expectPictures(played, content, content.pictureTimes.size());
+    EXPECT_EQ(played.videoTrack().duration, content.end);
+    EXPECT_EQ(played.loudestSample(), -1);
 }
 
 TEST_F(MovieIndexTest, AStillPictureLastsToTheEnd)
@@ -112,10 +112,10 @@ TEST_F(MovieIndexTest, AStillPictureLastsToTheEnd)
     content.pictureTimes = {0};
     content.end = 10 * second;
     expectOrdinary(finalize(PieceMovie::make(content)));
-    const DecodedMovie decoded = DecodedMovie::decode(pieces);
-    expectPictures(decoded, content, 1);
-    EXPECT_EQ(decoded.videoDuration, 10 * second);
-    EXPECT_EQ(decoded.lastDuration, 10 * second);
+    const PlayedMovie played(pieces);
+    expectPictures(played, content, 1);
+    EXPECT_EQ(played.videoTrack().duration, 10 * second);
+    EXPECT_EQ(played.lastPictureDuration(), 10 * second);
 }
 
 TEST_F(MovieIndexTest, AStillPictureUnderSoundLastsToTheEnd)
@@ -125,10 +125,10 @@ TEST_F(MovieIndexTest, AStillPictureUnderSoundLastsToTheEnd)
     content.end = 7 * second;
     content.tick = 5 * 48000 + 17;
     expectOrdinary(finalize(PieceMovie::make(content)));
-    const DecodedMovie decoded = DecodedMovie::decode(pieces);
-    expectPictures(decoded, content, 2);
-    EXPECT_EQ(decoded.videoDuration, 7 * second);
-    EXPECT_EQ(decoded.tick, content.tick);
+    const PlayedMovie played(pieces);
+    expectPictures(played, content, 2);
+    EXPECT_EQ(played.videoTrack().duration, 7 * second);
+    EXPECT_EQ(played.loudestSample(), content.tick);
 }
 
 TEST_F(MovieIndexTest, TheFirstPictureIsShownFromTheBeginningAndSoundStaysWhereItIs)
@@ -138,12 +138,12 @@ TEST_F(MovieIndexTest, TheFirstPictureIsShownFromTheBeginningAndSoundStaysWhereI
         time += second / 3;
     content.end += second / 3;
     expectOrdinary(finalize(PieceMovie::make(content)));
-    const DecodedMovie decoded = DecodedMovie::decode(pieces);
+    const PlayedMovie played(pieces);
     content.pictureTimes.front() = 0;
-    expectPictures(decoded, content, content.pictureTimes.size());
-    EXPECT_EQ(decoded.videoBegin, 0);
-    EXPECT_EQ(decoded.videoDuration, content.end);
-    EXPECT_EQ(decoded.tick, content.tick);
+    expectPictures(played, content, content.pictureTimes.size());
+    EXPECT_EQ(played.videoTrack().begin, 0);
+    EXPECT_EQ(played.videoTrack().duration, content.end);
+    EXPECT_EQ(played.loudestSample(), content.tick);
 }
 
 TEST_F(MovieIndexTest, SoundThatBeginsLaterStaysWhereItIsToTheSample)
@@ -153,11 +153,11 @@ TEST_F(MovieIndexTest, SoundThatBeginsLaterStaysWhereItIsToTheSample)
     FileBytes bytes = PieceMovie::make(content);
     ASSERT_GT(delaySound(bytes, later), 1);
     expectOrdinary(finalize(bytes));
-    const DecodedMovie decoded = DecodedMovie::decode(pieces);
-    expectPictures(decoded, content, content.pictureTimes.size());
-    EXPECT_EQ(decoded.videoBegin, 0);
-    EXPECT_NEAR(static_cast<double>(decoded.soundBegin), later * 15.0 / 8, 1);
-    EXPECT_EQ(decoded.tick, content.tick + later);
+    const PlayedMovie played(pieces);
+    expectPictures(played, content, content.pictureTimes.size());
+    EXPECT_EQ(played.videoTrack().begin, 0);
+    EXPECT_NEAR(static_cast<double>(played.soundTrack().begin), later * 15.0 / 8, 1);
+    EXPECT_EQ(played.loudestSample(), content.tick + later);
 }
 
 TEST_F(MovieIndexTest, EditListsOfThePiecesCount)
@@ -165,10 +165,10 @@ TEST_F(MovieIndexTest, EditListsOfThePiecesCount)
     PieceMovieContent content = picturesAndSound(4 * second);
     content.hasEditLists = true;
     expectOrdinary(finalize(PieceMovie::make(content)));
-    const DecodedMovie decoded = DecodedMovie::decode(pieces);
-    expectPictures(decoded, content, content.pictureTimes.size());
-    EXPECT_EQ(decoded.videoBegin, 0);
-    EXPECT_EQ(decoded.tick, content.tick);
+    const PlayedMovie played(pieces);
+    expectPictures(played, content, content.pictureTimes.size());
+    EXPECT_EQ(played.videoTrack().begin, 0);
+    EXPECT_EQ(played.loudestSample(), content.tick);
 }
 
 TEST_F(MovieIndexTest, AFinalizedMovieStaysAsItIs)
@@ -297,9 +297,9 @@ TEST_F(MovieIndexTest, PiecesThatCannotBeFinishedInPlaceAreCopied)
     ASSERT_TRUE(finalized) << finalized.error().message;
     EXPECT_THAT(names(), ElementsAre("Movie.mov.unfinished"));
     EXPECT_THAT(boxTypesOf(read(pieces)), ElementsAre("ftyp", "wide", "mdat", "moov"));
-    const DecodedMovie decoded = DecodedMovie::decode(pieces);
-    expectPictures(decoded, content, content.pictureTimes.size());
-    EXPECT_EQ(decoded.tick, content.tick);
+    const PlayedMovie played(pieces);
+    expectPictures(played, content, content.pictureTimes.size());
+    EXPECT_EQ(played.loudestSample(), content.tick);
     // And that one is finished.
     const FileBytes copied = read(pieces);
     EXPECT_EQ(finalizeMovie(**place), FinalizedMovie::ordinary);
@@ -314,9 +314,9 @@ TEST_F(MovieIndexTest, PiecesAsOthersWriteThemAreCopied)
     const auto finalized = finalize(bytes);
     ASSERT_TRUE(finalized) << finalized.error().message;
     EXPECT_THAT(boxTypesOf(read(pieces)), ElementsAre("ftyp", "wide", "mdat", "moov"));
-    const DecodedMovie decoded = DecodedMovie::decode(pieces);
-    expectPictures(decoded, content, content.pictureTimes.size());
-    EXPECT_EQ(decoded.tick, content.tick);
+    const PlayedMovie played(pieces);
+    expectPictures(played, content, content.pictureTimes.size());
+    EXPECT_EQ(played.loudestSample(), content.tick);
 }
 
 TEST_F(MovieIndexTest, ACopyThatHasNotAllOfThePiecesDoesNotReplaceThem)

@@ -19,10 +19,11 @@ using testing::IsEmpty;
 /// A disk that holds up whoever writes, for as long as the test wants.
 class StalledDisk {
 public:
-    StalledDisk()
+    /// Only calls of that name are held up.
+    explicit StalledDisk(std::string held = "pwrite")
     {
-        calls_.before = [this](const std::string& call) {
-            if (call != "pwrite")
+        calls_.before = [this, held = std::move(held)](const std::string& call) {
+            if (call != held)
                 return;
             std::unique_lock lock(mutex_);
             isHoldingUp_ = isStalled_;
@@ -55,6 +56,37 @@ private:
     bool isHoldingUp_ = false;
     FileCalls calls_;
 };
+
+class SlowSynchronizationTest : public MovieWriterTest {
+protected:
+    StalledDisk disk{"fdatasync"};
+};
+
+TEST_F(SlowSynchronizationTest, DiskThatTakesItsTimeCostsNoPicture)
+{
+    constexpr std::size_t count = 900;
+    Screen screen(64, 48);
+    const auto writer = begin(settingsFor(64, 48));
+    disk.stall();
+    for (std::size_t number = 0; number < count; ++number) {
+        // In time to the end, whatever the disk does: the queue never fills for good.
+        const auto deadline = std::chrono::steady_clock::now() + 5s;
+        while (!writer->isReadyForVideo() && std::chrono::steady_clock::now() < deadline)
+            std::this_thread::sleep_for(1ms);
+        ASSERT_TRUE(writer->isReadyForVideo()) << number;
+        screen.fillWithNoise(static_cast<unsigned>(number));
+        writer->appendVideo(screen.picture(), start + nanoseconds(number * std::nano::den / 30));
+    }
+    EXPECT_TRUE(disk.isHoldingUp());
+    // All but the last second is in the file, though no disk has said that it is there.
+    const auto pieces = piecesWith(count - 31);
+    disk.goOn();
+    ASSERT_TRUE(pieces);
+    const auto finished = finish(*writer, nanoseconds(count * std::nano::den / 30));
+    ASSERT_TRUE(finished);
+    EXPECT_EQ(PlayedMovie(*finished).pictures().size(), count);
+    EXPECT_THAT(log.lines(), IsEmpty());
+}
 
 class MovieOverloadTest : public MovieWriterTest {
 protected:

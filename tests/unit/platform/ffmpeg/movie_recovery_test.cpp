@@ -33,7 +33,7 @@ TEST_F(MovieRecoveryTest, GivesAMovieItsName)
     write(pieces, PieceMovie::make(content));
     expectRecovered(movie);
     EXPECT_THAT(names(), ElementsAre("Movie.mov"));
-    expectPictures(DecodedMovie::decode(movie), content, content.pictureTimes.size());
+    expectPictures(PlayedMovie(movie), content, content.pictureTimes.size());
     EXPECT_THAT(recover(), IsEmpty());
 }
 
@@ -94,7 +94,7 @@ TEST_F(MovieRecoveryTest, FinishesWhatAKilledWriterLeft)
     ASSERT_EQ(waitpid(child, &status, 0), child);
     ASSERT_TRUE(WIFSIGNALED(status));
     expectRecovered(movie);
-    EXPECT_EQ(DecodedMovie::decode(movie).errors, 0);
+    EXPECT_NO_THROW(PlayedMovie{movie});
 }
 
 TEST_F(MovieRecoveryTest, RemovesWhatHoldsNoPicture)
@@ -206,11 +206,11 @@ protected:
             return;
         }
         expectRecovered(movie);
-        const DecodedMovie decoded = DecodedMovie::decode(movie);
-        expectPictures(decoded, content, expected);
-        EXPECT_EQ(decoded.videoBegin, 0);
-        if (GetParam() && decoded.videoDuration > 3 * second) {
-            EXPECT_EQ(decoded.tick, content.tick) << "Sound was written up to the end of each piece.";
+        const PlayedMovie played(movie);
+        expectPictures(played, content, expected);
+        EXPECT_EQ(played.videoTrack().begin, 0);
+        if (GetParam() && played.videoTrack().duration > 3 * second) {
+            EXPECT_EQ(played.loudestSample(), content.tick) << "Sound was written up to the end of each piece.";
         }
         std::filesystem::remove(movie);
     }
@@ -250,7 +250,7 @@ TEST_P(CutMovieTest, KeepsAllWholePiecesBeforeZeros)
     std::fill(zeros.begin() + static_cast<std::ptrdiff_t>(end), zeros.end(), std::uint8_t{0});
     write(pieces, zeros);
     expectRecovered(movie);
-    expectPictures(DecodedMovie::decode(movie), content, picturesWithin(end));
+    expectPictures(PlayedMovie(movie), content, picturesWithin(end));
 }
 
 } // namespace

@@ -4,8 +4,8 @@
 #include "platform/ffmpeg/movie_index.h"
 #include "platform/ffmpeg/movie_place.h"
 #include "tests/fakes/log_capture.h"
-#include "tests/unit/platform/ffmpeg/decoded_movie.h"
 #include "tests/unit/platform/ffmpeg/piece_movie.h"
+#include "tests/unit/platform/ffmpeg/played_movie.h"
 
 #include <QTemporaryDir>
 #include <gmock/gmock.h>
@@ -96,14 +96,12 @@ protected:
     }
 
     /// Whether these are the content's first pictures, at their times.
-    static void expectPictures(const DecodedMovie& decoded, const PieceMovieContent& content, std::size_t count)
+    static void expectPictures(const PlayedMovie& played, const PieceMovieContent& content, std::size_t count)
     {
-        EXPECT_TRUE(decoded.isReadable);
-        EXPECT_EQ(decoded.errors, 0);
-        ASSERT_EQ(decoded.pictures.size(), count);
+        ASSERT_EQ(played.pictures().size(), count);
         for (std::size_t i = 0; i < count; ++i) {
-            EXPECT_EQ(decoded.pictures[i].time, content.pictureTimes[i]) << "picture " << i;
-            EXPECT_NEAR(decoded.pictures[i].brightness, PieceMovie::brightness(i), 8) << "picture " << i;
+            EXPECT_EQ(played.pictures()[i].tick, content.pictureTimes[i]) << "picture " << i;
+            EXPECT_NEAR(played.pictures()[i].lumaAt(0, 0), PieceMovie::brightness(i), 8) << "picture " << i;
         }
     }
 };

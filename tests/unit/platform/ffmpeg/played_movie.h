@@ -4,9 +4,11 @@
 
 #include <array>
 #include <chrono>
+#include <cmath>
 #include <cstdint>
 #include <filesystem>
 #include <memory>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -20,6 +22,8 @@ namespace nimbrale::ffmpeg {
 
 struct PlayedPicture {
     std::chrono::nanoseconds time{0};
+    /// The same, in 1/90000 s.
+    std::int64_t tick = 0;
     bool isKey = false;
     int width = 0;
     std::vector<std::uint8_t> luma;
@@ -37,6 +41,12 @@ private:
     }
 };
 
+/// When a track begins and how long it is, in 1/90000 s.
+struct PlayedTrack {
+    std::int64_t begin = 0;
+    std::int64_t duration = 0;
+};
+
 /// What a player makes of a movie. The constructor reads all of it and throws std::runtime_error where anything is
 /// broken.
 class PlayedMovie {
@@ -51,7 +61,10 @@ public:
         int status = 0;
         while ((status = av_read_frame(context_.get(), packet.get())) == 0) {
             const auto stream = static_cast<std::size_t>(packet->stream_index);
+            require((packet->flags & AV_PKT_FLAG_CORRUPT) == 0, "a packet is whole");
             packetBytes_.at(stream == 0 ? 0 : 1) += packet->size;
+            if (stream == 0)
+                lastPictureDuration_ = inTicks(packet->duration, *context_->streams[0]);
             decode(*decoders.at(stream), packet.get(), *context_->streams[stream]);
             av_packet_unref(packet.get());
         }
@@ -66,6 +79,11 @@ public:
     {
         return context_->nb_streams > 1 ? context_->streams[1]->codecpar : nullptr;
     }
+    [[nodiscard]] PlayedTrack videoTrack() const { return trackOf(0); }
+    /// Only with sound.
+    [[nodiscard]] PlayedTrack soundTrack() const { return trackOf(1); }
+    /// How long the last picture is shown, in 1/90000 s.
+    [[nodiscard]] std::int64_t lastPictureDuration() const { return lastPictureDuration_; }
     [[nodiscard]] std::chrono::duration<double> videoDuration() const { return durationOf(0); }
     [[nodiscard]] std::chrono::duration<double> audioDuration() const { return durationOf(1); }
     [[nodiscard]] std::chrono::duration<double> duration() const
@@ -81,9 +99,23 @@ public:
             all.push_back(picture.time);
         return all;
     }
-    /// Of the left channel, from the movie's start.
+    /// Of the left channel, from the sound's beginning.
     [[nodiscard]] const std::vector<float>& left() const { return left_; }
+    /// Empty where the sound has one channel.
     [[nodiscard]] const std::vector<float>& right() const { return right_; }
+    /// The loudest sample of the left channel, counted from the movie's start; -1 where nothing is heard.
+    [[nodiscard]] std::int64_t loudestSample() const
+    {
+        std::int64_t loudest = -1;
+        float loudness = 0.1F;
+        for (std::size_t sample = 0; sample < left_.size(); ++sample) {
+            if (std::abs(left_[sample]) > loudness) {
+                loudness = std::abs(left_[sample]);
+                loudest = soundBegin_.value_or(0) + static_cast<std::int64_t>(sample);
+            }
+        }
+        return loudest;
+    }
 
     /// The time of the picture from which a player goes on that was sent to `time`.
     [[nodiscard]] std::chrono::nanoseconds seekTo(std::chrono::nanoseconds time)
@@ -101,6 +133,8 @@ public:
     }
 
 private:
+    static constexpr int ticksPerSecond = 90000;
+
     struct CloseInput {
         void operator()(AVFormatContext* context) const { avformat_close_input(&context); }
     };
@@ -160,6 +194,7 @@ private:
     {
         require(frame.format == AV_PIX_FMT_YUV420P, "pictures are 4:2:0");
         pictures_.push_back({.time = std::chrono::nanoseconds(av_rescale_q(frame.pts, timeBase, {1, std::nano::den})),
+                             .tick = av_rescale_q(frame.pts, timeBase, {1, ticksPerSecond}),
                              .isKey = frame.key_frame != 0,
                              .width = frame.width,
                              .luma = planeOf(frame, 0, frame.width, frame.height),
@@ -169,15 +204,28 @@ private:
 
     void keepSound(const AVFrame& frame, AVRational timeBase)
     {
-        require(frame.format == AV_SAMPLE_FMT_FLTP && frame.ch_layout.nb_channels == 2, "the sound is stereo");
+        const int channels = frame.ch_layout.nb_channels;
+        require(frame.format == AV_SAMPLE_FMT_FLTP && (channels == 1 || channels == 2), "the sound is mono or stereo");
         const std::int64_t position = av_rescale_q(frame.pts, timeBase, {1, frame.sample_rate});
-        require(position == static_cast<std::int64_t>(left_.size()), "the sound has no gap");
-        const auto* const left = reinterpret_cast<const float*>(frame.extended_data[0]);
-        const auto* const right = reinterpret_cast<const float*>(frame.extended_data[1]);
-        left_.insert(left_.end(), left, left + frame.nb_samples);
-        right_.insert(right_.end(), right, right + frame.nb_samples);
+        if (!soundBegin_)
+            soundBegin_ = position;
+        require(position == *soundBegin_ + static_cast<std::int64_t>(left_.size()), "the sound has no gap");
+        for (int channel = 0; channel < channels; ++channel) {
+            const auto* const samples = reinterpret_cast<const float*>(frame.extended_data[channel]);
+            std::vector<float>& kept = channel == 0 ? left_ : right_;
+            kept.insert(kept.end(), samples, samples + frame.nb_samples);
+        }
     }
 
+    static std::int64_t inTicks(std::int64_t time, const AVStream& stream)
+    {
+        return av_rescale_q(time, stream.time_base, {1, ticksPerSecond});
+    }
+    [[nodiscard]] PlayedTrack trackOf(unsigned number) const
+    {
+        const AVStream& stream = *context_->streams[number];
+        return {inTicks(stream.start_time, stream), inTicks(stream.duration, stream)};
+    }
     [[nodiscard]] std::chrono::duration<double> durationOf(unsigned number) const
     {
         const AVStream& stream = *context_->streams[number];
@@ -186,6 +234,8 @@ private:
 
     std::unique_ptr<AVFormatContext, CloseInput> context_;
     std::vector<PlayedPicture> pictures_;
+    std::int64_t lastPictureDuration_ = 0;
+    std::optional<std::int64_t> soundBegin_;
     std::vector<float> left_;
     std::vector<float> right_;
     std::array<std::int64_t, 2> packetBytes_{};
