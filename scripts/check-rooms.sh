@@ -19,7 +19,7 @@ awk -f <(cat <<'AWK'
         if (allowed[room] ~ /^(everything|all of them)$/) return 1
         count = split(allowed[room], names, /, */)
         for (i = 1; i <= count; i++)
-            if (names[i] == other || "platform/x11/" names[i] == other) return 1
+            if (names[i] == other || "platform/" names[i] == other || "platform/x11/" names[i] == other) return 1
         return 0
     }
     FILENAME ~ /architecture\.md$/ {

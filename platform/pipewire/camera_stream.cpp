@@ -43,11 +43,12 @@ struct CameraStream::Events {
             self.wasConnected_ = true;
         if (state == PW_STREAM_STATE_ERROR) {
             qCWarning(webcamLog, "The stream of %s: %s", self.device_.id.c_str(), error ? error : "an error");
-            self.lose(self.wasConnected_ ? "stopped giving pictures. Plug it in again, or choose another camera."
-                                         : "could not be started. Another program may be using it: close that one, or "
-                                           "choose another camera.");
+            self.loss_.tell(self.wasConnected_
+                                ? "stopped giving pictures. Plug it in again, or choose another camera."
+                                : "could not be started. Another program may be using it: close that one, or "
+                                  "choose another camera.");
         } else if (state == PW_STREAM_STATE_UNCONNECTED) {
-            self.lose("is not there any more. Plug it in again, or choose another camera.");
+            self.loss_.tell("is not there any more. Plug it in again, or choose another camera.");
         }
     }
 
@@ -63,12 +64,12 @@ struct CameraStream::Events {
 
 CameraStream::CameraStream(MainQueue& queue, CameraDevice device, Cameras::Handlers handlers,
                            std::chrono::seconds patience)
-    : queue_(queue), device_(std::move(device)), onPicture_(std::move(handlers.onPicture)),
-      loss_(std::make_shared<Loss>(Loss{std::move(handlers.onLost)})), patience_(patience),
+    : device_(std::move(device)), onPicture_(std::move(handlers.onPicture)),
+      loss_(queue, device_.name, std::move(handlers.onLost)), patience_(patience),
       lastPicture_(std::chrono::steady_clock::now()), loop_(makeThreadLoop("nimbrale-camera"))
 {
     if (!connect())
-        lose("could not be started, because the system's camera service (PipeWire) does not answer.");
+        loss_.tell("could not be started, because the system's camera service (PipeWire) does not answer.");
 }
 
 CameraStream::~CameraStream()
@@ -94,7 +95,7 @@ bool CameraStream::connect()
     pw_loop* const loop = pw_thread_loop_get_loop(loop_.get());
     connection_ = DaemonConnection::open(
         loop_.get(), {.onGone = [this] {
-            lose(
+            loss_.tell(
                 "stopped, because the system's camera service (PipeWire) ended. It works again when the service does.");
         }});
     if (!connection_)
@@ -134,7 +135,7 @@ bool CameraStream::startStream()
 
 void CameraStream::takePicture()
 {
-    if (isClosing_ || isLost_)
+    if (isClosing_ || loss_.isTold())
         return;
     // Only the newest one: whoever is late gets none of those that came meanwhile.
     pw_buffer* newest = nullptr;
@@ -178,7 +179,7 @@ void CameraStream::changeFormat(const spa_pod* parameter)
         return; // Between two formats there is none.
     format_ = parseFormat(parameter);
     if (!format_) {
-        lose("sends pictures that cannot be read. Choose another camera.");
+        loss_.tell("sends pictures that cannot be read. Choose another camera.");
         return;
     }
     StreamParameters buffers;
@@ -190,21 +191,10 @@ void CameraStream::look()
 {
     if (std::chrono::steady_clock::now() - lastPicture_ < patience_)
         return;
-    lose(hasUnreadable_ ? "sends pictures that cannot be read. Choose another camera."
-                        : "gives no picture. Another program may be using it: close that one, or plug the camera in "
-                          "again.");
-}
-
-void CameraStream::lose(const std::string& what)
-{
-    if (std::exchange(isLost_, true))
-        return;
-    Error error{ErrorCode::temporary, "The camera \"" + device_.name + "\" " + what};
-    queue_.post([loss = std::weak_ptr(loss_), error = std::move(error)] {
-        const std::shared_ptr<Loss> current = loss.lock();
-        if (current && current->onLost)
-            std::exchange(current->onLost, nullptr)(error);
-    });
+    loss_.tell(hasUnreadable_
+                   ? "sends pictures that cannot be read. Choose another camera."
+                   : "gives no picture. Another program may be using it: close that one, or plug the camera in "
+                     "again.");
 }
 
 } // namespace nimbrale::pipewire

@@ -1,15 +1,15 @@
 #pragma once
 
+#include "platform/camera_pictures/camera_loss.h"
+#include "platform/camera_pictures/camera_picture.h"
 #include "platform/cameras.h"
 #include "platform/main_queue.h"
-#include "platform/pipewire/camera_picture.h"
 #include "platform/pipewire/daemon_connection.h"
 
 #include <atomic>
 #include <chrono>
 #include <memory>
 #include <optional>
-#include <string>
 
 namespace nimbrale::pipewire {
 
@@ -26,10 +26,6 @@ public:
 
 private:
     struct Events;
-    /// What is left of the handlers on the main thread.
-    struct Loss {
-        std::function<void(const Error& error)> onLost;
-    };
 
     [[nodiscard]] bool connect();
     [[nodiscard]] bool startStream();
@@ -37,12 +33,10 @@ private:
     [[nodiscard]] std::shared_ptr<const BufferSurface> pictureIn(const spa_buffer& buffer);
     void changeFormat(const spa_pod* parameter);
     void look();
-    void lose(const std::string& what);
 
-    MainQueue& queue_;
     const CameraDevice device_;
     const std::function<void(std::shared_ptr<const BufferSurface> picture)> onPicture_;
-    const std::shared_ptr<Loss> loss_;
+    CameraLoss loss_;
     const std::chrono::seconds patience_;
 
     std::atomic<bool> isClosing_ = false; ///< there is no use for pictures any more
@@ -53,7 +47,6 @@ private:
     std::chrono::steady_clock::time_point lastPicture_;
     bool hasUnreadable_ = false; ///< since the last picture
     bool wasConnected_ = false;
-    bool isLost_ = false;
 
     ThreadLoop loop_;
     LoopSource watch_;
