@@ -49,6 +49,9 @@ awk -f <(cat <<'AWK'
     /^#include <pulse\// && FILENAME !~ /^platform\/pulseaudio\// {
         printf "%s:%d: only platform/pulseaudio may include %s\n", FILENAME, FNR, $2; wrong = 1
     }
+    /^#include <(linux\/videodev2|libavdevice\/)/ && FILENAME !~ /^platform\/v4l2\// {
+        printf "%s:%d: only platform/v4l2 may include %s\n", FILENAME, FNR, $2; wrong = 1
+    }
     END {
         if (rooms < 10 || files < 50) { print "check-rooms: the table or the sources were not found"; exit 2 }
         exit wrong

@@ -24,6 +24,13 @@ std::optional<bool> KnownDevices::hasSound() const
     return known_->snapshot.hasSound;
 }
 
+std::optional<bool> KnownDevices::hasDaemon() const
+{
+    if (!known_->snapshot.isKnown)
+        return std::nullopt;
+    return known_->snapshot.hasDaemon;
+}
+
 void KnownDevices::whenKnown(std::function<void()> work)
 {
     known_->waiting->add(queue_, ask().isKnown, longestAnswer, std::move(work));
@@ -38,6 +45,8 @@ void KnownDevices::Known::learn(const NodeSnapshot& news)
         microphoneObservers.notify();
     if (before.isKnown != snapshot.isKnown || before.hasSound != snapshot.hasSound)
         soundObservers.notify();
+    if (before.isKnown != snapshot.isKnown || before.hasDaemon != snapshot.hasDaemon)
+        daemonObservers.notify();
     waiting->run();
 }
 

@@ -30,6 +30,13 @@ public:
     void whenKnown(std::function<void()> work);
     /// Whether the daemon has devices for sound; absent while that is not known. The daemon is not asked.
     [[nodiscard]] std::optional<bool> hasSound() const;
+    /// Whether there is a daemon; absent while that is not known. It is not asked.
+    [[nodiscard]] std::optional<bool> hasDaemon() const;
+    /// What `hasDaemon` says may have changed.
+    [[nodiscard]] Subscription observeDaemon(std::function<void()> observer)
+    {
+        return known_->daemonObservers.add(std::move(observer));
+    }
     /// What `hasSound` says may have changed.
     [[nodiscard]] Subscription observeSound(std::function<void()> observer)
     {
@@ -50,6 +57,7 @@ private:
         Observers cameraObservers;
         Observers microphoneObservers;
         Observers soundObservers;
+        Observers daemonObservers;
         std::shared_ptr<WaitingWork> waiting = std::make_shared<WaitingWork>(); ///< for the devices
 
         void learn(const NodeSnapshot& news);

@@ -18,6 +18,7 @@ NodeRegistry::NodeRegistry(Handler onChange)
 
 void NodeRegistry::watch(DaemonConnection& connection)
 {
+    hasDaemon_ = true;
     isSettled_ = false;
     nodes_ =
         NodeWatch::start(connection, {.onAdded =
@@ -63,6 +64,7 @@ void NodeRegistry::forget()
     cameras_.clear();
     microphones_.clear();
     soundNodes_.clear();
+    hasDaemon_ = false;
     isSettled_ = true;
     report();
 }
@@ -71,7 +73,7 @@ void NodeRegistry::report()
 {
     if (!isSettled_)
         return;
-    NodeSnapshot snapshot{cameras_.snapshot(), microphones_.snapshot(), !soundNodes_.empty(), true};
+    NodeSnapshot snapshot{cameras_.snapshot(), microphones_.snapshot(), !soundNodes_.empty(), hasDaemon_, true};
     if (snapshot == reported_)
         return;
     reported_ = snapshot;

@@ -37,6 +37,7 @@ private:
     std::set<std::uint32_t> soundNodes_; ///< microphones and loudspeakers
     NodeSnapshot reported_;
     int settlingCall_ = 0;
+    bool hasDaemon_ = false;
     bool isSettled_ = false; ///< the daemon has told of all that it has
     std::unique_ptr<NodeWatch> nodes_;
     LastingConnection connection_;
