@@ -33,6 +33,14 @@ pipewire::AccessQuestion questionFor(DeviceAccess& access)
     return [&access](std::function<void(bool isGranted)> onAnswer) { access.request(std::move(onAnswer)); };
 }
 
+/// Only where there is a sandbox. `access` must outlive it.
+pipewire::RemoteQuestion remoteOf(const DeviceAccess& access)
+{
+    if (!access.hasPortal())
+        return {};
+    return [&access] { return access.openCameras(); };
+}
+
 /// `known` must outlive it.
 DeviceService soundOf(pipewire::KnownDevices& known)
 {
@@ -96,7 +104,7 @@ private:
     LoginSession loginSession_{QDBusConnection::systemBus(), mainQueue_, sessionLock_};
     DeviceAccess cameraAccess_{DeviceKind::camera, QDBusConnection::sessionBus(), mainQueue_};
     DeviceAccess microphoneAccess_{DeviceKind::microphone, QDBusConnection::sessionBus(), mainQueue_};
-    pipewire::KnownDevices knownDevices_{mainQueue_};
+    pipewire::KnownDevices knownDevices_{mainQueue_, remoteOf(cameraAccess_)};
     // PipeWire may have the cameras of other programs and of other computers, too; without it there are the kernel's.
     std::unique_ptr<Cameras> cameras_ =
         combineCameras(pipewire::createPipewireCameras(mainQueue_, knownDevices_, questionFor(cameraAccess_)),

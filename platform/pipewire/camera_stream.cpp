@@ -15,6 +15,9 @@ namespace {
 /// How long closing may wait for the daemon.
 constexpr std::chrono::milliseconds longestClosing{500};
 
+constexpr const char* noService =
+    "could not be started, because the system's camera service (PipeWire) does not answer.";
+
 /// Empty where nothing was written. The chunk lies in memory that another program writes: each value is read once, and
 /// trusted in nothing.
 std::optional<CameraPlane> planeIn(const spa_data& data)
@@ -35,6 +38,13 @@ std::optional<CameraPlane> planeIn(const spa_data& data)
 
 struct CameraStream::Events {
     static CameraStream& of(void* data) { return *static_cast<CameraStream*>(data); }
+
+    static void started(void* data, std::uint64_t /*expirations*/)
+    {
+        CameraStream& self = of(data);
+        if (!self.isClosing_ && !self.connect())
+            self.loss_.tell(noService);
+    }
 
     static void stateChanged(void* data, pw_stream_state /*before*/, pw_stream_state state, const char* error)
     {
@@ -63,13 +73,14 @@ struct CameraStream::Events {
 };
 
 CameraStream::CameraStream(MainQueue& queue, CameraDevice device, Cameras::Handlers handlers,
-                           std::chrono::seconds patience)
+                           std::chrono::seconds patience, RemoteQuestion openRemote)
     : device_(std::move(device)), onPicture_(std::move(handlers.onPicture)),
-      loss_(queue, device_.name, std::move(handlers.onLost)), patience_(patience),
+      loss_(queue, device_.name, std::move(handlers.onLost)), patience_(patience), openRemote_(std::move(openRemote)),
       lastPicture_(std::chrono::steady_clock::now()), loop_(makeThreadLoop("nimbrale-camera"))
 {
-    if (!connect())
-        loss_.tell("could not be started, because the system's camera service (PipeWire) does not answer.");
+    const bool isReady = loop_ && (openRemote_ ? connectLater() : connect());
+    if (!isReady || pw_thread_loop_start(loop_.get()) != 0)
+        loss_.tell(noService);
 }
 
 CameraStream::~CameraStream()
@@ -88,23 +99,33 @@ CameraStream::~CameraStream()
     pw_thread_loop_stop(loop_.get());
 }
 
+/// Whoever is asked for a connection may take long to answer, for which this thread must not wait. By a timer: a
+/// connection that is made within a call that was passed to the loop (`pw_loop_invoke`) comes to grief in 0.3.65.
+bool CameraStream::connectLater()
+{
+    pw_loop* const loop = pw_thread_loop_get_loop(loop_.get());
+    start_ = {loop, pw_loop_add_timer(loop, &Events::started, this)};
+    timespec soon{0, 1};
+    return pw_loop_update_timer(loop, start_.get(), &soon, nullptr, false) >= 0;
+}
+
 bool CameraStream::connect()
 {
-    if (!loop_)
-        return false;
     pw_loop* const loop = pw_thread_loop_get_loop(loop_.get());
-    connection_ = DaemonConnection::open(
-        loop_.get(), {.onGone = [this] {
-            loss_.tell(
-                "stopped, because the system's camera service (PipeWire) ended. It works again when the service does.");
-        }});
+    connection_ = DaemonConnection::open(loop_.get(),
+                                         {.onGone =
+                                              [this] {
+                                                  loss_.tell("stopped, because the system's camera service (PipeWire) "
+                                                             "ended. It works again when the service does.");
+                                              }},
+                                         DataPriority::ordinary, openRemote_);
     if (!connection_)
         return false;
 
     watch_ = {loop, pw_loop_add_timer(loop, &Events::timePassed, this)};
     timespec often{1, 0};
     pw_loop_update_timer(loop, watch_.get(), &often, &often, false);
-    return startStream() && pw_thread_loop_start(loop_.get()) == 0;
+    return startStream();
 }
 
 bool CameraStream::startStream()

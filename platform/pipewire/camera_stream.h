@@ -17,8 +17,10 @@ namespace nimbrale::pipewire {
 /// holds up nobody else. Main thread only.
 class CameraStream final : public OpenCamera {
 public:
-    /// `queue` must outlive it. A camera that gives no picture for as long as `patience` is lost.
-    CameraStream(MainQueue& queue, CameraDevice device, Cameras::Handlers handlers, std::chrono::seconds patience);
+    /// `queue` must outlive it. A camera that gives no picture for as long as `patience` is lost. `openRemote` is asked
+    /// for the connection, on the camera's thread.
+    CameraStream(MainQueue& queue, CameraDevice device, Cameras::Handlers handlers, std::chrono::seconds patience,
+                 RemoteQuestion openRemote = {});
     /// Waits until the daemon has let the camera go, but not for longer than half a second.
     ~CameraStream() override;
     CameraStream(const CameraStream&) = delete;
@@ -27,6 +29,7 @@ public:
 private:
     struct Events;
 
+    [[nodiscard]] bool connectLater();
     [[nodiscard]] bool connect();
     [[nodiscard]] bool startStream();
     void takePicture();
@@ -38,6 +41,7 @@ private:
     const std::function<void(std::shared_ptr<const BufferSurface> picture)> onPicture_;
     CameraLoss loss_;
     const std::chrono::seconds patience_;
+    const RemoteQuestion openRemote_;
 
     std::atomic<bool> isClosing_ = false; ///< there is no use for pictures any more
 
@@ -49,6 +53,7 @@ private:
     bool wasConnected_ = false;
 
     ThreadLoop loop_;
+    LoopSource start_;
     LoopSource watch_;
     std::unique_ptr<DaemonConnection> connection_;
     Stream stream_;

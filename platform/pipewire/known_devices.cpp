@@ -13,8 +13,15 @@ const NodeSnapshot& KnownDevices::ask()
                     if (const std::shared_ptr<Known> known = weak.lock())
                         known->learn(snapshot);
                 });
-            });
+            },
+            openRemote_);
     return known_->snapshot;
+}
+
+void KnownDevices::connectAgain()
+{
+    if (registry_)
+        registry_->connectAgain();
 }
 
 std::optional<bool> KnownDevices::hasSound() const

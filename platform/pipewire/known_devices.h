@@ -20,11 +20,17 @@ public:
     /// How long the daemon may take to tell of its devices before whoever waits for them goes on without.
     static constexpr std::chrono::seconds longestAnswer{3};
 
-    /// `queue` must outlive it.
-    explicit KnownDevices(MainQueue& queue) : queue_(queue) {}
+    /// `queue` must outlive it. `openRemote` is for a sandbox, whose portal hands out connections.
+    explicit KnownDevices(MainQueue& queue, RemoteQuestion openRemote = {})
+        : queue_(queue), openRemote_(std::move(openRemote))
+    {}
 
     /// What is known so far; what is known later is told to the observers.
     [[nodiscard]] const NodeSnapshot& ask();
+    /// What connections are asked for with; empty where the daemon has its socket.
+    [[nodiscard]] const RemoteQuestion& openRemote() const { return openRemote_; }
+    /// A connection may be had now that was refused before.
+    void connectAgain();
     /// Asks, and runs `work` on the main queue as soon as the devices are known or the daemon cannot be reached, unless
     /// this object goes before.
     void whenKnown(std::function<void()> work);
@@ -64,6 +70,7 @@ private:
     };
 
     MainQueue& queue_;
+    const RemoteQuestion openRemote_;
     std::shared_ptr<Known> known_ = std::make_shared<Known>();
     std::unique_ptr<NodeRegistry> registry_;
 };

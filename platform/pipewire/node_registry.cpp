@@ -4,12 +4,14 @@
 
 namespace nimbrale::pipewire {
 
-NodeRegistry::NodeRegistry(Handler onChange)
+NodeRegistry::NodeRegistry(Handler onChange, RemoteQuestion openRemote)
     : onChange_(std::move(onChange)),
-      connection_("nimbrale-nodes", {.onConnected = [this](DaemonConnection& connection) { watch(connection); },
-                                     .onAnswer = [this](int call) { answered(call); },
-                                     .onGone = [this] { forget(); },
-                                     .onRelease = [this] { nodes_.reset(); }})
+      connection_("nimbrale-nodes",
+                  {.onConnected = [this](DaemonConnection& connection) { watch(connection); },
+                   .onAnswer = [this](int call) { answered(call); },
+                   .onGone = [this] { forget(); },
+                   .onRelease = [this] { nodes_.reset(); }},
+                  DataPriority::ordinary, std::move(openRemote))
 {
     // Without a thread there are no devices, which is known at once.
     if (!connection_.start())
