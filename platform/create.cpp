@@ -1,6 +1,7 @@
 #include "platform/create.h"
 
 #include "platform/combined_audio.h"
+#include "platform/combined_cameras.h"
 #include "platform/desktop/desktop_session.h"
 #include "platform/desktop/device_access.h"
 #include "platform/desktop/login_session.h"
@@ -13,6 +14,7 @@
 #include "platform/pipewire/pipewire_audio.h"
 #include "platform/pipewire/pipewire_cameras.h"
 #include "platform/pulseaudio/pulseaudio_audio.h"
+#include "platform/v4l2/v4l2_cameras.h"
 #include "platform/x11/displays/display_scale.h"
 #include "platform/x11/x11_window_system.h"
 
@@ -31,11 +33,26 @@ pipewire::AccessQuestion questionFor(DeviceAccess& access)
     return [&access](std::function<void(bool isGranted)> onAnswer) { access.request(std::move(onAnswer)); };
 }
 
+/// Only where there is a sandbox. `access` must outlive it.
+pipewire::RemoteQuestion remoteOf(const DeviceAccess& access)
+{
+    if (!access.hasPortal())
+        return {};
+    return [&access] { return access.openCameras(); };
+}
+
 /// `known` must outlive it.
-SoundService soundOf(pipewire::KnownDevices& known)
+DeviceService soundOf(pipewire::KnownDevices& known)
 {
     return {[&known] { return known.hasSound(); },
             [&known](std::function<void()> observer) { return known.observeSound(std::move(observer)); }};
+}
+
+/// `known` must outlive it.
+DeviceService camerasOf(pipewire::KnownDevices& known)
+{
+    return {[&known] { return known.hasDaemon(); },
+            [&known](std::function<void()> observer) { return known.observeDaemon(std::move(observer)); }};
 }
 
 /// The toolkit's parts and, over them, the window system's; they go in the other order.
@@ -87,9 +104,11 @@ private:
     LoginSession loginSession_{QDBusConnection::systemBus(), mainQueue_, sessionLock_};
     DeviceAccess cameraAccess_{DeviceKind::camera, QDBusConnection::sessionBus(), mainQueue_};
     DeviceAccess microphoneAccess_{DeviceKind::microphone, QDBusConnection::sessionBus(), mainQueue_};
-    pipewire::KnownDevices knownDevices_{mainQueue_};
+    pipewire::KnownDevices knownDevices_{mainQueue_, remoteOf(cameraAccess_)};
+    // PipeWire may have the cameras of other programs and of other computers, too; without it there are the kernel's.
     std::unique_ptr<Cameras> cameras_ =
-        pipewire::createPipewireCameras(mainQueue_, knownDevices_, questionFor(cameraAccess_));
+        combineCameras(pipewire::createPipewireCameras(mainQueue_, knownDevices_, questionFor(cameraAccess_)),
+                       camerasOf(knownDevices_), v4l2::createV4l2Cameras(mainQueue_));
     // On many desktops PipeWire has the cameras only, and PulseAudio the sound.
     std::unique_ptr<Microphones> microphones_ =
         combineMicrophones(pipewire::createPipewireMicrophones(knownDevices_, questionFor(microphoneAccess_)),

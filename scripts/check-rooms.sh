@@ -19,7 +19,7 @@ awk -f <(cat <<'AWK'
         if (allowed[room] ~ /^(everything|all of them)$/) return 1
         count = split(allowed[room], names, /, */)
         for (i = 1; i <= count; i++)
-            if (names[i] == other || "platform/x11/" names[i] == other) return 1
+            if (names[i] == other || "platform/" names[i] == other || "platform/x11/" names[i] == other) return 1
         return 0
     }
     FILENAME ~ /architecture\.md$/ {
@@ -48,6 +48,9 @@ awk -f <(cat <<'AWK'
     }
     /^#include <pulse\// && FILENAME !~ /^platform\/pulseaudio\// {
         printf "%s:%d: only platform/pulseaudio may include %s\n", FILENAME, FNR, $2; wrong = 1
+    }
+    /^#include <(linux\/videodev2|libavdevice\/)/ && FILENAME !~ /^platform\/v4l2\// {
+        printf "%s:%d: only platform/v4l2 may include %s\n", FILENAME, FNR, $2; wrong = 1
     }
     END {
         if (rooms < 10 || files < 50) { print "check-rooms: the table or the sources were not found"; exit 2 }

@@ -6,10 +6,12 @@
 #include "platform/main_queue.h"
 
 #include <QDBusMessage>
+#include <QDBusUnixFileDescriptor>
 #include <QPointer>
 #include <QVariantMap>
 
 #include <chrono>
+#include <fcntl.h>
 #include <filesystem>
 #include <memory>
 #include <unistd.h>
@@ -23,6 +25,8 @@ constexpr const char* portal = "org.freedesktop.portal.Desktop";
 constexpr const char* portalPath = "/org/freedesktop/portal/desktop";
 /// The portal answers at once that it asks; how long the user takes does not matter here.
 constexpr std::chrono::seconds longestStart{25};
+/// Nobody is asked for this any more.
+constexpr std::chrono::milliseconds longestOpening{3000};
 
 /// Where the portal answers a question of this name; known beforehand, so that no answer can come too early.
 QString pathOfAnswer(const QDBusConnection& bus, const QString& name)
@@ -30,6 +34,12 @@ QString pathOfAnswer(const QDBusConnection& bus, const QString& name)
     QString sender = bus.baseService().mid(1);
     sender.replace(QLatin1Char('.'), QLatin1Char('_'));
     return QString::fromLatin1("%1/request/%2/%3").arg(QLatin1String(portalPath), sender, name);
+}
+
+QDBusMessage callOf(const char* interface, const char* method)
+{
+    return QDBusMessage::createMethodCall(QLatin1String(portal), QLatin1String(portalPath), QLatin1String(interface),
+                                          QLatin1String(method));
 }
 
 QString nameOf(DeviceKind kind)
@@ -50,20 +60,35 @@ void DeviceAccess::request(std::function<void(bool isGranted)> onAnswer)
     const QString name = QString::fromLatin1("nimbrale_%1_%2").arg(nameOf(kind_)).arg(++count_);
     Question& question = open_[name];
     question.onAnswer = std::move(onAnswer);
-    std::error_code ignored;
-    if (std::filesystem::exists(sandboxMark_, ignored) && bus_.isConnected())
+    if (hasPortal())
         askPortal(name, question);
     else
         answerLater(name, true);
 }
 
+FileDescriptor DeviceAccess::openCameras() const
+{
+    if (!hasPortal())
+        return {};
+    QDBusMessage call = callOf("org.freedesktop.portal.Camera", "OpenPipeWireRemote");
+    call << QVariantMap();
+    const QDBusMessage answer = bus_.call(call, QDBus::Block, static_cast<int>(longestOpening.count()));
+    if (answer.type() == QDBusMessage::ErrorMessage)
+        qCDebug(sessionLog, "The portal opens no cameras: %s", qPrintable(answer.errorMessage()));
+    const auto descriptor = answer.arguments().value(0).value<QDBusUnixFileDescriptor>();
+    // The answer closes its own.
+    return FileDescriptor(descriptor.isValid() ? fcntl(descriptor.fileDescriptor(), F_DUPFD_CLOEXEC, 0) : -1);
+}
+
+bool DeviceAccess::hasPortal() const
+{
+    std::error_code ignored;
+    return std::filesystem::exists(sandboxMark_, ignored) && bus_.isConnected();
+}
+
 QDBusMessage DeviceAccess::questionToPortal(const QString& name) const
 {
     const QVariantMap options{{QLatin1String("handle_token"), name}};
-    const auto callOf = [](const char* interface, const char* method) {
-        return QDBusMessage::createMethodCall(QLatin1String(portal), QLatin1String(portalPath),
-                                              QLatin1String(interface), QLatin1String(method));
-    };
     if (kind_ == DeviceKind::camera) {
         QDBusMessage call = callOf("org.freedesktop.portal.Camera", "AccessCamera");
         call << options;

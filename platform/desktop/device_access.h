@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/desktop/bus_signal.h"
+#include "platform/file_descriptor.h"
 
 #include <QDBusConnection>
 #include <QDBusMessage>
@@ -32,6 +33,13 @@ public:
     /// `onAnswer` is called later, on the main queue, unless this object goes before. Where nobody can be asked the
     /// answer is yes: what the sandbox does not let through fails when it is used.
     void request(std::function<void(bool isGranted)> onAnswer);
+
+    /// Whether this application is in a sandbox and can reach the portal. Any thread.
+    [[nodiscard]] bool hasPortal() const;
+    /// A connection to the computer's cameras (PipeWire) that the portal hands out to who may use them; nothing outside
+    /// of a sandbox, and where the portal does not. Any thread but the main one: waits for the answer, for a few
+    /// seconds at most.
+    [[nodiscard]] FileDescriptor openCameras() const;
 
 private:
     /// A question that has no answer yet.

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/pipewire/camera_format.h"
+#include "platform/camera_pictures/camera_format.h"
 
 #include <array>
 #include <cstdint>

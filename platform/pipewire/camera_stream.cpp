@@ -15,6 +15,9 @@ namespace {
 /// How long closing may wait for the daemon.
 constexpr std::chrono::milliseconds longestClosing{500};
 
+constexpr const char* noService =
+    "could not be started, because the system's camera service (PipeWire) does not answer.";
+
 /// Empty where nothing was written. The chunk lies in memory that another program writes: each value is read once, and
 /// trusted in nothing.
 std::optional<CameraPlane> planeIn(const spa_data& data)
@@ -36,6 +39,13 @@ std::optional<CameraPlane> planeIn(const spa_data& data)
 struct CameraStream::Events {
     static CameraStream& of(void* data) { return *static_cast<CameraStream*>(data); }
 
+    static void started(void* data, std::uint64_t /*expirations*/)
+    {
+        CameraStream& self = of(data);
+        if (!self.isClosing_ && !self.connect())
+            self.loss_.tell(noService);
+    }
+
     static void stateChanged(void* data, pw_stream_state /*before*/, pw_stream_state state, const char* error)
     {
         CameraStream& self = of(data);
@@ -43,11 +53,12 @@ struct CameraStream::Events {
             self.wasConnected_ = true;
         if (state == PW_STREAM_STATE_ERROR) {
             qCWarning(webcamLog, "The stream of %s: %s", self.device_.id.c_str(), error ? error : "an error");
-            self.lose(self.wasConnected_ ? "stopped giving pictures. Plug it in again, or choose another camera."
-                                         : "could not be started. Another program may be using it: close that one, or "
-                                           "choose another camera.");
+            self.loss_.tell(self.wasConnected_
+                                ? "stopped giving pictures. Plug it in again, or choose another camera."
+                                : "could not be started. Another program may be using it: close that one, or "
+                                  "choose another camera.");
         } else if (state == PW_STREAM_STATE_UNCONNECTED) {
-            self.lose("is not there any more. Plug it in again, or choose another camera.");
+            self.loss_.tell("is not there any more. Plug it in again, or choose another camera.");
         }
     }
 
@@ -62,13 +73,14 @@ struct CameraStream::Events {
 };
 
 CameraStream::CameraStream(MainQueue& queue, CameraDevice device, Cameras::Handlers handlers,
-                           std::chrono::seconds patience)
-    : queue_(queue), device_(std::move(device)), onPicture_(std::move(handlers.onPicture)),
-      loss_(std::make_shared<Loss>(Loss{std::move(handlers.onLost)})), patience_(patience),
+                           std::chrono::seconds patience, RemoteQuestion openRemote)
+    : device_(std::move(device)), onPicture_(std::move(handlers.onPicture)),
+      loss_(queue, device_.name, std::move(handlers.onLost)), patience_(patience), openRemote_(std::move(openRemote)),
       lastPicture_(std::chrono::steady_clock::now()), loop_(makeThreadLoop("nimbrale-camera"))
 {
-    if (!connect())
-        lose("could not be started, because the system's camera service (PipeWire) does not answer.");
+    const bool isReady = loop_ && (openRemote_ ? connectLater() : connect());
+    if (!isReady || pw_thread_loop_start(loop_.get()) != 0)
+        loss_.tell(noService);
 }
 
 CameraStream::~CameraStream()
@@ -87,23 +99,33 @@ CameraStream::~CameraStream()
     pw_thread_loop_stop(loop_.get());
 }
 
+/// Whoever is asked for a connection may take long to answer, for which this thread must not wait. By a timer: a
+/// connection that is made within a call that was passed to the loop (`pw_loop_invoke`) comes to grief in 0.3.65.
+bool CameraStream::connectLater()
+{
+    pw_loop* const loop = pw_thread_loop_get_loop(loop_.get());
+    start_ = {loop, pw_loop_add_timer(loop, &Events::started, this)};
+    timespec soon{0, 1};
+    return pw_loop_update_timer(loop, start_.get(), &soon, nullptr, false) >= 0;
+}
+
 bool CameraStream::connect()
 {
-    if (!loop_)
-        return false;
     pw_loop* const loop = pw_thread_loop_get_loop(loop_.get());
-    connection_ = DaemonConnection::open(
-        loop_.get(), {.onGone = [this] {
-            lose(
-                "stopped, because the system's camera service (PipeWire) ended. It works again when the service does.");
-        }});
+    connection_ = DaemonConnection::open(loop_.get(),
+                                         {.onGone =
+                                              [this] {
+                                                  loss_.tell("stopped, because the system's camera service (PipeWire) "
+                                                             "ended. It works again when the service does.");
+                                              }},
+                                         DataPriority::ordinary, openRemote_);
     if (!connection_)
         return false;
 
     watch_ = {loop, pw_loop_add_timer(loop, &Events::timePassed, this)};
     timespec often{1, 0};
     pw_loop_update_timer(loop, watch_.get(), &often, &often, false);
-    return startStream() && pw_thread_loop_start(loop_.get()) == 0;
+    return startStream();
 }
 
 bool CameraStream::startStream()
@@ -134,7 +156,7 @@ bool CameraStream::startStream()
 
 void CameraStream::takePicture()
 {
-    if (isClosing_ || isLost_)
+    if (isClosing_ || loss_.isTold())
         return;
     // Only the newest one: whoever is late gets none of those that came meanwhile.
     pw_buffer* newest = nullptr;
@@ -178,7 +200,7 @@ void CameraStream::changeFormat(const spa_pod* parameter)
         return; // Between two formats there is none.
     format_ = parseFormat(parameter);
     if (!format_) {
-        lose("sends pictures that cannot be read. Choose another camera.");
+        loss_.tell("sends pictures that cannot be read. Choose another camera.");
         return;
     }
     StreamParameters buffers;
@@ -190,21 +212,10 @@ void CameraStream::look()
 {
     if (std::chrono::steady_clock::now() - lastPicture_ < patience_)
         return;
-    lose(hasUnreadable_ ? "sends pictures that cannot be read. Choose another camera."
-                        : "gives no picture. Another program may be using it: close that one, or plug the camera in "
-                          "again.");
-}
-
-void CameraStream::lose(const std::string& what)
-{
-    if (std::exchange(isLost_, true))
-        return;
-    Error error{ErrorCode::temporary, "The camera \"" + device_.name + "\" " + what};
-    queue_.post([loss = std::weak_ptr(loss_), error = std::move(error)] {
-        const std::shared_ptr<Loss> current = loss.lock();
-        if (current && current->onLost)
-            std::exchange(current->onLost, nullptr)(error);
-    });
+    loss_.tell(hasUnreadable_
+                   ? "sends pictures that cannot be read. Choose another camera."
+                   : "gives no picture. Another program may be using it: close that one, or plug the camera in "
+                     "again.");
 }
 
 } // namespace nimbrale::pipewire

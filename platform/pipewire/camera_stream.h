@@ -1,15 +1,15 @@
 #pragma once
 
+#include "platform/camera_pictures/camera_loss.h"
+#include "platform/camera_pictures/camera_picture.h"
 #include "platform/cameras.h"
 #include "platform/main_queue.h"
-#include "platform/pipewire/camera_picture.h"
 #include "platform/pipewire/daemon_connection.h"
 
 #include <atomic>
 #include <chrono>
 #include <memory>
 #include <optional>
-#include <string>
 
 namespace nimbrale::pipewire {
 
@@ -17,8 +17,10 @@ namespace nimbrale::pipewire {
 /// holds up nobody else. Main thread only.
 class CameraStream final : public OpenCamera {
 public:
-    /// `queue` must outlive it. A camera that gives no picture for as long as `patience` is lost.
-    CameraStream(MainQueue& queue, CameraDevice device, Cameras::Handlers handlers, std::chrono::seconds patience);
+    /// `queue` must outlive it. A camera that gives no picture for as long as `patience` is lost. `openRemote` is asked
+    /// for the connection, on the camera's thread.
+    CameraStream(MainQueue& queue, CameraDevice device, Cameras::Handlers handlers, std::chrono::seconds patience,
+                 RemoteQuestion openRemote = {});
     /// Waits until the daemon has let the camera go, but not for longer than half a second.
     ~CameraStream() override;
     CameraStream(const CameraStream&) = delete;
@@ -26,24 +28,20 @@ public:
 
 private:
     struct Events;
-    /// What is left of the handlers on the main thread.
-    struct Loss {
-        std::function<void(const Error& error)> onLost;
-    };
 
+    [[nodiscard]] bool connectLater();
     [[nodiscard]] bool connect();
     [[nodiscard]] bool startStream();
     void takePicture();
     [[nodiscard]] std::shared_ptr<const BufferSurface> pictureIn(const spa_buffer& buffer);
     void changeFormat(const spa_pod* parameter);
     void look();
-    void lose(const std::string& what);
 
-    MainQueue& queue_;
     const CameraDevice device_;
     const std::function<void(std::shared_ptr<const BufferSurface> picture)> onPicture_;
-    const std::shared_ptr<Loss> loss_;
+    CameraLoss loss_;
     const std::chrono::seconds patience_;
+    const RemoteQuestion openRemote_;
 
     std::atomic<bool> isClosing_ = false; ///< there is no use for pictures any more
 
@@ -53,9 +51,9 @@ private:
     std::chrono::steady_clock::time_point lastPicture_;
     bool hasUnreadable_ = false; ///< since the last picture
     bool wasConnected_ = false;
-    bool isLost_ = false;
 
     ThreadLoop loop_;
+    LoopSource start_;
     LoopSource watch_;
     std::unique_ptr<DaemonConnection> connection_;
     Stream stream_;

@@ -36,8 +36,11 @@ struct DaemonConnection::Events {
     }
 };
 
-std::unique_ptr<DaemonConnection> DaemonConnection::open(pw_thread_loop* loop, Handlers handlers, DataPriority priority)
+std::unique_ptr<DaemonConnection> DaemonConnection::open(pw_thread_loop* loop, Handlers handlers, DataPriority priority,
+                                                         const RemoteQuestion& openRemote)
 {
+    // Asked before the lock is taken, since it may take its time.
+    FileDescriptor remote = openRemote ? openRemote() : FileDescriptor();
     // The library asks for the user's name in a way that is not meant for several threads, and all of them connect anew
     // at the same moment when the daemon is back.
     static std::mutex onlyOne;
@@ -49,7 +52,9 @@ std::unique_ptr<DaemonConnection> DaemonConnection::open(pw_thread_loop* loop, H
     connection->context_.reset(pw_context_new(pw_thread_loop_get_loop(loop), properties, 0));
     if (!connection->context_)
         return nullptr;
-    connection->core_.reset(pw_context_connect(connection->context_.get(), nullptr, 0));
+    // The library closes the descriptor, even where it fails.
+    connection->core_.reset(remote ? pw_context_connect_fd(connection->context_.get(), remote.release(), nullptr, 0)
+                                   : pw_context_connect(connection->context_.get(), nullptr, 0));
     if (!connection->core_)
         return nullptr;
     static const pw_core_events events = [] {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/file_descriptor.h"
 #include "platform/pipewire/handles.h"
 
 #include <chrono>
@@ -14,6 +15,10 @@ enum class DataPriority {
     realTime  ///< by a thread that comes before others, where the system lets it
 };
 
+/// Asks somebody, such as the portal of a sandbox, for a new connection to the daemon; nothing where there is none to
+/// have. Called on the threads of connections, where it may wait for the answer.
+using RemoteQuestion = std::function<FileDescriptor()>;
+
 /// A connection to the daemon, over a loop. To be used and destroyed with the loop locked, on the loop's thread, or
 /// while that does not run; whatever was made over it goes before it does.
 class DaemonConnection {
@@ -26,9 +31,10 @@ public:
         std::function<void()> onGone = {};
     };
 
-    /// Null when there is no daemon.
+    /// Null when there is no daemon. It is reached by what `openRemote` gives, or else by its socket.
     [[nodiscard]] static std::unique_ptr<DaemonConnection> open(pw_thread_loop* loop, Handlers handlers,
-                                                                DataPriority priority = DataPriority::ordinary);
+                                                                DataPriority priority = DataPriority::ordinary,
+                                                                const RemoteQuestion& openRemote = {});
     DaemonConnection(const DaemonConnection&) = delete;
     DaemonConnection& operator=(const DaemonConnection&) = delete;
 

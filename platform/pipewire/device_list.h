@@ -65,6 +65,8 @@ struct NodeSnapshot {
     DeviceSnapshot<MicrophoneDevice> microphones;
     /// Whether it has a microphone or a loudspeaker. Where another service has the sound devices, it has neither.
     bool hasSound = false;
+    /// Whether there is a daemon.
+    bool hasDaemon = false;
     /// Whether the daemon has told of all that it has, or there is none.
     bool isKnown = false;
 

@@ -13,8 +13,15 @@ const NodeSnapshot& KnownDevices::ask()
                     if (const std::shared_ptr<Known> known = weak.lock())
                         known->learn(snapshot);
                 });
-            });
+            },
+            openRemote_);
     return known_->snapshot;
+}
+
+void KnownDevices::connectAgain()
+{
+    if (registry_)
+        registry_->connectAgain();
 }
 
 std::optional<bool> KnownDevices::hasSound() const
@@ -22,6 +29,13 @@ std::optional<bool> KnownDevices::hasSound() const
     if (!known_->snapshot.isKnown)
         return std::nullopt;
     return known_->snapshot.hasSound;
+}
+
+std::optional<bool> KnownDevices::hasDaemon() const
+{
+    if (!known_->snapshot.isKnown)
+        return std::nullopt;
+    return known_->snapshot.hasDaemon;
 }
 
 void KnownDevices::whenKnown(std::function<void()> work)
@@ -38,6 +52,8 @@ void KnownDevices::Known::learn(const NodeSnapshot& news)
         microphoneObservers.notify();
     if (before.isKnown != snapshot.isKnown || before.hasSound != snapshot.hasSound)
         soundObservers.notify();
+    if (before.isKnown != snapshot.isKnown || before.hasDaemon != snapshot.hasDaemon)
+        daemonObservers.notify();
     waiting->run();
 }
 

@@ -22,30 +22,36 @@ struct LastingConnection::Events {
 
     static void retryIsDue(void* data, std::uint64_t /*expirations*/) { of(data).retry(); }
 
+    static void toldToTry(void* data, std::uint64_t /*count*/) { of(data).retrySoon(); }
+
     static void folderChanged(void* data, int /*descriptor*/, std::uint32_t /*mask*/)
     {
         LastingConnection& self = of(data);
-        if (!self.socket_.hasAppeared() || self.connection())
-            return;
-        self.retryDelay_ = shortestRetry;
-        self.retryLater();
+        if (self.socket_.hasAppeared())
+            self.retrySoon();
     }
 };
 
-LastingConnection::LastingConnection(const char* thread, Handlers handlers, DataPriority priority)
-    : handlers_(std::move(handlers)), priority_(priority), socket_(daemonSocket()), loop_(makeThreadLoop(thread)),
-      retryDelay_(shortestRetry)
+LastingConnection::LastingConnection(const char* thread, Handlers handlers, DataPriority priority,
+                                     RemoteQuestion openRemote)
+    : handlers_(std::move(handlers)), priority_(priority), openRemote_(std::move(openRemote)), socket_(daemonSocket()),
+      loop_(makeThreadLoop(thread)), retryDelay_(shortestRetry)
 {}
 
 bool LastingConnection::start()
 {
     if (loop_) {
         pw_loop* const loop = pw_thread_loop_get_loop(loop_.get());
+        toldToTry_ = {loop, pw_loop_add_event(loop, &Events::toldToTry, this)};
         retryTimer_ = {loop, pw_loop_add_timer(loop, &Events::retryIsDue, this)};
         if (socket_.descriptor() >= 0)
             socketSource_ = {
                 loop, pw_loop_add_io(loop, socket_.descriptor(), SPA_IO_IN, false, &Events::folderChanged, this)};
-        connect();
+        // Whoever is asked for a connection may take long to answer, for which this thread must not wait.
+        if (openRemote_)
+            retryLater();
+        else
+            connect();
     }
     if (loop_ && pw_thread_loop_start(loop_.get()) == 0)
         return true;
@@ -60,7 +66,15 @@ void LastingConnection::stop()
     pw_thread_loop_stop(loop_.get());
     release();
     socketSource_.reset();
+    toldToTry_.reset();
     retryTimer_.reset();
+}
+
+void LastingConnection::connectAgain()
+{
+    // Not under the loop's lock, which its thread may keep while it waits for somebody's answer.
+    if (toldToTry_.get())
+        pw_loop_signal_event(pw_thread_loop_get_loop(loop_.get()), toldToTry_.get());
 }
 
 DaemonConnection* LastingConnection::connection() const
@@ -70,14 +84,18 @@ DaemonConnection* LastingConnection::connection() const
 
 void LastingConnection::connect()
 {
-    connection_ = DaemonConnection::open(loop_.get(), {handlers_.onAnswer, [this] { connectionBroke(); }}, priority_);
+    connection_ = DaemonConnection::open(loop_.get(), {handlers_.onAnswer, [this] { connectionBroke(); }}, priority_,
+                                         openRemote_);
     if (connection_) {
         connected_ = std::chrono::steady_clock::now();
         handlers_.onConnected(*connection_);
         return;
     }
     handlers_.onGone();
-    retryLater();
+    // Whoever refuses a connection at first gives it when the user has said so, which is told.
+    const bool wasConnected = connected_ != std::chrono::steady_clock::time_point();
+    if (!openRemote_ || wasConnected)
+        retryLater();
 }
 
 void LastingConnection::connectionBroke()
@@ -96,11 +114,19 @@ void LastingConnection::retryLater()
     retryDelay_ = std::min(retryDelay_ * 2, longestRetry);
 }
 
+void LastingConnection::retrySoon()
+{
+    if (connection())
+        return;
+    retryDelay_ = shortestRetry;
+    retryLater();
+}
+
 void LastingConnection::retry()
 {
     release();
     // Without a socket nothing needs to be tried before one appears, which is told where the folder can be watched.
-    if (socket_.descriptor() >= 0 && access(daemonSocket().c_str(), F_OK) != 0)
+    if (!openRemote_ && socket_.descriptor() >= 0 && access(daemonSocket().c_str(), F_OK) != 0)
         return;
     connect();
 }

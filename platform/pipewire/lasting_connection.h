@@ -25,8 +25,11 @@ public:
         std::function<void()> onRelease;
     };
 
-    /// `thread` names the thread and may have 15 bytes.
-    LastingConnection(const char* thread, Handlers handlers, DataPriority priority = DataPriority::ordinary);
+    /// `thread` names the thread and may have 15 bytes. With `openRemote`, which is asked on the thread, a daemon that
+    /// was never reached is tried again when `connectAgain` says so, and one that was more and more seldom: whether it
+    /// has a socket here does not matter.
+    LastingConnection(const char* thread, Handlers handlers, DataPriority priority = DataPriority::ordinary,
+                      RemoteQuestion openRemote = {});
     /// As `stop`.
     ~LastingConnection() { stop(); }
     LastingConnection(const LastingConnection&) = delete;
@@ -36,6 +39,9 @@ public:
     [[nodiscard]] bool start();
     /// Ends the thread and gives everything back; no handler but `onRelease` is called any more after it.
     void stop();
+
+    /// Tries at once to reach the daemon, unless it is reached already. The thread that starts and stops it.
+    void connectAgain();
 
     /// Null where the system has no threads left.
     [[nodiscard]] pw_thread_loop* loop() const { return loop_.get(); }
@@ -47,15 +53,18 @@ private:
 
     void connect();
     void connectionBroke();
+    void retrySoon();
     void retryLater();
     void retry();
     void release();
 
     Handlers handlers_;
     DataPriority priority_;
+    const RemoteQuestion openRemote_;
     SocketWatch socket_;
     ThreadLoop loop_;
     LoopSource retryTimer_;
+    LoopSource toldToTry_;
     LoopSource socketSource_;
     std::chrono::milliseconds retryDelay_;
     bool isStopped_ = false;

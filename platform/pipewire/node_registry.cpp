@@ -4,12 +4,14 @@
 
 namespace nimbrale::pipewire {
 
-NodeRegistry::NodeRegistry(Handler onChange)
+NodeRegistry::NodeRegistry(Handler onChange, RemoteQuestion openRemote)
     : onChange_(std::move(onChange)),
-      connection_("nimbrale-nodes", {.onConnected = [this](DaemonConnection& connection) { watch(connection); },
-                                     .onAnswer = [this](int call) { answered(call); },
-                                     .onGone = [this] { forget(); },
-                                     .onRelease = [this] { nodes_.reset(); }})
+      connection_("nimbrale-nodes",
+                  {.onConnected = [this](DaemonConnection& connection) { watch(connection); },
+                   .onAnswer = [this](int call) { answered(call); },
+                   .onGone = [this] { forget(); },
+                   .onRelease = [this] { nodes_.reset(); }},
+                  DataPriority::ordinary, std::move(openRemote))
 {
     // Without a thread there are no devices, which is known at once.
     if (!connection_.start())
@@ -18,6 +20,7 @@ NodeRegistry::NodeRegistry(Handler onChange)
 
 void NodeRegistry::watch(DaemonConnection& connection)
 {
+    hasDaemon_ = true;
     isSettled_ = false;
     nodes_ =
         NodeWatch::start(connection, {.onAdded =
@@ -63,6 +66,7 @@ void NodeRegistry::forget()
     cameras_.clear();
     microphones_.clear();
     soundNodes_.clear();
+    hasDaemon_ = false;
     isSettled_ = true;
     report();
 }
@@ -71,7 +75,7 @@ void NodeRegistry::report()
 {
     if (!isSettled_)
         return;
-    NodeSnapshot snapshot{cameras_.snapshot(), microphones_.snapshot(), !soundNodes_.empty(), true};
+    NodeSnapshot snapshot{cameras_.snapshot(), microphones_.snapshot(), !soundNodes_.empty(), hasDaemon_, true};
     if (snapshot == reported_)
         return;
     reported_ = snapshot;

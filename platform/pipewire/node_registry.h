@@ -18,11 +18,14 @@ public:
     /// `onChange` is called on the registry's thread when something changed, which counts from nothing at all, and not
     /// before the daemon has told of all that it has. Where there is no daemon at the start it is called once within
     /// the constructor.
-    explicit NodeRegistry(Handler onChange);
+    explicit NodeRegistry(Handler onChange, RemoteQuestion openRemote = {});
     /// No handler is called any more after it.
     ~NodeRegistry() { connection_.stop(); }
     NodeRegistry(const NodeRegistry&) = delete;
     NodeRegistry& operator=(const NodeRegistry&) = delete;
+
+    /// As `LastingConnection::connectAgain`.
+    void connectAgain() { connection_.connectAgain(); }
 
 private:
     void watch(DaemonConnection& connection);
@@ -37,6 +40,7 @@ private:
     std::set<std::uint32_t> soundNodes_; ///< microphones and loudspeakers
     NodeSnapshot reported_;
     int settlingCall_ = 0;
+    bool hasDaemon_ = false;
     bool isSettled_ = false; ///< the daemon has told of all that it has
     std::unique_ptr<NodeWatch> nodes_;
     LastingConnection connection_;

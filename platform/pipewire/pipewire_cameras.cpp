@@ -21,14 +21,22 @@ public:
     {
         return known_.observeCameras(std::move(observer));
     }
-    void requestAccess(std::function<void(bool isGranted)> onAnswer) override { access_(std::move(onAnswer)); }
+    void requestAccess(std::function<void(bool isGranted)> onAnswer) override
+    {
+        access_([&known = known_, onAnswer = std::move(onAnswer)](bool isGranted) {
+            // In a sandbox nobody reaches the daemon before.
+            if (isGranted)
+                known.connectAgain();
+            onAnswer(isGranted);
+        });
+    }
     [[nodiscard]] std::unique_ptr<OpenCamera> open(const std::string& id, Handlers handlers) override
     {
         const std::vector<CameraDevice> known = devices();
         const auto device = std::ranges::find(known, id, &CameraDevice::id);
         // One that has just gone is told by its stream, like one that goes a moment later.
         return std::make_unique<CameraStream>(queue_, device != known.end() ? *device : CameraDevice{id, id},
-                                              std::move(handlers), patience_);
+                                              std::move(handlers), patience_, known_.openRemote());
     }
 
 private:

@@ -217,6 +217,23 @@ TEST_F(PipewireCamerasTest, WhenTheDaemonCrashesAllCamerasGoAndComeBackWithIt)
     EXPECT_TRUE(waitForPictures(again));
 }
 
+TEST_F(PipewireCamerasTest, WhetherThereIsADaemonIsToldAsItEndsAndComesBack)
+{
+    pipewire::KnownDevices& devices = *known.back();
+    EXPECT_EQ(devices.hasDaemon(), std::nullopt) << "nobody has asked yet";
+    int changes = 0;
+    const Subscription changed = devices.observeDaemon([&changes] { ++changes; });
+    static_cast<void>(cameras->devices());
+    ASSERT_TRUE(eventually([&] { return devices.hasDaemon() == true; }));
+    EXPECT_EQ(changes, 1);
+    pipewire->crash();
+    ASSERT_TRUE(eventually([&] { return devices.hasDaemon() == false; }));
+    EXPECT_EQ(changes, 2);
+    ASSERT_TRUE(pipewire->startAgain(reason)) << reason;
+    ASSERT_TRUE(eventually([&] { return devices.hasDaemon() == true; }));
+    EXPECT_EQ(changes, 3);
+}
+
 TEST_F(PipewireCamerasTest, ADaemonThatStartsLaterIsFound)
 {
     pipewire->crash();

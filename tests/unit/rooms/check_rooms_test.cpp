@@ -96,6 +96,8 @@ INSTANTIATE_TEST_SUITE_P(
                           "only platform/pipewire may include <pipewire/pipewire.h>"},
                     Wrong{"SoundLibrary", "recording/added.h", "<pulse/pulseaudio.h>",
                           "only platform/pulseaudio may include <pulse/pulseaudio.h>"},
+                    Wrong{"KernelsCameras", "webcam/added.h", "<linux/videodev2.h>",
+                          "only platform/v4l2 may include <linux/videodev2.h>"},
                     Wrong{"CameraFormats", "platform/desktop/added.h", "<spa/pod/pod.h>",
                           "only platform/pipewire may include <spa/pod/pod.h>"}),
     [](const auto& description) { return description.param.what; });

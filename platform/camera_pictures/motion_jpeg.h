@@ -8,7 +8,7 @@ struct AVCodecContext;
 struct AVFrame;
 struct AVPacket;
 
-namespace nimbrale::pipewire {
+namespace nimbrale {
 
 /// Decodes the single pictures of a camera's motion JPEG, with the tables that cameras leave out. Not thread-safe.
 class MotionJpegDecoder {
@@ -35,4 +35,4 @@ private:
     std::unique_ptr<AVPacket, Release> packet_;
 };
 
-} // namespace nimbrale::pipewire
+} // namespace nimbrale

@@ -1,6 +1,6 @@
 #pragma once
 
-namespace nimbrale::pipewire {
+namespace nimbrale {
 
 /// How a camera writes its pictures.
 enum class PictureEncoding {
@@ -27,4 +27,4 @@ struct CameraFormat {
 /// No camera's picture is wider or higher than this; whatever says so is wrong.
 constexpr int largestPictureSide = 8192;
 
-} // namespace nimbrale::pipewire
+} // namespace nimbrale

@@ -1,6 +1,6 @@
-#include "platform/pipewire/motion_jpeg.h"
+#include "platform/camera_pictures/motion_jpeg.h"
 
-#include "platform/pipewire/camera_format.h"
+#include "platform/camera_pictures/camera_format.h"
 
 #include <algorithm>
 #include <limits>
@@ -9,7 +9,7 @@ extern "C" {
 #include <libavcodec/avcodec.h>
 }
 
-namespace nimbrale::pipewire {
+namespace nimbrale {
 
 void MotionJpegDecoder::Release::operator()(AVCodecContext* context) const
 {
@@ -74,4 +74,4 @@ const AVFrame* MotionJpegDecoder::decode(std::span<const std::uint8_t> jpeg)
     return nullptr;
 }
 
-} // namespace nimbrale::pipewire
+} // namespace nimbrale

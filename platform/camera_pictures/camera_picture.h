@@ -1,8 +1,8 @@
 #pragma once
 
 #include "platform/buffer_surface.h"
-#include "platform/pipewire/camera_format.h"
-#include "platform/pipewire/motion_jpeg.h"
+#include "platform/camera_pictures/camera_format.h"
+#include "platform/camera_pictures/motion_jpeg.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -10,7 +10,7 @@
 #include <span>
 #include <vector>
 
-namespace nimbrale::pipewire {
+namespace nimbrale {
 
 /// A part of what a camera wrote: all of a picture, or one plane of it.
 struct CameraPlane {
@@ -39,4 +39,4 @@ private:
     std::vector<std::uint8_t> unpacked_; ///< brightness and color differences apart, where the conversion needs it
 };
 
-} // namespace nimbrale::pipewire
+} // namespace nimbrale

@@ -1,4 +1,4 @@
-#include "platform/pipewire/camera_picture.h"
+#include "platform/camera_pictures/camera_picture.h"
 
 #include <QBuffer>
 #include <QImage>
@@ -9,7 +9,7 @@
 #include <random>
 #include <vector>
 
-namespace nimbrale::pipewire {
+namespace nimbrale {
 namespace {
 
 using Bytes = std::vector<std::uint8_t>;
@@ -235,4 +235,4 @@ TEST(CameraPictureTest, BytesThatAreWrongAnywhereAreSurvived)
 }
 
 } // namespace
-} // namespace nimbrale::pipewire
+} // namespace nimbrale

@@ -1,4 +1,4 @@
-#include "platform/pipewire/camera_picture.h"
+#include "platform/camera_pictures/camera_picture.h"
 
 #include <algorithm>
 #include <array>
@@ -14,7 +14,7 @@ extern "C" {
 #include <libavutil/pixfmt.h>
 }
 
-namespace nimbrale::pipewire {
+namespace nimbrale {
 
 namespace {
 
@@ -239,4 +239,4 @@ std::shared_ptr<const BufferSurface> PictureMaker::makeFromJpeg(const CameraPlan
     return BufferSurfacePool::finish(std::move(canvas), SurfaceAlpha::opaque);
 }
 
-} // namespace nimbrale::pipewire
+} // namespace nimbrale
