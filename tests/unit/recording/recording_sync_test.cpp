@@ -3,6 +3,7 @@
 
 #include "platform/pipewire/sound_timeline.h"
 #include "platform/pulseaudio/sound_clock.h"
+#include "tests/support/tone.h"
 #include "tests/unit/platform/ffmpeg/played_movie.h"
 #include "tests/unit/recording/long_recording.h"
 
@@ -124,25 +125,6 @@ void showUntil(nanoseconds now, nanoseconds& shown, std::mt19937& random, LongRe
     }
 }
 
-/// When what is heard around that second, in the movie, begins: by the middle of its energy, which an encoder that
-/// smears an edge does not move. Absent where all is silent.
-std::optional<double> beepAround(const std::vector<float>& samples, double second)
-{
-    const auto first = static_cast<std::size_t>((second - 0.15) * 48000);
-    const auto last = std::min(samples.size(), static_cast<std::size_t>((second + 0.25) * 48000));
-    double energy = 0;
-    double moment = 0;
-    for (std::size_t sample = first; sample < last; ++sample) {
-        const double square = static_cast<double>(samples[sample]) * samples[sample];
-        energy += square;
-        moment += square * static_cast<double>(sample) / 48000;
-    }
-    constexpr double audible = 10;
-    if (energy < audible)
-        return std::nullopt;
-    return moment / energy - secondsOf(beepLength) / 2;
-}
-
 /// By how much each beep is late against the flash of its second, in the movie; the key is the second.
 struct Offsets {
     std::map<std::int64_t, double> atFlashes;
@@ -187,9 +169,10 @@ protected:
             EXPECT_NEAR(secondsOf(picture.time), static_cast<double>(second), 1.0 / 90'000) << "a flash";
             if (second == 0)
                 continue; // The encoder of the sound begins here.
-            if (const auto beep = beepAround(movie.left(), static_cast<double>(second)))
+            if (const auto beep = beepAround(movie.left(), static_cast<double>(second), secondsOf(beepLength)))
                 offsets.atFlashes[second] = *beep - secondsOf(picture.time);
-            if (const auto beep = beepAround(movie.left(), static_cast<double>(second) + secondsOf(soundsAt)))
+            if (const auto beep =
+                    beepAround(movie.left(), static_cast<double>(second) + secondsOf(soundsAt), secondsOf(beepLength)))
                 offsets.betweenFlashes[second] = *beep - secondsOf(soundsAt) - secondsOf(picture.time);
         }
         EXPECT_NEAR(movie.videoDuration().count(), secondsOf(length), 0.001);
