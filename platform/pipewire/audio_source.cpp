@@ -18,6 +18,8 @@ constexpr std::chrono::milliseconds longestOpening{1000};
 /// How long closing may wait for it.
 constexpr std::chrono::milliseconds longestClosing{500};
 constexpr std::chrono::milliseconds retryDelay{1000};
+/// How long a device that was sent to sleep may take to wake up.
+constexpr std::chrono::milliseconds wakingDelay{100};
 
 /// CLOCK_MONOTONIC.
 std::chrono::nanoseconds now()
@@ -98,6 +100,7 @@ AudioSource::AudioSource(std::optional<std::string> microphone, AudioHandler onA
                    .onRelease =
                        [this] {
                            stopStream();
+                           sleeps_.clear();
                            watch_.reset();
                        }},
                   DataPriority::realTime)
@@ -158,17 +161,26 @@ void AudioSource::nodeAdded(std::uint32_t number, const NodeProperties& properti
     if (!isWanted)
         return;
     nodes_.insert(number);
+    sleeps_.try_emplace(number, watch_->bindNode(number), [this] { nodeFellAsleep(); });
     if (!stream_)
         startStream();
 }
 
 void AudioSource::nodeRemoved(std::uint32_t number)
 {
+    sleeps_.erase(number);
     if (nodes_.erase(number) == 0 || !nodes_.empty())
         return;
     if (microphone_)
         qCWarning(recordingLog, "The microphone %s is gone; it is heard again once it is back.", name());
     stopStream();
+}
+
+/// A stream that a device wakes up for again gets nothing but silence from it.
+void AudioSource::nodeFellAsleep()
+{
+    if (stream_)
+        tryAgainAfter(wakingDelay);
 }
 
 void AudioSource::startStream()
@@ -232,8 +244,13 @@ void AudioSource::tryAgainLater(const char* reason)
 {
     if (!std::exchange(hasLoggedProblem_, true))
         qCWarning(recordingLog, "No sound of %s for now: %s", name(), reason);
-    timespec delay = timeOf(retryDelay);
-    pw_loop_update_timer(pw_thread_loop_get_loop(connection_.loop()), retryTimer_.get(), &delay, nullptr, false);
+    tryAgainAfter(retryDelay);
+}
+
+void AudioSource::tryAgainAfter(std::chrono::milliseconds delay)
+{
+    timespec time = timeOf(delay);
+    pw_loop_update_timer(pw_thread_loop_get_loop(connection_.loop()), retryTimer_.get(), &time, nullptr, false);
 }
 
 void AudioSource::changeFormat(const spa_pod* parameter)

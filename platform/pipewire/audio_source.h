@@ -2,11 +2,13 @@
 
 #include "platform/audio_sources.h"
 #include "platform/pipewire/lasting_connection.h"
+#include "platform/pipewire/node_sleep.h"
 #include "platform/pipewire/node_watch.h"
 #include "platform/pipewire/sound_ring.h"
 #include "platform/pipewire/sound_timeline.h"
 
 #include <atomic>
+#include <map>
 #include <memory>
 #include <optional>
 #include <set>
@@ -36,9 +38,11 @@ private:
     void watch(DaemonConnection& connection);
     void nodeAdded(std::uint32_t number, const NodeProperties& properties);
     void nodeRemoved(std::uint32_t number);
+    void nodeFellAsleep();
     void startStream();
     void stopStream();
     void tryAgainLater(const char* reason);
+    void tryAgainAfter(std::chrono::milliseconds delay);
     void changeFormat(const spa_pod* parameter);
     void takeSound();
     void handOver();
@@ -66,6 +70,7 @@ private:
     LoopSource soundIsThere_;
     LoopSource retryTimer_;
     std::unique_ptr<NodeWatch> watch_;
+    std::map<std::uint32_t, NodeSleep> sleeps_; ///< of the nodes that can be listened to
     Stream stream_;
     Listener streamListener_;
 };

@@ -60,6 +60,12 @@ std::unique_ptr<NodeWatch> NodeWatch::start(DaemonConnection& connection, Handle
     return watch;
 }
 
+Proxy NodeWatch::bindNode(std::uint32_t number)
+{
+    return Proxy(static_cast<pw_proxy*>(pw_registry_bind(reinterpret_cast<pw_registry*>(registry_.get()), number,
+                                                         PW_TYPE_INTERFACE_Node, PW_VERSION_NODE, 0)));
+}
+
 void NodeWatch::followDefaults(std::uint32_t number)
 {
     metadataListener_.stop();

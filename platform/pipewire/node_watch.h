@@ -24,6 +24,8 @@ public:
 
     /// Null when the daemon cannot be asked for more. Nothing is called before the loop runs.
     [[nodiscard]] static std::unique_ptr<NodeWatch> start(DaemonConnection& connection, Handlers handlers);
+    /// To listen to one of the nodes; null when the daemon cannot be asked.
+    [[nodiscard]] Proxy bindNode(std::uint32_t number);
     NodeWatch(const NodeWatch&) = delete;
     NodeWatch& operator=(const NodeWatch&) = delete;
 

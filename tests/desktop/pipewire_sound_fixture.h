@@ -2,18 +2,17 @@
 
 #include "platform/pipewire/pipewire_audio.h"
 #include "tests/desktop/pipewire_fixture.h"
-#include "tests/desktop/sound_listener.h"
+#include "tests/desktop/sound_fixture.h"
 
-#include <algorithm>
 #include <memory>
 #include <string>
-#include <utility>
 
 namespace nimbrale::test {
 
 /// The microphones and the system's sound on it.
-class PipewireSoundTest : public PipewireSessionTest {
+class PipewireSoundTest : public SoundTest<PipewireSessionTest> {
 protected:
+    ~PipewireSoundTest() override { microphones.reset(); } // They use what is known.
     void SetUp() override
     {
         PipewireSessionTest::SetUp();
@@ -51,32 +50,9 @@ protected:
                        .name = "Player",
                        .more = {"--target", sink, "--tone", std::to_string(tone)}});
     }
-    [[nodiscard]] bool isListed(const std::string& id)
-    {
-        const auto devices = microphones->devices();
-        return std::ranges::any_of(devices, [&id](const MicrophoneDevice& device) { return device.id == id; });
-    }
-    [[nodiscard]] std::unique_ptr<OpenAudioSource> openMicrophone(const std::string& id, Listener& listener)
-    {
-        auto opened = microphones->open(id, listener.handler());
-        if (opened)
-            return std::move(*opened);
-        failTest(opened.error().message);
-        return nullptr;
-    }
-    [[nodiscard]] std::unique_ptr<OpenAudioSource> openSystemAudio(Listener& listener)
-    {
-        auto opened = systemAudio->open(listener.handler());
-        if (opened)
-            return std::move(*opened);
-        failTest(opened.error().message);
-        return nullptr;
-    }
 
     bool isGranted = true; ///< what whoever asks for access is told
     std::unique_ptr<pipewire::KnownDevices> known;
-    std::unique_ptr<Microphones> microphones;
-    std::unique_ptr<SystemAudio> systemAudio;
 };
 
 } // namespace nimbrale::test

@@ -1,19 +1,16 @@
 #pragma once
 
 #include "platform/pulseaudio/pulseaudio_audio.h"
-#include "tests/desktop/sound_listener.h"
+#include "tests/desktop/sound_fixture.h"
 #include "tests/fakes/fake_main_queue.h"
 #include "tests/support/private_pulseaudio.h"
-#include "tests/support/requirements.h"
 
-#include <algorithm>
 #include <cmath>
 #include <fstream>
 #include <gtest/gtest.h>
 #include <memory>
 #include <numbers>
 #include <string>
-#include <utility>
 #include <vector>
 
 namespace nimbrale::test {
@@ -36,7 +33,7 @@ inline PipedMicrophone::Sound beeps()
 }
 
 /// One private PulseAudio for the whole suite, on which each test plugs in its own devices.
-class PulseaudioTest : public testing::Test {
+class PulseaudioSessionTest : public testing::Test {
 protected:
     static void SetUpTestSuite()
     {
@@ -58,8 +55,6 @@ protected:
         if (!missing.empty())
             GTEST_SKIP() << missing;
         ASSERT_TRUE(pulseaudio) << reason;
-        microphones = pulseaudio::createPulseaudioMicrophones(queue);
-        systemAudio = pulseaudio::createPulseaudioSystemAudio();
     }
 
     /// Does what is posted to the main thread until the condition holds.
@@ -122,33 +117,25 @@ protected:
             failTest(why);
         return player;
     }
-    [[nodiscard]] bool isListed(const std::string& id)
-    {
-        const auto devices = microphones->devices();
-        return std::ranges::any_of(devices, [&id](const MicrophoneDevice& device) { return device.id == id; });
-    }
-    [[nodiscard]] std::unique_ptr<OpenAudioSource> openMicrophone(const std::string& id, Listener& listener)
-    {
-        auto opened = microphones->open(id, listener.handler());
-        if (opened)
-            return std::move(*opened);
-        failTest(opened.error().message);
-    }
-    [[nodiscard]] std::unique_ptr<OpenAudioSource> openSystemAudio(Listener& listener)
-    {
-        auto opened = systemAudio->open(listener.handler());
-        if (opened)
-            return std::move(*opened);
-        failTest(opened.error().message);
-    }
 
     static inline std::string missing;
     static inline std::string reason;
     static inline std::unique_ptr<PrivatePulseaudio> pulseaudio;
 
     FakeMainQueue queue;
-    std::unique_ptr<Microphones> microphones;
-    std::unique_ptr<SystemAudio> systemAudio;
+};
+
+/// The microphones and the system's sound on it.
+class PulseaudioTest : public SoundTest<PulseaudioSessionTest> {
+protected:
+    void SetUp() override
+    {
+        PulseaudioSessionTest::SetUp();
+        if (IsSkipped() || HasFatalFailure())
+            return;
+        microphones = pulseaudio::createPulseaudioMicrophones(queue);
+        systemAudio = pulseaudio::createPulseaudioSystemAudio();
+    }
 };
 
 } // namespace nimbrale::test

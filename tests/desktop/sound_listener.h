@@ -71,23 +71,33 @@ public:
         return levelOfTone(samples, frequency);
     }
     [[nodiscard]] bool hears(double frequency) const { return std::abs(levelOf(frequency) - toneLevel) < 0.04; }
-    /// When each sound after at least half a second of silence began.
+    /// When each sound after at least half a second of silence began. Of what follows a gap nobody knows when it did.
     [[nodiscard]] std::vector<std::chrono::nanoseconds> onsets() const
     {
+        constexpr std::chrono::milliseconds gap{1};
         std::vector<std::chrono::nanoseconds> found;
         std::chrono::nanoseconds quietSince = std::chrono::nanoseconds::max();
+        std::chrono::nanoseconds before = std::chrono::nanoseconds::min() / 2;
         for (const Piece& piece : pieces()) {
             for (std::size_t frame = 0; frame < piece.audio->frameCount(); ++frame) {
                 const auto time =
                     piece.time + std::chrono::nanoseconds{static_cast<std::int64_t>(frame) * 1'000'000'000 / 48'000};
+                const bool isAfterGap = time - std::exchange(before, time) > gap;
                 quietSince = std::min(quietSince, time);
                 if (std::abs(piece.audio->sample(frame, 0)) < 0.02F)
                     continue;
-                if (time - quietSince > std::chrono::milliseconds{500})
+                if (time - quietSince > std::chrono::milliseconds{500} && !isAfterGap)
                     found.push_back(time);
                 quietSince = time;
             }
         }
+        return found;
+    }
+    /// The same in the times from then on.
+    [[nodiscard]] std::vector<std::chrono::nanoseconds> onsetsSince(std::chrono::nanoseconds time) const
+    {
+        std::vector<std::chrono::nanoseconds> found = onsets();
+        std::erase_if(found, [time](std::chrono::nanoseconds onset) { return onset < time; });
         return found;
     }
 

@@ -157,6 +157,20 @@ QImage MovieFile::pictureAt(double time) const
     return QImage::fromData(picture, "png").convertToFormat(QImage::Format_RGB32);
 }
 
+std::vector<int> MovieFile::brightnessAt(QPoint pixel) const
+{
+    // Colors are coarser than brightness: an area of two by two.
+    const QString filter = QString("crop=2:2:%1:%2,format=gray").arg(pixel.x() / 2 * 2).arg(pixel.y() / 2 * 2);
+    const QByteArray pixels =
+        run("ffmpeg", {"-v", "error", "-i", QString::fromStdString(path_.string()), "-vf", filter, "-fps_mode",
+                       "passthrough", "-enc_time_base", "1/90000", "-f", "rawvideo", "-"})
+            .data;
+    std::vector<int> brightness;
+    for (qsizetype picture = 0; picture + 4 <= pixels.size(); picture += 4)
+        brightness.push_back(static_cast<unsigned char>(pixels[picture]));
+    return brightness;
+}
+
 std::vector<float> MovieFile::samples(int channel) const
 {
     const QByteArray data = run("ffmpeg", {"-v", "error", "-i", QString::fromStdString(path_.string()), "-vn", "-af",

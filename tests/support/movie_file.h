@@ -3,6 +3,7 @@
 #include "tests/support/process.h"
 
 #include <QImage>
+#include <QPoint>
 #include <QSize>
 
 #include <filesystem>
@@ -52,6 +53,8 @@ public:
     [[nodiscard]] const std::optional<Audio>& audio() const { return audio_; }
     /// The picture that a player shows at that time, in seconds; null when there is none. Only with a video track.
     [[nodiscard]] QImage pictureAt(double time) const;
+    /// How bright that pixel is in each picture, in the pictures' order. Only with a video track.
+    [[nodiscard]] std::vector<int> brightnessAt(QPoint pixel) const;
     /// All samples of one channel, counted from 0, at 48000 a second.
     [[nodiscard]] std::vector<float> samples(int channel) const;
 

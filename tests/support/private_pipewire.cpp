@@ -3,6 +3,8 @@
 #include <csignal>
 #include <filesystem>
 #include <fstream>
+#include <regex>
+#include <sstream>
 #include <utility>
 
 namespace nimbrale::test {
@@ -85,19 +87,38 @@ bool PrivatePipewire::startPrograms(std::string& reason)
     return sessionManager_ != nullptr;
 }
 
-std::optional<bool> PrivatePipewire::hasNode(const std::string& name, std::string& reason) const
+std::optional<std::string> PrivatePipewire::control(const std::vector<std::string>& arguments,
+                                                    std::string& reason) const
 {
     Process::Options options;
     options.environment = environment();
-    options.outputFile = std::filesystem::path(runtimeFolder()) / "nodes.log";
+    options.outputFile = std::filesystem::path(runtimeFolder()) / "control.log";
     std::error_code ignored;
     std::filesystem::remove(options.outputFile, ignored); // What is printed is appended.
-    const auto list = Process::start("pw-cli", {"ls", "Node"}, options, reason);
-    if (!list)
+    const auto program = Process::start("pw-cli", arguments, options, reason);
+    if (!program)
         return std::nullopt;
-    if (list->waitForEnd(Milliseconds{5000}) == 0)
-        return list->output().find('"' + name + '"') != std::string::npos;
-    reason = "pw-cli fails: " + list->output();
+    if (program->waitForEnd(Milliseconds{5000}) == 0)
+        return program->output();
+    reason = "pw-cli fails: " + program->output();
+    return std::nullopt;
+}
+
+std::optional<bool> PrivatePipewire::hasNode(const std::string& name, std::string& reason) const
+{
+    const auto nodes = control({"ls", "Node"}, reason);
+    return nodes ? std::optional(nodes->find('"' + name + '"') != std::string::npos) : std::nullopt;
+}
+
+std::optional<std::string> PrivatePipewire::nodeState(const std::string& name, std::string& reason) const
+{
+    const auto facts = control({"info", name}, reason);
+    if (!facts)
+        return std::nullopt;
+    std::smatch state;
+    if (std::regex_search(*facts, state, std::regex("state: \"([a-z]+)\"")))
+        return state[1];
+    reason = "no state of " + name + ": " + *facts;
     return std::nullopt;
 }
 
@@ -186,6 +207,20 @@ std::unique_ptr<VirtualSound> VirtualSound::start(const PrivatePipewire& pipewir
     arguments.insert(arguments.end(), options.more.begin(), options.more.end());
     auto program = startProgram(pipewire, "nimbrale_virtual_sound", options.id, arguments, reason);
     return program ? std::unique_ptr<VirtualSound>(new VirtualSound(std::move(program))) : nullptr;
+}
+
+std::optional<VirtualSound::Clock> VirtualSound::waitForClock(const std::function<bool(const Clock&)>& isMeant,
+                                                              Milliseconds patience)
+{
+    Clock clock;
+    const auto line = waitForLine(
+        [&](const std::string& candidate) {
+            std::string word;
+            return bool(std::istringstream(candidate) >> word >> clock.driver >> clock.rate >> clock.quantum) &&
+                   word == "clock" && isMeant(clock);
+        },
+        patience);
+    return line ? std::optional(clock) : std::nullopt;
 }
 
 } // namespace nimbrale::test

@@ -35,6 +35,9 @@ public:
     /// Whether a node of that name is there now; `reason` tells why nobody can say.
     [[nodiscard]] std::optional<bool> hasNode(const std::string& name, std::string& reason) const;
 
+    /// "running", "idle" or "suspended"; `reason` tells why nobody can say.
+    [[nodiscard]] std::optional<std::string> nodeState(const std::string& name, std::string& reason) const;
+
     /// The daemon crashes, and the session manager ends with it.
     void crash();
     /// Starts both again.
@@ -43,6 +46,9 @@ public:
 private:
     PrivatePipewire() = default;
     [[nodiscard]] bool startPrograms(std::string& reason);
+    /// What the daemon's control program prints; absent, with the reason, where it fails.
+    [[nodiscard]] std::optional<std::string> control(const std::vector<std::string>& arguments,
+                                                     std::string& reason) const;
 
     QTemporaryDir home_;
     std::unique_ptr<PrivateBus> bus_;
@@ -120,6 +126,17 @@ public:
     /// Plugged in already. Null, with the reason, when it does not start.
     [[nodiscard]] static std::unique_ptr<VirtualSound> start(const PrivatePipewire& pipewire, const Options& options,
                                                              std::string& reason);
+
+    /// What drives a microphone or a player in the graph.
+    struct Clock {
+        int driver = 0; ///< that node's number
+        int rate = 0;
+        int quantum = 0;
+    };
+    /// The next clock that is meant, of those that it was driven by since the last question. What it said before is
+    /// skipped.
+    [[nodiscard]] std::optional<Clock> waitForClock(const std::function<bool(const Clock&)>& isMeant,
+                                                    Milliseconds patience = Milliseconds{5000});
 
 private:
     using VirtualDevice::VirtualDevice;

@@ -3,7 +3,7 @@
 // A loudspeaker, a microphone or a program that plays, on the session's PipeWire. The latter two give a tone of level
 // 0.4, or 100 ms of it from every whole second of CLOCK_MONOTONIC on, or silence. Takes lines: "plug", "unplug". Prints
 // "plugged", "unplugged", and of a microphone "heard" and "unheard" when somebody listens and when nobody does any
-// more.
+// more; and "clock DRIVER RATE QUANTUM" when what drives it changes, DRIVER being that node's number.
 
 #include <algorithm>
 #include <array>
@@ -39,6 +39,9 @@ struct Device {
     pw_core* core = nullptr;
     pw_stream* stream = nullptr;
     spa_hook listener{};
+    spa_io_position* position = nullptr; ///< what drives the stream
+    std::string clock;                   ///< that was told of
+
     pw_proxy* sink = nullptr;
     spa_hook sinkListener{};
     std::string input;
@@ -75,9 +78,24 @@ float sampleAt(const Device& device, std::int64_t time)
     return static_cast<float>(level * std::sin(2 * std::numbers::pi * device.frequency * within));
 }
 
+/// Called on the thread for data, which is all right for a test's program.
+void tellClock(Device& device)
+{
+    if (!device.position)
+        return;
+    const spa_io_clock& clock = device.position->clock;
+    const std::string text = "clock " + std::to_string(clock.id) + ' ' + std::to_string(clock.rate.denom) + ' ' +
+                             std::to_string(clock.duration);
+    if (text == device.clock)
+        return;
+    device.clock = text;
+    say(text.c_str());
+}
+
 void process(void* data)
 {
     Device& device = of(data);
+    tellClock(device);
     pw_buffer* const buffer = pw_stream_dequeue_buffer(device.stream);
     if (!buffer)
         return;
@@ -145,6 +163,10 @@ void plugStream(Device& device)
         pw_stream_events list{};
         list.version = PW_VERSION_STREAM_EVENTS;
         list.state_changed = stateChanged;
+        list.io_changed = [](void* data, std::uint32_t kind, void* area, std::uint32_t) {
+            if (kind == SPA_IO_Position)
+                of(data).position = static_cast<spa_io_position*>(area);
+        };
         list.process = process;
         return list;
     }();

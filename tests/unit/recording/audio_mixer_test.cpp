@@ -256,6 +256,8 @@ public:
             sums_[2 * static_cast<std::size_t>(place) + 1] += audio.sample(frame, std::min(audio.channels - 1, 1));
         }
     }
+    /// Whether all before that place was handed out.
+    [[nodiscard]] bool isWhollyHandedOut(std::int64_t end) const { return end <= handedOut_; }
     std::vector<float> take(bool flush)
     {
         const auto limit = static_cast<std::int64_t>(end_) - (flush ? 0 : static_cast<std::int64_t>(margin));
@@ -309,6 +311,91 @@ TEST(AudioMixerTest, AgreesWithATrackThatIsHeldWhole)
         }
         ASSERT_EQ(flushed(mixer), track.take(true)) << "seed " << seed;
     }
+}
+
+/// A device that hears random sound: its pieces may overlap, leave gaps, and come late.
+class RandomSource {
+public:
+    RandomSource(int channels, int sampleRate, unsigned seed)
+        : channels_(channels), sampleRate_(sampleRate), random_(seed)
+    {}
+
+    struct Piece {
+        AudioBuffer audio;
+        std::int64_t offset = 0;
+        std::int64_t arrival = 0; ///< in samples, as the offset
+    };
+    Piece next()
+    {
+        Piece piece{randomSound(random_), position_, 0};
+        piece.audio.channels = channels_;
+        piece.audio.sampleRate = sampleRate_;
+        piece.audio.samples.resize(piece.audio.samples.size() / static_cast<std::size_t>(channels_) *
+                                   static_cast<std::size_t>(channels_));
+        const auto length = static_cast<std::int64_t>(piece.audio.frameCount());
+        // Half of the pieces follow the one before.
+        position_ += length;
+        const unsigned kind = random_() % 8;
+        if (kind == 0)
+            position_ += std::uniform_int_distribution(1, 40'000)(random_);
+        else if (kind < 4)
+            position_ -= std::uniform_int_distribution<std::int64_t>(0, length)(random_);
+        // Most come within the margin, and some far later.
+        piece.arrival = piece.offset + length + std::uniform_int_distribution(0, kind == 5 ? 40'000 : 3000)(random_);
+        return piece;
+    }
+
+private:
+    int channels_;
+    int sampleRate_;
+    std::mt19937 random_;
+    std::int64_t position_ = -5000;
+};
+
+TEST(AudioMixerTest, TwoSourcesThatAreLateOverlapAndPauseAgreeWithATrackThatIsHeldWhole)
+{
+    int late = 0;
+    for (unsigned seed = 1; seed <= 30; ++seed) {
+        // What the rate is said to be makes no difference.
+        RandomSource microphone(seed % 2 == 0 ? 1 : 4, 44'100, seed);
+        RandomSource computer(2, 48'000, 1000 + seed);
+        std::vector<RandomSource::Piece> pieces;
+        for (int piece = 0; piece < 80; ++piece) {
+            for (RandomSource* const source : {&microphone, &computer}) {
+                pieces.push_back(source->next());
+                if (pieces.back().audio.samples.empty())
+                    pieces.pop_back();
+            }
+        }
+        std::ranges::stable_sort(pieces, {}, &RandomSource::Piece::arrival);
+        AudioMixer mixer = started();
+        PlainTrack track;
+        nanoseconds end = start;
+        for (const RandomSource::Piece& piece : pieces) {
+            const std::int64_t offset = piece.offset;
+            mixer.add(piece.audio, offset < 0 ? start - (timeOf(-offset) - start) : timeOf(offset));
+            track.add(piece.audio, offset);
+            late += track.isWhollyHandedOut(offset + static_cast<std::int64_t>(piece.audio.frameCount())) ? 1 : 0;
+            const auto output = mixer.output(false);
+            ASSERT_EQ(output ? output->audio.samples : std::vector<float>{}, track.take(false)) << "seed " << seed;
+            if (!output)
+                continue;
+            EXPECT_LE(std::chrono::abs(output->presentationTime - end), 1ns) << "it begins where the last one ended";
+            end = output->presentationTime +
+                  nanoseconds{static_cast<std::int64_t>(output->audio.frameCount()) * 1'000'000'000 / 48'000};
+        }
+        ASSERT_EQ(flushed(mixer), track.take(true)) << "seed " << seed;
+    }
+    EXPECT_GT(late, 30) << "nothing came too late";
+}
+
+TEST(AudioMixerTest, TheRateIsNotLookedAt)
+{
+    AudioMixer mixer = started();
+    AudioBuffer buffer = sound(480);
+    buffer.sampleRate = 44'100;
+    mixer.add(buffer, start);
+    EXPECT_THAT(flushed(mixer), SizeIs(2 * 480));
 }
 
 } // namespace

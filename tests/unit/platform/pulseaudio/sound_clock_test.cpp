@@ -1,6 +1,8 @@
 #include "platform/pulseaudio/sound_clock.h"
 
+#include <array>
 #include <gtest/gtest.h>
+#include <random>
 
 namespace nimbrale::pulseaudio {
 namespace {
@@ -25,9 +27,10 @@ protected:
 
 TEST_F(SoundClockTest, TimesThatWaverLeaveNoGaps)
 {
-    for (int index = 0; index < 1000; ++index) {
+    constexpr std::array<std::chrono::nanoseconds, 7> wavering{0ms, 36ms, -8ms, 8ms, -36ms, 8ms, -8ms};
+    for (std::size_t index = 0; index < 1000; ++index) {
         const auto expected = due();
-        const auto place = next(index == 0 ? 0ms : (index % 5 == 0 ? 36ms : (index % 2 == 0 ? 8ms : -8ms)));
+        const auto place = next(wavering.at(index % wavering.size()));
         ASSERT_TRUE(place);
         EXPECT_EQ(place->time, expected) << index;
         EXPECT_EQ(place->skipped, 0U);
@@ -78,6 +81,42 @@ TEST_F(SoundClockTest, AClockThatDriftsIsFollowed)
         worst = std::max(worst, std::chrono::abs(place->time - expected));
     }
     EXPECT_LT(worst, SoundClock::tolerance + 1ms);
+}
+
+TEST_F(SoundClockTest, AClockThatDriftsIsFollowedWithinEightMillisecondsThoughTimesWaver)
+{
+    for (const auto drift : {2us, -2us}) { // A fifth of a thousandth.
+        clock = {};
+        heard = 0;
+        std::mt19937 random(1);
+        std::uniform_int_distribution<int> wavering(-20'000, 20'000);
+        std::chrono::nanoseconds worst{};
+        while (heard < 60'000) {
+            const auto expected = due() + heard * drift;
+            const auto place = next(heard * drift + std::chrono::microseconds(wavering(random)));
+            if (!place || heard <= 300)
+                continue;
+            const std::chrono::nanoseconds skipped{place->skipped * 1'000'000 / 48};
+            worst = std::max(worst, std::chrono::abs(place->time - expected - skipped));
+        }
+        EXPECT_LT(worst, 8ms) << drift.count();
+    }
+}
+
+TEST_F(SoundClockTest, TheFirstHalfSecondTellsHowFarTheFirstTimeWasOff)
+{
+    // Less than what makes a difference later.
+    for (const auto wrong : {8ms, -8ms}) {
+        clock = {};
+        heard = 0;
+        static_cast<void>(next(wrong));
+        while (heard < 51)
+            static_cast<void>(next());
+        const auto expected = due();
+        const auto place = next();
+        ASSERT_TRUE(place);
+        EXPECT_LE(std::chrono::abs(place->time - expected), 1ms) << wrong.count();
+    }
 }
 
 TEST_F(SoundClockTest, SoundThatWasLostLeavesAGap)
