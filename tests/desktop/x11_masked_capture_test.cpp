@@ -341,6 +341,23 @@ TEST_P(X11UnpaintedWindowTest, AWindowThatGrowsBelowAPanelAndMovesOnTakesNothing
     moveAwayAndPaint(corner);
 }
 
+TEST_P(X11UnpaintedWindowTest, AWindowThatGrowsBelowAPanelWhileItIsAskedAboutTakesNothingOfItIntoAPicture)
+{
+    constexpr QPoint corner(300, 210);
+    constexpr Milliseconds untilItIsAsked{100};
+    addWindowThatIsNotPainted({corner, QSize(20, 200)}, false);
+    // What the capture asks is answered after the grab, when the window is larger than any news has told by then.
+    xcb_grab_server(raw());
+    xcb_map_window(raw(), window_);
+    captured->connection().synchronize();
+    captured->pumpFor(untilItIsAsked);
+    const std::uint32_t width = 220;
+    xcb_configure_window(raw(), window_, XCB_CONFIG_WINDOW_WIDTH, &width);
+    xcb_ungrab_server(raw());
+    captured->connection().synchronize();
+    moveAwayAndPaint(corner);
+}
+
 TEST_P(X11UnpaintedWindowTest, AWindowThatTheRootGetsBackBelowAPanelTakesNothingOfItIntoAPicture)
 {
     constexpr QPoint corner(300, 210);
