@@ -341,6 +341,23 @@ TEST_P(X11UnpaintedWindowTest, AWindowThatGrowsBelowAPanelAndMovesOnTakesNothing
     moveAwayAndPaint(corner);
 }
 
+TEST_P(X11UnpaintedWindowTest, AWindowThatGrowsBelowAPanelWhileItIsAskedAboutTakesNothingOfItIntoAPicture)
+{
+    constexpr QPoint corner(300, 210);
+    constexpr Milliseconds untilItIsAsked{100};
+    addWindowThatIsNotPainted({corner, QSize(20, 200)}, false);
+    // What the capture asks is answered after the grab, when the window is larger than any news has told by then.
+    xcb_grab_server(raw());
+    xcb_map_window(raw(), window_);
+    captured->connection().synchronize();
+    captured->pumpFor(untilItIsAsked);
+    const std::uint32_t width = 220;
+    xcb_configure_window(raw(), window_, XCB_CONFIG_WINDOW_WIDTH, &width);
+    xcb_ungrab_server(raw());
+    captured->connection().synchronize();
+    moveAwayAndPaint(corner);
+}
+
 TEST_P(X11UnpaintedWindowTest, AWindowThatTheRootGetsBackBelowAPanelTakesNothingOfItIntoAPicture)
 {
     constexpr QPoint corner(300, 210);
@@ -350,6 +367,37 @@ TEST_P(X11UnpaintedWindowTest, AWindowThatTheRootGetsBackBelowAPanelTakesNothing
     xcb_reparent_window(raw(), window_, captured->connection().root(), corner.x(), corner.y());
     moveAwayAndPaint(corner);
 }
+
+/// While one compositing manager takes over from another.
+class X11HandOverTest : public X11UnpaintedWindowTest {};
+
+TEST_P(X11HandOverTest, AWindowThatIsMappedAfterACompositorsEndTakesNothingOfAPanelIntoAPictureHoweverLateItPaints)
+{
+    constexpr QPoint corner(300, 210);
+    constexpr Milliseconds late{2000};
+    addWindowThatIsNotPainted({corner, QSize(220, 200)}, false);
+    ASSERT_TRUE(desktop->stopCompositor());
+    xcb_map_window(raw(), window_);
+    captured->connection().synchronize();
+    movePanel(panels.back(), {120, 100});
+    captured->connection().synchronize();
+    const auto kept = [&] { return ownPixels(desktop->screenshot({panelCorner, panelSize})); };
+    EXPECT_GT(kept(), 1000) << "the control: the window has the panel's pixels";
+    captured->pumpFor(late);
+    EXPECT_GT(kept(), 1000) << "the control: it has not painted yet";
+
+    scene->process().signal(SIGCONT);
+    const QPoint inside = corner + QPoint(100, 100);
+    EXPECT_TRUE(captured->pumpUntil(
+        [&] { return captured->image().pixelColor(inside - region.topLeft()).rgb() == lateColor.rgb(); }, 10'000))
+        << "in the end it is in the picture";
+    captured->onFrame = nullptr;
+    expectNoneFound(3);
+}
+
+INSTANTIATE_TEST_SUITE_P(, X11HandOverTest,
+                         testing::Values(Managers{"Picom", WindowManager::openbox, Compositor::picom}),
+                         [](const auto& managers) { return std::string(managers.param.name); });
 
 const auto everyManager = testing::Values(Managers{"Picom", WindowManager::openbox, Compositor::picom},
                                           Managers{"PicomGlx", WindowManager::openbox, Compositor::picomGlx},

@@ -105,6 +105,9 @@ struct CapturedWindow {
     /// The pixels that this process has painted in a translucent window of its own; absent where that is not known.
     std::optional<PixelRegion> painted;
 
+    /// Whether anything has told of its size yet.
+    [[nodiscard]] bool isSizeKnown() const { return width > 0; }
+
     /// Whether the server is not to keep pixels of it: most of them lie beyond any screen, and they would take
     /// gigabytes.
     [[nodiscard]] bool isTooLarge() const

@@ -5,8 +5,7 @@ namespace nimbrale::x11 {
 void UnpaintedMemory::add(const CapturedWindow& window, const PixelRegion& leftOut)
 {
     PixelRegion carried(leftOut);
-    const bool isSizeKnown = window.width > 0;
-    if (isSizeKnown)
+    if (window.isSizeKnown())
         carried &= PixelRegion(window.bounds());
     if (carried.isEmpty())
         return;

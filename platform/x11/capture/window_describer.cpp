@@ -64,11 +64,15 @@ std::vector<CapturedWindow*> WindowDescriber::describe(const std::vector<Capture
         if (!attributes || !geometry)
             continue; // Its DestroyNotify is on the way.
         CapturedWindow& window = *windows[index];
-        window.x = geometry->x;
-        window.y = geometry->y;
-        window.width = geometry->width;
-        window.height = geometry->height;
-        window.borderWidth = geometry->border_width;
+        // Answers overtake news. Where the window's place was told, it changes with the news alone: each tells of
+        // memory that the server has filled there and then.
+        if (!window.isSizeKnown()) {
+            window.x = geometry->x;
+            window.y = geometry->y;
+            window.width = geometry->width;
+            window.height = geometry->height;
+            window.borderWidth = geometry->border_width;
+        }
         window.depth = geometry->depth;
         window.format = connection_.formatOf(attributes->visual);
         window.hasAlpha = connection_.hasAlpha(window.format);

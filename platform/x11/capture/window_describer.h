@@ -16,8 +16,8 @@ public:
 
     /// Which of the windows are mapped. A window that has vanished is not.
     [[nodiscard]] std::vector<bool> areMapped(const std::vector<xcb_window_t>& windows) const;
-    /// Fills in everything but owner and opacity, and listens to changes of shape and properties from then on. Returns
-    /// those that are still there.
+    /// Fills in everything but owner and opacity, place and size only where they are not known yet, and listens to
+    /// changes of shape and properties from then on. Returns those that are still there.
     [[nodiscard]] std::vector<CapturedWindow*> describe(const std::vector<CapturedWindow*>& windows) const;
     void readShapes(const std::vector<CapturedWindow*>& windows) const;
 

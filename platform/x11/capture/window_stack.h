@@ -107,6 +107,11 @@ private:
     void redirect(CapturedWindow& window);
     /// For a window that was too large.
     void redirectIfSmallEnough(CapturedWindow& window);
+    /// For so long all windows that are not known to have painted themselves are taken not to have, the ones that
+    /// come meanwhile as well; a time before that is made shorter, too.
+    void startHandOver(std::chrono::milliseconds time);
+    /// When a window whose memory the server has filled now is taken to have painted it.
+    [[nodiscard]] Clock::time_point endOfYouth(Clock::time_point now) const;
     /// The server has taken other memory for it.
     void filled(CapturedWindow& window);
     void changed(const CapturedWindow& window, WindowChange change = WindowChange::altered);
@@ -135,6 +140,7 @@ private:
     };
     /// In the order in which they became young, each as often as it did.
     std::deque<YoungWindow> young_;
+    Clock::time_point handOverEnd_;
     std::vector<Subscription> subscriptions_;
 };
 

@@ -4,6 +4,8 @@
 
 #include "platform/x11/server/handles.h"
 
+#include <algorithm>
+#include <utility>
 #include <xcb/composite.h>
 
 namespace nimbrale::x11 {
@@ -12,6 +14,10 @@ namespace {
 
 /// Plenty for a program to paint a window that was mapped or has another size.
 constexpr std::chrono::milliseconds youth{500};
+
+/// When a compositing manager goes, another mostly takes over. It puts every window into a frame of its own, which it
+/// does not paint before it composites, and all programs have to paint at once.
+constexpr std::chrono::milliseconds longestHandOver{5000};
 
 } // namespace
 
@@ -42,7 +48,8 @@ void WindowStack::redirectIfSmallEnough(CapturedWindow& window)
 
 void WindowStack::setCompositing(Compositing compositing)
 {
-    compositing_ = compositing;
+    if (std::exchange(compositing_, compositing) != compositing)
+        startHandOver(compositing == Compositing::absent ? longestHandOver : std::chrono::milliseconds(0));
     updateHidden();
     const bool isComposited = compositing == Compositing::running;
     for (CapturedWindow& window : order_.all()) {
@@ -71,9 +78,26 @@ void WindowStack::resized(CapturedWindow& window)
     }
 }
 
+void WindowStack::startHandOver(std::chrono::milliseconds time)
+{
+    const auto now = Clock::now();
+    handOverEnd_ = now + time;
+    for (YoungWindow& young : young_) {
+        CapturedWindow* const window = find(young.id);
+        if (window && window->youngUntil == young.until)
+            window->youngUntil = endOfYouth(now);
+        young.until = endOfYouth(now);
+    }
+}
+
+WindowStack::Clock::time_point WindowStack::endOfYouth(Clock::time_point now) const
+{
+    return std::max(now + youth, handOverEnd_);
+}
+
 void WindowStack::filled(CapturedWindow& window)
 {
-    window.youngUntil = Clock::now() + youth;
+    window.youngUntil = endOfYouth(Clock::now());
     young_.push_back({window.id, *window.youngUntil});
     // One that is not redirected has the screen for its memory, in which nobody else's pixels become its own.
     if (!window.isUnredirected)
