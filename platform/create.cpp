@@ -115,7 +115,7 @@ private:
                            soundOf(knownDevices_), pulseaudio::createPulseaudioMicrophones(mainQueue_));
     std::unique_ptr<SystemAudio> systemAudio_ =
         combineSystemAudio(pipewire::createPipewireSystemAudio(), pulseaudio::createPulseaudioSystemAudio());
-    std::unique_ptr<Movies> movies_ = 
+    std::unique_ptr<Movies> movies_ =
         ffmpeg::createFfmpegMovies(mainQueue_, ffmpeg::HardwareSearch::Means::ofThisMachine());
     std::unique_ptr<WindowSystem> windowSystem_;
     Subscription lockers_;

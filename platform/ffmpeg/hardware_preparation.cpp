@@ -24,6 +24,15 @@ HardwarePreparation::HardwarePreparation(MainQueue& mainQueue, HardwareSearch::M
 HardwarePreparation::~HardwarePreparation()
 {
     search_->stop();
+    endRound();
+}
+
+std::shared_ptr<HardwarePreparation::Round> HardwarePreparation::endRound()
+{
+    // The worker may be the last to let go of the round, but what the completion owns goes on this thread.
+    if (round_)
+        round_->completion = nullptr;
+    return std::exchange(round_, nullptr);
 }
 
 void HardwarePreparation::prepare(const MovieVideo& video, std::function<void()> completion)
@@ -32,6 +41,7 @@ void HardwarePreparation::prepare(const MovieVideo& video, std::function<void()>
         completion();
         return;
     }
+    endRound();
     round_ = std::make_shared<Round>(Round{video, std::move(completion), nullptr, false});
     worker_->post([this, round = round_] { open(round); });
     // A search that takes longer goes on: the next movie has its result.
@@ -70,7 +80,7 @@ void HardwarePreparation::complete(const std::shared_ptr<Round>& round)
 
 HardwareVideo HardwarePreparation::take(const MovieVideo& video)
 {
-    const std::shared_ptr<Round> round = std::exchange(round_, nullptr);
+    const std::shared_ptr<Round> round = endRound();
     if (!round || !round->isOpened || round->video != video)
         return {};
     return {std::move(round->encoder), [search = search_] { search->distrust(); }};

@@ -24,7 +24,7 @@ public:
     HardwarePreparation(const HardwarePreparation&) = delete;
     HardwarePreparation& operator=(const HardwarePreparation&) = delete;
 
-    /// See `Movies::prepare`.
+    /// See `Movies::prepare`. What was opened stays open until it is taken or something else is prepared.
     void prepare(const MovieVideo& video, std::function<void()> completion);
     /// What was prepared for such a movie, once; without an encoder where nothing was found.
     [[nodiscard]] HardwareVideo take(const MovieVideo& video);
@@ -32,6 +32,7 @@ public:
 private:
     struct Round;
 
+    std::shared_ptr<Round> endRound();
     void open(const std::shared_ptr<Round>& round);
     void complete(const std::shared_ptr<Round>& round);
 

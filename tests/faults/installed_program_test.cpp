@@ -23,6 +23,8 @@ TEST(InstalledProgramTest, RunsFromThePrefix)
     ASSERT_EQ(install->waitForEnd(Milliseconds{20000}), 0) << install->output();
     const std::filesystem::path program = prefix / "bin" / "nimbrale";
     ASSERT_TRUE(std::filesystem::exists(program)) << install->output();
+    for (const char* helper : {"nimbrale-caretaker", "nimbrale-encoder-probe"})
+        EXPECT_TRUE(std::filesystem::exists(prefix / "bin" / helper)) << install->output();
     const std::filesystem::path icons = prefix / "share" / "icons" / "hicolor";
     for (const char* icon : {"scalable/apps/nimbrale.svg", "16x16/apps/nimbrale.png", "256x256/apps/nimbrale.png"})
         EXPECT_TRUE(std::filesystem::exists(icons / icon)) << install->output();

@@ -4,6 +4,7 @@
 
 #include <chrono>
 #include <csignal>
+#include <random>
 
 namespace nimbrale::test {
 namespace {
@@ -17,6 +18,15 @@ protected:
         pressRecord();
         ASSERT_TRUE(isRecording()) << application->process().output();
         sleepFor(duration);
+    }
+    /// Lets a part of the screen move for that long.
+    void moveFor(Milliseconds duration)
+    {
+        const auto end = std::chrono::steady_clock::now() + duration;
+        for (int count = 0; std::chrono::steady_clock::now() < end; ++count) {
+            scene->move("moving", {601 + count % 40, 301});
+            sleepFor(Milliseconds{30});
+        }
     }
     [[nodiscard]] bool startsAgain()
     {
@@ -49,25 +59,55 @@ TEST_F(RecordingFaultsTest, KilledAtAnyMomentNoMoreThanASecondAndAHalfIsLost)
 {
     start();
     scene->add("moving", {.geometry = {601, 301, 80, 80}, .seed = 0, .color = Qt::black});
-    std::size_t count = 0;
-    for (const int duration : {1700, 2100, 2600, 3300, 3900}) {
+    const unsigned seed = std::random_device()();
+    std::mt19937 random(seed);
+    for (int kill = 0; kill < 6; ++kill) {
+        const Milliseconds duration{std::uniform_int_distribution<int>(1700, 4500)(random)};
+        SCOPED_TRACE("seed " + std::to_string(seed) + ", kill " + std::to_string(kill) + " after " +
+                     std::to_string(duration.count()) + " ms");
         pressRecord();
         ASSERT_TRUE(isRecording());
         const auto begin = std::chrono::steady_clock::now();
-        while (std::chrono::steady_clock::now() - begin < Milliseconds{duration}) {
-            scene->move("moving", {601 + static_cast<int>(++count) % 40, 301});
-            sleepFor(Milliseconds{30});
-        }
+        if (kill % 2 == 0)
+            moveFor(duration);
+        else
+            sleepFor(duration);
         const double recorded = std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
         application->process().signal(SIGKILL);
         ASSERT_TRUE(application->process().waitForEnd(Milliseconds{3000}));
         ASSERT_TRUE(startsAgain());
         ASSERT_TRUE(isSaved()) << application->process().output();
         ASSERT_TRUE(dismissAlert()) << "the user is told of it";
-        EXPECT_EQ(movie().problems(), "") << duration;
-        ASSERT_TRUE(movie().video()) << duration;
-        EXPECT_GE(movie().video()->duration, recorded - 1.5) << duration;
+        EXPECT_EQ(movie().problems(), "");
+        ASSERT_TRUE(movie().video());
+        EXPECT_GE(movie().video()->duration, recorded - 1.5);
         std::filesystem::remove(movie().path());
+    }
+}
+
+TEST_F(RecordingFaultsTest, ADiskThatTakesItsTimeAndKnowsNoExclusiveRenamingCostsNothing)
+{
+    const auto library = std::filesystem::read_symlink("/proc/self/exe").parent_path() / "nimbrale_slow_disk.so";
+    ASSERT_TRUE(std::filesystem::exists(library));
+    start({}, {{"LD_PRELOAD", library.string()}});
+    scene->add("moving", {.geometry = {601, 301, 80, 80}, .seed = 0, .color = Qt::black});
+    startRecording(Milliseconds{0});
+    moveFor(Milliseconds{12'000});
+    pressRecord();
+    ASSERT_TRUE(isSaved(1, Milliseconds{15'000})) << application->process().output();
+    const MovieFile saved = movie();
+    EXPECT_EQ(saved.problems(), "");
+    ASSERT_TRUE(saved.video());
+    EXPECT_GE(saved.video()->duration, 11.5);
+    const std::string output = application->process().output();
+    EXPECT_NE(output.find("The slow disk is asked to keep something."), std::string::npos);
+    EXPECT_NE(output.find("The slow disk is asked to rename something."), std::string::npos);
+    EXPECT_EQ(output.find("missing in a movie"), std::string::npos);
+    // While the disk was asked, too: no half second without a picture.
+    double last = 0;
+    for (const MovieFile::Picture& picture : saved.video()->pictures) {
+        EXPECT_LT(picture.time - last, 0.5);
+        last = picture.time;
     }
 }
 

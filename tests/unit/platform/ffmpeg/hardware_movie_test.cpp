@@ -196,6 +196,26 @@ TEST_F(HardwareMovieTest, EndOfTheApplicationDoesNotWaitForASearch)
     queue.advance(2s); // The completion of nobody.
 }
 
+TEST_F(HardwareMovieTest, CompletionOfAnOvertakenPreparationIsReleasedOnItsOwnThread)
+{
+    useProgram(countRuns + "exec sleep 30");
+    auto movies = createFfmpegMovies(queue, means);
+    std::optional<std::thread::id> releasedOn;
+    bool isCalled = false;
+    std::shared_ptr<int> owned(new int(0), [&](const int* number) {
+        delete number;
+        releasedOn = std::this_thread::get_id();
+    });
+    movies->prepare(settings.video, [&isCalled, owned = std::move(owned)] { isCalled = true; });
+    for (int attempt = 0; attempt < 1000 && runs() == 0; ++attempt)
+        std::this_thread::sleep_for(5ms);
+    ASSERT_EQ(runs(), 1U); // The other thread is at it.
+    movies->prepare(settings.video, [] {});
+    movies.reset();
+    EXPECT_EQ(releasedOn, std::this_thread::get_id());
+    EXPECT_FALSE(isCalled);
+}
+
 TEST_F(HardwareMovieTest, EncoderThatFailsInAMovieLeavesItAndIsNotUsedAgain)
 {
     // It keeps the first picture back, which the program should have found.

@@ -63,7 +63,7 @@ private:
     {
         Screen screen(320, 240);
         AudioBuffer sound;
-        sound.samples.assign(2 * 1600, 0.25F); // As long as a picture.
+        sound.samples.assign(3200, 0.25F); // As long as a picture.
         const auto begin = std::chrono::steady_clock::now();
         for (std::int64_t number = 0;; ++number) {
             const nanoseconds time = number * picture;
@@ -109,7 +109,8 @@ protected:
         EXPECT_GE(played.videoDuration(), wanted);
         for (const PlayedPicture& picture : played.pictures()) {
             const std::int64_t number = content.isMoving ? std::llround(static_cast<double>(picture.tick) / 3000) : 0;
-            ASSERT_NEAR(picture.lumaAt(160, 120), 16 + PacedRecording::gray(number) * 219 / 255, 6) << picture.tick;
+            const int luma = 16 + PacedRecording::gray(number) * 219 / 255;
+            ASSERT_NEAR(picture.lumaAt(160, 120), luma, 6) << picture.tick;
         }
         if (content.isMoving) {
             EXPECT_NEAR(static_cast<double>(played.pictures().size()), played.videoDuration().count() * 30, 1);
