@@ -2,6 +2,7 @@
 
 #include "platform/pixel_buffer.h"
 #include "webcam/background_blur.h"
+#include "webcam/vector_clones.h"
 
 namespace nimbrale {
 namespace {
@@ -21,8 +22,10 @@ inline std::uint8_t byteOf(int value)
 // of the background's scale still fits into 16 bits, and so the upper half of its product with the mask is the part
 // wanted.
 
-void MaskBlend::overBackground(std::span<const std::byte> picture, std::span<const std::int16_t> mask,
-                               std::span<const std::int16_t> background, std::span<std::byte> result)
+NIMBRALE_VECTOR_CLONES void MaskBlend::overBackground(std::span<const std::byte> picture,
+                                                      std::span<const std::int16_t> mask,
+                                                      std::span<const std::int16_t> background,
+                                                      std::span<std::byte> result)
 {
     spreadMask(mask);
     const auto* __restrict from = reinterpret_cast<const std::uint8_t*>(picture.data());
@@ -36,8 +39,8 @@ void MaskBlend::overBackground(std::span<const std::byte> picture, std::span<con
     }
 }
 
-void MaskBlend::overNothing(std::span<const std::byte> picture, std::span<const std::int16_t> mask,
-                            std::span<std::byte> result)
+NIMBRALE_VECTOR_CLONES void MaskBlend::overNothing(std::span<const std::byte> picture,
+                                                   std::span<const std::int16_t> mask, std::span<std::byte> result)
 {
     spreadMask(mask);
     const auto* __restrict from = reinterpret_cast<const std::uint8_t*>(picture.data());
@@ -51,7 +54,7 @@ void MaskBlend::overNothing(std::span<const std::byte> picture, std::span<const 
     }
 }
 
-void MaskBlend::spreadMask(std::span<const std::int16_t> mask)
+NIMBRALE_VECTOR_CLONES void MaskBlend::spreadMask(std::span<const std::int16_t> mask)
 {
     const std::size_t width = mask.size();
     if (weights_.size() != width * channels) {

@@ -1,6 +1,7 @@
 #include "webcam/mask_filter.h"
 
 #include "webcam/gaussian.h"
+#include "webcam/vector_clones.h"
 
 #include <algorithm>
 #include <cmath>
@@ -13,6 +14,8 @@ constexpr double outlineSigma = 1.5;
 constexpr double highest = MaskFilter::one - 1;
 /// So many weights compilers turn into one instruction.
 constexpr int tapGroup = 8;
+/// So many rows are added at once.
+constexpr int rowGroup = 4;
 /// What makes a conversion to integers round; `std::lround` would be a call for each value.
 constexpr float half = 0.5F;
 
@@ -92,7 +95,7 @@ void MaskFilter::setSizes(int maskWidth, int maskHeight, int width, int height)
     row_.resize(width);
 }
 
-void MaskFilter::setMask(std::span<const float> mask)
+NIMBRALE_VECTOR_CLONES void MaskFilter::setMask(std::span<const float> mask)
 {
     const int width = static_cast<int>(row_.size());
     const int taps = horizontal_.taps;
@@ -117,21 +120,37 @@ void MaskFilter::setMask(std::span<const float> mask)
 
 std::span<const std::int16_t> MaskFilter::row(int y)
 {
-    const std::size_t width = row_.size();
-    std::int32_t* const sums = sums_.data();
     std::fill(sums_.begin(), sums_.end(), one / 2);
-    for (int tap = 0; tap < vertical_.taps; ++tap) {
-        const std::int16_t weight = vertical_.weights[static_cast<std::size_t>(y) * vertical_.taps + tap];
-        if (weight == 0)
-            continue;
-        const std::int16_t* const wide = wide_.data() + (vertical_.first[y] + tap) * width;
-        for (std::size_t x = 0; x < width; ++x)
-            sums[x] += wide[x] * weight;
+    const std::int16_t* const weights = vertical_.weights.data() + static_cast<std::size_t>(y) * vertical_.taps;
+    for (int tap = 0; tap < vertical_.taps; tap += rowGroup) {
+        if (std::any_of(weights + tap, weights + tap + rowGroup, [](std::int16_t weight) { return weight != 0; }))
+            addRows(vertical_.first[y] + tap, weights + tap);
     }
-    std::int16_t* const row = row_.data();
-    for (std::size_t x = 0; x < width; ++x)
-        row[x] = static_cast<std::int16_t>(sums[x] >> 15);
+    finishRow();
     return row_;
+}
+
+/// All of a group in one pass, since sums that are written and read again cost more than the products.
+NIMBRALE_VECTOR_CLONES void MaskFilter::addRows(int first, const std::int16_t* weights)
+{
+    const std::size_t width = row_.size();
+    // Those beyond the mask weigh nothing.
+    const auto wide = [&](int tap) { return wide_.data() + std::min(first + tap, maskHeight_ - 1) * width; };
+    const std::int16_t* __restrict row0 = wide(0);
+    const std::int16_t* __restrict row1 = wide(1);
+    const std::int16_t* __restrict row2 = wide(2);
+    const std::int16_t* __restrict row3 = wide(3);
+    std::int32_t* __restrict sums = sums_.data();
+    for (std::size_t x = 0; x < width; ++x)
+        sums[x] += row0[x] * weights[0] + row1[x] * weights[1] + row2[x] * weights[2] + row3[x] * weights[3];
+}
+
+NIMBRALE_VECTOR_CLONES void MaskFilter::finishRow()
+{
+    const std::int32_t* __restrict sums = sums_.data();
+    std::int16_t* __restrict row = row_.data();
+    for (std::size_t x = 0; x < row_.size(); ++x)
+        row[x] = static_cast<std::int16_t>(sums[x] >> 15);
 }
 
 } // namespace nimbrale

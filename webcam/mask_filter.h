@@ -33,6 +33,9 @@ private:
     };
     [[nodiscard]] static Axis makeAxis(int samples, int length);
 
+    void addRows(int first, const std::int16_t* weights);
+    void finishRow();
+
     int maskWidth_ = 0;
     int maskHeight_ = 0;
     Axis horizontal_;
