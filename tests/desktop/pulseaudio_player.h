@@ -13,7 +13,8 @@
 namespace nimbrale::test {
 
 /// A program that plays what the test computes, so that each sample is heard at its time, as far as the server tells
-/// when that is. It is silent for its first second. Plays until it goes.
+/// when that is. It is silent for its first second, and for a second after it was too slow for the server. Plays until
+/// it goes.
 class PulseaudioPlayer {
 public:
     /// The sample that is to be heard at that time of the steady clock. Called on a thread of the player's own.
@@ -57,11 +58,21 @@ private:
         static_cast<PulseaudioPlayer*>(data)->play(stream, bytes / sizeof(float));
     }
 
+    /// The server ran out of sound: what comes now is heard later than was counted.
+    static void ranOut(pa_stream* /*stream*/, void* data)
+    {
+        auto& self = *static_cast<PulseaudioPlayer*>(data);
+        self.isPlaying_ = false;
+        self.origins_.clear();
+        self.written_ = 0;
+    }
+
     void connect()
     {
         const pa_sample_spec format{PA_SAMPLE_FLOAT32LE, sampleRate, 1};
         stream_ = pa_stream_new(context_, "player", &format, nullptr);
         pa_stream_set_write_callback(stream_, &PulseaudioPlayer::write, this);
+        pa_stream_set_underflow_callback(stream_, &PulseaudioPlayer::ranOut, this);
         constexpr auto unset = static_cast<std::uint32_t>(-1);
         constexpr std::uint32_t tenthOfASecond = sampleRate / 10 * sizeof(float);
         const pa_buffer_attr buffer{unset, tenthOfASecond, unset, unset, unset};
@@ -71,11 +82,12 @@ private:
     }
     void play(pa_stream* stream, std::size_t count)
     {
-        // The latency wavers: it is looked at for a second, and the samples are counted then.
+        // The latency wavers, and says nothing before the stream runs: it is looked at for the second half of a second,
+        // and the samples are counted then.
         pa_usec_t latency = 0;
         int isNegative = 0;
         if (written_ < sampleRate) {
-            if (pa_stream_get_latency(stream, &latency, &isNegative) == 0 && !isNegative)
+            if (written_ > sampleRate / 2 && pa_stream_get_latency(stream, &latency, &isNegative) == 0 && !isNegative)
                 origins_.push_back(std::chrono::steady_clock::now().time_since_epoch() +
                                    std::chrono::microseconds(latency) - lengthOf(written_));
         } else if (!origins_.empty() && !isPlaying_) {
