@@ -1,11 +1,14 @@
 // What the computer plays, on a PulseAudio of the test's own.
 
 #include "tests/desktop/pulseaudio_fixture.h"
+#include "tests/desktop/pulseaudio_player.h"
 
 #include <gmock/gmock.h>
 
 namespace nimbrale::test {
 namespace {
+
+using namespace std::chrono_literals;
 
 class PulseaudioSystemAudioTest : public PulseaudioTest {
 protected:
@@ -35,6 +38,24 @@ TEST_F(PulseaudioSystemAudioTest, WhatAProgramPlaysIsHeardInTwoChannels)
     const auto newest = listener.pieces().back().audio;
     EXPECT_EQ(newest->channels, 2);
     EXPECT_EQ(newest->sampleRate, 48000);
+    unplugSink(loudspeaker);
+}
+
+TEST_F(PulseaudioSystemAudioTest, BeepsAreHeardAtTheirTimes)
+{
+    const std::string loudspeaker = plugInSink("loud");
+    const PulseaudioPlayer player("loud", beeps());
+    ASSERT_TRUE(eventually([&] { return player.isPlaying(); }));
+    Listener listener;
+    const auto source = openSystemAudio(listener);
+    ASSERT_TRUE(eventually([&] { return listener.onsets().size() >= 10; }, Milliseconds{20'000}));
+    std::chrono::nanoseconds worst{};
+    for (const auto onset : listener.onsets()) {
+        const auto off = (onset + 500ms) % 1s - 500ms;
+        EXPECT_LT(std::chrono::abs(off), 20ms) << off.count() << " ns";
+        worst = std::max(worst, std::chrono::abs(off));
+    }
+    RecordProperty("worst", std::to_string(worst.count()));
     unplugSink(loudspeaker);
 }
 

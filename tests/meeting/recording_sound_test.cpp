@@ -2,10 +2,14 @@
 
 #include "tests/meeting/recording_sound_journey.h"
 
+#include <chrono>
 #include <gmock/gmock.h>
+#include <set>
 
 namespace nimbrale::test {
 namespace {
+
+using testing::ElementsAre;
 
 constexpr double voice = 440;
 constexpr double music = 660;
@@ -51,6 +55,32 @@ TEST_F(RecordingSoundTest, WhatIsSwitchedOffIsNotInTheMovie)
     const std::vector<float> samples = movie().samples(0);
     EXPECT_NEAR(levelAt(samples, music, 1), level, 0.1);
     EXPECT_LT(levelAt(samples, voice, 1), 0.02);
+}
+
+TEST_F(RecordingSoundTest, TheApplicationPlaysNothingThatWouldHaveToBeLeftOut)
+{
+    plugInLoudspeaker();
+    const auto microphone = microphoneOf(voice);
+    const auto player = playerOf("--tone", music);
+    startWith({{"recordMicrophone", "true"}, {"recordSystemAudio", "true"}});
+    std::string reason;
+    std::set<std::string> played;
+    const auto look = [&] {
+        const auto players = pipewire->players(reason);
+        if (!players)
+            failTest(reason);
+        played.insert(players->begin(), players->end());
+    };
+    look();
+    pressRecord();
+    ASSERT_TRUE(isRecording()) << application->process().output();
+    for (const auto end = std::chrono::steady_clock::now() + Milliseconds{3000};
+         std::chrono::steady_clock::now() < end;)
+        look();
+    pressRecord();
+    ASSERT_TRUE(isSaved()) << application->process().output();
+    look();
+    EXPECT_THAT(played, ElementsAre("player")) << "what plays is seen, and is not the application";
 }
 
 TEST_F(RecordingSoundTest, AMicrophoneThatIsUnpluggedAndComesBackIsSilentMeanwhile)

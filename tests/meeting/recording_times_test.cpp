@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cmath>
 #include <ctime>
 #include <fstream>
 #include <functional>
@@ -34,9 +35,10 @@ std::chrono::nanoseconds now()
 
 /// A flash in the movie, and the beep of the same second, which begins with it on the monotonic clock.
 struct FlashAndBeep {
-    double flash = 0; ///< in the movie, in seconds
-    double beep = 0;  ///< the same
-    double drawn = 0; ///< when the flash was told to the window's program, after the second
+    std::size_t second = 0; ///< since the first one
+    double flash = 0;       ///< in the movie, in seconds
+    double beep = 0;        ///< the same
+    double drawn = 0;       ///< when the flash was told to the window's program, after the second
 };
 
 class RecordingTimesTest : public RecordingSoundJourney {
@@ -66,7 +68,7 @@ protected:
                 onSecond(second);
         }
     }
-    /// Those of the movie whose beep can be heard, in order; all of the flashes must be there.
+    /// Those in the movie, in order. The first of all must be there.
     [[nodiscard]] std::vector<FlashAndBeep> found(const MovieFile& movie) const
     {
         const std::vector<float> samples = movie.samples(0);
@@ -79,9 +81,10 @@ protected:
                 continue;
             const double flash = movie.video()->pictures[index].time;
             const auto beep = beepAround(samples, flash, beepLength);
-            if (pairs.size() == drawn_.size() || !beep)
+            const auto second = pairs.empty() ? 0U : static_cast<std::size_t>(std::lround(flash - pairs[0].flash));
+            if (second >= drawn_.size() || !beep)
                 failTest("a flash too many, or one without a beep, at " + std::to_string(flash));
-            pairs.push_back({flash, *beep, drawn_[pairs.size()]});
+            pairs.push_back({second, flash, *beep, drawn_[second]});
         }
         return pairs;
     }
@@ -129,17 +132,19 @@ TEST_F(RecordingTimesTest, PicturesAndSoundKeepTheirDistanceToTheClockThatTheyWe
     pressRecord();
     ASSERT_TRUE(isSaved()) << application->process().output();
     const std::vector<FlashAndBeep> pairs = found(movie());
-    ASSERT_THAT(pairs, SizeIs(flashes));
+    EXPECT_EQ(pairs.size(), std::size_t{flashes});
+    ASSERT_GT(pairs.size(), std::size_t{flashes / 2});
 
     const std::vector<double> late = lateness(pairs);
     // A picture cannot be there before it was drawn; a frame's time later it must be.
     EXPECT_GT(medianOf(late), -0.002);
     EXPECT_LT(medianOf(late), 0.010);
-    const double atFirst = medianOf({late.begin(), late.begin() + flashes / 3});
-    const double atLast = medianOf({late.end() - flashes / 3, late.end()});
+    const auto third = static_cast<std::ptrdiff_t>(late.size() / 3);
+    const double atFirst = medianOf({late.begin(), late.begin() + third});
+    const double atLast = medianOf({late.end() - third, late.end()});
     EXPECT_NEAR(atFirst, atLast, 0.008) << "they drift apart";
     // The beeps alone: their clock is the movie's.
-    EXPECT_NEAR(pairs.back().beep - pairs.front().beep, flashes - 1, 0.008);
+    EXPECT_NEAR(pairs.back().beep - pairs.front().beep, static_cast<double>(pairs.back().second), 0.008);
     RecordProperty("median", std::to_string(medianOf(late)));
     RecordProperty("drift", std::to_string(atLast - atFirst));
     RecordProperty("first to last beep", std::to_string(pairs.back().beep - pairs.front().beep));

@@ -110,6 +110,28 @@ std::optional<bool> PrivatePipewire::hasNode(const std::string& name, std::strin
     return nodes ? std::optional(nodes->find('"' + name + '"') != std::string::npos) : std::nullopt;
 }
 
+std::optional<std::vector<std::string>> PrivatePipewire::players(std::string& reason) const
+{
+    const auto nodes = control({"ls", "Node"}, reason);
+    if (!nodes)
+        return std::nullopt;
+    std::vector<std::string> found;
+    std::string name;
+    std::istringstream lines(*nodes);
+    const std::regex value("^\\s*(node\\.name|media\\.class) = \"(.*)\"");
+    // A node's name comes before its class.
+    for (std::string line; std::getline(lines, line);) {
+        std::smatch parts;
+        if (!std::regex_search(line, parts, value))
+            continue;
+        if (parts[1] == "node.name")
+            name = parts[2];
+        else if (parts[2] == "Stream/Output/Audio")
+            found.push_back(name);
+    }
+    return found;
+}
+
 std::optional<std::string> PrivatePipewire::nodeState(const std::string& name, std::string& reason) const
 {
     const auto facts = control({"info", name}, reason);

@@ -35,6 +35,8 @@ public:
     /// Whether a node of that name is there now; `reason` tells why nobody can say.
     [[nodiscard]] std::optional<bool> hasNode(const std::string& name, std::string& reason) const;
 
+    /// The names of the programs' streams that play; `reason` tells why nobody can say.
+    [[nodiscard]] std::optional<std::vector<std::string>> players(std::string& reason) const;
     /// "running", "idle" or "suspended"; `reason` tells why nobody can say.
     [[nodiscard]] std::optional<std::string> nodeState(const std::string& name, std::string& reason) const;
 

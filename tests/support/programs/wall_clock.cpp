@@ -31,6 +31,8 @@ bool isTimeOfDay(clockid_t clock)
 
 } // namespace
 
+// The names that the system's headers give to parameters are reserved.
+// NOLINTBEGIN(readability-inconsistent-declaration-parameter-name)
 extern "C" int clock_gettime(clockid_t clock, timespec* time)
 {
     static const auto original = reinterpret_cast<int (*)(clockid_t, timespec*)>(dlsym(RTLD_NEXT, "clock_gettime"));
@@ -57,3 +59,4 @@ extern "C" time_t time(time_t* result)
         *result = now.tv_sec;
     return now.tv_sec;
 }
+// NOLINTEND(readability-inconsistent-declaration-parameter-name)

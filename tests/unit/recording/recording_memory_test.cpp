@@ -61,7 +61,7 @@ double growthOf(LongRecording& recording, nanoseconds length, int picturesPerSec
     AudioBuffer voice{.channels = 1, .samples = std::vector<float>(4800)};
     for (std::size_t sample = 0; sample < voice.samples.size(); ++sample)
         voice.samples[sample] = 0.4F * std::sin(static_cast<float>(sample) * 0.13F);
-    const AudioBuffer music{.samples = std::vector<float>(2 * 4800, 0.1F)};
+    const AudioBuffer music{.samples = std::vector<float>(std::size_t{2} * 4800, 0.1F)};
     double early = 0;
     for (nanoseconds now{}; now < length; now += step) {
         if (now % (1'000'000'000ns / picturesPerSecond) == 0ns)
