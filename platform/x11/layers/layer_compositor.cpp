@@ -145,6 +145,20 @@ void LayerCompositor::setTranslucency(Translucency translucency)
     invalidateEverything();
 }
 
+void LayerCompositor::setHoles(const PixelRegion& holes)
+{
+    PixelRegion changed(holes_);
+    changed |= holes;
+    PixelRegion kept(holes_);
+    kept &= holes;
+    changed -= kept;
+    holes_ = holes;
+    if (changed.isEmpty() || !isMapped_ || translucency_ != Translucency::composited)
+        return;
+    dirty_ |= changed;
+    scheduleCommit();
+}
+
 void LayerCompositor::setBackground()
 {
     // Black for an opaque window, transparent for a composited one: what lies in a part that is new or uncovered until
@@ -316,7 +330,10 @@ void LayerCompositor::drawComposited(const std::vector<LayerItem>& items, PixelR
     // Where a surface is involved the server blends; everything else is painted here.
     PixelRegion blended = regionOf(items, showsContents);
     blended &= dirty;
-    const std::vector<PixelRect> rects = piecesToPaint(items, dirty, blended);
+    blended -= holes_;
+    PixelRegion notPainted(blended);
+    notPainted |= holes_;
+    const std::vector<PixelRect> rects = piecesToPaint(items, dirty, notPainted);
     const std::vector<PaintedPiece> pieces = drawing_.paint(items, rects);
     const PixelRegion paintedNow(rects);
     dirty |= paintedNow;

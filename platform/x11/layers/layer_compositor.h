@@ -46,6 +46,8 @@ public:
     void commit() override;
 
     void setTranslucency(Translucency translucency);
+    /// Nothing is drawn there while the window is composited, in the window's pixels: what lies behind is seen.
+    void setHoles(const PixelRegion& holes);
     /// Call `willMap` before the window is mapped, `didMap` after, and `didUnmap` after it was unmapped; only in
     /// between is anything drawn. `didMap` draws everything.
     void willMap();
@@ -93,6 +95,7 @@ private:
     int height_ = 1;
     double scale_ = 1;
     bool isMapped_ = false;
+    PixelRegion holes_;
     PixelRegion dirty_;
     /// While composited: the only pixels that may be other than transparent.
     PixelRegion painted_;

@@ -58,6 +58,7 @@ X11Panel::X11Panel(PanelContext& context, const PanelOptions& options)
         {XCB_MOTION_NOTIFY}, [this](const auto& event) { handleMotion(eventAs<xcb_motion_notify_event_t>(event)); });
     screensChange_ = context_.screens.observeChanges([this] { setFrame(frame_); });
     compositingChange_ = context_.compositing.observeChanges([this] { updateTranslucency(); });
+    holesChange_ = context_.holes.observeChanges([this] { updateHoles(); });
 }
 
 X11Panel::~X11Panel()
@@ -74,6 +75,7 @@ void X11Panel::makeNative()
     root_.setHost(&native_->compositor);
     updateTranslucency();
     updateMouseShape();
+    updateHoles();
     updateCursor();
 }
 
@@ -139,6 +141,7 @@ void X11Panel::setFrame(const Rect& frame)
     pixels_ = pixels;
     const bool isRescaled = std::exchange(scale_, scale) != scale;
     root_.setFrame({0, 0, frame.width, frame.height});
+    updateHoles();
     native_->compositor.didConfigure(pixels.width, pixels.height, scale, dx, dy);
     updateMouseShape();
     context_.connection.flush();
@@ -172,6 +175,15 @@ void X11Panel::updateMouseShape()
             region.add(outwardPixels({rect.x, frame_.height - rect.maxY(), rect.width, rect.height}, scale_));
     }
     setWindowShape(context_.connection, native_->window.id(), XCB_SHAPE_SK_INPUT, region);
+}
+
+void X11Panel::updateHoles()
+{
+    if (style_ != PanelStyle::overlay)
+        return;
+    PixelRegion holes(context_.holes.region());
+    holes.translate(-pixels_.x, -pixels_.y);
+    native_->compositor.setHoles(holes);
 }
 
 void X11Panel::setCursor(CursorShape shape)

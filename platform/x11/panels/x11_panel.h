@@ -6,6 +6,7 @@
 #include "platform/x11/layers/layer_compositor.h"
 #include "platform/x11/panels/cursor_theme.h"
 #include "platform/x11/panels/modifier_keys.h"
+#include "platform/x11/panels/panel_holes.h"
 #include "platform/x11/panels/panel_stack.h"
 #include "platform/x11/panels/panel_window.h"
 #include "platform/x11/server/compositing_watcher.h"
@@ -31,6 +32,7 @@ struct PanelContext {
     CompositingWatcher& compositing;
     DrawingResources& drawing;
     PanelStack& stack;
+    PanelHoles& holes;
     CursorTheme& cursors;
     ModifierKeys& modifiers;
     std::shared_ptr<PaintedRegions> painted;
@@ -84,6 +86,7 @@ private:
     [[nodiscard]] MouseEvent mouseEvent(int rootX, int rootY, std::uint16_t state) const;
     void updateTranslucency();
     void updateMouseShape();
+    void updateHoles();
     void updateCursor();
     void show();
     /// The window is not shown any more, or not in its place.
@@ -114,6 +117,7 @@ private:
     Subscription motions_;
     Subscription screensChange_;
     Subscription compositingChange_;
+    Subscription holesChange_;
     std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);
 };
 

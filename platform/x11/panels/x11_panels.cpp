@@ -3,6 +3,8 @@
 #include "platform/x11/panels/screen_lock_watcher.h"
 #include "platform/x11/panels/x11_panel.h"
 
+#include <array>
+
 namespace nimbrale::x11 {
 
 struct X11Panels::Impl {
@@ -11,9 +13,9 @@ struct X11Panels::Impl {
         : compositing(connection, events), drawing(connection, queue),
           stack(connection, events, queue,
                 [this](xcb_window_t window) { return context.area && context.area->contains(window); }),
-          cursors(connection),
-          modifiers(connection, events), context{connection, events, screens, queue,     compositing,
-                                                 drawing,    stack,  cursors, modifiers, std::move(painted)},
+          holes(connection, events, queue, compositing), cursors(connection),
+          modifiers(connection, events), context{connection, events, screens, queue,     compositing,       drawing,
+                                                 stack,      holes,  cursors, modifiers, std::move(painted)},
           screenLock(connection, events, queue, screens, stack,
                      [this] { return context.area ? context.area->pixels() : PixelRect{}; })
     {}
@@ -21,6 +23,7 @@ struct X11Panels::Impl {
     CompositingWatcher compositing;
     DrawingResources drawing;
     PanelStack stack;
+    PanelHoles holes;
     CursorTheme cursors;
     ModifierKeys modifiers;
     PanelContext context;
@@ -51,7 +54,9 @@ SessionLock& X11Panels::sessionLock()
 
 Subscription X11Panels::keepBelow(std::uintptr_t nativeWindow)
 {
-    return impl_->stack.keepBelow(static_cast<xcb_window_t>(nativeWindow));
+    const auto window = static_cast<xcb_window_t>(nativeWindow);
+    return std::make_shared<std::array<Subscription, 2>>(
+        std::array{impl_->stack.keepBelow(window), impl_->holes.makeFor(window)});
 }
 
 void X11Panels::setInput(PanelInput input)

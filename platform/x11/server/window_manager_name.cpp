@@ -42,4 +42,9 @@ bool drawsNotificationsItself(const std::string& windowManager)
     return isShell(windowManager);
 }
 
+bool drawsUnmanagedWindowsInFront(const std::string& windowManager)
+{
+    return isShell(windowManager) || windowManager == "Mutter" || windowManager == "KWin";
+}
+
 } // namespace nimbrale::x11

@@ -16,4 +16,7 @@ namespace nimbrale::x11 {
 /// Whether that is a desktop shell which draws notifications itself, so that no window of theirs can be left out.
 [[nodiscard]] bool drawsNotificationsItself(const std::string& windowManager);
 
+/// Whether that draws windows that it does not manage in front of all others, however the server stacks them.
+[[nodiscard]] bool drawsUnmanagedWindowsInFront(const std::string& windowManager);
+
 } // namespace nimbrale::x11

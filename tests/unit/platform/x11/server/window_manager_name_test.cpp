@@ -21,5 +21,13 @@ TEST(WindowManagerNameTest, OnlyTheShellsOfGnomeAndCinnamonDrawNotificationsThem
         EXPECT_FALSE(drawsNotificationsItself(other)) << other;
 }
 
+TEST(WindowManagerNameTest, OnlyThoseOfGnomeCinnamonAndPlasmaDrawUnmanagedWindowsInFrontOfAll)
+{
+    for (const char* const one : {"GNOME Shell", "Mutter (Muffin)", "Mutter", "KWin"})
+        EXPECT_TRUE(drawsUnmanagedWindowsInFront(one)) << one;
+    for (const char* const other : {"", "Xfwm4", "Metacity (Marco)", "Openbox", "i3"})
+        EXPECT_FALSE(drawsUnmanagedWindowsInFront(other)) << other;
+}
+
 } // namespace
 } // namespace nimbrale::x11
