@@ -1,9 +1,10 @@
 // Nothing of the frame is shared while a desktop changes what it shows: between workspaces, in its overview, while its
-// compositing manager stops and starts or is replaced, and while Settings opens and closes.
+// compositing manager stops and starts or is replaced, and while Settings and alerts open and close.
 
 #include "tests/desktops/compositing_switch.h"
 #include "tests/desktops/marked_application.h"
 
+#include <fstream>
 #include <functional>
 #include <memory>
 #include <string>
@@ -22,6 +23,7 @@ constexpr std::uint32_t control = 0xffe3;
 constexpr std::uint32_t alt = 0xffe9;
 constexpr std::uint32_t up = 0xff52;
 constexpr std::uint32_t escape = 0xff1b;
+constexpr std::uint32_t enter = 0xff0d;
 constexpr std::uint32_t f4 = 0xffc1;
 } // namespace key
 
@@ -98,6 +100,33 @@ TEST_P(DesktopEffects, ShareNothingOfTheFrameWhileSettingsComesAndGoes)
             }});
     EXPECT_GT(openings, 0) << "the control";
     EXPECT_FALSE(isOpen());
+    expectNoLeakIn(found_, picturesToLookThrough, region);
+}
+
+/// Recordings cannot be made, which an alert says each time.
+class DesktopAlerts : public DesktopEffects {
+protected:
+    void prepareSession() override
+    {
+        std::ofstream(desktop().configFolder() / "user-dirs.dirs") << "XDG_VIDEOS_DIR=\"/proc/nimbrale\"\n";
+    }
+};
+
+TEST_P(DesktopAlerts, ShareNothingOfTheFrameWhileTheyComeAndGo)
+{
+    const auto isOpen = [] { return desktop().activeWindowTitle() == "Nimbrale"; };
+    int openings = 0;
+    int closings = 0;
+    repeat({[&] {
+                desktop().click(Application::recordButtonOf(region));
+                openings += waitUntil(isOpen, Milliseconds{3000});
+            },
+            [&] {
+                press({key::enter});
+                closings += waitUntil([&] { return !isOpen(); }, Milliseconds{3000});
+            }});
+    EXPECT_GT(openings, 2) << "the control";
+    EXPECT_EQ(closings, openings);
     expectNoLeakIn(found_, picturesToLookThrough, region);
 }
 
@@ -212,6 +241,12 @@ INSTANTIATE_TEST_SUITE_P(Mate, DesktopEffects, testing::Values(DesktopKind::mate
 INSTANTIATE_TEST_SUITE_P(Plasma, DesktopEffects, testing::Values(DesktopKind::plasma));
 INSTANTIATE_TEST_SUITE_P(Gnome, DesktopEffects, testing::Values(DesktopKind::gnome));
 INSTANTIATE_TEST_SUITE_P(Cinnamon, DesktopEffects, testing::Values(DesktopKind::cinnamon));
+
+INSTANTIATE_TEST_SUITE_P(Xfce, DesktopAlerts, testing::Values(DesktopKind::xfce));
+INSTANTIATE_TEST_SUITE_P(Mate, DesktopAlerts, testing::Values(DesktopKind::mate));
+INSTANTIATE_TEST_SUITE_P(Plasma, DesktopAlerts, testing::Values(DesktopKind::plasma));
+INSTANTIATE_TEST_SUITE_P(Gnome, DesktopAlerts, testing::Values(DesktopKind::gnome));
+INSTANTIATE_TEST_SUITE_P(Cinnamon, DesktopAlerts, testing::Values(DesktopKind::cinnamon));
 
 INSTANTIATE_TEST_SUITE_P(Xfce, DesktopWorkspaces, testing::Values(DesktopKind::xfce));
 INSTANTIATE_TEST_SUITE_P(Mate, DesktopWorkspaces, testing::Values(DesktopKind::mate));

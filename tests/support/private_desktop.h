@@ -125,6 +125,8 @@ public:
     [[nodiscard]] std::optional<QRect> windowTitled(const std::string& text) const;
     /// The title of the window that the window manager calls the active one; empty when there is none.
     [[nodiscard]] std::string activeWindowTitle() const;
+    /// Where that window is, without the frame of a manager.
+    [[nodiscard]] std::optional<QRect> activeWindowPlace() const;
 
     // --- Displays -------------------------------------------------------------------------------------------------
 
@@ -197,6 +199,8 @@ private:
     /// XCB_WINDOW_NONE when there is none.
     [[nodiscard]] std::uint32_t findWindow(std::uint32_t parent, const std::string& text) const;
     [[nodiscard]] std::optional<QRect> placeOf(std::uint32_t window) const;
+    /// XCB_WINDOW_NONE when there is none.
+    [[nodiscard]] std::uint32_t activeWindow() const;
     [[nodiscard]] std::string textProperty(std::uint32_t window, std::uint32_t property) const;
     [[nodiscard]] std::uint32_t atom(const std::string& name) const;
     [[nodiscard]] static bool isPicom(Compositor compositor)

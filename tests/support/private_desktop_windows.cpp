@@ -49,13 +49,23 @@ std::uint32_t PrivateDesktop::findWindow(std::uint32_t parent, const std::string
 
 std::string PrivateDesktop::activeWindowTitle() const
 {
+    const xcb_window_t window = activeWindow();
+    return window == XCB_WINDOW_NONE ? std::string() : textProperty(window, atom("_NET_WM_NAME"));
+}
+
+std::optional<QRect> PrivateDesktop::activeWindowPlace() const
+{
+    return placeOf(activeWindow());
+}
+
+std::uint32_t PrivateDesktop::activeWindow() const
+{
     const Reply<xcb_get_property_reply_t> reply(xcb_get_property_reply(
         connection_, xcb_get_property(connection_, 0, screen_->root, atom("_NET_ACTIVE_WINDOW"), XCB_ATOM_WINDOW, 0, 1),
         nullptr));
     if (!reply || xcb_get_property_value_length(reply.get()) < 4)
-        return {};
-    const xcb_window_t window = *static_cast<const xcb_window_t*>(xcb_get_property_value(reply.get()));
-    return window == XCB_WINDOW_NONE ? std::string() : textProperty(window, atom("_NET_WM_NAME"));
+        return XCB_WINDOW_NONE;
+    return *static_cast<const xcb_window_t*>(xcb_get_property_value(reply.get()));
 }
 
 std::string PrivateDesktop::textProperty(std::uint32_t window, std::uint32_t property) const

@@ -25,12 +25,13 @@ Subscription PanelHoles::makeFor(xcb_window_t window)
 {
     if (windows_.empty())
         askManager();
-    windows_.push_back(window);
+    windows_.emplace_back(connection_, window, XCB_EVENT_MASK_STRUCTURE_NOTIFY);
     update();
     return {this, [alive = std::weak_ptr(alive_), window](PanelHoles* holes) {
                 if (alive.expired())
                     return;
-                holes->windows_.erase(std::find(holes->windows_.begin(), holes->windows_.end(), window));
+                holes->windows_.erase(std::find_if(holes->windows_.begin(), holes->windows_.end(),
+                                                   [&](const auto& one) { return one.window() == window; }));
                 holes->update();
             }};
 }
@@ -57,8 +58,8 @@ void PanelHoles::update()
 {
     PixelRegion region;
     if (areNeeded_) {
-        for (const xcb_window_t window : windows_)
-            region.add(placeOf(window));
+        for (const WindowEvents& one : windows_)
+            region.add(placeOf(one.window()));
     }
     if (region == region_)
         return;

@@ -45,8 +45,9 @@ private:
     Connection& connection_;
     MainQueue& queue_;
     bool areNeeded_ = false;
-    /// One that was asked for twice is here twice.
-    std::vector<xcb_window_t> windows_;
+    /// One that was asked for twice is here twice. A window manager may resize a frame first and the window in it
+    /// later, so both are listened to.
+    std::vector<WindowEvents> windows_;
     PixelRegion region_;
     bool isUpdatePosted_ = false;
     Observers observers_;

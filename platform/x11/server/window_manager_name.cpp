@@ -44,7 +44,7 @@ bool drawsNotificationsItself(const std::string& windowManager)
 
 bool drawsUnmanagedWindowsInFront(const std::string& windowManager)
 {
-    return isShell(windowManager) || windowManager == "Mutter";
+    return isShell(windowManager) || windowManager == "Mutter" || windowManager == "KWin";
 }
 
 } // namespace nimbrale::x11

@@ -21,11 +21,11 @@ TEST(WindowManagerNameTest, OnlyTheShellsOfGnomeAndCinnamonDrawNotificationsThem
         EXPECT_FALSE(drawsNotificationsItself(other)) << other;
 }
 
-TEST(WindowManagerNameTest, OnlyThatOfGnomeAndItsKinDrawUnmanagedWindowsInFrontOfAll)
+TEST(WindowManagerNameTest, OnlyThoseOfGnomeCinnamonAndPlasmaDrawUnmanagedWindowsInFrontOfAll)
 {
-    for (const char* const one : {"GNOME Shell", "Mutter (Muffin)", "Mutter"})
+    for (const char* const one : {"GNOME Shell", "Mutter (Muffin)", "Mutter", "KWin"})
         EXPECT_TRUE(drawsUnmanagedWindowsInFront(one)) << one;
-    for (const char* const other : {"", "KWin", "Xfwm4", "Metacity (Marco)", "Openbox", "i3"})
+    for (const char* const other : {"", "Xfwm4", "Metacity (Marco)", "Openbox", "i3"})
         EXPECT_FALSE(drawsUnmanagedWindowsInFront(other)) << other;
 }
 
