@@ -1,6 +1,9 @@
 #include "platform/x11/capture/change_collector.h"
 
+#include "platform/x11/capture/pointer_follower.h"
+
 #include <algorithm>
+#include <limits>
 #include <utility>
 
 namespace nimbrale::x11 {
@@ -220,12 +223,20 @@ void ChangeCollector::movePointer(const PixelRect& coverage)
     pointerCoverage_ = coverage;
 }
 
+std::optional<int> ChangeCollector::pointerDistance(const PixelRect& coverage) const
+{
+    if (!showsPointer())
+        return std::nullopt;
+    const std::int64_t across = std::max(source_.x - coverage.right(), coverage.x - source_.right());
+    const std::int64_t down = std::max(source_.y - coverage.bottom(), coverage.y - source_.bottom());
+    constexpr std::int64_t farthest = std::numeric_limits<int>::max();
+    return static_cast<int>(std::clamp(std::max(across, down), std::int64_t{0}, farthest));
+}
+
 bool ChangeCollector::isPointerNear(const PixelRect& coverage) const
 {
-    constexpr int margin = 160;
-    const PixelRect reach{coverage.x - margin, coverage.y - margin, coverage.width + 2 * margin,
-                          coverage.height + 2 * margin};
-    return containsPointer(reach);
+    const auto distance = pointerDistance(coverage);
+    return distance && *distance < PointerFollower::nearDistance;
 }
 
 bool ChangeCollector::isVisible(const WindowList& windows, const CapturedWindow& window, Compositing compositing) const

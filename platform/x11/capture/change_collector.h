@@ -76,6 +76,8 @@ public:
     {
         return showsPointer() && coverage.intersects(source_);
     }
+    /// By how many pixels along an axis it has to move to be in them; absent where the pointer is not shown.
+    [[nodiscard]] std::optional<int> pointerDistance(const PixelRect& coverage) const;
     /// Whether it may be in them within a moment, so fast as a hand can move it.
     [[nodiscard]] bool isPointerNear(const PixelRect& coverage) const;
     /// The pointer covers `coverage` from now on.

@@ -148,6 +148,7 @@ private:
     void collectWindowDamage();
     void addScreenDamage(const PixelRegion& damage);
     void addBareRootDamage(const PixelRegion& rootDamage);
+    void measurePointerDistance();
     void movePointer(const PointerPlace& place, PointerFollower::NextChange nextChange, Clock::time_point askedAt);
     void redrawPointer();
     /// Only where it would be drawn is it of interest whether it is hidden.

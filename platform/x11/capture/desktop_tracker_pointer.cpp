@@ -119,10 +119,12 @@ void DesktopTracker::takePointer(const PointerQuestion& question, Clock::time_po
     const bool isChangeTold = question.rest && restAlarm_.wasSet(*question.rest);
     const Reply<xcb_query_pointer_reply_t> pointer(
         xcb_query_pointer_reply(connection_.get(), question.position, nullptr));
-    if (pointer)
+    if (pointer) {
         movePointer({pointer->root_x, pointer->root_y},
                     isChangeTold ? PointerFollower::NextChange::isTold : PointerFollower::NextChange::mayBeUntold,
                     askedAt);
+        measurePointerDistance();
+    }
     selectPointerMoves();
     if (follower_.isMoving())
         expectPointerMove();
@@ -141,6 +143,19 @@ void DesktopTracker::movePointer(const PointerPlace& place, PointerFollower::Nex
     redrawPointer();
     // A position that a program set came without an event, and moves are not heard of while it is asked for.
     tellPointerMove(PixelPoint{place.rootX, place.rootY});
+}
+
+// What looks for the pointer itself, as the frame's controls do, lies at a frame.
+void DesktopTracker::measurePointerDistance()
+{
+    const PixelRect coverage = pointer_->coverage(pointerPlace_->rootX, pointerPlace_->rootY);
+    std::optional<int> nearest;
+    for (const ChangeCollector* const changes : collectors_) {
+        if (const auto distance = changes->pointerDistance(coverage))
+            nearest = std::min(nearest.value_or(*distance), *distance);
+    }
+    if (nearest)
+        follower_.setDistance(*nearest);
 }
 
 bool DesktopTracker::isPointerInFrames() const

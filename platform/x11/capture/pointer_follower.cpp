@@ -1,6 +1,14 @@
 #include "platform/x11/capture/pointer_follower.h"
 
+#include <algorithm>
+
 namespace nimbrale::x11 {
+
+void PointerFollower::setDistance(int pixels)
+{
+    const Duration soonest = Duration(nearInterval) * pixels / nearDistance;
+    movingInterval_ = std::clamp<Duration>(soonest, nearInterval, farInterval);
+}
 
 void PointerFollower::heardChange()
 {
@@ -30,7 +38,7 @@ std::optional<PointerFollower::Duration> PointerFollower::timeToAsk(TimePoint no
 {
     if (state_ == State::resting && nextChange_ == NextChange::isTold)
         return std::nullopt;
-    return lastAsked_ + (state_ == State::resting ? restingInterval : movingInterval) - now;
+    return lastAsked_ + (state_ == State::resting ? Duration(restingInterval) : movingInterval_) - now;
 }
 
 bool PointerFollower::isDue(TimePoint now) const

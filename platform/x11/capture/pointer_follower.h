@@ -24,6 +24,8 @@ public:
     /// Whether the pointer is taken to be somewhere else than the last answer said.
     [[nodiscard]] bool isMoving() const { return state_ == State::following; }
 
+    /// How far the pointer is, in pixels, from the nearest place that shows it.
+    void setDistance(int pixels);
     /// The server told of a move.
     void heardMove() { state_ = State::following; }
     /// The server told that something happened to the pointer, which says nothing of further moves.
@@ -38,8 +40,11 @@ public:
     /// Whether the last answer still counts, so that nobody need ask again.
     [[nodiscard]] bool isAnswerFresh(TimePoint now) const { return now - lastAsked_ < freshTime; }
 
-    /// Others go by the pointer's moves: this is how late they hear of one at the most.
-    static constexpr std::chrono::milliseconds movingInterval{50};
+    /// How soon a hand can bring a pointer that is at least so far away to where it is shown.
+    static constexpr int nearDistance = 160;
+    static constexpr std::chrono::milliseconds nearInterval{50};
+    /// A program or a tablet brings it there from anywhere: this is how late that is noticed at the most.
+    static constexpr std::chrono::milliseconds farInterval{100};
     static constexpr std::chrono::milliseconds restingInterval{200};
     /// A mouse tells of its place 60 times a second or more often: who found another place cannot tell any sooner
     /// whether the pointer rests there.
@@ -58,6 +63,7 @@ private:
     /// Long ago where the next question is due at once.
     TimePoint lastAsked_;
     TimePoint lastMoved_;
+    Duration movingInterval_ = nearInterval;
 };
 
 } // namespace nimbrale::x11

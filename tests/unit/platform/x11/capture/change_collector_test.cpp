@@ -275,6 +275,17 @@ TEST_F(ChangeCollectorTest, aPointerIsNearWhereItMaySoonBeInTheSource)
     EXPECT_FALSE(changes.isPointerNear({200, 200, 16, 16}));
 }
 
+TEST_F(ChangeCollectorTest, aPointersDistanceIsTheWayAlongTheFartherAxis)
+{
+    EXPECT_EQ(changes.pointerDistance({499, 399, 16, 16}), 0);
+    EXPECT_EQ(changes.pointerDistance({500, 200, 16, 16}), 0);
+    EXPECT_EQ(changes.pointerDistance({520, 200, 16, 16}), 20);
+    EXPECT_EQ(changes.pointerDistance({200, 100 - 16 - 30, 16, 16}), 30);
+    EXPECT_EQ(changes.pointerDistance({100 - 16 - 7, 430, 16, 16}), 30);
+    changes.setSource(source, PointerVisibility::hidden);
+    EXPECT_EQ(changes.pointerDistance({520, 200, 16, 16}), std::nullopt);
+}
+
 TEST_F(ChangeCollectorTest, aPointerThatIsNotShownIsNotDrawn)
 {
     changes.setSource(source, PointerVisibility::hidden);

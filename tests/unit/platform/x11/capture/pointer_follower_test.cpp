@@ -44,6 +44,23 @@ TEST(PointerFollowerTest, afterAMoveItIsAskedForInsteadOfHeard)
     EXPECT_EQ(follower.timeToAsk(start + 50ms), 50ms);
 }
 
+TEST(PointerFollowerTest, oneThatMovesFarAwayIsAskedForLessOften)
+{
+    PointerFollower follower;
+    follower.heardMove();
+    const auto intervalAt = [&follower](int distance) {
+        follower.setDistance(distance);
+        follower.gotAnswer(start, Answer::otherPosition, NextChange::mayBeUntold);
+        return follower.timeToAsk(start);
+    };
+    EXPECT_EQ(intervalAt(0), 50ms);
+    EXPECT_EQ(intervalAt(160), 50ms);
+    EXPECT_EQ(intervalAt(240), 75ms) << "as soon as it can have come near";
+    EXPECT_EQ(intervalAt(320), 100ms);
+    EXPECT_EQ(intervalAt(32767), 100ms) << "a program brings it from anywhere";
+    EXPECT_EQ(intervalAt(10), 50ms);
+}
+
 TEST(PointerFollowerTest, whereItStopsItIsHeardAgainAndAskedForOnceMore)
 {
     PointerFollower follower;
