@@ -174,7 +174,7 @@ TEST_F(X11RestingPointerTest, aPointerThatMovesBesideTheRegionIsNeitherHeardNorT
     const int selections = counter->count(input);
     const int questions = positionQuestions();
     captured->pumpFor(Milliseconds{2000});
-    EXPECT_GT(positionQuestions() - questions, 30) << "the control: it is asked for";
+    EXPECT_GT(positionQuestions() - questions, 15) << "the control: it is asked for";
     EXPECT_LT(positionQuestions() - questions, 2 * 60);
     EXPECT_LE(counter->count(input) - selections, 4) << "the mover may be held up now and then";
     mover->terminate();

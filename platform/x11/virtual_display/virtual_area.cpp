@@ -118,11 +118,13 @@ void VirtualArea::Impl::probeSoon()
     });
 }
 
-// Which of the two ways is tried first; the probe decides. These two paint nothing where there is no real display.
+// Which of the two ways is tried first; the probe decides. KWin and Xfwm4 paint nothing where there is no real display.
+// Marco copies the rectangle around all that it paints at once: the whole screen, where a picture is shared while the
+// display changes. What lies in the overlay window it neither paints nor draws over.
 bool VirtualArea::Impl::prefersOverlay()
 {
     const std::string name = windowManagerName(connection);
-    return name == "KWin" || name == "Xfwm4";
+    return name == "KWin" || name == "Xfwm4" || name == "Metacity (Marco)";
 }
 
 void VirtualArea::Impl::startProbe()
