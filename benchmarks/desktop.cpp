@@ -5,6 +5,8 @@
 
 #include <algorithm>
 #include <span>
+#include <string_view>
+#include <xcb/composite.h>
 #include <xcb/xcb.h>
 
 namespace nimbrale::benchmarks {
@@ -26,6 +28,33 @@ Compositor compositorOf(Compositing compositing)
         return Compositor::windowManagersOwn;
     }
     return Compositor::none;
+}
+
+xcb_atom_t atomNamed(xcb_connection_t* connection, std::string_view name)
+{
+    const Reply<xcb_intern_atom_reply_t> atom(xcb_intern_atom_reply(
+        connection, xcb_intern_atom(connection, 0, static_cast<std::uint16_t>(name.size()), name.data()), nullptr));
+    return atom ? atom->atom : xcb_atom_t{XCB_ATOM_NONE};
+}
+
+/// TranslateCoordinates would be one request, but it passes over windows that let clicks through.
+std::uint32_t topmostChildAt(const test::PrivateDesktop& desktop, xcb_window_t parent, const QPoint& place)
+{
+    xcb_connection_t* connection = desktop.connection();
+    const Reply<xcb_query_tree_reply_t> tree(
+        xcb_query_tree_reply(connection, xcb_query_tree(connection, parent), nullptr));
+    if (!tree)
+        return XCB_WINDOW_NONE;
+    const std::span<const xcb_window_t> children(xcb_query_tree_children(tree.get()), tree->children_len);
+    const auto topmost = std::find_if(children.rbegin(), children.rend(), [&](xcb_window_t window) {
+        const Reply<xcb_get_geometry_reply_t> geometry(
+            xcb_get_geometry_reply(connection, xcb_get_geometry(connection, window), nullptr));
+        const Reply<xcb_get_window_attributes_reply_t> attributes(
+            xcb_get_window_attributes_reply(connection, xcb_get_window_attributes(connection, window), nullptr));
+        return geometry && attributes && attributes->map_state == XCB_MAP_STATE_VIEWABLE &&
+               QRect(geometry->x, geometry->y, geometry->width, geometry->height).contains(place);
+    });
+    return topmost == children.rend() ? xcb_window_t{XCB_WINDOW_NONE} : *topmost;
 }
 
 } // namespace
@@ -100,26 +129,26 @@ std::unique_ptr<test::Process> startPointer(test::PrivateDesktop& desktop, const
 
 std::uint32_t windowAt(const test::PrivateDesktop& desktop, const QPoint& place)
 {
-    // TranslateCoordinates would be one request, but it passes over windows that let clicks through.
+    return topmostChildAt(desktop, desktop.screen().root, place);
+}
+
+std::uint32_t overlayWindowAt(const test::PrivateDesktop& desktop, const QPoint& place)
+{
     xcb_connection_t* connection = desktop.connection();
-    const Reply<xcb_query_tree_reply_t> tree(
-        xcb_query_tree_reply(connection, xcb_query_tree(connection, desktop.screen().root), nullptr));
-    if (!tree)
+    // Without a manager that draws into it, asking for it would bring it up, in front of everything.
+    const xcb_atom_t manager = atomNamed(connection, "_NET_WM_CM_S0");
+    const Reply<xcb_get_selection_owner_reply_t> owner(
+        xcb_get_selection_owner_reply(connection, xcb_get_selection_owner(connection, manager), nullptr));
+    if (!owner || owner->owner == XCB_WINDOW_NONE)
         return XCB_WINDOW_NONE;
-    const std::span<const xcb_window_t> children(xcb_query_tree_children(tree.get()), tree->children_len);
-    const std::uint32_t programsMask = xcb_get_setup(connection)->resource_id_mask;
-    const auto topmost = std::find_if(children.rbegin(), children.rend(), [&](xcb_window_t window) {
-        // The one that compositing managers draw on is the server's own, and above all.
-        if ((window & ~programsMask) == 0)
-            return false;
-        const Reply<xcb_get_geometry_reply_t> geometry(
-            xcb_get_geometry_reply(connection, xcb_get_geometry(connection, window), nullptr));
-        const Reply<xcb_get_window_attributes_reply_t> attributes(
-            xcb_get_window_attributes_reply(connection, xcb_get_window_attributes(connection, window), nullptr));
-        return geometry && attributes && attributes->map_state == XCB_MAP_STATE_VIEWABLE &&
-               QRect(geometry->x, geometry->y, geometry->width, geometry->height).contains(place);
-    });
-    return topmost == children.rend() ? xcb_window_t{XCB_WINDOW_NONE} : *topmost;
+    const xcb_window_t root = desktop.screen().root;
+    const Reply<xcb_composite_get_overlay_window_reply_t> overlay(xcb_composite_get_overlay_window_reply(
+        connection, xcb_composite_get_overlay_window(connection, root), nullptr));
+    if (!overlay)
+        return XCB_WINDOW_NONE;
+    const std::uint32_t window = topmostChildAt(desktop, overlay->overlay_win, place);
+    xcb_composite_release_overlay_window(connection, root);
+    return window;
 }
 
 } // namespace nimbrale::benchmarks

@@ -34,6 +34,9 @@ enum class Compositing { byServer, byPicom, byMarco };
 /// The topmost child of the root that a program made and that covers a place, in root pixels, clicks let through or
 /// not; 0 when there is none.
 [[nodiscard]] std::uint32_t windowAt(const test::PrivateDesktop& desktop, const QPoint& place);
+/// Like `windowAt`, but of the composite overlay window, which lies above the root's children: 0 where no compositing
+/// manager draws into one.
+[[nodiscard]] std::uint32_t overlayWindowAt(const test::PrivateDesktop& desktop, const QPoint& place);
 
 inline constexpr QSize fullHd{1920, 1080};
 inline constexpr QSize ultraHd{3840, 2160};

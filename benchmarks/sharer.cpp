@@ -92,7 +92,9 @@ std::optional<QRect> Sharer::findTarget() const
 
 std::uint32_t Sharer::window() const
 {
-    const xcb_window_t window = windowAt(desktop_, target_.center());
+    xcb_window_t window = overlayWindowAt(desktop_, target_.center());
+    if (window == XCB_WINDOW_NONE)
+        window = windowAt(desktop_, target_.center());
     if (window == XCB_WINDOW_NONE)
         throw Failure("the region is no longer shown");
     return window;
