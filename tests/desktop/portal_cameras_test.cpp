@@ -41,7 +41,7 @@ protected:
     }
     void SetUp() override
     {
-        PipewireSessionTest::SetUp();
+        PipewireTest::SetUp();
         if (IsSkipped() || HasFatalFailure())
             return;
         bus_ = PrivateBus::start(reason);

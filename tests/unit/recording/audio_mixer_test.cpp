@@ -59,9 +59,9 @@ TEST(AudioMixerTest, WhatBeginsBeforeTheStartLosesItsBeginning)
 {
     AudioMixer mixer = started();
     AudioBuffer buffer = sound(9600, 0.1F);
-    std::fill(buffer.samples.begin() + 2 * 4800, buffer.samples.end(), 0.5F);
+    std::fill(buffer.samples.begin() + std::ptrdiff_t{2} * 4800, buffer.samples.end(), 0.5F);
     mixer.add(buffer, start - 100ms);
-    EXPECT_EQ(flushed(mixer), std::vector<float>(2 * 4800, 0.5F));
+    EXPECT_EQ(flushed(mixer), std::vector<float>(std::size_t{2} * 4800, 0.5F));
 }
 
 TEST(AudioMixerTest, WhatComesWhollyAfterItsTimeWasHandedOutIsIgnored)
@@ -73,7 +73,7 @@ TEST(AudioMixerTest, WhatComesWhollyAfterItsTimeWasHandedOutIsIgnored)
     mixer.add(sound(480), timeOf(48000 - margin - 480));
     EXPECT_EQ(flushed(mixer), std::vector<float>(2 * margin, 0.25F));
     mixer.add(sound(1000), timeOf(47500));
-    EXPECT_EQ(flushed(mixer), std::vector<float>(2 * 500, 0.25F)) << "only its end is new";
+    EXPECT_EQ(flushed(mixer), std::vector<float>(std::size_t{2} * 500, 0.25F)) << "only its end is new";
 }
 
 TEST(AudioMixerTest, TwoSourcesAddUpAndAreCutOffAtOne)
@@ -217,7 +217,7 @@ TEST(AudioMixerTest, ASourceThatWasSilentForMinutesIsHeardAtItsTime)
     mixer.add(sound(480, 0.5F), start + 2min);
     const std::vector<float> samples = flushed(mixer);
     const std::size_t begin = std::size_t{2} * 48000 * 120;
-    ASSERT_THAT(samples, SizeIs(begin + 2 * 480));
+    ASSERT_THAT(samples, SizeIs(begin + std::size_t{2} * 480));
     EXPECT_EQ(samples[begin - 1], 0);
     EXPECT_EQ(samples[begin], 0.5F);
 }

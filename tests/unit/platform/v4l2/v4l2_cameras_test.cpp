@@ -22,7 +22,6 @@ using test::CameraWatcher;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
-using testing::SizeIs;
 
 constexpr std::uint8_t gray = 0x80;
 
