@@ -10,6 +10,19 @@
 
 namespace nimbrale {
 
+/// What `CameraLoss` tells of a camera whatever service it is read through.
+namespace camera_loss {
+
+inline constexpr const char* isGone = "is not there any more. Plug it in again, or choose another camera.";
+inline constexpr const char* isBroken = "stopped giving pictures. Plug it in again, or choose another camera.";
+inline constexpr const char* isUnreadable = "sends pictures that cannot be read. Choose another camera.";
+inline constexpr const char* isNotStarted =
+    "could not be started. Another program may be using it: close that one, or choose another camera.";
+inline constexpr const char* isSilent =
+    "gives no picture. Another program may be using it: close that one, or plug the camera in again.";
+
+} // namespace camera_loss
+
 /// Tells whoever opened a camera, once, that it gives no pictures any more. Made and destroyed on the main thread;
 /// nobody is told after that.
 class CameraLoss {

@@ -48,6 +48,17 @@ FrameHandle newFrame()
     return frame;
 }
 
+FrameHandle newPicture(int format, int width, int height)
+{
+    FrameHandle picture = newFrame();
+    picture->format = format;
+    picture->width = width;
+    picture->height = height;
+    if (av_frame_get_buffer(picture.get(), 0) != 0)
+        throw std::bad_alloc();
+    return picture;
+}
+
 PacketHandle newPacket()
 {
     PacketHandle packet(av_packet_alloc());

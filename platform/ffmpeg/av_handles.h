@@ -31,6 +31,8 @@ using PacketHandle = std::unique_ptr<AVPacket, ReleaseAv>;
 
 /// These never return null: where there is no memory they throw std::bad_alloc.
 [[nodiscard]] FrameHandle newFrame();
+/// A picture with memory of its own for its pixels, which are not initialized. `format` is an AVPixelFormat.
+[[nodiscard]] FrameHandle newPicture(int format, int width, int height);
 [[nodiscard]] PacketHandle newPacket();
 
 /// What a libav function's negative result means.

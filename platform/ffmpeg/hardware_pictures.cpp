@@ -43,12 +43,7 @@ Result<BufferHandle> openCard(const std::string& device, int width, int height)
 
 FrameHandle interleaved(const AVFrame& picture)
 {
-    FrameHandle copy = newFrame();
-    copy->format = AV_PIX_FMT_NV12;
-    copy->width = picture.width;
-    copy->height = picture.height;
-    if (av_frame_get_buffer(copy.get(), 0) != 0)
-        throw std::bad_alloc();
+    FrameHandle copy = newPicture(AV_PIX_FMT_NV12, picture.width, picture.height);
     libyuv::I420ToNV12(picture.data[0], picture.linesize[0], picture.data[1], picture.linesize[1], picture.data[2],
                        picture.linesize[2], copy->data[0], copy->linesize[0], copy->data[1], copy->linesize[1],
                        picture.width, picture.height);

@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <new>
 
 extern "C" {
 #include <libavutil/frame.h>
@@ -53,12 +52,7 @@ void forEachSample(const AVFrame& frame, int plane, int number, const Work& work
 
 FrameHandle probePicture(int width, int height, int number)
 {
-    FrameHandle frame = newFrame();
-    frame->format = AV_PIX_FMT_YUV420P;
-    frame->width = width;
-    frame->height = height;
-    if (av_frame_get_buffer(frame.get(), 0) != 0)
-        throw std::bad_alloc();
+    FrameHandle frame = newPicture(AV_PIX_FMT_YUV420P, width, height);
     for (int plane = 0; plane < 3; ++plane)
         forEachSample(*frame, plane, number,
                       [](std::uint8_t& sample, int value) { sample = static_cast<std::uint8_t>(value); });

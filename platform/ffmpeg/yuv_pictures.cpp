@@ -2,8 +2,6 @@
 
 #include "platform/ffmpeg/yuv_conversion.h"
 
-#include <new>
-
 extern "C" {
 #include <libavutil/frame.h>
 }
@@ -14,17 +12,6 @@ namespace {
 
 /// More places than this are kept as the rectangle around them all.
 constexpr std::size_t mostPlaces = 64;
-
-FrameHandle newYuvFrame(int width, int height)
-{
-    FrameHandle frame = newFrame();
-    frame->format = AV_PIX_FMT_YUV420P;
-    frame->width = width;
-    frame->height = height;
-    if (av_frame_get_buffer(frame.get(), 0) != 0)
-        throw std::bad_alloc();
-    return frame;
-}
 
 YuvPlanes planesOf(const AVFrame& frame)
 {
@@ -67,7 +54,8 @@ std::shared_ptr<YuvPictures::Picture> YuvPictures::take()
             return picture;
         }
     }
-    auto picture = std::make_shared<Picture>(Picture{newYuvFrame(width_, height_), {PixelRect{0, 0, width_, height_}}});
+    auto picture = std::make_shared<Picture>(
+        Picture{newPicture(AV_PIX_FMT_YUV420P, width_, height_), {PixelRect{0, 0, width_, height_}}});
     pictures_.push_back(picture);
     return picture;
 }

@@ -53,12 +53,9 @@ struct CameraStream::Events {
             self.wasConnected_ = true;
         if (state == PW_STREAM_STATE_ERROR) {
             qCWarning(webcamLog, "The stream of %s: %s", self.device_.id.c_str(), error ? error : "an error");
-            self.loss_.tell(self.wasConnected_
-                                ? "stopped giving pictures. Plug it in again, or choose another camera."
-                                : "could not be started. Another program may be using it: close that one, or "
-                                  "choose another camera.");
+            self.loss_.tell(self.wasConnected_ ? camera_loss::isBroken : camera_loss::isNotStarted);
         } else if (state == PW_STREAM_STATE_UNCONNECTED) {
-            self.loss_.tell("is not there any more. Plug it in again, or choose another camera.");
+            self.loss_.tell(camera_loss::isGone);
         }
     }
 
@@ -200,7 +197,7 @@ void CameraStream::changeFormat(const spa_pod* parameter)
         return; // Between two formats there is none.
     format_ = parseFormat(parameter);
     if (!format_) {
-        loss_.tell("sends pictures that cannot be read. Choose another camera.");
+        loss_.tell(camera_loss::isUnreadable);
         return;
     }
     StreamParameters buffers;
@@ -212,10 +209,7 @@ void CameraStream::look()
 {
     if (std::chrono::steady_clock::now() - lastPicture_ < patience_)
         return;
-    loss_.tell(hasUnreadable_
-                   ? "sends pictures that cannot be read. Choose another camera."
-                   : "gives no picture. Another program may be using it: close that one, or plug the camera in "
-                     "again.");
+    loss_.tell(hasUnreadable_ ? camera_loss::isUnreadable : camera_loss::isSilent);
 }
 
 } // namespace nimbrale::pipewire

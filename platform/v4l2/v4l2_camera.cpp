@@ -12,10 +12,6 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr const char* isGone = "is not there any more. Plug it in again, or choose another camera.";
-constexpr const char* isBroken = "stopped giving pictures. Plug it in again, or choose another camera.";
-constexpr const char* isUnreadable = "sends pictures that cannot be read. Choose another camera.";
-
 bool meansGone(int error)
 {
     return error == ENOENT || error == ENODEV || error == ENXIO;
@@ -24,13 +20,13 @@ bool meansGone(int error)
 const char* reasonNotToStart(int error)
 {
     if (meansGone(error))
-        return isGone;
+        return camera_loss::isGone;
     if (error == EACCES || error == EPERM)
         return "may not be used by you. Ask whoever looks after this computer to let you (mostly by the group "
                "\"video\").";
     if (error == ENOTSUP)
-        return isUnreadable;
-    return "could not be started. Another program may be using it: close that one, or choose another camera.";
+        return camera_loss::isUnreadable;
+    return camera_loss::isNotStarted;
 }
 
 /// How long after a picture the next one need not be looked for, and how often it is looked for then. The library hands
@@ -75,7 +71,7 @@ void V4l2Camera::read(CameraInput& input)
     for (std::chrono::nanoseconds pause{}; waitFor(pause);) {
         const auto bytes = input.readNewest();
         if (!bytes) {
-            loss_.tell(meansGone(bytes.error()) ? isGone : isBroken);
+            loss_.tell(meansGone(bytes.error()) ? camera_loss::isGone : camera_loss::isBroken);
             return;
         }
         pause = bytes->empty() ? lookPause : rest;
@@ -89,9 +85,7 @@ void V4l2Camera::read(CameraInput& input)
             }
         }
         if (Clock::now() - lastPicture >= patience_) {
-            loss_.tell(hasUnreadable ? isUnreadable
-                                     : "gives no picture. Another program may be using it: close that one, or plug the "
-                                       "camera in again.");
+            loss_.tell(hasUnreadable ? camera_loss::isUnreadable : camera_loss::isSilent);
             return;
         }
     }

@@ -47,7 +47,7 @@ protected:
         ASSERT_TRUE(eventually([&] { return listener.onsetsSince(begun).size() >= count; })) << when;
         std::vector<std::chrono::nanoseconds> offsets;
         for (const auto onset : listener.onsetsSince(begun))
-            offsets.push_back((onset + 500ms) % 1s - 500ms);
+            offsets.push_back(offWholeSecond(onset));
         std::ranges::sort(offsets);
         EXPECT_LT(std::chrono::abs(offsets[count / 2]), 5ms) << when << ": " << offsets[count / 2].count() << " ns";
         EXPECT_LT(offsets.back() - offsets.front(), 25ms) << when;

@@ -7,8 +7,10 @@
 #include <chrono>
 #include <cmath>
 #include <cstdint>
+#include <gtest/gtest.h>
 #include <memory>
 #include <mutex>
+#include <string>
 #include <utility>
 #include <vector>
 
@@ -16,6 +18,13 @@ namespace nimbrale::test {
 
 /// What the programs of the tests play at.
 constexpr double toneLevel = 0.4;
+
+/// How far a time is from the nearest whole second, at which devices that beep do so; negative before it.
+[[nodiscard]] inline std::chrono::nanoseconds offWholeSecond(std::chrono::nanoseconds time)
+{
+    constexpr std::chrono::milliseconds half{500};
+    return (time + half) % std::chrono::seconds{1} - half;
+}
 
 /// Somebody who listens, and remembers all that was heard.
 class Listener {
@@ -105,5 +114,17 @@ private:
     mutable std::mutex mutex_;
     std::vector<Piece> pieces_;
 };
+
+/// Every beep that was heard began less than `tolerance` from its whole second. The worst one is noted for the report.
+inline void expectOnsetsAtWholeSeconds(const Listener& listener, std::chrono::nanoseconds tolerance)
+{
+    std::chrono::nanoseconds worst{};
+    for (const std::chrono::nanoseconds onset : listener.onsets()) {
+        const std::chrono::nanoseconds off = offWholeSecond(onset);
+        EXPECT_LT(std::chrono::abs(off), tolerance) << off.count() << " ns";
+        worst = std::max(worst, std::chrono::abs(off));
+    }
+    testing::Test::RecordProperty("worst", std::to_string(worst.count()));
+}
 
 } // namespace nimbrale::test
