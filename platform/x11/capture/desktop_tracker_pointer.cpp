@@ -67,8 +67,11 @@ void DesktopTracker::expectPointerMove()
     }
 }
 
+// The alarm is there again before the next question about the rest: whatever happens after that is told.
 void DesktopTracker::selectPointerMoves()
 {
+    if (restAlarm_.isPresent())
+        restAlarm_.setWanted(follower_.isHearing());
     // Where nobody shows the pointer nobody asks for it either.
     const bool isWanted = follower_.isHearing() || !isPointerShown();
     if (!connection_.extensions().input.isPresent || std::exchange(hearsPointerMoves_, isWanted) == isWanted)

@@ -6,8 +6,8 @@ namespace nimbrale::x11 {
 
 void PointerFollower::setDistance(int pixels)
 {
-    const Duration soonest = Duration(nearInterval) * pixels / nearDistance;
-    movingInterval_ = std::clamp<Duration>(soonest, nearInterval, farInterval);
+    const Duration onItsWay = Duration(handTime) * pixels / handDistance;
+    movingInterval_ = std::min<Duration>(nearInterval + onItsWay, farInterval);
 }
 
 void PointerFollower::heardChange()

@@ -40,11 +40,15 @@ public:
     /// Whether the last answer still counts, so that nobody need ask again.
     [[nodiscard]] bool isAnswerFresh(TimePoint now) const { return now - lastAsked_ < freshTime; }
 
-    /// How soon a hand can bring a pointer that is at least so far away to where it is shown.
-    static constexpr int nearDistance = 160;
+    /// Nearer than that, in pixels, it may come to where it is shown at any moment.
+    static constexpr int nearDistance = 64;
     static constexpr std::chrono::milliseconds nearInterval{50};
+    /// How long a quick hand takes for 160 pixels. From farther away it is asked for that much later, so that what a hand
+    /// brings is noticed as soon as what was near.
+    static constexpr std::chrono::milliseconds handTime{50};
+    static constexpr int handDistance = 160;
     /// A program or a tablet brings it there from anywhere: this is how late that is noticed at the most.
-    static constexpr std::chrono::milliseconds farInterval{100};
+    static constexpr std::chrono::milliseconds farInterval{150};
     static constexpr std::chrono::milliseconds restingInterval{200};
     /// A mouse tells of its place 60 times a second or more often: who found another place cannot tell any sooner
     /// whether the pointer rests there.

@@ -53,8 +53,21 @@ PointerRestAlarm::PointerRestAlarm(Connection& connection) : connection_(connect
         return;
     xcb_connection_t* const raw = connection_.get();
     counter_ = counterNamed(raw, "DEVICEIDLETIME " + std::to_string(pointerDevice(raw)));
-    if (counter_ == XCB_NONE)
+    setWanted(isPresent());
+}
+
+void PointerRestAlarm::setWanted(bool isWanted)
+{
+    if (isWanted == static_cast<bool>(alarm_))
         return;
+    if (isWanted)
+        create();
+    else
+        alarm_.reset();
+}
+
+void PointerRestAlarm::create()
+{
     alarm_ = {connection_, connection_.newId()};
     const std::array<std::uint32_t, 8> values = {counter_,
                                                  XCB_SYNC_VALUETYPE_ABSOLUTE,
@@ -64,7 +77,7 @@ PointerRestAlarm::PointerRestAlarm(Connection& connection) : connection_(connect
                                                  0,
                                                  0,
                                                  1};
-    xcb_sync_create_alarm(raw, alarm_.get(),
+    xcb_sync_create_alarm(connection_.get(), alarm_.get(),
                           XCB_SYNC_CA_COUNTER | XCB_SYNC_CA_VALUE_TYPE | XCB_SYNC_CA_VALUE | XCB_SYNC_CA_TEST_TYPE |
                               XCB_SYNC_CA_DELTA | XCB_SYNC_CA_EVENTS,
                           values.data());

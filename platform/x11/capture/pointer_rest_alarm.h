@@ -18,7 +18,9 @@ public:
     explicit PointerRestAlarm(Connection& connection);
 
     /// Whether the server counts; nothing else may be called where it does not.
-    [[nodiscard]] bool isPresent() const { return static_cast<bool>(alarm_); }
+    [[nodiscard]] bool isPresent() const { return counter_ != XCB_NONE; }
+    /// Whether the server is to look out for the end of a rest, as it does at first. That is work for it at each move.
+    void setWanted(bool isWanted);
     /// Asks for how long the pointer has rested.
     [[nodiscard]] xcb_sync_query_counter_cookie_t ask() const;
     /// Reads the answer: whether the pointer had rested for so long that the alarm tells of whatever happens to it from
@@ -34,6 +36,8 @@ public:
     static constexpr std::chrono::milliseconds shortestRest{100};
 
 private:
+    void create();
+
     Connection& connection_;
     xcb_sync_counter_t counter_ = XCB_NONE;
     OwnedAlarm alarm_;

@@ -1,6 +1,7 @@
 #include "platform/x11/capture/pointer_follower.h"
 
 #include <gtest/gtest.h>
+#include <limits>
 
 namespace nimbrale::x11 {
 namespace {
@@ -54,11 +55,11 @@ TEST(PointerFollowerTest, oneThatMovesFarAwayIsAskedForLessOften)
         return follower.timeToAsk(start);
     };
     EXPECT_EQ(intervalAt(0), 50ms);
-    EXPECT_EQ(intervalAt(160), 50ms);
-    EXPECT_EQ(intervalAt(240), 75ms) << "as soon as it can have come near";
-    EXPECT_EQ(intervalAt(320), 100ms);
-    EXPECT_EQ(intervalAt(32767), 100ms) << "a program brings it from anywhere";
-    EXPECT_EQ(intervalAt(10), 50ms);
+    EXPECT_EQ(intervalAt(160), 100ms) << "no later after it has come near than one that was";
+    EXPECT_EQ(intervalAt(240), 125ms);
+    EXPECT_EQ(intervalAt(320), 150ms);
+    EXPECT_EQ(intervalAt(std::numeric_limits<int>::max()), 150ms) << "a program brings it from anywhere";
+    EXPECT_EQ(intervalAt(16), 55ms);
 }
 
 TEST(PointerFollowerTest, whereItStopsItIsHeardAgainAndAskedForOnceMore)
