@@ -5,10 +5,14 @@
 #include "tests/support/scene.h"
 
 #include <iostream>
+#include <utility>
 
 namespace nimbrale::benchmarks {
 
 namespace {
+
+/// The server gives back what a sharer that ended had.
+constexpr std::chrono::milliseconds timeForCleaning{500};
 
 QRect regionOf(const CostQuestion& question)
 {
@@ -55,6 +59,13 @@ double percent(Nanoseconds used, Nanoseconds passed)
     return 100.0 * static_cast<double>(used.count()) / static_cast<double>(passed.count());
 }
 
+Cost costOfSharer(test::PrivateDesktop& desktop, const CostQuestion& question, SharerKind kind)
+{
+    const auto sharer = Sharer::start(desktop, {kind, regionOf(question), question.captureRate});
+    test::sleepFor(question.timeBefore);
+    return measureCost(desktop, Shower{sharer->pid(), sharer->window()}, question.time);
+}
+
 } // namespace
 
 Cost measureCost(test::PrivateDesktop& desktop, std::optional<Shower> shower, std::chrono::milliseconds time)
@@ -84,17 +95,19 @@ std::map<SharerKind, CostSeries> compareCosts(const CostQuestion& question, int 
     const Content content(*desktop, question);
     test::sleepFor(test::Milliseconds{500} + question.timeBefore);
     std::map<SharerKind, CostSeries> results;
+    // What the content costs by itself is measured on both sides of each sharer, since it wavers by more than what some of
+    // them add to it.
+    double before = measureCost(*desktop, std::nullopt, question.time).system;
     for (int repetition = 0; repetition < repetitions; ++repetition) {
-        const Cost nothing = measureCost(*desktop, std::nullopt, question.time);
         for (const SharerKind kind : question.kinds) {
             CostSeries& series = results[kind];
             if (!series.missing.empty())
                 continue;
             try {
-                const auto sharer = Sharer::start(*desktop, {kind, regionOf(question), question.captureRate});
-                test::sleepFor(question.timeBefore);
-                const Cost cost = measureCost(*desktop, Shower{sharer->pid(), sharer->window()}, question.time);
-                series.whole.push_back(cost.process + cost.system - nothing.system);
+                const Cost cost = costOfSharer(*desktop, question, kind);
+                test::sleepFor(timeForCleaning);
+                const double after = measureCost(*desktop, std::nullopt, question.time).system;
+                series.whole.push_back(cost.process + cost.system - (std::exchange(before, after) + after) / 2);
                 series.process.push_back(cost.process);
                 series.framesPerSecond.push_back(cost.framesPerSecond);
             } catch (const Failure& failure) {
