@@ -95,8 +95,8 @@ std::map<SharerKind, CostSeries> compareCosts(const CostQuestion& question, int 
     const Content content(*desktop, question);
     test::sleepFor(test::Milliseconds{500} + question.timeBefore);
     std::map<SharerKind, CostSeries> results;
-    // What the content costs by itself is measured on both sides of each sharer, since it wavers by more than what some of
-    // them add to it.
+    // What the content costs by itself is measured on both sides of each sharer, since it wavers by more than what some
+    // of them add to it.
     double before = measureCost(*desktop, std::nullopt, question.time).system;
     for (int repetition = 0; repetition < repetitions; ++repetition) {
         for (const SharerKind kind : question.kinds) {

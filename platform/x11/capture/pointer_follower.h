@@ -43,8 +43,8 @@ public:
     /// Nearer than that, in pixels, it may come to where it is shown at any moment.
     static constexpr int nearDistance = 64;
     static constexpr std::chrono::milliseconds nearInterval{50};
-    /// How long a quick hand takes for 160 pixels. From farther away it is asked for that much later, so that what a hand
-    /// brings is noticed as soon as what was near.
+    /// How long a quick hand takes for 160 pixels. From farther away it is asked for that much later, so that what a
+    /// hand brings is noticed as soon as what was near.
     static constexpr std::chrono::milliseconds handTime{50};
     static constexpr int handDistance = 160;
     /// A program or a tablet brings it there from anywhere: this is how late that is noticed at the most.
