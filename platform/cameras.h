@@ -32,14 +32,18 @@ public:
 class Cameras {
 public:
     struct Handlers {
-        /// Each picture, opaque, in the camera's own size, which may change. Called on a thread of the camera's own,
-        /// one call at a time; pictures that come meanwhile are dropped, but for the newest. It must not wait for the
-        /// main thread, which may wait for it in order to close the camera.
+        /// Each picture, opaque, in the camera's own size, which may change, halved as often as was wanted. Called on a
+        /// thread of the camera's own, one call at a time; pictures that come meanwhile are dropped, but for the
+        /// newest. Neither it nor `wantedHalvings` may wait for the main thread: that may wait for the camera to close.
         std::function<void(std::shared_ptr<const BufferSurface> picture)> onPicture;
         /// The camera gives no pictures any more, or none for some seconds: it is gone, busy or broken. The message
         /// names it and says what to do. Called at most once, on the main queue; no picture comes after it, even if the
         /// camera comes back: open it again then. The camera may be destroyed within the call.
         std::function<void(const Error& error)> onLost;
+        /// How often the sides of the next picture are to be halved (`PictureHalving`), given the camera's own size in
+        /// pixels: what is shown small need not be made large first. Asked before each picture, where `onPicture` is
+        /// called; where there is nobody to ask, nothing is halved.
+        std::function<int(int width, int height)> wantedHalvings = {};
     };
 
     virtual ~Cameras() = default;

@@ -1,5 +1,7 @@
 #include "webcam/background_blur.h"
 
+#include "platform/pixel_channels.h"
+#include "platform/vector_clones.h"
 #include "webcam/gaussian.h"
 
 #include <algorithm>
@@ -95,7 +97,7 @@ void BackgroundBlur::averageCells(const PixelBuffer& picture)
     }
 }
 
-void BackgroundBlur::sumColumns(const PixelBuffer& picture, int cellRow)
+NIMBRALE_VECTOR_CLONES void BackgroundBlur::sumColumns(const PixelBuffer& picture, int cellRow)
 {
     const std::ptrdiff_t margin = sumsMargin() * channels;
     const std::ptrdiff_t rowValues = width_ * channels;
@@ -113,21 +115,19 @@ void BackgroundBlur::sumColumns(const PixelBuffer& picture, int cellRow)
     }
 }
 
-void BackgroundBlur::averageLine(float* cell) const
+NIMBRALE_VECTOR_CLONES void BackgroundBlur::averageLine(float* cell) const
 {
     const int all = 2 * cellSize_ * cellSize_;
     const float scale = 1.0F / static_cast<float>(all * all);
     const std::uint16_t* first = sums_.data() + (sumsMargin() - ring * cellSize_ + firstPart_) * channels;
     for (int column = 0; column < cellColumns_; ++column) {
-        std::array<int, channels> total{};
+        ChannelSums total{};
         const std::uint16_t* sum = first;
         for (const int part : parts_) {
-            for (int channel = 0; channel < channels; ++channel)
-                total[channel] += sum[channel] * part;
+            total += channelsAt(sum) * part;
             sum += channels;
         }
-        for (int channel = 0; channel < channels; ++channel)
-            cell[channel] = static_cast<float>(total[channel]) * scale;
+        storeChannels(__builtin_convertvector(total, ChannelValues) * scale, cell);
         cell[channels - 1] = 255;
         cell += channels;
         first += cellSize_ * channels;
@@ -143,7 +143,7 @@ void BackgroundBlur::blurCells()
     }
 }
 
-void BackgroundBlur::blurColumns(int row)
+NIMBRALE_VECTOR_CLONES void BackgroundBlur::blurColumns(int row)
 {
     const int reach = static_cast<int>(gaussian_.size()) - 1;
     const std::ptrdiff_t rowValues = cellColumns_ * channels;
@@ -167,7 +167,7 @@ void BackgroundBlur::blurColumns(int row)
     }
 }
 
-void BackgroundBlur::blurLine(float* blurred) const
+NIMBRALE_VECTOR_CLONES void BackgroundBlur::blurLine(float* blurred) const
 {
     const int reach = static_cast<int>(gaussian_.size()) - 1;
     const std::ptrdiff_t rowValues = cellColumns_ * channels;
@@ -183,7 +183,7 @@ void BackgroundBlur::blurLine(float* blurred) const
     }
 }
 
-const std::int16_t* BackgroundBlur::spreadRow(int row)
+NIMBRALE_VECTOR_CLONES const std::int16_t* BackgroundBlur::spreadRow(int row)
 {
     std::vector<std::int16_t>& spread = spread_[row % 3];
     if (spreadRows_[row % 3] == row)
@@ -192,20 +192,20 @@ const std::int16_t* BackgroundBlur::spreadRow(int row)
     std::int16_t* pixel = spread.data();
     for (int column = ring; column < cellColumns_ - ring; ++column) {
         const float* const cell = blurred_.data() + (static_cast<std::size_t>(row) * cellColumns_ + column) * channels;
+        const ChannelValues own = channelsAt(cell);
+        const ChannelValues before = channelsAt(cell - channels) - own;
+        const ChannelValues after = channelsAt(cell + channels) - own;
         for (const Neighbors& parts : neighbors_) {
-            for (int channel = 0; channel < channels; ++channel) {
-                const float own = cell[channel];
-                const float value = own + (cell[channel - channels] - own) * parts.before +
-                                    (cell[channel + channels] - own) * parts.after;
-                pixel[channel] = static_cast<std::int16_t>(value * one + half);
-            }
+            const ChannelValues value = own + before * parts.before + after * parts.after;
+            // By way of 32 bits, for which there is an instruction.
+            storeChannels(__builtin_convertvector(value * one + half, ChannelSums), pixel);
             pixel += channels;
         }
     }
     return spread.data();
 }
 
-std::span<const std::int16_t> BackgroundBlur::row(int y)
+NIMBRALE_VECTOR_CLONES std::span<const std::int16_t> BackgroundBlur::row(int y)
 {
     const int cellRow = y / cellSize_ + ring;
     const std::int16_t* const before = spreadRow(cellRow - 1);

@@ -17,11 +17,12 @@ public:
         : makeSegmentation_(std::move(makeSegmentation))
     {}
 
-    [[nodiscard]] std::shared_ptr<const BufferSurface> process(const BufferSurface& picture, Background background)
+    [[nodiscard]] std::shared_ptr<const BufferSurface> process(const BufferSurface& picture, Background background,
+                                                               int halvings)
     {
         if (const auto make = std::exchange(makeSegmentation_, nullptr))
             begin(make());
-        return effects_ ? effects_->process(picture.pixels(), background) : nullptr;
+        return effects_ ? effects_->process(picture.pixels(), background, halvings) : nullptr;
     }
 
 private:
@@ -43,8 +44,8 @@ private:
 WebcamCamera::Effects effectsOnDemand(std::function<Result<std::unique_ptr<PersonSegmentation>>()> makeSegmentation)
 {
     return [effects = std::make_shared<EffectsOnDemand>(std::move(makeSegmentation))](
-               const std::shared_ptr<const BufferSurface>& picture, Background background) {
-        return effects->process(*picture, background);
+               const std::shared_ptr<const BufferSurface>& picture, Background background, int halvings) {
+        return effects->process(*picture, background, halvings);
     };
 }
 

@@ -1,8 +1,8 @@
 #include "webcam/mask_blend.h"
 
 #include "platform/pixel_buffer.h"
+#include "platform/vector_clones.h"
 #include "webcam/background_blur.h"
-#include "webcam/vector_clones.h"
 
 namespace nimbrale {
 namespace {

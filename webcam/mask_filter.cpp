@@ -1,7 +1,7 @@
 #include "webcam/mask_filter.h"
 
+#include "platform/vector_clones.h"
 #include "webcam/gaussian.h"
-#include "webcam/vector_clones.h"
 
 #include <algorithm>
 #include <cmath>

@@ -40,38 +40,31 @@ public:
         live_.reset();
         return ++round_;
     }
+    /// How often the camera is to halve its next picture. Effects are for whole ones: the model that finds the person
+    /// is to see all of it. The camera's thread calls it.
+    [[nodiscard]] int wantedHalvings(PixelSize picture)
+    {
+        const std::lock_guard lock(mutex_);
+        const int halvings = background_ == Background::original ? halvingsToShow(picture, shownSize_) : 0;
+        isWhole_ = halvings == 0;
+        return halvings;
+    }
+    /// The camera's thread calls it.
     void take(const std::shared_ptr<const BufferSurface>& picture, int round)
     {
-        const std::shared_ptr<const BufferSurface> live = isOriginal() ? reduced(picture, liveReduction_) : picture;
         const std::lock_guard lock(mutex_);
         if (round != round_)
             return;
-        if (!std::exchange(live_, live))
+        if (!std::exchange(live_, picture))
             main_.post([self = shared_from_this()] { self->showLive(); });
-        if (background_ == Background::original)
+        // One that was made before an effect was wanted is of no use to it.
+        if (background_ == Background::original || !isWhole_)
             return;
         if (!std::exchange(unprocessed_, picture) && !isProcessing_)
             process();
     }
 
 private:
-    [[nodiscard]] bool isOriginal()
-    {
-        const std::lock_guard lock(mutex_);
-        return background_ == Background::original;
-    }
-    /// Outside of the lock, since it takes its time.
-    [[nodiscard]] std::shared_ptr<const BufferSurface> reduced(const std::shared_ptr<const BufferSurface>& picture,
-                                                               PictureReduction& reduction)
-    {
-        PixelSize shown;
-        {
-            const std::lock_guard lock(mutex_);
-            shown = shownSize_;
-        }
-        return reduction.reduce(picture, PictureReduction::halvings({picture->width(), picture->height()}, shown));
-    }
-
     // Within the lock.
     void process()
     {
@@ -83,16 +76,18 @@ private:
     {
         std::shared_ptr<const BufferSurface> picture;
         Background background{};
+        PixelSize shown;
         int round = 0;
         {
             const std::lock_guard lock(mutex_);
             picture = std::exchange(unprocessed_, nullptr);
             background = background_;
+            shown = shownSize_;
             round = round_;
         }
-        std::shared_ptr<const BufferSurface> processed = picture ? effects_(picture, background) : nullptr;
-        if (processed)
-            processed = reduced(processed, processedReduction_);
+        std::shared_ptr<const BufferSurface> processed;
+        if (picture)
+            processed = effects_(picture, background, halvingsToShow({picture->width(), picture->height()}, shown));
         const std::lock_guard lock(mutex_);
         if (processed && round == round_ && background == background_) {
             if (!std::exchange(processed_, processed))
@@ -138,10 +133,8 @@ private:
     int round_ = 0;
     PixelSize shownSize_;
     bool isProcessing_ = false;
-    /// The camera's thread's.
-    PictureReduction liveReduction_;
-    /// The effects' thread's.
-    PictureReduction processedReduction_;
+    /// Whether the picture that the camera is at is made in its own size.
+    bool isWhole_ = true;
     std::shared_ptr<const BufferSurface> live_;
     std::shared_ptr<const BufferSurface> unprocessed_;
     /// Made for the present background and round.
@@ -224,6 +217,9 @@ void WebcamCamera::open()
     }
     const int round = intake_->beginRound();
     Cameras::Handlers handlers;
+    handlers.wantedHalvings = [intake = intake_](int width, int height) {
+        return intake->wantedHalvings({width, height});
+    };
     handlers.onPicture = [intake = intake_, round](const std::shared_ptr<const BufferSurface>& picture) {
         intake->take(picture, round);
     };

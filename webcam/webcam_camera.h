@@ -20,10 +20,10 @@ namespace nimbrale {
 class WebcamCamera {
 public:
     using Background = AppSettings::WebcamBackground;
-    /// Makes the picture for a background other than the original one; nothing where that fails. Called on a thread of
-    /// the camera's own, for one picture at a time.
-    using Effects =
-        std::function<std::shared_ptr<const BufferSurface>(const std::shared_ptr<const BufferSurface>&, Background)>;
+    /// Makes the picture for a background other than the original one, its sides halved so often (`PictureHalving`);
+    /// nothing where that fails. Called on a thread of the camera's own, for one picture at a time.
+    using Effects = std::function<std::shared_ptr<const BufferSurface>(
+        const std::shared_ptr<const BufferSurface>& picture, Background background, int halvings)>;
 
     /// How long a camera that failed is left alone before it is tried again.
     static constexpr std::chrono::seconds retryDelay{3};

@@ -11,7 +11,8 @@ WebcamEffects::WebcamEffects(std::unique_ptr<PersonSegmentation> segmentation, s
     : segmentation_(std::move(segmentation)), steadyMask_(std::move(now))
 {}
 
-std::shared_ptr<const BufferSurface> WebcamEffects::process(const PixelBuffer& picture, Background background)
+std::shared_ptr<const BufferSurface> WebcamEffects::process(const PixelBuffer& picture, Background background,
+                                                            int halvings)
 {
     if (background == Background::original)
         return nullptr;
@@ -23,27 +24,32 @@ std::shared_ptr<const BufferSurface> WebcamEffects::process(const PixelBuffer& p
     maskFilter_.setSizes(mask->width, mask->height, picture.width(), picture.height());
     maskFilter_.setMask(steadyMask_.add(*mask));
 
-    BufferSurfacePool::Canvas canvas = pool_.take(picture.width(), picture.height());
-    if (background == Background::blurred) {
-        blendOverBlur(picture, canvas.pixels());
-        return BufferSurfacePool::finish(std::move(canvas), SurfaceAlpha::opaque);
-    }
-    blendOverNothing(picture, canvas.pixels());
-    return BufferSurfacePool::finish(std::move(canvas), SurfaceAlpha::premultiplied);
+    const bool isBlurred = background == Background::blurred;
+    if (isBlurred)
+        backgroundBlur_.setPicture(picture);
+    BufferSurfacePool::Canvas canvas =
+        pool_.take(halvedLength(picture.width(), halvings), halvedLength(picture.height(), halvings));
+    const bool isMade = halving_.make(
+        picture.width(), picture.height(), halvings,
+        [&](int first, int count, std::byte* rows, std::size_t stride) {
+            for (int y = first; y < first + count; ++y, rows += stride)
+                blendRow(picture, background, y, rows);
+            return true;
+        },
+        canvas.pixels());
+    if (!isMade)
+        return nullptr;
+    return BufferSurfacePool::finish(std::move(canvas), isBlurred ? SurfaceAlpha::opaque : SurfaceAlpha::premultiplied);
 }
 
-void WebcamEffects::blendOverBlur(const PixelBuffer& picture, PixelBuffer& result)
+void WebcamEffects::blendRow(const PixelBuffer& picture, Background background, int y, std::byte* result)
 {
-    backgroundBlur_.setPicture(picture);
-    for (int y = 0; y < picture.height(); ++y)
-        blend_.overBackground({picture.row(y), picture.stride()}, maskFilter_.row(y), backgroundBlur_.row(y),
-                              {result.row(y), result.stride()});
-}
-
-void WebcamEffects::blendOverNothing(const PixelBuffer& picture, PixelBuffer& result)
-{
-    for (int y = 0; y < picture.height(); ++y)
-        blend_.overNothing({picture.row(y), picture.stride()}, maskFilter_.row(y), {result.row(y), result.stride()});
+    const std::span front(picture.row(y), picture.stride());
+    const std::span to(result, picture.stride());
+    if (background == Background::blurred)
+        blend_.overBackground(front, maskFilter_.row(y), backgroundBlur_.row(y), to);
+    else
+        blend_.overNothing(front, maskFilter_.row(y), to);
 }
 
 } // namespace nimbrale

@@ -2,6 +2,7 @@
 
 #include "platform/buffer_surface.h"
 #include "platform/person_segmentation.h"
+#include "platform/picture_halving.h"
 #include "settings/app_settings.h"
 #include "webcam/background_blur.h"
 #include "webcam/mask_blend.h"
@@ -25,20 +26,21 @@ public:
     explicit WebcamEffects(std::unique_ptr<PersonSegmentation> segmentation,
                            std::function<TimePoint()> now = std::chrono::steady_clock::now);
 
-    /// The picture in its own size, opaque with a blurred background, premultiplied with a transparent one. Null for
-    /// the original background, and where the person cannot be found, which is logged; the next picture may be tried.
-    /// The alpha of `picture` is not looked at.
-    [[nodiscard]] std::shared_ptr<const BufferSurface> process(const PixelBuffer& picture, Background background);
+    /// The picture, opaque with a blurred background, premultiplied with a transparent one, its sides halved so often.
+    /// Null for the original background, and where the person cannot be found, which is logged; the next picture may be
+    /// tried. The alpha of `picture` is not looked at.
+    [[nodiscard]] std::shared_ptr<const BufferSurface> process(const PixelBuffer& picture, Background background,
+                                                               int halvings = 0);
 
 private:
-    void blendOverBlur(const PixelBuffer& picture, PixelBuffer& result);
-    void blendOverNothing(const PixelBuffer& picture, PixelBuffer& result);
+    void blendRow(const PixelBuffer& picture, Background background, int y, std::byte* result);
 
     std::unique_ptr<PersonSegmentation> segmentation_;
     SteadyMask steadyMask_;
     MaskFilter maskFilter_;
     BackgroundBlur backgroundBlur_;
     MaskBlend blend_;
+    PictureHalving halving_;
     BufferSurfacePool pool_;
 };
 

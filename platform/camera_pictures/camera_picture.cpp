@@ -79,14 +79,22 @@ std::vector<CameraPlane> apart(const CameraPlane& whole, std::span<const PlaneSh
     return planes;
 }
 
-std::uint8_t* bytesOf(PixelBuffer& pixels)
+/// So many rows of a picture, from `first` on, and where their pixels go.
+struct RowsToMake {
+    int first = 0;
+    int count = 0;
+    std::uint8_t* to = nullptr;
+    int stride = 0;
+};
+
+RowsToMake rowsToMake(int first, int count, std::byte* rows, std::size_t stride)
 {
-    return reinterpret_cast<std::uint8_t*>(pixels.row(0));
+    return {first, count, reinterpret_cast<std::uint8_t*>(rows), static_cast<int>(stride)};
 }
 
-int strideOf(const PixelBuffer& pixels)
+const std::uint8_t* rowAt(const PlaneView& plane, int row)
 {
-    return static_cast<int>(pixels.stride());
+    return plane.rows + static_cast<std::ptrdiff_t>(row) * plane.stride;
 }
 
 /// The library converts packed pictures in one pass only where their colors are coded like this; for the others
@@ -96,57 +104,73 @@ bool isConvertedAtOnce(ColorCoding colors)
     return colors == ColorCoding::bt601Limited;
 }
 
-bool convertApart(const CameraFormat& format, PlaneView from, std::vector<std::uint8_t>& unpacked, PixelBuffer& to)
+bool convertApart(const CameraFormat& format, const PlaneView& from, std::vector<std::uint8_t>& unpacked,
+                  const RowsToMake& made)
 {
     const int width = format.width;
-    const int height = format.height;
     const int half = halfOf(width);
-    const std::size_t rows = static_cast<std::size_t>(height);
+    const std::size_t rows = static_cast<std::size_t>(made.count);
     unpacked.resize((static_cast<std::size_t>(width) + 2 * static_cast<std::size_t>(half)) * rows);
     std::uint8_t* const y = unpacked.data();
     std::uint8_t* const u = y + static_cast<std::size_t>(width) * rows;
     std::uint8_t* const v = u + static_cast<std::size_t>(half) * rows;
     const auto unpack = format.encoding == PictureEncoding::yuy2 ? &libyuv::YUY2ToI422 : &libyuv::UYVYToI422;
-    return unpack(from.rows, from.stride, y, width, u, half, v, half, width, height) == 0 &&
-           libyuv::I422ToARGBMatrix(y, width, u, half, v, half, bytesOf(to), strideOf(to), constantsFor(format.colors),
-                                    width, height) == 0;
+    return unpack(rowAt(from, made.first), from.stride, y, width, u, half, v, half, width, made.count) == 0 &&
+           libyuv::I422ToARGBMatrix(y, width, u, half, v, half, made.to, made.stride, constantsFor(format.colors),
+                                    width, made.count) == 0;
 }
 
-bool convertPacked(const CameraFormat& format, PlaneView from, std::vector<std::uint8_t>& unpacked, PixelBuffer& to)
+bool convertPacked(const CameraFormat& format, const PlaneView& from, std::vector<std::uint8_t>& unpacked,
+                   const RowsToMake& made)
 {
     const auto convert = [&](auto function) {
-        return function(from.rows, from.stride, bytesOf(to), strideOf(to), format.width, format.height) == 0;
+        return function(rowAt(from, made.first), from.stride, made.to, made.stride, format.width, made.count) == 0;
     };
     if (format.encoding == PictureEncoding::bgrx)
         return convert(&libyuv::ARGBCopy);
     if (!isConvertedAtOnce(format.colors))
-        return convertApart(format, from, unpacked, to);
+        return convertApart(format, from, unpacked, made);
     return convert(format.encoding == PictureEncoding::yuy2 ? &libyuv::YUY2ToARGB : &libyuv::UYVYToARGB);
 }
 
-bool convertJpeg(const AVFrame& frame, PixelBuffer& to)
+/// Two rows have their color differences in common; the first of `made` is an even one.
+bool convertPlanar(const CameraFormat& format, const std::array<PlaneView, 3>& from, const RowsToMake& made)
+{
+    const libyuv::YuvConstants* const constants = constantsFor(format.colors);
+    const std::uint8_t* const y = rowAt(from[0], made.first);
+    const std::uint8_t* const u = rowAt(from[1], made.first / 2);
+    if (format.encoding == PictureEncoding::nv12)
+        return libyuv::NV12ToARGBMatrix(y, from[0].stride, u, from[1].stride, made.to, made.stride, constants,
+                                        format.width, made.count) == 0;
+    return libyuv::I420ToARGBMatrix(y, from[0].stride, u, from[1].stride, rowAt(from[2], made.first / 2),
+                                    from[2].stride, made.to, made.stride, constants, format.width, made.count) == 0;
+}
+
+/// The first of `made` is an even row.
+bool convertJpeg(const AVFrame& frame, const RowsToMake& made)
 {
     const ColorCoding colors =
         frame.color_range == AVCOL_RANGE_MPEG ? ColorCoding::bt601Limited : ColorCoding::bt601Full;
     const libyuv::YuvConstants* const constants = constantsFor(colors);
-    const std::uint8_t* const y = frame.data[0];
-    const auto convert = [&](auto function) {
-        return function(y, frame.linesize[0], frame.data[1], frame.linesize[1], frame.data[2], frame.linesize[2],
-                        bytesOf(to), strideOf(to), constants, frame.width, frame.height) == 0;
+    const auto plane = [&](int index) { return PlaneView{frame.data[index], frame.linesize[index]}; };
+    const std::uint8_t* const y = rowAt(plane(0), made.first);
+    const auto convert = [&](auto function, int colorRow) {
+        return function(y, frame.linesize[0], rowAt(plane(1), colorRow), frame.linesize[1], rowAt(plane(2), colorRow),
+                        frame.linesize[2], made.to, made.stride, constants, frame.width, made.count) == 0;
     };
     switch (frame.format) {
     case AV_PIX_FMT_YUV420P:
     case AV_PIX_FMT_YUVJ420P:
-        return convert(&libyuv::I420ToARGBMatrix);
+        return convert(&libyuv::I420ToARGBMatrix, made.first / 2);
     case AV_PIX_FMT_YUV422P:
     case AV_PIX_FMT_YUVJ422P:
-        return convert(&libyuv::I422ToARGBMatrix);
+        return convert(&libyuv::I422ToARGBMatrix, made.first);
     case AV_PIX_FMT_YUV444P:
     case AV_PIX_FMT_YUVJ444P:
-        return convert(&libyuv::I444ToARGBMatrix);
+        return convert(&libyuv::I444ToARGBMatrix, made.first);
     case AV_PIX_FMT_GRAY8:
-        return libyuv::I400ToARGBMatrix(y, frame.linesize[0], bytesOf(to), strideOf(to), constants, frame.width,
-                                        frame.height) == 0;
+        return libyuv::I400ToARGBMatrix(y, frame.linesize[0], made.to, made.stride, constants, frame.width,
+                                        made.count) == 0;
     default:
         return false;
     }
@@ -189,10 +213,9 @@ std::shared_ptr<const BufferSurface> PictureMaker::makePacked(const CameraFormat
     const std::optional<PlaneView> rows = viewOf(plane, {rowBytes, format.height});
     if (!rows)
         return nullptr;
-    BufferSurfacePool::Canvas canvas = pool_.take(format.width, format.height);
-    if (!convertPacked(format, *rows, unpacked_, canvas.pixels()))
-        return nullptr;
-    return BufferSurfacePool::finish(std::move(canvas), SurfaceAlpha::opaque);
+    return finish(format.width, format.height, [&](int first, int count, std::byte* to, std::size_t stride) {
+        return convertPacked(format, *rows, unpacked_, rowsToMake(first, count, to, stride));
+    });
 }
 
 std::shared_ptr<const BufferSurface> PictureMaker::makePlanar(const CameraFormat& format,
@@ -216,16 +239,9 @@ std::shared_ptr<const BufferSurface> PictureMaker::makePlanar(const CameraFormat
             return nullptr;
         views.at(index) = *view;
     }
-    BufferSurfacePool::Canvas canvas = pool_.take(format.width, format.height);
-    std::uint8_t* const to = bytesOf(canvas.pixels());
-    const int stride = strideOf(canvas.pixels());
-    const libyuv::YuvConstants* const constants = constantsFor(format.colors);
-    const int result =
-        isNv12 ? libyuv::NV12ToARGBMatrix(views[0].rows, views[0].stride, views[1].rows, views[1].stride, to, stride,
-                                          constants, format.width, format.height)
-               : libyuv::I420ToARGBMatrix(views[0].rows, views[0].stride, views[1].rows, views[1].stride, views[2].rows,
-                                          views[2].stride, to, stride, constants, format.width, format.height);
-    return result == 0 ? BufferSurfacePool::finish(std::move(canvas), SurfaceAlpha::opaque) : nullptr;
+    return finish(format.width, format.height, [&](int first, int count, std::byte* to, std::size_t stride) {
+        return convertPlanar(format, views, rowsToMake(first, count, to, stride));
+    });
 }
 
 std::shared_ptr<const BufferSurface> PictureMaker::makeFromJpeg(const CameraPlane& plane)
@@ -233,8 +249,16 @@ std::shared_ptr<const BufferSurface> PictureMaker::makeFromJpeg(const CameraPlan
     const AVFrame* const frame = decoder_.decode(plane.bytes);
     if (!frame || frame->width > largestPictureSide || frame->height > largestPictureSide)
         return nullptr;
-    BufferSurfacePool::Canvas canvas = pool_.take(frame->width, frame->height);
-    if (!convertJpeg(*frame, canvas.pixels()))
+    return finish(frame->width, frame->height, [&](int first, int count, std::byte* to, std::size_t stride) {
+        return convertJpeg(*frame, rowsToMake(first, count, to, stride));
+    });
+}
+
+std::shared_ptr<const BufferSurface> PictureMaker::finish(int width, int height, const PictureHalving::RowSource& rows)
+{
+    const int halvings = wantedHalvings_ ? wantedHalvings_(width, height) : 0;
+    BufferSurfacePool::Canvas canvas = pool_.take(halvedLength(width, halvings), halvedLength(height, halvings));
+    if (!halving_.make(width, height, halvings, rows, canvas.pixels()))
         return nullptr;
     return BufferSurfacePool::finish(std::move(canvas), SurfaceAlpha::opaque);
 }

@@ -3,11 +3,14 @@
 #include "platform/buffer_surface.h"
 #include "platform/camera_pictures/camera_format.h"
 #include "platform/camera_pictures/motion_jpeg.h"
+#include "platform/picture_halving.h"
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <span>
+#include <utility>
 #include <vector>
 
 namespace nimbrale {
@@ -23,6 +26,13 @@ struct CameraPlane {
 /// picture in the format, there is none. Not thread-safe.
 class PictureMaker {
 public:
+    /// How often the sides of a picture of that size, in pixels, are to be halved.
+    using HalvingsQuestion = std::function<int(int width, int height)>;
+
+    /// `wantedHalvings` may be empty, for pictures as they are. What is halved is the same as the picture as it is
+    /// would be, if that were halved.
+    explicit PictureMaker(HalvingsQuestion wantedHalvings = {}) : wantedHalvings_(std::move(wantedHalvings)) {}
+
     /// Null when there is no picture in it. `planes` are the planes of the format, or a single one with all of them one
     /// behind the other.
     [[nodiscard]] std::shared_ptr<const BufferSurface> make(const CameraFormat& format,
@@ -33,8 +43,12 @@ private:
     [[nodiscard]] std::shared_ptr<const BufferSurface> makePlanar(const CameraFormat& format,
                                                                   std::span<const CameraPlane> planes);
     [[nodiscard]] std::shared_ptr<const BufferSurface> makeFromJpeg(const CameraPlane& plane);
+    [[nodiscard]] std::shared_ptr<const BufferSurface> finish(int width, int height,
+                                                              const PictureHalving::RowSource& rows);
 
+    HalvingsQuestion wantedHalvings_;
     BufferSurfacePool pool_;
+    PictureHalving halving_;
     MotionJpegDecoder decoder_;
     std::vector<std::uint8_t> unpacked_; ///< brightness and color differences apart, where the conversion needs it
 };

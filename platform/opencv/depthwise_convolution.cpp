@@ -1,5 +1,7 @@
 #include "platform/opencv/depthwise_convolution.h"
 
+#include "platform/vector_clones.h"
+
 #include <algorithm>
 #include <cstddef>
 #include <opencv2/dnn.hpp>
@@ -91,12 +93,15 @@ private:
     {
         for (int y = 0; y < size.height; ++y, plane += size.width) {
             float* const row = padded_.data() + static_cast<std::size_t>(y + padding_) * rowLength();
-            for (int x = 0; x < size.width; ++x)
-                row[placeOf(x + padding_)] = plane[x];
+            for (int first = 0; first < stride_; ++first) {
+                float* const part = row + placeOf(first + padding_);
+                for (int x = first, i = 0; x < size.width; x += stride_, ++i)
+                    part[i] = plane[x];
+            }
         }
     }
 
-    void convolve(int channel, float* plane, cv::Size size) const
+    NIMBRALE_VECTOR_CLONES void convolve(int channel, float* plane, cv::Size size) const
     {
         const float* const kernel = blobs[0].ptr<float>() + static_cast<std::ptrdiff_t>(channel) * kernelSize;
         const float bias = blobs[1].ptr<float>()[channel];

@@ -1,7 +1,9 @@
 #include "platform/opencv/picture_averages.h"
 
+#include "platform/pixel_channels.h"
+#include "platform/vector_clones.h"
+
 #include <algorithm>
-#include <array>
 #include <cstddef>
 #include <limits>
 #include <opencv2/imgproc.hpp>
@@ -14,17 +16,19 @@ constexpr int channels = 4;
 constexpr int mostRows = std::numeric_limits<std::uint16_t>::max() / std::numeric_limits<std::uint8_t>::max();
 
 /// The means of `columns` pixels next to each other, of each of which `sums` has the sum of `rows`.
-void averageColumns(const std::uint16_t* sums, int columns, int rows, std::uint8_t* to, int width)
+NIMBRALE_VECTOR_CLONES void averageColumns(const std::uint16_t* sums, int columns, int rows, std::uint8_t* to,
+                                           int width)
 {
     const float share = 1.0F / static_cast<float>(columns * rows);
     for (int x = 0; x < width; ++x) {
-        std::array<std::uint32_t, channels> whole{};
-        for (int column = 0; column < columns; ++column, sums += channels) {
-            for (std::size_t channel = 0; channel < channels; ++channel)
-                whole[channel] += sums[channel];
-        }
-        for (std::size_t channel = 0; channel < channels; ++channel)
-            *to++ = cv::saturate_cast<std::uint8_t>(static_cast<float>(whole[channel]) * share);
+        ChannelSums whole{};
+        for (int column = 0; column < columns; ++column, sums += channels)
+            whole += channelsAt(sums);
+        // The sum is rounded to the nearest, and halves to the even one, where a float's last bit stands for one.
+        constexpr float roundsToOnes = 0x1.8p23F;
+        const ChannelValues mean = __builtin_convertvector(whole, ChannelValues) * share;
+        storeChannels(__builtin_convertvector((mean + roundsToOnes) - roundsToOnes, ChannelSums), to);
+        to += channels;
     }
 }
 
@@ -47,7 +51,7 @@ void PictureAverages::reduce(const cv::Mat& from, cv::Mat& to, cv::Size size)
     }
 }
 
-void PictureAverages::addRows(const cv::Mat& from, int first, int count)
+NIMBRALE_VECTOR_CLONES void PictureAverages::addRows(const cv::Mat& from, int first, int count)
 {
     std::fill(sums_.begin(), sums_.end(), std::uint16_t{0});
     for (int y = first; y < first + count; ++y) {

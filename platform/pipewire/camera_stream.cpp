@@ -73,7 +73,8 @@ CameraStream::CameraStream(MainQueue& queue, CameraDevice device, Cameras::Handl
                            std::chrono::seconds patience, RemoteQuestion openRemote)
     : device_(std::move(device)), onPicture_(std::move(handlers.onPicture)),
       loss_(queue, device_.name, std::move(handlers.onLost)), patience_(patience), openRemote_(std::move(openRemote)),
-      lastPicture_(std::chrono::steady_clock::now()), loop_(makeThreadLoop("nimbrale-camera"))
+      pictures_(std::move(handlers.wantedHalvings)), lastPicture_(std::chrono::steady_clock::now()),
+      loop_(makeThreadLoop("nimbrale-camera"))
 {
     const bool isReady = loop_ && (openRemote_ ? connectLater() : connect());
     if (!isReady || pw_thread_loop_start(loop_.get()) != 0)

@@ -38,8 +38,9 @@ constexpr std::chrono::milliseconds lookPause{2};
 
 V4l2Camera::V4l2Camera(MainQueue& queue, CameraNode node, Cameras::Handlers handlers,
                        std::chrono::milliseconds patience)
-    : node_(std::move(node)), onPicture_(std::move(handlers.onPicture)),
-      loss_(queue, node_.device.name, std::move(handlers.onLost)), patience_(patience), thread_([this] { run(); })
+    : node_(std::move(node)), wantedHalvings_(std::move(handlers.wantedHalvings)),
+      onPicture_(std::move(handlers.onPicture)), loss_(queue, node_.device.name, std::move(handlers.onLost)),
+      patience_(patience), thread_([this] { run(); })
 {}
 
 V4l2Camera::~V4l2Camera()
@@ -64,7 +65,7 @@ void V4l2Camera::run()
 
 void V4l2Camera::read(CameraInput& input)
 {
-    PictureMaker pictures;
+    PictureMaker pictures(wantedHalvings_);
     Clock::time_point lastPicture = Clock::now();
     bool hasUnreadable = false; // Since the last picture.
     const auto rest = std::chrono::duration_cast<std::chrono::nanoseconds>(input.interval() * restOfInterval);

@@ -31,6 +31,7 @@ private:
     [[nodiscard]] bool waitFor(std::chrono::nanoseconds time);
 
     const CameraNode node_;
+    const std::function<int(int width, int height)> wantedHalvings_;
     const std::function<void(std::shared_ptr<const BufferSurface> picture)> onPicture_;
     CameraLoss loss_;
     const std::chrono::milliseconds patience_;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/cameras.h"
+#include "tests/fakes/halved_picture.h"
 
 #include <algorithm>
 #include <cstddef>
@@ -20,12 +21,13 @@ public:
     std::string id;
     bool isOpen = true;
 
-    /// Hands out a picture, on the test's own thread, which stands for the camera's. A closed camera has none to give.
-    void show(std::shared_ptr<const BufferSurface> picture) const
+    /// Hands out a picture, halved as often as is wanted, on the test's own thread, which stands for the camera's. A
+    /// closed camera has none to give.
+    void show(const std::shared_ptr<const BufferSurface>& picture) const
     {
         const auto onPicture = handlers.onPicture; // The call may end with the camera closed.
         if (isOpen && onPicture)
-            onPicture(std::move(picture));
+            onPicture(halvedAsWanted(picture));
     }
     /// An opaque picture of one color.
     void show(int width, int height, std::byte value = std::byte{0x80}) const
@@ -43,6 +45,14 @@ public:
     }
 
     Cameras::Handlers handlers;
+
+private:
+    [[nodiscard]] std::shared_ptr<const BufferSurface>
+    halvedAsWanted(const std::shared_ptr<const BufferSurface>& picture) const
+    {
+        const int halvings = handlers.wantedHalvings ? handlers.wantedHalvings(picture->width(), picture->height()) : 0;
+        return halvings == 0 ? picture : halved(*picture, halvings);
+    }
 };
 
 /// Cameras that the test plugs in, unplugs and shows pictures with.

@@ -12,7 +12,7 @@ namespace nimbrale {
 {
     return std::make_shared<WebcamCamera>(
         platform.cameras(), platform.mainQueue(),
-        [](const std::shared_ptr<const BufferSurface>& picture, WebcamCamera::Background) { return picture; });
+        [](const std::shared_ptr<const BufferSurface>& picture, WebcamCamera::Background, int) { return picture; });
 }
 
 } // namespace nimbrale

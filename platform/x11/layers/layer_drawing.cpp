@@ -1,7 +1,5 @@
 #include "platform/x11/layers/layer_drawing.h"
 
-#include "platform/x11/layers/layer_painting.h"
-
 #include <algorithm>
 #include <cmath>
 #include <set>
@@ -198,7 +196,7 @@ std::vector<PaintedPiece> LayerDrawing::paint(const std::vector<LayerItem>& item
     painted.reserve(pieces.size());
     for (const PixelRect& pixels : pieces) {
         QImage image = uploader.image(pixels.width, pixels.height);
-        paintItems(image, pixels.x, pixels.y, items, scale_);
+        painter_.paint(image, pixels.x, pixels.y, items, scale_);
         painted.push_back({pixels, std::move(image)});
     }
     return painted;

@@ -3,6 +3,7 @@
 #include "platform/x11/layers/draw_target.h"
 #include "platform/x11/layers/drawing_resources.h"
 #include "platform/x11/layers/layer_items.h"
+#include "platform/x11/layers/layer_painting.h"
 #include "platform/x11/server/pixel_region.h"
 
 #include <QImage>
@@ -58,6 +59,7 @@ private:
 
     DrawingResources& resources_;
     Connection& connection_;
+    LayerPainter painter_;
     double scale_ = 1;
     int groupLevel_ = 0;
 };

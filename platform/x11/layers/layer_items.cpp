@@ -151,11 +151,16 @@ bool LayerItem::isOpaque() const
     return false;
 }
 
-bool LayerItem::isPixelForPixel() const
+bool LayerItem::hasWholePixels() const
 {
     const Surface& surface = *layer->contents();
-    return !layer->isMirrored() && contentsRect.width == surface.width() && contentsRect.height == surface.height() &&
+    return contentsRect.width == surface.width() && contentsRect.height == surface.height() &&
            contentsRect.x == std::floor(contentsRect.x) && contentsRect.y == std::floor(contentsRect.y);
+}
+
+bool LayerItem::isPixelForPixel() const
+{
+    return !layer->isMirrored() && hasWholePixels();
 }
 
 std::vector<LayerItem> flattenLayers(const Layer& root, double scale)

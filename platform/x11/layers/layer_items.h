@@ -38,7 +38,9 @@ struct LayerItem {
     [[nodiscard]] PixelRegion region() const;
     /// Hides everything behind its parts.
     [[nodiscard]] bool isOpaque() const;
-    /// Whether every pixel of the surface lies on one of the window, unflipped.
+    /// Whether every pixel of the surface lies on one of the window, be they flipped.
+    [[nodiscard]] bool hasWholePixels() const;
+    /// The same, unflipped.
     [[nodiscard]] bool isPixelForPixel() const;
 };
 

@@ -18,10 +18,23 @@ struct Run {
     bool operator==(const Run&) const = default;
 };
 
+bool isOpaque(const QRgb* row, int width)
+{
+    QRgb common = 0xff000000;
+    for (int x = 0; x < width; ++x)
+        common &= row[x];
+    return qAlpha(common) == 255;
+}
+
 /// The solid runs of one row, which is made solid there.
 void solidRuns(QRgb* row, int width, std::vector<Run>& runs)
 {
     runs.clear();
+    // Most rows of a picture.
+    if (isOpaque(row, width)) {
+        runs.push_back({0, width});
+        return;
+    }
     int x = 0;
     while (x < width) {
         while (x < width && qAlpha(row[x]) < halfOpaque)

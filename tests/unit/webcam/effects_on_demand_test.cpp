@@ -31,8 +31,8 @@ TEST(EffectsOnDemandTest, MakesTheSegmentationOnceAndForTheFirstPictureOnly)
         return std::make_unique<FakePersonSegmentation>(std::move(state));
     });
     EXPECT_EQ(made, 0);
-    EXPECT_TRUE(effects(somePicture(), Background::blurred));
-    EXPECT_TRUE(effects(somePicture(), Background::transparent));
+    EXPECT_TRUE(effects(somePicture(), Background::blurred, 0));
+    EXPECT_TRUE(effects(somePicture(), Background::transparent, 0));
     EXPECT_EQ(made, 1);
 }
 
@@ -50,7 +50,7 @@ TEST(EffectsOnDemandTest, WithoutSegmentationThereAreNoEffectsAndOneLineSaysSo)
         return fail(ErrorCode::permanent, "no model");
     });
     for (int i = 0; i < 3; ++i)
-        EXPECT_FALSE(effects(somePicture(), Background::blurred));
+        EXPECT_FALSE(effects(somePicture(), Background::blurred, 0));
     qInstallMessageHandler(before);
     EXPECT_EQ(made, 1);
     EXPECT_EQ(loggedErrors, 1);

@@ -33,6 +33,11 @@ void noteErrors(QtMsgType type, const QMessageLogContext& context, const QString
         loggedErrors << text;
 }
 
+std::shared_ptr<const BufferSurface> pictureOf(int width, int height)
+{
+    return std::make_shared<BufferSurface>(std::make_shared<PixelBuffer>(width, height), SurfaceAlpha::opaque);
+}
+
 class WebcamCameraTest : public testing::Test {
 public:
     WebcamCameraTest(const WebcamCameraTest&) = delete;
@@ -77,10 +82,12 @@ protected:
     FakeMainQueue queue;
     std::function<std::shared_ptr<const BufferSurface>(const std::shared_ptr<const BufferSurface>&, Background)>
         effect = [](const std::shared_ptr<const BufferSurface>& picture, Background) { return picture; };
-    WebcamCamera camera{cameras, queue,
-                        [this](const std::shared_ptr<const BufferSurface>& picture, Background background) {
-                            return effect(picture, background);
-                        }};
+    WebcamCamera camera{
+        cameras, queue,
+        [this](const std::shared_ptr<const BufferSurface>& picture, Background background, int halvings) {
+            const auto made = effect(picture, background);
+            return made && halvings > 0 ? halved(*made, halvings) : made;
+        }};
     WebcamPictureLayer layer{camera.pictures()};
 
 private:
@@ -211,6 +218,27 @@ TEST_F(WebcamCameraTest, PicturesThatAreShownSmallAreHandedOnSmall)
     EXPECT_EQ(processed().contents()->width(), 320);
     camera.stop();
     EXPECT_EQ(widthOfEffects, 640) << "people are found in the camera's own picture";
+}
+
+TEST_F(WebcamCameraTest, NoEffectIsMadeOfAPictureThatWasMadeSmallBeforeTheEffectWasWanted)
+{
+    camera.setShownSize({160, 90});
+    camera.selectDevice("front");
+    std::vector<int> widths;
+    effect = [&](const std::shared_ptr<const BufferSurface>& picture, Background) {
+        widths.push_back(picture->width());
+        return picture;
+    };
+    ASSERT_EQ(opened().handlers.wantedHalvings(640, 360), 2);
+    camera.setBackground(Background::blurred);
+    opened().handlers.onPicture(pictureOf(160, 90));
+    queue.runPosted();
+    EXPECT_EQ(preview().contents()->width(), 160) << "it is shown as it is until the next one";
+
+    opened().show(640, 360);
+    ASSERT_TRUE(waitForProcessed());
+    camera.stop();
+    EXPECT_EQ(widths, std::vector{640});
 }
 
 TEST_F(WebcamCameraTest, APictureOnItsWayIsDroppedWhenTheCameraIsStopped)
@@ -386,12 +414,12 @@ TEST_F(WebcamCameraTest, APictureWhoseEffectEndsAfterTheCameraIsStoppedIsDropped
 {
     std::promise<void> begun;
     std::promise<void> release;
-    auto one = std::make_unique<WebcamCamera>(cameras, queue,
-                                              [&](const std::shared_ptr<const BufferSurface>& picture, Background) {
-                                                  begun.set_value();
-                                                  release.get_future().wait();
-                                                  return picture;
-                                              });
+    auto one = std::make_unique<WebcamCamera>(
+        cameras, queue, [&](const std::shared_ptr<const BufferSurface>& picture, Background, int) {
+            begun.set_value();
+            release.get_future().wait();
+            return picture;
+        });
     const std::shared_ptr<WebcamPictures> shownPictures = one->pictures();
     const WebcamPictureLayer shown(shownPictures);
     one->setBackground(Background::blurred);
@@ -425,11 +453,11 @@ TEST_F(WebcamCameraTest, AnEffectThatFailsLeavesThePictureBefore)
 
 TEST_F(WebcamCameraTest, EndsWhileAnEffectIsAtWork)
 {
-    auto another = std::make_unique<WebcamCamera>(cameras, queue,
-                                                  [](const std::shared_ptr<const BufferSurface>& picture, Background) {
-                                                      std::this_thread::sleep_for(30ms);
-                                                      return picture;
-                                                  });
+    auto another = std::make_unique<WebcamCamera>(
+        cameras, queue, [](const std::shared_ptr<const BufferSurface>& picture, Background, int) {
+            std::this_thread::sleep_for(30ms);
+            return picture;
+        });
     another->setBackground(Background::transparent);
     another->selectDevice("desk");
     opened().show(10, 10);

@@ -50,14 +50,21 @@ TEST_P(WebcamEffectsMemoryTest, NoPictureTakesMemoryOnceTheBuffersAreThere)
     const PixelBuffer other(320, 240);
 
     int before = largePieces;
-    auto shown = effects.process(picture, GetParam());
+    auto shown = effects.process(picture, GetParam(), 1);
     EXPECT_GT(largePieces - before, 5) << "the count sees what the first picture takes";
-    shown = effects.process(picture, GetParam());
+    shown = effects.process(picture, GetParam(), 1);
 
     before = largePieces;
     for (int count = 0; count < 10; ++count)
-        shown = effects.process(picture, GetParam());
+        shown = effects.process(picture, GetParam(), 1);
     EXPECT_EQ(largePieces - before, 0);
+
+    shown = effects.process(picture, GetParam());
+    shown = effects.process(picture, GetParam());
+    before = largePieces;
+    for (int count = 0; count < 10; ++count)
+        shown = effects.process(picture, GetParam());
+    EXPECT_EQ(largePieces - before, 0) << "the same in the picture's own size";
 
     before = largePieces;
     shown = effects.process(other, GetParam());

@@ -1,10 +1,14 @@
 #include "webcam/webcam_effects.h"
 
 #include "tests/fakes/fake_person_segmentation.h"
+#include "tests/fakes/halved_picture.h"
 #include "tests/fakes/log_capture.h"
 
+#include <algorithm>
 #include <gmock/gmock.h>
+#include <random>
 #include <set>
+#include <utility>
 
 namespace nimbrale {
 namespace {
@@ -123,6 +127,30 @@ TEST_F(WebcamEffectsTest, AFailureIsLoggedAndTheNextPictureTried)
     EXPECT_TRUE(effects.process(picture, Background::blurred));
     EXPECT_EQ(state->calls, 2);
     EXPECT_THAT(log.lines(), IsEmpty());
+}
+
+TEST_F(WebcamEffectsTest, AResultHalvedOnTheWayIsTheOneHalvedAfterwards)
+{
+    state->setMask(64, 36, [](int x, int y) { return (x * 5 + y * 3) % 256; });
+    PixelBuffer picture(75, 43);
+    std::mt19937 random(4); // NOLINT(bugprone-random-generator-seed): the same noise each time.
+    std::generate_n(picture.row(0), picture.stride() * 43, [&] { return static_cast<std::byte>(random() & 0xff); });
+    for (const Background background : {Background::blurred, Background::transparent}) {
+        for (const int halvings : {1, 2, 3}) {
+            // Masks are steadied from one picture to the next, so each has its own effects.
+            const auto process = [&](int count) {
+                return WebcamEffects(std::make_unique<FakePersonSegmentation>(state))
+                    .process(picture, background, count);
+            };
+            const auto expected = halved(*process(0), halvings);
+            const auto made = process(halvings);
+            ASSERT_EQ(std::pair(made->width(), made->height()), std::pair(expected->width(), expected->height()));
+            EXPECT_EQ(made->alpha(), expected->alpha());
+            const std::size_t size = made->pixels().stride() * static_cast<std::size_t>(made->height());
+            EXPECT_TRUE(std::equal(made->pixels().row(0), made->pixels().row(0) + size, expected->pixels().row(0)))
+                << halvings;
+        }
+    }
 }
 
 TEST_F(WebcamEffectsTest, PicturesTakeTurnsInTheSameBuffers)
