@@ -267,10 +267,10 @@ TEST_F(ChangeCollectorTest, thePointerIsDrawnWhereItWasAndWhereItIs)
 TEST_F(ChangeCollectorTest, aPointerIsNearWhereItMaySoonBeInTheSource)
 {
     EXPECT_TRUE(changes.isPointerNear({200, 200, 16, 16}));
-    EXPECT_TRUE(changes.isPointerNear({500 + 159, 200, 16, 16}));
-    EXPECT_FALSE(changes.isPointerNear({500 + 160, 200, 16, 16}));
-    EXPECT_TRUE(changes.isPointerNear({200, 100 - 16 - 159, 16, 16}));
-    EXPECT_FALSE(changes.isPointerNear({200, 100 - 16 - 160, 16, 16}));
+    EXPECT_TRUE(changes.isPointerNear({500 + 63, 200, 16, 16}));
+    EXPECT_FALSE(changes.isPointerNear({500 + 64, 200, 16, 16}));
+    EXPECT_TRUE(changes.isPointerNear({200, 100 - 16 - 63, 16, 16}));
+    EXPECT_FALSE(changes.isPointerNear({200, 100 - 16 - 64, 16, 16}));
     changes.setSource(source, PointerVisibility::hidden);
     EXPECT_FALSE(changes.isPointerNear({200, 200, 16, 16}));
 }
