@@ -275,6 +275,20 @@ TEST_F(ChangeCollectorTest, aPointerIsNearWhereItMaySoonBeInTheSource)
     EXPECT_FALSE(changes.isPointerNear({200, 200, 16, 16}));
 }
 
+TEST_F(ChangeCollectorTest, ofAHeldPlaceAndAFrozenPictureTheSoonerReleaseIsTheNext)
+{
+    using namespace std::chrono_literals;
+    constexpr ChangeCollector::Clock::time_point start{};
+    const CapturedWindow& panel = addWindow({200, 200, 50, 50});
+    excluded.insert(panel.id);
+    changes.setMasked(true);
+    changes.addWindow(panel, WindowChange::vanished, start);
+    changes.freeze(start, ChangeCollector::longestFade + 50ms, 100ms);
+    EXPECT_EQ(changes.nextRelease(), start + ChangeCollector::longestFade);
+    changes.updateMask({}, start + ChangeCollector::longestFade, start);
+    EXPECT_EQ(changes.nextRelease(), start + ChangeCollector::longestFade + 50ms) << "what is left of the two";
+}
+
 TEST_F(ChangeCollectorTest, aPointersDistanceIsTheWayAlongTheFartherAxis)
 {
     EXPECT_EQ(changes.pointerDistance({499, 399, 16, 16}), 0);
