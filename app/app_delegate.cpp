@@ -41,6 +41,14 @@ AppDelegate::~AppDelegate()
     closeFrame();
 }
 
+std::function<void()> AppDelegate::whileAlive(void (AppDelegate::*method)())
+{
+    return [weak = weak_from_this(), method] {
+        if (const auto self = weak.lock())
+            ((*self).*method)();
+    };
+}
+
 void AppDelegate::closeFrame()
 {
     if (editor_)
@@ -55,22 +63,10 @@ void AppDelegate::applicationWillFinishLaunching()
 {
     const std::weak_ptr weak = weak_from_this();
     platform_.workspace().keepAlertsOffDisplay(VirtualDisplay::name());
-    captureFailure_.onRetry = [weak] {
-        if (const auto self = weak.lock())
-            self->restartCaptureChain();
-    };
-    screensObserver_ = platform_.screens().observeChanges([weak] {
-        if (const auto self = weak.lock())
-            self->screensDidChange();
-    });
-    settingsObserver_ = settings_.observeChanges([weak] {
-        if (const auto self = weak.lock())
-            self->settingsWillChange();
-    });
-    lockObserver_ = platform_.sessionLock().observe([weak] {
-        if (const auto self = weak.lock())
-            self->sessionLockDidChange();
-    });
+    captureFailure_.onRetry = whileAlive(&AppDelegate::restartCaptureChain);
+    screensObserver_ = platform_.screens().observeChanges(whileAlive(&AppDelegate::screensDidChange));
+    settingsObserver_ = settings_.observeChanges(whileAlive(&AppDelegate::settingsWillChange));
+    lockObserver_ = platform_.sessionLock().observe(whileAlive(&AppDelegate::sessionLockDidChange));
     platform_.workspace().termination().onShouldTerminate = [weak] {
         const auto self = weak.lock();
         return self ? self->applicationShouldTerminate() : TerminateReply::now;
@@ -203,10 +199,7 @@ void AppDelegate::createEditor()
         if (const auto self = weak.lock())
             self->openSettingsTab(AppSettings::SettingsTab::general);
     };
-    editor_->onToggleRecording = [weak] {
-        if (const auto self = weak.lock())
-            self->toggleRecording();
-    };
+    editor_->onToggleRecording = whileAlive(&AppDelegate::toggleRecording);
 }
 
 void AppDelegate::createWebcam()
@@ -249,10 +242,7 @@ void AppDelegate::moveToDisplay(DisplayID displayID, const DisplayGeometry& geom
         return;
     // The setting names this display already: it was away when the capture started and came back since. The settings
     // alone would not tell that the capture has to move. The editor is still in its own call.
-    platform_.mainQueue().post([weak = weak_from_this()] {
-        if (const auto self = weak.lock())
-            self->restartCaptureChain();
-    });
+    platform_.mainQueue().post(whileAlive(&AppDelegate::restartCaptureChain));
 }
 
 void AppDelegate::restartCaptureChain()
@@ -272,10 +262,7 @@ void AppDelegate::restartCaptureChain()
 void AppDelegate::stop(RegionCapture& capture)
 {
     isCaptureStopping_ = true;
-    capture.stop([weak = weak_from_this()] {
-        if (const auto self = weak.lock())
-            self->captureStopped();
-    });
+    capture.stop(whileAlive(&AppDelegate::captureStopped));
 }
 
 void AppDelegate::captureStopped()
@@ -317,10 +304,8 @@ void AppDelegate::sessionLockDidChange()
 
 void AppDelegate::settingsWillChange()
 {
-    settingsDebounce_ = platform_.mainQueue().schedule(settingsDebounceTime, [weak = weak_from_this()] {
-        if (const auto self = weak.lock())
-            self->settingsDidChange();
-    });
+    settingsDebounce_ =
+        platform_.mainQueue().schedule(settingsDebounceTime, whileAlive(&AppDelegate::settingsDidChange));
 }
 
 // While the user is asked about a capture that failed, that capture stays failed: behind the open alert a new one
@@ -368,10 +353,7 @@ void AppDelegate::screensDidChange()
     // Until the check another display's pixels may lie where the capture looks.
     if (followsChanges() && capture_->hasStream() && !isCapturedDisplayUnchanged())
         stop(*capture_);
-    displayCheck_ = platform_.mainQueue().schedule(displayCheckDelay, [weak = weak_from_this()] {
-        if (const auto self = weak.lock())
-            self->checkCapturedDisplay();
-    });
+    displayCheck_ = platform_.mainQueue().schedule(displayCheckDelay, whileAlive(&AppDelegate::checkCapturedDisplay));
 }
 
 bool AppDelegate::isCapturedDisplayUnchanged() const

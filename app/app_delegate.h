@@ -69,6 +69,8 @@ private:
     AppDelegate(Platform& platform, AppSettings& settings, std::shared_ptr<WebcamCamera> camera,
                 ShowSettingsWindow showSettingsWindow, const OverlayColors& colors);
 
+    /// Calls the method, unless the object has gone by then.
+    [[nodiscard]] std::function<void()> whileAlive(void (AppDelegate::*method)());
     void startCaptureChain();
     void startCapture(const std::shared_ptr<RegionCapture>& capture, std::optional<Result<ShareableContent>> content);
     void captureStarted(const Result<void>& result);

@@ -265,6 +265,8 @@ protected:
     /// room for a shadow, like `below`.
     [[nodiscard]] testing::AssertionResult becomesAsTheScreenAnd(const QImage& below)
     {
+        // The picture of before would do as well, so what was done to the properties must have had its effect.
+        captured->settle();
         const QRect masked = ownArea.adjusted(-64, -64, 64, 64) & region;
         QImage expected;
         const bool isSame = captured->pumpUntil([&] {

@@ -58,6 +58,21 @@ protected:
         return geometry ? QRect(geometry->x, geometry->y, geometry->width, geometry->height) : QRect();
     }
 
+    /// The topmost of the application's windows with that size.
+    [[nodiscard]] xcb_window_t ownWindowOf(QSize size) const
+    {
+        for (auto window = ownWindows.rbegin(); window != ownWindows.rend(); ++window) {
+            if (areaOf(*window).size() == size)
+                return *window;
+        }
+        return XCB_NONE;
+    }
+    [[nodiscard]] xcb_window_t frameWindow() const
+    {
+        constexpr int margin = 24;
+        return ownWindowOf(region.size() + QSize(2 * margin, 2 * margin));
+    }
+
     [[nodiscard]] QRect sharedPlace() const
     {
         const auto monitor = desktop->monitorNamed("Nimbrale");

@@ -12,16 +12,6 @@ namespace {
 
 class TouchedWindowsTest : public OtherClientsTest, public testing::WithParamInterface<WindowTouch> {
 protected:
-    /// The topmost of the application's windows with that size.
-    [[nodiscard]] xcb_window_t ownWindowOf(QSize size) const
-    {
-        for (auto window = ownWindows.rbegin(); window != ownWindows.rend(); ++window) {
-            if (areaOf(*window).size() == size)
-                return *window;
-        }
-        return XCB_NONE;
-    }
-
     /// Does it with the server held, so that the damage is seen before the application can do anything about it.
     void touch(xcb_window_t window, const std::function<bool()>& isDamaged)
     {
@@ -40,9 +30,7 @@ INSTANTIATE_TEST_SUITE_P(Touches, TouchedWindowsTest, testing::ValuesIn(window_t
 
 TEST_P(TouchedWindowsTest, TheFrameIsPutBack)
 {
-    constexpr int margin = 24;
-    const xcb_window_t frame = ownWindowOf(region.size() + QSize(2 * margin, 2 * margin));
-    touch(frame, [&] { return !showsFrameAround(region, Milliseconds{1}); });
+    touch(frameWindow(), [&] { return !showsFrameAround(region, Milliseconds{1}); });
     expectEverythingWorks();
 }
 
@@ -52,14 +40,26 @@ TEST_P(TouchedWindowsTest, TheSharedWindowIsPutBack)
     expectEverythingWorks();
 }
 
+// As xkill does it to a window that was clicked.
+TEST_F(OtherClientsTest, AKilledConnectionEndsItWithAMessageAndLeavesTheDesktopAsItWas)
+{
+    const xcb_window_t frame = frameWindow();
+    ASSERT_NE(frame, XCB_NONE);
+    ASSERT_NE(desktop->screenSize(), QSize(1280, 720)) << "the screen has grown";
+    xcb_kill_client(desktop->connection(), frame);
+    desktop->synchronize();
+    EXPECT_EQ(application->process().waitForEnd(Milliseconds{5000}), 1);
+    const std::string output = application->process().output();
+    EXPECT_NE(output.find("The connection to the X server is lost"), std::string::npos) << output;
+    EXPECT_TRUE(
+        waitUntil([&] { return !desktop->monitorNamed("Nimbrale") && desktop->screenSize() == QSize(1280, 720); },
+                  Milliseconds{5000}));
+    EXPECT_FALSE(showsFrameAround(region, Milliseconds{1}));
+}
+
 TEST_F(OtherClientsTest, ARivalThatKeepsUnmappingTheFrameNeitherBlocksNorOutlastsIt)
 {
-    constexpr int margin = 24;
-    xcb_window_t frame = XCB_NONE;
-    for (const xcb_window_t window : ownWindows) {
-        if (areaOf(window).size() == region.size() + QSize(2 * margin, 2 * margin))
-            frame = window;
-    }
+    const xcb_window_t frame = frameWindow();
     ASSERT_NE(frame, XCB_NONE);
     int seen = 0;
     for (int round = 0; round < 200; ++round) {

@@ -96,6 +96,29 @@ TEST_F(AppDelegateLockTest, UnlockingWhileTheCaptureStillStopsStartsOneAfterward
     EXPECT_TRUE(delegate_->capture()->hasStream());
 }
 
+TEST_F(AppDelegateLockTest, NothingStartsWhileTheCaptureStillStopsHoweverOftenTheSessionIsUnlocked)
+{
+    launch();
+    const Screen other = platform_.screens().list.back();
+    // The other display is the one in the settings already, so that the frame's move asks for a restart by itself.
+    settings_.setDisplayID(otherDisplay);
+    settle();
+    capture().stream().completeStop();
+    finishStart();
+    setLocked(true);
+    delegate_->editor()->onMoveToDisplay(otherDisplay, DisplayGeometry::of(other), {50, 51, 700, 500});
+    setLocked(false);
+    ASSERT_TRUE(isRestarting());
+    setLocked(true);
+    queue().runPosted();
+    setLocked(false);
+    EXPECT_EQ(capture().contentRequests, 2) << "the capture before has not stopped yet";
+    capture().stream().completeStop();
+    finishStart();
+    EXPECT_EQ(streams(), 3U);
+    EXPECT_TRUE(delegate_->editor());
+}
+
 TEST_F(AppDelegateLockTest, AnotherLockBeforeTheNewCaptureHasStartedKeepsTheCard)
 {
     launchWithMirror();

@@ -120,6 +120,21 @@ TEST_F(RegionOverlayPointerTest, FrameThatADragLeftElsewhereIsNoticedUnderAResti
     EXPECT_EQ(hoveredZone(), std::nullopt);
 }
 
+TEST_F(RegionOverlayPointerTest, PointerThatLeftAHeldButtonIsNoticedThoughNobodyTold)
+{
+    const Rect close = window->view().layout().button(FrameButton::close);
+    const Point onClose{window->frame().x + close.midX(), window->frame().y + close.midY()};
+    moveTo(onClose);
+    platform.mainQueue().advance(1s);
+    ASSERT_EQ(window->view().hoveredButton(), FrameButton::close);
+    panel().press(onClose);
+    platform.mainQueue().advance(1s);
+    screens().mouse = inside;
+    panel().release(inside);
+    platform.mainQueue().advance(34ms);
+    EXPECT_EQ(window->view().hoveredButton(), std::nullopt);
+}
+
 TEST_F(RegionOverlayPointerTest, ClicksAreTakenByThePixelsOfThePanelsScale)
 {
     const auto takesClickBesideClose = [&](double dx, double dy) {

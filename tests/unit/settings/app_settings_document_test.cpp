@@ -52,6 +52,15 @@ TEST(SettingsDocumentTest, CommentsAssignNothing)
     EXPECT_EQ(commented->value("#key"), std::nullopt);
 }
 
+TEST(SettingsDocumentTest, BlanksAroundKeyAndValueDoNotCount)
+{
+    auto document = SettingsDocument::parse("  [General] \n\tkey \t= 1 \r\n");
+    ASSERT_TRUE(document);
+    EXPECT_EQ(document->value("key"), Value("1"));
+    document->setValue("key", "2");
+    EXPECT_EQ(document->text(), "  [General] \nkey=2\n");
+}
+
 TEST(SettingsDocumentTest, WhatCannotBeUnderstoodIsAbsent)
 {
     EXPECT_EQ(valueIn("key=\"never closed\n"), std::nullopt);

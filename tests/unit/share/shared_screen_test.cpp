@@ -294,8 +294,8 @@ TEST_F(SharedScreenTest, APausedScreenKeepsItsWindowUntilItIsShownAgain)
     ASSERT_THAT(panels.living, ElementsAre(window));
     EXPECT_THAT(panels.orderedOut, IsEmpty());
 
-    sharedScreen.activate({100, 50, 300, 200}, geometry, 2);
-    sharedScreen.show({picture().surface, {100, 50, 300, 200}});
+    sharedScreen.activate({120, 80, 300, 200}, geometry, 2);
+    sharedScreen.show({picture().surface, {120, 80, 300, 200}});
     EXPECT_THAT(panels.living, ElementsAre(window));
     EXPECT_THAT(panels.last().rootLayer().sublayersInOrder(), SizeIs(1));
     EXPECT_EQ(frameLayer(panels.last()).frame(), (Rect{0, 0, 600, 400}));
@@ -338,6 +338,8 @@ TEST_F(SharedScreenTest, APauseThatEndsWithoutAPictureTakesTheWindowAway)
     sharedScreen.deactivate();
     sharedScreen.endPause();
     EXPECT_THAT(panels.living, IsEmpty());
+    sharedScreen.activate(region, geometry, 2);
+    EXPECT_THAT(panels.last().rootLayer().sublayersInOrder(), SizeIs(1)) << "the next window shows no card";
 }
 
 TEST_F(SharedScreenTest, AScreenThatIsNotShownCannotBePaused)

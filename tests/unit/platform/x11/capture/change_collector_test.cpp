@@ -267,12 +267,26 @@ TEST_F(ChangeCollectorTest, thePointerIsDrawnWhereItWasAndWhereItIs)
 TEST_F(ChangeCollectorTest, aPointerIsNearWhereItMaySoonBeInTheSource)
 {
     EXPECT_TRUE(changes.isPointerNear({200, 200, 16, 16}));
-    EXPECT_TRUE(changes.isPointerNear({500 + 159, 200, 16, 16}));
-    EXPECT_FALSE(changes.isPointerNear({500 + 160, 200, 16, 16}));
-    EXPECT_TRUE(changes.isPointerNear({200, 100 - 16 - 159, 16, 16}));
-    EXPECT_FALSE(changes.isPointerNear({200, 100 - 16 - 160, 16, 16}));
+    EXPECT_TRUE(changes.isPointerNear({500 + 63, 200, 16, 16}));
+    EXPECT_FALSE(changes.isPointerNear({500 + 64, 200, 16, 16}));
+    EXPECT_TRUE(changes.isPointerNear({200, 100 - 16 - 63, 16, 16}));
+    EXPECT_FALSE(changes.isPointerNear({200, 100 - 16 - 64, 16, 16}));
     changes.setSource(source, PointerVisibility::hidden);
     EXPECT_FALSE(changes.isPointerNear({200, 200, 16, 16}));
+}
+
+TEST_F(ChangeCollectorTest, ofAHeldPlaceAndAFrozenPictureTheSoonerReleaseIsTheNext)
+{
+    using namespace std::chrono_literals;
+    constexpr ChangeCollector::Clock::time_point start{};
+    const CapturedWindow& panel = addWindow({200, 200, 50, 50});
+    excluded.insert(panel.id);
+    changes.setMasked(true);
+    changes.addWindow(panel, WindowChange::vanished, start);
+    changes.freeze(start, ChangeCollector::longestFade + 50ms, 100ms);
+    EXPECT_EQ(changes.nextRelease(), start + ChangeCollector::longestFade);
+    changes.updateMask({}, start + ChangeCollector::longestFade, start);
+    EXPECT_EQ(changes.nextRelease(), start + ChangeCollector::longestFade + 50ms) << "what is left of the two";
 }
 
 TEST_F(ChangeCollectorTest, aPointersDistanceIsTheWayAlongTheFartherAxis)

@@ -61,6 +61,18 @@ TEST(HeldPlacesTest, aPlaceIsHeldUntilItIsProvenThatItWasLeft)
     EXPECT_FALSE(places.lastLeft());
 }
 
+TEST(HeldPlacesTest, aPlaceThatIsLeftAgainNeedsAProofOfTheLastTime)
+{
+    HeldPlaces places;
+    places.add(PixelRegion(0, 0, 10, 10), start, 100ms);
+    places.add(PixelRegion(0, 0, 10, 10), start + 50ms, 100ms);
+    EXPECT_EQ(places.lastLeft(), start + 50ms);
+    places.release(start + 150ms, start + 49ms);
+    EXPECT_FALSE(places.region().isEmpty());
+    places.release(start + 150ms, start + 50ms);
+    EXPECT_TRUE(places.region().isEmpty());
+}
+
 TEST(HeldPlacesTest, aProofIsNotWaitedForForever)
 {
     HeldPlaces places;

@@ -103,6 +103,8 @@ TEST(OutputScaling, ATallerSourceStandsBetweenBarsOnItsSides)
 {
     const OutputScaling scaling(100, 400, 640, 360, OutputFit::inside);
     EXPECT_EQ(scaling.picture(), (PixelRect{275, 0, 90, 360}));
+    EXPECT_EQ(OutputScaling(100, 400, 641, 360, OutputFit::inside).picture(), (PixelRect{275, 0, 90, 360}))
+        << "of an odd rest the right bar has the pixel more";
     EXPECT_FALSE(OutputScaling(100, 400, 640, 360).hasBars());
 }
 
@@ -111,6 +113,10 @@ TEST(OutputScaling, WithinAPixelOfItsProportionTheSourceIsStretched)
     EXPECT_FALSE(OutputScaling(1367, 769, 1366, 768, OutputFit::inside).hasBars());
     EXPECT_FALSE(OutputScaling(5120, 2881, 2560, 1440, OutputFit::inside).hasBars());
     EXPECT_FALSE(OutputScaling(300, 200, 300, 200, OutputFit::inside).hasBars());
+    EXPECT_FALSE(OutputScaling(300, 200, 300, 201, OutputFit::inside).hasBars());
+    EXPECT_FALSE(OutputScaling(300, 200, 301, 200, OutputFit::inside).hasBars());
+    EXPECT_TRUE(OutputScaling(300, 200, 300, 202, OutputFit::inside).hasBars());
+    EXPECT_TRUE(OutputScaling(300, 200, 302, 200, OutputFit::inside).hasBars());
     EXPECT_TRUE(OutputScaling(300, 200, 304, 200, OutputFit::inside).hasBars());
 }
 

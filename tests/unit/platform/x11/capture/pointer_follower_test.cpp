@@ -94,7 +94,7 @@ TEST(PointerFollowerTest, theSamePositionRightAfterAnotherOneIsNoRest)
     follower.gotAnswer(start, Answer::otherPosition, NextChange::mayBeUntold);
     follower.gotAnswer(start + 15ms, Answer::samePosition, NextChange::mayBeUntold);
     EXPECT_TRUE(follower.isMoving()) << "a slow mouse tells of its place every 16 ms";
-    follower.gotAnswer(start + 25ms, Answer::samePosition, NextChange::mayBeUntold);
+    follower.gotAnswer(start + 20ms, Answer::samePosition, NextChange::mayBeUntold);
     EXPECT_FALSE(follower.isMoving());
 }
 
