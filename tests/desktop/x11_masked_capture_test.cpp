@@ -142,6 +142,7 @@ TEST_P(X11MaskedCaptureTest, DecoratedWindowsAreAsTheScreenShowsThem)
     scene->move("upper", {250, 150});
     expectSameAsScreen(region);
     scene->remove("lower");
+    waitUntilStill();
     expectSameAsScreen(region);
 }
 
