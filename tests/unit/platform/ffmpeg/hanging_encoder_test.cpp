@@ -88,6 +88,8 @@ Function original(const char* name)
 } // namespace
 } // namespace nimbrale::ffmpeg
 
+// The parameters' names in the library's headers are other ones.
+// NOLINTBEGIN(readability-inconsistent-declaration-parameter-name)
 extern "C" {
 
 int avcodec_open2(AVCodecContext* context, const AVCodec* codec, AVDictionary** options)
@@ -117,6 +119,7 @@ void avcodec_free_context(AVCodecContext** context)
     free(context);
 }
 }
+// NOLINTEND(readability-inconsistent-declaration-parameter-name)
 
 namespace nimbrale::ffmpeg {
 namespace {
