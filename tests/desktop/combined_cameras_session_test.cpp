@@ -14,7 +14,6 @@ namespace {
 
 namespace fs = std::filesystem;
 using pipewire::KnownDevices;
-using testing::ElementsAre;
 using testing::IsEmpty;
 using v4l2::VideoDriver;
 

@@ -63,7 +63,7 @@ private:
         for (int y = 0; y < 180; ++y) {
             for (int pair = 0; pair < 160; ++pair) {
                 const auto& bytes = (pair < 80 ? red : blue).bytes;
-                file.write(reinterpret_cast<const char*>(bytes.data()), bytes.size());
+                file.write(reinterpret_cast<const char*>(bytes.data()), std::ssize(bytes));
             }
         }
     }
