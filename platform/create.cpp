@@ -51,8 +51,8 @@ DeviceService soundOf(pipewire::KnownDevices& known)
 /// `known` must outlive it.
 DeviceService camerasOf(pipewire::KnownDevices& known)
 {
-    return {[&known] { return known.hasDaemon(); },
-            [&known](std::function<void()> observer) { return known.observeDaemon(std::move(observer)); }};
+    return {[&known] { return known.hasCameras(); },
+            [&known](std::function<void()> observer) { return known.observeWhetherItHasCameras(std::move(observer)); }};
 }
 
 /// The toolkit's parts and, over them, the window system's; they go in the other order.
@@ -105,7 +105,8 @@ private:
     DeviceAccess cameraAccess_{DeviceKind::camera, QDBusConnection::sessionBus(), mainQueue_};
     DeviceAccess microphoneAccess_{DeviceKind::microphone, QDBusConnection::sessionBus(), mainQueue_};
     pipewire::KnownDevices knownDevices_{mainQueue_, remoteOf(cameraAccess_)};
-    // PipeWire may have the cameras of other programs and of other computers, too; without it there are the kernel's.
+    // PipeWire may have the cameras of other programs and of other computers, too; without it, or where nobody manages
+    // it, there are the kernel's.
     std::unique_ptr<Cameras> cameras_ =
         combineCameras(pipewire::createPipewireCameras(mainQueue_, knownDevices_, questionFor(cameraAccess_)),
                        camerasOf(knownDevices_), v4l2::createV4l2Cameras(mainQueue_));

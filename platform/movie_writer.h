@@ -86,8 +86,9 @@ public:
     virtual void finish(std::chrono::nanoseconds time, Completion completion) = 0;
     /// Removes what was written.
     virtual void cancel() = 0;
-    /// Why nothing can be written any more, if so: the disk is full or gone, or the encoder failed. What was written
-    /// before can still be finished. Whoever asks logs it; what fails after `finish` the writer logs itself.
+    /// Why nothing can be written any more, if so: the disk is full or gone, or the encoder failed or does not answer.
+    /// What was written before can still be finished. Whoever asks logs it; what fails after `finish` the writer logs
+    /// itself, and it is known when the completion runs. Any thread.
     [[nodiscard]] virtual std::optional<Error> failure() const = 0;
 };
 

@@ -66,7 +66,9 @@ struct FrameInterval {
 
 /// What sound a stream captures besides the picture.
 struct AudioConfiguration {
-    /// Whether what this application plays is left out.
+    /// Whether what this application plays is to be left out. It plays nothing, so that nothing of it is there either
+    /// way, and no backend does anything for it: what a loudspeaker plays is listened to where all programs are mixed
+    /// already. Whatever plays something one day has to see to it that it can be left out.
     bool excludesOwnAudio = false;
     int sampleRate = 48000;
     int channels = 2;

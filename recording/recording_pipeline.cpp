@@ -116,7 +116,7 @@ void RecordingPipeline::checkWriter()
 
 void RecordingPipeline::fail(const Error& error)
 {
-    if (!std::exchange(hasFailed_, true) && onFailure)
+    if (!hasFailed_.exchange(true) && onFailure)
         onFailure(error);
 }
 
@@ -134,8 +134,10 @@ void RecordingPipeline::finish(std::chrono::nanoseconds now, std::function<void(
         appendPicture(surface, now);
     if (mixer_)
         writeMixed(true);
-    // Asked afterwards: what fails from the finish on, the writer tells.
-    writer_->finish(now, [completion = std::move(completion)](const Result<std::filesystem::path>& movie) {
+    writer_->finish(now, [this, completion = std::move(completion)](const Result<std::filesystem::path>& movie) {
+        // The user is to know that the end of a movie is missing. The writer is there until its completion has run, and
+        // this object as long as the writer.
+        checkWriter();
         completion(movie.map_error([](const Error& error) { return RecorderError::failed(error.message); }));
     });
     checkWriter();

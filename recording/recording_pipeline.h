@@ -6,6 +6,7 @@
 #include "recording/audio_mixer.h"
 #include "recording/recorder_error.h"
 
+#include <atomic>
 #include <chrono>
 #include <filesystem>
 #include <functional>
@@ -40,7 +41,8 @@ public:
     void cancel();
 
     /// Nothing more can be recorded, and why: the writer failed, or the pictures cannot be read. Told once. What was
-    /// recorded before can still be finished.
+    /// recorded before can still be finished. On this object's queue, or on the writer's thread before the completion
+    /// of `finish`.
     std::function<void(const Error& error)> onFailure;
 
 private:
@@ -61,7 +63,7 @@ private:
     std::shared_ptr<const Surface> leftOut_;
     std::chrono::nanoseconds lastSoundTime_{};
     bool isFinishing_ = false;
-    bool hasFailed_ = false;
+    std::atomic<bool> hasFailed_ = false;
 };
 
 } // namespace nimbrale

@@ -177,7 +177,7 @@ ScreenRecorder::StartResult ScreenRecorder::makePipeline(const MovieVideo& video
         qCCritical(recordingLog, "Recording failed: %s", error.message.c_str());
         main.post([weak, reason = error.message] {
             if (const auto self = weak.lock())
-                self->endByItself(reason);
+                self->pipelineFailed(reason);
         });
     };
     return {};
@@ -276,6 +276,14 @@ void ScreenRecorder::endByItself(const std::string& reason)
     if (onEndingByItself)
         onEndingByItself(reason);
     stop();
+}
+
+void ScreenRecorder::pipelineFailed(const std::string& reason)
+{
+    if (state_ != State::finishing)
+        endByItself(reason);
+    else if (onEndingByItself)
+        onEndingByItself(reason);
 }
 
 void ScreenRecorder::streamStopped(const Error& error)

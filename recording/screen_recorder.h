@@ -66,7 +66,8 @@ public:
 
     /// Called once for each recording that was started, when it is over: with the movie, or why there is none.
     std::function<void(const MovieResult& movie)> onFinish;
-    /// The recording ends by itself, and why, in words for the user; `onFinish` follows.
+    /// The recording ends by itself, or ended before it was told to, and why, in words for the user; `onFinish`
+    /// follows.
     std::function<void(const std::string& reason)> onEndingByItself;
 
     /// Starts a recording of that display. Ignored while busy or recording. `completion` is called once, later, on the
@@ -101,6 +102,7 @@ private:
 
     void tick();
     void endByItself(const std::string& reason);
+    void pipelineFailed(const std::string& reason);
     void streamStopped(const Error& error);
     void finish();
     void finished(const MovieResult& movie);

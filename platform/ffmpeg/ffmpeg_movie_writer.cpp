@@ -128,15 +128,19 @@ void FfmpegMovieWriter::encodeSound()
 
 bool FfmpegMovieWriter::isEncoding() const
 {
-    return encoding_ && !isDiscarded_ && !failure();
+    return encoding_ && !isDiscarded_ && !isBroken_;
 }
 
 void FfmpegMovieWriter::encode(const std::function<Result<void>(MovieEncoding&)>& step)
 {
     if (!isEncoding())
         return;
-    if (Result<void> done = step(*encoding_); !done)
+    const bool hadLostVideo = encoding_->hasLostVideo();
+    if (Result<void> done = step(*encoding_); !done) {
+        // A movie that loses its pictures' encoder still gets sound, and what was encoded.
+        isBroken_ = hadLostVideo || !encoding_->hasLostVideo();
         noteFailure(std::move(done.error()));
+    }
 }
 
 void FfmpegMovieWriter::noteFailure(Error error)
@@ -145,7 +149,8 @@ void FfmpegMovieWriter::noteFailure(Error error)
     // Before the end, whoever records asks for it.
     if (isFinishing_)
         qCWarning(recordingLog, "The end of a movie is missing: %s", error.message.c_str());
-    failure_ = std::move(error);
+    if (!failure_)
+        failure_ = std::move(error);
 }
 
 std::optional<Error> FfmpegMovieWriter::failure() const

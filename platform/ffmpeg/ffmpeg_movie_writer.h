@@ -55,6 +55,8 @@ private:
     MoviePlace place_;
     std::unique_ptr<MovieEncoding> encoding_;
     bool isSoundPosted_ = false;
+    /// Nothing may be written any more.
+    bool isBroken_ = false;
     // Both.
     std::atomic<std::size_t> waiting_ = 0;
     std::atomic<std::size_t> dropped_ = 0;

@@ -10,12 +10,13 @@ namespace nimbrale::ffmpeg {
 struct HardwarePreparation::Round {
     MovieVideo video;
     std::function<void()> completion;
-    std::unique_ptr<VideoEncoder> encoder;
+    std::unique_ptr<WatchedEncoder> encoder;
     bool isOpened = false;
 };
 
 HardwarePreparation::HardwarePreparation(MainQueue& mainQueue, HardwareSearch::Means means)
-    : mainQueue_(mainQueue), search_(std::make_shared<HardwareSearch>(std::move(means)))
+    : mainQueue_(mainQueue), encoderPatience_(means.encoderPatience),
+      search_(std::make_shared<HardwareSearch>(std::move(means)))
 {
     if (search_->hasCandidates())
         worker_.emplace("Nimbrale.encoders");
@@ -24,7 +25,7 @@ HardwarePreparation::HardwarePreparation(MainQueue& mainQueue, HardwareSearch::M
 HardwarePreparation::~HardwarePreparation()
 {
     search_->stop();
-    endRound();
+    drop(endRound());
 }
 
 std::shared_ptr<HardwarePreparation::Round> HardwarePreparation::endRound()
@@ -35,13 +36,20 @@ std::shared_ptr<HardwarePreparation::Round> HardwarePreparation::endRound()
     return std::exchange(round_, nullptr);
 }
 
+void HardwarePreparation::drop(std::shared_ptr<Round> round)
+{
+    // To close an encoder that nobody took may take its time, too.
+    if (round)
+        worker_->post([round = std::move(round)]() mutable { round.reset(); });
+}
+
 void HardwarePreparation::prepare(const MovieVideo& video, std::function<void()> completion)
 {
     if (!worker_) {
         completion();
         return;
     }
-    endRound();
+    drop(endRound());
     round_ = std::make_shared<Round>(Round{video, std::move(completion), nullptr, false});
     worker_->post([this, round = round_] { open(round); });
     // A search that takes longer goes on: the next movie has its result.
@@ -54,12 +62,11 @@ void HardwarePreparation::prepare(const MovieVideo& video, std::function<void()>
 void HardwarePreparation::open(const std::shared_ptr<Round>& round)
 {
     if (const auto found = search_->find(round->video)) {
-        auto opened = VideoEncoder::createOnHardware(round->video, *found);
+        auto opened = WatchedEncoder::create(round->video, *found, encoderPatience_);
         if (opened)
             round->encoder = *std::move(opened);
         else
-            qCWarning(recordingLog, "The processor encodes instead of %s: %s", found->name().c_str(),
-                      opened.error().message.c_str());
+            notOpened(*found, opened.error());
     }
     mainQueue_.post([this, weak = std::weak_ptr(round)] {
         const auto opened = weak.lock();
@@ -68,6 +75,13 @@ void HardwarePreparation::open(const std::shared_ptr<Round>& round)
         opened->isOpened = true;
         complete(opened);
     });
+}
+
+void HardwarePreparation::notOpened(const HardwareEncoder& hardware, const Error& error)
+{
+    qCWarning(recordingLog, "The processor encodes instead of %s: %s", hardware.name().c_str(), error.message.c_str());
+    if (error.code == ErrorCode::permanent)
+        search_->distrust();
 }
 
 void HardwarePreparation::complete(const std::shared_ptr<Round>& round)
@@ -80,9 +94,11 @@ void HardwarePreparation::complete(const std::shared_ptr<Round>& round)
 
 HardwareVideo HardwarePreparation::take(const MovieVideo& video)
 {
-    const std::shared_ptr<Round> round = endRound();
-    if (!round || !round->isOpened || round->video != video)
+    std::shared_ptr<Round> round = endRound();
+    if (!round || !round->isOpened || round->video != video) {
+        drop(std::move(round));
         return {};
+    }
     return {std::move(round->encoder), [search = search_] { search->distrust(); }};
 }
 

@@ -33,10 +33,13 @@ private:
     struct Round;
 
     std::shared_ptr<Round> endRound();
+    void drop(std::shared_ptr<Round> round);
     void open(const std::shared_ptr<Round>& round);
+    void notOpened(const HardwareEncoder& hardware, const Error& error);
     void complete(const std::shared_ptr<Round>& round);
 
     MainQueue& mainQueue_;
+    std::chrono::milliseconds encoderPatience_;
     /// Shared with the movies that are being written, which may fail later.
     std::shared_ptr<HardwareSearch> search_;
     /// The preparation that counts; null before the first and when it was taken.

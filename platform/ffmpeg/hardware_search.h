@@ -22,6 +22,8 @@ public:
         std::filesystem::path program;
         /// How long the program may take for one.
         std::chrono::milliseconds patience = std::chrono::seconds(5);
+        /// How long an encoder may take to open, for each picture of a movie, and to close.
+        std::chrono::milliseconds encoderPatience = std::chrono::seconds(3);
 
         /// What this machine may have, and the program that lies beside the application's own.
         [[nodiscard]] static Means ofThisMachine();

@@ -37,18 +37,23 @@ MovieEncoding::MovieEncoding(const MovieVideo& settings, const QueueWatch& queue
     : settings_(settings), watch_(queue), onHardwareFailure_(std::move(onHardwareFailure))
 {}
 
-Result<void> MovieEncoding::openVideo(std::unique_ptr<VideoEncoder> hardware)
+Result<void> MovieEncoding::openVideo(std::unique_ptr<WatchedEncoder> hardware)
 {
     if (hardware) {
-        video_ = std::move(hardware);
+        hardware_ = std::move(hardware);
         return {};
     }
     effort_ = initialEffort(settings_, std::thread::hardware_concurrency());
-    auto video = VideoEncoder::create(settings_, *effort_);
+    auto video = VideoEncoder::create(settings_, effort_);
     if (!video)
         return tl::make_unexpected(video.error());
-    video_ = *std::move(video);
+    processor_ = *std::move(video);
     return {};
+}
+
+const AVCodecContext& MovieEncoding::videoContext() const
+{
+    return hardware_ ? hardware_->context() : processor_->context();
 }
 
 Result<std::unique_ptr<MovieEncoding>> MovieEncoding::create(const MovieSettings& settings, int descriptor,
@@ -63,7 +68,7 @@ Result<std::unique_ptr<MovieEncoding>> MovieEncoding::create(const MovieSettings
             return tl::make_unexpected(audio.error());
         encoding->audio_ = *std::move(audio);
     }
-    auto pieces = PieceWriter::create(encoding->video_->context(),
+    auto pieces = PieceWriter::create(encoding->videoContext(),
                                       encoding->audio_ ? &encoding->audio_->context() : nullptr, descriptor);
     if (!pieces)
         return tl::make_unexpected(pieces.error());
@@ -73,6 +78,8 @@ Result<std::unique_ptr<MovieEncoding>> MovieEncoding::create(const MovieSettings
 
 Result<void> MovieEncoding::addPicture(std::shared_ptr<const AVFrame> picture, nanoseconds time, std::size_t waiting)
 {
+    if (hasLostVideo_)
+        return {};
     watch_.note(waiting, std::chrono::steady_clock::now().time_since_epoch());
     // The movie begins with a picture, whenever the first one came.
     const std::int64_t tick =
@@ -84,7 +91,7 @@ Result<void> MovieEncoding::addPicture(std::shared_ptr<const AVFrame> picture, n
 Result<void> MovieEncoding::repeatPicture(nanoseconds time)
 {
     const std::int64_t tick = ticksOf(time, videoTicksPerSecond);
-    if (!hasPicture() || tick <= lastTick_)
+    if (hasLostVideo_ || !hasPicture() || tick <= lastTick_)
         return {};
     const Result<void> encoded = encodePicture(tick);
     return encoded ? pieces_->endPieceEarly() : encoded;
@@ -101,32 +108,39 @@ bool MovieEncoding::isKeyPictureDue(std::int64_t tick) const
 bool MovieEncoding::takeLessEffort()
 {
     // Two key pictures in a row, by two encoders that do not know of each other, could bear the same number.
-    if (effort_ != EncoderEffort::careful || !watch_.isOverloaded() || lastTick_ == lastKeyTick_)
+    if (hardware_ || effort_ != EncoderEffort::careful || !watch_.isOverloaded() || lastTick_ == lastKeyTick_)
         return false;
     effort_ = EncoderEffort::quick;
-    auto quick = VideoEncoder::create(settings_, *effort_);
-    if (!quick || !haveSameHeaders((*quick)->context(), video_->context())) {
+    auto quick = VideoEncoder::create(settings_, effort_);
+    if (!quick || !haveSameHeaders((*quick)->context(), processor_->context())) {
         qCWarning(recordingLog, "The encoder does not keep up, and there is no quicker one.");
         return false;
     }
     qCInfo(recordingLog, "The encoder does not keep up and goes on with less effort.");
-    video_ = *std::move(quick);
+    processor_ = *std::move(quick);
     return true;
 }
 
 Result<void> MovieEncoding::encodePicture(std::int64_t tick)
 {
     const PictureKind kind = takeLessEffort() || isKeyPictureDue(tick) ? PictureKind::key : PictureKind::any;
-    Result<PacketHandle> packet = video_->encode(*lastPicture_, tick, kind);
+    Result<PacketHandle> packet =
+        hardware_ ? hardware_->encode(lastPicture_, tick, kind) : processor_->encode(*lastPicture_, tick, kind);
     if (!packet) {
-        if (!effort_ && onHardwareFailure_)
-            onHardwareFailure_();
+        loseVideo();
         return tl::make_unexpected(packet.error());
     }
     if (((*packet)->flags & AV_PKT_FLAG_KEY) != 0)
         lastKeyTick_ = tick;
     lastTick_ = tick;
     return pieces_->addVideo(*std::move(packet));
+}
+
+void MovieEncoding::loseVideo()
+{
+    hasLostVideo_ = true;
+    if (hardware_ && onHardwareFailure_)
+        onHardwareFailure_();
 }
 
 void MovieEncoding::addSound(const AudioBuffer& sound, nanoseconds time)
@@ -151,17 +165,18 @@ Result<void> MovieEncoding::finish(nanoseconds time)
     const std::int64_t end = std::max(ticksOf(time, videoTicksPerSecond), lastTick_ + 1);
     const std::int64_t picture = videoTicksPerSecond / settings_.expectedFrameRate;
     // Players differ in how long they show the last picture, whatever the file says.
-    if (end - lastTick_ > picture) {
-        if (Result<void> repeated = encodePicture(end - picture); !repeated)
-            return repeated;
-    }
+    const Result<void> repeated =
+        !hasLostVideo_ && end - lastTick_ > picture ? encodePicture(end - picture) : Result<void>();
+    if (!repeated && !hasLostVideo_)
+        return repeated;
     if (audio_)
         audio_->endAt(ticksOf(time, audio_->context().sample_rate));
     while (hasSound()) {
         if (Result<void> encoded = encodeSound(); !encoded)
             return encoded;
     }
-    return pieces_->end(end);
+    const Result<void> ended = pieces_->end(end);
+    return ended ? repeated : ended;
 }
 
 } // namespace nimbrale::ffmpeg

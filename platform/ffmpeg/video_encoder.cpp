@@ -82,7 +82,7 @@ Result<CodecContextHandle> newContext(const AVCodec* codec, const MovieVideo& vi
 Result<void> open(AVCodecContext& context, AVDictionary** options)
 {
     if (const int status = avcodec_open2(&context, context.codec, options); status != 0)
-        return fail(ErrorCode::permanent, "The encoder for the picture didn't start: " + avErrorText(status) + ".");
+        return fail(ErrorCode::temporary, "The encoder for the picture didn't start: " + avErrorText(status) + ".");
     return {};
 }
 

@@ -67,6 +67,8 @@ struct NodeSnapshot {
     bool hasSound = false;
     /// Whether there is a daemon.
     bool hasDaemon = false;
+    /// Whether a session manager is there, who brings it the devices of the computer.
+    bool hasManager = false;
     /// Whether the daemon has told of all that it has, or there is none.
     bool isKnown = false;
 

@@ -31,13 +31,6 @@ std::optional<bool> KnownDevices::hasSound() const
     return known_->snapshot.hasSound;
 }
 
-std::optional<bool> KnownDevices::hasDaemon() const
-{
-    if (!known_->snapshot.isKnown)
-        return std::nullopt;
-    return known_->snapshot.hasDaemon;
-}
-
 void KnownDevices::whenKnown(std::function<void()> work)
 {
     known_->waiting->add(queue_, ask().isKnown, longestAnswer, std::move(work));
@@ -52,9 +45,28 @@ void KnownDevices::Known::learn(const NodeSnapshot& news)
         microphoneObservers.notify();
     if (before.isKnown != snapshot.isKnown || before.hasSound != snapshot.hasSound)
         soundObservers.notify();
-    if (before.isKnown != snapshot.isKnown || before.hasDaemon != snapshot.hasDaemon)
-        daemonObservers.notify();
+    judgeCameras();
     waiting->run();
+}
+
+void KnownDevices::Known::judgeCameras()
+{
+    if (!snapshot.isKnown)
+        return;
+    const bool isManaged = snapshot.hasManager || !snapshot.cameras.devices.empty();
+    if (snapshot.hasDaemon && !isManaged) {
+        if (!managerTimer)
+            managerTimer = queue.schedule(longestWithoutManager, [this] { setHasCameras(false); });
+        return;
+    }
+    managerTimer.reset();
+    setHasCameras(snapshot.hasDaemon);
+}
+
+void KnownDevices::Known::setHasCameras(bool has)
+{
+    if (std::exchange(hasCameras, has) != has)
+        hasCamerasObservers.notify();
 }
 
 } // namespace nimbrale::pipewire

@@ -19,10 +19,12 @@ class KnownDevices {
 public:
     /// How long the daemon may take to tell of its devices before whoever waits for them goes on without.
     static constexpr std::chrono::seconds longestAnswer{3};
+    /// How long a session manager may take to come, which starts after the daemon, or to come back.
+    static constexpr std::chrono::seconds longestWithoutManager{3};
 
     /// `queue` must outlive it. `openRemote` is for a sandbox, whose portal hands out connections.
     explicit KnownDevices(MainQueue& queue, RemoteQuestion openRemote = {})
-        : queue_(queue), openRemote_(std::move(openRemote))
+        : queue_(queue), openRemote_(std::move(openRemote)), known_(std::make_shared<Known>(queue))
     {}
 
     /// What is known so far; what is known later is told to the observers.
@@ -36,12 +38,13 @@ public:
     void whenKnown(std::function<void()> work);
     /// Whether the daemon has devices for sound; absent while that is not known. The daemon is not asked.
     [[nodiscard]] std::optional<bool> hasSound() const;
-    /// Whether there is a daemon; absent while that is not known. It is not asked.
-    [[nodiscard]] std::optional<bool> hasDaemon() const;
-    /// What `hasDaemon` says may have changed.
-    [[nodiscard]] Subscription observeDaemon(std::function<void()> observer)
+    /// Whether the daemon is who has the cameras; absent while that is not known. Without a session manager nobody
+    /// brings it those of the computer: where it has no camera then, for a while, it is not. It is not asked.
+    [[nodiscard]] std::optional<bool> hasCameras() const { return known_->hasCameras; }
+    /// What `hasCameras` says has changed.
+    [[nodiscard]] Subscription observeWhetherItHasCameras(std::function<void()> observer)
     {
-        return known_->daemonObservers.add(std::move(observer));
+        return known_->hasCamerasObservers.add(std::move(observer));
     }
     /// What `hasSound` says may have changed.
     [[nodiscard]] Subscription observeSound(std::function<void()> observer)
@@ -59,19 +62,26 @@ public:
 
 private:
     struct Known {
+        explicit Known(MainQueue& mainQueue) : queue(mainQueue) {}
+
+        MainQueue& queue;
         NodeSnapshot snapshot;
+        std::optional<bool> hasCameras;
+        std::unique_ptr<Timer> managerTimer; ///< while a session manager may still come
         Observers cameraObservers;
         Observers microphoneObservers;
         Observers soundObservers;
-        Observers daemonObservers;
+        Observers hasCamerasObservers;
         std::shared_ptr<WaitingWork> waiting = std::make_shared<WaitingWork>(); ///< for the devices
 
         void learn(const NodeSnapshot& news);
+        void judgeCameras();
+        void setHasCameras(bool has);
     };
 
     MainQueue& queue_;
     const RemoteQuestion openRemote_;
-    std::shared_ptr<Known> known_ = std::make_shared<Known>();
+    std::shared_ptr<Known> known_;
     std::unique_ptr<NodeRegistry> registry_;
 };
 

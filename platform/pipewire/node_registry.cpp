@@ -5,7 +5,7 @@
 namespace nimbrale::pipewire {
 
 NodeRegistry::NodeRegistry(Handler onChange, RemoteQuestion openRemote)
-    : onChange_(std::move(onChange)),
+    : onChange_(std::move(onChange)), isRemote_(openRemote != nullptr),
       connection_("nimbrale-nodes",
                   {.onConnected = [this](DaemonConnection& connection) { watch(connection); },
                    .onAnswer = [this](int call) { answered(call); },
@@ -21,6 +21,7 @@ NodeRegistry::NodeRegistry(Handler onChange, RemoteQuestion openRemote)
 void NodeRegistry::watch(DaemonConnection& connection)
 {
     hasDaemon_ = true;
+    hasManager_ = isRemote_;
     isSettled_ = false;
     nodes_ =
         NodeWatch::start(connection, {.onAdded =
@@ -39,6 +40,11 @@ void NodeRegistry::watch(DaemonConnection& connection)
                                               report();
                                           },
                                       .onDefault = [this](const char* key, const char* text) { setDefault(key, text); },
+                                      .onManager =
+                                          [this](bool isThere) {
+                                              hasManager_ = isThere;
+                                              report();
+                                          },
                                       .onAsked = [this](int call) { settlingCall_ = call; }});
     settlingCall_ = connection.ask();
 }
@@ -67,6 +73,7 @@ void NodeRegistry::forget()
     microphones_.clear();
     soundNodes_.clear();
     hasDaemon_ = false;
+    hasManager_ = false;
     isSettled_ = true;
     report();
 }
@@ -75,7 +82,8 @@ void NodeRegistry::report()
 {
     if (!isSettled_)
         return;
-    NodeSnapshot snapshot{cameras_.snapshot(), microphones_.snapshot(), !soundNodes_.empty(), hasDaemon_, true};
+    NodeSnapshot snapshot{
+        cameras_.snapshot(), microphones_.snapshot(), !soundNodes_.empty(), hasDaemon_, hasManager_, true};
     if (snapshot == reported_)
         return;
     reported_ = snapshot;

@@ -41,6 +41,8 @@ private:
     NodeSnapshot reported_;
     int settlingCall_ = 0;
     bool hasDaemon_ = false;
+    const bool isRemote_; ///< a sandbox shows nothing of the session manager, without which there is no portal
+    bool hasManager_ = false;
     bool isSettled_ = false; ///< the daemon has told of all that it has
     std::unique_ptr<NodeWatch> nodes_;
     LastingConnection connection_;

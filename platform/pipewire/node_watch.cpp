@@ -27,8 +27,11 @@ struct NodeWatch::Events {
     static void removed(void* data, std::uint32_t number)
     {
         NodeWatch& self = of(data);
-        if (number == self.metadataNumber_)
+        if (number == self.metadataNumber_) {
+            self.metadataNumber_ = SPA_ID_INVALID;
             self.handlers_.onDefault(nullptr, nullptr);
+            self.tellManager(false);
+        }
         self.handlers_.onRemoved(number);
     }
 
@@ -66,6 +69,12 @@ Proxy NodeWatch::bindNode(std::uint32_t number)
                                                          PW_TYPE_INTERFACE_Node, PW_VERSION_NODE, 0)));
 }
 
+void NodeWatch::tellManager(bool isThere)
+{
+    if (handlers_.onManager)
+        handlers_.onManager(isThere);
+}
+
 void NodeWatch::followDefaults(std::uint32_t number)
 {
     metadataListener_.stop();
@@ -81,6 +90,7 @@ void NodeWatch::followDefaults(std::uint32_t number)
         return list;
     }();
     pw_metadata_add_listener(reinterpret_cast<pw_metadata*>(metadata_.get()), metadataListener_.hook(), &events, this);
+    tellManager(true);
     // The defaults come in answer to this; what is there is known when they are.
     handlers_.onAsked(connection_.ask());
 }

@@ -18,6 +18,8 @@ public:
         std::function<void(std::uint32_t number)> onRemoved;
         /// `text` is the daemon's, null where there is no default any more; no key stands for all of them.
         std::function<void(const char* key, const char* text)> onDefault = {};
+        /// The session manager, who tells which nodes are the defaults, came or went.
+        std::function<void(bool isThere)> onManager = {};
         /// The daemon was asked for more, so that what it has is known only when this call is answered.
         std::function<void(int call)> onAsked = {};
     };
@@ -35,6 +37,7 @@ private:
     NodeWatch(DaemonConnection& connection, Handlers handlers) : connection_(connection), handlers_(std::move(handlers))
     {}
     void followDefaults(std::uint32_t number);
+    void tellManager(bool isThere);
 
     DaemonConnection& connection_;
     Handlers handlers_;

@@ -6,6 +6,7 @@
 #include <QString>
 
 #include <algorithm>
+#include <cctype>
 #include <cerrno>
 #include <charconv>
 #include <cstring>
@@ -74,6 +75,32 @@ std::optional<std::string> askName(const fs::path& file)
     return name.empty() ? file.filename().string() : name;
 }
 
+/// "pci-0000:00:14.0-usb-0:5:1.0-video-index0" is "v4l2_input.pci-0000_00_14.0-usb-0_5_1.0" in PipeWire.
+std::string identifierOf(std::string socket)
+{
+    if (const std::size_t ending = socket.rfind("-video-index"); ending != std::string::npos)
+        socket.resize(ending);
+    std::ranges::replace_if(
+        socket,
+        [](unsigned char character) {
+            return !std::isalnum(character) && character != '_' && character != '-' && character != '.';
+        },
+        '_');
+    return "v4l2_input." + socket;
+}
+
+/// Some sockets have several cameras, such as one for colors and one for heat; the later ones are numbered.
+std::string unused(const std::string& identifier, const std::vector<CameraNode>& nodes)
+{
+    const auto isUsed = [&nodes](const std::string& candidate) {
+        return std::ranges::any_of(nodes, [&](const CameraNode& node) { return node.device.id == candidate; });
+    };
+    std::string candidate = identifier;
+    for (int number = 2; isUsed(candidate); ++number)
+        candidate = identifier + "." + std::to_string(number);
+    return candidate;
+}
+
 } // namespace
 
 std::vector<CameraNode> findCameraNodes(const fs::path& folder)
@@ -92,7 +119,8 @@ std::vector<CameraNode> findCameraNodes(const fs::path& folder)
             continue;
         std::error_code isGone;
         const auto socket = sockets.find(fs::canonical(file, isGone));
-        nodes.push_back({{socket != sockets.end() ? socket->second : file.filename().string(), *name}, file});
+        const std::string id = socket != sockets.end() ? identifierOf(socket->second) : file.filename().string();
+        nodes.push_back({{unused(id, nodes), *name}, file});
     }
     return nodes;
 }

@@ -217,20 +217,20 @@ TEST_F(PipewireCamerasTest, WhenTheDaemonCrashesAllCamerasGoAndComeBackWithIt)
     EXPECT_TRUE(waitForPictures(again));
 }
 
-TEST_F(PipewireCamerasTest, WhetherThereIsADaemonIsToldAsItEndsAndComesBack)
+TEST_F(PipewireCamerasTest, WhetherItHasTheCamerasIsToldAsTheDaemonEndsAndComesBack)
 {
     pipewire::KnownDevices& devices = *known.back();
-    EXPECT_EQ(devices.hasDaemon(), std::nullopt) << "nobody has asked yet";
+    EXPECT_EQ(devices.hasCameras(), std::nullopt) << "nobody has asked yet";
     int changes = 0;
-    const Subscription changed = devices.observeDaemon([&changes] { ++changes; });
+    const Subscription changed = devices.observeWhetherItHasCameras([&changes] { ++changes; });
     static_cast<void>(cameras->devices());
-    ASSERT_TRUE(eventually([&] { return devices.hasDaemon() == true; }));
+    ASSERT_TRUE(eventually([&] { return devices.hasCameras() == true; }));
     EXPECT_EQ(changes, 1);
     pipewire->crash();
-    ASSERT_TRUE(eventually([&] { return devices.hasDaemon() == false; }));
+    ASSERT_TRUE(eventually([&] { return devices.hasCameras() == false; }));
     EXPECT_EQ(changes, 2);
     ASSERT_TRUE(pipewire->startAgain(reason)) << reason;
-    ASSERT_TRUE(eventually([&] { return devices.hasDaemon() == true; }));
+    ASSERT_TRUE(eventually([&] { return devices.hasCameras() == true; }));
     EXPECT_EQ(changes, 3);
 }
 

@@ -54,7 +54,13 @@ private:
 class FakeMovieWriter final : public MovieWriter {
 public:
     explicit FakeMovieWriter(std::shared_ptr<FakeMovie> movie) : movie_(std::move(movie)) {}
-    ~FakeMovieWriter() override { movie_->isAlive = false; }
+    ~FakeMovieWriter() override
+    {
+        // A finish under way comes to its end.
+        if (movie_->isFinishAwaited)
+            movie_->completeFinish(movie_->settings.file);
+        movie_->isAlive = false;
+    }
     FakeMovieWriter(const FakeMovieWriter&) = delete;
     FakeMovieWriter& operator=(const FakeMovieWriter&) = delete;
 

@@ -44,12 +44,16 @@ protected:
     {
         if (const std::string missing = PrivatePipewire::missing(); !missing.empty())
             skipTest(missing);
-        surroundings_ = surroundings;
         std::string reason;
         pipewire = PrivatePipewire::start(reason);
         if (!pipewire)
             failTest(reason);
         camera = plugIn("test-camera", "Test camera", picture);
+        prepareDesktop(surroundings);
+    }
+    void prepareDesktop(const WebcamSurroundings& surroundings)
+    {
+        surroundings_ = surroundings;
         const QRect display({}, displaySize * scale());
         desktop = requireDesktop({.server = surroundings.server,
                                   .width = display.width(),
@@ -87,10 +91,13 @@ protected:
 
     void start(const std::map<std::string, std::string>& settings = {})
     {
+        startWith(settings, {{"PIPEWIRE_RUNTIME_DIR", pipewire->runtimeFolder()}});
+    }
+    void startWith(const std::map<std::string, std::string>& settings, const Environment& changes)
+    {
         std::map<std::string, std::string> all{{"webcamEnabled", "true"}};
         all.insert(settings.begin(), settings.end());
-        application = requireApplication(*desktop, {.region = region, .others = all},
-                                         {{"PIPEWIRE_RUNTIME_DIR", pipewire->runtimeFolder()}});
+        application = requireApplication(*desktop, {.region = region, .others = all}, changes);
         ASSERT_TRUE(application->waitForVirtualDisplay(region.size() * scale())) << application->process().output();
     }
 

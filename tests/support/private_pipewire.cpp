@@ -82,9 +82,23 @@ bool PrivatePipewire::startPrograms(std::string& reason)
         reason = "pipewire makes no socket: " + daemon_->output();
         return false;
     }
-    options.outputFile = folder / "wireplumber.log";
+    return startSessionManager(reason);
+}
+
+bool PrivatePipewire::startSessionManager(std::string& reason)
+{
+    Process::Options options;
+    options.environment = environment();
+    options.outputFile = std::filesystem::path(runtimeFolder()) / "wireplumber.log";
     sessionManager_ = Process::start("wireplumber", {}, options, reason);
     return sessionManager_ != nullptr;
+}
+
+void PrivatePipewire::crashSessionManager()
+{
+    sessionManager_->signal(SIGKILL);
+    static_cast<void>(sessionManager_->waitForEnd(Milliseconds{5000}));
+    sessionManager_.reset();
 }
 
 std::optional<std::string> PrivatePipewire::control(const std::vector<std::string>& arguments,

@@ -44,6 +44,9 @@ public:
     void crash();
     /// Starts both again.
     [[nodiscard]] bool startAgain(std::string& reason);
+    /// The session manager crashes and the daemon goes on without one.
+    void crashSessionManager();
+    [[nodiscard]] bool startSessionManager(std::string& reason);
 
 private:
     PrivatePipewire() = default;

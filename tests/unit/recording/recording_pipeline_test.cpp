@@ -67,9 +67,10 @@ protected:
     }
 
     std::shared_ptr<FakeMovie> movie_ = std::make_shared<FakeMovie>();
-    std::optional<RecordingPipeline> pipeline_;
     std::vector<std::string> failures_;
     std::optional<RecordingPipeline::MovieResult> result_;
+    /// Last: a finish under way tells its result when it goes.
+    std::optional<RecordingPipeline> pipeline_;
 };
 
 TEST_F(RecordingPipelineTest, OnlyCompletePicturesCount)
@@ -286,6 +287,18 @@ TEST_F(RecordingPipelineTest, AFailureSinceTheLastLookIsTold)
     finish(2s);
     EXPECT_THAT(failures_, ElementsAre("The disk is full."));
     EXPECT_THAT(movie_->end, Optional(2s));
+}
+
+TEST_F(RecordingPipelineTest, AMissingEndIsToldBeforeTheMovie)
+{
+    make(false);
+    pipeline_->takeScreen(picture(1s));
+    finish(2s);
+    EXPECT_THAT(failures_, IsEmpty());
+    movie_->failure = Error{ErrorCode::permanent, "The encoder doesn't answer."};
+    movie_->completeFinish("/videos/movie.mov");
+    EXPECT_THAT(failures_, ElementsAre("The encoder doesn't answer."));
+    ASSERT_TRUE(result_ && *result_);
 }
 
 TEST_F(RecordingPipelineTest, AFailureToFinishIsTold)

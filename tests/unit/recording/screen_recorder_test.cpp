@@ -411,6 +411,21 @@ TEST_F(ScreenRecorderTest, AWriterThatFailsEndsTheRecordingAndSavesWhatThereIs)
     EXPECT_TRUE(movies_[0]);
 }
 
+TEST_F(ScreenRecorderTest, AMissingEndIsTold)
+{
+    const LogCapture log;
+    startRecording();
+    stream().deliverPicture(640, 360, 1s);
+    recorder_->stop();
+    stream().completeStop();
+    settle();
+    movie().failure = Error{ErrorCode::permanent, "The encoder doesn't answer."};
+    finishMovie();
+    EXPECT_THAT(reasons_, ElementsAre("The encoder doesn't answer."));
+    ASSERT_EQ(movies_.size(), 1U);
+    EXPECT_TRUE(movies_[0]);
+}
+
 TEST_F(ScreenRecorderTest, ADiskThatIsAlmostFullEndsTheRecordingInOrder)
 {
     startRecording();
@@ -446,7 +461,7 @@ TEST_F(ScreenRecorderTest, ARecorderThatGoesSavesTheMovie)
     EXPECT_TRUE(movie().end);
     EXPECT_FALSE(movie().isAlive);
     EXPECT_FALSE(stream().isAlive);
-    movie().completeFinish(std::filesystem::path("/videos/movie.mov"));
+    EXPECT_FALSE(movie().isFinishAwaited);
     platform_.mainQueue().runPosted();
     EXPECT_THAT(movies_, IsEmpty());
 }

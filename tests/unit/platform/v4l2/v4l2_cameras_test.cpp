@@ -94,8 +94,18 @@ TEST_F(V4l2CamerasTest, CamerasAreListedByTheirSocketsAndCalledAsTheirDriversCal
     nameSocket("pci-0000:00:14.0-usbv2-0:5:1.0-video-index0", 10);
     EXPECT_TRUE(lists({{"video0", "Desk camera"},
                        {"video2", "video2"},
-                       {"pci-0000:00:14.0-usb-0:5:1.0-video-index0", "Rear camera"}}));
+                       {"v4l2_input.pci-0000_00_14.0-usb-0_5_1.0", "Rear camera"}}));
     EXPECT_EQ(cameras->preferredDevice(), std::nullopt);
+}
+
+TEST_F(V4l2CamerasTest, SeveralOfOneSocketAreToldApart)
+{
+    const auto colors = plugIn(0, {.card = "Colors"});
+    const auto heat = plugIn(2, {.card = "Heat"});
+    nameSocket("pci-0000:00:14.0-usb-0:5:1.0-video-index0", 0);
+    nameSocket("pci-0000:00:14.0-usb-0:5:1.0-video-index2", 2);
+    EXPECT_TRUE(lists({{"v4l2_input.pci-0000_00_14.0-usb-0_5_1.0", "Colors"},
+                       {"v4l2_input.pci-0000_00_14.0-usb-0_5_1.0.2", "Heat"}}));
 }
 
 TEST_F(V4l2CamerasTest, WhatGivesNoPicturesIsNoCamera)
@@ -121,7 +131,7 @@ TEST_F(V4l2CamerasTest, ComingAndGoingIsToldAndTheNameOfTheSocketToo)
         ASSERT_TRUE(lists({{"video0", "Test camera"}}));
         EXPECT_EQ(changes, 1);
         nameSocket("socket", 0);
-        ASSERT_TRUE(lists({{"socket", "Test camera"}}));
+        ASSERT_TRUE(lists({{"v4l2_input.socket", "Test camera"}}));
         EXPECT_EQ(changes, 2);
         camera->unplug();
         fs::remove(folder() / "v4l" / "by-path" / "socket");

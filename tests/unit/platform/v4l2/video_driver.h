@@ -72,6 +72,12 @@ public:
         std::filesystem::remove(file_, ignored);
         isGone_ = true;
     }
+    /// As `unplug`, where the file has gone already.
+    void noteUnplugged()
+    {
+        const std::lock_guard lock(mutex());
+        isGone_ = true;
+    }
     /// The error that each call with this number fails with; 0 for none.
     void fail(unsigned long request, int error)
     {
@@ -107,12 +113,17 @@ public:
         return questions_;
     }
 
+    /// Called before each call on a file, which it may make a camera.
+    static inline std::function<void(int descriptor, const struct stat& status)> beforeCall;
+
     /// Answers a call, as `ioctl` does; nothing where the file is no camera of the test's.
     static bool answer(int descriptor, unsigned long request, void* argument, int& result)
     {
         struct stat status {};
         if (fstat(descriptor, &status) != 0)
             return false;
+        if (beforeCall)
+            beforeCall(descriptor, status);
         const std::lock_guard lock(mutex());
         const auto found = all().find({status.st_dev, status.st_ino});
         if (found == all().end())
