@@ -145,6 +145,7 @@ public:
 
     /// What the capture is told that this process paints.
     [[nodiscard]] x11::PaintedRegions& painted() { return *painted_; }
+    [[nodiscard]] std::shared_ptr<x11::PaintedRegions> sharedPainted() { return painted_; }
 
     /// The picture delivered last, read from a server whose root has depth 24.
     [[nodiscard]] QImage image() { return imageOf(*surface_); }

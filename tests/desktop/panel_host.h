@@ -23,13 +23,14 @@ namespace nimbrale::test {
 /// The X11 panels, hosted by the test process on a private desktop.
 class PanelHost {
 public:
-    explicit PanelHost(const PrivateDesktop& desktop)
+    /// `painted` is what a capture is told that the panels paint.
+    explicit PanelHost(const PrivateDesktop& desktop,
+                       std::shared_ptr<x11::PaintedRegions> painted = std::make_shared<x11::PaintedRegions>())
     {
         connection = std::move(*x11::Connection::open(desktop.displayName()));
         events = std::make_unique<x11::EventDispatcher>(*connection, [] {});
         screens = std::make_unique<x11::X11Screens>(*connection, *events);
-        panels = std::make_unique<x11::X11Panels>(*connection, *events, *screens, mainQueue,
-                                                  std::make_shared<x11::PaintedRegions>());
+        panels = std::make_unique<x11::X11Panels>(*connection, *events, *screens, mainQueue, std::move(painted));
     }
 
     /// A rectangle in points with its origin at the screen's top-left as screen coordinates.

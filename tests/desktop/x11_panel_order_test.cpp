@@ -95,45 +95,6 @@ TEST_F(X11PanelTest, aChosenWindowMayStandAbove)
     EXPECT_TRUE(host->pumpUntil([&] { return desktop->pixel(100 + 22, 80 + 22) == yellow; }));
 }
 
-/// They draw windows that no manager manages over all others, however the server stacks them.
-class X11PanelBelowManagedTest : public X11PanelTest, public testing::WithParamInterface<WindowManager> {
-protected:
-    /// How much yellow the screen shows where the window is.
-    [[nodiscard]] int yellowInside() const
-    {
-        return yellowIn(desktop->screenshot(desktop->windowTitled("settings").value_or(QRect())));
-    }
-
-private:
-    static int yellowIn(const QImage& image)
-    {
-        int count = 0;
-        for (int y = 0; y < image.height(); ++y) {
-            for (int x = 0; x < image.width(); ++x)
-                count += image.pixelColor(x, y) == yellow;
-        }
-        return count;
-    }
-};
-
-TEST_P(X11PanelBelowManagedTest, aChosenWindowIsSeenWhole)
-{
-    startScene({.windowManager = GetParam(), .compositor = PrivateDesktop::Compositor::windowManagersOwn});
-    scene->add("settings", {.geometry = {50, 60, 400, 300}, .seed = 0, .overrideRedirect = false});
-    const auto panel = showFrame();
-    ASSERT_TRUE(host->pumpUntil([&] { return yellowInside() > 1000; }))
-        << "the control: the panel lies over the window";
-
-    Subscription above = host->panels->keepBelow(scene->identifier("settings"));
-    EXPECT_TRUE(host->pumpUntil([&] { return yellowInside() == 0; }));
-    above.reset();
-    EXPECT_TRUE(host->pumpUntil([&] { return yellowInside() > 1000; }));
-}
-
-INSTANTIATE_TEST_SUITE_P(, X11PanelBelowManagedTest,
-                         testing::Values(WindowManager::kwin, WindowManager::mutter, WindowManager::muffin),
-                         [](const auto& manager) { return PrivateDesktop::managerName(manager.param); });
-
 TEST_F(X11PanelTest, severalWindowsMayStandAboveEachForAsLongAsItIsWanted)
 {
     startScene({.windowManager = WindowManager::openbox});

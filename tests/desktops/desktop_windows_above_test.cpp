@@ -102,7 +102,7 @@ TEST_P(DesktopWindowsAbove, AnAlertIsSeenWhole)
         << "the frame is whole again";
 }
 
-// Not on XFCE, where Settings is below parts of the frame after it was dragged.
+INSTANTIATE_TEST_SUITE_P(Xfce, DesktopWindowsAbove, testing::Values(DesktopKind::xfce));
 INSTANTIATE_TEST_SUITE_P(Mate, DesktopWindowsAbove, testing::Values(DesktopKind::mate));
 INSTANTIATE_TEST_SUITE_P(Plasma, DesktopWindowsAbove, testing::Values(DesktopKind::plasma));
 INSTANTIATE_TEST_SUITE_P(Gnome, DesktopWindowsAbove, testing::Values(DesktopKind::gnome));

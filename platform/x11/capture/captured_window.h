@@ -1,7 +1,7 @@
 #pragma once
 
 #include "platform/screen_capture.h"
-#include "platform/x11/capture/hidden_window_rule.h"
+#include "platform/x11/server/hidden_window_rule.h"
 #include "platform/x11/server/pixel_region.h"
 #include "platform/x11/server/window_events.h"
 

@@ -51,12 +51,24 @@ void PaintProof::advance(const CapturedWindow* host, Clock::time_point required,
     }
     if (host->id != host_)
         place(*host);
-    if (!pixel_)
+    if (!pixel_ || !locate()) {
+        end();
         return;
-    notePlace(*host);
+    }
     if (litAt_ && isOnScreen())
         proven_ = *std::exchange(litAt_, std::nullopt);
-    if (!litAt_ && required > proven_)
+    if (required <= proven_)
+        return;
+    // What the panel has left stays masked until something later than that is proven, so the pixel may be waited for
+    // there. Only where the panel is, another may be lit.
+    PixelRegion unpainted(point_.x, point_.y, 1, 1);
+    unpainted -= *host->painted;
+    const bool isPainted = unpainted.isEmpty();
+    if (litAt_ && (isPainted || now - *litAt_ < longestWaitOutside))
+        return;
+    if (!isPainted)
+        place(*host);
+    if (pixel_ && locate())
         light(now);
 }
 
@@ -68,11 +80,11 @@ void PaintProof::end()
     places_.clear();
 }
 
-// In the middle of one of the rectangles that the panel has painted, if it is not translucent there.
+// In the middle of one of the rectangles that the panel has painted, if it is not translucent there. When the panel is
+// resized the pixel stays on the screen where it is, as what the panel shows does.
 void PaintProof::place(const CapturedWindow& host)
 {
     end();
-    host_ = host.id;
     std::vector<PixelRect> rects = host.painted->rects();
     std::sort(rects.begin(), rects.end(),
               [](const PixelRect& first, const PixelRect& second) { return first.area() > second.area(); });
@@ -82,15 +94,16 @@ void PaintProof::place(const CapturedWindow& host)
         const std::optional<Color> color = colorIn(host.id, middle);
         if (!color || (host.hasAlpha && (*color & opaque) != opaque))
             continue;
-        point_ = middle;
+        host_ = host.id;
         base_ = *color;
         pixel_ = OwnedWindow(connection_, connection_.newId());
-        const std::array<std::uint32_t, 3> values = {base_, base_, 1};
+        const std::array<std::uint32_t, 4> values = {base_, base_, XCB_GRAVITY_STATIC, 1};
         xcb_connection_t* const raw = connection_.get();
         mayFail(raw, xcb_create_window_checked(raw, XCB_COPY_FROM_PARENT, pixel_.get(), host_,
                                                static_cast<std::int16_t>(middle.x), static_cast<std::int16_t>(middle.y),
                                                1, 1, 0, XCB_WINDOW_CLASS_INPUT_OUTPUT, XCB_COPY_FROM_PARENT,
-                                               XCB_CW_BACK_PIXEL | XCB_CW_BORDER_PIXEL | XCB_CW_OVERRIDE_REDIRECT,
+                                               XCB_CW_BACK_PIXEL | XCB_CW_BORDER_PIXEL | XCB_CW_WIN_GRAVITY |
+                                                   XCB_CW_OVERRIDE_REDIRECT,
                                                values.data()));
         mayFail(raw, xcb_map_window_checked(raw, pixel_.get()));
         return;
@@ -116,14 +129,23 @@ void PaintProof::light(Clock::time_point now)
     places_.erase(places_.begin(), places_.end() - 1);
 }
 
-void PaintProof::notePlace(const CapturedWindow& host)
+bool PaintProof::locate()
 {
-    const PixelPoint place{host.x + host.borderWidth + point_.x, host.y + host.borderWidth + point_.y};
+    xcb_connection_t* const raw = connection_.get();
+    const auto geometryCookie = xcb_get_geometry(raw, pixel_.get());
+    const auto cornerCookie = xcb_translate_coordinates(raw, pixel_.get(), connection_.root(), 0, 0);
+    const Reply<xcb_get_geometry_reply_t> geometry(xcb_get_geometry_reply(raw, geometryCookie, nullptr));
+    const Reply<xcb_translate_coordinates_reply_t> corner(xcb_translate_coordinates_reply(raw, cornerCookie, nullptr));
+    if (!geometry || !corner)
+        return false;
+    point_ = {geometry->x, geometry->y};
+    const PixelPoint place{corner->dst_x, corner->dst_y};
     if (!places_.empty() && places_.back() == place)
-        return;
+        return true;
     places_.push_back(place);
     if (places_.size() > mostPlaces)
         places_.erase(places_.begin());
+    return true;
 }
 
 bool PaintProof::isOnScreen() const

@@ -14,14 +14,17 @@ namespace nimbrale::x11 {
 
 /// Finds out how far a compositing manager has got. It hears of everything in the order in which it happened, so when
 /// the screen shows a pixel that was lit after a window had moved, it shows the window where it moved to as well. The
-/// pixel is one of a panel of this process, in which it differs so little that nobody sees it. Thread of its connection
-/// only.
+/// pixel is one of a panel of this process, in which it differs so little that nobody sees it, and which is masked
+/// where it lies. Thread of its connection only.
 class PaintProof {
 public:
     using Clock = std::chrono::steady_clock;
 
     /// How often to look, at most: a frame or so.
     static constexpr std::chrono::milliseconds interval{10};
+    /// How long a pixel is waited for that the panel has moved away from: well below the time for which a mask holds
+    /// what a panel has left.
+    static constexpr std::chrono::milliseconds longestWaitOutside{500};
 
     /// `connection` must outlive it.
     explicit PaintProof(Connection& connection) : connection_(connection) {}
@@ -43,7 +46,8 @@ private:
     void place(const CapturedWindow& host);
     [[nodiscard]] std::optional<Color> colorIn(xcb_drawable_t drawable, PixelPoint point) const;
     void light(Clock::time_point now);
-    void notePlace(const CapturedWindow& host);
+    /// Asks where the pixel is now; false when it is gone with its panel.
+    [[nodiscard]] bool locate();
     [[nodiscard]] bool isOnScreen() const;
 
     Connection& connection_;

@@ -24,7 +24,7 @@ public:
     PanelHoles(const PanelHoles&) = delete;
     PanelHoles& operator=(const PanelHoles&) = delete;
 
-    /// There is a hole where the window is, its frame included, while it is shown and until the subscription goes,
+    /// There is a hole where the window is, its frame included, while the user sees it and until the subscription goes,
     /// which may outlive this object; none where the window manager draws in the server's order.
     [[nodiscard]] Subscription makeFor(xcb_window_t window);
     /// Root pixels.
@@ -39,8 +39,10 @@ private:
     void askManager();
     void scheduleUpdate();
     void update();
-    /// Empty for a window that is not shown.
+    /// Empty for a window that the user does not see.
     [[nodiscard]] PixelRect placeOf(xcb_window_t window);
+    /// Minimized, or on another workspace: such windows may stay mapped.
+    [[nodiscard]] bool isHidden(xcb_window_t window);
 
     Connection& connection_;
     MainQueue& queue_;
@@ -51,8 +53,14 @@ private:
     PixelRegion region_;
     bool isUpdatePosted_ = false;
     Observers observers_;
+    xcb_atom_t frameAtom_;
+    xcb_atom_t stateAtom_;
+    xcb_atom_t hiddenAtom_;
+    xcb_atom_t workspaceAtom_;
+    xcb_atom_t currentWorkspaceAtom_;
     WindowEvents rootEvents_;
     Subscription handler_;
+    Subscription propertyHandler_;
     Subscription compositingChange_;
     std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);
 };

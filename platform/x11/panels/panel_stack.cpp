@@ -2,6 +2,7 @@
 
 #include "platform/x11/server/events.h"
 #include "platform/x11/server/handles.h"
+#include "platform/x11/server/owned_id.h"
 
 #include <algorithm>
 #include <utility>
@@ -39,6 +40,19 @@ void place(Connection& connection, xcb_window_t window, xcb_window_t sibling)
     // The sibling may be another program's and gone by now.
     mayFail(connection.get(),
             xcb_configure_window_checked(connection.get(), window, mask, hasSibling ? values : values + 1));
+}
+
+/// Compositing managers show anew all of a window that is said to be damaged.
+void damage(Connection& connection, xcb_window_t window)
+{
+    xcb_connection_t* const raw = connection.get();
+    const Reply<xcb_get_geometry_reply_t> geometry(xcb_get_geometry_reply(raw, xcb_get_geometry(raw, window), nullptr));
+    if (!geometry || !connection.extensions().damage.isPresent)
+        return;
+    const xcb_rectangle_t all{0, 0, geometry->width, geometry->height};
+    const OwnedRegion region(connection, connection.newId());
+    xcb_xfixes_create_region(raw, region.get(), 1, &all);
+    mayFail(raw, xcb_damage_add_checked(raw, window, region.get()));
 }
 
 } // namespace
@@ -158,6 +172,7 @@ bool PanelStack::restack()
     if (isInPlace(bottomToTop, wanted))
         return false;
     xcb_window_t previous = XCB_NONE;
+    Windows inFront;
     for (std::size_t index = 0; index < wanted.size(); ++index) {
         const Windows& below = wanted[index].below;
         // Whoever must be below the same as the one before is so behind it.
@@ -170,7 +185,11 @@ bool PanelStack::restack()
         }
         place(connection_, wanted[index].window, previous);
         previous = wanted[index].window;
+        inFront.insert(below.begin(), below.end());
     }
+    // xfwm4 does not show anew what a window covers that comes to be in front of another by that one's being lowered.
+    for (const xcb_window_t window : inFront)
+        damage(connection_, window);
     connection_.flush();
     return true;
 }

@@ -1,4 +1,4 @@
-#include "platform/x11/capture/hidden_window_rule.h"
+#include "platform/x11/server/hidden_window_rule.h"
 
 #include <gtest/gtest.h>
 

@@ -1,0 +1,141 @@
+// A panel that grows over the whole display for a drag, as the frame does: nothing of it is in a picture, what the
+// capture itself draws into it included.
+
+#include "tests/desktop/captured_desktop.h"
+#include "tests/desktop/panel_host.h"
+#include "tests/support/image_compare.h"
+
+#include <algorithm>
+
+namespace nimbrale::test {
+namespace {
+
+using WindowManager = PrivateDesktop::WindowManager;
+
+constexpr QRect region(100, 80, 600, 450);
+constexpr int bandHeight = 10;
+
+/// Nothing else on the desktop is anything like magenta, also where it is a little off.
+int ownPixels(const QImage& image)
+{
+    int count = 0;
+    for (int y = 0; y < image.height(); ++y) {
+        const auto* const line = reinterpret_cast<const QRgb*>(image.constScanLine(y));
+        count += static_cast<int>(std::count_if(line, line + image.width(), [](QRgb pixel) {
+            return std::min(qRed(pixel), qBlue(pixel)) - qGreen(pixel) > 100;
+        }));
+    }
+    return count;
+}
+
+class X11DraggedPanelTest : public PanelTest, public testing::WithParamInterface<WindowManager> {
+protected:
+    void SetUp() override
+    {
+        startDesktop({.windowManager = GetParam(), .compositor = PrivateDesktop::Compositor::windowManagersOwn});
+        scene = requireScene(*desktop);
+        // Not the whole display, which only a locker would cover.
+        scene->add("backdrop", {.geometry = {0, 0, 1280, 700}, .seed = 0, .color = QColor(40, 120, 60)});
+        captured = std::make_unique<CapturedDesktop>(*desktop);
+        host = std::make_unique<PanelHost>(*desktop, captured->sharedPainted());
+        panel = host->makePanel({double(place.x()), double(place.y()), double(place.width()), double(place.height())});
+        band = std::make_shared<Layer>();
+        band->setBackgroundColor(Color{1, 0, 1, 1});
+        panel->rootLayer().addSublayer(band);
+        showBand();
+        panel->orderFront();
+        captured->start({double(region.x()), double(region.y()), double(region.width()), double(region.height())});
+        ASSERT_TRUE(captured->pumpUntil([&] {
+            host->pump();
+            return isBandOnScreen();
+        })) << "the control: the panel is seen";
+        captured->settle();
+    }
+
+    void TearDown() override
+    {
+        band.reset();
+        panel.reset();
+        host.reset();
+        captured.reset();
+        scene.reset();
+        PanelTest::TearDown();
+    }
+
+    /// Where it is on the screen, whatever of the screen the panel covers.
+    void showBand()
+    {
+        const QPoint corner = bandPlace.topLeft() - place.topLeft();
+        band->setFrame({double(corner.x()), double(corner.y()), double(bandPlace.width()), double(bandPlace.height())});
+    }
+
+    void setPlace(const QRect& newPlace)
+    {
+        const LayerTransaction transaction(panel->rootLayer());
+        place = newPlace;
+        panel->setFrame(
+            host->onScreen({double(place.x()), double(place.y()), double(place.width()), double(place.height())}));
+        showBand();
+    }
+
+    void pumpFor(Milliseconds duration)
+    {
+        host->pump();
+        captured->pumpFor(duration);
+    }
+
+    [[nodiscard]] bool isBandOnScreen() const { return ownPixels(desktop->screenshot(bandPlace)) > 3000; }
+
+    std::unique_ptr<Scene> scene;
+    std::unique_ptr<CapturedDesktop> captured;
+    std::unique_ptr<Panel> panel;
+    std::shared_ptr<Layer> band;
+    /// In root pixels.
+    QRect place{150, 200, 320, 90};
+    QRect bandPlace{150, 280, 320, 10};
+};
+
+TEST_P(X11DraggedPanelTest, NothingOfItIsInAPicture)
+{
+    int pictures = 0;
+    int worst = 0;
+    QImage leak;
+    captured->onFrame = [&] {
+        ++pictures;
+        const QImage image = captured->image();
+        const int found = ownPixels(image);
+        if (found > worst)
+            leak = image;
+        worst = std::max(worst, found);
+    };
+    for (int round = 0; round < 6; ++round) {
+        for (int step = 0; step < 10; ++step) {
+            scene->fill("backdrop", {200 + 10 * step, 150, 30, 30}, QColor(20 * step, 200, 40));
+            bandPlace.translate(1, 1);
+            setPlace(place.translated(1, 1));
+            pumpFor(Milliseconds{16});
+        }
+        const QRect before = place;
+        setPlace({0, 0, 1280, 720});
+        for (int step = 0; step < 30; ++step) {
+            scene->fill("backdrop", {130 + 10 * step, 100, 400, 300}, QColor(8 * step, 200, 40));
+            bandPlace.translate(round % 2 ? -4 : 4, round % 2 ? -3 : 3);
+            showBand();
+            pumpFor(Milliseconds{16});
+        }
+        setPlace({bandPlace.topLeft() - QPoint(0, 80), before.size()});
+        pumpFor(Milliseconds{50});
+    }
+    EXPECT_TRUE(captured->pumpUntil([&] { return isBandOnScreen(); })) << "the control: it would have been seen";
+    captured->onFrame = nullptr;
+    EXPECT_GE(pictures, 100);
+    EXPECT_EQ(worst, 0) << "kept as " << keepImage(leak, "leak");
+}
+
+// Not under mutter, where on a busy machine pictures show bits of where the panel was.
+INSTANTIATE_TEST_SUITE_P(, X11DraggedPanelTest,
+                         testing::Values(WindowManager::marco, WindowManager::xfwm4, WindowManager::kwin),
+                         [](const auto& manager) { return PrivateDesktop::managerName(manager.param); });
+
+} // namespace
+} // namespace nimbrale::test
