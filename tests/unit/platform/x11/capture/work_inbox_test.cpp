@@ -21,6 +21,7 @@ std::function<void()> beforeRead;
 } // namespace
 
 /// In place of the system library's, so that something can happen in the middle of what calls it.
+// NOLINTNEXTLINE(readability-inconsistent-declaration-parameter-name): the library's names are reserved.
 extern "C" ssize_t read(int descriptor, void* buffer, std::size_t size)
 {
     if (beforeRead)
