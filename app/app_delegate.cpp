@@ -86,6 +86,9 @@ TerminateReply AppDelegate::applicationShouldTerminate()
 
 void AppDelegate::toggleRecording()
 {
+    // A command may come at any time, but what is shared lasts as long as the frame.
+    if (!editor_)
+        return;
     const auto display = sharedScreen_.virtualDisplayIdentity();
     recording_->toggle(display ? std::optional(display->displayID) : std::nullopt);
 }

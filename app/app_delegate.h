@@ -47,7 +47,7 @@ public:
     /// The user started the application once more, at `cause` or just now: shows the Settings window, and tries a
     /// capture again that waited for its permission.
     void applicationWasReopened(std::optional<EventTime> cause);
-    /// Starts a recording of the shared screen, or ends it.
+    /// Starts a recording of the shared screen, or ends it. Ignored while there is no frame.
     void toggleRecording();
     /// The displays changed; half a second after the last such call the frame's display is checked. Where the captured
     /// area may show another display by now, the capture stops at once and the last picture stays.

@@ -163,6 +163,8 @@ void WebcamCamera::selectDevice(const std::string& deviceID)
 
 void WebcamCamera::setBackground(Background background)
 {
+    if (background == pictures_->background())
+        return;
     intake_->setBackground(background);
     pictures_->setBackground(background);
 }
@@ -177,6 +179,12 @@ void WebcamCamera::stop()
     deviceID_.reset();
     devices_.reset();
     close();
+}
+
+bool WebcamCamera::isListed(const std::string& deviceID) const
+{
+    const std::vector<CameraDevice> devices = cameras_.devices();
+    return std::ranges::any_of(devices, [&](const CameraDevice& device) { return device.id == deviceID; });
 }
 
 std::optional<CameraDevice> WebcamCamera::wantedDevice() const
@@ -197,22 +205,22 @@ void WebcamCamera::followDevices()
 {
     const std::optional<CameraDevice> wanted = wantedDevice();
     const bool isOpenAsWanted = camera_ && wanted && device_ && wanted->id == device_->id;
-    if (!isOpenAsWanted)
-        open();
+    if (isOpenAsWanted)
+        return;
+    // The list mostly tells it before the camera itself does, which is closed then.
+    if (camera_ && device_ && !isListed(device_->id))
+        tellLoss(*device_, "It is not there any more.");
+    open();
 }
 
 void WebcamCamera::open()
 {
     close();
-    const bool hadDevice = device_.has_value();
     device_ = wantedDevice();
     if (!device_) {
-        const auto tell = [this] { tellOnce("Couldn't use camera none"); };
-        // At the start of the application its list of cameras is still on the way.
-        if (hadDevice)
-            tell();
-        else
-            retry_ = queue_.schedule(retryDelay, tell);
+        // Of one that went it has been told. At the start of the application the list of cameras is still on the way.
+        if (toldProblem_.empty())
+            retry_ = queue_.schedule(retryDelay, [this] { tellOnce("Couldn't use camera none"); });
         return;
     }
     const int round = intake_->beginRound();
@@ -238,12 +246,18 @@ void WebcamCamera::close()
 
 void WebcamCamera::lost(const CameraDevice& device, const Error& error)
 {
-    const bool hadPictures = pictures_->live() != nullptr;
+    tellLoss(device, error.message);
     close();
+    retry_ = queue_.schedule(retryDelay, [this] { open(); });
+}
+
+/// Before it is closed.
+void WebcamCamera::tellLoss(const CameraDevice& device, const std::string& reason)
+{
+    const bool hadPictures = pictures_->live() != nullptr;
     if (hadPictures)
         toldProblem_.clear();
-    tellOnce("Couldn't use camera " + device.name + ": " + error.message);
-    retry_ = queue_.schedule(retryDelay, [this] { open(); });
+    tellOnce("Couldn't use camera " + device.name + ": " + reason);
 }
 
 void WebcamCamera::tellOnce(const std::string& problem)

@@ -49,11 +49,13 @@ public:
 private:
     class Intake;
 
+    [[nodiscard]] bool isListed(const std::string& deviceID) const;
     [[nodiscard]] std::optional<CameraDevice> wantedDevice() const;
     void followDevices();
     void open();
     void close();
     void lost(const CameraDevice& device, const Error& error);
+    void tellLoss(const CameraDevice& device, const std::string& reason);
     void tellOnce(const std::string& problem);
 
     Cameras& cameras_;

@@ -3,6 +3,7 @@
 #include "platform/camera_pictures/camera_format.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <limits>
 
 extern "C" {
@@ -10,6 +11,41 @@ extern "C" {
 }
 
 namespace nimbrale {
+
+namespace {
+
+constexpr std::int64_t mostPixels = std::int64_t{largestPictureSide} * largestPictureSide / 2;
+
+bool isPossibleSize(int width, int height)
+{
+    return width > 0 && height > 0 && std::max(width, height) <= largestPictureSide &&
+           std::int64_t{width} * height <= mostPixels;
+}
+
+/// False only where a header says so. The library tells of such a size in a line of its own, which no level of the
+/// decoder's keeps back: a broken camera would fill the log.
+bool mayHavePossibleSize(std::span<const std::uint8_t> jpeg)
+{
+    constexpr std::size_t headerLength = 9;
+    const auto word = [jpeg](std::size_t place) { return jpeg[place] << 8 | jpeg[place + 1]; };
+    for (std::size_t place = 0; place + headerLength <= jpeg.size();) {
+        const int marker = jpeg[place + 1];
+        if (jpeg[place] != 0xff || marker < 0xc0 || marker == 0xff) {
+            ++place; // What is between segments is passed over, as the library does.
+            continue;
+        }
+        const bool isTable = marker == 0xc4 || marker == 0xc8 || marker == 0xcc;
+        if (marker <= 0xcf && !isTable)
+            return isPossibleSize(word(place + 7), word(place + 5));
+        if (marker == 0xda)
+            break;
+        const bool isAlone = marker >= 0xd0 && marker <= 0xd9;
+        place += 2 + (isAlone ? 0 : static_cast<std::size_t>(word(place + 2)));
+    }
+    return true;
+}
+
+} // namespace
 
 void MotionJpegDecoder::Release::operator()(AVCodecContext* context) const
 {
@@ -46,7 +82,7 @@ bool MotionJpegDecoder::isReady()
     context_->thread_count = 1; // More would hold pictures back.
     // Half a picture is none, and a header may claim any size.
     context_->err_recognition = AV_EF_EXPLODE | AV_EF_CRCCHECK | AV_EF_BUFFER | AV_EF_BITSTREAM;
-    context_->max_pixels = std::int64_t{largestPictureSide} * largestPictureSide / 2;
+    context_->max_pixels = mostPixels;
     // A broken camera would fill the log, picture by picture.
     context_->log_level_offset = AV_LOG_TRACE;
     if (avcodec_open2(context_.get(), codec, nullptr) != 0)
@@ -56,7 +92,7 @@ bool MotionJpegDecoder::isReady()
 
 const AVFrame* MotionJpegDecoder::decode(std::span<const std::uint8_t> jpeg)
 {
-    if (jpeg.empty() || jpeg.size() > std::numeric_limits<int>::max() / 2 || !isReady())
+    if (jpeg.empty() || jpeg.size() > std::numeric_limits<int>::max() / 2 || !mayHavePossibleSize(jpeg) || !isReady())
         return nullptr;
     av_packet_unref(packet_.get());
     // The decoder reads beyond the end, where it wants zeros.

@@ -203,6 +203,16 @@ TEST_F(PipewireOddCamerasTest, ACameraWhosePicturesCannotBeReadIsLostAfterAWhile
     EXPECT_EQ(watcher.count(), 0);
 }
 
+TEST_F(PipewireOddCamerasTest, PicturesFarTooOftenAndWithoutATimeAreShown)
+{
+    const auto camera = plugIn({.id = "hasty", .formats = {"YUY2:320x192@250"}, .more = {"--fault", "no-time"}});
+    ASSERT_TRUE(eventually([&] { return isListed("hasty"); }));
+    CameraWatcher watcher(*cameras, "hasty");
+    EXPECT_TRUE(camera->waitFor("streaming YUY2:320x192"));
+    EXPECT_TRUE(waitForPictures(watcher, 250));
+    EXPECT_THAT(watcher.losses, IsEmpty());
+}
+
 /// A consumer that is too slow gets the newest picture next, and each only once.
 TEST_F(PipewireOddCamerasTest, WhoIsLateGetsTheNewestPicture)
 {

@@ -1,6 +1,7 @@
 // The shared screen recorded by the real application, and its movies as other programs see them.
 
 #include "tests/meeting/recording_journey.h"
+#include "tests/support/session_manager.h"
 
 #include <chrono>
 #include <cmath>
@@ -197,6 +198,28 @@ TEST_F(RecordingTest, ASignalToQuitSavesFirst)
     EXPECT_EQ(application->quit(), 0);
     ASSERT_TRUE(isSaved());
     EXPECT_EQ(movie().problems(), "");
+}
+
+TEST_F(RecordingTest, TheEndOfTheSessionSavesFirst)
+{
+    std::string reason;
+    const auto session = SessionManager::start(*desktop, reason);
+    ASSERT_TRUE(session) << reason;
+    start({}, session->environment());
+    ASSERT_EQ(session->next(), "registered");
+    pressRecord();
+    ASSERT_TRUE(isRecording());
+    sleepFor(Milliseconds{1500});
+    EXPECT_TRUE(moviesIn(videos).empty());
+    session->shutDown();
+    // From this answer on the session may end at any moment.
+    EXPECT_EQ(session->next(Milliseconds{10'000}), "saved");
+    EXPECT_EQ(moviesIn(videos).size(), 1U) << application->process().output();
+    session->die();
+    EXPECT_EQ(application->process().waitForEnd(Milliseconds{8000}), 0);
+    ASSERT_TRUE(isSaved());
+    EXPECT_EQ(movie().problems(), "");
+    EXPECT_GT(movie().video()->duration, 1.0);
 }
 
 TEST_F(RecordingTest, AFrameDraggedToAnotherDisplayIsSavedAndRecordedThereAnew)

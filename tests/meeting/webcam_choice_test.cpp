@@ -75,6 +75,7 @@ TEST_F(WebcamChoice, TheChosenCameraUnpluggedGivesWayToTheOtherAndComesBack)
     ASSERT_TRUE(waitUntil([&] { return showsShared(secondColor); }, Milliseconds{5000})) << picture();
     otherCamera->tell("unplug");
     EXPECT_TRUE(waitUntil([&] { return showsShared(firstColor); }, Milliseconds{5000})) << picture();
+    EXPECT_TRUE(application->process().waitForOutput("Couldn't use camera Zoomed camera", Milliseconds{1000}));
     otherCamera->tell("plug");
     EXPECT_TRUE(waitUntil([&] { return showsShared(secondColor); }, Milliseconds{5000})) << picture();
     EXPECT_EQ(application->storedValue("webcamDeviceID"), "other-camera") << "the choice is the user's";

@@ -154,7 +154,10 @@ TEST_P(Webcam, UnpluggedItIsBlackWithinASecondAndComesBack)
         << picture();
     camera->tell("plug");
     EXPECT_TRUE(bothShow(place, rightOfPicture)) << picture();
-    EXPECT_TRUE(application->process().waitForOutput("Couldn't use camera", Milliseconds{1000}));
+    const std::string line = "Couldn't use camera Test camera";
+    EXPECT_TRUE(application->process().waitForOutput(line, Milliseconds{1000}));
+    const std::string output = application->process().output();
+    EXPECT_EQ(output.find("Couldn't use camera", output.find(line) + 1), std::string::npos) << "once: " << output;
 }
 
 TEST_P(Webcam, UnderThePointerItIsFadedForBoth)

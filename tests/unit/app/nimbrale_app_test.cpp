@@ -1,10 +1,12 @@
 // What the application wires between its windows and the rest.
 
 #include "app/nimbrale_app.h"
+#include "recording/recording_folder.h"
 #include "tests/fakes/offscreen_toolkit.h"
 #include "tests/fakes/plain_camera.h"
 #include "ui/settings_window.h"
 
+#include <QAbstractButton>
 #include <QApplication>
 #include <QColor>
 #include <QComboBox>
@@ -20,6 +22,7 @@
 #include <QTimer>
 
 #include <chrono>
+#include <filesystem>
 #include <functional>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -235,6 +238,32 @@ TEST_F(NimbraleAppTest, SettingsTellsThePixelsOfTheFrameAlsoWhileItIsDragged)
         platform_.mainQueue().advance(std::chrono::milliseconds{100});
         EXPECT_EQ(sharedSize(), "Shared: 1000 × 1288 pixels");
     });
+}
+
+TEST_F(NimbraleAppTest, AFolderThatIsChosenIsStoredAndACancelledChoiceLeavesTheOneBefore)
+{
+    app_->applicationWasReopened(std::nullopt);
+    const auto choose = [this](const std::optional<std::filesystem::path>& folder) {
+        for (QAbstractButton* const button : settingsWindow()->findChildren<QAbstractButton*>()) {
+            if (button->text().remove('&') == "Choose…")
+                button->click();
+        }
+        workspace().answerFolderQuestion(folder);
+    };
+    const std::filesystem::path talks = directory_.filePath("talks").toStdString();
+    std::filesystem::create_directory(talks);
+    choose(talks);
+    ASSERT_EQ(workspace().folderQuestions.size(), 1U);
+    EXPECT_EQ(workspace().folderQuestions[0].message, "Choose where Nimbrale saves recordings");
+    EXPECT_EQ(workspace().folderQuestions[0].prompt, "Choose");
+    const recording_folder::Bookmark chosen = settings_.recordFolderBookmark();
+    EXPECT_EQ(recording_folder::resolve(chosen), std::filesystem::canonical(talks));
+
+    choose(std::nullopt);
+    EXPECT_EQ(settings_.recordFolderBookmark(), chosen);
+    choose(talks / "gone");
+    EXPECT_EQ(settings_.recordFolderBookmark(), chosen) << "no bookmark can be made of it";
+    EXPECT_EQ(workspace().folderQuestions.back().start, std::filesystem::canonical(talks));
 }
 
 TEST_F(NimbraleAppTest, WindowsHaveTheFrameAsTheirIcon)

@@ -151,6 +151,23 @@ TEST_F(RecordingControlTest, WithoutAVirtualDisplayRecordingIsNotAvailable)
     EXPECT_THAT(platform_.movies().movies, IsEmpty());
 }
 
+// There is no button to press then, but a key of the desktop may ask for a recording at any time.
+TEST_F(RecordingControlTest, BeforeThereIsAFrameNothingIsRecordedAndNothingTold)
+{
+    delegate_->applicationWillFinishLaunching();
+    delegate_->toggleRecording();
+    EXPECT_THAT(workspace().alerts, IsEmpty());
+    finishStart();
+    ASSERT_TRUE(delegate_->editor());
+
+    settings_.setDisplayID(otherDisplay);
+    settle();
+    ASSERT_TRUE(isRestarting());
+    delegate_->toggleRecording();
+    EXPECT_FALSE(delegate_->recording().isBusy());
+    EXPECT_THAT(workspace().alerts, IsEmpty());
+}
+
 TEST_F(RecordingControlTest, ADeniedMicrophoneIsToldWithTheWayToTheSettings)
 {
     settings_.setRecordMicrophone(true);
@@ -158,6 +175,9 @@ TEST_F(RecordingControlTest, ADeniedMicrophoneIsToldWithTheWayToTheSettings)
     pressRecord();
     platform_.microphones().answerAccess(false);
     EXPECT_EQ(toldAlert(), "Microphone access needed");
+    EXPECT_EQ(workspace().alerts.back().informativeText,
+              "To record your voice, allow Nimbrale in System Settings → Privacy & Security → Microphone. Or turn the "
+              "microphone off in Settings → Recording.");
     EXPECT_THAT(workspace().alerts.back().buttons, ElementsAre("Open System Settings", "Cancel"));
     workspace().answerAlert(0);
     EXPECT_THAT(workspace().locations,

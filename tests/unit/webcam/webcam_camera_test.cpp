@@ -260,20 +260,49 @@ TEST_F(WebcamCameraTest, AnUnpluggedCameraIsBlackAndLoggedOnceAndTheOtherTakesOv
     cameras.plugIn({"front", "Front camera"});
     EXPECT_EQ(opened().id, "front") << "it resumes by itself";
     EXPECT_EQ(cameras.openCount(), 1U);
+    EXPECT_THAT(loggedErrors, ElementsAre("Couldn't use camera Front camera: It is not there any more."));
 }
 
 TEST_F(WebcamCameraTest, TheOnlyCameraUnpluggedAndPluggedInAgainResumes)
 {
     cameras.list = {{"front", "Front camera"}};
     camera.selectDevice("front");
-    showPicture();
-    cameras.unplug("front");
-    queue.advance(10s);
-    EXPECT_FALSE(pictures().live());
-    EXPECT_EQ(loggedErrors.size(), 1) << loggedErrors.join("; ").toStdString();
-    cameras.plugIn({"front", "Front camera"});
+    for (int times = 1; times <= 2; ++times) {
+        showPicture();
+        ASSERT_TRUE(pictures().live());
+        cameras.unplug("front");
+        queue.advance(10s);
+        EXPECT_FALSE(pictures().live());
+        EXPECT_EQ(loggedErrors.size(), times) << loggedErrors.join("; ").toStdString();
+        cameras.plugIn({"front", "Front camera"});
+    }
+    EXPECT_THAT(loggedErrors.front().toStdString(), testing::HasSubstr("Front camera"));
     showPicture();
     EXPECT_TRUE(pictures().live());
+}
+
+TEST_F(WebcamCameraTest, ACameraThatIsLostBeforeTheListTellsItIsLoggedOnceToo)
+{
+    cameras.list = {{"front", "Front camera"}};
+    camera.selectDevice("front");
+    showPicture();
+    opened().lose();
+    cameras.unplug("front");
+    queue.advance(10s);
+    cameras.notify(); // Of another device's change.
+    queue.advance(10s);
+    EXPECT_FALSE(pictures().live());
+    EXPECT_THAT(loggedErrors, ElementsAre("Couldn't use camera Front camera: The camera was unplugged."));
+}
+
+TEST_F(WebcamCameraTest, WhenAllCamerasWentWhileItWasStoppedOneLineIsLogged)
+{
+    camera.selectDevice("front");
+    camera.stop();
+    cameras.list.clear();
+    camera.selectDevice("front");
+    queue.advance(10s);
+    EXPECT_THAT(loggedErrors, ElementsAre("Couldn't use camera none"));
 }
 
 TEST_F(WebcamCameraTest, ABusyCameraIsTriedAgainAndLoggedOnce)
@@ -351,6 +380,25 @@ TEST_F(WebcamCameraTest, APictureMadeForAnotherBackgroundIsDropped)
     release.set_value();
     ASSERT_TRUE(waitForProcessed());
     EXPECT_EQ(processed().contents()->width(), 80);
+}
+
+TEST_F(WebcamCameraTest, TheSameBackgroundAgainDropsNothing)
+{
+    std::atomic<int> calls = 0;
+    effect = [&](const std::shared_ptr<const BufferSurface>& picture, Background) {
+        ++calls;
+        return picture;
+    };
+    camera.setBackground(Background::blurred);
+    camera.selectDevice("front");
+    opened().show(64, 36);
+    ASSERT_TRUE(eventually([&] { return calls == 1; }));
+    // The next call begins when the picture of the one before is on its way.
+    opened().show(80, 36);
+    ASSERT_TRUE(eventually([&] { return calls == 2; }));
+    camera.setBackground(Background::blurred);
+    queue.runPosted();
+    EXPECT_TRUE(processed().contents());
 }
 
 TEST_F(WebcamCameraTest, WhileOnePictureIsProcessedOnlyTheNewestWaits)

@@ -5,6 +5,7 @@
 #include "tests/fakes/offscreen_application.h"
 #include "tests/fakes/plain_camera.h"
 
+#include <QFile>
 #include <QTemporaryDir>
 
 #include <gmock/gmock.h>
@@ -169,10 +170,18 @@ TEST_F(WebcamOverlayTest, RefusedTheWebcamIsOffBeforeTheAlertComes)
 {
     settings.setWebcamEnabled(true);
     overlay->show();
+    std::vector<std::size_t> alertsWhenItChanged;
+    const Subscription observer =
+        settings.observeChanges([&] { alertsWhenItChanged.push_back(platform.workspace().alerts.size()); });
     platform.cameras().answerAccess(false);
     EXPECT_FALSE(settings.webcamEnabled());
+    EXPECT_THAT(alertsWhenItChanged, testing::ElementsAre(0U));
     ASSERT_EQ(platform.workspace().alerts.size(), 1U);
-    EXPECT_EQ(platform.workspace().alerts.back().message, "Camera access needed");
+    const Alert& alert = platform.workspace().alerts.back();
+    EXPECT_EQ(alert.message, "Camera access needed");
+    EXPECT_EQ(alert.informativeText, "To show your webcam, allow Nimbrale in System Settings → Privacy & Security → "
+                                     "Camera, then turn the webcam on again in Settings.");
+    EXPECT_THAT(alert.buttons, testing::ElementsAre("Open System Settings", "Cancel"));
     EXPECT_EQ(platform.cameras().openCount(), 0U);
     platform.workspace().answerAlert(0);
     EXPECT_THAT(platform.workspace().locations,
@@ -199,6 +208,21 @@ TEST_F(WebcamOverlayTest, ADragStaysInTheRegionAndIsStoredOnceAtItsEnd)
     EXPECT_EQ(settings.webcamY(), 540);
     EXPECT_EQ(settings.webcamWidth(), 320);
     EXPECT_EQ(settings.webcamHeight(), 180);
+}
+
+TEST_F(WebcamOverlayTest, ABoxIsWrittenAsAWhole)
+{
+    show();
+    std::vector<bool> wasWritten;
+    const Subscription observer = settings.observeChanges([&] {
+        QFile file(directory.filePath("Nimbrale.conf"));
+        wasWritten.push_back(file.open(QIODevice::ReadOnly) && file.readAll().contains("webcam"));
+    });
+    drag(WebcamControl::resize, -40, 10);
+    EXPECT_THAT(wasWritten, testing::ElementsAre(false, false, false, false)) << "before each of the four numbers";
+    const AppSettings stored(directory.filePath("Nimbrale.conf").toStdString());
+    EXPECT_EQ((Rect{stored.webcamX(), stored.webcamY(), stored.webcamWidth(), stored.webcamHeight()}),
+              (Rect{944, 524, 280, 170}));
 }
 
 TEST_F(WebcamOverlayTest, NothingIsStoredDuringADrag)

@@ -165,6 +165,46 @@ TEST(CameraPictureTest, OddSizesHaveAllOfTheirPixels)
     }
 }
 
+TEST(CameraPictureTest, TheSmallestAndTheLongestPicturesHaveAllOfTheirPixels)
+{
+    PictureMaker maker;
+    const auto bytesFor = [](PictureEncoding encoding, int width, int height) {
+        const int halfWidth = (width + 1) / 2;
+        if (encoding == PictureEncoding::bgrx)
+            return width * height * 4;
+        if (encoding == PictureEncoding::nv12 || encoding == PictureEncoding::i420)
+            return width * height + 2 * halfWidth * ((height + 1) / 2);
+        return halfWidth * 4 * height;
+    };
+    for (const PictureEncoding encoding : {PictureEncoding::yuy2, PictureEncoding::uyvy, PictureEncoding::nv12,
+                                           PictureEncoding::i420, PictureEncoding::bgrx}) {
+        const int gray = encoding == PictureEncoding::bgrx ? 128 : 130;
+        for (const auto& [width, height] :
+             {std::pair(1, 1), std::pair(largestPictureSide, 1), std::pair(1, largestPictureSide)}) {
+            SCOPED_TRACE("encoding " + std::to_string(static_cast<int>(encoding)) + ", width " + std::to_string(width));
+            Bytes bytes(static_cast<std::size_t>(bytesFor(encoding, width, height)), 128);
+            const auto picture = maker.make({encoding, width, height}, std::array{CameraPlane{bytes, 0}});
+            ASSERT_TRUE(picture);
+            for (const auto& [x, y] :
+                 {std::pair(0, 0), std::pair(width / 2, height / 2), std::pair(width - 1, height - 1)})
+                expectColor(*picture, x, y, {gray, gray, gray});
+            bytes.pop_back();
+            EXPECT_FALSE(maker.make({encoding, width, height}, std::array{CameraPlane{bytes, 0}}));
+        }
+    }
+}
+
+TEST(CameraPictureTest, TheLargestPictureHasAllOfItsPixels)
+{
+    PictureMaker maker;
+    constexpr int side = largestPictureSide;
+    const Bytes bytes(std::size_t{side} * side * 3 / 2, 128);
+    const auto picture = maker.make({PictureEncoding::nv12, side, side}, std::array{CameraPlane{bytes, 0}});
+    ASSERT_TRUE(picture);
+    for (const int place : {0, side / 2, side - 1})
+        expectColor(*picture, place, place, {130, 130, 130});
+}
+
 TEST(CameraPictureTest, SizesThatNoCameraHasMakeNoPicture)
 {
     PictureMaker maker;
@@ -219,6 +259,31 @@ TEST(CameraPictureTest, NoCutJpegIsAPictureAndNoneSpoilsTheNext)
         const Bytes cut(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(length));
         EXPECT_FALSE(maker.make(format, std::array{CameraPlane{cut, 0}})) << length << " of " << whole.size();
     }
+    EXPECT_TRUE(maker.make(format, std::array{CameraPlane{whole, 0}}));
+}
+
+// The library would tell of each in a line of its own, picture by picture.
+TEST(CameraPictureTest, JpegsOfImpossibleSizesAreLeftOutWithoutALine)
+{
+    PictureMaker maker;
+    const CameraFormat format{PictureEncoding::motionJpeg, 48, 32};
+    const Bytes whole = jpegOf(48, 32, qRgb(10, 200, 90));
+    const auto header = std::ranges::search(whole, std::array<std::uint8_t, 2>{0xff, 0xc0}).begin();
+    ASSERT_NE(header, whole.end());
+    const auto size = header - whole.begin() + 5;
+    testing::internal::CaptureStderr();
+    for (const auto& [width, height] : {std::pair(0, 0), std::pair(0, 32), std::pair(48, 0), std::pair(65535, 65535),
+                                        std::pair(8192, 8192), std::pair(8200, 8)}) {
+        Bytes bytes = whole;
+        for (const auto& [place, length] : {std::pair(size, height), std::pair(size + 2, width)}) {
+            bytes[static_cast<std::size_t>(place)] = static_cast<std::uint8_t>(length >> 8);
+            bytes[static_cast<std::size_t>(place) + 1] = static_cast<std::uint8_t>(length & 0xff);
+        }
+        EXPECT_FALSE(maker.make(format, std::array{CameraPlane{bytes, 0}})) << width << " x " << height;
+        bytes.insert(bytes.begin() + size - 5, 3, std::uint8_t{0});
+        EXPECT_FALSE(maker.make(format, std::array{CameraPlane{bytes, 0}})) << "behind other bytes";
+    }
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
     EXPECT_TRUE(maker.make(format, std::array{CameraPlane{whole, 0}}));
 }
 

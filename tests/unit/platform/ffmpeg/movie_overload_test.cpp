@@ -139,6 +139,34 @@ TEST_F(MovieOverloadTest, PicturesBeyondTheQueueAreDroppedAndCounted)
     EXPECT_THAT(messages(), ElementsAre("50 pictures are missing in a movie: they could not be encoded in time."));
 }
 
+TEST_F(MovieOverloadTest, NoSoundIsLeftOutWherePicturesAre)
+{
+    constexpr int rate = 48000;
+    constexpr int piecesPerSecond = 100;
+    constexpr int seconds = 10;
+    MovieSettings settings = settingsFor(64, 48);
+    settings.audio = MovieAudio{};
+    const auto writer = begin(settings);
+    fillQueue(*writer);
+    AudioBuffer sound;
+    for (int sample = 0; sample < rate / piecesPerSecond; ++sample)
+        sound.samples.insert(sound.samples.end(), 2, sample % 48 < 24 ? 0.5F : -0.5F);
+    for (int piece = 0; piece < seconds * piecesPerSecond; ++piece)
+        writer->appendAudio(sound, start + piece * nanoseconds(1s) / piecesPerSecond);
+    while (timeOf(count) < seconds * 1s)
+        appendOne(*writer);
+    disk.goOn();
+    const auto finished = finish(*writer, seconds * 1s);
+    ASSERT_TRUE(finished);
+    EXPECT_THAT(messages(), ElementsAre(testing::HasSubstr("pictures are missing"))) << "the pictures were too many";
+    const std::vector<float> samples = PlayedMovie(*finished).left();
+    ASSERT_GE(samples.size(), std::size_t{seconds * rate - rate / 10});
+    int silent = 0;
+    for (std::size_t sample = rate / 10; sample < std::size_t{seconds * rate - rate / 10}; ++sample)
+        silent += std::abs(samples[sample]) < 0.1F && std::abs(samples[sample - 12]) < 0.1F ? 1 : 0;
+    EXPECT_LT(silent, rate / 100) << "samples of " << samples.size();
+}
+
 TEST_F(MovieOverloadTest, EncoderGoesOnWithLessEffortWithoutABreak)
 {
     const auto writer = begin(settingsFor(64, 48), 0s);
