@@ -1,8 +1,8 @@
 #include "platform/pipewire/audio_source.h"
 
 #include "platform/log.h"
+#include "platform/pipewire/sound_chunk.h"
 
-#include <algorithm>
 #include <array>
 #include <spa/param/audio/format-utils.h>
 #include <span>
@@ -38,19 +38,6 @@ std::chrono::nanoseconds measuredTime(pw_stream* stream)
     const std::int64_t delay = time.delay * second * time.rate.num / time.rate.denom;
     const std::int64_t buffered = static_cast<std::int64_t>(time.buffered) * second / sampleRate;
     return std::chrono::nanoseconds{time.now - delay - buffered};
-}
-
-/// Empty where nothing was written.
-std::span<const float> samplesIn(const spa_buffer& buffer, int channels)
-{
-    if (buffer.n_datas == 0 || !buffer.datas[0].data || !buffer.datas[0].chunk || channels <= 0)
-        return {};
-    const spa_data& data = buffer.datas[0];
-    const std::uint32_t offset = std::min(data.chunk->offset, data.maxsize);
-    const std::uint32_t size = std::min(data.chunk->size, data.maxsize - offset);
-    const std::size_t frames = size / (sizeof(float) * static_cast<std::size_t>(channels));
-    const auto* const bytes = static_cast<const std::uint8_t*>(data.data) + offset;
-    return {reinterpret_cast<const float*>(bytes), frames * static_cast<std::size_t>(channels)};
 }
 
 } // namespace

@@ -1,11 +1,13 @@
 #include "platform/v4l2/camera_input.h"
 
 #include "platform/log.h"
+#include "platform/v4l2/left_buffers.h"
 
 #include <array>
 #include <cerrno>
 #include <cstdarg>
 #include <cstdio>
+#include <mutex>
 #include <optional>
 #include <string_view>
 #include <utility>
@@ -138,10 +140,16 @@ tl::expected<CameraInput::Context, int> CameraInput::openAs(const std::filesyste
     av_dict_set(&options, "input_format", attempt.encoding, 0);
     av_dict_set(&options, "video_size", attempt.size, 0);
     av_dict_set(&options, "framerate", wantedRate, 0);
+    // One at a time, so that only buffers of this attempt can have come since it began.
+    static std::mutex onlyOne;
+    const std::lock_guard lock(onlyOne);
+    const LeftBuffers left(file);
     const int result = avformat_open_input(&context, file.c_str(), cameras(), &options);
     av_dict_free(&options);
-    if (result < 0)
+    if (result < 0) {
+        left.giveBack();
         return tl::make_unexpected(AVUNERROR(result));
+    }
     return Context(context);
 }
 

@@ -10,6 +10,7 @@
 #include <QImage>
 #include <QTemporaryDir>
 
+#include <fstream>
 #include <gmock/gmock.h>
 #include <thread>
 
@@ -51,6 +52,16 @@ protected:
             options.picture.assign(std::size_t{options.formats.front().width} * options.formats.front().height * 2,
                                    gray);
         return std::make_unique<VideoDriver>(folder() / ("video" + std::to_string(number)), std::move(options));
+    }
+    /// How many of the camera's buffers this process has in its memory.
+    [[nodiscard]] int mappedBuffers(int number) const
+    {
+        const std::string file = fs::canonical(folder() / ("video" + std::to_string(number))).string();
+        std::ifstream maps("/proc/self/maps");
+        int count = 0;
+        for (std::string line; std::getline(maps, line);)
+            count += line.ends_with(" " + file) ? 1 : 0;
+        return count;
     }
     /// As the system does a while after the file is there.
     void nameSocket(const std::string& socket, int number) const
@@ -275,6 +286,24 @@ TEST_P(V4l2FaultTest, IsToldOnceInOneLine)
     EXPECT_THAT(watcher.losses.front().message, HasSubstr(GetParam().message));
     EXPECT_EQ(watcher.count(), 0);
     EXPECT_FALSE(camera->isStreaming());
+}
+
+TEST_P(V4l2FaultTest, LeavesNoBuffersInMemoryOnceClosed)
+{
+    const auto camera = plugIn(0);
+    ASSERT_TRUE(lists({{"video0", "Test camera"}}));
+    {
+        const CameraWatcher watcher(*cameras, "video0");
+        ASSERT_TRUE(eventually([&] { return watcher.count() > 0; }));
+        EXPECT_GT(mappedBuffers(0), 0) << "they would be seen";
+    }
+    EXPECT_EQ(mappedBuffers(0), 0);
+    camera->fail(GetParam().request, GetParam().error);
+    {
+        const CameraWatcher watcher(*cameras, "video0");
+        ASSERT_TRUE(eventually([&] { return !watcher.losses.empty(); }));
+    }
+    EXPECT_EQ(mappedBuffers(0), 0);
 }
 
 INSTANTIATE_TEST_SUITE_P(Faults, V4l2FaultTest,
