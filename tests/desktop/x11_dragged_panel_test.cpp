@@ -132,9 +132,9 @@ TEST_P(X11DraggedPanelTest, NothingOfItIsInAPicture)
     EXPECT_EQ(worst, 0) << "kept as " << keepImage(leak, "leak");
 }
 
-// Not under mutter, where on a busy machine pictures show bits of where the panel was.
 INSTANTIATE_TEST_SUITE_P(, X11DraggedPanelTest,
-                         testing::Values(WindowManager::marco, WindowManager::xfwm4, WindowManager::kwin),
+                         testing::Values(WindowManager::marco, WindowManager::xfwm4, WindowManager::kwin,
+                                         WindowManager::mutter),
                          [](const auto& manager) { return PrivateDesktop::managerName(manager.param); });
 
 } // namespace

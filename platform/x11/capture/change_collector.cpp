@@ -42,6 +42,7 @@ void ChangeCollector::setMasked(bool isMasked)
     isMasked_ = isMasked;
     mask_.reset();
     covered_.clear();
+    bareMarks_.clear();
     freeze_ = {};
     addAll();
 }
@@ -64,7 +65,8 @@ std::optional<ChangeCollector::Clock::time_point> ChangeCollector::requiredProof
     return std::max(mask_.requiredProof(), freeze_.lastLeft());
 }
 
-void ChangeCollector::updateMask(const WindowList& windows, Clock::time_point now, Clock::time_point proven)
+void ChangeCollector::updateMask(const WindowList& windows, const PixelRegion& marks, Clock::time_point now,
+                                 Clock::time_point proven)
 {
     if (!isMasked_) {
         updateLeftOut(windows);
@@ -95,8 +97,22 @@ void ChangeCollector::updateMask(const WindowList& windows, Clock::time_point no
     if (!newlyCovered.isEmpty())
         mask_.hold(newlyCovered, now, longestFade);
     covered_ = covered;
+    holdMarks(current, marks, now);
+    current |= marks;
     add(mask_.update(current, now, proven));
     leftOut_ = mask_.region();
+}
+
+// A mark within what is left out goes with that. One that was left bare is held until it is proven to be gone, by
+// another that is not.
+void ChangeCollector::holdMarks(const PixelRegion& current, const PixelRegion& marks, Clock::time_point now)
+{
+    PixelRegion gone = std::exchange(bareMarks_, marks);
+    bareMarks_ -= current;
+    gone -= marks;
+    gone -= current;
+    if (!gone.isEmpty())
+        mask_.hold(gone, now, longestLag);
 }
 
 // Each window is on the screen as soon as it is heard of, and hides what is below.

@@ -50,9 +50,10 @@ public:
     [[nodiscard]] ScreenMask& mask() { return mask_; }
     [[nodiscard]] const ScreenMask& mask() const { return mask_; }
     /// Finds out what of the screen is not to be in a frame, which is the mask of frames that are copied from it, when
-    /// it shows all that was heard of by `proven`. To be called before a frame is drawn and after a round trip behind
-    /// that.
-    void updateMask(const WindowList& windows, Clock::time_point now, Clock::time_point proven);
+    /// it shows all that was heard of by `proven`. `marks` is where the proof itself may be on the screen. To be called
+    /// before a frame is drawn and after a round trip behind that.
+    void updateMask(const WindowList& windows, const PixelRegion& marks, Clock::time_point now,
+                    Clock::time_point proven);
     /// What windows of the frame show of others that are left out.
     [[nodiscard]] const UnpaintedMemory& unpainted() const { return unpainted_; }
     [[nodiscard]] bool showsPointer() const { return pointer_ == PointerVisibility::shown; }
@@ -121,6 +122,7 @@ private:
                                           Compositing compositing) const;
 
     void updateLeftOut(const WindowList& windows);
+    void holdMarks(const PixelRegion& current, const PixelRegion& marks, Clock::time_point now);
     void followMemory(const CapturedWindow& window, WindowChange change, Clock::time_point now);
     /// What frames have shown in the region so far is not to be shown any more.
     void leaveOut(const PixelRegion& region);
@@ -139,6 +141,8 @@ private:
     UnpaintedMemory unpainted_;
     /// What is left out but covered, once the screen shows the cover.
     PixelRegion covered_;
+    /// The proof's marks beside all that is left out for another reason.
+    PixelRegion bareMarks_;
     /// Of no place: that of the picture is all.
     HeldPlaces freeze_;
     PixelRegion dirty_;

@@ -69,7 +69,7 @@ void DesktopTracker::updateMasks(Clock::time_point now)
         return;
     stack_->takePainted();
     for (ChangeCollector* const changes : collectors_)
-        changes->updateMask(stack_->windows(), now, proof_.proven());
+        changes->updateMask(stack_->windows(), proof_.reach(), now, proof_.proven());
 }
 
 void DesktopTracker::proveMasks(Clock::time_point now)

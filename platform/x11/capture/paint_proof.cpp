@@ -55,8 +55,10 @@ void PaintProof::advance(const CapturedWindow* host, Clock::time_point required,
         end();
         return;
     }
-    if (litAt_ && isOnScreen())
-        proven_ = *std::exchange(litAt_, std::nullopt);
+    if (litAt_ && isOnScreen()) {
+        proven_ = std::max(proven_, seenLitAt_.value_or(proven_));
+        seenLitAt_ = std::exchange(litAt_, std::nullopt);
+    }
     if (required <= proven_)
         return;
     // What the panel has left stays masked until something later than that is proven, so the pixel may be waited for
@@ -77,7 +79,17 @@ void PaintProof::end()
     pixel_.reset();
     host_ = XCB_NONE;
     litAt_.reset();
+    seenLitAt_.reset();
     places_.clear();
+}
+
+PixelRegion PaintProof::reach() const
+{
+    std::vector<PixelRect> rects;
+    rects.reserve(places_.size());
+    for (const PixelPoint place : places_)
+        rects.push_back({place.x, place.y, 1, 1});
+    return PixelRegion(rects);
 }
 
 // In the middle of one of the rectangles that the panel has painted, if it is not translucent there. When the panel is

@@ -4,6 +4,7 @@
 #include "platform/x11/capture/captured_window.h"
 #include "platform/x11/server/connection.h"
 #include "platform/x11/server/owned_id.h"
+#include "platform/x11/server/pixel_region.h"
 
 #include <chrono>
 #include <cstdint>
@@ -13,9 +14,10 @@
 namespace nimbrale::x11 {
 
 /// Finds out how far a compositing manager has got. It hears of everything in the order in which it happened, so when
-/// the screen shows a pixel that was lit after a window had moved, it shows the window where it moved to as well. The
-/// pixel is one of a panel of this process, in which it differs so little that nobody sees it, and which is masked
-/// where it lies. Thread of its connection only.
+/// it has painted a pixel that was lit after a window had moved because of that light, it shows the window where it
+/// moved to as well. It may also have painted the place for something that happened before, and found the light already
+/// there: so a light counts when the next one, lit after it was seen, is seen too. The pixel is one of a panel of this
+/// process, in which it differs so little that nobody sees it. Thread of its connection only.
 class PaintProof {
 public:
     using Clock = std::chrono::steady_clock;
@@ -39,6 +41,8 @@ public:
 
     /// Everything that was heard of by then is on the screen.
     [[nodiscard]] Clock::time_point proven() const { return proven_; }
+    /// Where the screen may show the pixel, in root pixels. The panel may have moved what it shows away from there.
+    [[nodiscard]] PixelRegion reach() const;
 
 private:
     using Color = std::uint32_t;
@@ -61,6 +65,8 @@ private:
     /// In root pixels, since it was lit: the compositing manager may show the panel at any of them.
     std::vector<PixelPoint> places_;
     std::optional<Clock::time_point> litAt_;
+    /// When the light before was lit, if it was seen.
+    std::optional<Clock::time_point> seenLitAt_;
     Clock::time_point proven_;
 };
 

@@ -328,7 +328,7 @@ TEST_F(ChangeCollectorTest, everythingCanBeAskedForAnew)
 TEST_F(ChangeCollectorTest, whatAWindowTookOfOneThatIsLeftOutGoesAlongUntilItHasPainted)
 {
     excluded.insert(addWindow({200, 200, 50, 50}).id);
-    changes.updateMask(windows, {}, {});
+    changes.updateMask(windows, {}, {}, {});
     CapturedWindow& window = addWindow({190, 190, 120, 100});
     changes.addWindow(window, WindowChange::filled, {});
     EXPECT_EQ(changes.unpainted().placeOf(window), PixelRegion(200, 200, 50, 50));
@@ -346,7 +346,7 @@ TEST_F(ChangeCollectorTest, whatTheScreenDidNotShowNoWindowTook)
     CapturedWindow& unknown = addWindow({100, 100, 300, 300});
     unknown.needsClassification = true;
     addWindow({200, 200, 30, 50});
-    changes.updateMask(windows, {}, {});
+    changes.updateMask(windows, {}, {}, {});
     CapturedWindow& window = addWindow({190, 190, 120, 100});
     changes.addWindow(window, WindowChange::filled, {});
     EXPECT_EQ(changes.unpainted().placeOf(window), PixelRegion(230, 200, 20, 50)) << "the rest was covered";
@@ -355,7 +355,7 @@ TEST_F(ChangeCollectorTest, whatTheScreenDidNotShowNoWindowTook)
 TEST_F(ChangeCollectorTest, whatAWindowTookIsKnownWhenItsSizeIs)
 {
     excluded.insert(addWindow({200, 200, 50, 50}).id);
-    changes.updateMask(windows, {}, {});
+    changes.updateMask(windows, {}, {}, {});
     CapturedWindow& window = addWindow({190, 190, 0, 0});
     changes.addWindow(window, WindowChange::filled, {});
     window.width = 40;
@@ -366,11 +366,11 @@ TEST_F(ChangeCollectorTest, whatAWindowTookIsKnownWhenItsSizeIs)
 TEST_F(ChangeCollectorTest, whatAWindowTookAnotherTakesFromIt)
 {
     excluded.insert(addWindow({200, 200, 50, 50}).id);
-    changes.updateMask(windows, {}, {});
+    changes.updateMask(windows, {}, {}, {});
     CapturedWindow& first = addWindow({190, 190, 120, 100});
     changes.addWindow(first, WindowChange::filled, {});
     first.x = 290;
-    changes.updateMask(windows, {}, {});
+    changes.updateMask(windows, {}, {}, {});
     CapturedWindow& second = addWindow({280, 180, 200, 200});
     changes.addWindow(second, WindowChange::filled, {});
     EXPECT_EQ(changes.unpainted().placeOf(second), PixelRegion(300, 200, 50, 50));

@@ -24,7 +24,7 @@ protected:
         CapturedWindow& panel = addWindow(area);
         panel.painted = PixelRegion(0, 0, area.width, area.height);
         excluded.insert(panel.id);
-        changes.updateMask(windows, start, start);
+        changes.updateMask(windows, {}, start, start);
         return panel;
     }
 };
@@ -70,12 +70,12 @@ TEST_F(MaskedChangesTest, aPlaceThatAPanelLeftIsDrawnWhenItIsHeldNoLonger)
     CapturedWindow& panel = addPanel({200, 200, 50, 50});
     changes.addWindow(panel, WindowChange::altered, start);
     panel.x = 300;
-    changes.updateMask(windows, start, start);
+    changes.updateMask(windows, {}, start, start);
     PixelRegion both(200, 200, 50, 50);
     both.add(300, 200, 50, 50);
     EXPECT_EQ(changes.mask().region(), both);
     EXPECT_TRUE(changes.isEmpty()) << "what was there stays";
-    changes.updateMask(windows, start + ChangeCollector::longestLag, start + ChangeCollector::longestLag);
+    changes.updateMask(windows, {}, start + ChangeCollector::longestLag, start + ChangeCollector::longestLag);
     EXPECT_EQ(changes.mask().region(), PixelRegion(300, 200, 50, 50));
     EXPECT_EQ(changes.take(), PixelRegion(200, 200, 50, 50));
 }
@@ -85,9 +85,10 @@ TEST_F(MaskedChangesTest, aPanelThatVanishesMayFade)
     CapturedWindow& panel = addPanel({200, 200, 50, 50});
     changes.addWindow(panel, WindowChange::vanished, start);
     panel.isMapped = false;
-    changes.updateMask(windows, start + ChangeCollector::longestFade - 1ms, start + ChangeCollector::longestFade - 1ms);
+    changes.updateMask(windows, {}, start + ChangeCollector::longestFade - 1ms,
+                       start + ChangeCollector::longestFade - 1ms);
     EXPECT_EQ(changes.mask().region(), PixelRegion(200, 200, 50, 50));
-    changes.updateMask(windows, start + ChangeCollector::longestFade, start + ChangeCollector::longestFade);
+    changes.updateMask(windows, {}, start + ChangeCollector::longestFade, start + ChangeCollector::longestFade);
     EXPECT_TRUE(changes.mask().region().isEmpty());
 }
 
@@ -95,10 +96,10 @@ TEST_F(MaskedChangesTest, aWindowThatNobodyKnowsIsMaskedUntilItIsKnown)
 {
     CapturedWindow& window = addWindow({200, 200, 50, 50});
     window.needsClassification = true;
-    changes.updateMask(windows, start, start);
+    changes.updateMask(windows, {}, start, start);
     EXPECT_EQ(changes.mask().region(), PixelRegion(136, 136, 178, 178)) << "with a shadow";
     window.needsClassification = false;
-    changes.updateMask(windows, start, start);
+    changes.updateMask(windows, {}, start, start);
     EXPECT_TRUE(changes.mask().region().isEmpty()) << "at once: it belongs in the picture";
     EXPECT_EQ(changes.take(), PixelRegion(136, 136, 178, 178));
 }
@@ -108,7 +109,7 @@ TEST_F(MaskedChangesTest, aWindowThatIsFoundToBeLeftOutIsDrawnOver)
     CapturedWindow& window = addWindow({200, 200, 50, 50});
     excluded.insert(window.id);
     changes.addWindow(window, WindowChange::renamed, start);
-    changes.updateMask(windows, start, start);
+    changes.updateMask(windows, {}, start, start);
     EXPECT_EQ(changes.take(), window.reach());
     EXPECT_EQ(changes.mask().divide(window.reach(), PixelRegion(source)).composed, window.reach());
 }
@@ -156,7 +157,7 @@ TEST_F(MaskedChangesTest, aHiddenWindowMasksNothing)
 {
     CapturedWindow& panel = addPanel({200, 200, 50, 50});
     panel.isHidden = true;
-    changes.updateMask(windows, start, start);
+    changes.updateMask(windows, {}, start, start);
     EXPECT_TRUE(changes.mask().region().isEmpty());
 }
 
@@ -164,7 +165,7 @@ TEST_F(MaskedChangesTest, onlyWhatIsPaintedOfAPanelIsMasked)
 {
     CapturedWindow& panel = addPanel({200, 200, 50, 50});
     panel.painted = PixelRegion(10, 0, 5, 100);
-    changes.updateMask(windows, start, start);
+    changes.updateMask(windows, {}, start, start);
     EXPECT_EQ(changes.mask().region(), PixelRegion(210, 200, 5, 50));
 }
 
@@ -184,11 +185,11 @@ TEST_F(MaskedChangesTest, aFrozenPictureIsDrawnWholeOnceTheScreenIsProvenToBePai
     EXPECT_TRUE(changes.isFrozen());
     EXPECT_EQ(changes.requiredProof(), start + 10ms);
     EXPECT_EQ(changes.nextRelease(), start + 260ms);
-    changes.updateMask(windows, start + 259ms, start + 10ms);
+    changes.updateMask(windows, {}, start + 259ms, start + 10ms);
     EXPECT_TRUE(changes.isFrozen()) << "a proof does not end its time";
-    changes.updateMask(windows, start + 260ms, start + 9ms);
+    changes.updateMask(windows, {}, start + 260ms, start + 9ms);
     EXPECT_TRUE(changes.isFrozen());
-    changes.updateMask(windows, start + 260ms, start + 10ms);
+    changes.updateMask(windows, {}, start + 260ms, start + 10ms);
     EXPECT_FALSE(changes.isFrozen());
     EXPECT_EQ(changes.take(), PixelRegion(source));
     EXPECT_FALSE(changes.requiredProof());
@@ -197,9 +198,9 @@ TEST_F(MaskedChangesTest, aFrozenPictureIsDrawnWholeOnceTheScreenIsProvenToBePai
 TEST_F(MaskedChangesTest, aPictureIsNotFrozenForeverWithoutAProof)
 {
     changes.freeze(start, 250ms, 100ms);
-    changes.updateMask(windows, start + 349ms, start - 1ms);
+    changes.updateMask(windows, {}, start + 349ms, start - 1ms);
     EXPECT_TRUE(changes.isFrozen());
-    changes.updateMask(windows, start + 350ms, start - 1ms);
+    changes.updateMask(windows, {}, start + 350ms, start - 1ms);
     EXPECT_FALSE(changes.isFrozen());
 }
 
@@ -207,13 +208,13 @@ TEST_F(MaskedChangesTest, whatAWindowCoversOfOneThatIsLeftOutIsCopiedOnceTheScre
 {
     addPanel({200, 200, 50, 50});
     addWindow({220, 190, 100, 100});
-    changes.updateMask(windows, start, start);
+    changes.updateMask(windows, {}, start, start);
     EXPECT_EQ(changes.mask().region(), PixelRegion(200, 200, 50, 50)) << "the screen may be late";
     (void)changes.take();
     constexpr auto later = start + ChangeCollector::longestFade;
-    changes.updateMask(windows, later, start - 1ms);
+    changes.updateMask(windows, {}, later, start - 1ms);
     EXPECT_EQ(changes.mask().region(), PixelRegion(200, 200, 50, 50)) << "nobody has proven that it is not";
-    changes.updateMask(windows, later, start);
+    changes.updateMask(windows, {}, later, start);
     EXPECT_EQ(changes.mask().region(), PixelRegion(200, 200, 20, 50));
     EXPECT_EQ(changes.take(), PixelRegion(220, 200, 30, 50));
 }
@@ -222,18 +223,18 @@ TEST_F(MaskedChangesTest, whatACoverLeavesIsMaskedAtOnce)
 {
     addPanel({200, 200, 50, 50});
     CapturedWindow& cover = addWindow({190, 190, 100, 100});
-    changes.updateMask(windows, start, start);
+    changes.updateMask(windows, {}, start, start);
     constexpr auto later = start + ChangeCollector::longestFade;
-    changes.updateMask(windows, later, later);
+    changes.updateMask(windows, {}, later, later);
     EXPECT_TRUE(changes.mask().region().isEmpty());
     cover.x = 220;
-    changes.updateMask(windows, later, later);
+    changes.updateMask(windows, {}, later, later);
     EXPECT_EQ(changes.mask().region(), PixelRegion(200, 200, 20, 50));
     cover.x = 190;
-    changes.updateMask(windows, later, later);
+    changes.updateMask(windows, {}, later, later);
     EXPECT_EQ(changes.mask().region(), PixelRegion(200, 200, 20, 50)) << "held again";
     cover.isMapped = false;
-    changes.updateMask(windows, later, later);
+    changes.updateMask(windows, {}, later, later);
     EXPECT_EQ(changes.mask().region(), PixelRegion(200, 200, 50, 50));
 }
 
@@ -242,13 +243,13 @@ TEST_F(MaskedChangesTest, onlyWhatSurelyHidesWhatIsBelowCoversIt)
     constexpr auto later = start + ChangeCollector::longestFade;
     addWindow({190, 190, 100, 100});
     addPanel({200, 200, 50, 50});
-    changes.updateMask(windows, later, later);
+    changes.updateMask(windows, {}, later, later);
     EXPECT_EQ(changes.mask().region(), PixelRegion(200, 200, 50, 50)) << "a window below";
 
     CapturedWindow& cover = addWindow({190, 190, 100, 100});
     const auto coversNothing = [&](const char* why) {
-        changes.updateMask(windows, start, start);
-        changes.updateMask(windows, later, later);
+        changes.updateMask(windows, {}, start, start);
+        changes.updateMask(windows, {}, later, later);
         EXPECT_EQ(changes.mask().region(), PixelRegion(200, 200, 50, 50)) << why;
     };
     cover.hasAlpha = true;
@@ -278,7 +279,7 @@ protected:
         CapturedWindow& window = addWindow({190, 190, 120, 100});
         window.youngUntil = start + 500ms;
         changes.addWindow(window, WindowChange::filled, start);
-        changes.updateMask(windows, start, start);
+        changes.updateMask(windows, {}, start, start);
         EXPECT_EQ(changes.mask().region(), panel) << "the window shows it where it is masked anyway";
         return window;
     }
@@ -290,7 +291,7 @@ protected:
     }
     [[nodiscard]] PixelRegion maskAt(ChangeCollector::Clock::time_point now)
     {
-        changes.updateMask(windows, now, now);
+        changes.updateMask(windows, {}, now, now);
         return changes.mask().region();
     }
     /// The panel's place and another one of the same height.
@@ -369,7 +370,7 @@ TEST_F(UnpaintedChangesTest, itIsKnownInTheMomentInWhichACompositingManagerGoesO
     CapturedWindow& window = addWindow({190, 190, 120, 100});
     changes.addWindow(window, WindowChange::filled, start);
     EXPECT_EQ(changes.unpainted().placeOf(window), panel) << "its frame went with the manager";
-    changes.updateMask(windows, start, start);
+    changes.updateMask(windows, {}, start, start);
     changes.setMasked(true);
     CapturedWindow& another = addWindow({210, 190, 120, 100});
     changes.addWindow(another, WindowChange::filled, start);
