@@ -285,7 +285,7 @@ TEST_F(ChangeCollectorTest, ofAHeldPlaceAndAFrozenPictureTheSoonerReleaseIsTheNe
     changes.addWindow(panel, WindowChange::vanished, start);
     changes.freeze(start, ChangeCollector::longestFade + 50ms, 100ms);
     EXPECT_EQ(changes.nextRelease(), start + ChangeCollector::longestFade);
-    changes.updateMask({}, start + ChangeCollector::longestFade, start);
+    changes.updateMask({}, {}, start + ChangeCollector::longestFade, start);
     EXPECT_EQ(changes.nextRelease(), start + ChangeCollector::longestFade + 50ms) << "what is left of the two";
 }
 
