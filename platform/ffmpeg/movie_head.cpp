@@ -1,6 +1,7 @@
 #include "platform/ffmpeg/movie_head.h"
 
 #include <algorithm>
+#include <limits>
 #include <optional>
 
 namespace nimbrale::ffmpeg {
@@ -160,6 +161,10 @@ Result<MovieTrack> readTrack(Bytes content, const std::vector<Box>& defaults, st
         return wrong("a track that is not described");
     MovieTrack track;
     track.fragments.id = boxes->header.middle.front();
+    // Those beyond keep the library, which would copy such a movie, busy for seconds to find nothing in the track.
+    constexpr std::uint32_t largestNumber = std::numeric_limits<std::int32_t>::max();
+    if (track.fragments.id > largestNumber)
+        return wrong("a track whose number is too large");
     track.isVideo = boxes->handler == boxType("vide");
     track.timescale = boxes->mediaHeader.middle.front();
     const auto shift = readShift(*boxes, track.timescale, movieTimescale);

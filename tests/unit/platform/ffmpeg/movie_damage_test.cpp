@@ -136,6 +136,13 @@ TEST_F(MovieDamageTest, ChangedBytesAreSurvived)
     }
 }
 
+TEST_F(MovieDamageTest, ATrackWhoseNumberIsTooLargeTakesNoTime)
+{
+    FileBytes damaged = bytes;
+    damaged[contentOf("tkhd") + 12] ^= 0x80;
+    expectRefused(damaged);
+}
+
 TEST_F(MovieDamageTest, AMovieWhosePicturesAreCalledSomethingElseIsNotRemoved)
 {
     FileBytes damaged = bytes;

@@ -63,6 +63,7 @@ TEST_F(ProofMarksTest, oneWithinItsPanelNeedsNoProofOfItsOwn)
 TEST_F(ProofMarksTest, oneThatIsBareWhereThePanelCameSinceNeedsNoneEither)
 {
     (void)maskWith(outside, start);
+    panel->width = 150;
     panel->painted = PixelRegion(0, 0, 150, 50);
     EXPECT_EQ(maskWith({}, start + 1ms), PixelRegion(200, 200, 150, 50));
     EXPECT_EQ(changes.requiredProof(), std::nullopt);
