@@ -22,6 +22,7 @@ protected:
         found.erase("SyncAlarm");
         return found;
     }
+    [[nodiscard]] std::uint32_t alarms() const { return serverResources(desktop->connection(), getpid())["SyncAlarm"]; }
 
     /// What is freed last is freed through the main queue.
     void expectResources(const Resources& expected)
@@ -68,6 +69,18 @@ TEST_F(X11CaptureLeaksTest, picturesThatReachNobodyAreFreed)
         startAndEnd(round);
     EXPECT_GT(samples, 0);
     expectResources(before);
+}
+
+TEST_F(X11CaptureLeaksTest, whileThePointerMovesNoAlarmWaitsForTheEndOfItsRest)
+{
+    startDesktop({});
+    captured->start({0, 0, 400, 300}, 60, false, true);
+    EXPECT_TRUE(captured->pumpUntil([&] { return alarms() == 1; })) << "the control: there is one while it rests";
+    const auto mover = desktop->spawn("nimbrale_animation", {"pointer", "540", "150", "480", "200", "500", "0"});
+    ASSERT_TRUE(mover);
+    EXPECT_TRUE(captured->pumpUntil([&] { return alarms() == 0; }));
+    mover->terminate();
+    EXPECT_TRUE(captured->pumpUntil([&] { return alarms() == 1; })) << "it rests again";
 }
 
 } // namespace

@@ -2,6 +2,7 @@
 // capture itself draws into it included.
 
 #include "tests/desktop/captured_desktop.h"
+#include "tests/desktop/own_pixels.h"
 #include "tests/desktop/panel_host.h"
 #include "tests/support/image_compare.h"
 
@@ -14,19 +15,6 @@ using WindowManager = PrivateDesktop::WindowManager;
 
 constexpr QRect region(100, 80, 600, 450);
 constexpr int bandHeight = 10;
-
-/// Nothing else on the desktop is anything like magenta, also where it is a little off.
-int ownPixels(const QImage& image)
-{
-    int count = 0;
-    for (int y = 0; y < image.height(); ++y) {
-        const auto* const line = reinterpret_cast<const QRgb*>(image.constScanLine(y));
-        count += static_cast<int>(std::count_if(line, line + image.width(), [](QRgb pixel) {
-            return std::min(qRed(pixel), qBlue(pixel)) - qGreen(pixel) > 100;
-        }));
-    }
-    return count;
-}
 
 class X11DraggedPanelTest : public PanelTest, public testing::WithParamInterface<WindowManager> {
 protected:

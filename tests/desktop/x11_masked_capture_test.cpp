@@ -2,6 +2,7 @@
 // process.
 
 #include "platform/x11/capture/change_collector.h"
+#include "tests/desktop/own_pixels.h"
 #include "tests/desktop/x11_capture_fixture.h"
 #include "tests/support/window_touches.h"
 
@@ -20,7 +21,6 @@ using Compositor = PrivateDesktop::Compositor;
 
 constexpr QRect region(100, 80, 600, 450);
 constexpr QSize panelSize(120, 90);
-const QColor ownColor(255, 0, 255);
 
 struct Managers {
     const char* name;
@@ -31,19 +31,6 @@ struct Managers {
 void PrintTo(const Managers& managers, std::ostream* stream)
 {
     *stream << managers.name;
-}
-
-/// Nothing else on the desktop is anything like the color, also where it is blended with something.
-int ownPixels(const QImage& image)
-{
-    int count = 0;
-    for (int y = 0; y < image.height(); ++y) {
-        const auto* const line = reinterpret_cast<const QRgb*>(image.constScanLine(y));
-        count += static_cast<int>(std::count_if(line, line + image.width(), [](QRgb pixel) {
-            return std::min(qRed(pixel), qBlue(pixel)) - qGreen(pixel) > 100;
-        }));
-    }
-    return count;
 }
 
 class X11MaskedCaptureTest : public X11CaptureTest, public testing::WithParamInterface<Managers> {

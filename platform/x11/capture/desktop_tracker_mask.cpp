@@ -68,8 +68,9 @@ void DesktopTracker::updateMasks(Clock::time_point now)
     if (!stack_)
         return;
     stack_->takePainted();
+    const PixelRegion marks = proof_.reach();
     for (ChangeCollector* const changes : collectors_)
-        changes->updateMask(stack_->windows(), proof_.reach(), now, proof_.proven());
+        changes->updateMask(stack_->windows(), marks, now, proof_.proven());
 }
 
 void DesktopTracker::proveMasks(Clock::time_point now)

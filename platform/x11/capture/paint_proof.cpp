@@ -68,10 +68,12 @@ void PaintProof::advance(const CapturedWindow* host, Clock::time_point required,
     const bool isPainted = unpainted.isEmpty();
     if (litAt_ && (isPainted || now - *litAt_ < longestWaitOutside))
         return;
-    if (!isPainted)
+    if (!isPainted) {
         place(*host);
-    if (pixel_ && locate())
-        light(now);
+        if (!pixel_ || !locate())
+            return;
+    }
+    light(now);
 }
 
 void PaintProof::end()

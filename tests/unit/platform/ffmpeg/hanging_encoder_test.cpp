@@ -141,17 +141,7 @@ protected:
                            "echo run >> \"$(dirname \"$0\")/runs\"\necho '" +
                                ProbeQuestion{settings.video, means.candidates.front()}.confirmation() + "'");
     }
-    /// Whether the preparation ends by itself, without its time being up.
-    bool isPrepared(Movies& movies)
-    {
-        bool isDone = false;
-        movies.prepare(settings.video, [&] { isDone = true; });
-        for (int attempt = 0; attempt < 2000 && !isDone; ++attempt) {
-            std::this_thread::sleep_for(5ms);
-            queue.runPosted();
-        }
-        return isDone;
-    }
+    bool isPrepared(Movies& movies) { return ffmpeg::isPrepared(movies, settings.video, queue); }
     [[nodiscard]] std::unique_ptr<MovieWriter> beginOn(Movies& movies) const
     {
         auto writer = movies.create(settings);

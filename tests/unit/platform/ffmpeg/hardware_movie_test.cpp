@@ -42,17 +42,7 @@ protected:
         return static_cast<std::size_t>(
             std::ranges::count(std::string{std::istreambuf_iterator<char>(file), {}}, '\n'));
     }
-    /// Whether the preparation ends by itself, without its time being up.
-    bool isPrepared(Movies& movies)
-    {
-        bool isDone = false;
-        movies.prepare(settings.video, [&] { isDone = true; });
-        for (int attempt = 0; attempt < 2000 && !isDone; ++attempt) {
-            std::this_thread::sleep_for(5ms);
-            queue.runPosted();
-        }
-        return isDone;
-    }
+    bool isPrepared(Movies& movies) { return ffmpeg::isPrepared(movies, settings.video, queue); }
     /// Makes a movie of ten pictures and gives it as it is played.
     PlayedMovie madeBy(Movies& movies)
     {

@@ -1,10 +1,14 @@
 #pragma once
 
 #include "platform/ffmpeg/hardware_encoder.h"
+#include "platform/movie_writer.h"
+#include "tests/fakes/fake_main_queue.h"
 
+#include <chrono>
 #include <filesystem>
 #include <fstream>
 #include <string>
+#include <thread>
 
 namespace nimbrale::ffmpeg {
 
@@ -21,6 +25,18 @@ inline std::filesystem::path standInProgram(const std::filesystem::path& folder,
     std::ofstream(program) << "#!/bin/sh\n" << lines << "\n";
     std::filesystem::permissions(program, std::filesystem::perms::owner_all);
     return program;
+}
+
+/// Whether the preparation ends by itself, without its time being up. Its completion comes on `queue`.
+inline bool isPrepared(Movies& movies, const MovieVideo& video, FakeMainQueue& queue)
+{
+    bool isDone = false;
+    movies.prepare(video, [&] { isDone = true; });
+    for (int attempt = 0; attempt < 2000 && !isDone; ++attempt) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        queue.runPosted();
+    }
+    return isDone;
 }
 
 } // namespace nimbrale::ffmpeg
