@@ -126,6 +126,38 @@ TEST_P(CompositedVirtualAreaTest, TheCompositorMayGoAndComeBack)
     host_->virtualDisplays->area().remove(window);
 }
 
+// Xfwm4 takes the overlay off the screen meanwhile.
+TEST_P(CompositedVirtualAreaTest, AWindowThatFillsTheScreenForAWhileHidesNothing)
+{
+    constexpr Milliseconds longerThanAnyProbe{3500};
+    startComposited();
+    const auto device = make(800, 600);
+    const xcb_window_t window = showWindow({1280, 720, 800, 600}, 0x2060c0);
+    ASSERT_TRUE(DisplaysHost::pumpUntil([&] { return isVerified() || !unusable_.empty(); }));
+    const auto other = requireScene(*desktop_);
+    for (const QRect& place : {QRect(0, 0, 1280, 720), QRect(0, 0, 2080, 1320)}) {
+        SCOPED_TRACE(place.width());
+        other->add("filling", {.geometry = place, .seed = 0, .color = Qt::magenta});
+        EXPECT_TRUE(shows({100, 100}, Qt::magenta));
+        EXPECT_TRUE(shows({1300, 740}, QColor(0x20, 0x60, 0xc0)));
+        // Somebody arranges the displays meanwhile.
+        host_->virtualDisplays->area().setPixels({1280, 720, 800, 600}, [] {});
+        EXPECT_FALSE(DisplaysHost::pumpUntil([&] { return !unusable_.empty(); }, longerThanAnyProbe));
+        EXPECT_TRUE(shows({1300, 740}, QColor(0x20, 0x60, 0xc0)));
+        other->unmap("filling");
+        sleepFor(Milliseconds{500});
+        const xcb_window_t news = createWindow(window, {0, 0, 100, 100}, 0x10a040);
+        xcb_map_window(host_->connection->get(), news);
+        EXPECT_TRUE(shows({1300, 740}, QColor(0x10, 0xa0, 0x40)));
+        EXPECT_TRUE(DisplaysHost::pumpUntil([&] { return isVerified(); }));
+        EXPECT_EQ(host_->virtualDisplays->area().usesOverlay(), GetParam().usesOverlay);
+        xcb_destroy_window(host_->connection->get(), news);
+        host_->connection->flush();
+    }
+    EXPECT_EQ(unusable_, "");
+    host_->virtualDisplays->area().remove(window);
+}
+
 TEST_F(VirtualAreaTest, ACompositorThatMissedTheNewSizeIsToldOnceMore)
 {
     startOnOpenbox();

@@ -77,6 +77,7 @@ bool CompositeOverlay::acquire()
         return false;
     window_ = reply->overlay_win;
     xcb_shape_select_input(raw, window_, 1);
+    mappings_ = WindowEvents(connection_, window_, XCB_EVENT_MASK_STRUCTURE_NOTIFY);
     return true;
 }
 
@@ -86,8 +87,16 @@ void CompositeOverlay::release()
         return;
     closeAllBut({});
     xcb_shape_select_input(connection_.get(), window_, 0);
+    mappings_ = {};
     xcb_composite_release_overlay_window(connection_.get(), connection_.root());
     window_ = XCB_WINDOW_NONE;
+}
+
+bool CompositeOverlay::isOnScreen() const
+{
+    const Reply<xcb_get_window_attributes_reply_t> attributes(xcb_get_window_attributes_reply(
+        connection_.get(), xcb_get_window_attributes(connection_.get(), window_), nullptr));
+    return attributes && attributes->map_state == XCB_MAP_STATE_VIEWABLE;
 }
 
 void CompositeOverlay::open(const PixelRect& area)

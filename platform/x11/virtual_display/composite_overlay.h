@@ -2,6 +2,7 @@
 
 #include "platform/pixel_rect.h"
 #include "platform/x11/server/connection.h"
+#include "platform/x11/server/window_events.h"
 
 #include <QRegion>
 
@@ -28,6 +29,9 @@ public:
     void release();
     /// 0 while it is not held.
     [[nodiscard]] xcb_window_t window() const { return window_; }
+    /// Whether it is mapped: a compositing manager may unmap it for as long as a single window fills the screen. While
+    /// it is held, the connection hears of that by `XCB_MAP_NOTIFY` and `XCB_UNMAP_NOTIFY`. Waits for the server.
+    [[nodiscard]] bool isOnScreen() const;
 
     /// Some compositing managers cut the overlay down to the real displays: makes sure that `area` is in its shape too.
     /// An overlay that has no shape is left alone. Waits for the server.
@@ -43,6 +47,7 @@ private:
 
     Connection& connection_;
     xcb_window_t window_ = XCB_WINDOW_NONE;
+    WindowEvents mappings_;
     QRegion opened_;
 };
 

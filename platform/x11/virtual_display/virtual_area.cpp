@@ -40,6 +40,7 @@ struct VirtualArea::Impl {
     bool isVerified = false;
     Subscription managerChanges;
     Subscription shapeChanges;
+    Subscription overlayMappings;
     std::unique_ptr<Timer> probeTimer;
     std::unique_ptr<Timer> lateTimer;
     /// Whether it has been found out where this compositing manager is best started with.
@@ -48,6 +49,9 @@ struct VirtualArea::Impl {
     bool wasMoved = false;
     /// Whether this compositing manager does not leave alone what is in the overlay.
     bool isOverlayRefused = false;
+    /// Whether the windows are children of the root just because the compositing manager has taken the overlay off the
+    /// screen, as some do while one window covers all of it.
+    bool isOverlayOff = false;
     std::unique_ptr<AreaProbe> probe;
 
     Impl(Connection& theConnection, EventDispatcher& events, MainQueue& theMainQueue, VirtualArea& theOwner)
@@ -61,6 +65,7 @@ struct VirtualArea::Impl {
     void watch(EventDispatcher& events);
     void managerChanged();
     void probeSoon();
+    void choosePlace();
     void startProbe();
     [[nodiscard]] AreaProbe::Spot spotInFront() const;
     [[nodiscard]] std::optional<PixelRect> placeIfShown(xcb_window_t window) const;
@@ -83,6 +88,12 @@ void VirtualArea::Impl::watch(EventDispatcher& events)
             eventAs<xcb_shape_notify_event_t>(event).affected_window == overlay.window())
             overlay.open(pixels);
     });
+    overlayMappings = events.add({XCB_MAP_NOTIFY, XCB_UNMAP_NOTIFY}, [this](const auto& event) {
+        // Both events have the window at the same place. The delay before the probe gives a screen locker the time to
+        // be noticed: what the windows show until then is of before the lock.
+        if (overlay.window() != XCB_WINDOW_NONE && eventAs<xcb_map_notify_event_t>(event).event == overlay.window())
+            probeSoon();
+    });
 }
 
 // What the last compositing manager needed says nothing of the next one, and the overlay must not outlive it.
@@ -101,7 +112,7 @@ void VirtualArea::Impl::probeSoon()
     isVerified = false;
     probe.reset();
     probeTimer.reset();
-    if (!isInOverlay())
+    if (!isInOverlay() && !isOverlayOff)
         overlay.release();
     if (pixels.isEmpty())
         return;
@@ -111,11 +122,22 @@ void VirtualArea::Impl::probeSoon()
     }
     wasMoved = false;
     probeTimer = mainQueue.schedule(settleDelay, [this] {
-        if (!isKnown && prefersOverlay())
-            enterOverlay();
-        isKnown = true;
+        choosePlace();
         startProbe();
     });
+}
+
+// While the overlay is off the screen the server paints what comes to the root, and the overlay is held only to hear of
+// its return. What a probe tells meanwhile says nothing of later.
+void VirtualArea::Impl::choosePlace()
+{
+    const bool wantsOverlay = isInOverlay() || isOverlayOff || (!isKnown && prefersOverlay());
+    isKnown = true;
+    isOverlayOff = wantsOverlay && overlay.acquire() && !overlay.isOnScreen();
+    if (isOverlayOff && isInOverlay())
+        cover(pixels, [this] { windows.moveInto(connection.root()); });
+    else if (wantsOverlay && !isOverlayOff)
+        enterOverlay();
 }
 
 // Which of the two ways is tried first; the probe decides. KWin and Xfwm4 paint nothing where there is no real display.
@@ -178,6 +200,8 @@ void VirtualArea::Impl::probeEnded(bool wasSeen)
             owner.onVerified();
         return;
     }
+    if (isOverlayOff)
+        return;
     if (!wasMoved && compositing.askManager() != XCB_WINDOW_NONE) {
         wasMoved = true;
         isOverlayRefused = isOverlayRefused || isInOverlay();
@@ -200,7 +224,7 @@ void VirtualArea::Impl::probeEnded(bool wasSeen)
 // alone: it would hide the desktop while this process holds it, and with this process it would take along the card.
 void VirtualArea::Impl::contested()
 {
-    if (isInOverlay() || isOverlayRefused || !isVerified || probe)
+    if (isInOverlay() || isOverlayOff || isOverlayRefused || !isVerified || probe)
         return;
     const xcb_window_t manager = compositing.askManager();
     if (manager == XCB_WINDOW_NONE || !overlay.isHeldBy(manager) || !overlay.acquire()) {
@@ -256,6 +280,7 @@ void VirtualArea::Impl::cover(const PixelRect& place, const std::function<void()
 
 void VirtualArea::Impl::leaveOverlay()
 {
+    isOverlayOff = false;
     if (overlay.window() == XCB_WINDOW_NONE)
         return;
     probe.reset();
