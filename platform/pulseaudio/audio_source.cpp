@@ -16,6 +16,8 @@ constexpr std::chrono::milliseconds longestOpening{1000};
 constexpr std::chrono::microseconds retryDelay{1'000'000};
 /// How much sound comes at a time.
 constexpr int samplesAtATime = sampleRate / 100;
+/// How often the server is asked where the stream is, in such pieces.
+constexpr int piecesBetweenQuestions = 10;
 constexpr auto watched = static_cast<pa_subscription_mask_t>(PA_SUBSCRIPTION_MASK_SOURCE | PA_SUBSCRIPTION_MASK_SINK |
                                                              PA_SUBSCRIPTION_MASK_SERVER);
 
@@ -23,18 +25,6 @@ constexpr auto watched = static_cast<pa_subscription_mask_t>(PA_SUBSCRIPTION_MAS
 std::chrono::nanoseconds now()
 {
     return std::chrono::steady_clock::now().time_since_epoch();
-}
-
-/// When the next sample of the stream was heard; absent before the server has told of its delay.
-std::optional<std::chrono::nanoseconds> measuredTime(pa_stream* stream)
-{
-    pa_usec_t delay = 0;
-    int isNegative = 0;
-    if (pa_stream_get_latency(stream, &delay, &isNegative) < 0)
-        return std::nullopt;
-    const std::chrono::microseconds age{delay};
-    // What a loudspeaker is about to play comes before it is played.
-    return isNegative ? now() + age : now() - age;
 }
 
 } // namespace
@@ -73,6 +63,17 @@ struct AudioSource::Events {
         const pa_stream_state_t state = pa_stream_get_state(stream);
         if (state == PA_STREAM_FAILED || state == PA_STREAM_TERMINATED)
             of(data).tryAgainLater(pa_strerror(pa_context_errno(pa_stream_get_context(stream))));
+        else if (state == PA_STREAM_READY)
+            of(data).askForTimes();
+    }
+
+    static void timesAreTold(pa_stream* stream, int isAnswered, void* data)
+    {
+        AudioSource& self = of(data);
+        const pa_timing_info* const answer = pa_stream_get_timing_info(stream);
+        if (isAnswered != 0 && answer)
+            self.times_.note(*answer, *pa_stream_get_sample_spec(stream), self.asked_, now());
+        self.timesQuestion_.reset();
     }
 
     static void soundIsThere(pa_stream* /*stream*/, std::size_t /*bytes*/, void* data) { of(data).takeSound(); }
@@ -176,9 +177,9 @@ void AudioSource::use(const std::string& source, int channels)
     pa_buffer_attr buffer{unset, unset, unset, unset, unset};
     buffer.fragsize = static_cast<std::uint32_t>(samplesAtATime * channels * static_cast<int>(sizeof(float)));
     // It stays with this source: another one must not be heard in its place when it goes.
-    constexpr auto flags = static_cast<pa_stream_flags_t>(PA_STREAM_ADJUST_LATENCY | PA_STREAM_AUTO_TIMING_UPDATE |
-                                                          PA_STREAM_INTERPOLATE_TIMING | PA_STREAM_DONT_MOVE);
+    constexpr auto flags = static_cast<pa_stream_flags_t>(PA_STREAM_ADJUST_LATENCY | PA_STREAM_DONT_MOVE);
     clock_.restart();
+    times_.restart();
     if (pa_stream_connect_record(stream_.get(), source.c_str(), &buffer, flags) < 0)
         tryAgainLater(pa_strerror(pa_context_errno(context_)));
 }
@@ -194,6 +195,7 @@ void AudioSource::missed()
 
 void AudioSource::stopStream()
 {
+    timesQuestion_.reset();
     stream_.reset();
     source_.clear();
 }
@@ -211,7 +213,7 @@ void AudioSource::takeSound()
     const void* data = nullptr;
     std::size_t bytes = 0;
     while (!isClosing_ && pa_stream_readable_size(stream_.get()) > 0) {
-        const auto measured = measuredTime(stream_.get());
+        const auto measured = timeOfNextPiece();
         if (pa_stream_peek(stream_.get(), &data, &bytes) < 0 || bytes == 0)
             return;
         const std::size_t count = bytes / (sizeof(float) * static_cast<std::size_t>(channels_));
@@ -220,7 +222,25 @@ void AudioSource::takeSound()
         else if (measured)
             handOver(*measured, static_cast<const float*>(data), count);
         pa_stream_drop(stream_.get());
+        if (++piecesSinceQuestion_ >= piecesBetweenQuestions)
+            askForTimes();
     }
+}
+
+/// One question at a time: a server that is busy is not made busier.
+void AudioSource::askForTimes()
+{
+    if (timesQuestion_)
+        return;
+    piecesSinceQuestion_ = 0;
+    asked_ = now();
+    timesQuestion_.reset(pa_stream_update_timing_info(stream_.get(), &Events::timesAreTold, this));
+}
+
+std::optional<std::chrono::nanoseconds> AudioSource::timeOfNextPiece() const
+{
+    const pa_timing_info* const known = pa_stream_get_timing_info(stream_.get());
+    return known && known->read_index_corrupt == 0 ? times_.timeOf(known->read_index) : std::nullopt;
 }
 
 void AudioSource::handOver(std::chrono::nanoseconds measured, const float* samples, std::size_t count)

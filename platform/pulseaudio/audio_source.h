@@ -3,8 +3,10 @@
 #include "platform/audio_sources.h"
 #include "platform/pulseaudio/server_connection.h"
 #include "platform/pulseaudio/sound_clock.h"
+#include "platform/pulseaudio/stream_times.h"
 
 #include <atomic>
+#include <chrono>
 #include <condition_variable>
 #include <memory>
 #include <mutex>
@@ -42,6 +44,8 @@ private:
     void stopStream();
     void tryAgainLater(const char* reason);
     void takeSound();
+    void askForTimes();
+    [[nodiscard]] std::optional<std::chrono::nanoseconds> timeOfNextPiece() const;
     void handOver(std::chrono::nanoseconds measured, const float* samples, std::size_t count);
     [[nodiscard]] const char* name() const;
 
@@ -55,6 +59,9 @@ private:
 
     // The loop's thread has these.
     SoundClock clock_;
+    StreamTimes times_;
+    std::chrono::nanoseconds asked_{}; ///< when `timesQuestion_` was, on CLOCK_MONOTONIC
+    int piecesSinceQuestion_ = 0;
     bool hasLoggedProblem_ = false; ///< since there was sound
     pa_context* context_ = nullptr; ///< null while there is no server
     std::string source_;            ///< which the stream listens to
@@ -65,6 +72,7 @@ private:
     Question outputQuestion_;
     Question sourceQuestion_;
     Stream stream_;
+    Question timesQuestion_; ///< where the stream is
 };
 
 } // namespace nimbrale::pulseaudio

@@ -40,7 +40,7 @@ protected:
         missing = PrivatePulseaudio::missing();
         if (!missing.empty())
             return;
-        pulseaudio = PrivatePulseaudio::start(reason);
+        pulseaudio = PrivatePulseaudio::start(reason, serverEnvironment);
         if (!pulseaudio)
             return;
         qunsetenv("DISPLAY");
@@ -118,6 +118,8 @@ protected:
         return player;
     }
 
+    /// More of what the server finds in its environment; to be set before the suite is.
+    static inline Environment serverEnvironment;
     static inline std::string missing;
     static inline std::string reason;
     static inline std::unique_ptr<PrivatePulseaudio> pulseaudio;

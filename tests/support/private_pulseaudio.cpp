@@ -30,9 +30,9 @@ std::string PrivatePulseaudio::missing()
     return {};
 }
 
-std::unique_ptr<PrivatePulseaudio> PrivatePulseaudio::start(std::string& reason)
+std::unique_ptr<PrivatePulseaudio> PrivatePulseaudio::start(std::string& reason, Environment changes)
 {
-    std::unique_ptr<PrivatePulseaudio> pulseaudio(new PrivatePulseaudio);
+    std::unique_ptr<PrivatePulseaudio> pulseaudio(new PrivatePulseaudio(std::move(changes)));
     return pulseaudio->startAgain(reason) ? std::move(pulseaudio) : nullptr;
 }
 
@@ -52,6 +52,8 @@ bool PrivatePulseaudio::startAgain(std::string& reason)
     Process::Options options;
     options.environment = environment();
     options.environment.erase("PULSE_SERVER"); // With it the server believes that another one is there.
+    for (const auto& [name, value] : changes_)
+        options.environment[name] = value;
     options.outputFile = folder() / "pulseaudio.log";
     server_ = Process::start("pulseaudio",
                              {"--daemonize=no", "--exit-idle-time=-1", "--use-pid-file=no", "--realtime=no",

@@ -10,6 +10,7 @@
 #include <memory>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 namespace nimbrale::test {
@@ -19,8 +20,8 @@ class PrivatePulseaudio {
 public:
     /// What is not installed, or nothing.
     [[nodiscard]] static std::string missing();
-    /// Null, with the reason, when it does not start.
-    [[nodiscard]] static std::unique_ptr<PrivatePulseaudio> start(std::string& reason);
+    /// Null, with the reason, when it does not start. `changes` are for the server alone.
+    [[nodiscard]] static std::unique_ptr<PrivatePulseaudio> start(std::string& reason, Environment changes = {});
     PrivatePulseaudio(const PrivatePulseaudio&) = delete;
     PrivatePulseaudio& operator=(const PrivatePulseaudio&) = delete;
 
@@ -38,8 +39,9 @@ public:
     [[nodiscard]] bool startAgain(std::string& reason);
 
 private:
-    PrivatePulseaudio() = default;
+    explicit PrivatePulseaudio(Environment changes) : changes_(std::move(changes)) {}
 
+    const Environment changes_;
     QTemporaryDir home_;
     std::unique_ptr<Process> server_;
 };

@@ -1,6 +1,6 @@
-// A library to preload: moves the time of day of a program, as somebody who sets the clock would, by as many seconds as
-// stand in the file that NIMBRALE_TEST_WALL_CLOCK names. Every other clock is left alone, and so is what the kernel
-// itself waits for.
+// A library to preload, or a part of a program: moves the program's time of day, as somebody who sets the clock would,
+// by as many seconds as stand in the file that NIMBRALE_TEST_WALL_CLOCK names. Every other clock is left alone, and so
+// is what the kernel itself waits for.
 
 #include <cstdlib>
 #include <ctime>
