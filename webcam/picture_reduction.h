@@ -8,4 +8,8 @@ namespace nimbrale {
 /// that no more of them are handed on and drawn than are seen; 0 while `shown` is empty.
 [[nodiscard]] int halvingsToShow(PixelSize picture, PixelSize shown);
 
+/// How often a camera's picture is halved before effects are made of it, so that it has 1280 × 720 pixels at most,
+/// lying or upright: what an effect costs is bounded, whatever the camera.
+[[nodiscard]] int halvingsForEffects(PixelSize picture);
+
 } // namespace nimbrale

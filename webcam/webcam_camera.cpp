@@ -40,13 +40,14 @@ public:
         live_.reset();
         return ++round_;
     }
-    /// How often the camera is to halve its next picture. Effects are for whole ones: the model that finds the person
-    /// is to see all of it. The camera's thread calls it.
+    /// How often the camera is to halve its next picture. What effects are made of does not depend on how large it is
+    /// shown: the person is found in the same picture. The camera's thread calls it.
     [[nodiscard]] int wantedHalvings(PixelSize picture)
     {
         const std::lock_guard lock(mutex_);
-        const int halvings = background_ == Background::original ? halvingsToShow(picture, shownSize_) : 0;
-        isWhole_ = halvings == 0;
+        const int forEffects = halvingsForEffects(picture);
+        const int halvings = background_ == Background::original ? halvingsToShow(picture, shownSize_) : forEffects;
+        isForEffects_ = halvings == forEffects;
         return halvings;
     }
     /// The camera's thread calls it.
@@ -58,7 +59,7 @@ public:
         if (!std::exchange(live_, picture))
             main_.post([self = shared_from_this()] { self->showLive(); });
         // One that was made before an effect was wanted is of no use to it.
-        if (background_ == Background::original || !isWhole_)
+        if (background_ == Background::original || !isForEffects_)
             return;
         if (!std::exchange(unprocessed_, picture) && !isProcessing_)
             process();
@@ -133,8 +134,8 @@ private:
     int round_ = 0;
     PixelSize shownSize_;
     bool isProcessing_ = false;
-    /// Whether the picture that the camera is at is made in its own size.
-    bool isWhole_ = true;
+    /// Whether the picture that the camera is at has the size that effects are made in.
+    bool isForEffects_ = true;
     std::shared_ptr<const BufferSurface> live_;
     std::shared_ptr<const BufferSurface> unprocessed_;
     /// Made for the present background and round.

@@ -220,6 +220,26 @@ TEST_F(WebcamCameraTest, PicturesThatAreShownSmallAreHandedOnSmall)
     EXPECT_EQ(widthOfEffects, 640) << "people are found in the camera's own picture";
 }
 
+TEST_F(WebcamCameraTest, EffectsOfALargeCameraAreMadeInABoundedSize)
+{
+    camera.setShownSize({1280, 720});
+    int widthOfEffects = 0;
+    effect = [&](const std::shared_ptr<const BufferSurface>& picture, Background) {
+        widthOfEffects = picture->width();
+        return picture;
+    };
+    camera.selectDevice("front");
+    opened().show(3840, 2160);
+    queue.runPosted();
+    EXPECT_EQ(preview().contents()->width(), 1920) << "without an effect no detail is lost";
+
+    camera.setBackground(Background::blurred);
+    opened().show(3840, 2160);
+    ASSERT_TRUE(waitForProcessed());
+    camera.stop();
+    EXPECT_EQ(widthOfEffects, 960);
+}
+
 TEST_F(WebcamCameraTest, NoEffectIsMadeOfAPictureThatWasMadeSmallBeforeTheEffectWasWanted)
 {
     camera.setShownSize({160, 90});
