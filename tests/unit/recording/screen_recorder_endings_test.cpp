@@ -1,0 +1,119 @@
+// Recordings that end without being told to, and movies that are kept whole meanwhile.
+
+#include "tests/fakes/log_capture.h"
+#include "tests/unit/recording/screen_recorder_fixture.h"
+
+#include <chrono>
+#include <gmock/gmock.h>
+
+namespace nimbrale {
+namespace {
+
+using namespace std::chrono_literals;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+using ScreenRecorderEndingsTest = ScreenRecorderTest;
+
+TEST_F(ScreenRecorderEndingsTest, ADisplayThatGoesEndsTheRecordingAndSavesIt)
+{
+    const LogCapture log;
+    startRecording();
+    stream().deliverPicture(640, 360, 1s);
+    stream().stopByItself({ErrorCode::captureFailedToStart, "The display has gone."});
+    finishMovie();
+    EXPECT_THAT(reasons_, ElementsAre("The display has gone."));
+    ASSERT_EQ(movies_.size(), 1U);
+    EXPECT_TRUE(movies_[0]);
+    EXPECT_THAT(log.lines(), ElementsAre(LogCapture::Line{QtCriticalMsg, "Nimbrale.recording",
+                                                          "Recording stream stopped: The display has gone."}));
+}
+
+TEST_F(ScreenRecorderEndingsTest, ADisplayThatGoesWhileStoppingFinishesOnce)
+{
+    const LogCapture log;
+    startRecording();
+    stream().deliverPicture(640, 360, 1s);
+    recorder_->stop();
+    stream().stopByItself({ErrorCode::captureFailedToStart, "The display has gone."});
+    stream().completeStop();
+    finishMovie();
+    EXPECT_EQ(movies_.size(), 1U);
+    EXPECT_THAT(reasons_, IsEmpty());
+}
+
+TEST_F(ScreenRecorderEndingsTest, AWriterThatFailsEndsTheRecordingAndSavesWhatThereIs)
+{
+    const LogCapture log;
+    startRecording();
+    stream().deliverPicture(640, 360, 1s);
+    movie().failure = Error{ErrorCode::permanent, "The disk is full."};
+    stream().deliverPicture(640, 360, 2s);
+    platform_.mainQueue().runPosted();
+    EXPECT_THAT(reasons_, ElementsAre("The disk is full."));
+    EXPECT_THAT(log.lines(), ElementsAre(LogCapture::Line{QtCriticalMsg, "Nimbrale.recording",
+                                                          "Recording failed: The disk is full."}));
+    EXPECT_EQ(stream().stops, 1);
+    stream().completeStop();
+    finishMovie();
+    ASSERT_EQ(movies_.size(), 1U);
+    EXPECT_TRUE(movies_[0]);
+}
+
+TEST_F(ScreenRecorderEndingsTest, AMissingEndIsTold)
+{
+    const LogCapture log;
+    startRecording();
+    stream().deliverPicture(640, 360, 1s);
+    recorder_->stop();
+    stream().completeStop();
+    settle();
+    movie().failure = Error{ErrorCode::permanent, "The encoder doesn't answer."};
+    finishMovie();
+    EXPECT_THAT(reasons_, ElementsAre("The encoder doesn't answer."));
+    ASSERT_EQ(movies_.size(), 1U);
+    EXPECT_TRUE(movies_[0]);
+}
+
+TEST_F(ScreenRecorderEndingsTest, ADiskThatIsAlmostFullEndsTheRecordingInOrder)
+{
+    startRecording();
+    stream().deliverPicture(640, 360, 1s);
+    platform_.mainQueue().advance(RecordingPipeline::tickInterval);
+    settle();
+    EXPECT_THAT(reasons_, IsEmpty());
+    freeSpace_ = ScreenRecorder::roomToKeep - 1;
+    platform_.mainQueue().advance(RecordingPipeline::tickInterval);
+    settle();
+    EXPECT_THAT(reasons_, ElementsAre("The disk is almost full."));
+    EXPECT_EQ(stream().stops, 1);
+    stream().completeStop();
+    finishMovie();
+}
+
+TEST_F(ScreenRecorderEndingsTest, AStillPictureIsKeptInTheMovie)
+{
+    startRecording();
+    stream().deliverPicture(640, 360, 0s);
+    for (int tick = 0; tick < 4; ++tick) {
+        platform_.mainQueue().advance(RecordingPipeline::tickInterval);
+        settle();
+    }
+    EXPECT_THAT(movie().repeats, ElementsAre(500ms, 1s, 1500ms, 2s));
+}
+
+TEST_F(ScreenRecorderEndingsTest, ARecorderThatGoesSavesTheMovie)
+{
+    startRecording();
+    stream().deliverPicture(640, 360, 1s);
+    recorder_.reset();
+    EXPECT_TRUE(movie().end);
+    EXPECT_FALSE(movie().isAlive);
+    EXPECT_FALSE(stream().isAlive);
+    EXPECT_FALSE(movie().isFinishAwaited);
+    platform_.mainQueue().runPosted();
+    EXPECT_THAT(movies_, IsEmpty());
+}
+
+} // namespace
+} // namespace nimbrale
