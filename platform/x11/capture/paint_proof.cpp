@@ -76,6 +76,18 @@ void PaintProof::advance(const CapturedWindow* host, Clock::time_point required,
     light(now);
 }
 
+void PaintProof::follow(const WindowList& windows)
+{
+    if (!pixel_)
+        return;
+    const auto host = std::ranges::find(windows, host_, &CapturedWindow::id);
+    if (host == windows.end() || (*host)->bounds() == hostPlace_)
+        return;
+    hostPlace_ = (*host)->bounds();
+    if (!locate())
+        end();
+}
+
 void PaintProof::end()
 {
     pixel_.reset();

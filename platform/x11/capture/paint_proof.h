@@ -36,6 +36,9 @@ public:
     /// Looks whether the pixel is on the screen, and lights the next one where what happened until `required` is not
     /// proven. `host` is the panel that it may be in, null for none. Waits for the server.
     void advance(const CapturedWindow* host, Clock::time_point required, Clock::time_point now);
+    /// To be called before `reach`, with all windows: a panel that has moved has taken the pixel along. Waits for the
+    /// server where that is so.
+    void follow(const WindowList& windows);
     /// Nothing has to be proven any more: the panel is left as it was.
     void end();
 
@@ -57,6 +60,8 @@ private:
     Connection& connection_;
     OwnedWindow pixel_;
     xcb_window_t host_ = XCB_NONE;
+    /// Where the host was when the pixel was located last.
+    PixelRect hostPlace_;
     /// In the host's pixels.
     PixelPoint point_;
     /// The panel's own.
