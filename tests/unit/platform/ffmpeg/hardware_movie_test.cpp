@@ -21,6 +21,12 @@ constexpr const char* byStandIn = "Movies of 320 x 240 are encoded by libx264.";
 
 class HardwareMovieTest : public MovieWriterTest {
 protected:
+    void SetUp() override
+    {
+        if (!areStartsOfProgramsFollowed)
+            GTEST_SKIP() << "The thread sanitizer loses track of threads that start programs.";
+    }
+
     FakeMainQueue queue;
     QTemporaryDir programs;
     /// The real one.
