@@ -252,7 +252,7 @@ void AppDelegate::restartCaptureChain()
 {
     if (holdBack())
         return;
-    recording_->endForRestart();
+    recording_->stop();
     closeFrame();
     sharedScreen_.deactivate();
     framedAreaChanged();

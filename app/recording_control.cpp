@@ -110,10 +110,8 @@ void RecordingControl::started(const ScreenRecorder::StartResult& result)
     });
 }
 
-void RecordingControl::endForRestart()
+void RecordingControl::stop()
 {
-    if (recorder_->isRecording())
-        notices_->tell(alerts::recordingEndedForRestart());
     recorder_->stop();
 }
 

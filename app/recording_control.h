@@ -32,9 +32,8 @@ public:
     /// Starts to record that display, or ends the recording. Absent where there is no such display, which the user is
     /// told. Ignored while a recording is being started or finished.
     void toggle(std::optional<DisplayID> displayID);
-    /// Ends the recording, if one runs, since what it shows is set up anew, which the user did not ask for and is told;
-    /// the movie is saved as always.
-    void endForRestart();
+    /// Ends the recording, if one runs; the movie is saved as always.
+    void stop();
     /// Ends the recording for the end of the application: `later` while there is something to save, and the workspace's
     /// termination is answered when that is done.
     [[nodiscard]] TerminateReply applicationShouldTerminate();

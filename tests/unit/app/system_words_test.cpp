@@ -79,8 +79,7 @@ std::vector<std::string> textsOfAlerts()
     }
     for (const Notification& notification :
          {alerts::windowToShare("title"), alerts::windowWasReturned(), alerts::recordingEnded("reason"),
-          alerts::recordingEndedForRestart(), alerts::recordingRecovered("/movie"),
-          alerts::recordingNotRecovered("/remains")}) {
+          alerts::recordingRecovered("/movie"), alerts::recordingNotRecovered("/remains")}) {
         texts.push_back(notification.title);
         texts.push_back(notification.text);
     }
