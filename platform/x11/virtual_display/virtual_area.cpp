@@ -91,7 +91,10 @@ void VirtualArea::Impl::watch(EventDispatcher& events)
     overlayMappings = events.add({XCB_MAP_NOTIFY, XCB_UNMAP_NOTIFY}, [this](const auto& event) {
         // Both events have the window at the same place. The delay before the probe gives a screen locker the time to
         // be noticed: what the windows show until then is of before the lock.
-        if (overlay.window() != XCB_WINDOW_NONE && eventAs<xcb_map_notify_event_t>(event).event == overlay.window())
+        const bool isGone = eventType(event) == XCB_UNMAP_NOTIFY;
+        const bool isOverlays =
+            overlay.window() != XCB_WINDOW_NONE && eventAs<xcb_map_notify_event_t>(event).event == overlay.window();
+        if (isOverlays && (isGone ? isInOverlay() : isOverlayOff))
             probeSoon();
     });
 }
