@@ -4,33 +4,15 @@
 #include "tests/desktop/sound_fixture.h"
 #include "tests/fakes/fake_main_queue.h"
 #include "tests/support/private_pulseaudio.h"
+#include "tests/support/tone.h"
 
-#include <cmath>
 #include <fstream>
 #include <gtest/gtest.h>
 #include <memory>
-#include <numbers>
 #include <string>
 #include <vector>
 
 namespace nimbrale::test {
-
-/// At the level that the listener expects.
-inline PipedMicrophone::Sound tone(double frequency)
-{
-    return [frequency](std::chrono::nanoseconds time) {
-        const double phase = std::fmod(std::chrono::duration<double>(time).count() * frequency, 1.0);
-        return static_cast<float>(toneLevel * std::sin(2 * std::numbers::pi * phase));
-    };
-}
-
-/// A short tone at each whole second of the steady clock, and silence between.
-inline PipedMicrophone::Sound beeps()
-{
-    return [sound = tone(1000)](std::chrono::nanoseconds time) {
-        return time % std::chrono::seconds{1} < std::chrono::milliseconds{100} ? sound(time) : 0.0F;
-    };
-}
 
 /// One private PulseAudio for the whole suite, on which each test plugs in its own devices.
 class PulseaudioSessionTest : public testing::Test {
@@ -78,7 +60,7 @@ protected:
         printed.erase(printed.find_last_not_of('\n') + 1);
         return printed;
     }
-    [[nodiscard]] std::unique_ptr<PipedMicrophone> plugInMicrophone(const std::string& id, PipedMicrophone::Sound sound,
+    [[nodiscard]] std::unique_ptr<PipedMicrophone> plugInMicrophone(const std::string& id, Sound sound,
                                                                     int channels = 1)
     {
         std::string why;

@@ -1,10 +1,11 @@
 #pragma once
 
+#include "tests/support/tone.h"
+
 #include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <cstdint>
-#include <functional>
 #include <pulse/pulseaudio.h>
 #include <string>
 #include <utility>
@@ -17,9 +18,7 @@ namespace nimbrale::test {
 /// it goes.
 class PulseaudioPlayer {
 public:
-    /// The sample that is to be heard at that time of the steady clock. Called on a thread of the player's own.
-    using Sound = std::function<float(std::chrono::nanoseconds time)>;
-
+    /// `sound` is called on a thread of the player's own.
     PulseaudioPlayer(std::string sink, Sound sound)
         : sink_(std::move(sink)), sound_(std::move(sound)), loop_(pa_threaded_mainloop_new()),
           context_(pa_context_new(pa_threaded_mainloop_get_api(loop_), "player"))

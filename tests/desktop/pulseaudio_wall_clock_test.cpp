@@ -3,6 +3,7 @@
 
 #include "tests/desktop/pulseaudio_fixture.h"
 #include "tests/desktop/pulseaudio_player.h"
+#include "tests/support/wall_clock.h"
 
 #include <QTemporaryDir>
 
@@ -21,15 +22,14 @@ protected:
     static void SetUpTestSuite()
     {
         ASSERT_TRUE(clockFolder.isValid());
-        ASSERT_EQ(setenv(clockVariable, clock().c_str(), 1), 0);
-        serverEnvironment = {{"LD_PRELOAD", (buildFolder() / "libnimbrale_wall_clock.so").string()},
-                             {clockVariable, clock().string()}};
+        ASSERT_EQ(setenv(WallClock::variable, clock().file().c_str(), 1), 0);
+        serverEnvironment = clock().environment();
         PulseaudioTest::SetUpTestSuite();
     }
     static void TearDownTestSuite()
     {
         PulseaudioTest::TearDownTestSuite();
-        unsetenv(clockVariable);
+        unsetenv(WallClock::variable);
     }
 
     /// By how much the time of day of all is off from now on.
@@ -37,7 +37,7 @@ protected:
     {
         const auto distance = [] { return std::chrono::system_clock::now().time_since_epoch() - now(); };
         const auto before = distance();
-        std::ofstream(clock()) << shift.count();
+        clock().set(shift);
         EXPECT_GT(std::chrono::abs(distance() - before), 30min) << "the control: it is not set";
     }
     /// Every second is heard, each at its time, although the clock is set in between.
@@ -59,9 +59,7 @@ protected:
     }
 
 private:
-    static constexpr auto clockVariable = "NIMBRALE_TEST_WALL_CLOCK";
-
-    static std::filesystem::path clock() { return clockFolder.filePath("wall-clock").toStdString(); }
+    static WallClock clock() { return WallClock(clockFolder.filePath("wall-clock").toStdString()); }
     static std::chrono::nanoseconds now() { return std::chrono::steady_clock::now().time_since_epoch(); }
 
     static inline QTemporaryDir clockFolder;

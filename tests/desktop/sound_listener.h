@@ -16,9 +16,6 @@
 
 namespace nimbrale::test {
 
-/// What the programs of the tests play at.
-constexpr double toneLevel = 0.4;
-
 /// How far a time is from the nearest whole second, at which devices that beep do so; negative before it.
 [[nodiscard]] inline std::chrono::nanoseconds offWholeSecond(std::chrono::nanoseconds time)
 {

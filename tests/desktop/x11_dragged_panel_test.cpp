@@ -2,11 +2,8 @@
 // capture itself draws into it included.
 
 #include "tests/desktop/captured_desktop.h"
-#include "tests/desktop/own_pixels.h"
+#include "tests/desktop/own_pixel_watch.h"
 #include "tests/desktop/panel_host.h"
-#include "tests/support/image_compare.h"
-
-#include <algorithm>
 
 namespace nimbrale::test {
 namespace {
@@ -72,24 +69,11 @@ protected:
         captured->pumpFor(duration);
     }
 
-    /// Looks through every picture from now on.
-    void watchPictures()
-    {
-        captured->onFrame = [this] {
-            ++pictures_;
-            const QImage image = captured->image();
-            const int found = ownPixels(image);
-            if (found > worst_)
-                leak_ = image;
-            worst_ = std::max(worst_, found);
-        };
-    }
     void expectNothingInAnyOfThem()
     {
         EXPECT_TRUE(captured->pumpUntil([&] { return isBandOnScreen(); })) << "the control: it would have been seen";
         captured->onFrame = nullptr;
-        EXPECT_GE(pictures_, 100);
-        EXPECT_EQ(worst_, 0) << "kept as " << keepImage(leak_, "leak");
+        watch.expectNoneFound(100);
     }
 
     [[nodiscard]] bool isBandOnScreen() const { return ownPixels(desktop->screenshot(bandPlace)) > 3000; }
@@ -101,16 +85,12 @@ protected:
     /// In root pixels.
     QRect place{150, 200, 320, 90};
     QRect bandPlace{150, 280, 320, 10};
-
-private:
-    int pictures_ = 0;
-    int worst_ = 0;
-    QImage leak_;
+    OwnPixelWatch watch;
 };
 
 TEST_P(X11DraggedPanelTest, NothingOfItIsInAPicture)
 {
-    watchPictures();
+    watch.watch(*captured);
     for (int round = 0; round < 6; ++round) {
         for (int step = 0; step < 10; ++step) {
             scene->fill("backdrop", {200 + 10 * step, 150, 30, 30}, QColor(20 * step, 200, 40));
@@ -136,7 +116,7 @@ TEST_P(X11DraggedPanelTest, NothingOfItIsInAPicture)
 // it along.
 TEST_P(X11DraggedPanelTest, APixelThatIsLeftBareAndMovesOnIsInNoPicture)
 {
-    watchPictures();
+    watch.watch(*captured);
     for (int round = 0; round < 12; ++round) {
         for (int step = 0; step < 4; ++step) {
             scene->fill("backdrop", {200 + 10 * step, 150, 30, 30}, QColor(20 * step, 200, 40));

@@ -2,7 +2,7 @@
 // process.
 
 #include "platform/x11/capture/change_collector.h"
-#include "tests/desktop/own_pixels.h"
+#include "tests/desktop/own_pixel_watch.h"
 #include "tests/desktop/x11_capture_fixture.h"
 #include "tests/support/window_touches.h"
 
@@ -97,29 +97,8 @@ protected:
             10'000));
     }
 
-    /// From now on every picture is looked through.
-    void watchForOwnPixels()
-    {
-        captured->onFrame = [this] {
-            ++pictures;
-            const QImage image = captured->image();
-            const int found = ownPixels(image);
-            if (found > worst)
-                leak = image;
-            worst = std::max(worst, found);
-        };
-    }
-
-    void expectNoneFound(int atLeastPictures)
-    {
-        EXPECT_GE(pictures, atLeastPictures);
-        EXPECT_EQ(worst, 0) << "kept as " << keepImage(leak, "leak");
-    }
-
     std::vector<xcb_window_t> panels;
-    int pictures = 0;
-    int worst = 0;
-    QImage leak;
+    OwnPixelWatch watch;
 };
 
 TEST_P(X11MaskedCaptureTest, DecoratedWindowsAreAsTheScreenShowsThem)
@@ -135,7 +114,7 @@ TEST_P(X11MaskedCaptureTest, DecoratedWindowsAreAsTheScreenShowsThem)
 
 TEST_P(X11MaskedCaptureTest, APanelThatIsDraggedIsInNoPicture)
 {
-    watchForOwnPixels();
+    watch.watch(*captured);
     const xcb_window_t panel = makePanel({200, 150});
     QPoint corner;
     for (int step = 0; step < 200; ++step) {
@@ -153,12 +132,12 @@ TEST_P(X11MaskedCaptureTest, APanelThatIsDraggedIsInNoPicture)
     // Without a panel nothing proves that the screen shows it no more.
     EXPECT_TRUE(captured->pumpUntil([&] { return captured->image() == desktop->screenshot(region); }, 8000));
     captured->onFrame = nullptr;
-    expectNoneFound(100);
+    watch.expectNoneFound(100);
 }
 
 TEST_P(X11MaskedCaptureTest, APanelThatComesAndGoesIsInNoPicture)
 {
-    watchForOwnPixels();
+    watch.watch(*captured);
     for (int round = 0; round < 8; ++round) {
         const xcb_window_t panel = makePanel({180 + 30 * round, 160 + 20 * round});
         scene->fill("upper", {10, 20 + 10 * round, 30, 30}, QColor(20 * round, 200, 40));
@@ -171,7 +150,7 @@ TEST_P(X11MaskedCaptureTest, APanelThatComesAndGoesIsInNoPicture)
         }
     }
     captured->onFrame = nullptr;
-    expectNoneFound(100);
+    watch.expectNoneFound(100);
 }
 
 TEST_P(X11MaskedCaptureTest, APanelThatACompositorWithoutTimeStillShowsIsInNoPicture)
@@ -180,8 +159,8 @@ TEST_P(X11MaskedCaptureTest, APanelThatACompositorWithoutTimeStillShowsIsInNoPic
     constexpr QPoint second(420, 300);
     const xcb_window_t panel = makePanel(first);
     captured->settle();
-    watchForOwnPixels();
-    const int before = pictures;
+    watch.watch(*captured);
+    const int before = watch.pictures();
     ASSERT_TRUE(desktop->pauseCompositor());
     movePanel(panel, second);
     captured->pumpFor(x11::ChangeCollector::longestLag + Milliseconds{750});
@@ -194,8 +173,7 @@ TEST_P(X11MaskedCaptureTest, APanelThatACompositorWithoutTimeStillShowsIsInNoPic
     EXPECT_TRUE(captured->pumpUntil([&] { return ownPixels(desktop->screenshot({second, panelSize})) > 0; }));
     captured->pumpFor(Milliseconds{500});
     captured->onFrame = nullptr;
-    EXPECT_GT(pictures, before);
-    EXPECT_EQ(worst, 0) << "kept as " << keepImage(leak, "leak");
+    watch.expectNoneFound(before + 1);
 }
 
 TEST_P(X11MaskedCaptureTest, BelowAPanelWindowsShowWhatTheyDraw)
@@ -273,7 +251,7 @@ protected:
         (void)makePanel(panelCorner);
         captured->settle();
         waitUntilStill();
-        watchForOwnPixels();
+        watch.watch(*captured);
         scene->process().signal(SIGSTOP);
     }
 
@@ -303,7 +281,7 @@ protected:
         EXPECT_TRUE(captured->pumpUntil(isPainted)) << "in the end it is in the picture as in the screen's";
         captured->pumpFor(Milliseconds{1000});
         captured->onFrame = nullptr;
-        expectNoneFound(10);
+        watch.expectNoneFound(10);
     }
 
     [[nodiscard]] xcb_connection_t* raw() { return captured->connection().get(); }
@@ -380,7 +358,7 @@ TEST_P(X11HandOverTest, AWindowThatIsMappedAfterACompositorsEndTakesNothingOfAPa
         [&] { return captured->image().pixelColor(inside - region.topLeft()).rgb() == lateColor.rgb(); }, 10'000))
         << "in the end it is in the picture";
     captured->onFrame = nullptr;
-    expectNoneFound(3);
+    watch.expectNoneFound(3);
 }
 
 INSTANTIATE_TEST_SUITE_P(, X11HandOverTest,

@@ -2,6 +2,7 @@
 // was made by.
 
 #include "tests/meeting/recording_sound_journey.h"
+#include "tests/support/wall_clock.h"
 
 #include <QPoint>
 
@@ -9,7 +10,6 @@
 #include <chrono>
 #include <cmath>
 #include <ctime>
-#include <fstream>
 #include <functional>
 #include <gmock/gmock.h>
 #include <iterator>
@@ -155,27 +155,25 @@ TEST_F(RecordingTimesTest, PicturesAndSoundKeepTheirDistanceToTheClockThatTheyWe
 TEST_F(RecordingTimesTest, AWallClockThatIsSetInMidRecordingMovesNothing)
 {
     constexpr int flashes = 9;
-    const std::filesystem::path clock = desktop->folder() / "wall-clock";
-    const auto setClock = [&clock](int seconds) { std::ofstream(clock) << seconds; };
-    constexpr int year = 365 * 24 * 3600;
-    setClock(year); // The name shows that the application sees this clock.
-    startWith({{"recordSystemAudio", "true"}}, {{"LD_PRELOAD", (buildFolder() / "libnimbrale_wall_clock.so").string()},
-                                                {"NIMBRALE_TEST_WALL_CLOCK", clock.string()}});
+    const WallClock clock(desktop->folder() / "wall-clock");
+    constexpr std::chrono::hours year{365 * 24};
+    clock.set(year); // The name shows that the application sees this clock.
+    startWith({{"recordSystemAudio", "true"}}, clock.environment());
     const auto begun = std::time(nullptr);
     pressRecord();
     ASSERT_TRUE(isRecording());
     flash(flashes, [&](int second) {
         if (second == 2)
-            setClock(year - 3600);
+            clock.set(year - 1h);
         else if (second == 5)
-            setClock(year + 7200);
+            clock.set(year + 2h);
     });
     pressRecord();
     ASSERT_TRUE(isSaved()) << application->process().output();
 
     const MovieFile saved = movie();
     std::tm later{};
-    const std::time_t shifted = begun + year;
+    const std::time_t shifted = begun + std::chrono::seconds(year).count();
     ASSERT_TRUE(localtime_r(&shifted, &later));
     EXPECT_THAT(saved.path().filename().string(), testing::HasSubstr(std::to_string(later.tm_year + 1900)));
     EXPECT_EQ(saved.problems(), "");

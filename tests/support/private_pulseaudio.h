@@ -1,12 +1,12 @@
 #pragma once
 
 #include "tests/support/process.h"
+#include "tests/support/tone.h"
 
 #include <QTemporaryDir>
 
 #include <atomic>
 #include <chrono>
-#include <functional>
 #include <memory>
 #include <string>
 #include <thread>
@@ -49,10 +49,8 @@ private:
 /// A microphone on it, with one channel or two, which hears what the test computes, at its true time.
 class PipedMicrophone {
 public:
-    /// The sample that is heard at that time of the steady clock. Called on a thread of the microphone's own.
-    using Sound = std::function<float(std::chrono::nanoseconds time)>;
-
-    /// Plugged in already. Null, with the reason, when the server refuses it. `server` must outlive it.
+    /// Plugged in already. `sound` is called on a thread of the microphone's own. Null, with the reason, when the
+    /// server refuses it. `server` must outlive it.
     [[nodiscard]] static std::unique_ptr<PipedMicrophone> start(const PrivatePulseaudio& server, const std::string& id,
                                                                 int channels, Sound sound, std::string& reason);
     ~PipedMicrophone();

@@ -1,13 +1,37 @@
 #pragma once
 
 #include <algorithm>
+#include <chrono>
 #include <cmath>
 #include <cstddef>
+#include <functional>
 #include <numbers>
 #include <optional>
 #include <span>
 
 namespace nimbrale::test {
+
+/// What the programs of the tests play at.
+constexpr double toneLevel = 0.4;
+
+/// Gives the sample that is heard at a time of the steady clock.
+using Sound = std::function<float(std::chrono::nanoseconds time)>;
+
+[[nodiscard]] inline Sound tone(double frequency)
+{
+    return [frequency](std::chrono::nanoseconds time) {
+        const double phase = std::fmod(std::chrono::duration<double>(time).count() * frequency, 1.0);
+        return static_cast<float>(toneLevel * std::sin(2 * std::numbers::pi * phase));
+    };
+}
+
+/// A short tone at each whole second of the steady clock, and silence between.
+[[nodiscard]] inline Sound beeps()
+{
+    return [sound = tone(1000)](std::chrono::nanoseconds time) {
+        return time % std::chrono::seconds{1} < std::chrono::milliseconds{100} ? sound(time) : 0.0F;
+    };
+}
 
 /// How loud a frequency is in samples at 48000 a second, as the level of a sine.
 [[nodiscard]] inline double levelOfTone(std::span<const float> samples, double frequency)

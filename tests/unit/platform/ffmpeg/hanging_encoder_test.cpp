@@ -2,11 +2,8 @@
 // ever.
 
 #include "platform/ffmpeg/encoder_probe.h"
-#include "platform/ffmpeg/ffmpeg_movies.h"
 #include "platform/ffmpeg/video_encoder.h"
-#include "tests/fakes/fake_main_queue.h"
-#include "tests/unit/platform/ffmpeg/movie_writer_fixture.h"
-#include "tests/unit/platform/ffmpeg/stand_in_encoders.h"
+#include "tests/unit/platform/ffmpeg/stand_in_encoder_fixture.h"
 
 #include <condition_variable>
 #include <cstdlib>
@@ -126,18 +123,9 @@ namespace {
 
 constexpr const char* noAnswer = "The recording ended because the graphics card's encoder doesn't answer any more.";
 
-class HangingEncoderTest : public MovieWriterTest {
+class HangingEncoderTest : public StandInEncoderTest {
 protected:
-    void SetUp() override
-    {
-        if (!areStartsOfProgramsFollowed)
-            GTEST_SKIP() << "The thread sanitizer loses track of threads that start programs.";
-    }
-
-    FakeMainQueue queue;
-    QTemporaryDir programs;
     HardwareSearch::Means means{.candidates = {workingEncoder()}, .program = {}, .encoderPatience = 300ms};
-    MovieSettings settings = settingsFor(320, 240);
 
     HangingEncoderTest()
     {
@@ -147,7 +135,6 @@ protected:
                            "echo run >> \"$(dirname \"$0\")/runs\"\necho '" +
                                ProbeQuestion{settings.video, means.candidates.front()}.confirmation() + "'");
     }
-    bool isPrepared(Movies& movies) { return ffmpeg::isPrepared(movies, settings.video, queue); }
     [[nodiscard]] std::unique_ptr<MovieWriter> beginOn(Movies& movies) const
     {
         auto writer = movies.create(settings);

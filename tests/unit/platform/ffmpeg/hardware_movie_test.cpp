@@ -2,10 +2,7 @@
 // over whenever anything is not as it should be.
 
 #include "platform/ffmpeg/encoder_probe.h"
-#include "platform/ffmpeg/ffmpeg_movies.h"
-#include "tests/fakes/fake_main_queue.h"
-#include "tests/unit/platform/ffmpeg/movie_writer_fixture.h"
-#include "tests/unit/platform/ffmpeg/stand_in_encoders.h"
+#include "tests/unit/platform/ffmpeg/stand_in_encoder_fixture.h"
 
 #include <unistd.h>
 
@@ -19,21 +16,12 @@ using testing::StartsWith;
 
 constexpr const char* byStandIn = "Movies of 320 x 240 are encoded by libx264.";
 
-class HardwareMovieTest : public MovieWriterTest {
+class HardwareMovieTest : public StandInEncoderTest {
 protected:
-    void SetUp() override
-    {
-        if (!areStartsOfProgramsFollowed)
-            GTEST_SKIP() << "The thread sanitizer loses track of threads that start programs.";
-    }
-
-    FakeMainQueue queue;
-    QTemporaryDir programs;
     /// The real one.
     HardwareSearch::Means means{.candidates = {workingEncoder()},
                                 .program = std::filesystem::read_symlink("/proc/self/exe").parent_path() /
                                            "nimbrale-encoder-probe"};
-    MovieSettings settings = settingsFor(320, 240);
 
     void useProgram(const std::string& lines) { means.program = standInProgram(programs.path().toStdString(), lines); }
     [[nodiscard]] std::string confirmation() const
@@ -48,7 +36,6 @@ protected:
         return static_cast<std::size_t>(
             std::ranges::count(std::string{std::istreambuf_iterator<char>(file), {}}, '\n'));
     }
-    bool isPrepared(Movies& movies) { return ffmpeg::isPrepared(movies, settings.video, queue); }
     /// Makes a movie of ten pictures and gives it as it is played.
     PlayedMovie madeBy(Movies& movies)
     {

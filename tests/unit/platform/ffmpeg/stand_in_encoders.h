@@ -12,14 +12,6 @@
 
 namespace nimbrale::ffmpeg {
 
-/// The toolkit starts programs by a child that shares this process's memory. The thread sanitizer takes the child's
-/// side of that, and from then on no longer sees what the thread waits for.
-#ifdef __SANITIZE_THREAD__
-inline constexpr bool areStartsOfProgramsFollowed = false;
-#else
-inline constexpr bool areStartsOfProgramsFollowed = true;
-#endif
-
 /// Stands for a graphics card that works: no test machine has one. Like one, it takes NV12.
 inline HardwareEncoder workingEncoder()
 {
