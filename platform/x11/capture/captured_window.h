@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/screen_capture.h"
+#include "platform/x11/capture/paint_trail.h"
 #include "platform/x11/server/hidden_window_rule.h"
 #include "platform/x11/server/pixel_region.h"
 #include "platform/x11/server/window_events.h"
@@ -104,6 +105,8 @@ struct CapturedWindow {
     PixelRegion shape;
     /// The pixels that this process has painted in a translucent window of its own; absent where that is not known.
     std::optional<PixelRegion> painted;
+    /// Of a window with `painted`.
+    PaintTrail trail;
 
     /// Whether anything has told of its size yet.
     [[nodiscard]] bool isSizeKnown() const { return width > 0; }
@@ -189,6 +192,12 @@ struct CapturedWindow {
         region.translate(x, y);
         region &= PixelRegion(bounds());
         return region;
+    }
+
+    /// Where the screen may show beside that what was painted in it before, or it where it was before.
+    [[nodiscard]] PixelRegion trailRegion() const
+    {
+        return painted ? trail.region(bounds(), *painted) : PixelRegion();
     }
 };
 

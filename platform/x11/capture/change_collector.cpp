@@ -79,7 +79,8 @@ void ChangeCollector::updateMask(const WindowList& windows, const PixelRegion& m
         if (!window->coversRoot())
             continue;
         if (!isIncluded(*window)) {
-            const PixelRegion reach = window->reach();
+            PixelRegion reach = window->reach();
+            reach |= window->trailRegion();
             current |= reach;
             covered -= reach;
         } else if (hidesWhatIsBelow(*window)) {
@@ -167,8 +168,20 @@ void ChangeCollector::addWindow(const CapturedWindow& window, WindowChange chang
     } else if (isMasked_) {
         if (change == WindowChange::renamed)
             leaveOut(window.reach());
-        mask_.hold(window.reach(), now, change == WindowChange::vanished ? longestFade : longestLag);
+        holdPlace(window, change, now);
     }
+}
+
+void ChangeCollector::holdPlace(const CapturedWindow& window, WindowChange change, Clock::time_point now)
+{
+    if (change != WindowChange::vanished) {
+        mask_.hold(window.reach(), now, longestLag);
+        return;
+    }
+    // Its trail is known for only so long as the window is listed.
+    PixelRegion last = window.reach();
+    last |= window.trailRegion();
+    mask_.hold(last, now, longestFade);
 }
 
 void ChangeCollector::addBackground()

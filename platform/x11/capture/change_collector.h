@@ -20,9 +20,8 @@ class ChangeCollector {
 public:
     using Clock = ScreenMask::Clock;
 
-    /// For how long a compositing manager may still show a window where it was. Twice what any was seen to take; some
-    /// fade out what has vanished.
-    static constexpr std::chrono::milliseconds longestLag{250};
+    /// For how long a compositing manager may still show a window where it was; some fade out what has vanished.
+    static constexpr std::chrono::milliseconds longestLag = HeldPlaces::longestLag;
     static constexpr std::chrono::milliseconds longestFade{500};
 
     /// `isIncluded`: whether the stream shows a window at all.
@@ -123,6 +122,7 @@ private:
 
     void updateLeftOut(const WindowList& windows);
     void holdMarks(const PixelRegion& current, const PixelRegion& marks, Clock::time_point now);
+    void holdPlace(const CapturedWindow& window, WindowChange change, Clock::time_point now);
     void followMemory(const CapturedWindow& window, WindowChange change, Clock::time_point now);
     /// What frames have shown in the region so far is not to be shown any more.
     void leaveOut(const PixelRegion& region);

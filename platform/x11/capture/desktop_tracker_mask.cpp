@@ -68,6 +68,7 @@ void DesktopTracker::updateMasks(Clock::time_point now)
     if (!stack_)
         return;
     stack_->takePainted();
+    stack_->releaseTrails(now, proof_.proven());
     proof_.follow(stack_->windows());
     const PixelRegion marks = proof_.reach();
     for (ChangeCollector* const changes : collectors_)

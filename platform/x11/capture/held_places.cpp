@@ -34,6 +34,15 @@ void HeldPlaces::release(Clock::time_point now, Clock::time_point proven)
         region_ |= place.region;
 }
 
+std::vector<PixelRect> HeldPlaces::bounds() const
+{
+    std::vector<PixelRect> result;
+    result.reserve(places_.size());
+    for (const Place& place : places_)
+        result.push_back(place.region.bounds());
+    return result;
+}
+
 std::optional<HeldPlaces::Clock::time_point> HeldPlaces::lastLeft() const
 {
     const auto last = std::max_element(places_.begin(), places_.end(), [](const Place& first, const Place& second) {

@@ -14,6 +14,8 @@ class HeldPlaces {
 public:
     using Clock = std::chrono::steady_clock;
 
+    /// For how long a compositing manager may still show a window where it was: twice what any was seen to take.
+    static constexpr std::chrono::milliseconds longestLag{250};
     /// Beyond its time a place is not held for longer than this without a proof.
     static constexpr std::chrono::milliseconds longestPatience{2000};
 
@@ -24,6 +26,8 @@ public:
     void release(Clock::time_point now, Clock::time_point proven);
     /// All that is held.
     [[nodiscard]] const PixelRegion& region() const { return region_; }
+    /// The rectangle around each place, in the order in which they were added.
+    [[nodiscard]] std::vector<PixelRect> bounds() const;
     /// When something may be let go of next; absent while nothing is held. Past where a proof is waited for.
     [[nodiscard]] std::optional<Clock::time_point> nextRelease() const;
     /// When the last of them was left; absent while nothing is held.

@@ -143,6 +143,7 @@ void WindowStack::mapped(CapturedWindow& window)
 void WindowStack::unmapped(CapturedWindow& window)
 {
     changed(window, WindowChange::vanished);
+    window.trail.clear();
     order_.setMapped(window, false);
     window.isDamaged = false;
     releasePixmap(window);
@@ -222,6 +223,8 @@ void WindowStack::handleConfigure(const xcb_configure_notify_event_t& event)
     if (!isMoved && !isResized && !isRestacked)
         return;
     changed(window);
+    if (window.painted && (isMoved || isResized))
+        window.trail.leavePlace(window.bounds(), Clock::now());
     window.x = event.x;
     window.y = event.y;
     window.width = event.width;

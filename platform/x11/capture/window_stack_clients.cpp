@@ -110,6 +110,14 @@ void WindowStack::takePainted()
     }
 }
 
+void WindowStack::releaseTrails(Clock::time_point now, Clock::time_point proven)
+{
+    for (CapturedWindow* const window : windows()) {
+        if (window->painted)
+            window->trail.release(now, proven);
+    }
+}
+
 void WindowStack::takePainted(CapturedWindow& window)
 {
     const std::optional<PaintedRegions::Painted> taken = painted_->take(window.id);
@@ -119,6 +127,8 @@ void WindowStack::takePainted(CapturedWindow& window)
     if (window.painted)
         before |= *window.painted;
     if (before != taken->now) {
+        // Before the change is told of: what is left has to be proven as of then.
+        window.trail.leavePaint(before, Clock::now());
         window.painted = before;
         changed(window);
     }

@@ -396,5 +396,26 @@ TEST_F(UnpaintedChangesTest, awayFromPanelsAWindowIsAsFreshAsItIs)
     EXPECT_EQ(maskAt(start), panel);
 }
 
+TEST_F(MaskedChangesTest, aPanelThatWasMovedAndPaintedAnewIsMaskedWhereverItsPixelsMayBe)
+{
+    CapturedWindow& panel = addPanel({200, 200, 50, 50});
+    panel.painted = PixelRegion(0, 40, 50, 10);
+    panel.trail.leavePaint(PixelRegion(0, 0, 50, 10), start);
+    panel.trail.leavePlace(panel.bounds(), start);
+    panel.x = 260;
+    changes.updateMask(windows, {}, start, start);
+    PixelRegion every(200, 200, 50, 10);
+    every.add(200, 240, 50, 10);
+    every.add(260, 200, 50, 10);
+    every.add(260, 240, 50, 10);
+    EXPECT_EQ(changes.mask().region(), every);
+
+    changes.addWindow(panel, WindowChange::vanished, start);
+    changes.updateMask({}, {}, start + ChangeCollector::longestFade - 1ms, start);
+    EXPECT_EQ(changes.mask().region(), every) << "its trail is held as long as itself when it has vanished";
+    changes.updateMask({}, {}, start + ChangeCollector::longestFade, start);
+    EXPECT_TRUE(changes.mask().region().isEmpty());
+}
+
 } // namespace
 } // namespace nimbrale::x11
