@@ -195,10 +195,7 @@ struct CapturedWindow {
     }
 
     /// Where the screen may show beside that what was painted in it before, or it where it was before.
-    [[nodiscard]] PixelRegion trailRegion() const
-    {
-        return painted ? trail.region(bounds(), *painted) : PixelRegion();
-    }
+    [[nodiscard]] PixelRegion trailRegion() const { return painted ? trail.region(bounds(), *painted) : PixelRegion(); }
 };
 
 /// Bottom to top.

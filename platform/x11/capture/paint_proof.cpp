@@ -66,8 +66,11 @@ void PaintProof::advance(const CapturedWindow* host, Clock::time_point required,
     PixelRegion unpainted(point_.x, point_.y, 1, 1);
     unpainted -= *host->painted;
     const bool isPainted = unpainted.isEmpty();
-    if (litAt_ && (isPainted || now - *litAt_ < longestWaitOutside))
+    if (litAt_ && (isPainted || now - *litAt_ < longestWaitOutside)) {
+        if (now - toldAt_ >= patience)
+            wake(now);
         return;
+    }
     if (!isPainted) {
         place(*host);
         if (!pixel_ || !locate())
@@ -152,7 +155,17 @@ void PaintProof::light(Clock::time_point now)
     mayFail(raw, xcb_clear_area_checked(raw, 0, pixel_.get(), 0, 0, 0, 0));
     connection_.flush();
     litAt_ = now;
+    toldAt_ = now;
     places_.erase(places_.begin(), places_.end() - 1);
+}
+
+// Any news will do, and this is news without content.
+void PaintProof::wake(Clock::time_point now)
+{
+    toldAt_ = now;
+    xcb_connection_t* const raw = connection_.get();
+    mayFail(raw, xcb_change_property_checked(raw, XCB_PROP_MODE_APPEND, host_, wakeAtom_, XCB_ATOM_STRING, 8, 0, ""));
+    connection_.flush();
 }
 
 bool PaintProof::locate()

@@ -27,9 +27,13 @@ public:
     /// How long a pixel is waited for that the panel has moved away from: well below the time for which a mask holds
     /// what a panel has left.
     static constexpr std::chrono::milliseconds longestWaitOutside{500};
+    /// How long a light is waited for before the compositing manager is woken, and woken again: several frames. mutter
+    /// was seen to sleep while it had not looked at the last news, until the server told it something else.
+    static constexpr std::chrono::milliseconds patience{100};
 
     /// `connection` must outlive it.
-    explicit PaintProof(Connection& connection) : connection_(connection) {}
+    explicit PaintProof(Connection& connection) : connection_(connection), wakeAtom_(connection.atom("_NIMBRALE_WAKE"))
+    {}
     PaintProof(const PaintProof&) = delete;
     PaintProof& operator=(const PaintProof&) = delete;
 
@@ -53,11 +57,13 @@ private:
     void place(const CapturedWindow& host);
     [[nodiscard]] std::optional<Color> colorIn(xcb_drawable_t drawable, PixelPoint point) const;
     void light(Clock::time_point now);
+    void wake(Clock::time_point now);
     /// Asks where the pixel is now; false when it is gone with its panel.
     [[nodiscard]] bool locate();
     [[nodiscard]] bool isOnScreen() const;
 
     Connection& connection_;
+    xcb_atom_t wakeAtom_;
     OwnedWindow pixel_;
     xcb_window_t host_ = XCB_NONE;
     /// Where the host was when the pixel was located last.
@@ -70,6 +76,8 @@ private:
     /// In root pixels, since it was lit: the compositing manager may show the panel at any of them.
     std::vector<PixelPoint> places_;
     std::optional<Clock::time_point> litAt_;
+    /// When the compositing manager was told of something last.
+    Clock::time_point toldAt_;
     /// When the light before was lit, if it was seen.
     std::optional<Clock::time_point> seenLitAt_;
     Clock::time_point proven_;

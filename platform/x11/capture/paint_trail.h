@@ -5,10 +5,10 @@
 
 namespace nimbrale::x11 {
 
-/// Where the screen may show a panel that was moved and painted anew. A compositing manager takes over the panel's place
-/// and its pixels at different times: it was seen to show old pixels in the new place, and new ones in the old place.
-/// Who follows the panel hears of both at different times, too. So all that was painted lately may be at every place
-/// where the panel was lately. Pure: the time is handed in.
+/// Where the screen may show a panel that was moved and painted anew. A compositing manager takes over the panel's
+/// place and its pixels at different times: it was seen to show old pixels in the new place, and new ones in the old
+/// place. Who follows the panel hears of both at different times, too. So all that was painted lately may be at every
+/// place where the panel was lately. Pure: the time is handed in.
 class PaintTrail {
 public:
     using Clock = HeldPlaces::Clock;
