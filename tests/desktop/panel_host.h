@@ -15,6 +15,7 @@
 
 #include <gtest/gtest.h>
 #include <memory>
+#include <string>
 #include <utility>
 #include <vector>
 
@@ -26,8 +27,12 @@ public:
     /// `painted` is what a capture is told that the panels paint.
     explicit PanelHost(const PrivateDesktop& desktop,
                        std::shared_ptr<x11::PaintedRegions> painted = std::make_shared<x11::PaintedRegions>())
+        : PanelHost(desktop.displayName(), std::move(painted))
+    {}
+    explicit PanelHost(const std::string& displayName,
+                       std::shared_ptr<x11::PaintedRegions> painted = std::make_shared<x11::PaintedRegions>())
     {
-        connection = std::move(*x11::Connection::open(desktop.displayName()));
+        connection = std::move(*x11::Connection::open(displayName));
         events = std::make_unique<x11::EventDispatcher>(*connection, [] {});
         screens = std::make_unique<x11::X11Screens>(*connection, *events);
         panels = std::make_unique<x11::X11Panels>(*connection, *events, *screens, mainQueue, std::move(painted));

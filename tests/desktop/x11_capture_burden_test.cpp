@@ -1,6 +1,7 @@
 // Desktops with far more, far larger and far more finely cut windows than usual: the picture stays exact, goes on in
 // time, and costs the server little.
 
+#include "tests/desktop/crowd.h"
 #include "tests/desktop/x11_capture_fixture.h"
 #include "tests/support/request_counter.h"
 #include "tests/support/server_resources.h"
@@ -21,36 +22,6 @@ constexpr int crowdSize = 40000;
 struct Cost {
     double processorSeconds = 0;
     int requests = 0;
-};
-
-/// Windows that are never shown, of a connection of their own.
-class Crowd {
-public:
-    explicit Crowd(const PrivateDesktop& desktop)
-        : connection_(std::move(*x11::Connection::open(desktop.displayName())))
-    {}
-
-    void add(int count)
-    {
-        for (int index = 0; index < count; ++index) {
-            windows_.push_back(connection_->newId());
-            xcb_create_window(connection_->get(), XCB_COPY_FROM_PARENT, windows_.back(), connection_->root(),
-                              std::int16_t(index % 800), 100, 50, 50, 0, XCB_WINDOW_CLASS_INPUT_OUTPUT,
-                              XCB_COPY_FROM_PARENT, 0, nullptr);
-        }
-        connection_->synchronize();
-    }
-    void clear()
-    {
-        for (const xcb_window_t window : windows_)
-            xcb_destroy_window(connection_->get(), window);
-        windows_.clear();
-        connection_->synchronize();
-    }
-
-private:
-    std::unique_ptr<x11::Connection> connection_;
-    std::vector<xcb_window_t> windows_;
 };
 
 class X11CaptureBurdenTest : public X11CaptureTest {
@@ -199,6 +170,28 @@ TEST_F(X11CaptureBurdenTest, windowsThatComeAndGoUnshownHoldUpNoPicture)
     other.join();
     EXPECT_GT(rounds, 0);
     EXPECT_LT(crowded, usual + 1);
+    expectSameAsScreen(region);
+}
+
+TEST_F(X11CaptureBurdenTest, aWindowThatIsRaisedAgainAndAgainCostsNoMoreAmongManyThatAreNotShown)
+{
+    startDesktop({});
+    for (const char* const name : {"one", "other"})
+        scene->add(name, {.geometry = {100, 100, 200, 200}, .seed = 5});
+    captureAnew();
+    const auto raise = [&] {
+        for (int count = 0; count < 300; ++count) {
+            scene->raise(count % 2 == 0 ? "one" : "other");
+            captured->pumpFor(Milliseconds{10});
+        }
+    };
+    const Cost usual = costOf(raise);
+    Crowd crowd(*desktop);
+    crowd.add(crowdSize);
+    captured->settle();
+    const Cost crowded = costOf(raise);
+    EXPECT_LT(crowded.processorSeconds, 3 * usual.processorSeconds + 0.3);
+    EXPECT_LT(crowded.requests, 2 * usual.requests + 400);
     expectSameAsScreen(region);
 }
 

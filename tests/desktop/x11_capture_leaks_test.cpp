@@ -3,6 +3,7 @@
 #include "tests/desktop/x11_capture_fixture.h"
 #include "tests/support/server_resources.h"
 
+#include <set>
 #include <unistd.h>
 
 namespace nimbrale::test {
@@ -22,6 +23,7 @@ protected:
         found.erase("SyncAlarm");
         return found;
     }
+    [[nodiscard]] std::uint32_t pixmaps() { return resources()["PIXMAP"]; }
     [[nodiscard]] std::uint32_t alarms() const { return serverResources(desktop->connection(), getpid())["SyncAlarm"]; }
 
     /// What is freed last is freed through the main queue.
@@ -69,6 +71,43 @@ TEST_F(X11CaptureLeaksTest, picturesThatReachNobodyAreFreed)
         startAndEnd(round);
     EXPECT_GT(samples, 0);
     expectResources(before);
+}
+
+TEST_F(X11CaptureLeaksTest, aPixmapThatTookTurnsGoesOnceTheScreenIsStillAndNotBefore)
+{
+    startDesktop({});
+    scene->add("content", {.geometry = {0, 0, 800, 600}, .seed = 5});
+    captured->start({0, 0, 400, 300});
+    captured->rest();
+    (void)captured->pumpUntil([] { return false; }, 6000);
+    const std::uint32_t atRest = pixmaps();
+    std::set<std::uint64_t> storages;
+    captured->onFrame = [&] { storages.insert(captured->surface()->storage()); };
+    for (std::uint32_t picture = 0; picture < 8; ++picture) {
+        scene->repaint("content", 6 + picture);
+        captured->pumpFor(Milliseconds{1000});
+    }
+    EXPECT_EQ(storages.size(), 2u) << "two take turns, and none is made anew";
+    EXPECT_EQ(pixmaps(), atRest + 1) << "the control: the one that is not shown is seen";
+    EXPECT_TRUE(captured->pumpUntil([&] { return pixmaps() == atRest; }, 8000));
+    scene->repaint("content", 5);
+    expectSameAsScreen({0, 0, 400, 300});
+}
+
+TEST_F(X11CaptureLeaksTest, whatWasSeenUnderACompositingManagerGoesWithIt)
+{
+    startDesktop({.compositor = PrivateDesktop::Compositor::picom});
+    scene->add("content", {.geometry = {0, 0, 800, 600}, .seed = 5});
+    captured->start({0, 0, 400, 300});
+    captured->rest();
+    ASSERT_TRUE(desktop->stopCompositor());
+    // Windows are trusted to have painted themselves by then, and a pixmap that took turns is gone.
+    captured->pumpFor(Milliseconds{8000});
+    const Resources after = resources();
+    captured->start({0, 0, 400, 300});
+    captured->pumpFor(Milliseconds{7000});
+    EXPECT_EQ(after, resources()) << "as a stream that has never seen one";
+    expectSameAsScreen({0, 0, 400, 300});
 }
 
 TEST_F(X11CaptureLeaksTest, whileThePointerMovesNoAlarmWaitsForTheEndOfItsRest)

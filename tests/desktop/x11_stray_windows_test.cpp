@@ -114,6 +114,24 @@ TEST_F(StrayWindowsTest, AWindowThatIsMovedThereOnAnOrdinaryDesktopComesBack)
     EXPECT_EQ(returned_, 1);
 }
 
+TEST_F(StrayWindowsTest, AWindowOfAllWorkspacesComesBackAsOne)
+{
+    startOn(WindowManager::openbox);
+    addWindow("stray");
+    const xcb_window_t window = scene_->identifier("stray");
+    const auto isOnAll = [&] {
+        const xcb_atom_t workspace = host_->connection->atom("_NET_WM_DESKTOP");
+        return host_->connection->property32(window, workspace, XCB_ATOM_CARDINAL) == 0xffffffff;
+    };
+    requests().showOnAllWorkspaces(window);
+    ASSERT_TRUE(waitUntil(isOnAll, Milliseconds{2000}));
+    scene_->move("stray", {1400, 800});
+    ASSERT_TRUE(isPutOn(virtualDisplay, "stray")) << "the control: it would be lost";
+    EXPECT_TRUE(comesTo(display, "stray"));
+    EXPECT_TRUE(isOnAll());
+    EXPECT_EQ(returned_, 1);
+}
+
 TEST_F(StrayWindowsTest, AWindowThatReachesOverADisplaysEdgeStays)
 {
     startOn(WindowManager::openbox);

@@ -5,6 +5,7 @@
 #include <array>
 #include <gmock/gmock.h>
 #include <xcb/composite.h>
+#include <xcb/shape.h>
 
 namespace nimbrale::test {
 
@@ -233,6 +234,36 @@ TEST_F(VirtualAreaTest, ACompositorThatHidesItEndsIt)
         Milliseconds{20'000}));
     EXPECT_THAT(unusable_, testing::HasSubstr("compositing"));
     EXPECT_FALSE(isVerified());
+}
+
+TEST_F(VirtualAreaTest, WhatIsNotSeenWhileTheOverlayIsOffTheScreenEndsNothing)
+{
+    constexpr Milliseconds longerThanTwoProbes{7500};
+    startOnOpenbox();
+    xcb_connection_t* const raw = desktop_->connection();
+    const xcb_window_t curtain = becomeCompositor();
+    const x11::Reply<xcb_query_tree_reply_t> tree(xcb_query_tree_reply(raw, xcb_query_tree(raw, curtain), nullptr));
+    ASSERT_TRUE(tree);
+    const x11::VirtualArea& area = host_->virtualDisplays->area();
+    const auto device = make(800, 600);
+    const xcb_window_t window = showWindow({1280, 720, 800, 600}, 0x2060c0);
+    ASSERT_TRUE(DisplaysHost::pumpUntil([&] { return isVerified() && area.usesOverlay(); }, Milliseconds{8000}));
+
+    // Nothing of a window that is cut away to nothing is seen, wherever it is.
+    xcb_shape_rectangles(raw, XCB_SHAPE_SO_SET, XCB_SHAPE_SK_BOUNDING, XCB_CLIP_ORDERING_UNSORTED, window, 0, 0, 0,
+                         nullptr);
+    xcb_unmap_window(raw, tree->parent);
+    desktop_->synchronize();
+    EXPECT_TRUE(DisplaysHost::pumpUntil([&] { return !area.usesOverlay(); }));
+    EXPECT_FALSE(DisplaysHost::pumpUntil([&] { return area.usesOverlay() || isVerified() || !unusable_.empty(); },
+                                         longerThanTwoProbes));
+
+    xcb_shape_mask(raw, XCB_SHAPE_SO_SET, XCB_SHAPE_SK_BOUNDING, window, 0, 0, XCB_NONE);
+    xcb_map_window(raw, tree->parent);
+    desktop_->synchronize();
+    EXPECT_TRUE(DisplaysHost::pumpUntil([&] { return isVerified() && area.usesOverlay(); }));
+    EXPECT_EQ(unusable_, "");
+    host_->virtualDisplays->area().remove(window);
 }
 
 TEST_F(VirtualAreaTest, ACompositorThatTakesOverFromAnotherIsProbedAfresh)

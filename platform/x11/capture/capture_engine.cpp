@@ -1,5 +1,6 @@
 #include "platform/x11/capture/capture_engine.h"
 
+#include <algorithm>
 #include <poll.h>
 #include <pthread.h>
 #include <utility>
@@ -90,6 +91,8 @@ void CaptureEngine::takeDueTurns()
     desktop_.classifyNewWindows();
     const auto now = FramePacer::Clock::now();
     desktop_.poll(now);
+    for (const auto& session : sessions_)
+        session->trim(now);
     std::vector<CaptureSession*> due = dueSessions(now);
     // A turn asks for the pointer itself; what is found without one may make a turn due at once.
     if (due.empty()) {
@@ -121,6 +124,16 @@ void CaptureEngine::handOver(const std::vector<CaptureSession*>& drawn)
         session->handOver();
 }
 
+std::optional<std::chrono::nanoseconds> CaptureEngine::timeToComeBy(FramePacer::Clock::time_point now) const
+{
+    std::optional<std::chrono::nanoseconds> soonest = desktop_.timeToPoll(now);
+    for (const auto& session : sessions_) {
+        if (const auto trim = session->nextTrim())
+            soonest = std::min(soonest.value_or(*trim - now), *trim - now);
+    }
+    return soonest;
+}
+
 void CaptureEngine::wait()
 {
     if (desktop_.handleQueuedEvent() || displays_.places().areDoubted())
@@ -130,7 +143,7 @@ void CaptureEngine::wait()
     streams.reserve(sessions_.size());
     for (const auto& session : sessions_)
         streams.push_back(session->timing(now));
-    const ThreadWait wait = threadWait(streams, desktop_.timeToPoll(now));
+    const ThreadWait wait = threadWait(streams, timeToComeBy(now));
 
     pollfd descriptors[] = {{inbox_->descriptor(), POLLIN, 0},
                             {xcb_get_file_descriptor(connection_->get()), POLLIN, 0}};

@@ -66,6 +66,8 @@ private:
     [[nodiscard]] std::vector<CaptureSession*> dueSessions(FramePacer::Clock::time_point now) const;
     void takeDueTurns();
     void handOver(const std::vector<CaptureSession*>& drawn);
+    /// When the thread has to come by although nobody tells of a change; absent for never.
+    [[nodiscard]] std::optional<std::chrono::nanoseconds> timeToComeBy(FramePacer::Clock::time_point now) const;
     void wait();
 
     std::unique_ptr<Connection> connection_;

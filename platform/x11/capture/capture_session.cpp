@@ -7,6 +7,10 @@ namespace nimbrale::x11 {
 
 namespace {
 
+/// For how long after a frame the memory for the next one is kept: longer than between two ticks of any clock that
+/// shows seconds.
+constexpr std::chrono::seconds spareTime{5};
+
 PointerVisibility pointerVisibility(const SessionConfiguration& configuration)
 {
     return configuration.showsCursor ? PointerVisibility::shown : PointerVisibility::hidden;
@@ -105,6 +109,10 @@ bool CaptureSession::takeTurn(FramePacer::Clock::time_point now)
 
 void CaptureSession::drawFrame(FramePacer::Clock::time_point tick)
 {
+    lastDrawn_ = tick;
+    // A later mask starts from what is seen then.
+    if (!changes_.isMasked())
+        seen_->clear();
     const PixelRegion dirty = changes_.take();
     const std::chrono::nanoseconds presentation = presentationTime();
     const FrameRenderer::Frame frame = renderer_->draw(
@@ -151,6 +159,17 @@ bool CaptureSession::showsMasked(const DrawnFrame& frame)
     changes_.mask().distrust(appeared);
     appeared &= PixelRegion(configuration_.source);
     return !appeared.isEmpty();
+}
+
+std::optional<FramePacer::Clock::time_point> CaptureSession::nextTrim() const
+{
+    return renderer_ && renderer_->hasSpares() ? std::optional(lastDrawn_ + spareTime) : std::nullopt;
+}
+
+void CaptureSession::trim(FramePacer::Clock::time_point now)
+{
+    if (const auto time = nextTrim(); time && now >= *time)
+        renderer_->dropSpares();
 }
 
 std::chrono::nanoseconds CaptureSession::presentationTime()

@@ -75,6 +75,11 @@ public:
     /// may show another display than the stream's, or a window that is left out, is dropped and drawn anew.
     void handOver();
 
+    /// When memory that is only kept for the next frames goes, should there be none until then; absent for never.
+    [[nodiscard]] std::optional<FramePacer::Clock::time_point> nextTrim() const;
+    /// Gives it back when that time has come.
+    void trim(FramePacer::Clock::time_point now);
+
 private:
     struct DrawnFrame {
         std::shared_ptr<const Surface> surface;
@@ -109,6 +114,8 @@ private:
     /// Where the pointer is in the frame drawn last.
     PixelRect pointerInLast_;
     FramePacer::Clock::time_point lastPresentation_;
+    /// When a frame was drawn last.
+    FramePacer::Clock::time_point lastDrawn_;
 };
 
 } // namespace nimbrale::x11

@@ -70,6 +70,8 @@ struct CapturedWindow {
     bool hasAlpha = false;
     bool isInputOnly = false;
     bool isMapped = false;
+    /// Greater than that of any window below. Kept by the order of windows.
+    std::int64_t rank = 0;
     /// Until then it may not have painted all of itself: the server fills the memory of a window that is new or has
     /// another size with what the screen showed there. Absent when that has passed.
     std::optional<std::chrono::steady_clock::time_point> youngUntil;

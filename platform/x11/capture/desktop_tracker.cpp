@@ -161,7 +161,7 @@ void DesktopTracker::remove(ChangeCollector& changes)
 {
     std::erase(collectors_, &changes);
     watchScreen();
-    selectPointerMoves();
+    listenToPointer();
 }
 
 void DesktopTracker::handleEvents()

@@ -125,7 +125,7 @@ private:
     void addAll();
     void tellPointerMove(std::optional<PixelPoint> position) const;
     void expectPointerMove();
-    void selectPointerMoves();
+    void listenToPointer();
     [[nodiscard]] bool isPointerAsked(Clock::time_point now) const;
     struct PointerQuestion {
         std::optional<xcb_sync_query_counter_cookie_t> rest;

@@ -15,7 +15,7 @@ void DesktopTracker::watchPointer()
     pointer_ = std::make_unique<PointerImage>(connection_);
     if (!connection_.extensions().input.isPresent)
         return;
-    selectPointerMoves();
+    listenToPointer();
     tellPointerMove(std::nullopt);
 }
 
@@ -50,7 +50,7 @@ void DesktopTracker::notePointerMove()
     tellPointerMove(std::nullopt);
     follower_.heardMove();
     expectPointerMove();
-    selectPointerMoves();
+    listenToPointer();
 }
 
 void DesktopTracker::tellPointerMove(std::optional<PixelPoint> position) const
@@ -68,7 +68,7 @@ void DesktopTracker::expectPointerMove()
 }
 
 // The alarm is there again before the next question about the rest: whatever happens after that is told.
-void DesktopTracker::selectPointerMoves()
+void DesktopTracker::listenToPointer()
 {
     if (restAlarm_.isPresent())
         restAlarm_.setWanted(follower_.isHearing());
@@ -128,7 +128,7 @@ void DesktopTracker::takePointer(const PointerQuestion& question, Clock::time_po
                     askedAt);
         measurePointerDistance();
     }
-    selectPointerMoves();
+    listenToPointer();
     if (follower_.isMoving())
         expectPointerMove();
 }

@@ -39,7 +39,8 @@ const FramePixmaps::Pixmap& FramePixmaps::begin(const PixelRegion& changed)
     next.scene = scene_;
     next.wasFree = false;
     newest_ = &next;
-    dropSpares();
+    // One pixmap beside the newest is what taking turns needs.
+    keepSpares(1);
     return next;
 }
 
@@ -116,12 +117,15 @@ void FramePixmaps::bringUpToDate(Pixmap& pixmap, const PixelRegion& changed) con
                       rect.y, rect.width, rect.height);
 }
 
-void FramePixmaps::dropSpares()
+bool FramePixmaps::hasSpares() const
 {
-    // One pixmap beside the newest is what taking turns needs.
+    return std::ranges::any_of(pixmaps_, [this](const auto& pixmap) { return isSpare(*pixmap); });
+}
+
+void FramePixmaps::keepSpares(int most)
+{
     int spares = 0;
-    std::erase_if(pixmaps_,
-                  [&](const auto& pixmap) { return pixmap.get() != newest_ && isFree(*pixmap) && ++spares > 1; });
+    std::erase_if(pixmaps_, [&](const auto& pixmap) { return isSpare(*pixmap) && ++spares > most; });
 }
 
 } // namespace nimbrale::x11

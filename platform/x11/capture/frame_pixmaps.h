@@ -47,6 +47,9 @@ public:
     /// A pixmap that shows what the newest one does, but for `changed`, which is to be drawn now. It is the newest from
     /// then on.
     [[nodiscard]] const Pixmap& begin(const PixelRegion& changed);
+    /// Whether there is a pixmap that only waits for its turn, and the end of such ones.
+    [[nodiscard]] bool hasSpares() const;
+    void dropSpares() { keepSpares(0); }
 
 private:
     [[nodiscard]] std::unique_ptr<Pixmap> make();
@@ -54,8 +57,9 @@ private:
     [[nodiscard]] std::shared_ptr<SharedPixmap> makeSharedStorage() const;
     [[nodiscard]] Pixmap& findUsable();
     void bringUpToDate(Pixmap& pixmap, const PixelRegion& changed) const;
-    void dropSpares();
+    void keepSpares(int most);
     [[nodiscard]] static bool isFree(const Pixmap& pixmap) { return pixmap.storage.use_count() == 1; }
+    [[nodiscard]] bool isSpare(const Pixmap& pixmap) const { return &pixmap != newest_ && isFree(pixmap); }
     [[nodiscard]] bool isUsable(const Pixmap& pixmap) const
     {
         return isFree(pixmap) && (pixmap.wasFree || pixmap.scene == scene_);

@@ -59,6 +59,12 @@ FrameRenderer::Frame FrameRenderer::draw(const PixelRegion& dirty, const Compose
     return {frame.storage, changedOutput};
 }
 
+void FrameRenderer::dropSpares()
+{
+    frames_.dropSpares();
+    unscaled_.dropSpares();
+}
+
 const FramePixmaps::Pixmap& FrameRenderer::compose(FramePixmaps& pixmaps, const PixelRegion& changed,
                                                    const Compose& compose)
 {

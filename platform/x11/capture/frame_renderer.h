@@ -43,6 +43,9 @@ public:
     [[nodiscard]] RegionComposer& composer() { return composer_; }
     /// The frame that differs from the one before in `dirty` (root pixels, within the source).
     [[nodiscard]] Frame draw(const PixelRegion& dirty, const Compose& compose);
+    /// Whether there is memory that is only kept for the next frames, and the end of it.
+    [[nodiscard]] bool hasSpares() const { return frames_.hasSpares() || unscaled_.hasSpares(); }
+    void dropSpares();
 
 private:
     const FramePixmaps::Pixmap& compose(FramePixmaps& pixmaps, const PixelRegion& changed, const Compose& compose);

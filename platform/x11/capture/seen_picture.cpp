@@ -17,6 +17,13 @@ CompositionTarget SeenPicture::target(const PixelRect& rootBounds)
     return {pixmap_.get(), picture_.get(), {0, 0}};
 }
 
+void SeenPicture::clear()
+{
+    picture_.reset();
+    pixmap_.reset();
+    bounds_ = {};
+}
+
 void SeenPicture::resize(const PixelRect& rootBounds)
 {
     xcb_connection_t* const raw = connection_.get();

@@ -15,6 +15,8 @@ public:
 
     /// For drawing into; keeps what is there when the root has another size than before.
     [[nodiscard]] CompositionTarget target(const PixelRect& rootBounds);
+    /// Gives back what it holds.
+    void clear();
 
 private:
     void resize(const PixelRect& rootBounds);

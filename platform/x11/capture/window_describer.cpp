@@ -1,6 +1,7 @@
 #include "platform/x11/capture/window_describer.h"
 
 #include "platform/x11/server/handles.h"
+#include "platform/x11/server/window_attributes.h"
 
 #include <xcb/shape.h>
 
@@ -27,17 +28,10 @@ PixelRegion regionOf(const xcb_shape_get_rectangles_reply_t& reply, int border)
 
 std::vector<bool> WindowDescriber::areMapped(const std::vector<xcb_window_t>& windows) const
 {
-    xcb_connection_t* const raw = connection_.get();
-    std::vector<xcb_get_window_attributes_cookie_t> cookies;
-    cookies.reserve(windows.size());
-    for (const xcb_window_t window : windows)
-        cookies.push_back(xcb_get_window_attributes(raw, window));
     std::vector<bool> result;
     result.reserve(windows.size());
-    for (const auto cookie : cookies) {
-        const Reply<xcb_get_window_attributes_reply_t> reply(xcb_get_window_attributes_reply(raw, cookie, nullptr));
-        result.push_back(reply && reply->map_state != XCB_MAP_STATE_UNMAPPED);
-    }
+    for (const WindowAttributes& attributes : attributesOf(connection_, windows))
+        result.push_back(attributes && attributes->map_state != XCB_MAP_STATE_UNMAPPED);
     return result;
 }
 

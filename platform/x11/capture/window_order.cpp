@@ -1,8 +1,17 @@
 #include "platform/x11/capture/window_order.h"
 
+#include <algorithm>
 #include <iterator>
 
 namespace nimbrale::x11 {
+
+namespace {
+
+/// Between two windows when one comes to an end of the order: many can come to lie between them, and a window can come
+/// to an end a thousand times a second for years.
+constexpr std::int64_t rankStep = std::int64_t{1} << 24;
+
+} // namespace
 
 CapturedWindow* WindowOrder::find(xcb_window_t id)
 {
@@ -21,6 +30,7 @@ CapturedWindow& WindowOrder::add(xcb_window_t id)
     CapturedWindow& window = windows_.emplace_back();
     window.id = id;
     places_.emplace(id, std::prev(windows_.end()));
+    rank(std::prev(windows_.end()));
     return window;
 }
 
@@ -52,27 +62,60 @@ void WindowOrder::placeOnTop(xcb_window_t id)
 
 void WindowOrder::place(Windows::iterator window, Windows::iterator before)
 {
+    if (before == window || before == std::next(window))
+        return;
+    if (window->isMapped)
+        unlistMapped(*window);
     windows_.splice(before, windows_, window);
-    isMappedCurrent_ = isMappedCurrent_ && !window->isMapped;
+    rank(window);
+    if (window->isMapped)
+        listMapped(*window);
+}
+
+void WindowOrder::rank(Windows::iterator window)
+{
+    const bool isLowest = window == windows_.begin();
+    const auto next = std::next(window);
+    if (isLowest || next == windows_.end()) {
+        if (!isLowest)
+            window->rank = std::prev(window)->rank + rankStep;
+        else if (next != windows_.end())
+            window->rank = next->rank - rankStep;
+        return;
+    }
+    const std::int64_t below = std::prev(window)->rank;
+    window->rank = below + (next->rank - below) / 2;
+    if (window->rank == below)
+        rankAll();
+}
+
+// Seldom: only after windows have come to lie between the same two again and again.
+void WindowOrder::rankAll()
+{
+    std::int64_t rank = 0;
+    for (CapturedWindow& window : windows_)
+        window.rank = rank += rankStep;
+}
+
+void WindowOrder::listMapped(CapturedWindow& window)
+{
+    mapped_.insert(std::ranges::upper_bound(mapped_, window.rank, {}, &CapturedWindow::rank), &window);
+}
+
+void WindowOrder::unlistMapped(const CapturedWindow& window)
+{
+    mapped_.erase(std::ranges::lower_bound(mapped_, window.rank, {}, &CapturedWindow::rank));
 }
 
 void WindowOrder::setMapped(CapturedWindow& window, bool isMapped)
 {
-    isMappedCurrent_ = isMappedCurrent_ && window.isMapped == isMapped;
+    if (window.isMapped == isMapped)
+        return;
     window.isMapped = isMapped;
-}
-
-const WindowList& WindowOrder::mapped()
-{
-    if (isMappedCurrent_)
-        return mapped_;
-    mapped_.clear();
-    for (CapturedWindow& window : windows_) {
-        if (window.isMapped)
-            mapped_.push_back(&window);
-    }
-    isMappedCurrent_ = true;
-    return mapped_;
+    if (isMapped)
+        listMapped(window);
+    else
+        unlistMapped(window);
 }
 
 } // namespace nimbrale::x11

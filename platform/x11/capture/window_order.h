@@ -9,7 +9,7 @@
 namespace nimbrale::x11 {
 
 /// The children of the root from bottom to top, and which of them are mapped. A desktop has tens of thousands of
-/// windows that are never shown, so that nothing here but `mapped` looks through all of them. Pure: needs no server.
+/// windows that are never shown, so that nothing here looks through all of them each time. Pure: needs no server.
 class WindowOrder {
 public:
     /// Null for a window that is not listed.
@@ -28,17 +28,22 @@ public:
 
     [[nodiscard]] std::list<CapturedWindow>& all() { return windows_; }
     /// The mapped ones.
-    [[nodiscard]] const WindowList& mapped();
+    [[nodiscard]] const WindowList& mapped() const { return mapped_; }
 
 private:
     using Windows = std::list<CapturedWindow>;
 
     void place(Windows::iterator window, Windows::iterator before);
+    /// Gives a window the rank of its place.
+    void rank(Windows::iterator window);
+    void rankAll();
+    void listMapped(CapturedWindow& window);
+    void unlistMapped(const CapturedWindow& window);
 
     Windows windows_;
     std::unordered_map<xcb_window_t, Windows::iterator> places_;
+    /// By rank.
     WindowList mapped_;
-    bool isMappedCurrent_ = true;
 };
 
 } // namespace nimbrale::x11

@@ -14,6 +14,9 @@ namespace {
 constexpr std::size_t mostCorrections = 10;
 constexpr std::chrono::seconds correctionSpan{1};
 
+/// Of how many windows in front it is asked whether they stand aside. To pass more costs less than to ask.
+constexpr int mostAsked = 50;
+
 Reply<xcb_query_tree_reply_t> queryTree(Connection& connection, xcb_window_t window)
 {
     return Reply<xcb_query_tree_reply_t>(
@@ -214,6 +217,7 @@ bool PanelStack::isInPlace(const std::vector<xcb_window_t>& bottomToTop, const s
 {
     othersAbove_.clear();
     Windows passed;
+    int asked = 0;
     auto next = wanted.begin();
     for (auto window = bottomToTop.rbegin(); window != bottomToTop.rend() && next != wanted.end(); ++window) {
         if (!isOurs(*window) && isInArea_(*window))
@@ -224,7 +228,7 @@ bool PanelStack::isInPlace(const std::vector<xcb_window_t>& bottomToTop, const s
         } else if (isBelow && *window == next->window) {
             ++next;
             continue;
-        } else if (isOurs(*window) || (isBelow && !standsAside(*window))) {
+        } else if (isOurs(*window) || (isBelow && (++asked > mostAsked || !standsAside(*window)))) {
             return false;
         }
         othersAbove_.insert(*window);

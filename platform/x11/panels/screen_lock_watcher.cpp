@@ -2,8 +2,10 @@
 
 #include "platform/x11/server/events.h"
 #include "platform/x11/server/handles.h"
+#include "platform/x11/server/window_attributes.h"
 
 #include <algorithm>
+#include <iterator>
 #include <utility>
 
 namespace nimbrale::x11 {
@@ -48,11 +50,11 @@ ScreenLockWatcher::ScreenLockWatcher(Connection& connection, EventDispatcher& ev
 
 void ScreenLockWatcher::noteExisting()
 {
-    for (const xcb_window_t window : childrenOf(connection_, connection_.root())) {
-        const Reply<xcb_get_window_attributes_reply_t> attributes(xcb_get_window_attributes_reply(
-            connection_.get(), xcb_get_window_attributes(connection_.get(), window), nullptr));
-        if (attributes && attributes->map_state == XCB_MAP_STATE_VIEWABLE)
-            noteIfCover(window, attributes->override_redirect != 0, {});
+    const std::vector<xcb_window_t> windows = childrenOf(connection_, connection_.root());
+    const std::vector<WindowAttributes> attributes = attributesOf(connection_, windows);
+    for (std::size_t index = 0; index < windows.size(); ++index) {
+        if (isViewable(attributes[index]))
+            noteIfCover(windows[index], attributes[index]->override_redirect != 0, {});
     }
 }
 
@@ -164,18 +166,17 @@ bool ScreenLockWatcher::isKeyboardGrabbed() const
 
 bool ScreenLockWatcher::isInFront(xcb_window_t window) const
 {
-    std::vector<xcb_window_t> topToBottom = childrenOf(connection_, connection_.root());
-    std::ranges::reverse(topToBottom);
-    for (const xcb_window_t other : topToBottom) {
-        const bool isManaged = holdsManagedWindow(other, deepestClient);
-        if (other == window)
-            return !isManaged;
-        const Reply<xcb_get_window_attributes_reply_t> attributes(xcb_get_window_attributes_reply(
-            connection_.get(), xcb_get_window_attributes(connection_.get(), other), nullptr));
-        if (isManaged && attributes && attributes->map_state == XCB_MAP_STATE_VIEWABLE)
+    const std::vector<xcb_window_t> bottomToTop = childrenOf(connection_, connection_.root());
+    const auto place = std::ranges::find(bottomToTop, window);
+    if (place == bottomToTop.end() || holdsManagedWindow(window, deepestClient))
+        return false;
+    const std::vector<xcb_window_t> inFront(std::next(place), bottomToTop.end());
+    const std::vector<WindowAttributes> attributes = attributesOf(connection_, inFront);
+    for (std::size_t index = 0; index < inFront.size(); ++index) {
+        if (isViewable(attributes[index]) && holdsManagedWindow(inFront[index], deepestClient))
             return false;
     }
-    return false;
+    return true;
 }
 
 bool ScreenLockWatcher::holdsManagedWindow(xcb_window_t window, int depth) const

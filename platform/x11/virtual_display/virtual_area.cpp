@@ -6,6 +6,7 @@
 #include "platform/x11/server/server_grab.h"
 #include "platform/x11/server/window_manager_name.h"
 #include "platform/x11/virtual_display/area_probe.h"
+#include "platform/x11/virtual_display/area_spot.h"
 #include "platform/x11/virtual_display/area_windows.h"
 #include "platform/x11/virtual_display/composite_overlay.h"
 #include "platform/x11/virtual_display/kept_picture.h"
@@ -27,6 +28,16 @@ constexpr auto settleDelay = 300ms;
 // Ten times what a compositing manager that knows the screen's size was seen to take.
 constexpr auto lateAfter = 500ms;
 
+/// Whose children the windows are.
+enum class Place {
+    untried, ///< the root's, and it has not been found out where this compositing manager is best started with
+    root,
+    overlay,
+    /// The root's just because the compositing manager has taken the overlay off the screen, as some do while one
+    /// window covers all of it.
+    rootForAWhile
+};
+
 } // namespace
 
 struct VirtualArea::Impl {
@@ -43,15 +54,11 @@ struct VirtualArea::Impl {
     Subscription overlayMappings;
     std::unique_ptr<Timer> probeTimer;
     std::unique_ptr<Timer> lateTimer;
-    /// Whether it has been found out where this compositing manager is best started with.
-    bool isKnown = false;
+    Place place = Place::untried;
     /// Whether the windows have been children of the other of root and overlay since the last change.
     bool wasMoved = false;
     /// Whether this compositing manager does not leave alone what is in the overlay.
     bool isOverlayRefused = false;
-    /// Whether the windows are children of the root just because the compositing manager has taken the overlay off the
-    /// screen, as some do while one window covers all of it.
-    bool isOverlayOff = false;
     std::unique_ptr<AreaProbe> probe;
 
     Impl(Connection& theConnection, EventDispatcher& events, MainQueue& theMainQueue, VirtualArea& theOwner)
@@ -67,15 +74,13 @@ struct VirtualArea::Impl {
     void probeSoon();
     void choosePlace();
     void startProbe();
-    [[nodiscard]] AreaProbe::Spot spotInFront() const;
-    [[nodiscard]] std::optional<PixelRect> placeIfShown(xcb_window_t window) const;
     void probeEnded(bool wasSeen);
     void contested();
     void overlayTried(bool wasSeen);
-    [[nodiscard]] bool isInOverlay() const { return windows.parent() != connection.root(); }
+    [[nodiscard]] bool isInOverlay() const { return place == Place::overlay; }
     void enterOverlay();
     void leaveOverlay();
-    void cover(const PixelRect& place, const std::function<void()>& changeLayout);
+    void cover(const PixelRect& area, const std::function<void()>& changeLayout);
     void exposeAll() const;
     [[nodiscard]] bool prefersOverlay();
 };
@@ -94,7 +99,7 @@ void VirtualArea::Impl::watch(EventDispatcher& events)
         const bool isGone = eventType(event) == XCB_UNMAP_NOTIFY;
         const bool isOverlays =
             overlay.window() != XCB_WINDOW_NONE && eventAs<xcb_map_notify_event_t>(event).event == overlay.window();
-        if (isOverlays && (isGone ? isInOverlay() : isOverlayOff))
+        if (isOverlays && (isGone ? isInOverlay() : place == Place::rootForAWhile))
             probeSoon();
     });
 }
@@ -103,7 +108,7 @@ void VirtualArea::Impl::watch(EventDispatcher& events)
 void VirtualArea::Impl::managerChanged()
 {
     leaveOverlay();
-    isKnown = false;
+    place = Place::untried;
     isOverlayRefused = false;
     probeSoon();
     if (isVerified && owner.onVerified)
@@ -115,7 +120,7 @@ void VirtualArea::Impl::probeSoon()
     isVerified = false;
     probe.reset();
     probeTimer.reset();
-    if (!isInOverlay() && !isOverlayOff)
+    if (!isInOverlay() && place != Place::rootForAWhile)
         overlay.release();
     if (pixels.isEmpty())
         return;
@@ -134,12 +139,15 @@ void VirtualArea::Impl::probeSoon()
 // its return. What a probe tells meanwhile says nothing of later.
 void VirtualArea::Impl::choosePlace()
 {
-    const bool wantsOverlay = isInOverlay() || isOverlayOff || (!isKnown && prefersOverlay());
-    isKnown = true;
-    isOverlayOff = wantsOverlay && overlay.acquire() && !overlay.isOnScreen();
+    const bool wantsOverlay = place == Place::untried ? prefersOverlay() : place != Place::root;
+    const bool isOverlayOff = wantsOverlay && overlay.acquire() && !overlay.isOnScreen();
     if (isOverlayOff && isInOverlay())
         cover(pixels, [this] { windows.moveInto(connection.root()); });
-    else if (wantsOverlay && !isOverlayOff)
+    if (isOverlayOff)
+        place = Place::rootForAWhile;
+    else if (!isInOverlay())
+        place = Place::root;
+    if (wantsOverlay && !isOverlayOff)
         enterOverlay();
 }
 
@@ -154,42 +162,12 @@ bool VirtualArea::Impl::prefersOverlay()
 
 void VirtualArea::Impl::startProbe()
 {
-    probe = std::make_unique<AreaProbe>(connection, mainQueue, pixels, spotInFront(), std::nullopt,
-                                        [this](bool wasSeen) { probeEnded(wasSeen); });
+    probe = std::make_unique<AreaProbe>(connection, mainQueue, pixels, spotInFront(connection, windows, pixels),
+                                        std::nullopt, [this](bool wasSeen) { probeEnded(wasSeen); });
     lateTimer = mainQueue.schedule(lateAfter, [this] {
         if (probe && !isInOverlay() && owner.onLate)
             owner.onLate();
     });
-}
-
-// In the frontmost window, since that is what has to be seen; a window of its own in front of it would have its place
-// disputed.
-AreaProbe::Spot VirtualArea::Impl::spotInFront() const
-{
-    const int x = pixels.x + pixels.width;
-    const int y = pixels.y + pixels.height;
-    AreaProbe::Spot spot{windows.parent()};
-    for (const auto& [window, role] : windows.entries()) {
-        if (role == AreaRole::shade)
-            continue;
-        const auto shown = placeIfShown(window);
-        const bool holdsCorner = shown && shown->x <= x - AreaProbe::pixelCount && shown->y < y &&
-                                 shown->x + shown->width >= x && shown->y + shown->height >= y;
-        if (holdsCorner)
-            spot = {window, shown->x, shown->y};
-    }
-    return spot;
-}
-
-std::optional<PixelRect> VirtualArea::Impl::placeIfShown(xcb_window_t window) const
-{
-    xcb_connection_t* const raw = connection.get();
-    const Reply<xcb_get_window_attributes_reply_t> attributes(
-        xcb_get_window_attributes_reply(raw, xcb_get_window_attributes(raw, window), nullptr));
-    const Reply<xcb_get_geometry_reply_t> place(xcb_get_geometry_reply(raw, xcb_get_geometry(raw, window), nullptr));
-    if (!attributes || attributes->map_state != XCB_MAP_STATE_VIEWABLE || !place)
-        return std::nullopt;
-    return PixelRect{place->x, place->y, place->width, place->height};
 }
 
 void VirtualArea::Impl::probeEnded(bool wasSeen)
@@ -203,7 +181,7 @@ void VirtualArea::Impl::probeEnded(bool wasSeen)
             owner.onVerified();
         return;
     }
-    if (isOverlayOff)
+    if (place == Place::rootForAWhile)
         return;
     if (!wasMoved && compositing.askManager() != XCB_WINDOW_NONE) {
         wasMoved = true;
@@ -227,7 +205,7 @@ void VirtualArea::Impl::probeEnded(bool wasSeen)
 // alone: it would hide the desktop while this process holds it, and with this process it would take along the card.
 void VirtualArea::Impl::contested()
 {
-    if (isInOverlay() || isOverlayOff || isOverlayRefused || !isVerified || probe)
+    if (place != Place::root || isOverlayRefused || !isVerified || probe)
         return;
     const xcb_window_t manager = compositing.askManager();
     if (manager == XCB_WINDOW_NONE || !overlay.isHeldBy(manager) || !overlay.acquire()) {
@@ -235,7 +213,8 @@ void VirtualArea::Impl::contested()
         return;
     }
     overlay.open(pixels);
-    probe = std::make_unique<AreaProbe>(connection, mainQueue, pixels, AreaProbe::Spot{overlay.window()}, spotInFront(),
+    probe = std::make_unique<AreaProbe>(connection, mainQueue, pixels, AreaProbe::Spot{overlay.window()},
+                                        spotInFront(connection, windows, pixels),
                                         [this](bool wasSeen) { overlayTried(wasSeen); });
 }
 
@@ -259,31 +238,33 @@ void VirtualArea::Impl::enterOverlay()
         return;
     overlay.open(pixels);
     cover(pixels, [this] { windows.moveInto(overlay.window()); });
+    place = Place::overlay;
 }
 
 // A change of the screen's size costs windows their picture, and the server hands out the new screen's memory as others
 // left it, to be seen until each window, or the compositing manager for all of them, has painted anew. So the area gets
 // a copy of the picture that was there, in the same moment: as the frontmost window's background, which the server
 // paints whenever it uncovers the window, and on the screen itself, whatever window lies there.
-void VirtualArea::Impl::cover(const PixelRect& place, const std::function<void()>& changeLayout)
+void VirtualArea::Impl::cover(const PixelRect& area, const std::function<void()>& changeLayout)
 {
     std::optional<KeptPicture> picture;
-    if (!place.isEmpty())
+    if (!area.isEmpty())
         picture.emplace(connection);
     const ServerGrab grab(connection);
     if (picture)
-        picture->take(windows.frontmost(), place.width, place.height);
-    windows.cover(place);
+        picture->take(windows.frontmost(), area.width, area.height);
+    windows.cover(area);
     changeLayout();
     if (picture)
-        picture->showOnScreen(place.x, place.y);
-    overlay.closeAllBut(place);
-    pixels = place;
+        picture->showOnScreen(area.x, area.y);
+    overlay.closeAllBut(area);
+    pixels = area;
 }
 
 void VirtualArea::Impl::leaveOverlay()
 {
-    isOverlayOff = false;
+    if (place == Place::rootForAWhile)
+        place = Place::root;
     if (overlay.window() == XCB_WINDOW_NONE)
         return;
     probe.reset();
@@ -295,6 +276,7 @@ void VirtualArea::Impl::leaveOverlay()
         windows.moveInto(connection.root());
         overlay.release();
     });
+    place = Place::root;
 }
 
 // Some compositing managers draw over the overlay's children when the screen has changed. Covering everything with a
@@ -375,6 +357,8 @@ void VirtualArea::takeOver(const PixelRect& pixels)
 void VirtualArea::leave()
 {
     impl_->windows.forgetAll();
+    if (impl_->isInOverlay())
+        impl_->place = Place::root;
     impl_->pixels = {};
     impl_->overlay.leaveOpen();
     impl_->probeSoon();

@@ -6,7 +6,6 @@
 #include <QAbstractButton>
 #include <QApplication>
 #include <QDir>
-#include <QFile>
 #include <QFileDialog>
 #include <QKeyEvent>
 #include <QLabel>
@@ -324,54 +323,6 @@ TEST_F(QtWorkspaceTest, TerminationWaitsForTheApplicationsAnswer)
     workspace_.termination().reply(true);
     EXPECT_TRUE(workspace_.isTerminating());
     EXPECT_EQ(runFor(5000), 0);
-}
-
-/// Puts a program of the test's own in the place of the one that knows what opens a scheme.
-class QtWorkspaceLocationTest : public QtWorkspaceTest {
-protected:
-    QtWorkspaceLocationTest() { qputenv("PATH", directory_.path().toLocal8Bit()); }
-    ~QtWorkspaceLocationTest() override { qputenv("PATH", path_); }
-
-    void answerWith(const QByteArray& handler)
-    {
-        QFile program(directory_.filePath("xdg-mime"));
-        ASSERT_TRUE(program.open(QIODevice::WriteOnly));
-        program.write("#!/bin/sh\necho \"$@\" >>" + questionsFile().toLocal8Bit() + "\necho " + handler + "\n");
-        program.setPermissions(QFile::ReadOwner | QFile::ExeOwner);
-    }
-    [[nodiscard]] QByteArray questions() const
-    {
-        QFile file(questionsFile());
-        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-    }
-
-private:
-    [[nodiscard]] QString questionsFile() const { return directory_.filePath("questions"); }
-
-    QTemporaryDir directory_;
-    QByteArray path_ = qgetenv("PATH");
-};
-
-TEST_F(QtWorkspaceLocationTest, SchemeThatNothingOpensIsRefused)
-{
-    answerWith("");
-    EXPECT_FALSE(workspace_.openLocation("x-apple.systempreferences:com.apple.preference.security?Privacy"));
-    EXPECT_EQ(questions(), "query default x-scheme-handler/x-apple.systempreferences\n");
-}
-
-TEST_F(QtWorkspaceLocationTest, SchemeIsRefusedWhereNothingKnowsWhatOpensIt)
-{
-    EXPECT_FALSE(workspace_.openLocation("https://example.org/"));
-}
-
-TEST_F(QtWorkspaceLocationTest, WhatIsNoLocationIsRefusedWithoutAQuestion)
-{
-    answerWith("any.desktop");
-    EXPECT_FALSE(workspace_.openLocation(""));
-    EXPECT_FALSE(workspace_.openLocation("just/a/path"));
-    EXPECT_FALSE(workspace_.openLocation("http://[broken"));
-    EXPECT_FALSE(workspace_.openLocation("file:///no/such/file/anywhere"));
-    EXPECT_EQ(questions(), "");
 }
 
 TEST_F(QtWorkspaceTest, DroppedKeyboardFocusCommitsWhatIsBeingTyped)

@@ -1,6 +1,7 @@
 #include "platform/x11/capture/window_order.h"
 
 #include <algorithm>
+#include <ctime>
 #include <gtest/gtest.h>
 #include <vector>
 
@@ -84,6 +85,42 @@ TEST_F(WindowOrderTest, mappedWindowsFollowEveryChange)
     setMapped(2, false);
     EXPECT_EQ(mapped(), Ids({1}));
     EXPECT_EQ(all(), Ids({4, 2, 1}));
+}
+
+TEST_F(WindowOrderTest, twoWindowsThatPassEachOtherForeverStayInOrder)
+{
+    for (const xcb_window_t id : {1, 2, 3, 4})
+        setMapped(id);
+    for (int count = 0; count < 200; ++count) {
+        order.placeAbove(2, 1);
+        ASSERT_EQ(mapped(), all());
+        order.placeAbove(3, 1);
+        ASSERT_EQ(mapped(), all());
+        order.placeAbove(4, XCB_NONE);
+        order.placeAbove(1, XCB_NONE);
+        ASSERT_EQ(mapped(), Ids({1, 4, 3, 2}));
+        order.placeOnTop(4);
+    }
+}
+
+TEST_F(WindowOrderTest, windowsThatAreNotMappedMakeAMoveNoDearer)
+{
+    setMapped(1);
+    setMapped(2);
+    const auto timeOfMoves = [this] {
+        const std::clock_t start = std::clock();
+        std::size_t seen = 0;
+        for (int count = 0; count < 1000; ++count) {
+            order.placeOnTop(count % 2 == 0 ? 1 : 2);
+            seen += mapped().size();
+        }
+        EXPECT_EQ(seen, 2000u);
+        return double(std::clock() - start) / CLOCKS_PER_SEC;
+    };
+    const double alone = timeOfMoves();
+    for (xcb_window_t id = 100; id < 40100; ++id)
+        order.add(id);
+    EXPECT_LT(timeOfMoves(), 10 * alone + 0.02) << "in seconds of the processor";
 }
 
 TEST_F(WindowOrderTest, aRemovedWindowMayComeAgain)

@@ -1,4 +1,4 @@
-#include "platform/x11/displays/xsettings.h"
+#include "platform/x11/displays/desktop_settings.h"
 
 #include <gmock/gmock.h>
 #include <vector>
@@ -22,13 +22,13 @@ const Bytes leastSignificantFirst{
 const Bytes mostSignificantFirst{1, 0, 0, 0, 0,   0,   0, 9, 0, 0, 0, 1, // order, serial, count
                                  0, 0, 0, 2, 'I', 'n', 0, 0, 0, 0, 0, 7, 0, 0, 1, 2};
 
-TEST(XSettingsTest, WholeNumbersAreFoundByTheirNames)
+TEST(DesktopSettingsTest, WholeNumbersAreFoundByTheirNames)
 {
     EXPECT_THAT(integersOf(leastSignificantFirst), UnorderedElementsAre(Pair("G/WSF", 2), Pair("In", -1)));
     EXPECT_THAT(integersOf(mostSignificantFirst), UnorderedElementsAre(Pair("In", 258)));
 }
 
-TEST(XSettingsTest, WhatIsCutOffAnywhereIsReadAsFarAsItGoes)
+TEST(DesktopSettingsTest, WhatIsCutOffAnywhereIsReadAsFarAsItGoes)
 {
     for (std::size_t length = 0; length < leastSignificantFirst.size(); ++length) {
         const auto found = integersOf(std::span(leastSignificantFirst).first(length));
@@ -37,14 +37,14 @@ TEST(XSettingsTest, WhatIsCutOffAnywhereIsReadAsFarAsItGoes)
     }
 }
 
-TEST(XSettingsTest, AnUnknownTypeEndsTheReading)
+TEST(DesktopSettingsTest, AnUnknownTypeEndsTheReading)
 {
     Bytes settings = leastSignificantFirst;
     settings.at(12) = 3;
     EXPECT_THAT(integersOf(settings), IsEmpty());
 }
 
-TEST(XSettingsTest, LengthsAndCountsBeyondTheEndAreRefused)
+TEST(DesktopSettingsTest, LengthsAndCountsBeyondTheEndAreRefused)
 {
     Bytes settings = leastSignificantFirst;
     for (const std::size_t place : {8U, 9U, 10U, 11U}) // the count
