@@ -48,6 +48,8 @@ public:
     void setTranslucency(Translucency translucency);
     /// Nothing is drawn there while the window is composited, in the window's pixels: what lies behind is seen.
     void setHoles(const PixelRegion& holes);
+    /// Draws all of the window anew.
+    void invalidateEverything();
     /// Call `willMap` before the window is mapped, `didMap` after, and `didUnmap` after it was unmapped; only in
     /// between is anything drawn. `didMap` draws everything.
     void willMap();
@@ -72,7 +74,6 @@ private:
     };
 
     [[nodiscard]] PixelRegion window() const { return {0, 0, width_, height_}; }
-    void invalidateEverything();
     void setBackground();
     void rememberDrawn(const PixelRegion& region);
     void tellPainted(const PixelRegion& painted) const;
