@@ -112,6 +112,13 @@ Notification recordingEnded(const std::string& reason)
     return {translated(QT_TRANSLATE_NOOP("AppDelegate", "The recording has ended")), reason};
 }
 
+Notification recordingEndedForRestart()
+{
+    return recordingEnded(translated(QT_TRANSLATE_NOOP("AppDelegate", "The shared screen was set up anew. The movie is "
+                                                                      "saved; press the record button to go on in "
+                                                                      "another one.")));
+}
+
 Notification recordingRecovered(const std::filesystem::path& movie)
 {
     return {translated(QT_TRANSLATE_NOOP("AppDelegate", "A recording was saved")),

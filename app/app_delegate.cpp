@@ -252,7 +252,7 @@ void AppDelegate::restartCaptureChain()
 {
     if (holdBack())
         return;
-    recording_->stop();
+    recording_->endForRestart();
     closeFrame();
     sharedScreen_.deactivate();
     framedAreaChanged();

@@ -110,8 +110,10 @@ void RecordingControl::started(const ScreenRecorder::StartResult& result)
     });
 }
 
-void RecordingControl::stop()
+void RecordingControl::endForRestart()
 {
+    if (recorder_->isRecording())
+        notices_->mention(alerts::recordingEndedForRestart());
     recorder_->stop();
 }
 

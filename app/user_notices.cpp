@@ -24,6 +24,11 @@ void UserNotices::tell(const Notification& notification)
     });
 }
 
+void UserNotices::mention(const Notification& notification)
+{
+    workspace_.notify(notification, [] {});
+}
+
 void UserNotices::show(const Alert& alert)
 {
     alerts_.push_back(workspace_.showAlert(alert, [](int) {}));

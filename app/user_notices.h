@@ -15,6 +15,8 @@ public:
 
     /// In a notification, or in an alert where the desktop shows no notifications, or might take the text for markup.
     void tell(const Notification& notification);
+    /// In a notification, or not at all: for what must not keep the frame from taking input, as an open alert does.
+    void mention(const Notification& notification);
     /// Open alerts close with this object.
     void show(const Alert& alert);
 

@@ -248,7 +248,7 @@ TEST_F(RecordingControlTest, QuittingWhileARecordingStartsQuitsAtOnce)
     EXPECT_THAT(platform_.movies().movies, IsEmpty());
 }
 
-TEST_F(RecordingControlTest, ARestartOfTheChainSavesTheRecordingAsUsual)
+TEST_F(RecordingControlTest, ARestartOfTheChainSavesTheRecordingAsUsualAndTheUserIsTold)
 {
     launch();
     startRecording();
@@ -260,6 +260,36 @@ TEST_F(RecordingControlTest, ARestartOfTheChainSavesTheRecordingAsUsual)
     recording.completeStop();
     finishMovie();
     EXPECT_THAT(workspace().revealed, ElementsAre("/videos/movie.mov"));
+    ASSERT_EQ(workspace().notifications.size(), 1U);
+    EXPECT_EQ(workspace().notifications[0].title, "The recording has ended");
+    EXPECT_EQ(
+        workspace().notifications[0].text,
+        "The shared screen was set up anew. The movie is saved; press the record button to go on in another one.");
+}
+
+TEST_F(RecordingControlTest, ARestartOfTheChainOpensNoAlertWhereThereAreNoNotifications)
+{
+    launch();
+    startRecording();
+    FakeCaptureStream& recording = capture().stream();
+    workspace().showsNotifications = false;
+    settings_.setDisplayID(otherDisplay);
+    settle();
+    recording.completeStop();
+    finishMovie();
+    ASSERT_EQ(workspace().unshown.size(), 1U) << "the control: it was to be told";
+    workspace().unshown.front()();
+    EXPECT_THAT(workspace().alerts, IsEmpty());
+    EXPECT_THAT(workspace().revealed, ElementsAre("/videos/movie.mov"));
+}
+
+TEST_F(RecordingControlTest, ARestartOfTheChainWithoutARecordingIsNotToldOf)
+{
+    launch();
+    settings_.setDisplayID(otherDisplay);
+    settle();
+    EXPECT_TRUE(isRestarting());
+    EXPECT_THAT(workspace().notifications, IsEmpty());
 }
 
 TEST_F(RecordingControlTest, ARecordingThatEndsByItselfIsToldAndRevealed)

@@ -79,7 +79,8 @@ std::vector<std::string> textsOfAlerts()
     }
     for (const Notification& notification :
          {alerts::windowToShare("title"), alerts::windowWasReturned(), alerts::recordingEnded("reason"),
-          alerts::recordingRecovered("/movie"), alerts::recordingNotRecovered("/remains")}) {
+          alerts::recordingEndedForRestart(), alerts::recordingRecovered("/movie"),
+          alerts::recordingNotRecovered("/remains")}) {
         texts.push_back(notification.title);
         texts.push_back(notification.text);
     }
