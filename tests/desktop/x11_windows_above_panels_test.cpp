@@ -26,9 +26,6 @@ protected:
         ASSERT_TRUE(host->pumpUntil([&] { return yellowInside() > 1000; }, patience))
             << "the control: the panel lies over the window";
         all = yellowIn(desktop->screenshot());
-        // What a panel draws in the very moment in which mutter first shows it, mutter was seen not to show at all
-        // until the panel has another size. A window comes above it later than that.
-        host->pumpFor(Milliseconds{500});
         above = host->panels->keepBelow(scene->identifier("settings"));
         ASSERT_TRUE(host->pumpUntil([&] { return yellowInside() == 0; }, patience));
         ASSERT_EQ(yellowBeside(), 0) << "all of the panel is behind it";

@@ -78,6 +78,8 @@ void DesktopTracker::watchWindows(std::shared_ptr<PaintedRegions> painted)
             const auto now = Clock::now();
             if (window.owner.isOwn || window.owner.isNotification)
                 leftOutChange_ = now;
+            if (change == WindowChange::settled)
+                reportPainted(window);
             for (ChangeCollector* const changes : collectors_)
                 changes->addWindow(window, change, now);
         };

@@ -108,6 +108,7 @@ private:
     };
 
     void chooseMode();
+    void reportPainted(const CapturedWindow& window);
     void watchWindows(std::shared_ptr<PaintedRegions> painted);
     void watchPointer();
     void watchCompositor();

@@ -1,6 +1,7 @@
 // Where streams leave windows out of what the screen shows.
 
 #include "platform/x11/capture/desktop_tracker.h"
+#include "platform/x11/server/manager_reminder.h"
 
 #include <algorithm>
 
@@ -73,6 +74,19 @@ void DesktopTracker::updateMasks(Clock::time_point now)
     const PixelRegion marks = proof_.reach();
     for (ChangeCollector* const changes : collectors_)
         changes->updateMask(stack_->windows(), marks, now, proof_.proven());
+}
+
+// What it took along of windows that are left out may be on the screen yet, although it has painted itself since:
+// mutter misses damage at times. The proof that this was shown comes behind the report.
+void DesktopTracker::reportPainted(const CapturedWindow& window)
+{
+    PixelRegion carried;
+    for (const ChangeCollector* const changes : collectors_)
+        carried |= changes->unpainted().placeOf(window);
+    if (carried.isEmpty() || compositing_ != Compositing::running)
+        return;
+    carried.translate(-window.x - window.borderWidth, -window.y - window.borderWidth);
+    reportDamage(connection_, window.id, carried);
 }
 
 void DesktopTracker::proveMasks(Clock::time_point now)

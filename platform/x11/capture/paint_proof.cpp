@@ -1,6 +1,7 @@
 #include "platform/x11/capture/paint_proof.h"
 
 #include "platform/x11/server/handles.h"
+#include "platform/x11/server/manager_reminder.h"
 
 #include <algorithm>
 #include <array>
@@ -67,8 +68,10 @@ void PaintProof::advance(const CapturedWindow* host, Clock::time_point required,
     unpainted -= *host->painted;
     const bool isPainted = unpainted.isEmpty();
     if (litAt_ && (isPainted || now - *litAt_ < longestWaitOutside)) {
-        if (now - toldAt_ >= patience)
-            wake(now);
+        if (now - toldAt_ >= patience) {
+            toldAt_ = now;
+            remindManager(connection_, host_, PixelRegion(point_.x, point_.y, 1, 1));
+        }
         return;
     }
     if (!isPainted) {
@@ -157,15 +160,6 @@ void PaintProof::light(Clock::time_point now)
     litAt_ = now;
     toldAt_ = now;
     places_.erase(places_.begin(), places_.end() - 1);
-}
-
-// Any news will do, and this is news without content.
-void PaintProof::wake(Clock::time_point now)
-{
-    toldAt_ = now;
-    xcb_connection_t* const raw = connection_.get();
-    mayFail(raw, xcb_change_property_checked(raw, XCB_PROP_MODE_APPEND, host_, wakeAtom_, XCB_ATOM_STRING, 8, 0, ""));
-    connection_.flush();
 }
 
 bool PaintProof::locate()

@@ -27,13 +27,11 @@ public:
     /// How long a pixel is waited for that the panel has moved away from: well below the time for which a mask holds
     /// what a panel has left.
     static constexpr std::chrono::milliseconds longestWaitOutside{500};
-    /// How long a light is waited for before the compositing manager is woken, and woken again: several frames. mutter
-    /// was seen to sleep while it had not looked at the last news, until the server told it something else.
+    /// How long a light is waited for before the compositing manager is reminded of it, and once more: several frames.
     static constexpr std::chrono::milliseconds patience{100};
 
     /// `connection` must outlive it.
-    explicit PaintProof(Connection& connection) : connection_(connection), wakeAtom_(connection.atom("_NIMBRALE_WAKE"))
-    {}
+    explicit PaintProof(Connection& connection) : connection_(connection) {}
     PaintProof(const PaintProof&) = delete;
     PaintProof& operator=(const PaintProof&) = delete;
 
@@ -57,13 +55,11 @@ private:
     void place(const CapturedWindow& host);
     [[nodiscard]] std::optional<Color> colorIn(xcb_drawable_t drawable, PixelPoint point) const;
     void light(Clock::time_point now);
-    void wake(Clock::time_point now);
     /// Asks where the pixel is now; false when it is gone with its panel.
     [[nodiscard]] bool locate();
     [[nodiscard]] bool isOnScreen() const;
 
     Connection& connection_;
-    xcb_atom_t wakeAtom_;
     OwnedWindow pixel_;
     xcb_window_t host_ = XCB_NONE;
     /// Where the host was when the pixel was located last.

@@ -97,7 +97,7 @@ void makeServerItemsSolid(std::vector<LayerItem>& items)
 LayerCompositor::LayerCompositor(DrawingResources& resources, MainQueue& queue, Layer& root, const Window& window)
     : connection_(resources.connection()), queue_(queue), root_(root), window_(window.id),
       target_(DrawTarget::forWindow(connection_, window.id, window.depth, window.format)), drawing_(resources),
-      shape_(connection_, window.id)
+      shape_(connection_, window.id), reminder_(connection_, queue, window.id)
 {}
 
 void LayerCompositor::invalidate(const Rect& area)
@@ -196,6 +196,7 @@ void LayerCompositor::didMap()
 void LayerCompositor::didUnmap()
 {
     isMapped_ = false;
+    reminder_.stop();
     dirty_.clear();
 }
 
@@ -274,6 +275,7 @@ void LayerCompositor::commit()
         break;
     case Translucency::composited:
         drawComposited(items, dirty);
+        reminder_.drawn(dirty);
         break;
     case Translucency::cutOut:
         drawCutOut(std::move(items), dirty);

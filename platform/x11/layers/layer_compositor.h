@@ -5,6 +5,7 @@
 #include "platform/x11/layers/draw_target.h"
 #include "platform/x11/layers/layer_drawing.h"
 #include "platform/x11/layers/window_shape.h"
+#include "platform/x11/server/manager_reminder.h"
 #include "platform/x11/server/pixel_region.h"
 
 #include <deque>
@@ -48,8 +49,6 @@ public:
     void setTranslucency(Translucency translucency);
     /// Nothing is drawn there while the window is composited, in the window's pixels: what lies behind is seen.
     void setHoles(const PixelRegion& holes);
-    /// Draws all of the window anew.
-    void invalidateEverything();
     /// Call `willMap` before the window is mapped, `didMap` after, and `didUnmap` after it was unmapped; only in
     /// between is anything drawn. `didMap` draws everything.
     void willMap();
@@ -74,6 +73,7 @@ private:
     };
 
     [[nodiscard]] PixelRegion window() const { return {0, 0, width_, height_}; }
+    void invalidateEverything();
     void setBackground();
     void rememberDrawn(const PixelRegion& region);
     void tellPainted(const PixelRegion& painted) const;
@@ -101,6 +101,7 @@ private:
     /// While composited: the only pixels that may be other than transparent.
     PixelRegion painted_;
     std::deque<Drawn> drawn_;
+    ManagerReminder reminder_;
     bool isCommitPosted_ = false;
     bool isLayingOut_ = false;
     std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);

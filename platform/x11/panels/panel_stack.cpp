@@ -2,7 +2,7 @@
 
 #include "platform/x11/server/events.h"
 #include "platform/x11/server/handles.h"
-#include "platform/x11/server/owned_id.h"
+#include "platform/x11/server/manager_reminder.h"
 
 #include <algorithm>
 #include <utility>
@@ -50,12 +50,9 @@ void damage(Connection& connection, xcb_window_t window)
 {
     xcb_connection_t* const raw = connection.get();
     const Reply<xcb_get_geometry_reply_t> geometry(xcb_get_geometry_reply(raw, xcb_get_geometry(raw, window), nullptr));
-    if (!geometry || !connection.extensions().damage.isPresent)
+    if (!geometry)
         return;
-    const xcb_rectangle_t all{0, 0, geometry->width, geometry->height};
-    const OwnedRegion region(connection, connection.newId());
-    xcb_xfixes_create_region(raw, region.get(), 1, &all);
-    mayFail(raw, xcb_damage_add_checked(raw, window, region.get()));
+    reportDamage(connection, window, PixelRegion(0, 0, geometry->width, geometry->height));
 }
 
 } // namespace

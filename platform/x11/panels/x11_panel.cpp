@@ -5,7 +5,6 @@
 #include "platform/x11/server/handles.h"
 
 #include <algorithm>
-#include <array>
 #include <utility>
 
 namespace nimbrale::x11 {
@@ -13,11 +12,6 @@ namespace nimbrale::x11 {
 namespace {
 
 constexpr xcb_button_t leftButton = 1;
-
-/// mutter, on a busy computer, was seen to leave on the screen what a panel showed before a hole came that it had been
-/// told of, and to sleep over the last news that it had fetched. So the panel is drawn anew so long after the holes
-/// have changed, and so long after that.
-constexpr std::array holesRepaints = {std::chrono::milliseconds(500), std::chrono::milliseconds(1500)};
 
 /// A window has at least one pixel.
 PixelRect windowPixels(const X11Screens& screens, const Rect& frame)
@@ -190,17 +184,6 @@ void X11Panel::updateHoles()
     PixelRegion holes(context_.holes.region());
     holes.translate(-pixels_.x, -pixels_.y);
     native_->compositor.setHoles(holes);
-    repaintHoles(0);
-}
-
-void X11Panel::repaintHoles(std::size_t done)
-{
-    if (done == holesRepaints.size())
-        return;
-    holesRepaint_ = context_.queue.schedule(holesRepaints[done], [this, done] {
-        native_->compositor.invalidateEverything();
-        repaintHoles(done + 1);
-    });
 }
 
 void X11Panel::setCursor(CursorShape shape)

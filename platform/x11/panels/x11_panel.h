@@ -87,7 +87,6 @@ private:
     void updateTranslucency();
     void updateMouseShape();
     void updateHoles();
-    void repaintHoles(std::size_t done);
     void updateCursor();
     void show();
     /// The window is not shown any more, or not in its place.
@@ -119,7 +118,6 @@ private:
     Subscription screensChange_;
     Subscription compositingChange_;
     Subscription holesChange_;
-    std::unique_ptr<Timer> holesRepaint_;
     std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);
 };
 
