@@ -23,7 +23,8 @@ public:
     {
         xcb_damage_create(connection_->get(), damage_.get(), connection_->root(),
                           XCB_DAMAGE_REPORT_LEVEL_RAW_RECTANGLES);
-        connection_->synchronize();
+        // The server tells one who begins to listen of the whole screen.
+        (void)takePainted();
     }
 
     /// Whether the place was painted since this was asked last.

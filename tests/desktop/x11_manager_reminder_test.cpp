@@ -34,18 +34,8 @@ protected:
         connection->synchronize();
         drawn.emplace(std::move(*x11::Connection::open(desktop->displayName())), place.adjusted(10, 5, -40, -30));
         beside.emplace(std::move(*x11::Connection::open(desktop->displayName())), place.adjusted(20, 10, 0, 0));
-        // The server reports all of the screen to one who begins to listen.
-        static_cast<void>(drawn->takePainted());
-        static_cast<void>(beside->takePainted());
         reminder.emplace(*connection, queue, window.get());
         ASSERT_FALSE(isReported()) << "the control: nobody draws";
-    }
-
-    void TearDown() override
-    {
-        reminder.reset();
-        window = {};
-        connection.reset();
     }
 
     [[nodiscard]] bool isReported()

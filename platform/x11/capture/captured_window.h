@@ -196,8 +196,14 @@ struct CapturedWindow {
         return region;
     }
 
-    /// Where the screen may show beside that what was painted in it before, or it where it was before.
-    [[nodiscard]] PixelRegion trailRegion() const { return painted ? trail.region(bounds(), *painted) : PixelRegion(); }
+    /// The same, and where the screen may show what was painted in it before, or it where it was before.
+    [[nodiscard]] PixelRegion reachLately() const
+    {
+        PixelRegion region = reach();
+        if (painted)
+            region |= trail.region(bounds(), *painted);
+        return region;
+    }
 };
 
 /// Bottom to top.

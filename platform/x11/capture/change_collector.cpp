@@ -79,8 +79,7 @@ void ChangeCollector::updateMask(const WindowList& windows, const PixelRegion& m
         if (!window->coversRoot())
             continue;
         if (!isIncluded(*window)) {
-            PixelRegion reach = window->reach();
-            reach |= window->trailRegion();
+            const PixelRegion reach = window->reachLately();
             current |= reach;
             covered -= reach;
         } else if (hidesWhatIsBelow(*window)) {
@@ -144,7 +143,7 @@ void ChangeCollector::followMemory(const CapturedWindow& window, WindowChange ch
         return;
     // Where the window was, a compositing manager may show it for a while.
     if (isMasked_)
-        mask_.hold(carried, now, change == WindowChange::vanished ? longestFade : longestLag);
+        mask_.hold(carried, now, lagAfter(change));
     else
         add(carried);
     if (change == WindowChange::settled || change == WindowChange::vanished)
@@ -168,20 +167,10 @@ void ChangeCollector::addWindow(const CapturedWindow& window, WindowChange chang
     } else if (isMasked_) {
         if (change == WindowChange::renamed)
             leaveOut(window.reach());
-        holdPlace(window, change, now);
+        // The trail of one that has vanished is not known any more.
+        const bool isGone = change == WindowChange::vanished;
+        mask_.hold(isGone ? window.reachLately() : window.reach(), now, lagAfter(change));
     }
-}
-
-void ChangeCollector::holdPlace(const CapturedWindow& window, WindowChange change, Clock::time_point now)
-{
-    if (change != WindowChange::vanished) {
-        mask_.hold(window.reach(), now, longestLag);
-        return;
-    }
-    // Its trail is known for only so long as the window is listed.
-    PixelRegion last = window.reach();
-    last |= window.trailRegion();
-    mask_.hold(last, now, longestFade);
 }
 
 void ChangeCollector::addBackground()

@@ -122,7 +122,11 @@ private:
 
     void updateLeftOut(const WindowList& windows);
     void holdMarks(const PixelRegion& current, const PixelRegion& marks, Clock::time_point now);
-    void holdPlace(const CapturedWindow& window, WindowChange change, Clock::time_point now);
+    /// For how long a compositing manager may show a window as it was before that.
+    [[nodiscard]] static std::chrono::milliseconds lagAfter(WindowChange change)
+    {
+        return change == WindowChange::vanished ? longestFade : longestLag;
+    }
     void followMemory(const CapturedWindow& window, WindowChange change, Clock::time_point now);
     /// What frames have shown in the region so far is not to be shown any more.
     void leaveOut(const PixelRegion& region);

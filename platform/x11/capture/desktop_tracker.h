@@ -108,7 +108,6 @@ private:
     };
 
     void chooseMode();
-    void reportPainted(const CapturedWindow& window);
     void watchWindows(std::shared_ptr<PaintedRegions> painted);
     void watchPointer();
     void watchCompositor();
@@ -145,6 +144,7 @@ private:
     /// When a window has had the time to paint itself below a mask; absent for never.
     [[nodiscard]] std::optional<Clock::time_point> nextAging() const;
     void proveMasks(Clock::time_point now);
+    void reportPainted(const CapturedWindow& window);
     [[nodiscard]] bool isVisible(const CapturedWindow& window) const;
     void collectWindowDamage();
     void addScreenDamage(const PixelRegion& damage);

@@ -3,6 +3,7 @@
 #include "platform/x11/server/events.h"
 #include "platform/x11/server/handles.h"
 #include "platform/x11/server/hidden_window_rule.h"
+#include "platform/x11/server/window_attributes.h"
 #include "platform/x11/server/window_manager_name.h"
 
 #include <algorithm>
@@ -89,7 +90,7 @@ PixelRect PanelHoles::placeOf(xcb_window_t window)
         xcb_get_window_attributes_reply(raw, attributesCookie, nullptr));
     const Reply<xcb_get_geometry_reply_t> geometry(xcb_get_geometry_reply(raw, geometryCookie, nullptr));
     const Reply<xcb_translate_coordinates_reply_t> corner(xcb_translate_coordinates_reply(raw, cornerCookie, nullptr));
-    if (!attributes || !geometry || !corner || attributes->map_state != XCB_MAP_STATE_VIEWABLE || isHidden(window))
+    if (!geometry || !corner || !isViewable(attributes) || isHidden(window))
         return {};
     std::vector<std::uint32_t> frame = connection_.numbers32(window, frameAtom_, XCB_ATOM_CARDINAL);
     frame.resize(4);

@@ -3,6 +3,7 @@
 #include "platform/x11/server/events.h"
 #include "platform/x11/server/handles.h"
 #include "platform/x11/server/manager_reminder.h"
+#include "platform/x11/server/window_attributes.h"
 
 #include <algorithm>
 #include <utility>
@@ -237,8 +238,7 @@ bool PanelStack::standsAside(xcb_window_t window) const
 {
     const Reply<xcb_get_window_attributes_reply_t> attributes(xcb_get_window_attributes_reply(
         connection_.get(), xcb_get_window_attributes(connection_.get(), window), nullptr));
-    return !attributes || attributes->map_state != XCB_MAP_STATE_VIEWABLE ||
-           attributes->_class == XCB_WINDOW_CLASS_INPUT_ONLY;
+    return !isViewable(attributes) || attributes->_class == XCB_WINDOW_CLASS_INPUT_ONLY;
 }
 
 xcb_window_t PanelStack::topLevelOf(xcb_window_t window) const

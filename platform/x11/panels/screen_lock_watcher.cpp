@@ -143,8 +143,7 @@ bool ScreenLockWatcher::coversDisplay(xcb_window_t window) const
     const Reply<xcb_get_geometry_reply_t> geometry(xcb_get_geometry_reply(raw, xcb_get_geometry(raw, window), nullptr));
     const Reply<xcb_get_window_attributes_reply_t> attributes(
         xcb_get_window_attributes_reply(raw, attributesAsked, nullptr));
-    if (!geometry || !attributes || attributes->map_state != XCB_MAP_STATE_VIEWABLE ||
-        attributes->_class == XCB_WINDOW_CLASS_INPUT_ONLY)
+    if (!geometry || !isViewable(attributes) || attributes->_class == XCB_WINDOW_CLASS_INPUT_ONLY)
         return false;
     const PixelRect pixels{geometry->x, geometry->y, geometry->width, geometry->height};
     return std::ranges::any_of(screens_.all(), [&](const X11Screen& display) {

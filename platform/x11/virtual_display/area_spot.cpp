@@ -1,6 +1,7 @@
 #include "platform/x11/virtual_display/area_spot.h"
 
 #include "platform/x11/server/handles.h"
+#include "platform/x11/server/window_attributes.h"
 
 #include <optional>
 
@@ -14,7 +15,7 @@ std::optional<PixelRect> placeIfShown(Connection& connection, xcb_window_t windo
     const Reply<xcb_get_window_attributes_reply_t> attributes(
         xcb_get_window_attributes_reply(raw, xcb_get_window_attributes(raw, window), nullptr));
     const Reply<xcb_get_geometry_reply_t> place(xcb_get_geometry_reply(raw, xcb_get_geometry(raw, window), nullptr));
-    if (!attributes || attributes->map_state != XCB_MAP_STATE_VIEWABLE || !place)
+    if (!isViewable(attributes) || !place)
         return std::nullopt;
     return PixelRect{place->x, place->y, place->width, place->height};
 }

@@ -2,6 +2,7 @@
 
 #include "platform/x11/displays/randr_layout.h"
 #include "platform/x11/server/handles.h"
+#include "platform/x11/server/window_attributes.h"
 
 #include <algorithm>
 #include <array>
@@ -96,7 +97,7 @@ bool CompositeOverlay::isOnScreen() const
 {
     const Reply<xcb_get_window_attributes_reply_t> attributes(xcb_get_window_attributes_reply(
         connection_.get(), xcb_get_window_attributes(connection_.get(), window_), nullptr));
-    return attributes && attributes->map_state == XCB_MAP_STATE_VIEWABLE;
+    return isViewable(attributes);
 }
 
 void CompositeOverlay::open(const PixelRect& area)

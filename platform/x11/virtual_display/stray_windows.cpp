@@ -2,6 +2,7 @@
 
 #include "platform/x11/server/events.h"
 #include "platform/x11/server/handles.h"
+#include "platform/x11/server/window_attributes.h"
 
 #include <algorithm>
 #include <array>
@@ -166,7 +167,7 @@ std::optional<PixelRect> StrayWindows::placeOf(xcb_window_t window) const
     const Reply<xcb_translate_coordinates_reply_t> origin(xcb_translate_coordinates_reply(raw, originAsked, nullptr));
     const Reply<xcb_get_window_attributes_reply_t> attributes(
         xcb_get_window_attributes_reply(raw, attributesAsked, nullptr));
-    if (!geometry || !origin || !attributes || attributes->map_state != XCB_MAP_STATE_VIEWABLE)
+    if (!geometry || !origin || !isViewable(attributes))
         return std::nullopt;
     return PixelRect{origin->dst_x, origin->dst_y, geometry->width, geometry->height};
 }

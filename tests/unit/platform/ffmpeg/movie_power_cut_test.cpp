@@ -73,7 +73,7 @@ TEST_F(MoviePowerCutTest, NoMoreThanTheLastSecondsAreLost)
         // Written when the recording reaches what must be kept: should the system bring it to the disk unasked, it may
         // have done the same with the movie, and the cut would show nothing.
         recording->waitUntil(moment - mostLost);
-        std::ofstream(disk / unasked) << "not asked for";
+        ASSERT_TRUE(std::ofstream(disk / unasked) << "not asked for" << std::flush);
         recording->waitUntil(moment);
         recording->freeze();
         const nanoseconds reached = recording->reached();
