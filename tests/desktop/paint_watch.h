@@ -13,15 +13,15 @@
 
 namespace nimbrale::test {
 
-/// Tells whether anybody has painted a place of the screen, as the server itself counts it. A compositing manager
-/// paints when it likes: KWin paints a whole display more than a second after another one came.
+/// Tells whether anybody has painted a place of the screen or of a window, as the server itself counts it. A
+/// compositing manager paints when it likes: KWin paints a whole display more than a second after another one came.
 class PaintWatch {
 public:
-    /// `place` is in root pixels. `connection` is for this alone.
-    PaintWatch(std::unique_ptr<x11::Connection> connection, const QRect& place)
+    /// `place` is in the window's pixels, the root's without one. `connection` is for this alone.
+    PaintWatch(std::unique_ptr<x11::Connection> connection, const QRect& place, xcb_window_t window = XCB_NONE)
         : connection_(std::move(connection)), place_(place), damage_(*connection_, connection_->newId())
     {
-        xcb_damage_create(connection_->get(), damage_.get(), connection_->root(),
+        xcb_damage_create(connection_->get(), damage_.get(), window == XCB_NONE ? connection_->root() : window,
                           XCB_DAMAGE_REPORT_LEVEL_RAW_RECTANGLES);
         // The server tells one who begins to listen of the whole screen.
         (void)takePainted();

@@ -1,5 +1,6 @@
 // Panels with and without compositing managers, and under those that desktops bring.
 
+#include "tests/desktop/paint_watch.h"
 #include "tests/desktop/panel_test.h"
 #include "tests/support/image_compare.h"
 #include "tests/support/requirements.h"
@@ -34,6 +35,22 @@ TEST_F(X11PanelTest, followsACompositorThatComesAndGoes)
         host->pumpFor(Milliseconds{200});
         EXPECT_TRUE(imagesMatch(pictureOf(panelArea), frameWithCorners.over(background, panelArea.size(), 1, false)));
     }
+}
+
+TEST_F(X11PanelTest, whatItDrewLastIsReportedOnceMoreToACompositor)
+{
+    startScene({.compositor = Compositor::picom});
+    const auto panel = showFrame();
+    host->pumpFor(Milliseconds{1500});
+    PaintWatch watch(std::move(*x11::Connection::open(desktop->displayName())), {50, 50, 10, 10},
+                     host->ownWindowsInOrder().front());
+    EXPECT_FALSE(watch.takePainted()) << "the control: nothing is drawn any more";
+    const auto layer = std::make_shared<Layer>();
+    layer->setBackgroundColor(Color{1, 0, 0, 1});
+    layer->setFrame({50, 50, 10, 10});
+    panel->rootLayer().addSublayer(layer);
+    ASSERT_TRUE(host->pumpUntil([&] { return watch.takePainted(); }));
+    EXPECT_TRUE(host->pumpUntil([&] { return watch.takePainted(); })) << "although it draws nothing more";
 }
 
 /// Under the compositing managers that desktops bring.

@@ -1,0 +1,111 @@
+// What is known of panels of this process, as the server's news and their own come in one order or the other.
+
+#include "platform/x11/capture/window_stack.h"
+#include "platform/x11/server/handles.h"
+#include "tests/support/requirements.h"
+
+#include <gtest/gtest.h>
+#include <memory>
+#include <utility>
+
+namespace nimbrale::test {
+namespace {
+
+using namespace std::chrono_literals;
+
+using x11::PixelRegion;
+
+class X11WindowStackTest : public testing::Test {
+protected:
+    void SetUp() override
+    {
+        desktop = requireDesktop({});
+        connection = std::move(*x11::Connection::open(desktop->displayName()));
+        panels = std::move(*x11::Connection::open(desktop->displayName()));
+        panel = panels->newId();
+        painted->set(panel, oldPaint);
+        const std::uint32_t isUnmanaged = 1;
+        xcb_create_window(panels->get(), XCB_COPY_FROM_PARENT, panel, panels->root(), 100, 80, 60, 40, 0,
+                          XCB_WINDOW_CLASS_INPUT_OUTPUT, XCB_COPY_FROM_PARENT, XCB_CW_OVERRIDE_REDIRECT, &isUnmanaged);
+        xcb_map_window(panels->get(), panel);
+        panels->synchronize();
+        stack = std::make_unique<x11::WindowStack>(*connection, painted);
+        stack->registerHandlers(routes);
+    }
+
+    void move(std::uint32_t x, std::uint32_t y)
+    {
+        const std::uint32_t place[] = {x, y};
+        xcb_configure_window(panels->get(), panel, XCB_CONFIG_WINDOW_X | XCB_CONFIG_WINDOW_Y, place);
+        panels->synchronize();
+    }
+
+    void handleEvents()
+    {
+        connection->synchronize();
+        while (const x11::Reply<xcb_generic_event_t> event{xcb_poll_for_event(connection->get())})
+            routes.deliver(*event);
+    }
+
+    static PixelRegion everyCombination()
+    {
+        PixelRegion every(100, 80, 60, 5);
+        every.add(100, 100, 60, 5);
+        every.add(110, 90, 60, 5);
+        every.add(110, 110, 60, 5);
+        return every;
+    }
+
+    static inline const PixelRegion oldPaint{0, 0, 60, 5};
+    static inline const PixelRegion newPaint{0, 20, 60, 5};
+    std::unique_ptr<PrivateDesktop> desktop;
+    std::unique_ptr<x11::Connection> connection;
+    std::unique_ptr<x11::Connection> panels;
+    std::shared_ptr<x11::PaintedRegions> painted = std::make_shared<x11::PaintedRegions>();
+    xcb_window_t panel = XCB_NONE;
+    x11::EventRoutes routes;
+    std::unique_ptr<x11::WindowStack> stack;
+};
+
+TEST_F(X11WindowStackTest, APanelThatIsPaintedAnewBeforeItsMoveIsHeardOfMayShowAllEverywhere)
+{
+    move(110, 90);
+    painted->set(panel, newPaint);
+    stack->takePainted();
+    handleEvents();
+    EXPECT_EQ(stack->find(panel)->reachLately(), everyCombination());
+}
+
+TEST_F(X11WindowStackTest, APanelThatIsPaintedAnewAfterItsMoveIsHeardOfMayShowAllEverywhere)
+{
+    move(110, 90);
+    handleEvents();
+    painted->set(panel, newPaint);
+    stack->takePainted();
+    EXPECT_EQ(stack->find(panel)->reachLately(), everyCombination());
+}
+
+TEST_F(X11WindowStackTest, OfAPanelNothingIsLeftOnceItIsProvenOrThePanelIsGone)
+{
+    move(110, 90);
+    handleEvents();
+    painted->set(panel, newPaint);
+    stack->takePainted();
+    const auto later = x11::WindowStack::Clock::now() + 1s;
+    stack->releaseTrails(later, {});
+    EXPECT_EQ(stack->find(panel)->reachLately(), everyCombination()) << "nothing is proven";
+    stack->releaseTrails(later, later);
+    EXPECT_EQ(stack->find(panel)->reachLately(), PixelRegion(110, 110, 60, 5));
+    move(100, 80);
+    handleEvents();
+    painted->set(panel, oldPaint);
+    stack->takePainted();
+    xcb_unmap_window(panels->get(), panel);
+    xcb_map_window(panels->get(), panel);
+    panels->synchronize();
+    handleEvents();
+    EXPECT_EQ(stack->find(panel)->reachLately(), PixelRegion(100, 80, 60, 5));
+}
+
+} // namespace
+} // namespace nimbrale::test
