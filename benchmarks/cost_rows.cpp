@@ -2,7 +2,6 @@
 #include "benchmarks/desktop.h"
 #include "benchmarks/rows.h"
 
-#include <array>
 #include <sstream>
 
 namespace nimbrale::benchmarks {
@@ -19,7 +18,6 @@ constexpr double greatestUltraHdVideoRatio = 1.0;
 constexpr double greatestCompositedVideoRatio = 1.0;
 /// Until then the application looks more often whether a program hides the pointer.
 constexpr std::chrono::milliseconds timeUntilRest{6000};
-constexpr std::array compositingManagers{Compositing::byMarco, Compositing::byPicom};
 
 std::string costText(const CostSeries& series)
 {

@@ -16,18 +16,32 @@ using test::Reply;
 namespace {
 
 using Compositor = test::PrivateDesktop::Compositor;
+using WindowManager = test::PrivateDesktop::WindowManager;
 
-Compositor compositorOf(Compositing compositing)
+/// The window manager that composites by itself, none where a program beside does.
+WindowManager windowManagerOf(Compositing compositing)
 {
     switch (compositing) {
     case Compositing::byServer:
-        break;
     case Compositing::byPicom:
-        return Compositor::picom;
+        break;
     case Compositing::byMarco:
-        return Compositor::windowManagersOwn;
+        return WindowManager::marco;
+    case Compositing::byXfwm4:
+        return WindowManager::xfwm4;
+    case Compositing::byKwin:
+        return WindowManager::kwin;
+    case Compositing::byMutter:
+        return WindowManager::mutter;
     }
-    return Compositor::none;
+    return WindowManager::none;
+}
+
+Compositor compositorOf(Compositing compositing)
+{
+    if (compositing == Compositing::byPicom)
+        return Compositor::picom;
+    return compositing == Compositing::byServer ? Compositor::none : Compositor::windowManagersOwn;
 }
 
 xcb_atom_t atomNamed(xcb_connection_t* connection, std::string_view name)
@@ -68,6 +82,12 @@ std::string nameOf(Compositing compositing)
         return "picom";
     case Compositing::byMarco:
         return "marco";
+    case Compositing::byXfwm4:
+        return "xfwm4";
+    case Compositing::byKwin:
+        return "KWin";
+    case Compositing::byMutter:
+        return "mutter";
     }
     return "no compositing manager";
 }
@@ -75,13 +95,14 @@ std::string nameOf(Compositing compositing)
 std::unique_ptr<test::PrivateDesktop> startDesktop(const QSize& display, Compositing compositing)
 {
     test::PrivateDesktop::Options options;
-    options.server = test::PrivateDesktop::Server::xvfb;
+    // On Xvfb mutter takes the largest mode, which leaves the screen no room to grow.
+    options.server =
+        compositing == Compositing::byMutter ? test::PrivateDesktop::Server::xvnc : test::PrivateDesktop::Server::xvfb;
     options.width = display.width();
     options.height = display.height();
     options.growableTo = display * 2;
     options.compositor = compositorOf(compositing);
-    if (compositing == Compositing::byMarco)
-        options.windowManager = test::PrivateDesktop::WindowManager::marco;
+    options.windowManager = windowManagerOf(compositing);
     std::string reason;
     std::unique_ptr<test::PrivateDesktop> desktop = test::PrivateDesktop::start(options, reason);
     if (!desktop)

@@ -5,13 +5,17 @@
 #include <QRect>
 #include <QSize>
 
+#include <array>
 #include <memory>
 #include <string>
 
 namespace nimbrale::benchmarks {
 
 /// What puts the windows together on the screen.
-enum class Compositing { byServer, byPicom, byMarco };
+enum class Compositing { byServer, byPicom, byMarco, byXfwm4, byKwin, byMutter };
+/// All but the server.
+inline constexpr std::array compositingManagers{Compositing::byPicom, Compositing::byMarco, Compositing::byXfwm4,
+                                                Compositing::byKwin, Compositing::byMutter};
 /// As a row's subject has it: "picom".
 [[nodiscard]] std::string nameOf(Compositing compositing);
 

@@ -100,7 +100,10 @@ TableRow latencyUnder(Compositing compositing, const Effort& effort)
 
 std::vector<TableRow> measureCompositedLatency(const Effort& effort)
 {
-    return {latencyUnder(Compositing::byMarco, effort), latencyUnder(Compositing::byPicom, effort)};
+    std::vector<TableRow> rows;
+    for (const Compositing compositing : compositingManagers)
+        rows.push_back(latencyUnder(compositing, effort));
+    return rows;
 }
 
 std::vector<TableRow> measureIdleLatency(const Effort& effort)

@@ -18,7 +18,7 @@ namespace nimbrale::benchmarks {
 [[nodiscard]] std::vector<TableRow> measureUltraHdVideo(const Effort& effort);
 [[nodiscard]] std::vector<TableRow> measureIdleLatency(const Effort& effort);
 [[nodiscard]] std::vector<TableRow> measureLatencyBesideVideo(const Effort& effort);
-/// The same as without one, under each of two compositing managers.
+/// The same as without one, under each compositing manager.
 [[nodiscard]] std::vector<TableRow> measureCompositedStill(const Effort& effort);
 [[nodiscard]] std::vector<TableRow> measureCompositedFullHdVideo(const Effort& effort);
 [[nodiscard]] std::vector<TableRow> measureCompositedUltraHdVideo(const Effort& effort);
