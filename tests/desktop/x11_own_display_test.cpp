@@ -290,6 +290,7 @@ INSTANTIATE_TEST_SUITE_P(
         Surroundings{"XvncXfwm4", Server::xvnc, WindowManager::xfwm4, Compositor::none},
         Surroundings{"XvncXfwm4Compositing", Server::xvnc, WindowManager::xfwm4, Compositor::windowManagersOwn},
         Surroundings{"XvncKwinCompositing", Server::xvnc, WindowManager::kwin, Compositor::windowManagersOwn},
+        Surroundings{"XvncMutter", Server::xvnc, WindowManager::mutter, Compositor::windowManagersOwn},
         Surroundings{"XvncMarco", Server::xvnc, WindowManager::marco, Compositor::none},
         Surroundings{"XvncMarcoCompositing", Server::xvnc, WindowManager::marco, Compositor::windowManagersOwn},
         Surroundings{"DummyAlone", Server::xorgDummy, WindowManager::none, Compositor::none},

@@ -290,7 +290,9 @@ INSTANTIATE_TEST_SUITE_P(, CompositedVirtualAreaTest,
                          testing::Values(Managers{"picom", WindowManager::openbox, Compositor::picom, false},
                                          Managers{"marco", WindowManager::marco, Compositor::windowManagersOwn, true},
                                          Managers{"xfwm4", WindowManager::xfwm4, Compositor::windowManagersOwn, true},
-                                         Managers{"kwin", WindowManager::kwin, Compositor::windowManagersOwn, true}),
+                                         Managers{"kwin", WindowManager::kwin, Compositor::windowManagersOwn, true},
+                                         Managers{"mutter", WindowManager::mutter, Compositor::windowManagersOwn,
+                                                  true}),
                          [](const auto& managers) { return std::string(managers.param.name); });
 
 } // namespace

@@ -87,6 +87,11 @@ protected:
         desktop_->movePointer({1270, 10});
         litter_ = std::make_unique<PixmapLitter>(desktop_->displayName());
         host_ = std::make_unique<SharedScreenHost>(*desktop_);
+        // A compositing manager takes its time to show a window.
+        ASSERT_TRUE(DisplaysHost::pumpUntil([this] {
+            return desktop_->pixel(50, 50) == QColor::fromRgb(framedColor) &&
+                   desktop_->pixel(830, 650) == QColor::fromRgb(framedColor);
+        }));
     }
 
     void TearDown() override
@@ -265,16 +270,17 @@ TEST_P(VirtualPixelsTest, AViewerSeesAWindowThatIsNotOurs)
 
 INSTANTIATE_TEST_SUITE_P(
     , VirtualPixelsTest,
-    testing::Values(Surroundings{"Xvnc", Server::xvnc, Compositor::none},
-                    Surroundings{"XvncPicom", Server::xvnc, Compositor::picom},
-                    Surroundings{"XvncPicomGlx", Server::xvnc, Compositor::picomGlx, WindowManager::openbox, 10, true},
-                    Surroundings{"XorgDummy", Server::xorgDummy, Compositor::none},
-                    Surroundings{"XorgDummyPicom", Server::xorgDummy, Compositor::picom},
-                    Surroundings{"XorgDummyPicomGlx", Server::xorgDummy, Compositor::picomGlx, WindowManager::openbox,
-                                 10, true},
-                    Surroundings{"Marco", Server::xvnc, Compositor::windowManagersOwn, WindowManager::marco, 10, true},
-                    Surroundings{"Xfwm4", Server::xvnc, Compositor::windowManagersOwn, WindowManager::xfwm4, 3, true},
-                    Surroundings{"Kwin", Server::xvnc, Compositor::windowManagersOwn, WindowManager::kwin, 3, true}),
+    testing::Values(
+        Surroundings{"Xvnc", Server::xvnc, Compositor::none},
+        Surroundings{"XvncPicom", Server::xvnc, Compositor::picom},
+        Surroundings{"XvncPicomGlx", Server::xvnc, Compositor::picomGlx, WindowManager::openbox, 10, true},
+        Surroundings{"XorgDummy", Server::xorgDummy, Compositor::none},
+        Surroundings{"XorgDummyPicom", Server::xorgDummy, Compositor::picom},
+        Surroundings{"XorgDummyPicomGlx", Server::xorgDummy, Compositor::picomGlx, WindowManager::openbox, 10, true},
+        Surroundings{"Marco", Server::xvnc, Compositor::windowManagersOwn, WindowManager::marco, 10, true},
+        Surroundings{"Xfwm4", Server::xvnc, Compositor::windowManagersOwn, WindowManager::xfwm4, 3, true},
+        Surroundings{"Kwin", Server::xvnc, Compositor::windowManagersOwn, WindowManager::kwin, 3, true},
+        Surroundings{"Mutter", Server::xvnc, Compositor::windowManagersOwn, WindowManager::mutter, 3, true}),
     [](const auto& surroundings) { return std::string(surroundings.param.name); });
 
 } // namespace

@@ -208,7 +208,8 @@ INSTANTIATE_TEST_SUITE_P(
     testing::Values(Manager{"Openbox", PrivateDesktop::WindowManager::openbox, PrivateDesktop::Compositor::none},
                     Manager{"Xfwm4Compositing", PrivateDesktop::WindowManager::xfwm4, windowManagersOwn},
                     Manager{"MarcoCompositing", PrivateDesktop::WindowManager::marco, windowManagersOwn},
-                    Manager{"KwinCompositing", PrivateDesktop::WindowManager::kwin, windowManagersOwn}),
+                    Manager{"KwinCompositing", PrivateDesktop::WindowManager::kwin, windowManagersOwn},
+                    Manager{"Mutter", PrivateDesktop::WindowManager::mutter, windowManagersOwn}),
     [](const auto& manager) { return manager.param.name; });
 
 } // namespace

@@ -42,6 +42,18 @@ bool drawsNotificationsItself(const std::string& windowManager)
     return isShell(windowManager);
 }
 
+bool showsPicturesBetterInOverlay(const std::string& windowManager)
+{
+    // KWin and Xfwm4 paint nothing where there is no real display. Marco copies the rectangle around all that it paints
+    // at once: the whole screen, where a picture is shared while the display changes. Mutter paints the shared picture
+    // a whole frame after the display.
+    for (const char* const one : {"KWin", "Xfwm4", "Metacity (Marco)", "Mutter", "GNOME Shell"}) {
+        if (windowManager == one)
+            return true;
+    }
+    return false;
+}
+
 bool drawsUnmanagedWindowsInFront(const std::string& windowManager)
 {
     return isShell(windowManager) || windowManager == "Mutter" || windowManager == "KWin";

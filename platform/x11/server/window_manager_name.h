@@ -19,4 +19,8 @@ namespace nimbrale::x11 {
 /// Whether that draws windows that it does not manage in front of all others, however the server stacks them.
 [[nodiscard]] bool drawsUnmanagedWindowsInFront(const std::string& windowManager);
 
+/// Whether a picture that is shown beside the displays is better shown in the composite overlay window than painted by
+/// that one, while it composites.
+[[nodiscard]] bool showsPicturesBetterInOverlay(const std::string& windowManager);
+
 } // namespace nimbrale::x11

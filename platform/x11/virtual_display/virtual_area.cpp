@@ -151,13 +151,10 @@ void VirtualArea::Impl::choosePlace()
         enterOverlay();
 }
 
-// Which of the two ways is tried first; the probe decides. KWin and Xfwm4 paint nothing where there is no real display.
-// Marco copies the rectangle around all that it paints at once: the whole screen, where a picture is shared while the
-// display changes. What lies in the overlay window it neither paints nor draws over.
+// Which of the two ways is tried first; the probe decides.
 bool VirtualArea::Impl::prefersOverlay()
 {
-    const std::string name = windowManagerName(connection);
-    return name == "KWin" || name == "Xfwm4" || name == "Metacity (Marco)";
+    return showsPicturesBetterInOverlay(windowManagerName(connection));
 }
 
 void VirtualArea::Impl::startProbe()

@@ -29,5 +29,13 @@ TEST(WindowManagerNameTest, OnlyThoseOfGnomeCinnamonAndPlasmaDrawUnmanagedWindow
         EXPECT_FALSE(drawsUnmanagedWindowsInFront(other)) << other;
 }
 
+TEST(WindowManagerNameTest, OnlyKnownOnesHaveThePictureInTheOverlayFromTheStart)
+{
+    for (const char* const one : {"KWin", "Xfwm4", "Metacity (Marco)", "Mutter", "GNOME Shell"})
+        EXPECT_TRUE(showsPicturesBetterInOverlay(one)) << one;
+    for (const char* const other : {"", "Mutter (Muffin)", "Openbox", "i3"})
+        EXPECT_FALSE(showsPicturesBetterInOverlay(other)) << other;
+}
+
 } // namespace
 } // namespace nimbrale::x11
