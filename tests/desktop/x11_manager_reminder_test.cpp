@@ -1,8 +1,10 @@
 // What compositing managers are told once more of what was drawn last.
 
 #include "platform/x11/server/connection.h"
+#include "platform/x11/server/events.h"
 #include "platform/x11/server/manager_reminder.h"
 #include "platform/x11/server/owned_id.h"
+#include "platform/x11/server/window_events.h"
 #include "tests/desktop/paint_watch.h"
 #include "tests/fakes/fake_main_queue.h"
 #include "tests/support/requirements.h"
@@ -68,6 +70,27 @@ TEST_F(X11ManagerReminderTest, WhatWasDrawnIsReportedTwiceMore)
     queue.advance(10s);
     EXPECT_FALSE(isReported()) << "and no more";
     EXPECT_FALSE(beside->takePainted()) << "nothing but what was drawn";
+}
+
+TEST_F(X11ManagerReminderTest, AManagerThatSleepsOverTheReportHearsOfAProperty)
+{
+    const auto manager = std::move(*x11::Connection::open(desktop->displayName()));
+    const x11::WindowEvents properties(*manager, window.get(), XCB_EVENT_MASK_PROPERTY_CHANGE);
+    manager->synchronize();
+    const auto changes = [&] {
+        connection->synchronize();
+        manager->synchronize();
+        int count = 0;
+        while (const x11::Reply<xcb_generic_event_t> event{xcb_poll_for_event(manager->get())})
+            count += x11::eventType(*event) == XCB_PROPERTY_NOTIFY;
+        return count;
+    };
+    reminder->drawn(part);
+    EXPECT_EQ(changes(), 0);
+    queue.advance(100ms);
+    EXPECT_EQ(changes(), 1);
+    queue.advance(500ms);
+    EXPECT_EQ(changes(), 1);
 }
 
 TEST_F(X11ManagerReminderTest, NothingIsReportedWhileMoreIsDrawn)

@@ -1,13 +1,21 @@
 // Panels and screen lockers: nothing of ours lies over a locked screen, and nothing else makes panels give way.
 
 #include "tests/desktop/panel_test.h"
+#include "tests/support/request_counter.h"
 #include "tests/support/requirements.h"
 
+#include <memory>
+#include <ostream>
+#include <string>
 #include <vector>
+#include <xcb/composite.h>
 
 namespace nimbrale::test {
 
 namespace {
+
+using WindowManager = PrivateDesktop::WindowManager;
+using Compositor = PrivateDesktop::Compositor;
 
 constexpr QPoint onFrame(122, 102);
 const QColor lockColor(0x22, 0x33, 0x44);
@@ -46,27 +54,43 @@ protected:
     }
 };
 
-class X11PanelLockersTest : public X11PanelLockTest,
-                            public testing::WithParamInterface<PrivateDesktop::WindowManager> {};
+struct Managers {
+    std::string name;
+    WindowManager windowManager;
+    Compositor compositor = Compositor::none;
+};
+
+void PrintTo(const Managers& managers, std::ostream* stream)
+{
+    *stream << managers.name;
+}
+
+const auto nameOf = [](const auto& managers) { return managers.param.name; };
+
+class X11PanelLockersTest : public X11PanelLockTest, public testing::WithParamInterface<Managers> {
+protected:
+    void startManagedDesktop()
+    {
+        startDesktop({.windowManager = GetParam().windowManager, .compositor = GetParam().compositor});
+    }
+};
+
+const Managers picom{"Picom", WindowManager::openbox, Compositor::picom};
+const Managers xfwm4{"Xfwm4Compositing", WindowManager::xfwm4, Compositor::windowManagersOwn};
+const Managers marco{"MarcoCompositing", WindowManager::marco, Compositor::windowManagersOwn};
+const Managers kwin{"KwinCompositing", WindowManager::kwin, Compositor::windowManagersOwn};
+const Managers mutter{"Mutter", WindowManager::mutter, Compositor::windowManagersOwn};
 
 INSTANTIATE_TEST_SUITE_P(WindowManagers, X11PanelLockersTest,
-                         testing::Values(PrivateDesktop::WindowManager::none, PrivateDesktop::WindowManager::openbox,
-                                         PrivateDesktop::WindowManager::xfwm4),
-                         [](const auto& manager) -> std::string {
-                             switch (manager.param) {
-                             case PrivateDesktop::WindowManager::openbox:
-                                 return "openbox";
-                             case PrivateDesktop::WindowManager::xfwm4:
-                                 return "xfwm4";
-                             default:
-                                 return "none";
-                             }
-                         });
+                         testing::Values(Managers{"none", WindowManager::none},
+                                         Managers{"openbox", WindowManager::openbox},
+                                         Managers{"xfwm4", WindowManager::xfwm4}, picom, xfwm4, marco, kwin, mutter),
+                         nameOf);
 
 TEST_P(X11PanelLockersTest, theFrameIsNeverOverALockedScreenAndComesBackAfterwards)
 {
     requireProgram("i3lock");
-    startDesktop({.windowManager = GetParam()});
+    startManagedDesktop();
     const auto panel = showFrame();
     ASSERT_TRUE(host->pumpUntil([&] { return colorAt(onFrame) == yellow; }));
     for (int round = 0; round < 5; ++round) {
@@ -84,7 +108,7 @@ TEST_P(X11PanelLockersTest, theFrameIsNeverOverALockedScreenAndComesBackAfterwar
 TEST_P(X11PanelLockersTest, theSessionIsLockedWhileALockerIsThere)
 {
     requireProgram("i3lock");
-    startDesktop({.windowManager = GetParam()});
+    startManagedDesktop();
     std::vector<bool> told;
     const Subscription observer = host->panels->sessionLock().observe([&] { told.push_back(isLocked()); });
     EXPECT_TRUE(staysUnlocked(Milliseconds{300}));
@@ -96,6 +120,59 @@ TEST_P(X11PanelLockersTest, theSessionIsLockedWhileALockerIsThere)
     locker->terminate();
     EXPECT_TRUE(host->pumpUntil([&] { return !isLocked(); }));
     EXPECT_EQ(told, (std::vector{true, false}));
+}
+
+/// Under a compositing manager, with its overlay taken off the screen and put back, as it is for a full-screen window.
+class X11PanelOverlayTest : public X11PanelLockersTest {
+protected:
+    void SetUp() override
+    {
+        startManagedDesktop();
+        host.reset();
+        counter = RequestCounter::start(desktop->displayName());
+        ASSERT_TRUE(counter);
+        host = std::make_unique<PanelHost>(counter->displayName());
+        xcb_connection_t* const raw = desktop->connection();
+        const x11::Reply<xcb_composite_get_overlay_window_reply_t> overlay(xcb_composite_get_overlay_window_reply(
+            raw, xcb_composite_get_overlay_window(raw, desktop->screen().root), nullptr));
+        ASSERT_TRUE(overlay);
+        xcb_unmap_window(raw, overlay->overlay_win);
+        xcb_map_window(raw, overlay->overlay_win);
+        desktop->synchronize();
+        host->pumpFor(Milliseconds{300});
+    }
+
+    void TearDown() override
+    {
+        X11PanelLockersTest::TearDown();
+        counter.reset();
+    }
+
+    /// Each look at what covers a display asks whether the keyboard is held.
+    [[nodiscard]] int looksWithin(Milliseconds duration)
+    {
+        const int before = counter->count(XCB_GRAB_KEYBOARD);
+        host->pumpFor(duration);
+        return counter->count(XCB_GRAB_KEYBOARD) - before;
+    }
+
+    std::unique_ptr<RequestCounter> counter;
+};
+
+INSTANTIATE_TEST_SUITE_P(, X11PanelOverlayTest, testing::Values(picom, xfwm4, marco, kwin, mutter), nameOf);
+
+TEST_P(X11PanelOverlayTest, isNotAskedAboutAgainAndAgain)
+{
+    EXPECT_EQ(looksWithin(Milliseconds{2500}), 0);
+    scene = requireScene(*desktop);
+    scene->add("cover", {.geometry = {0, 0, 1280, 720}, .seed = 0, .color = lockColor});
+    EXPECT_GT(looksWithin(Milliseconds{2500}), 5) << "the control: what may be a locker is";
+}
+
+TEST_P(X11PanelOverlayTest, isNoLockerWhenAMenuTakesTheKeyboard)
+{
+    grabKeyboard();
+    EXPECT_TRUE(staysUnlocked(Milliseconds{1500}));
 }
 
 TEST_F(X11PanelLockTest, aFullScreenWindowLocksTheSessionOnlyWhileItHasTheKeyboard)

@@ -2,6 +2,7 @@
 
 #include "platform/x11/server/events.h"
 #include "platform/x11/server/handles.h"
+#include "platform/x11/server/window_maker.h"
 
 #include <utility>
 #include <xcb/composite.h>
@@ -113,8 +114,7 @@ void WindowStack::handleUnmap(const xcb_unmap_notify_event_t& event)
 
 CapturedWindow* WindowStack::add(xcb_window_t id)
 {
-    // A window that the server made itself is the composite overlay.
-    if ((id & ~xcb_get_setup(connection_.get())->resource_id_mask) == 0)
+    if (makerOf(connection_, id) == WindowMaker::server)
         return nullptr;
     CapturedWindow* const known = find(id);
     return known ? known : &order_.add(id);

@@ -4,6 +4,7 @@
 #include "platform/x11/server/handles.h"
 #include "platform/x11/server/manager_reminder.h"
 #include "platform/x11/server/window_attributes.h"
+#include "platform/x11/server/window_tree.h"
 
 #include <algorithm>
 #include <utility>
@@ -14,24 +15,6 @@ namespace {
 
 constexpr std::size_t mostCorrections = 10;
 constexpr std::chrono::seconds correctionSpan{1};
-
-/// Of how many windows in front it is asked whether they stand aside. To pass more costs less than to ask.
-constexpr int mostAsked = 50;
-
-Reply<xcb_query_tree_reply_t> queryTree(Connection& connection, xcb_window_t window)
-{
-    return Reply<xcb_query_tree_reply_t>(
-        xcb_query_tree_reply(connection.get(), xcb_query_tree(connection.get(), window), nullptr));
-}
-
-std::vector<xcb_window_t> childrenOf(Connection& connection, xcb_window_t window)
-{
-    const Reply<xcb_query_tree_reply_t> tree = queryTree(connection, window);
-    if (!tree)
-        return {};
-    const xcb_window_t* const children = xcb_query_tree_children(tree.get());
-    return {children, children + xcb_query_tree_children_length(tree.get())};
-}
 
 /// Puts `window` just below `sibling`, or on top without one.
 void place(Connection& connection, xcb_window_t window, xcb_window_t sibling)
@@ -60,11 +43,15 @@ void damage(Connection& connection, xcb_window_t window)
 
 PanelStack::PanelStack(Connection& connection, EventDispatcher& events, MainQueue& queue,
                        std::function<bool(xcb_window_t)> isInArea)
-    : connection_(connection), queue_(queue), isInArea_(std::move(isInArea)), limiter_(mostCorrections, correctionSpan),
+    : connection_(connection), queue_(queue), isInArea_(std::move(isInArea)), aside_(connection),
+      limiter_(mostCorrections, correctionSpan),
       rootEvents_(connection, connection.root(), XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY),
-      handler_(events.add({XCB_CREATE_NOTIFY, XCB_DESTROY_NOTIFY, XCB_MAP_NOTIFY, XCB_REPARENT_NOTIFY,
+      handler_(events.add({XCB_CREATE_NOTIFY, XCB_DESTROY_NOTIFY, XCB_MAP_NOTIFY, XCB_UNMAP_NOTIFY, XCB_REPARENT_NOTIFY,
                            XCB_CIRCULATE_NOTIFY, XCB_CONFIGURE_NOTIFY},
-                          [this](const auto& event) { handle(event); }))
+                          [this](const auto& event) {
+                              aside_.handle(event);
+                              handle(event);
+                          }))
 {}
 
 bool PanelStack::isOurs(xcb_window_t window) const
@@ -215,7 +202,7 @@ bool PanelStack::isInPlace(const std::vector<xcb_window_t>& bottomToTop, const s
 {
     othersAbove_.clear();
     Windows passed;
-    int asked = 0;
+    std::vector<xcb_window_t> inFront;
     auto next = wanted.begin();
     for (auto window = bottomToTop.rbegin(); window != bottomToTop.rend() && next != wanted.end(); ++window) {
         if (!isOurs(*window) && isInArea_(*window))
@@ -226,38 +213,24 @@ bool PanelStack::isInPlace(const std::vector<xcb_window_t>& bottomToTop, const s
         } else if (isBelow && *window == next->window) {
             ++next;
             continue;
-        } else if (isOurs(*window) || (isBelow && (++asked > mostAsked || !standsAside(*window)))) {
+        } else if (isOurs(*window)) {
             return false;
+        } else if (isBelow) {
+            inFront.push_back(*window);
         }
         othersAbove_.insert(*window);
     }
-    return true;
-}
-
-bool PanelStack::standsAside(xcb_window_t window) const
-{
-    const Reply<xcb_get_window_attributes_reply_t> attributes(xcb_get_window_attributes_reply(
-        connection_.get(), xcb_get_window_attributes(connection_.get(), window), nullptr));
-    return !isViewable(attributes) || attributes->_class == XCB_WINDOW_CLASS_INPUT_ONLY;
-}
-
-xcb_window_t PanelStack::topLevelOf(xcb_window_t window) const
-{
-    if (window == XCB_NONE || standsAside(window))
-        return XCB_NONE;
-    while (const Reply<xcb_query_tree_reply_t> tree = queryTree(connection_, window)) {
-        if (tree->parent == connection_.root())
-            return window;
-        window = tree->parent;
-    }
-    return XCB_NONE;
+    return aside_.areAll(inFront);
 }
 
 PanelStack::Windows PanelStack::shownOf(const std::vector<xcb_window_t>& list) const
 {
+    const std::vector<WindowAttributes> attributes = attributesOf(connection_, list);
     Windows shown;
-    for (const xcb_window_t window : list) {
-        if (const xcb_window_t topLevel = topLevelOf(window); topLevel != XCB_NONE)
+    for (std::size_t index = 0; index < list.size(); ++index) {
+        const xcb_window_t topLevel =
+            standsAside(attributes[index]) ? xcb_window_t{XCB_NONE} : topLevelOf(connection_, list[index]);
+        if (topLevel != XCB_NONE)
             shown.insert(topLevel);
     }
     return shown;

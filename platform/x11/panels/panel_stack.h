@@ -2,6 +2,7 @@
 
 #include "platform/main_queue.h"
 #include "platform/observers.h"
+#include "platform/x11/panels/aside_windows.h"
 #include "platform/x11/server/connection.h"
 #include "platform/x11/server/correction_limiter.h"
 #include "platform/x11/server/event_dispatcher.h"
@@ -10,6 +11,7 @@
 #include <functional>
 #include <memory>
 #include <set>
+#include <unordered_set>
 #include <vector>
 #include <xcb/xcb.h>
 
@@ -63,13 +65,10 @@ private:
     bool restack();
     [[nodiscard]] Subscription keep(std::vector<xcb_window_t>& list, xcb_window_t window);
     [[nodiscard]] bool isOurs(xcb_window_t window) const;
-    [[nodiscard]] xcb_window_t topLevelOf(xcb_window_t window) const;
     /// The top-level windows of those in the list that are shown.
     [[nodiscard]] Windows shownOf(const std::vector<xcb_window_t>& list) const;
     /// Front to back, what is among the root's children.
     [[nodiscard]] std::vector<Wanted> wantedOrder(const std::vector<xcb_window_t>& children) const;
-    /// Whether it may be above, since nothing of it is seen.
-    [[nodiscard]] bool standsAside(xcb_window_t window) const;
     /// Notes what stands above, too.
     [[nodiscard]] bool isInPlace(const std::vector<xcb_window_t>& bottomToTop, const std::vector<Wanted>& wanted);
 
@@ -82,7 +81,8 @@ private:
     std::vector<xcb_window_t> windowsAbove_;
     std::vector<xcb_window_t> lockers_;
     /// Others that stood above at the last check and were let be, and windows made since, which begin on top.
-    Windows othersAbove_;
+    std::unordered_set<xcb_window_t> othersAbove_;
+    AsideWindows aside_;
     CorrectionLimiter limiter_;
     std::unique_ptr<Timer> pendingCheck_;
     WindowEvents rootEvents_;

@@ -3,6 +3,8 @@
 #include "platform/x11/server/events.h"
 #include "platform/x11/server/handles.h"
 #include "platform/x11/server/window_attributes.h"
+#include "platform/x11/server/window_maker.h"
+#include "platform/x11/server/window_tree.h"
 
 #include <algorithm>
 #include <iterator>
@@ -21,16 +23,6 @@ constexpr auto alertInterval = 100ms;
 constexpr auto restInterval = 1s;
 // The client lies in the manager's frame, with at most one window in between.
 constexpr int deepestClient = 2;
-
-std::vector<xcb_window_t> childrenOf(Connection& connection, xcb_window_t window)
-{
-    const Reply<xcb_query_tree_reply_t> tree(
-        xcb_query_tree_reply(connection.get(), xcb_query_tree(connection.get(), window), nullptr));
-    if (!tree)
-        return {};
-    const xcb_window_t* const children = xcb_query_tree_children(tree.get());
-    return {children, children + xcb_query_tree_children_length(tree.get())};
-}
 
 } // namespace
 
@@ -84,10 +76,9 @@ void ScreenLockWatcher::handle(const xcb_generic_event_t& event)
 
 void ScreenLockWatcher::noteIfCover(xcb_window_t window, bool isUnmanaged, Clock::time_point since)
 {
-    const bool isOurs = (window & ~xcb_get_setup(connection_.get())->resource_id_mask) ==
-                        xcb_get_setup(connection_.get())->resource_id_base;
     const bool isKnown = std::ranges::any_of(covers_, [window](const Cover& cover) { return cover.window == window; });
-    if (!isUnmanaged || isOurs || isKnown || !coversDisplay(window))
+    // Lockers are other programs. What the server made itself shows what a compositing manager draws.
+    if (!isUnmanaged || makerOf(connection_, window) != WindowMaker::others || isKnown || !coversDisplay(window))
         return;
     covers_.push_back({window, since});
     check();

@@ -1,0 +1,92 @@
+// The pixel by which it is found out how far a compositing manager has got.
+
+#include "platform/x11/capture/paint_proof.h"
+#include "tests/desktop/paint_watch.h"
+#include "tests/support/requirements.h"
+
+#include <gtest/gtest.h>
+#include <memory>
+#include <optional>
+#include <utility>
+
+namespace nimbrale::test {
+namespace {
+
+using namespace std::chrono_literals;
+
+using x11::PaintProof;
+
+constexpr QRect place(100, 80, 60, 40);
+constexpr std::uint32_t yellow = 0xffd60a;
+
+class X11PaintProofTest : public testing::Test {
+protected:
+    void SetUp() override
+    {
+        desktop = requireDesktop({});
+        connection = std::move(*x11::Connection::open(desktop->displayName()));
+        host.id = addWindow(yellow);
+        host.x = place.x();
+        host.y = place.y();
+        host.width = place.width();
+        host.height = place.height();
+        host.isMapped = true;
+        host.painted = x11::PixelRegion(0, 0, place.width(), place.height());
+        proof.emplace(*connection);
+    }
+
+    void TearDown() override { proof.reset(); }
+
+    xcb_window_t addWindow(std::uint32_t color)
+    {
+        const xcb_window_t window = connection->newId();
+        const std::uint32_t values[] = {color, 1};
+        xcb_create_window(connection->get(), XCB_COPY_FROM_PARENT, window, connection->root(), std::int16_t(place.x()),
+                          std::int16_t(place.y()), std::uint16_t(place.width()), std::uint16_t(place.height()), 0,
+                          XCB_WINDOW_CLASS_INPUT_OUTPUT, XCB_COPY_FROM_PARENT,
+                          XCB_CW_BACK_PIXEL | XCB_CW_OVERRIDE_REDIRECT, values);
+        xcb_map_window(connection->get(), window);
+        connection->synchronize();
+        return window;
+    }
+
+    void advance(std::chrono::milliseconds sinceStart)
+    {
+        proof->advance(&host, start, start + sinceStart);
+        connection->synchronize();
+    }
+
+    static constexpr PaintProof::Clock::time_point start{1h};
+    std::unique_ptr<PrivateDesktop> desktop;
+    std::unique_ptr<x11::Connection> connection;
+    x11::CapturedWindow host;
+    std::optional<PaintProof> proof;
+};
+
+TEST_F(X11PaintProofTest, TwoLightsThatAreSeenProveWhatWasBeforeTheFirst)
+{
+    advance(0ms);
+    advance(10ms);
+    EXPECT_LT(proof->proven(), start);
+    advance(20ms);
+    EXPECT_EQ(proof->proven(), start);
+}
+
+TEST_F(X11PaintProofTest, ALightThatIsNotSeenIsFollowedByReminders)
+{
+    addWindow(0);
+    advance(0ms);
+    PaintWatch watch(std::move(*x11::Connection::open(desktop->displayName())), QRect({0, 0}, place.size()), host.id);
+    const auto isReminded = [&](std::chrono::milliseconds sinceStart) {
+        advance(sinceStart);
+        return watch.takePainted();
+    };
+    EXPECT_FALSE(isReminded(PaintProof::patience - 1ms));
+    EXPECT_TRUE(isReminded(PaintProof::patience));
+    EXPECT_FALSE(isReminded(2 * PaintProof::patience - 1ms));
+    EXPECT_TRUE(isReminded(2 * PaintProof::patience)) << "and once more";
+    EXPECT_LT(proof->proven(), start) << "the control: it is not seen";
+}
+
+} // namespace
+} // namespace nimbrale::test
