@@ -1,13 +1,16 @@
 // The pixel by which it is found out how far a compositing manager has got.
 
 #include "platform/x11/capture/paint_proof.h"
+#include "platform/x11/server/owned_id.h"
 #include "tests/desktop/paint_watch.h"
 #include "tests/support/requirements.h"
 
 #include <gtest/gtest.h>
 #include <memory>
 #include <optional>
+#include <string_view>
 #include <utility>
+#include <vector>
 
 namespace nimbrale::test {
 namespace {
@@ -50,9 +53,25 @@ protected:
         return window;
     }
 
+    /// As a window manager that goes by that name, for as long as the window is there.
+    x11::OwnedWindow nameManager(std::string_view name)
+    {
+        xcb_connection_t* const raw = connection->get();
+        x11::OwnedWindow manager(*connection, connection->newId());
+        xcb_create_window(raw, XCB_COPY_FROM_PARENT, manager.get(), connection->root(), -1, -1, 1, 1, 0,
+                          XCB_WINDOW_CLASS_INPUT_ONLY, XCB_COPY_FROM_PARENT, 0, nullptr);
+        const xcb_window_t id = manager.get();
+        xcb_change_property(raw, XCB_PROP_MODE_REPLACE, connection->root(),
+                            connection->atom("_NET_SUPPORTING_WM_CHECK"), XCB_ATOM_WINDOW, 32, 1, &id);
+        xcb_change_property(raw, XCB_PROP_MODE_REPLACE, id, connection->atom("_NET_WM_NAME"),
+                            connection->atom("UTF8_STRING"), 8, std::uint32_t(name.size()), name.data());
+        connection->synchronize();
+        return manager;
+    }
+
     void advance(std::chrono::milliseconds sinceStart)
     {
-        proof->advance(&host, start, start + sinceStart);
+        proof->advance(&host, panels, start, start + sinceStart);
         connection->synchronize();
     }
 
@@ -60,6 +79,7 @@ protected:
     std::unique_ptr<PrivateDesktop> desktop;
     std::unique_ptr<x11::Connection> connection;
     x11::CapturedWindow host;
+    std::vector<const x11::CapturedWindow*> panels;
     std::optional<PaintProof> proof;
 };
 
@@ -86,6 +106,25 @@ TEST_F(X11PaintProofTest, ALightThatIsNotSeenIsFollowedByReminders)
     EXPECT_FALSE(isReminded(2 * PaintProof::patience - 1ms));
     EXPECT_TRUE(isReminded(2 * PaintProof::patience)) << "and once more";
     EXPECT_LT(proof->proven(), start) << "the control: it is not seen";
+}
+
+TEST_F(X11PaintProofTest, OneThatMissesDamageIsToldWithEachLightThatAllPanelsWereDrawn)
+{
+    x11::CapturedWindow other;
+    other.id = addWindow(yellow);
+    other.width = place.width();
+    other.height = place.height();
+    panels = {&other};
+    PaintWatch watch(std::move(*x11::Connection::open(desktop->displayName())), QRect({0, 0}, place.size()), other.id);
+    advance(0ms);
+    EXPECT_FALSE(watch.takePainted()) << "the control: there is no such manager";
+    proof->end();
+
+    const x11::OwnedWindow manager = nameManager("Mutter");
+    advance(10ms);
+    EXPECT_TRUE(watch.takePainted());
+    advance(20ms);
+    EXPECT_TRUE(watch.takePainted()) << "the next light";
 }
 
 } // namespace

@@ -102,11 +102,14 @@ void DesktopTracker::proveMasks(Clock::time_point now)
         return;
     proofAsked_ = now;
     const CapturedWindow* host = nullptr;
+    std::vector<const CapturedWindow*> panels;
     for (const CapturedWindow* const window : stack_->windows()) {
-        if (window->owner.isOwn && window->painted && !window->painted->isEmpty() && window->coversRoot())
+        if (window->owner.isOwn && window->painted && !window->painted->isEmpty() && window->coversRoot()) {
             host = window;
+            panels.push_back(window);
+        }
     }
-    proof_.advance(host, *required, now);
+    proof_.advance(host, panels, *required, now);
 }
 
 void DesktopTracker::composeMasked(const Drawing& drawing, const CompositionTarget& target, const PixelRegion& region,

@@ -2,6 +2,7 @@
 
 #include "platform/x11/server/handles.h"
 #include "platform/x11/server/manager_reminder.h"
+#include "platform/x11/server/window_manager_name.h"
 
 #include <algorithm>
 #include <array>
@@ -44,7 +45,8 @@ xcb_get_image_cookie_t askForPixel(xcb_connection_t* connection, xcb_drawable_t 
 
 } // namespace
 
-void PaintProof::advance(const CapturedWindow* host, Clock::time_point required, Clock::time_point now)
+void PaintProof::advance(const CapturedWindow* host, std::span<const CapturedWindow* const> panels,
+                         Clock::time_point required, Clock::time_point now)
 {
     if (!host || !host->painted || connection_.screen().root_depth != 24) {
         end();
@@ -79,7 +81,7 @@ void PaintProof::advance(const CapturedWindow* host, Clock::time_point required,
         if (!pixel_ || !locate())
             return;
     }
-    light(now);
+    light(panels, now);
 }
 
 void PaintProof::follow(const WindowList& windows)
@@ -128,6 +130,7 @@ void PaintProof::place(const CapturedWindow& host)
             continue;
         host_ = host.id;
         base_ = *color;
+        isDamageMissed_ = missesDamage(windowManagerName(connection_));
         pixel_ = OwnedWindow(connection_, connection_.newId());
         const std::array<std::uint32_t, 4> values = {base_, base_, XCB_GRAVITY_STATIC, 1};
         xcb_connection_t* const raw = connection_.get();
@@ -149,13 +152,17 @@ std::optional<PaintProof::Color> PaintProof::colorIn(xcb_drawable_t drawable, Pi
     return pixelOf(image.get());
 }
 
-void PaintProof::light(Clock::time_point now)
+void PaintProof::light(std::span<const CapturedWindow* const> panels, Clock::time_point now)
 {
     code_ = static_cast<unsigned>((code_ + 1) % codes.size());
     const std::uint32_t color = base_ ^ codes[code_];
     xcb_connection_t* const raw = connection_.get();
     mayFail(raw, xcb_change_window_attributes_checked(raw, pixel_.get(), XCB_CW_BACK_PIXEL, &color));
     mayFail(raw, xcb_clear_area_checked(raw, 0, pixel_.get(), 0, 0, 0, 0));
+    if (isDamageMissed_) {
+        for (const CapturedWindow* const panel : panels)
+            reportDamage(connection_, panel->id, PixelRegion(0, 0, panel->width, panel->height));
+    }
     connection_.flush();
     litAt_ = now;
     toldAt_ = now;

@@ -9,6 +9,7 @@
 #include <chrono>
 #include <cstdint>
 #include <optional>
+#include <span>
 #include <vector>
 
 namespace nimbrale::x11 {
@@ -16,8 +17,10 @@ namespace nimbrale::x11 {
 /// Finds out how far a compositing manager has got. It hears of everything in the order in which it happened, so when
 /// it has painted a pixel that was lit after a window had moved because of that light, it shows the window where it
 /// moved to as well. It may also have painted the place for something that happened before, and found the light already
-/// there: so a light counts when the next one, lit after it was seen, is seen too. The pixel is one of a panel of this
-/// process, in which it differs so little that nobody sees it. Thread of its connection only.
+/// there: so a light counts when the next one, lit after it was seen, is seen too. One that misses damage may have
+/// painted both and nothing of what happened before, so it is told with each light that all of the panels was drawn.
+/// The pixel is one of a panel of this process, in which it differs so little that nobody sees it. Thread of its
+/// connection only.
 class PaintProof {
 public:
     using Clock = std::chrono::steady_clock;
@@ -36,8 +39,9 @@ public:
     PaintProof& operator=(const PaintProof&) = delete;
 
     /// Looks whether the pixel is on the screen, and lights the next one where what happened until `required` is not
-    /// proven. `host` is the panel that it may be in, null for none. Waits for the server.
-    void advance(const CapturedWindow* host, Clock::time_point required, Clock::time_point now);
+    /// proven. `host` is the panel that it may be in, null for none, `panels` are all. Waits for the server.
+    void advance(const CapturedWindow* host, std::span<const CapturedWindow* const> panels, Clock::time_point required,
+                 Clock::time_point now);
     /// To be called before `reach`, with all windows: a panel that has moved has taken the pixel along. Waits for the
     /// server where that is so.
     void follow(const WindowList& windows);
@@ -54,7 +58,7 @@ private:
 
     void place(const CapturedWindow& host);
     [[nodiscard]] std::optional<Color> colorIn(xcb_drawable_t drawable, PixelPoint point) const;
-    void light(Clock::time_point now);
+    void light(std::span<const CapturedWindow* const> panels, Clock::time_point now);
     /// Asks where the pixel is now; false when it is gone with its panel.
     [[nodiscard]] bool locate();
     [[nodiscard]] bool isOnScreen() const;
@@ -68,6 +72,8 @@ private:
     PixelPoint point_;
     /// The panel's own.
     Color base_ = 0;
+    /// By the compositing manager, at times.
+    bool isDamageMissed_ = false;
     unsigned code_ = 0;
     /// In root pixels, since it was lit: the compositing manager may show the panel at any of them.
     std::vector<PixelPoint> places_;

@@ -42,6 +42,11 @@ bool drawsNotificationsItself(const std::string& windowManager)
     return isShell(windowManager);
 }
 
+bool missesDamage(const std::string& windowManager)
+{
+    return isShell(windowManager) || windowManager == "Mutter";
+}
+
 bool showsPicturesBetterInOverlay(const std::string& windowManager)
 {
     // KWin and Xfwm4 paint nothing where there is no real display. Marco copies the rectangle around all that it paints

@@ -19,6 +19,10 @@ namespace nimbrale::x11 {
 /// Whether that draws windows that it does not manage in front of all others, however the server stacks them.
 [[nodiscard]] bool drawsUnmanagedWindowsInFront(const std::string& windowManager);
 
+/// Whether that, as a compositing manager, takes note of damage over one connection and copies windows over another:
+/// what is drawn in between is taken for shown, and is not, until the next damage of the same place.
+[[nodiscard]] bool missesDamage(const std::string& windowManager);
+
 /// Whether a picture that is shown beside the displays is better shown in the composite overlay window than painted by
 /// that one, while it composites.
 [[nodiscard]] bool showsPicturesBetterInOverlay(const std::string& windowManager);

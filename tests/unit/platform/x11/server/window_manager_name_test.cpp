@@ -29,6 +29,14 @@ TEST(WindowManagerNameTest, OnlyThoseOfGnomeCinnamonAndPlasmaDrawUnmanagedWindow
         EXPECT_FALSE(drawsUnmanagedWindowsInFront(other)) << other;
 }
 
+TEST(WindowManagerNameTest, OnlyThoseOfGnomeAndCinnamonMissDamage)
+{
+    for (const char* const one : {"GNOME Shell", "Mutter (Muffin)", "Mutter"})
+        EXPECT_TRUE(missesDamage(one)) << one;
+    for (const char* const other : {"", "KWin", "Xfwm4", "Metacity (Marco)", "Openbox", "i3"})
+        EXPECT_FALSE(missesDamage(other)) << other;
+}
+
 TEST(WindowManagerNameTest, OnlyKnownOnesHaveThePictureInTheOverlayFromTheStart)
 {
     for (const char* const one : {"KWin", "Xfwm4", "Metacity (Marco)", "Mutter", "GNOME Shell"})
