@@ -24,6 +24,12 @@ public:
     static constexpr std::chrono::milliseconds longestLag = HeldPlaces::longestLag;
     static constexpr std::chrono::milliseconds longestFade{500};
 
+    /// For how long a compositing manager may show a window as it was before that.
+    [[nodiscard]] static std::chrono::milliseconds lagAfter(WindowChange change)
+    {
+        return change == WindowChange::vanished ? longestFade : longestLag;
+    }
+
     /// `isIncluded`: whether the stream shows a window at all.
     explicit ChangeCollector(std::function<bool(const CapturedWindow&)> isIncluded) : isIncluded_(std::move(isIncluded))
     {}
@@ -67,7 +73,7 @@ public:
     /// The background behind all windows is another one.
     void addBackground();
     /// `window` came, went or changed its place or shape: everything where it is now. Of one that nobody has looked at
-    /// yet only its memory counts.
+    /// yet only its memory counts, and where it was when it has vanished: it may have been to be left out.
     void addWindow(const CapturedWindow& window, WindowChange change, Clock::time_point now);
     /// The screen was drawn on there, for a stream that is copied from it.
     void addScreenDamage(const PixelRegion& damage);
@@ -122,12 +128,8 @@ private:
 
     void updateLeftOut(const WindowList& windows);
     void holdMarks(const PixelRegion& current, const PixelRegion& marks, Clock::time_point now);
-    /// For how long a compositing manager may show a window as it was before that.
-    [[nodiscard]] static std::chrono::milliseconds lagAfter(WindowChange change)
-    {
-        return change == WindowChange::vanished ? longestFade : longestLag;
-    }
     void followMemory(const CapturedWindow& window, WindowChange change, Clock::time_point now);
+    void followLeftOut(const CapturedWindow& window, WindowChange change, Clock::time_point now);
     /// What frames have shown in the region so far is not to be shown any more.
     void leaveOut(const PixelRegion& region);
     void noteWindowChange(const PixelRegion& region);
@@ -140,7 +142,7 @@ private:
     FrameContents contents_ = FrameContents::windows;
     bool isMasked_ = false;
     ScreenMask mask_;
-    /// Where the screen may have shown windows that are left out when the mask was updated last, masked or not.
+    /// Where the screen may have shown windows that are left out since the mask was updated last, masked or not.
     PixelRegion leftOut_;
     UnpaintedMemory unpainted_;
     /// What is left out but covered, once the screen shows the cover.

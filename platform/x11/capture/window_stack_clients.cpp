@@ -44,6 +44,7 @@ void WindowStack::classified(CapturedWindow& window)
         changed(window, window.classifiedAs ? WindowChange::renamed : WindowChange::altered);
     }
     window.classifiedAs = appearance;
+    window.unknownPlaces = {};
     listenToClient(window);
 }
 
