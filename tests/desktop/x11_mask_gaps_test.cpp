@@ -2,6 +2,7 @@
 
 #include "platform/x11/capture/change_collector.h"
 #include "tests/desktop/masked_capture_fixture.h"
+#include "tests/support/window_requests.h"
 
 #include <memory>
 #include <semaphore>
@@ -124,6 +125,27 @@ TEST_P(X11MaskGapsTest, APanelThatGoesAndComesBackElsewhereBeforeAnybodyHearsOfI
     }
     captured->onFrame = nullptr;
     watch.expectNoneFound(50);
+}
+
+TEST_P(X11MaskGapsTest, AnOwnWindowThatComesAndGoesWithItsWorkspaceIsInNoPicture)
+{
+    const WindowRequests requests(*desktop);
+    requests.setWorkspaceCount(2);
+    const QRect place(200, 150, 300, 200);
+    (void)makeOwnWindow(place, false);
+    const auto isShown = [&](bool isWanted) {
+        return captured->pumpUntil([&] { return (ownPixels(desktop->screenshot(place)) > 1000) == isWanted; }, 5000);
+    };
+    ASSERT_TRUE(isShown(true));
+    captured->settle();
+    watch.watch(*captured);
+    for (std::uint32_t round = 0; round < 4; ++round) {
+        requests.switchToWorkspace(round % 2 == 0 ? 1 : 0);
+        EXPECT_TRUE(isShown(round % 2 != 0)) << "the control";
+        captured->pumpFor(Milliseconds{1000});
+    }
+    captured->onFrame = nullptr;
+    watch.expectNoneFound(4);
 }
 
 /// A panel that the screen shows before the capture has heard of it, and goes on showing.

@@ -53,6 +53,12 @@ void ChangeCollector::freeze(Clock::time_point now, std::chrono::milliseconds ti
     addAll();
 }
 
+void ChangeCollector::addHiding(const CapturedWindow& window, Clock::time_point now)
+{
+    if (isMasked_ && !isIncluded(window))
+        freeze(now, longestFade, longestLag);
+}
+
 std::optional<ChangeCollector::Clock::time_point> ChangeCollector::nextRelease() const
 {
     const auto mask = mask_.nextRelease();

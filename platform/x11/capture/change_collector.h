@@ -46,6 +46,9 @@ public:
     /// The screen may show anything for that time, and as long as it is not proven that it was painted anew, but no
     /// longer than `patience`. No frame is drawn meanwhile, and the next one is drawn whole.
     void freeze(Clock::time_point now, std::chrono::milliseconds time, std::chrono::milliseconds patience);
+    /// The window manager hides `window`, or shows it again. Until it is there or gone, a compositing manager may show
+    /// it anywhere: some slide a whole workspace across the screen.
+    void addHiding(const CapturedWindow& window, Clock::time_point now);
     [[nodiscard]] bool isFrozen() const { return freeze_.nextRelease().has_value(); }
     /// When a place or the whole picture may be let go of next; absent while nothing is held. Past where a proof is
     /// waited for.

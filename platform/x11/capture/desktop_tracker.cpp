@@ -83,6 +83,10 @@ void DesktopTracker::watchWindows(std::shared_ptr<PaintedRegions> painted)
             for (ChangeCollector* const changes : collectors_)
                 changes->addWindow(window, change, now);
         };
+        stack_->onHiding = [this](const CapturedWindow& window) {
+            for (ChangeCollector* const changes : collectors_)
+                changes->addHiding(window, Clock::now());
+        };
         return;
     }
     const std::uint32_t events = XCB_EVENT_MASK_STRUCTURE_NOTIFY | XCB_EVENT_MASK_PROPERTY_CHANGE;

@@ -199,6 +199,22 @@ TEST_F(MaskedChangesTest, aHiddenWindowMasksNothing)
     EXPECT_TRUE(changes.mask().region().isEmpty());
 }
 
+TEST_F(MaskedChangesTest, noPictureIsDrawnWhileAWindowThatIsLeftOutMayBeOnItsWay)
+{
+    CapturedWindow& window = addWindow({200, 200, 50, 50});
+    changes.addHiding(window, start);
+    EXPECT_FALSE(changes.isFrozen()) << "one that is in the picture may be anywhere";
+    excluded.insert(window.id);
+    changes.addHiding(window, start);
+    changes.updateMask(windows, {}, start + ChangeCollector::longestFade - 1ms, start);
+    EXPECT_TRUE(changes.isFrozen());
+    changes.updateMask(windows, {}, start + ChangeCollector::longestFade, start);
+    EXPECT_FALSE(changes.isFrozen());
+    changes.setMasked(false);
+    changes.addHiding(window, start);
+    EXPECT_FALSE(changes.isFrozen()) << "without a compositing manager nothing slides";
+}
+
 TEST_F(MaskedChangesTest, onlyWhatIsPaintedOfAPanelIsMasked)
 {
     CapturedWindow& panel = addPanel({200, 200, 50, 50});
