@@ -104,7 +104,46 @@ TEST_F(X11WindowStackTest, OfAPanelNothingIsLeftOnceItIsProvenOrThePanelIsGone)
     xcb_map_window(panels->get(), panel);
     panels->synchronize();
     handleEvents();
+    stack->classifyNew();
     EXPECT_EQ(stack->find(panel)->reachLately(), PixelRegion(100, 80, 60, 5));
+}
+
+TEST_F(X11WindowStackTest, OfAPanelThatWasHiddenAndPaintedAnewAllMayBeSeenUntilItIsLookedAt)
+{
+    xcb_unmap_window(panels->get(), panel);
+    painted->set(panel, newPaint);
+    xcb_map_window(panels->get(), panel);
+    panels->synchronize();
+    handleEvents();
+    stack->takePainted();
+    PixelRegion missed(newPaint);
+    missed.translate(100, 80);
+    missed -= stack->find(panel)->reachLately();
+    EXPECT_TRUE(missed.isEmpty()) << "it is seen";
+    stack->classifyNew();
+    EXPECT_EQ(stack->find(panel)->reach(), PixelRegion(100, 100, 60, 5));
+}
+
+TEST_F(X11WindowStackTest, WhereAPanelWasBeforeItIsLookedAtIsToldWithWhatItIs)
+{
+    xcb_unmap_window(panels->get(), panel);
+    xcb_map_window(panels->get(), panel);
+    move(300, 200);
+    handleEvents();
+    PixelRegion both(100, 80, 60, 40);
+    both.add(300, 200, 60, 40);
+    PixelRegion missed(both);
+    missed -= stack->find(panel)->reachLately();
+    EXPECT_TRUE(missed.isEmpty());
+    PixelRegion told;
+    stack->onChange = [&](const x11::CapturedWindow& window, x11::WindowChange) {
+        told |= window.unknownPlaces.region();
+    };
+    stack->classifyNew();
+    PixelRegion untold(100, 80, 60, 40);
+    untold -= told;
+    EXPECT_TRUE(untold.isEmpty());
+    EXPECT_EQ(stack->find(panel)->reachLately(), PixelRegion(300, 200, 60, 5)) << "now whoever listens holds it";
 }
 
 } // namespace

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/screen_capture.h"
+#include "platform/x11/capture/held_places.h"
 #include "platform/x11/capture/paint_trail.h"
 #include "platform/x11/server/hidden_window_rule.h"
 #include "platform/x11/server/pixel_region.h"
@@ -109,6 +110,8 @@ struct CapturedWindow {
     std::optional<PixelRegion> painted;
     /// Of a window with `painted`.
     PaintTrail trail;
+    /// Where it has been while `needsClassification`.
+    HeldPlaces unknownPlaces;
 
     /// Whether anything has told of its size yet.
     [[nodiscard]] bool isSizeKnown() const { return width > 0; }
@@ -202,6 +205,7 @@ struct CapturedWindow {
         PixelRegion region = reach();
         if (painted)
             region |= trail.region(bounds(), *painted);
+        region |= unknownPlaces.region();
         return region;
     }
 };

@@ -53,6 +53,12 @@ void ChangeCollector::freeze(Clock::time_point now, std::chrono::milliseconds ti
     addAll();
 }
 
+void ChangeCollector::addHiding(const CapturedWindow& window, Clock::time_point now)
+{
+    if (isMasked_ && !isIncluded(window))
+        freeze(now, longestFade, longestLag);
+}
+
 std::optional<ChangeCollector::Clock::time_point> ChangeCollector::nextRelease() const
 {
     const auto mask = mask_.nextRelease();
@@ -141,6 +147,7 @@ void ChangeCollector::followMemory(const CapturedWindow& window, WindowChange ch
     const PixelRegion carried = unpainted_.placeOf(window);
     if (carried.isEmpty())
         return;
+    leftOut_ |= carried;
     // Where the window was, a compositing manager may show it for a while.
     if (isMasked_)
         mask_.hold(carried, now, lagAfter(change));
@@ -153,24 +160,40 @@ void ChangeCollector::followMemory(const CapturedWindow& window, WindowChange ch
 void ChangeCollector::addWindow(const CapturedWindow& window, WindowChange change, Clock::time_point now)
 {
     followMemory(window, change, now);
-    if (window.needsClassification || change == WindowChange::filled)
+    if (change == WindowChange::filled)
         return;
-    // The screen told of it, and so did its damage: only below a mask it was not drawn.
-    if (change == WindowChange::settled && !(isMasked_ && isIncluded(window)))
+    if (window.needsClassification) {
+        if (isMasked_ && change == WindowChange::vanished)
+            mask_.hold(window.reachLately(), now, lagAfter(change));
         return;
-    if (isIncluded(window)) {
-        const PixelRegion changed = toldByWindows(window.extents());
-        // What was taken for its own pixels may be a frame's memory that nobody has painted.
-        if (isMasked_ && change == WindowChange::renamed)
-            mask_.distrust(changed);
-        noteWindowChange(changed);
-    } else if (isMasked_) {
-        if (change == WindowChange::renamed)
-            leaveOut(window.reach());
-        // The trail of one that has vanished is not known any more.
-        const bool isGone = change == WindowChange::vanished;
-        mask_.hold(isGone ? window.reachLately() : window.reach(), now, lagAfter(change));
     }
+    if (!isIncluded(window)) {
+        followLeftOut(window, change, now);
+        return;
+    }
+    // The screen told of it, and so did its damage: only below a mask it was not drawn.
+    if (change == WindowChange::settled && !isMasked_)
+        return;
+    const PixelRegion changed = toldByWindows(window.extents());
+    // What was taken for its own pixels may be a frame's memory that nobody has painted.
+    if (isMasked_ && change == WindowChange::renamed)
+        mask_.distrust(changed);
+    noteWindowChange(changed);
+}
+
+void ChangeCollector::followLeftOut(const CapturedWindow& window, WindowChange change, Clock::time_point now)
+{
+    if (change == WindowChange::settled)
+        return;
+    leftOut_ |= isMasked_ ? window.reach() : window.extents();
+    if (!isMasked_)
+        return;
+    if (change == WindowChange::renamed)
+        leaveOut(window.reach());
+    mask_.hold(window.unknownPlaces);
+    // The trail of one that has vanished is not known any more.
+    const bool isGone = change == WindowChange::vanished;
+    mask_.hold(isGone ? window.reachLately() : window.reach(), now, lagAfter(change));
 }
 
 void ChangeCollector::addBackground()

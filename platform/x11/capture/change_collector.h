@@ -24,6 +24,12 @@ public:
     static constexpr std::chrono::milliseconds longestLag = HeldPlaces::longestLag;
     static constexpr std::chrono::milliseconds longestFade{500};
 
+    /// For how long a compositing manager may show a window as it was before that.
+    [[nodiscard]] static std::chrono::milliseconds lagAfter(WindowChange change)
+    {
+        return change == WindowChange::vanished ? longestFade : longestLag;
+    }
+
     /// `isIncluded`: whether the stream shows a window at all.
     explicit ChangeCollector(std::function<bool(const CapturedWindow&)> isIncluded) : isIncluded_(std::move(isIncluded))
     {}
@@ -40,6 +46,9 @@ public:
     /// The screen may show anything for that time, and as long as it is not proven that it was painted anew, but no
     /// longer than `patience`. No frame is drawn meanwhile, and the next one is drawn whole.
     void freeze(Clock::time_point now, std::chrono::milliseconds time, std::chrono::milliseconds patience);
+    /// The window manager hides `window`, or shows it again. Until it is there or gone, a compositing manager may show
+    /// it anywhere: some slide a whole workspace across the screen.
+    void addHiding(const CapturedWindow& window, Clock::time_point now);
     [[nodiscard]] bool isFrozen() const { return freeze_.nextRelease().has_value(); }
     /// When a place or the whole picture may be let go of next; absent while nothing is held. Past where a proof is
     /// waited for.
@@ -67,7 +76,7 @@ public:
     /// The background behind all windows is another one.
     void addBackground();
     /// `window` came, went or changed its place or shape: everything where it is now. Of one that nobody has looked at
-    /// yet only its memory counts.
+    /// yet only its memory counts, and where it was when it has vanished: it may have been to be left out.
     void addWindow(const CapturedWindow& window, WindowChange change, Clock::time_point now);
     /// The screen was drawn on there, for a stream that is copied from it.
     void addScreenDamage(const PixelRegion& damage);
@@ -122,12 +131,8 @@ private:
 
     void updateLeftOut(const WindowList& windows);
     void holdMarks(const PixelRegion& current, const PixelRegion& marks, Clock::time_point now);
-    /// For how long a compositing manager may show a window as it was before that.
-    [[nodiscard]] static std::chrono::milliseconds lagAfter(WindowChange change)
-    {
-        return change == WindowChange::vanished ? longestFade : longestLag;
-    }
     void followMemory(const CapturedWindow& window, WindowChange change, Clock::time_point now);
+    void followLeftOut(const CapturedWindow& window, WindowChange change, Clock::time_point now);
     /// What frames have shown in the region so far is not to be shown any more.
     void leaveOut(const PixelRegion& region);
     void noteWindowChange(const PixelRegion& region);
@@ -140,7 +145,7 @@ private:
     FrameContents contents_ = FrameContents::windows;
     bool isMasked_ = false;
     ScreenMask mask_;
-    /// Where the screen may have shown windows that are left out when the mask was updated last, masked or not.
+    /// Where the screen may have shown windows that are left out since the mask was updated last, masked or not.
     PixelRegion leftOut_;
     UnpaintedMemory unpainted_;
     /// What is left out but covered, once the screen shows the cover.

@@ -77,11 +77,15 @@ void DesktopTracker::watchWindows(std::shared_ptr<PaintedRegions> painted)
         stack_->onChange = [this](const CapturedWindow& window, WindowChange change) {
             const auto now = Clock::now();
             if (window.owner.isOwn || window.owner.isNotification)
-                leftOutChange_ = now;
+                noteLeftOut(window, change, now);
             if (change == WindowChange::settled)
                 reportPainted(window);
             for (ChangeCollector* const changes : collectors_)
                 changes->addWindow(window, change, now);
+        };
+        stack_->onHiding = [this](const CapturedWindow& window) {
+            for (ChangeCollector* const changes : collectors_)
+                changes->addHiding(window, Clock::now());
         };
         return;
     }

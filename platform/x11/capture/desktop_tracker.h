@@ -145,6 +145,8 @@ private:
     [[nodiscard]] std::optional<Clock::time_point> nextAging() const;
     void proveMasks(Clock::time_point now);
     void reportPainted(const CapturedWindow& window);
+    /// Of a window that streams may leave out.
+    void noteLeftOut(const CapturedWindow& window, WindowChange change, Clock::time_point now);
     [[nodiscard]] bool isVisible(const CapturedWindow& window) const;
     void collectWindowDamage();
     void addScreenDamage(const PixelRegion& damage);
@@ -173,6 +175,8 @@ private:
     Clock::time_point proofAsked_;
     /// When a window that streams may leave out came, went or moved last.
     std::optional<Clock::time_point> leftOutChange_;
+    /// Where such windows were lately, for streams that begin to be masked.
+    HeldPlaces leftOutPlaces_;
     CompositingWatcher compositor_;
     Compositing compositing_ = Compositing::absent;
     /// The root's own damage is to be asked for.

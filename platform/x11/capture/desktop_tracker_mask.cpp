@@ -21,8 +21,17 @@ void DesktopTracker::chooseMask(ChangeCollector& changes, std::chrono::milliseco
 {
     const bool isMasked = needsMask(changes);
     changes.setMasked(isMasked);
-    if (isMasked)
-        changes.freeze(Clock::now(), time, std::chrono::milliseconds(0));
+    if (!isMasked)
+        return;
+    changes.freeze(Clock::now(), time, std::chrono::milliseconds(0));
+    changes.mask().hold(leftOutPlaces_);
+}
+
+void DesktopTracker::noteLeftOut(const CapturedWindow& window, WindowChange change, Clock::time_point now)
+{
+    leftOutChange_ = now;
+    if (compositing_ == Compositing::running)
+        leftOutPlaces_.add(window.reachLately(), now, ChangeCollector::lagAfter(change));
 }
 
 void DesktopTracker::updateCompositor()
@@ -43,16 +52,23 @@ void DesktopTracker::updateCompositor()
 
 void DesktopTracker::lookAround(RegionComposer& composer, SeenPicture& seen, ChangeCollector& changes)
 {
-    const Clock::time_point now = Clock::now();
-    if (!changes.isMasked() || !stack_ || (leftOutChange_ && now - *leftOutChange_ < HeldPlaces::longestPatience))
+    if (!stack_)
         return;
+    handleEvents();
     stack_->classifyNew();
+    const Clock::time_point now = Clock::now();
+    if (!changes.isMasked() || (leftOutChange_ && now - *leftOutChange_ < HeldPlaces::longestPatience))
+        return;
     updateMasks(now);
     const PixelRect root = background_->rootBounds();
     PixelRegion shown(root);
     shown -= changes.mask().region();
     composer.copyScreen(seen.target(root), shown, root, *pointer_, std::nullopt);
+    // One may have come before the screen was copied.
     connection_.synchronize();
+    handleEvents();
+    updateMasks(now);
+    shown -= changes.mask().region();
     changes.mask().noteSeen(shown);
 }
 
@@ -70,6 +86,7 @@ void DesktopTracker::updateMasks(Clock::time_point now)
         return;
     stack_->takePainted();
     stack_->releaseTrails(now, proof_.proven());
+    leftOutPlaces_.release(now, proof_.proven());
     proof_.follow(stack_->windows());
     const PixelRegion marks = proof_.reach();
     for (ChangeCollector* const changes : collectors_)

@@ -7,19 +7,29 @@ namespace nimbrale::x11 {
 void HeldPlaces::add(const PixelRegion& place, Clock::time_point now, std::chrono::milliseconds time,
                      std::chrono::milliseconds patience)
 {
-    if (place.isEmpty())
-        return;
+    if (!place.isEmpty())
+        add({place, now, now + time, now + time + patience});
+}
+
+void HeldPlaces::add(const HeldPlaces& other)
+{
+    for (const Place& place : other.places_)
+        add(place);
+}
+
+void HeldPlaces::add(const Place& place)
+{
     // A window tells of many changes in a row without leaving its place.
     const auto known =
-        std::find_if(places_.begin(), places_.end(), [&](const Place& each) { return each.region == place; });
+        std::find_if(places_.begin(), places_.end(), [&](const Place& each) { return each.region == place.region; });
     if (known != places_.end()) {
-        known->left = std::max(known->left, now);
-        known->until = std::max(known->until, now + time);
-        known->untilUnproven = std::max(known->untilUnproven, now + time + patience);
+        known->left = std::max(known->left, place.left);
+        known->until = std::max(known->until, place.until);
+        known->untilUnproven = std::max(known->untilUnproven, place.untilUnproven);
         return;
     }
-    places_.push_back({place, now, now + time, now + time + patience});
-    region_ |= place;
+    places_.push_back(place);
+    region_ |= place.region;
 }
 
 void HeldPlaces::release(Clock::time_point now, Clock::time_point proven)

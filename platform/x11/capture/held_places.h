@@ -22,6 +22,8 @@ public:
     /// `place` was left when it was `now`.
     void add(const PixelRegion& place, Clock::time_point now, std::chrono::milliseconds time,
              std::chrono::milliseconds patience = longestPatience);
+    /// What `other` holds is held as long as there.
+    void add(const HeldPlaces& other);
     /// Lets go of what is due. What was left by `proven` has been left.
     void release(Clock::time_point now, Clock::time_point proven);
     /// All that is held.
@@ -40,6 +42,8 @@ private:
         Clock::time_point until;
         Clock::time_point untilUnproven;
     };
+
+    void add(const Place& place);
 
     std::vector<Place> places_;
     PixelRegion region_;

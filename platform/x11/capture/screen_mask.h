@@ -44,6 +44,8 @@ public:
     {
         held_.add(place, now, time);
     }
+    /// The same of all these places, each for as long as there.
+    void hold(const HeldPlaces& places) { held_.add(places); }
     /// The windows that are left out are at these places now, and the screen shows all that was heard of by `proven`.
     /// Returns what the mask has left: nothing of ours is on the screen there any more, and what is there was not seen.
     [[nodiscard]] PixelRegion update(const PixelRegion& current, Clock::time_point now, Clock::time_point proven);

@@ -134,6 +134,7 @@ void WindowStack::mapped(CapturedWindow& window)
     order_.setMapped(window, true);
     window.youngUntil.reset();
     window.owner = {};
+    window.painted.reset();
     window.classifiedAs.reset();
     window.needsDescription = true;
     window.needsClassification = true;
@@ -144,6 +145,7 @@ void WindowStack::unmapped(CapturedWindow& window)
 {
     changed(window, WindowChange::vanished);
     window.trail.clear();
+    window.unknownPlaces = {};
     order_.setMapped(window, false);
     window.isDamaged = false;
     releasePixmap(window);
@@ -225,6 +227,8 @@ void WindowStack::handleConfigure(const xcb_configure_notify_event_t& event)
     changed(window);
     if (window.painted && (isMoved || isResized))
         window.trail.leavePlace(window.bounds(), Clock::now());
+    if (window.needsClassification && window.isMapped && (isMoved || isResized))
+        window.unknownPlaces.add(window.reach(), Clock::now(), HeldPlaces::longestLag);
     window.x = event.x;
     window.y = event.y;
     window.width = event.width;

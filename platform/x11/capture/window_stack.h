@@ -38,6 +38,9 @@ public:
     /// and after it.
     std::function<void(const CapturedWindow& window, WindowChange change)> onChange;
 
+    /// The window manager hides a window that stays mapped, or shows it again. Called like `onChange`, after that.
+    std::function<void(const CapturedWindow& window)> onHiding;
+
     /// Asks for the events that it follows the windows by.
     void registerHandlers(EventRoutes& events);
     /// Finds out what the windows are like that came since, and whose they are. To be called before composing.
@@ -100,6 +103,7 @@ private:
     void listenToClient(CapturedWindow& window);
     void readCurrentWorkspace();
     void updateHidden();
+    void tellOfHiding(const CapturedWindow& window) const;
     void takePainted(CapturedWindow& window);
     void namePixmap(CapturedWindow& window);
     void releasePixmap(CapturedWindow& window);

@@ -3,6 +3,7 @@
 #include "platform/x11/capture/window_stack.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace nimbrale::x11 {
 
@@ -33,7 +34,8 @@ void WindowStack::classified(CapturedWindow& window)
         namePixmap(window);
     if (window.owner.isOwn)
         takePainted(window);
-    window.isHidden = isHiddenByManager(window.managed, currentWorkspace_, compositing_);
+    const bool wasHidden =
+        std::exchange(window.isHidden, isHiddenByManager(window.managed, currentWorkspace_, compositing_));
     const WindowAppearance appearance = window.appearance();
     if (window.classifiedAs != appearance) {
         // Streams that showed it as what it was have to draw its place, and those that show it now.
@@ -43,7 +45,10 @@ void WindowStack::classified(CapturedWindow& window)
         window.owner = appearance.owner;
         changed(window, window.classifiedAs ? WindowChange::renamed : WindowChange::altered);
     }
+    if (window.classifiedAs && wasHidden != window.isHidden)
+        tellOfHiding(window);
     window.classifiedAs = appearance;
+    window.unknownPlaces = {};
     listenToClient(window);
 }
 
@@ -95,7 +100,14 @@ void WindowStack::updateHidden()
             continue;
         window->isHidden = isHidden;
         changed(*window, isHidden ? WindowChange::vanished : WindowChange::altered);
+        tellOfHiding(*window);
     }
+}
+
+void WindowStack::tellOfHiding(const CapturedWindow& window) const
+{
+    if (onHiding && window.isMapped)
+        onHiding(window);
 }
 
 void WindowStack::takePainted()

@@ -97,6 +97,8 @@ WindowStack::Clock::time_point WindowStack::endOfYouth(Clock::time_point now) co
 
 void WindowStack::filled(CapturedWindow& window)
 {
+    // The screen may have shown by then what this process has told of since.
+    takePainted();
     window.youngUntil = endOfYouth(Clock::now());
     young_.push_back({window.id, *window.youngUntil});
     // One that is not redirected has the screen for its memory, in which nobody else's pixels become its own.

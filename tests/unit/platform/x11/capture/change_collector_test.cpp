@@ -363,6 +363,21 @@ TEST_F(ChangeCollectorTest, whatAWindowTookIsKnownWhenItsSizeIs)
     EXPECT_EQ(changes.unpainted().placeOf(window), PixelRegion(200, 200, 30, 50));
 }
 
+TEST_F(ChangeCollectorTest, aWindowTakesOfOneThatIsLeftOutAlsoWhatHasComeSinceTheLastPicture)
+{
+    CapturedWindow& panel = addWindow({200, 200, 50, 50});
+    excluded.insert(panel.id);
+    changes.updateMask(windows, {}, {}, {});
+    changes.addWindow(panel, WindowChange::altered, {});
+    panel.x = 260;
+    changes.addWindow(panel, WindowChange::altered, {});
+    CapturedWindow& window = addWindow({190, 190, 120, 100});
+    changes.addWindow(window, WindowChange::filled, {});
+    PixelRegion both(200, 200, 50, 50);
+    both.add(260, 200, 50, 50);
+    EXPECT_EQ(changes.unpainted().placeOf(window), both);
+}
+
 TEST_F(ChangeCollectorTest, whatAWindowTookAnotherTakesFromIt)
 {
     excluded.insert(addWindow({200, 200, 50, 50}).id);

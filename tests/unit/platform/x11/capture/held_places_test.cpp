@@ -46,6 +46,27 @@ TEST(HeldPlacesTest, whatIsLetGoOfMayBeHeldByAnother)
     EXPECT_EQ(places.nextRelease(), start + 200ms);
 }
 
+TEST(HeldPlacesTest, placesThatAreTakenOverAreHeldAsLongAsThere)
+{
+    HeldPlaces others;
+    others.add(PixelRegion(0, 0, 10, 10), start, 100ms);
+    others.add(PixelRegion(20, 0, 10, 10), start + 50ms, 200ms, 300ms);
+    HeldPlaces places;
+    places.add(PixelRegion(0, 0, 10, 10), start + 10ms, 20ms);
+    places.add(others);
+    EXPECT_EQ(places.lastLeft(), start + 50ms);
+    EXPECT_EQ(places.nextRelease(), start + 100ms);
+    places.release(start + 100ms, start + 9ms);
+    EXPECT_EQ(places.bounds().size(), 2U) << "the first was left again later";
+    places.release(start + 100ms, start + 10ms);
+    EXPECT_EQ(places.region(), PixelRegion(20, 0, 10, 10));
+    places.release(start + 549ms, start);
+    EXPECT_FALSE(places.region().isEmpty());
+    places.release(start + 550ms, start);
+    EXPECT_TRUE(places.region().isEmpty()) << "and no longer without a proof";
+    EXPECT_EQ(others.bounds().size(), 2U);
+}
+
 TEST(HeldPlacesTest, aPlaceIsHeldUntilItIsProvenThatItWasLeft)
 {
     HeldPlaces places;

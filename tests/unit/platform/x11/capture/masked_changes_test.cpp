@@ -104,6 +104,44 @@ TEST_F(MaskedChangesTest, aWindowThatNobodyKnowsIsMaskedUntilItIsKnown)
     EXPECT_EQ(changes.take(), PixelRegion(136, 136, 178, 178));
 }
 
+TEST_F(MaskedChangesTest, aWindowThatVanishedBeforeAnybodyKnewItMayFade)
+{
+    CapturedWindow& window = addWindow({200, 200, 50, 50});
+    window.needsClassification = true;
+    changes.addWindow(window, WindowChange::vanished, start);
+    changes.updateMask({}, {}, start + ChangeCollector::longestFade, start - 1ms);
+    EXPECT_EQ(changes.mask().region(), PixelRegion(136, 136, 178, 178)) << "nobody has proven that it is gone";
+    changes.updateMask({}, {}, start + ChangeCollector::longestFade, start);
+    EXPECT_TRUE(changes.mask().region().isEmpty());
+}
+
+TEST_F(MaskedChangesTest, whereAWindowWasBeforeAnybodyKnewItIsHeldIfItIsLeftOut)
+{
+    const PixelRegion before(200, 200, 50, 50);
+    CapturedWindow& window = addWindow({400, 300, 50, 50});
+    window.unknownPlaces.add(before, start, ChangeCollector::longestLag);
+    window.needsClassification = true;
+    changes.updateMask(windows, {}, start, start);
+    PixelRegion missed(before);
+    missed -= changes.mask().region();
+    EXPECT_TRUE(missed.isEmpty());
+
+    window.needsClassification = false;
+    const auto maskOnceItIsKnown = [&] {
+        changes.addWindow(window, WindowChange::altered, start);
+        window.unknownPlaces = {};
+        changes.updateMask(windows, {}, start, start);
+        return changes.mask().region();
+    };
+    EXPECT_TRUE(maskOnceItIsKnown().isEmpty()) << "it belongs in the picture";
+    window.unknownPlaces.add(before, start, ChangeCollector::longestLag);
+    window.painted = PixelRegion(0, 0, 50, 50);
+    excluded.insert(window.id);
+    PixelRegion both(before);
+    both.add(400, 300, 50, 50);
+    EXPECT_EQ(maskOnceItIsKnown(), both);
+}
+
 TEST_F(MaskedChangesTest, aWindowThatIsFoundToBeLeftOutIsDrawnOver)
 {
     CapturedWindow& window = addWindow({200, 200, 50, 50});
@@ -159,6 +197,22 @@ TEST_F(MaskedChangesTest, aHiddenWindowMasksNothing)
     panel.isHidden = true;
     changes.updateMask(windows, {}, start, start);
     EXPECT_TRUE(changes.mask().region().isEmpty());
+}
+
+TEST_F(MaskedChangesTest, noPictureIsDrawnWhileAWindowThatIsLeftOutMayBeOnItsWay)
+{
+    CapturedWindow& window = addWindow({200, 200, 50, 50});
+    changes.addHiding(window, start);
+    EXPECT_FALSE(changes.isFrozen()) << "one that is in the picture may be anywhere";
+    excluded.insert(window.id);
+    changes.addHiding(window, start);
+    changes.updateMask(windows, {}, start + ChangeCollector::longestFade - 1ms, start);
+    EXPECT_TRUE(changes.isFrozen());
+    changes.updateMask(windows, {}, start + ChangeCollector::longestFade, start);
+    EXPECT_FALSE(changes.isFrozen());
+    changes.setMasked(false);
+    changes.addHiding(window, start);
+    EXPECT_FALSE(changes.isFrozen()) << "without a compositing manager nothing slides";
 }
 
 TEST_F(MaskedChangesTest, onlyWhatIsPaintedOfAPanelIsMasked)
@@ -375,6 +429,26 @@ TEST_F(UnpaintedChangesTest, itIsKnownInTheMomentInWhichACompositingManagerGoesO
     CapturedWindow& another = addWindow({210, 190, 120, 100});
     changes.addWindow(another, WindowChange::filled, start);
     EXPECT_EQ(changes.unpainted().placeOf(another), PixelRegion(210, 200, 40, 50));
+}
+
+TEST_F(UnpaintedChangesTest, aWindowTakesOfAPanelAlsoWhatHasComeSinceTheLastPicture)
+{
+    CapturedWindow& moved = addPanel({200, 200, 50, 50});
+    changes.addWindow(moved, WindowChange::altered, start);
+    moved.x = 300;
+    changes.addWindow(moved, WindowChange::altered, start);
+    CapturedWindow& window = addWindow({190, 190, 200, 100});
+    changes.addWindow(window, WindowChange::filled, start);
+    EXPECT_EQ(changes.unpainted().placeOf(window), panelAnd(300, 50));
+}
+
+TEST_F(UnpaintedChangesTest, whatAWindowTakesAlongAnotherTakesFromItWhereItHasComeSinceTheLastPicture)
+{
+    CapturedWindow& window = addUnpaintedWindow();
+    moveTo(window, 290);
+    CapturedWindow& another = addWindow({280, 190, 200, 100});
+    changes.addWindow(another, WindowChange::filled, start);
+    EXPECT_EQ(changes.unpainted().placeOf(another), PixelRegion(300, 200, 50, 50));
 }
 
 TEST_F(UnpaintedChangesTest, anOpaqueWindowAboveHidesItOnceThatIsShown)
