@@ -40,12 +40,12 @@ protected:
 
     void TearDown() override { proof.reset(); }
 
-    xcb_window_t addWindow(std::uint32_t color)
+    xcb_window_t addWindow(std::uint32_t color, const QPoint& corner = place.topLeft())
     {
         const xcb_window_t window = connection->newId();
         const std::uint32_t values[] = {color, 1};
-        xcb_create_window(connection->get(), XCB_COPY_FROM_PARENT, window, connection->root(), std::int16_t(place.x()),
-                          std::int16_t(place.y()), std::uint16_t(place.width()), std::uint16_t(place.height()), 0,
+        xcb_create_window(connection->get(), XCB_COPY_FROM_PARENT, window, connection->root(), std::int16_t(corner.x()),
+                          std::int16_t(corner.y()), std::uint16_t(place.width()), std::uint16_t(place.height()), 0,
                           XCB_WINDOW_CLASS_INPUT_OUTPUT, XCB_COPY_FROM_PARENT,
                           XCB_CW_BACK_PIXEL | XCB_CW_OVERRIDE_REDIRECT, values);
         xcb_map_window(connection->get(), window);
@@ -111,7 +111,7 @@ TEST_F(X11PaintProofTest, ALightThatIsNotSeenIsFollowedByReminders)
 TEST_F(X11PaintProofTest, OneThatMissesDamageIsToldWithEachLightThatAllPanelsWereDrawn)
 {
     x11::CapturedWindow other;
-    other.id = addWindow(yellow);
+    other.id = addWindow(yellow, place.bottomRight());
     other.width = place.width();
     other.height = place.height();
     panels = {&other};
