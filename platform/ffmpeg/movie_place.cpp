@@ -1,5 +1,6 @@
 #include "platform/ffmpeg/movie_place.h"
 
+#include "platform/disk.h"
 #include "platform/log.h"
 
 #include <cerrno>
@@ -99,9 +100,8 @@ int renameExclusively(const std::filesystem::path& from, const std::filesystem::
 
 void synchronizeFolder(const std::filesystem::path& folder)
 {
-    const FileDescriptor open(::open(folder.empty() ? "." : folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    if (!open || (::fsync(open.get()) != 0 && !isUnknown(errno)))
-        qCWarning(recordingLog, "%s was not brought to the disk: %s", folder.c_str(), std::strerror(errno));
+    if (const int error = bringToDisk(folder); error != 0)
+        qCWarning(recordingLog, "%s was not brought to the disk: %s", folder.c_str(), std::strerror(error));
 }
 
 } // namespace

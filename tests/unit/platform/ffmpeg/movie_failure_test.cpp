@@ -172,7 +172,7 @@ TEST_F(MovieFailureTest, FullDiskLeavesWhatIsWhole)
 TEST_F(MovieFailureTest, DiskThatFailsLaterEndsTheMovieAndLeavesItsPieces)
 {
     FileCalls calls;
-    calls.failures["fdatasync"] = EIO;
+    calls.failures["fsync"] = EIO;
     Screen screen(64, 48);
     const auto writer = begin(settingsFor(64, 48));
     nanoseconds time = 0s;

@@ -59,7 +59,7 @@ private:
 
 class SlowSynchronizationTest : public MovieWriterTest {
 protected:
-    StalledDisk disk{"fdatasync"};
+    StalledDisk disk{"fsync"};
 };
 
 TEST_F(SlowSynchronizationTest, DiskThatTakesItsTimeCostsNoPicture)

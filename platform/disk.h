@@ -1,0 +1,15 @@
+#pragma once
+
+#include <filesystem>
+
+namespace nimbrale {
+
+// Errors are those of `errno`.
+
+/// Waits until the disk holds an open file, with all that was written to it and its rights: 0, or why not. File systems
+/// that know no such wait count as done.
+[[nodiscard]] int bringToDisk(int file);
+/// The same for a folder, with the names of the files in it.
+[[nodiscard]] int bringToDisk(const std::filesystem::path& folder);
+
+} // namespace nimbrale
