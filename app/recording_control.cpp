@@ -1,6 +1,7 @@
 #include "app/recording_control.h"
 
 #include "app/alerts.h"
+#include "platform/disk.h"
 #include "recording/recording_folder.h"
 
 #include <chrono>
@@ -23,22 +24,19 @@ std::optional<std::uint64_t> freeSpace(const std::filesystem::path& folder)
     return error ? std::nullopt : std::optional<std::uint64_t>(space.available);
 }
 
-/// The folder in use. The default one need not be there before the first recording.
-std::filesystem::path recordingFolder(const AppSettings& settings)
+/// The default folder need not be there before the first recording. An error is `errno`'s; 0 where there was none.
+int makeIfDefault(const std::filesystem::path& folder)
 {
-    std::filesystem::path folder = recording_folder::resolve(settings.recordFolderBookmark());
-    if (folder == recording_folder::defaultFolder()) {
-        // What fails is told when the movie cannot be made there.
-        std::error_code error;
+    std::error_code error;
+    if (folder == recording_folder::defaultFolder())
         std::filesystem::create_directories(folder, error);
-    }
-    return folder;
+    return error.value();
 }
 
 ScreenRecorder::Options recorderOptions(const AppSettings& settings)
 {
     ScreenRecorder::Options options;
-    options.folder = recordingFolder(settings);
+    options.folder = recording_folder::resolve(settings.recordFolderBookmark());
     options.quality = settings.recordQuality();
     options.framerate = settings.framerate();
     if (settings.recordMicrophone())
@@ -86,7 +84,13 @@ void RecordingControl::toggle(std::optional<DisplayID> displayID)
 
 void RecordingControl::start(DisplayID displayID)
 {
-    recorder_->start(displayID, recorderOptions(settings_),
+    const ScreenRecorder::Options options = recorderOptions(settings_);
+    if (const int error = makeIfDefault(options.folder); error != 0) {
+        notices_->show(
+            alerts::recordingCouldNotStart(RecorderError::notCreated(options.folder, whyNoFileIsMade(error))));
+        return;
+    }
+    recorder_->start(displayID, options,
                      [weak = weak_from_this()](const ScreenRecorder::StartResult& result) {
                          if (const auto self = weak.lock())
                              self->started(result);

@@ -4,6 +4,7 @@
 
 #include <cerrno>
 #include <fcntl.h>
+#include <system_error>
 #include <unistd.h>
 
 namespace nimbrale {
@@ -19,6 +20,25 @@ int bringToDisk(const std::filesystem::path& folder)
 {
     const FileDescriptor open(::open(folder.empty() ? "." : folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     return open ? bringToDisk(open.get()) : errno;
+}
+
+std::string whyNoFileIsMade(int error)
+{
+    constexpr const char* choose = "Choose another folder in Settings.";
+    switch (error) {
+    case ENOENT:
+        return std::string("The folder isn't there. ") + choose;
+    case EACCES:
+    case EPERM:
+        return std::string("You aren't allowed to write there. ") + choose;
+    case EROFS:
+        return std::string("That disk can only be read. ") + choose;
+    case ENOSPC:
+    case EDQUOT:
+        return "The disk is full. Make room there, or choose another folder in Settings.";
+    default:
+        return "The system says: " + std::generic_category().message(error) + ". " + choose;
+    }
 }
 
 } // namespace nimbrale

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <filesystem>
+#include <string>
 
 namespace nimbrale {
 
@@ -11,5 +12,8 @@ namespace nimbrale {
 [[nodiscard]] int bringToDisk(int file);
 /// The same for a folder, with the names of the files in it.
 [[nodiscard]] int bringToDisk(const std::filesystem::path& folder);
+
+/// Why no file can be made in a folder, and what to do about it, in sentences for the user.
+[[nodiscard]] std::string whyNoFileIsMade(int error);
 
 } // namespace nimbrale

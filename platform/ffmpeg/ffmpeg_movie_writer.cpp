@@ -44,7 +44,8 @@ Result<std::unique_ptr<MovieWriter>> FfmpegMovieWriter::create(const MovieSettin
     if (!encoding) {
         qCWarning(recordingLog, "A movie couldn't be begun: %s", encoding.error().message.c_str());
         writer->place_.remove();
-        return tl::make_unexpected(MoviePlace::notCreated(encoding.error().code, settings.file));
+        return tl::make_unexpected(
+            MoviePlace::notCreated(encoding.error().code, settings.file, encoding.error().message));
     }
     writer->encoding_ = *std::move(encoding);
     return writer;

@@ -6,6 +6,7 @@
 
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <thread>
@@ -198,6 +199,19 @@ TEST_F(RecordingControlTest, AnotherFailureToStartIsTold)
     EXPECT_EQ(toldAlert(), "Recording couldn't start");
     EXPECT_EQ(workspace().alerts.back().informativeText, "The movie couldn't be created in /videos.");
     EXPECT_FALSE(timeOnFrame());
+}
+
+TEST_F(RecordingControlTest, AFolderThatCannotBeMadeIsToldWithTheReason)
+{
+    std::ofstream(home_) << "a file";
+    launch();
+    pressRecord();
+    EXPECT_EQ(toldAlert(), "Recording couldn't start");
+    EXPECT_EQ(workspace().alerts.back().informativeText,
+              "The movie couldn't be created in " + (home_ / "Videos").string() +
+                  ". The system says: Not a directory. Choose another folder in Settings.");
+    EXPECT_FALSE(delegate_->recording().isBusy());
+    EXPECT_THAT(platform_.movies().movies, IsEmpty());
 }
 
 TEST_F(RecordingControlTest, AMovieThatCouldNotBeSavedIsTold)
