@@ -2,7 +2,6 @@
 
 #include "app/alerts.h"
 #include "platform/disk.h"
-#include "recording/recording_folder.h"
 
 #include <chrono>
 #include <set>
@@ -14,6 +13,7 @@ namespace nimbrale {
 namespace {
 
 constexpr std::chrono::milliseconds timeRefreshInterval{500};
+constexpr std::chrono::milliseconds settingsDebounceTime{100};
 constexpr const char* microphonePrivacyLocation =
     "x-apple.systempreferences:com.apple.preference.security?Privacy_Microphone";
 
@@ -90,11 +90,11 @@ void RecordingControl::start(DisplayID displayID)
             alerts::recordingCouldNotStart(RecorderError::notCreated(options.folder, whyNoFileIsMade(error))));
         return;
     }
-    recorder_->start(displayID, options,
-                     [weak = weak_from_this()](const ScreenRecorder::StartResult& result) {
-                         if (const auto self = weak.lock())
-                             self->started(result);
-                     });
+    recoverIn(options.folder);
+    recorder_->start(displayID, options, [weak = weak_from_this()](const ScreenRecorder::StartResult& result) {
+        if (const auto self = weak.lock())
+            self->started(result);
+    });
 }
 
 void RecordingControl::started(const ScreenRecorder::StartResult& result)
@@ -153,15 +153,35 @@ void RecordingControl::recordingFinished(const ScreenRecorder::MovieResult& movi
 
 void RecordingControl::recoverLeftovers()
 {
+    settingsObserver_ = settings_.observeChanges([this] {
+        settingsDebounce_ = platform_.mainQueue().schedule(settingsDebounceTime, [this] { settingsDidChange(); });
+    });
+    bookmark_ = settings_.recordFolderBookmark();
+    wasAtItsPlace_ = recording_folder::isAtItsPlace(bookmark_);
     // Recordings may have gone to the default folder while the chosen one was away.
-    const std::set<std::filesystem::path> folders{recording_folder::resolve(settings_.recordFolderBookmark()),
+    const std::set<std::filesystem::path> folders{recording_folder::resolve(bookmark_),
                                                   recording_folder::defaultFolder()};
-    for (const std::filesystem::path& folder : folders) {
-        platform_.movies().recover(folder, [weak = weak_from_this()](const std::vector<RecoveredMovie>& movies) {
-            if (const auto self = weak.lock())
-                self->recovered(movies);
-        });
-    }
+    for (const std::filesystem::path& folder : folders)
+        recoverIn(folder);
+}
+
+void RecordingControl::settingsDidChange()
+{
+    const recording_folder::Bookmark bookmark = settings_.recordFolderBookmark();
+    const bool isAtItsPlace = recording_folder::isAtItsPlace(bookmark);
+    // Who chooses a folder once more that was away gets the same bookmark.
+    const bool isBack = isAtItsPlace && !wasAtItsPlace_;
+    wasAtItsPlace_ = isAtItsPlace;
+    if (std::exchange(bookmark_, bookmark) != bookmark || isBack)
+        recoverIn(recording_folder::resolve(bookmark));
+}
+
+void RecordingControl::recoverIn(const std::filesystem::path& folder)
+{
+    platform_.movies().recover(folder, [weak = weak_from_this()](const std::vector<RecoveredMovie>& movies) {
+        if (const auto self = weak.lock())
+            self->recovered(movies);
+    });
 }
 
 void RecordingControl::recovered(const std::vector<RecoveredMovie>& movies)

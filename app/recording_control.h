@@ -2,6 +2,7 @@
 
 #include "app/user_notices.h"
 #include "platform/platform.h"
+#include "recording/recording_folder.h"
 #include "recording/screen_recorder.h"
 #include "settings/app_settings.h"
 
@@ -27,7 +28,9 @@ public:
     /// The seconds since the recording began, every half second while one runs; absent when it is over.
     std::function<void(std::optional<double> seconds)> onTimeChange;
 
-    /// Saves what a crash left in the folder for recordings, and tells the user where it is.
+    /// Saves what a crash left in the folder for recordings, and tells the user where it is. From now on that is done
+    /// whenever another folder becomes the one for recordings, and when a recording starts: the folder of a recording
+    /// that was cut off may have been away at the start of the application, as one on a disk that is unplugged.
     void recoverLeftovers();
     /// Starts to record that display, or ends the recording. Absent where there is no such display, which the user is
     /// told. Ignored while a recording is being started or finished.
@@ -47,6 +50,8 @@ private:
     RecordingControl(Platform& platform, AppSettings& settings);
 
     void start(DisplayID displayID);
+    void settingsDidChange();
+    void recoverIn(const std::filesystem::path& folder);
     void started(const ScreenRecorder::StartResult& result);
     void recordingFinished(const ScreenRecorder::MovieResult& movie);
     void recovered(const std::vector<RecoveredMovie>& movies);
@@ -59,6 +64,11 @@ private:
     bool isTerminatingAfterRecording_ = false;
     std::shared_ptr<UserNotices> notices_;
     std::unique_ptr<OpenQuestion> microphoneAlert_;
+    /// Of the folder that was searched last for what a crash left.
+    recording_folder::Bookmark bookmark_;
+    bool wasAtItsPlace_ = false;
+    Subscription settingsObserver_;
+    std::unique_ptr<Timer> settingsDebounce_;
 };
 
 } // namespace nimbrale
