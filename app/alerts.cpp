@@ -119,6 +119,13 @@ Notification recordingEndedForRestart()
                                                                       "another one.")));
 }
 
+Notification recordingGivenUpForRestart()
+{
+    return {translated(QT_TRANSLATE_NOOP("AppDelegate", "Recording couldn't start")),
+            translated(QT_TRANSLATE_NOOP("AppDelegate", "The shared screen was set up anew. Press the record button "
+                                                        "again."))};
+}
+
 Notification recordingRecovered(const std::filesystem::path& movie)
 {
     return {translated(QT_TRANSLATE_NOOP("AppDelegate", "A recording was saved")),

@@ -118,6 +118,8 @@ void RecordingControl::endForRestart()
 {
     if (recorder_->isRecording())
         notices_->mention(alerts::recordingEndedForRestart());
+    else if (recorder_->isBusy() && !recorder_->isFinishing())
+        notices_->mention(alerts::recordingGivenUpForRestart());
     recorder_->stop();
 }
 

@@ -36,8 +36,8 @@ public:
     /// told. Ignored while a recording is being started or finished.
     void toggle(std::optional<DisplayID> displayID);
     /// Ends the recording, if one runs, since what it shows is set up anew, which the user did not ask for; the movie
-    /// is saved and revealed as always. A notification tells why, and no alert where there is none: the frame is to
-    /// take input, for the next recording.
+    /// is saved and revealed as always. One that is being started is given up. A notification tells why, and no alert
+    /// where there is none: the frame is to take input, for the next recording.
     void endForRestart();
     /// Ends the recording for the end of the application: `later` while there is something to save, and the workspace's
     /// termination is answered when that is done.

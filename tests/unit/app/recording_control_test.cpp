@@ -256,6 +256,20 @@ TEST_F(RecordingControlTest, ARestartOfTheChainOpensNoAlertWhereThereAreNoNotifi
     EXPECT_THAT(workspace().revealed, ElementsAre("/videos/movie.mov"));
 }
 
+TEST_F(RecordingControlTest, ARestartOfTheChainWhileARecordingStartsIsTold)
+{
+    launch();
+    pressRecord();
+    ASSERT_TRUE(delegate_->recording().isBusy());
+    settings_.setDisplayID(otherDisplay);
+    settle();
+    EXPECT_TRUE(isRestarting());
+    EXPECT_FALSE(delegate_->recording().isBusy());
+    ASSERT_EQ(workspace().notifications.size(), 1U);
+    EXPECT_EQ(workspace().notifications[0].title, "Recording couldn't start");
+    EXPECT_EQ(workspace().notifications[0].text, "The shared screen was set up anew. Press the record button again.");
+}
+
 TEST_F(RecordingControlTest, ARestartOfTheChainWithoutARecordingIsNotToldOf)
 {
     launch();
