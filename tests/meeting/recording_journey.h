@@ -68,7 +68,7 @@ protected:
     [[nodiscard]] bool isAlertShown() const { return desktop->activeWindowTitle() == "Nimbrale"; }
     /// Waits for an alert that takes keys, presses its button, and waits until it is gone: while one is open, the frame
     /// takes no clicks. Which window is the active one may change back and forth before either.
-    [[nodiscard]] bool dismissAlert()
+    [[nodiscard]] testing::AssertionResult dismissAlert()
     {
         constexpr std::uint32_t returnKey = 0xff0d;
         std::optional<std::uint32_t> alert;
@@ -76,11 +76,16 @@ protected:
             alert = desktop->focusedWindow();
             return alert && isAlertShown();
         };
+        const auto failed = [&](const char* what) {
+            return testing::AssertionFailure() << what << ": " << keepImage(desktop->screenshot(), "desktop");
+        };
         if (!waitUntil(takesKeys, Milliseconds{8000}))
-            return false;
+            return failed("no alert takes keys");
         desktop->pressKey(returnKey);
         desktop->releaseKey(returnKey);
-        return waitUntil([&] { return !desktop->isViewable(*alert); }, Milliseconds{3000});
+        if (!waitUntil([&] { return !desktop->isViewable(*alert); }, Milliseconds{3000}))
+            return failed("the alert stays open");
+        return testing::AssertionSuccess();
     }
 
     /// What the file manager, of which there is a stand-in that shows nothing, was asked to show.
