@@ -83,7 +83,7 @@ protected:
             return failed("no alert takes keys");
         desktop->pressKey(returnKey);
         desktop->releaseKey(returnKey);
-        if (!waitUntil([&] { return !desktop->isViewable(*alert); }, Milliseconds{3000}))
+        if (!waitUntil([&] { return !desktop->isViewable(*alert); }, Milliseconds{8000}))
             return failed("the alert stays open");
         return testing::AssertionSuccess();
     }
