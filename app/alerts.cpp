@@ -119,17 +119,24 @@ Notification recordingEndedForRestart()
                                                                       "another one.")));
 }
 
+Notification recordingGivenUpForRestart()
+{
+    return {translated(QT_TRANSLATE_NOOP("AppDelegate", "Recording couldn't start")),
+            translated(QT_TRANSLATE_NOOP("AppDelegate", "The shared screen was set up anew. Press the record button "
+                                                        "again."))};
+}
+
 Notification recordingRecovered(const std::filesystem::path& movie)
 {
     return {translated(QT_TRANSLATE_NOOP("AppDelegate", "A recording was saved")),
-            withPath(QT_TRANSLATE_NOOP("AppDelegate", "It was cut off when Nimbrale last ended. It is in %1."), movie)};
+            withPath(QT_TRANSLATE_NOOP("AppDelegate", "It was cut off before it was finished. It is in %1."), movie)};
 }
 
 Notification recordingNotRecovered(const std::filesystem::path& remains)
 {
     return {translated(QT_TRANSLATE_NOOP("AppDelegate", "A recording couldn't be saved")),
-            withPath(QT_TRANSLATE_NOOP("AppDelegate", "It was cut off when Nimbrale last ended. What is left of it is "
-                                                      "in %1."),
+            withPath(QT_TRANSLATE_NOOP("AppDelegate", "It was cut off before it was finished. What is left of it "
+                                                      "is in %1."),
                      remains)};
 }
 

@@ -41,6 +41,8 @@ inline constexpr int tryAgainButton = 0;
 [[nodiscard]] Notification recordingEnded(const std::string& reason);
 /// The same, since the shared screen is set up anew: after a lock, or on another display.
 [[nodiscard]] Notification recordingEndedForRestart();
+/// A recording was given up before it began, for the same reason.
+[[nodiscard]] Notification recordingGivenUpForRestart();
 /// A movie that was cut off has been saved.
 [[nodiscard]] Notification recordingRecovered(const std::filesystem::path& movie);
 /// A movie that was cut off could not be saved; what is left of it is there.

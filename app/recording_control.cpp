@@ -1,7 +1,7 @@
 #include "app/recording_control.h"
 
 #include "app/alerts.h"
-#include "recording/recording_folder.h"
+#include "platform/disk.h"
 
 #include <chrono>
 #include <set>
@@ -13,6 +13,7 @@ namespace nimbrale {
 namespace {
 
 constexpr std::chrono::milliseconds timeRefreshInterval{500};
+constexpr std::chrono::milliseconds settingsDebounceTime{100};
 constexpr const char* microphonePrivacyLocation =
     "x-apple.systempreferences:com.apple.preference.security?Privacy_Microphone";
 
@@ -23,22 +24,19 @@ std::optional<std::uint64_t> freeSpace(const std::filesystem::path& folder)
     return error ? std::nullopt : std::optional<std::uint64_t>(space.available);
 }
 
-/// The folder in use. The default one need not be there before the first recording.
-std::filesystem::path recordingFolder(const AppSettings& settings)
+/// The default folder need not be there before the first recording. An error is `errno`'s; 0 where there was none.
+int makeIfDefault(const std::filesystem::path& folder)
 {
-    std::filesystem::path folder = recording_folder::resolve(settings.recordFolderBookmark());
-    if (folder == recording_folder::defaultFolder()) {
-        // What fails is told when the movie cannot be made there.
-        std::error_code error;
+    std::error_code error;
+    if (folder == recording_folder::defaultFolder())
         std::filesystem::create_directories(folder, error);
-    }
-    return folder;
+    return error.value();
 }
 
 ScreenRecorder::Options recorderOptions(const AppSettings& settings)
 {
     ScreenRecorder::Options options;
-    options.folder = recordingFolder(settings);
+    options.folder = recording_folder::resolve(settings.recordFolderBookmark());
     options.quality = settings.recordQuality();
     options.framerate = settings.framerate();
     if (settings.recordMicrophone())
@@ -86,11 +84,17 @@ void RecordingControl::toggle(std::optional<DisplayID> displayID)
 
 void RecordingControl::start(DisplayID displayID)
 {
-    recorder_->start(displayID, recorderOptions(settings_),
-                     [weak = weak_from_this()](const ScreenRecorder::StartResult& result) {
-                         if (const auto self = weak.lock())
-                             self->started(result);
-                     });
+    const ScreenRecorder::Options options = recorderOptions(settings_);
+    if (const int error = makeIfDefault(options.folder); error != 0) {
+        notices_->show(
+            alerts::recordingCouldNotStart(RecorderError::notCreated(options.folder, whyNoFileIsMade(error))));
+        return;
+    }
+    recoverIn(options.folder);
+    recorder_->start(displayID, options, [weak = weak_from_this()](const ScreenRecorder::StartResult& result) {
+        if (const auto self = weak.lock())
+            self->started(result);
+    });
 }
 
 void RecordingControl::started(const ScreenRecorder::StartResult& result)
@@ -114,6 +118,8 @@ void RecordingControl::endForRestart()
 {
     if (recorder_->isRecording())
         notices_->mention(alerts::recordingEndedForRestart());
+    else if (recorder_->isBusy() && !recorder_->isFinishing())
+        notices_->mention(alerts::recordingGivenUpForRestart());
     recorder_->stop();
 }
 
@@ -149,15 +155,35 @@ void RecordingControl::recordingFinished(const ScreenRecorder::MovieResult& movi
 
 void RecordingControl::recoverLeftovers()
 {
+    settingsObserver_ = settings_.observeChanges([this] {
+        settingsDebounce_ = platform_.mainQueue().schedule(settingsDebounceTime, [this] { settingsDidChange(); });
+    });
+    bookmark_ = settings_.recordFolderBookmark();
+    wasAtItsPlace_ = recording_folder::isAtItsPlace(bookmark_);
     // Recordings may have gone to the default folder while the chosen one was away.
-    const std::set<std::filesystem::path> folders{recording_folder::resolve(settings_.recordFolderBookmark()),
+    const std::set<std::filesystem::path> folders{recording_folder::resolve(bookmark_),
                                                   recording_folder::defaultFolder()};
-    for (const std::filesystem::path& folder : folders) {
-        platform_.movies().recover(folder, [weak = weak_from_this()](const std::vector<RecoveredMovie>& movies) {
-            if (const auto self = weak.lock())
-                self->recovered(movies);
-        });
-    }
+    for (const std::filesystem::path& folder : folders)
+        recoverIn(folder);
+}
+
+void RecordingControl::settingsDidChange()
+{
+    const recording_folder::Bookmark bookmark = settings_.recordFolderBookmark();
+    const bool isAtItsPlace = recording_folder::isAtItsPlace(bookmark);
+    // Who chooses a folder once more that was away gets the same bookmark.
+    const bool isBack = isAtItsPlace && !wasAtItsPlace_;
+    wasAtItsPlace_ = isAtItsPlace;
+    if (std::exchange(bookmark_, bookmark) != bookmark || isBack)
+        recoverIn(recording_folder::resolve(bookmark));
+}
+
+void RecordingControl::recoverIn(const std::filesystem::path& folder)
+{
+    platform_.movies().recover(folder, [weak = weak_from_this()](const std::vector<RecoveredMovie>& movies) {
+        if (const auto self = weak.lock())
+            self->recovered(movies);
+    });
 }
 
 void RecordingControl::recovered(const std::vector<RecoveredMovie>& movies)

@@ -2,6 +2,7 @@
 
 #include "app/user_notices.h"
 #include "platform/platform.h"
+#include "recording/recording_folder.h"
 #include "recording/screen_recorder.h"
 #include "settings/app_settings.h"
 
@@ -27,14 +28,16 @@ public:
     /// The seconds since the recording began, every half second while one runs; absent when it is over.
     std::function<void(std::optional<double> seconds)> onTimeChange;
 
-    /// Saves what a crash left in the folder for recordings, and tells the user where it is.
+    /// Saves what a crash left in the folder for recordings, and tells the user where it is. From now on that is done
+    /// whenever another folder becomes the one for recordings, and when a recording starts: the folder of a recording
+    /// that was cut off may have been away at the start of the application, as one on a disk that is unplugged.
     void recoverLeftovers();
     /// Starts to record that display, or ends the recording. Absent where there is no such display, which the user is
     /// told. Ignored while a recording is being started or finished.
     void toggle(std::optional<DisplayID> displayID);
     /// Ends the recording, if one runs, since what it shows is set up anew, which the user did not ask for; the movie
-    /// is saved and revealed as always. A notification tells why, and no alert where there is none: the frame is to
-    /// take input, for the next recording.
+    /// is saved and revealed as always. One that is being started is given up. A notification tells why, and no alert
+    /// where there is none: the frame is to take input, for the next recording.
     void endForRestart();
     /// Ends the recording for the end of the application: `later` while there is something to save, and the workspace's
     /// termination is answered when that is done.
@@ -47,6 +50,8 @@ private:
     RecordingControl(Platform& platform, AppSettings& settings);
 
     void start(DisplayID displayID);
+    void settingsDidChange();
+    void recoverIn(const std::filesystem::path& folder);
     void started(const ScreenRecorder::StartResult& result);
     void recordingFinished(const ScreenRecorder::MovieResult& movie);
     void recovered(const std::vector<RecoveredMovie>& movies);
@@ -59,6 +64,11 @@ private:
     bool isTerminatingAfterRecording_ = false;
     std::shared_ptr<UserNotices> notices_;
     std::unique_ptr<OpenQuestion> microphoneAlert_;
+    /// Of the folder that was searched last for what a crash left.
+    recording_folder::Bookmark bookmark_;
+    bool wasAtItsPlace_ = false;
+    Subscription settingsObserver_;
+    std::unique_ptr<Timer> settingsDebounce_;
 };
 
 } // namespace nimbrale

@@ -20,6 +20,13 @@ RecorderError RecorderError::failed(std::string message)
     return {Kind::failed, std::move(message)};
 }
 
+RecorderError RecorderError::notCreated(const std::filesystem::path& folder, const std::string& why)
+{
+    const QString text = QCoreApplication::translate("ScreenRecorder", "The movie couldn't be created in %1.")
+                             .arg(QString::fromStdString(folder.string()));
+    return failed(text.toStdString() + " " + why);
+}
+
 RecorderError RecorderError::noScreen()
 {
     return {Kind::noScreen,

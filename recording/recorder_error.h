@@ -1,5 +1,6 @@
 #pragma once
 
+#include <filesystem>
 #include <string>
 
 namespace nimbrale {
@@ -9,10 +10,12 @@ struct RecorderError {
     enum class Kind { failed, noScreen, microphoneDenied, nothingRecorded };
 
     Kind kind = Kind::failed;
-    /// One sentence for the user, in the user's language.
+    /// For the user, in sentences.
     std::string message;
 
     [[nodiscard]] static RecorderError failed(std::string message);
+    /// "The movie couldn't be created in …", and why, in sentences.
+    [[nodiscard]] static RecorderError notCreated(const std::filesystem::path& folder, const std::string& why);
     [[nodiscard]] static RecorderError noScreen();
     [[nodiscard]] static RecorderError microphoneDenied();
     [[nodiscard]] static RecorderError nothingRecorded();

@@ -156,6 +156,12 @@ fs::path resolve(const Bookmark& bookmark)
     return defaultFolder();
 }
 
+bool isAtItsPlace(const Bookmark& bookmark)
+{
+    const std::optional<Place> place = parse(bookmark);
+    return place && folderStatus(place->path);
+}
+
 Bookmark bookmarkOf(const fs::path& folder)
 {
     std::error_code error;

@@ -20,6 +20,9 @@ using Bookmark = std::vector<std::byte>;
 /// folders near it. Never fails.
 [[nodiscard]] std::filesystem::path resolve(const Bookmark& bookmark);
 
+/// Whether there is a folder where the bookmark's was when it was made. Costs next to nothing.
+[[nodiscard]] bool isAtItsPlace(const Bookmark& bookmark);
+
 /// A bookmark of that folder; empty when it is not there.
 [[nodiscard]] Bookmark bookmarkOf(const std::filesystem::path& folder);
 

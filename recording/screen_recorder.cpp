@@ -158,7 +158,10 @@ ScreenRecorder::StartResult ScreenRecorder::makePipeline(const MovieVideo& video
 {
     // Nothing would be left to end the movie with.
     if (services_.freeSpace(options_.folder).value_or(roomToKeep) < roomToKeep)
-        return tl::make_unexpected(movieNotCreated());
+        return tl::make_unexpected(RecorderError::notCreated(
+            options_.folder, translated(QT_TRANSLATE_NOOP("ScreenRecorder", "The disk is almost full. Make room there, "
+                                                                            "or choose another folder in Settings."))
+                                 .toStdString()));
     MovieSettings settings;
     settings.file = options_.folder / movieFileName(QDateTime::currentDateTime());
     settings.video = video;
@@ -181,13 +184,6 @@ ScreenRecorder::StartResult ScreenRecorder::makePipeline(const MovieVideo& video
         });
     };
     return {};
-}
-
-RecorderError ScreenRecorder::movieNotCreated() const
-{
-    return RecorderError::failed(translated(QT_TRANSLATE_NOOP("ScreenRecorder", "The movie couldn't be created in %1."))
-                                     .arg(QString::fromStdString(options_.folder.string()))
-                                     .toStdString());
 }
 
 ScreenRecorder::StartResult ScreenRecorder::makeStream(const MovieVideo& video)

@@ -98,7 +98,6 @@ private:
     [[nodiscard]] StartResult openMicrophone(const MicrophoneDevice& device);
     void captureStarted(const Result<void>& result);
     void failStart(const RecorderError& error);
-    [[nodiscard]] RecorderError movieNotCreated() const;
 
     void tick();
     void endByItself(const std::string& reason);

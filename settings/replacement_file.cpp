@@ -1,5 +1,6 @@
 #include "settings/replacement_file.h"
 
+#include "platform/disk.h"
 #include "platform/file_descriptor.h"
 
 #include <cerrno>
@@ -42,12 +43,6 @@ bool writeAll(int file, std::string_view content)
         content.remove_prefix(static_cast<std::size_t>(count));
     }
     return true;
-}
-
-/// Waits until the disk holds what was written. File systems that know no such wait count as done.
-bool synchronize(int file)
-{
-    return ::fsync(file) == 0 || errno == EINVAL || errno == ENOSYS || errno == EOPNOTSUPP;
 }
 
 /// The process that wrote `name` in order to replace `original`.
@@ -102,8 +97,8 @@ Result<void> ReplacementFile::write(std::string_view content) const
         return stepFailed("keeping its rights", errno);
     if (!writeAll(file.get(), content))
         return stepFailed("writing " + temporary_.filename().string(), errno);
-    if (!synchronize(file.get()))
-        return stepFailed("bringing " + temporary_.filename().string() + " to the disk", errno);
+    if (const int error = bringToDisk(file.get()); error != 0)
+        return stepFailed("bringing " + temporary_.filename().string() + " to the disk", error);
     if (::close(file.release()) != 0)
         return stepFailed("closing " + temporary_.filename().string(), errno);
     return {};
@@ -114,9 +109,8 @@ Result<void> ReplacementFile::takePlace()
     if (::rename(temporary_.c_str(), target_.c_str()) != 0)
         return stepFailed("putting " + temporary_.filename().string() + " in its place", errno);
     // Until its folder is on the disk as well, a loss of power may bring the old file back.
-    const FileDescriptor folder(::open(target_.parent_path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    if (!folder || !synchronize(folder.get()))
-        return stepFailed("bringing its folder to the disk", errno);
+    if (const int error = bringToDisk(target_.parent_path()); error != 0)
+        return stepFailed("bringing its folder to the disk", error);
     return {};
 }
 

@@ -9,6 +9,16 @@
 
 namespace nimbrale {
 
+namespace {
+
+std::optional<CameraDevice> deviceOf(const std::vector<CameraDevice>& devices, const std::optional<std::string>& id)
+{
+    const auto found = std::ranges::find_if(devices, [&](const CameraDevice& device) { return device.id == id; });
+    return found == devices.end() ? std::nullopt : std::optional(*found);
+}
+
+} // namespace
+
 /// Takes pictures from the camera's thread. Of each kind at most one waits: a later picture takes its place, so that
 /// nothing piles up behind a slow effect or a busy main thread. Outlives the camera as long as work for it is under
 /// way.
@@ -182,22 +192,12 @@ void WebcamCamera::stop()
     close();
 }
 
-bool WebcamCamera::isListed(const std::string& deviceID) const
-{
-    const std::vector<CameraDevice> devices = cameras_.devices();
-    return std::ranges::any_of(devices, [&](const CameraDevice& device) { return device.id == deviceID; });
-}
-
 std::optional<CameraDevice> WebcamCamera::wantedDevice() const
 {
     const std::vector<CameraDevice> devices = cameras_.devices();
-    const auto named = [&](const std::optional<std::string>& id) {
-        return std::find_if(devices.begin(), devices.end(),
-                            [&](const CameraDevice& device) { return device.id == id; });
-    };
     for (const auto& id : {deviceID_, cameras_.preferredDevice()}) {
-        if (const auto found = named(id); found != devices.end())
-            return *found;
+        if (const auto found = deviceOf(devices, id))
+            return found;
     }
     return devices.empty() ? std::nullopt : std::optional(devices.front());
 }
@@ -209,7 +209,7 @@ void WebcamCamera::followDevices()
     if (isOpenAsWanted)
         return;
     // The list mostly tells it before the camera itself does, which is closed then.
-    if (camera_ && device_ && !isListed(device_->id))
+    if (camera_ && device_ && !deviceOf(cameras_.devices(), device_->id))
         tellLoss(*device_, "It is not there any more.");
     open();
 }

@@ -49,7 +49,6 @@ public:
 private:
     class Intake;
 
-    [[nodiscard]] bool isListed(const std::string& deviceID) const;
     [[nodiscard]] std::optional<CameraDevice> wantedDevice() const;
     void followDevices();
     void open();

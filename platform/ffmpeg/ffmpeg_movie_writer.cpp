@@ -21,9 +21,11 @@ std::size_t queueCapacityFor(const MovieVideo& video)
 
 } // namespace
 
-FfmpegMovieWriter::FfmpegMovieWriter(const MovieSettings& settings, MoviePlace place)
+FfmpegMovieWriter::FfmpegMovieWriter(const MovieSettings& settings, MoviePlace place,
+                                     std::chrono::milliseconds patienceWithDisk)
     : video_(settings.video), queueCapacity_(queueCapacityFor(settings.video)),
-      pictures_(settings.video.width, settings.video.height), place_(std::move(place)), queue_("Nimbrale.movie")
+      pictures_(settings.video.width, settings.video.height), place_(std::move(place)), stall_(patienceWithDisk),
+      queue_("Nimbrale.movie")
 {}
 
 FfmpegMovieWriter::~FfmpegMovieWriter()
@@ -32,19 +34,21 @@ FfmpegMovieWriter::~FfmpegMovieWriter()
         isDiscarded_ = true;
 }
 
-Result<std::unique_ptr<MovieWriter>> FfmpegMovieWriter::create(const MovieSettings& settings, nanoseconds patience,
+Result<std::unique_ptr<MovieWriter>> FfmpegMovieWriter::create(const MovieSettings& settings, const Patience& patience,
                                                                HardwareVideo hardware)
 {
     Result<MoviePlace> place = MoviePlace::create(settings.file);
     if (!place)
         return tl::make_unexpected(place.error());
-    std::unique_ptr<FfmpegMovieWriter> writer(new FfmpegMovieWriter(settings, *std::move(place)));
-    auto encoding = MovieEncoding::create(settings, writer->place_.descriptor(),
-                                          QueueWatch(writer->queueCapacity_, patience), std::move(hardware));
+    std::unique_ptr<FfmpegMovieWriter> writer(new FfmpegMovieWriter(settings, *std::move(place), patience.withDisk));
+    auto encoding =
+        MovieEncoding::create(settings, writer->place_.descriptor(),
+                              QueueWatch(writer->queueCapacity_, patience.withEncoder), std::move(hardware));
     if (!encoding) {
         qCWarning(recordingLog, "A movie couldn't be begun: %s", encoding.error().message.c_str());
         writer->place_.remove();
-        return tl::make_unexpected(MoviePlace::notCreated(encoding.error().code, settings.file));
+        return tl::make_unexpected(
+            MoviePlace::notCreated(encoding.error().code, settings.file, encoding.error().message));
     }
     writer->encoding_ = *std::move(encoding);
     return writer;
@@ -135,6 +139,7 @@ void FfmpegMovieWriter::encode(const std::function<Result<void>(MovieEncoding&)>
 {
     if (!isEncoding())
         return;
+    const StallWatch::Work work(stall_);
     const bool hadLostVideo = encoding_->hasLostVideo();
     if (Result<void> done = step(*encoding_); !done) {
         // A movie that loses its pictures' encoder still gets sound, and what was encoded.
@@ -156,6 +161,9 @@ void FfmpegMovieWriter::noteFailure(Error error)
 std::optional<Error> FfmpegMovieWriter::failure() const
 {
     const std::lock_guard lock(mutex_);
+    // The only other thing that is waited for, an encoder on a graphics card, gives up sooner by itself.
+    if (!failure_ && stall_.isStalled(std::chrono::steady_clock::now()))
+        failure_ = Error{ErrorCode::permanent, "The recording ended because the disk doesn't answer."};
     return failure_;
 }
 

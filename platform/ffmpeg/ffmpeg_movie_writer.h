@@ -2,6 +2,7 @@
 
 #include "platform/ffmpeg/movie_encoding.h"
 #include "platform/ffmpeg/movie_place.h"
+#include "platform/ffmpeg/stall_watch.h"
 #include "platform/ffmpeg/yuv_pictures.h"
 #include "platform/movie_writer.h"
 #include "platform/serial_queue.h"
@@ -13,10 +14,16 @@ namespace nimbrale::ffmpeg {
 
 class FfmpegMovieWriter final : public MovieWriter {
 public:
-    /// See `Movies::create`. When pictures pile up for that long, the processor encodes them with less effort.
+    /// When pictures pile up for as long as `withEncoder`, the processor encodes them with less effort; a disk that
+    /// does not answer for as long as `withDisk` is a failure.
+    struct Patience {
+        std::chrono::nanoseconds withEncoder = QueueWatch::usualPatience;
+        std::chrono::milliseconds withDisk = StallWatch::usualPatience;
+    };
+
+    /// See `Movies::create`.
     [[nodiscard]] static Result<std::unique_ptr<MovieWriter>>
-    create(const MovieSettings& settings, std::chrono::nanoseconds patience = QueueWatch::usualPatience,
-           HardwareVideo hardware = {});
+    create(const MovieSettings& settings, const Patience& patience, HardwareVideo hardware = {});
     ~FfmpegMovieWriter() override;
     FfmpegMovieWriter(const FfmpegMovieWriter&) = delete;
     FfmpegMovieWriter& operator=(const FfmpegMovieWriter&) = delete;
@@ -34,7 +41,7 @@ public:
 private:
     enum class Stage { writing, finishing, discarded };
 
-    FfmpegMovieWriter(const MovieSettings& settings, MoviePlace place);
+    FfmpegMovieWriter(const MovieSettings& settings, MoviePlace place, std::chrono::milliseconds patienceWithDisk);
 
     [[nodiscard]] std::chrono::nanoseconds sinceStart(std::chrono::nanoseconds time) const;
 
@@ -62,7 +69,9 @@ private:
     std::atomic<std::size_t> dropped_ = 0;
     std::atomic<bool> isDiscarded_ = false;
     mutable std::mutex mutex_;
-    std::optional<Error> failure_;
+    /// Who looks is within the lock.
+    mutable StallWatch stall_;
+    mutable std::optional<Error> failure_;
     bool isFinishing_ = false;
     /// Last, so that it ends first.
     SerialQueue queue_;

@@ -22,7 +22,7 @@ public:
 
     Result<std::unique_ptr<MovieWriter>> create(const MovieSettings& settings) override
     {
-        return FfmpegMovieWriter::create(settings, QueueWatch::usualPatience, hardware_.take(settings.video));
+        return FfmpegMovieWriter::create(settings, {}, hardware_.take(settings.video));
     }
 
     void recover(const std::filesystem::path& folder,

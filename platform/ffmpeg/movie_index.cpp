@@ -1,5 +1,6 @@
 #include "platform/ffmpeg/movie_index.h"
 
+#include "platform/disk.h"
 #include "platform/ffmpeg/movie_pieces.h"
 #include "platform/ffmpeg/movie_remux.h"
 #include "platform/log.h"
@@ -30,14 +31,6 @@ int writeAt(int file, Bytes bytes, std::int64_t offset)
         offset += count;
     }
     return 0;
-}
-
-/// 0, or why not. File systems that know no such wait count as done.
-int bringToDisk(int file)
-{
-    if (::fdatasync(file) == 0 || errno == EINVAL || errno == ENOSYS || errno == EOPNOTSUPP)
-        return 0;
-    return errno;
 }
 
 /// The header of an `mdat` over everything from the head to the index.

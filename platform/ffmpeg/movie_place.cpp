@@ -1,5 +1,6 @@
 #include "platform/ffmpeg/movie_place.h"
 
+#include "platform/disk.h"
 #include "platform/log.h"
 
 #include <cerrno>
@@ -99,9 +100,8 @@ int renameExclusively(const std::filesystem::path& from, const std::filesystem::
 
 void synchronizeFolder(const std::filesystem::path& folder)
 {
-    const FileDescriptor open(::open(folder.empty() ? "." : folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    if (!open || (::fsync(open.get()) != 0 && !isUnknown(errno)))
-        qCWarning(recordingLog, "%s was not brought to the disk: %s", folder.c_str(), std::strerror(errno));
+    if (const int error = bringToDisk(folder); error != 0)
+        qCWarning(recordingLog, "%s was not brought to the disk: %s", folder.c_str(), std::strerror(error));
 }
 
 } // namespace
@@ -128,7 +128,7 @@ Result<MoviePlace> MoviePlace::create(const std::filesystem::path& movie)
             return MoviePlace(movie, std::move(pieces), std::move(file));
     }
     qCWarning(recordingLog, "No file for %s: %s", movie.c_str(), std::strerror(error));
-    return tl::make_unexpected(notCreated(ErrorCode::temporary, movie));
+    return tl::make_unexpected(notCreated(ErrorCode::temporary, movie, whyNoFileIsMade(error)));
 }
 
 Result<std::optional<MoviePlace>> MoviePlace::claim(const std::filesystem::path& pieces)
@@ -226,9 +226,10 @@ void MoviePlace::removeCopy() const
         qCWarning(recordingLog, "%s was not removed: %s", copyPath().c_str(), std::strerror(errno));
 }
 
-Error MoviePlace::notCreated(ErrorCode code, const std::filesystem::path& movie)
+Error MoviePlace::notCreated(ErrorCode code, const std::filesystem::path& movie, std::string_view reason)
 {
-    return {code, "The movie couldn't be created in " + movie.parent_path().string() + "."};
+    std::string message = "The movie couldn't be created in " + movie.parent_path().string() + ". ";
+    return {code, message.append(reason)};
 }
 
 Error MoviePlace::notSaved(ErrorCode code, std::string_view reason) const

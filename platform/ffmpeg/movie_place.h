@@ -48,8 +48,9 @@ public:
     /// Removes the copy, if there is one.
     void removeCopy() const;
 
-    /// "The movie couldn't be created in …", with the folder of the movie that was to be at `movie`.
-    [[nodiscard]] static Error notCreated(ErrorCode code, const std::filesystem::path& movie);
+    /// "The movie couldn't be created in …", with the folder of the movie that was to be at `movie`, and `reason` in
+    /// sentences.
+    [[nodiscard]] static Error notCreated(ErrorCode code, const std::filesystem::path& movie, std::string_view reason);
     /// "The movie couldn't be saved.", `reason` (a sentence, or nothing), and where the pieces are.
     [[nodiscard]] Error notSaved(ErrorCode code, std::string_view reason = {}) const;
 

@@ -1,5 +1,6 @@
 #include "platform/ffmpeg/piece_file.h"
 
+#include "platform/disk.h"
 #include "platform/log.h"
 
 #include <algorithm>
@@ -62,9 +63,8 @@ void PieceFile::setAside(off_t position, std::size_t indexSize) const
 
 Result<void> PieceFile::synchronize() const
 {
-    if (fdatasync(descriptor_) != 0)
-        return tl::make_unexpected(notWritten(errno));
-    return {};
+    const int error = bringToDisk(descriptor_);
+    return error == 0 ? Result<void>() : tl::make_unexpected(notWritten(error));
 }
 
 } // namespace nimbrale::ffmpeg

@@ -108,6 +108,12 @@ void logQuietly(void* sender, int level, const char* format, va_list arguments)
 
 } // namespace
 
+void CameraInput::quietLibrary()
+{
+    if (cameras())
+        av_log_set_callback(logQuietly);
+}
+
 void CameraInput::Release::operator()(AVFormatContext* context) const
 {
     avformat_close_input(&context);
@@ -131,7 +137,6 @@ tl::expected<CameraInput::Context, int> CameraInput::openAs(const std::filesyste
 {
     if (!cameras())
         return tl::make_unexpected(ENOSYS);
-    av_log_set_callback(logQuietly);
     AVFormatContext* context = avformat_alloc_context();
     if (!context)
         return tl::make_unexpected(ENOMEM);

@@ -18,6 +18,9 @@ namespace nimbrale::v4l2 {
 /// A camera that gives pictures, read through FFmpeg's devices without ever waiting for one. Of one thread only.
 class CameraInput {
 public:
+    /// What the library says of cameras goes to the debug log from now on. Its log belongs to the whole process, and it
+    /// is switched over without a lock: once, before any thread uses the library.
+    static void quietLibrary();
     /// Opens it in the most wanted of the formats that it has: 1280 × 720 at about 30 pictures a second, what needs no
     /// decoding first. Gives an error of the system's: ENOTSUP where no picture of it could be read, and ECANCELED when
     /// `isUnwanted`, which is asked between the attempts, says that nobody wants it any more.

@@ -1,5 +1,6 @@
 #include "platform/v4l2/v4l2_cameras.h"
 
+#include "platform/v4l2/camera_input.h"
 #include "platform/v4l2/camera_watch.h"
 #include "platform/v4l2/v4l2_camera.h"
 
@@ -73,6 +74,7 @@ private:
 std::unique_ptr<Cameras> createV4l2Cameras(MainQueue& queue, std::filesystem::path folder,
                                            std::chrono::milliseconds patience)
 {
+    CameraInput::quietLibrary();
     return std::make_unique<V4l2Cameras>(queue, std::move(folder), patience);
 }
 

@@ -81,5 +81,19 @@ TEST_F(RecordingDiskTest, WhenItHasNoRoomNothingIsBegun)
     EXPECT_TRUE(moviesIn(videos).empty());
 }
 
+TEST_F(RecordingDiskTest, WhenItCanOnlyBeReadNothingIsBegunAndTheProgramGoesOn)
+{
+    ASSERT_EQ(mount(nullptr, videos.c_str(), nullptr, MS_REMOUNT | MS_RDONLY, nullptr), 0);
+    start();
+    EXPECT_FALSE(isAlertShown());
+    pressRecord();
+    EXPECT_TRUE(dismissAlert());
+    EXPECT_TRUE(std::filesystem::is_empty(videos));
+
+    ASSERT_EQ(mount(nullptr, videos.c_str(), nullptr, MS_REMOUNT, nullptr), 0);
+    record(Milliseconds{2000});
+    EXPECT_TRUE(isSaved()) << application->process().output();
+}
+
 } // namespace
 } // namespace nimbrale::test

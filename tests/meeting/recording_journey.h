@@ -15,6 +15,7 @@
 #include <gtest/gtest.h>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -55,21 +56,36 @@ protected:
         ASSERT_TRUE(application->waitForVirtualDisplay(region.size())) << application->process().output();
         ASSERT_TRUE(isFrameShown());
     }
-    [[nodiscard]] bool isFrameShown() const
+    [[nodiscard]] bool hasFrame() const
     {
-        return desktop->waitForPixel(region.x() - 1, region.center().y(), QColor(255, 214, 10));
+        return desktop->pixel(region.x() - 1, region.center().y()) == QColor(255, 214, 10);
+    }
+    [[nodiscard]] bool isFrameShown(Milliseconds patience = Milliseconds{3000}) const
+    {
+        return waitUntil([&] { return hasFrame(); }, patience);
     }
     /// The frame has that title too, and is never the active window.
     [[nodiscard]] bool isAlertShown() const { return desktop->activeWindowTitle() == "Nimbrale"; }
-    /// Waits for an alert and presses its button.
-    [[nodiscard]] bool dismissAlert()
+    /// Waits for an alert that takes keys, presses its button, and waits until it is gone: while one is open, the frame
+    /// takes no clicks. Which window is the active one may change back and forth before either.
+    [[nodiscard]] testing::AssertionResult dismissAlert()
     {
         constexpr std::uint32_t returnKey = 0xff0d;
-        if (!waitUntil([&] { return isAlertShown(); }, Milliseconds{8000}))
-            return false;
+        std::optional<std::uint32_t> alert;
+        const auto takesKeys = [&] {
+            alert = desktop->focusedWindow();
+            return alert && isAlertShown();
+        };
+        const auto failed = [&](const char* what) {
+            return testing::AssertionFailure() << what << ": " << keepImage(desktop->screenshot(), "desktop");
+        };
+        if (!waitUntil(takesKeys, Milliseconds{8000}))
+            return failed("no alert takes keys");
         desktop->pressKey(returnKey);
         desktop->releaseKey(returnKey);
-        return waitUntil([&] { return !isAlertShown(); }, Milliseconds{3000});
+        if (!waitUntil([&] { return !desktop->isViewable(*alert); }, Milliseconds{8000}))
+            return failed("the alert stays open");
+        return testing::AssertionSuccess();
     }
 
     /// What the file manager, of which there is a stand-in that shows nothing, was asked to show.

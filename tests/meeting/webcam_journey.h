@@ -39,8 +39,8 @@ protected:
     static constexpr QPoint farAway{1200, 680};
     static constexpr QSize displaySize{1280, 720};
 
-    /// The camera shows `picture`, without loss and in its size.
-    void prepare(const WebcamSurroundings& surroundings, const QImage& picture)
+    /// The camera shows `picture`, and `sliding` in front of it, as of `plugIn`.
+    void prepare(const WebcamSurroundings& surroundings, const QImage& picture, const QImage& sliding = {})
     {
         if (const std::string missing = PrivatePipewire::missing(); !missing.empty())
             skipTest(missing);
@@ -48,7 +48,7 @@ protected:
         pipewire = PrivatePipewire::start(reason);
         if (!pipewire)
             failTest(reason);
-        camera = plugIn("test-camera", "Test camera", picture);
+        camera = plugIn("test-camera", "Test camera", picture, sliding);
         prepareDesktop(surroundings);
     }
     void prepareDesktop(const WebcamSurroundings& surroundings)
@@ -65,9 +65,10 @@ protected:
         addWall("wall", display);
         desktop->movePointer(pixels(farAway));
     }
-    /// Another camera that shows `picture`, without loss and in its size; never null.
+    /// Another camera that shows `picture`, without loss and in its size, and, where there is one, a picture that
+    /// slides in front of it; never null.
     [[nodiscard]] std::unique_ptr<VirtualCamera> plugIn(const std::string& id, const std::string& name,
-                                                        const QImage& picture)
+                                                        const QImage& picture, const QImage& sliding = {})
     {
         const QString file = folder_.filePath(QString::fromStdString(id + ".png"));
         VirtualCamera::Options options;
@@ -75,8 +76,14 @@ protected:
         options.name = name;
         options.formats = {"BGRx:" + std::to_string(picture.width()) + "x" + std::to_string(picture.height()) + "@30"};
         options.picture = file.toStdString();
+        const QString slidingFile = folder_.filePath(QString::fromStdString(id + "-sliding.png"));
+        bool isKept = picture.save(file);
+        if (!sliding.isNull()) {
+            isKept = isKept && sliding.save(slidingFile);
+            options.more = {"--sliding", slidingFile.toStdString()};
+        }
         std::string reason = "the camera's picture cannot be kept";
-        auto plugged = picture.save(file) ? VirtualCamera::start(*pipewire, options, reason) : nullptr;
+        auto plugged = isKept ? VirtualCamera::start(*pipewire, options, reason) : nullptr;
         if (!plugged)
             failTest(reason);
         return plugged;

@@ -40,6 +40,8 @@ INSTANTIATE_TEST_SUITE_P(
         WebcamSurroundings{
             .name = "KwinCompositing", .manager = WindowManager::kwin, .compositor = Compositor::windowManagersOwn},
         WebcamSurroundings{
+            .name = "MarcoCompositing", .manager = WindowManager::marco, .compositor = Compositor::windowManagersOwn},
+        WebcamSurroundings{
             .name = "Mutter", .manager = WindowManager::mutter, .compositor = Compositor::windowManagersOwn},
         WebcamSurroundings{.name = "AtScale1_5", .compositor = Compositor::picom, .scale = 1.5},
         WebcamSurroundings{.name = "AtScale2", .compositor = Compositor::picom, .scale = 2}),

@@ -127,6 +127,9 @@ public:
     [[nodiscard]] std::string activeWindowTitle() const;
     /// Where that window is, without the frame of a manager.
     [[nodiscard]] std::optional<QRect> activeWindowPlace() const;
+    /// That window once keys go to it, which may be a moment later; absent before.
+    [[nodiscard]] std::optional<std::uint32_t> focusedWindow() const;
+    [[nodiscard]] bool isViewable(std::uint32_t window) const;
 
     // --- Displays -------------------------------------------------------------------------------------------------
 

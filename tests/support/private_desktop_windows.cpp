@@ -58,6 +58,22 @@ std::optional<QRect> PrivateDesktop::activeWindowPlace() const
     return placeOf(activeWindow());
 }
 
+std::optional<std::uint32_t> PrivateDesktop::focusedWindow() const
+{
+    const Reply<xcb_get_input_focus_reply_t> focus(
+        xcb_get_input_focus_reply(connection_, xcb_get_input_focus(connection_), nullptr));
+    const xcb_window_t active = activeWindow();
+    const bool isFocused = focus && active != XCB_WINDOW_NONE && focus->focus == active;
+    return isFocused ? std::optional(active) : std::nullopt;
+}
+
+bool PrivateDesktop::isViewable(std::uint32_t window) const
+{
+    const Reply<xcb_get_window_attributes_reply_t> attributes(
+        xcb_get_window_attributes_reply(connection_, xcb_get_window_attributes(connection_, window), nullptr));
+    return attributes && attributes->map_state == XCB_MAP_STATE_VIEWABLE;
+}
+
 std::uint32_t PrivateDesktop::activeWindow() const
 {
     const Reply<xcb_get_property_reply_t> reply(xcb_get_property_reply(

@@ -4,6 +4,7 @@
 
 #include <array>
 #include <cmath>
+#include <cstdio>
 #include <cstring>
 #include <utility>
 
@@ -17,6 +18,24 @@ constexpr std::array<std::pair<CameraEncoding, const char*>, 6> names{{{CameraEn
                                                                        {CameraEncoding::i420, "I420"},
                                                                        {CameraEncoding::bgrx, "BGRx"},
                                                                        {CameraEncoding::mjpg, "MJPG"}}};
+
+std::optional<CameraEncoding> encodingNamed(const std::string& name)
+{
+    for (const auto& [encoding, text] : names) {
+        if (name == text)
+            return encoding;
+    }
+    return std::nullopt;
+}
+
+std::string nameOf(CameraEncoding encoding)
+{
+    for (const auto& [other, text] : names) {
+        if (encoding == other)
+            return text;
+    }
+    return {};
+}
 
 struct Yuv {
     double y;
@@ -117,22 +136,21 @@ EncodedPicture encodeJpeg(const QImage& picture)
 
 } // namespace
 
-std::optional<CameraEncoding> encodingNamed(const std::string& name)
+std::optional<CameraFormat> parseCameraFormat(const std::string& text)
 {
-    for (const auto& [encoding, text] : names) {
-        if (name == text)
-            return encoding;
-    }
-    return std::nullopt;
+    const std::size_t colon = text.find(':');
+    const auto encoding = encodingNamed(text.substr(0, colon));
+    if (colon == std::string::npos || !encoding)
+        return std::nullopt;
+    CameraFormat format{*encoding};
+    if (std::sscanf(text.c_str() + colon + 1, "%dx%d@%d", &format.width, &format.height, &format.rate) != 3)
+        return std::nullopt;
+    return format;
 }
 
-std::string nameOf(CameraEncoding encoding)
+std::string textOf(const CameraFormat& format)
 {
-    for (const auto& [other, text] : names) {
-        if (encoding == other)
-            return text;
-    }
-    return {};
+    return nameOf(format.encoding) + ":" + std::to_string(format.width) + "x" + std::to_string(format.height);
 }
 
 EncodedPicture encode(const QImage& picture, CameraEncoding encoding, int gap)

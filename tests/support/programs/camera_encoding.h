@@ -11,9 +11,20 @@ namespace nimbrale::test {
 
 enum class CameraEncoding { yuy2, uyvy, nv12, i420, bgrx, mjpg };
 
-/// By its name, such as "YUY2".
-[[nodiscard]] std::optional<CameraEncoding> encodingNamed(const std::string& name);
-[[nodiscard]] std::string nameOf(CameraEncoding encoding);
+struct CameraFormat {
+    CameraEncoding encoding = CameraEncoding::yuy2;
+    int width = 0;
+    int height = 0;
+    /// Pictures per second.
+    int rate = 0;
+
+    bool operator==(const CameraFormat&) const = default;
+};
+
+/// "FORMAT:WIDTHxHEIGHT@RATE", such as "YUY2:1280x720@30".
+[[nodiscard]] std::optional<CameraFormat> parseCameraFormat(const std::string& text);
+/// "FORMAT:WIDTHxHEIGHT".
+[[nodiscard]] std::string textOf(const CameraFormat& format);
 
 struct EncodedPicture {
     std::vector<std::uint8_t> bytes;

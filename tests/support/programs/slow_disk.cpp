@@ -11,12 +11,12 @@
 // NOLINTBEGIN(readability-inconsistent-declaration-parameter-name)
 extern "C" {
 
-int fdatasync(int file)
+int fsync(int file)
 {
     std::fputs("The slow disk is asked to keep something.\n", stderr);
     const timespec pause{.tv_sec = 3, .tv_nsec = 0};
     nanosleep(&pause, nullptr);
-    return static_cast<int>(syscall(SYS_fdatasync, file));
+    return static_cast<int>(syscall(SYS_fsync, file));
 }
 
 int renameat2(int, const char*, int, const char*, unsigned int) noexcept

@@ -1,62 +1,22 @@
 // Recording as the user has it: the button, the time on the frame, what is told, and quitting.
 
 #include "recording/recording_folder.h"
-#include "tests/fakes/offscreen_application.h"
-#include "tests/unit/app/app_delegate_fixture.h"
+#include "tests/unit/app/recording_control_fixture.h"
 
-#include <cstdlib>
 #include <filesystem>
+#include <fstream>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <thread>
 
 namespace nimbrale {
 namespace {
 
 using namespace std::chrono_literals;
 using testing::ElementsAre;
-using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Optional;
-using testing::UnorderedElementsAre;
 
 namespace fs = std::filesystem;
-
-class RecordingControlTest : public AppDelegateTest {
-protected:
-    RecordingControlTest()
-    {
-        startOffscreenApplication();
-        setenv("HOME", home_.c_str(), 1);
-        unsetenv("XDG_CONFIG_HOME");
-        settings_.setRecordMicrophone(false);
-    }
-
-    [[nodiscard]] DisplayID ownDisplay() { return delegate_->sharedScreen().virtualDisplayIdentity()->displayID; }
-    void answerOwnDisplay() { capture().answerContent(ShareableContent{{{ownDisplay(), 800, 600}}, {}, {}}); }
-    void pressRecord() { delegate_->editor()->onToggleRecording(); }
-    void startRecording()
-    {
-        pressRecord();
-        answerOwnDisplay();
-        capture().stream().completeStart();
-        ASSERT_TRUE(delegate_->recording().isRecording());
-        capture().stream().deliverPicture(800, 600, 1s);
-    }
-    /// From the stop of the recording on.
-    void finishMovie(Result<fs::path> result = fs::path("/videos/movie.mov"))
-    {
-        while (!movie().isFinishAwaited)
-            std::this_thread::yield();
-        movie().completeFinish(std::move(result));
-        queue().runPosted();
-    }
-    [[nodiscard]] FakeMovie& movie() { return platform_.movies().movie(); }
-    [[nodiscard]] std::optional<double> timeOnFrame() { return delegate_->editor()->overlay().view().recordingTime(); }
-    [[nodiscard]] std::string toldAlert() { return workspace().alerts.back().message; }
-
-    fs::path home_ = fs::path(directory_.path().toStdString()) / "home";
-};
 
 TEST_F(RecordingControlTest, TheButtonStartsAndStops)
 {
@@ -200,6 +160,19 @@ TEST_F(RecordingControlTest, AnotherFailureToStartIsTold)
     EXPECT_FALSE(timeOnFrame());
 }
 
+TEST_F(RecordingControlTest, AFolderThatCannotBeMadeIsToldWithTheReason)
+{
+    std::ofstream(home_) << "a file";
+    launch();
+    pressRecord();
+    EXPECT_EQ(toldAlert(), "Recording couldn't start");
+    EXPECT_EQ(workspace().alerts.back().informativeText,
+              "The movie couldn't be created in " + (home_ / "Videos").string() +
+                  ". The system says: Not a directory. Choose another folder in Settings.");
+    EXPECT_FALSE(delegate_->recording().isBusy());
+    EXPECT_THAT(platform_.movies().movies, IsEmpty());
+}
+
 TEST_F(RecordingControlTest, AMovieThatCouldNotBeSavedIsTold)
 {
     launch();
@@ -283,6 +256,20 @@ TEST_F(RecordingControlTest, ARestartOfTheChainOpensNoAlertWhereThereAreNoNotifi
     EXPECT_THAT(workspace().revealed, ElementsAre("/videos/movie.mov"));
 }
 
+TEST_F(RecordingControlTest, ARestartOfTheChainWhileARecordingStartsIsTold)
+{
+    launch();
+    pressRecord();
+    ASSERT_TRUE(delegate_->recording().isBusy());
+    settings_.setDisplayID(otherDisplay);
+    settle();
+    EXPECT_TRUE(isRestarting());
+    EXPECT_FALSE(delegate_->recording().isBusy());
+    ASSERT_EQ(workspace().notifications.size(), 1U);
+    EXPECT_EQ(workspace().notifications[0].title, "Recording couldn't start");
+    EXPECT_EQ(workspace().notifications[0].text, "The shared screen was set up anew. Press the record button again.");
+}
+
 TEST_F(RecordingControlTest, ARestartOfTheChainWithoutARecordingIsNotToldOf)
 {
     launch();
@@ -314,40 +301,6 @@ TEST_F(RecordingControlTest, WithoutNotificationsItIsToldInAnAlert)
     workspace().unshown[0]();
     EXPECT_EQ(toldAlert(), "The recording has ended");
     finishMovie();
-}
-
-TEST_F(RecordingControlTest, WhatACrashLeftIsSavedAtTheStartAndTheUserToldWhere)
-{
-    fs::create_directories(home_ / "Talks");
-    settings_.setRecordFolderBookmark(recording_folder::bookmarkOf(home_ / "Talks"));
-    launch();
-    std::vector<fs::path> folders;
-    for (const FakeMovies::Recovery& recovery : platform_.movies().recoveries)
-        folders.push_back(recovery.folder);
-    EXPECT_THAT(folders, UnorderedElementsAre(fs::canonical(home_ / "Talks"), home_ / "Videos"));
-
-    platform_.movies().answerRecovery({{"/videos/one.mov", {}}});
-    platform_.movies().answerRecovery({{"/videos/two.mov.unfinished", Error{ErrorCode::permanent, "broken"}}});
-    ASSERT_EQ(workspace().notifications.size(), 2U);
-    EXPECT_THAT(workspace().notifications[0].text, HasSubstr("/videos/one.mov"));
-    EXPECT_EQ(workspace().notifications[1].title, "A recording couldn't be saved");
-    EXPECT_THAT(workspace().notifications[1].text, HasSubstr("/videos/two.mov.unfinished"));
-}
-
-TEST_F(RecordingControlTest, APathThatNotificationsCannotShowIsToldInAnAlert)
-{
-    launch();
-    platform_.movies().answerRecovery({{"/videos/Q&A.mov", {}}});
-    EXPECT_THAT(workspace().notifications, IsEmpty());
-    EXPECT_THAT(workspace().alerts.back().informativeText, HasSubstr("/videos/Q&A.mov"));
-}
-
-TEST_F(RecordingControlTest, TheDefaultFolderIsLookedThroughOnce)
-{
-    launch();
-    ASSERT_EQ(platform_.movies().recoveries.size(), 1U);
-    platform_.movies().answerRecovery({});
-    EXPECT_THAT(workspace().notifications, IsEmpty());
 }
 
 } // namespace

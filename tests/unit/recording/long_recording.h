@@ -77,7 +77,7 @@ private:
                                                .maximumKeyFrameInterval = 2 * framesPerSecond},
                                      .audio = MovieAudio{}};
         // Pictures pile up here without that meaning anything.
-        auto writer = ffmpeg::FfmpegMovieWriter::create(settings, std::chrono::hours(1));
+        auto writer = ffmpeg::FfmpegMovieWriter::create(settings, {.withEncoder = std::chrono::hours(1)});
         if (!writer)
             throw std::runtime_error(writer.error().message);
         return *std::move(writer);

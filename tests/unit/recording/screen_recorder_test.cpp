@@ -155,7 +155,9 @@ TEST_F(ScreenRecorderTest, ADiskWithoutRoomFailsTheStart)
     start({"/videos"});
     answerContent();
     ASSERT_EQ(starts_.size(), 1U);
-    EXPECT_EQ(starts_[0].error().message, "The movie couldn't be created in /videos.");
+    EXPECT_EQ(starts_[0].error().message,
+              "The movie couldn't be created in /videos. The disk is almost full. Make room there, or choose another "
+              "folder in Settings.");
     EXPECT_THAT(platform_.movies().movies, IsEmpty());
 }
 

@@ -86,9 +86,9 @@ int ftruncate(int file, off_t size) noexcept
     return static_cast<int>(nimbrale::ffmpeg::enterFileCall("ftruncate", SYS_ftruncate, file, size));
 }
 
-int fdatasync(int file)
+int fsync(int file)
 {
-    return static_cast<int>(nimbrale::ffmpeg::enterFileCall("fdatasync", SYS_fdatasync, file));
+    return static_cast<int>(nimbrale::ffmpeg::enterFileCall("fsync", SYS_fsync, file));
 }
 
 ssize_t pwrite(int file, const void* bytes, size_t count, off_t offset)

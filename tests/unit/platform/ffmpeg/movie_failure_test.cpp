@@ -64,16 +64,18 @@ TEST_F(MovieFailureTest, FolderThatIsNotThereIsToldOf)
 {
     MovieSettings settings = settingsFor(64, 48);
     settings.file = folder / "missing" / "Movie.mov";
-    const auto writer = FfmpegMovieWriter::create(settings);
+    const auto writer = FfmpegMovieWriter::create(settings, {});
     ASSERT_FALSE(writer);
-    EXPECT_EQ(writer.error().message, "The movie couldn't be created in " + (folder / "missing").string() + ".");
+    EXPECT_EQ(writer.error().message, "The movie couldn't be created in " + (folder / "missing").string() +
+                                          ". The folder isn't there. Choose another folder in Settings.");
 }
 
 TEST_F(MovieFailureTest, SizeThatCannotBeEncodedLeavesNoFile)
 {
-    const auto writer = FfmpegMovieWriter::create(settingsFor(63, 48));
+    const auto writer = FfmpegMovieWriter::create(settingsFor(63, 48), {});
     ASSERT_FALSE(writer);
-    EXPECT_EQ(writer.error().message, "The movie couldn't be created in " + folder.string() + ".");
+    EXPECT_EQ(writer.error().message,
+              "The movie couldn't be created in " + folder.string() + ". A movie's width and height must be even.");
     EXPECT_THAT(names(), IsEmpty());
 }
 
@@ -172,7 +174,7 @@ TEST_F(MovieFailureTest, FullDiskLeavesWhatIsWhole)
 TEST_F(MovieFailureTest, DiskThatFailsLaterEndsTheMovieAndLeavesItsPieces)
 {
     FileCalls calls;
-    calls.failures["fdatasync"] = EIO;
+    calls.failures["fsync"] = EIO;
     Screen screen(64, 48);
     const auto writer = begin(settingsFor(64, 48));
     nanoseconds time = 0s;

@@ -354,7 +354,7 @@ TEST_F(MovieIndexTest, ADiskThatFailsIsAnError)
     auto place = MoviePlace::claim(pieces);
     ASSERT_TRUE(place && *place);
     FileCalls calls;
-    calls.failures = {{"fdatasync", EIO}};
+    calls.failures = {{"fsync", EIO}};
     const auto finalized = finalizeMovie(**place);
     ASSERT_FALSE(finalized);
     EXPECT_EQ(finalized.error().message,

@@ -59,7 +59,7 @@ private:
 
 class SlowSynchronizationTest : public MovieWriterTest {
 protected:
-    StalledDisk disk{"fdatasync"};
+    StalledDisk disk{"fsync"};
 };
 
 TEST_F(SlowSynchronizationTest, DiskThatTakesItsTimeCostsNoPicture)
@@ -137,6 +137,30 @@ TEST_F(MovieOverloadTest, PicturesBeyondTheQueueAreDroppedAndCounted)
     ASSERT_EQ(played.pictures().size(), taken + 1); // The last one is there again, at the end.
     EXPECT_LE(std::chrono::abs(played.pictures().at(taken - 1).time - timeOf(taken - 1)), 12us);
     EXPECT_THAT(messages(), ElementsAre("50 pictures are missing in a movie: they could not be encoded in time."));
+}
+
+TEST_F(MovieOverloadTest, DiskThatDoesNotAnswerIsAFailureAndWhatItTakesLaterAMovie)
+{
+    auto created = FfmpegMovieWriter::create(settingsFor(64, 48), {.withDisk = 500ms});
+    ASSERT_TRUE(created);
+    MovieWriter& writer = **created;
+    writer.startSession(start);
+    disk.stall();
+    // From the first piece on: the movie has no picture yet.
+    const auto deadline = std::chrono::steady_clock::now() + 20s;
+    while (!writer.failure() && std::chrono::steady_clock::now() < deadline) {
+        if (writer.isReadyForVideo() && count < 1000)
+            appendOne(writer);
+        std::this_thread::sleep_for(1ms);
+    }
+    const auto failure = writer.failure();
+    EXPECT_TRUE(disk.isHoldingUp());
+    disk.goOn();
+    ASSERT_TRUE(failure);
+    EXPECT_EQ(failure->message, "The recording ended because the disk doesn't answer.");
+    const auto finished = finish(writer, timeOf(count));
+    ASSERT_TRUE(finished);
+    EXPECT_EQ(PlayedMovie(*finished).pictures().size(), count);
 }
 
 TEST_F(MovieOverloadTest, NoSoundIsLeftOutWherePicturesAre)

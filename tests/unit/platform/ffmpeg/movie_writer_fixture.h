@@ -90,7 +90,7 @@ protected:
     [[nodiscard]] std::unique_ptr<MovieWriter> begin(const MovieSettings& settings,
                                                      nanoseconds patience = std::chrono::hours(1))
     {
-        auto writer = FfmpegMovieWriter::create(settings, patience);
+        auto writer = FfmpegMovieWriter::create(settings, {.withEncoder = patience});
         if (!writer)
             throw std::runtime_error(writer.error().message);
         (*writer)->startSession(start);
