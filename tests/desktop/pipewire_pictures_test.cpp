@@ -193,6 +193,31 @@ TEST_F(PipewireOddCamerasTest, AFormatThatChangesWhileItIsWatchedIsFollowed)
     EXPECT_THAT(watcher.losses, IsEmpty());
 }
 
+TEST_F(PipewireOddCamerasTest, TheSmallestAndTheLongestPicturesAreShown)
+{
+    const auto camera = plugIn({.id = "odd", .formats = {"BGRx:1x1@30"}});
+    ASSERT_TRUE(eventually([&] { return isListed("odd"); }));
+    CameraWatcher watcher(*cameras, "odd");
+    ASSERT_TRUE(waitForPictures(watcher));
+    struct Offer {
+        std::string format;
+        int width;
+        int height;
+    };
+    for (const Offer& offer :
+         {Offer{"MJPG", 1, 1}, Offer{"BGRx", 8192, 1}, Offer{"MJPG", 1, 8192}, Offer{"BGRx", 1, 1}}) {
+        const std::string size = std::to_string(offer.width) + "x" + std::to_string(offer.height);
+        camera->tell("offer " + offer.format + ":" + size + "@30");
+        EXPECT_TRUE(eventually([&] {
+            const auto picture = watcher.newest();
+            return picture->width() == offer.width && picture->height() == offer.height;
+        })) << offer.format
+            << size;
+        EXPECT_TRUE(waitForPictures(watcher, 3));
+    }
+    EXPECT_THAT(watcher.losses, IsEmpty());
+}
+
 TEST_F(PipewireOddCamerasTest, ACameraWhosePicturesCannotBeReadIsLostAfterAWhile)
 {
     cameras = makeCameras(std::chrono::seconds{2});

@@ -74,11 +74,23 @@ private:
     std::thread thread_;
 };
 
-class DisplayChangeTest : public testing::TestWithParam<Server> {
+struct Surroundings {
+    const char* name;
+    Server server;
+    WindowManager windowManager = WindowManager::none;
+};
+
+void PrintTo(const Surroundings& surroundings, std::ostream* stream)
+{
+    *stream << surroundings.name;
+}
+
+class DisplayChangeTest : public testing::TestWithParam<Surroundings> {
 protected:
     void SetUp() override
     {
-        desktop = requireDesktop({.server = GetParam(), .width = 1600, .height = 900});
+        desktop = requireDesktop(
+            {.server = GetParam().server, .width = 1600, .height = 900, .windowManager = GetParam().windowManager});
         desktop->setBackground(quiet);
         desktop->movePointer({20, 20});
     }
@@ -99,7 +111,7 @@ protected:
     /// The first display shrinks, and the second one moves up to it.
     void shrinkTheFirst() const
     {
-        if (GetParam() == Server::xvnc)
+        if (GetParam().server == Server::xvnc)
             ASSERT_TRUE(desktop->arrangeOutputs({small, slid}));
         else
             desktop->run("xrandr", {"--output", "DUMMY0", "--mode", "800x600", "--output", "DUMMY1", "--pos", "800x0"});
@@ -169,8 +181,11 @@ TEST_P(DisplayChangeTest, TheOnlyDisplayGoesAndComesBackAndTheShareGoesOn)
     EXPECT_EQ(application->quit(), 0) << application->process().output();
 }
 
-INSTANTIATE_TEST_SUITE_P(Servers, DisplayChangeTest, testing::Values(Server::xvnc, Server::xorgDummy),
-                         [](const auto& server) { return server.param == Server::xvnc ? "Xvnc" : "XorgDummy"; });
+INSTANTIATE_TEST_SUITE_P(Servers, DisplayChangeTest,
+                         testing::Values(Surroundings{"Xvnc", Server::xvnc},
+                                         Surroundings{"XorgDummy", Server::xorgDummy},
+                                         Surroundings{"Marco", Server::xvnc, WindowManager::marco}),
+                         [](const auto& surroundings) { return surroundings.param.name; });
 
 } // namespace
 } // namespace nimbrale::test

@@ -44,7 +44,10 @@ INSTANTIATE_TEST_SUITE_P(Damages, DamagedFileTest,
                                          Damage{"NotUtf8", "[General]\nwebcamDeviceID=\xff\xfe\nsettingsLeft=1\n"},
                                          Damage{"Prose", "this is no settings file\nat all\n"},
                                          Damage{"CutOff", "[General]\nsettingsLeft=5\nsettingsFramera"},
-                                         Damage{"Huge", QByteArray(qsizetype{5} * 1024 * 1024, 'a') + "=1\n"}),
+                                         Damage{"Huge", QByteArray(qsizetype{5} * 1024 * 1024, 'a') + "=1\n"},
+                                         Damage{"HugeThoughItBeginsWell",
+                                                "[General]\nsettingsFramerate=7\nkey=" +
+                                                    QByteArray(qsizetype{5} * 1024 * 1024, 'a') + "\n"}),
                          [](const auto& description) { return description.param.what; });
 
 TEST_F(SettingsFileTest, EmptyFileIsNotDamaged)

@@ -37,6 +37,31 @@ TEST_F(RecordingTest, TheMovieShowsTheFramedAreaAndNothingOfOurs)
     EXPECT_NE(revealed().find("Videos"), std::string::npos) << revealed();
 }
 
+TEST_F(RecordingTest, APlayerShowsTheMovieToItsEnd)
+{
+    requireProgram("ffplay");
+    start();
+    record(Milliseconds{4000});
+    ASSERT_TRUE(isSaved()) << application->process().output();
+    const auto player = desktop->spawn("ffplay", {"-loglevel", "error", "-autoexit", "-window_title", "Player", "-left",
+                                                  "880", "-top", "480", movie().path().string()});
+    ASSERT_TRUE(player);
+    const auto begin = std::chrono::steady_clock::now();
+    testing::AssertionResult shown = testing::AssertionFailure() << "no window of the player";
+    EXPECT_TRUE(waitUntil(
+        [&] {
+            const std::optional<QRect> window = desktop->windowTitled("Player");
+            if (window)
+                shown = showsAreaOf(desktop->screenshot(*window), region);
+            return bool(shown);
+        },
+        Milliseconds{8000}))
+        << shown.message() << player->output();
+    EXPECT_EQ(player->waitForEnd(Milliseconds{15'000}), 0);
+    EXPECT_EQ(player->output().find_first_not_of('\n'), std::string::npos) << player->output();
+    EXPECT_GT(std::chrono::steady_clock::now() - begin, Milliseconds{3500}) << "it was not played to its end";
+}
+
 TEST_F(RecordingTest, AStillPictureHasAKeyFrameEveryTwoSecondsAndItsWholeLength)
 {
     start();
@@ -57,6 +82,24 @@ TEST_F(RecordingTest, AStillPictureHasAKeyFrameEveryTwoSecondsAndItsWholeLength)
     }
     EXPECT_GE(keys, 3);
     EXPECT_TRUE(showsAreaOf(saved.pictureAt(6.5), region));
+}
+
+// What moves sixty times a second is recorded thirty times a second, as the settings say.
+TEST_F(RecordingTest, PicturesComeAtTheRateOfTheSettings)
+{
+    start();
+    const auto animation = desktop->spawn("nimbrale_animation", {"blink", "601", "301", "80", "80", "60", "0"});
+    ASSERT_TRUE(animation);
+    record(Milliseconds{4000});
+    ASSERT_TRUE(isSaved()) << application->process().output();
+    const MovieFile saved = movie();
+    ASSERT_TRUE(saved.video());
+    const std::vector<MovieFile::Picture>& pictures = saved.video()->pictures;
+    ASSERT_GT(pictures.size(), 60U);
+    // A busy computer may miss some, but none comes for which there is no time.
+    const double rate = static_cast<double>(pictures.size() - 1) / (pictures.back().time - pictures.front().time);
+    EXPECT_LT(rate, 31);
+    EXPECT_GT(rate, 20);
 }
 
 TEST_F(RecordingTest, WhatMovesIsInTheMovieAtItsTime)

@@ -1,9 +1,17 @@
-// The catalogue that gives the alerts' texts and buttons this system's words.
+// The catalogue that gives this system's words to the texts and buttons of alerts and settings.
 
 #include "app/alerts.h"
 
-#include <QCoreApplication>
+#include "tests/fakes/offscreen_toolkit.h"
+#include "tests/fakes/plain_camera.h"
+#include "ui/settings_window.h"
+#include "webcam/webcam_overlay.h"
+
+#include <QAbstractButton>
+#include <QComboBox>
 #include <QFile>
+#include <QLabel>
+#include <QTemporaryDir>
 #include <QTranslator>
 #include <QXmlStreamReader>
 
@@ -11,6 +19,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <map>
+#include <set>
 #include <string>
 #include <utility>
 #include <vector>
@@ -49,14 +58,12 @@ public:
         const auto found = texts_.find({QString::fromUtf8(context), QString::fromUtf8(source)});
         return found == texts_.end() ? QString() : found->second;
     }
-    /// What it replaces in the alerts.
-    [[nodiscard]] std::vector<std::string> replaced() const
+    /// What it replaces, by whose texts they are.
+    [[nodiscard]] std::map<std::string, std::set<std::string>> replaced() const
     {
-        std::vector<std::string> sources;
-        for (const auto& [key, text] : texts_) {
-            if (key.first == u"AppDelegate")
-                sources.push_back(key.second.toStdString());
-        }
+        std::map<std::string, std::set<std::string>> sources;
+        for (const auto& [key, text] : texts_)
+            sources[key.first.toStdString()].insert(key.second.toStdString());
         return sources;
     }
 
@@ -87,10 +94,65 @@ std::vector<std::string> textsOfAlerts()
     return texts;
 }
 
+/// What the user is asked for when the webcam may not be used, buttons included.
+std::vector<std::string> textsOfTheWebcamsAlert()
+{
+    const QTemporaryDir folder;
+    AppSettings settings(folder.filePath("settings.conf").toStdString());
+    FakePlatform platform;
+    const auto overlay = WebcamOverlay::create(platform, settings, makePlainCamera(platform),
+                                               {{{1920, 1080}, {0, 0, 1920, 1080}, 0}, {100, 200, 640, 360}});
+    overlay->show();
+    platform.cameras().answerAccess(false);
+    if (platform.workspace().alerts.size() != 1) {
+        ADD_FAILURE() << "no alert";
+        return {};
+    }
+    const Alert& alert = platform.workspace().alerts.front();
+    std::vector<std::string> texts{alert.message, alert.informativeText};
+    texts.insert(texts.end(), alert.buttons.begin(), alert.buttons.end());
+    return texts;
+}
+
+/// Everything that Settings ever says, whatever is chosen there.
+std::set<std::string> textsOfSettings()
+{
+    const QTemporaryDir folder;
+    AppSettings settings(folder.filePath("settings.conf").toStdString());
+    SettingsWindow window(settings, {[] { return std::vector<Screen>(); },
+                                     [] { return std::nullopt; },
+                                     [] { return std::vector<CameraDevice>(); },
+                                     [] { return std::vector<MicrophoneDevice>(); },
+                                     {[] { return "Videos"; }, [] { return "Videos"; }, [] {}}});
+    window.show();
+    std::set<std::string> texts{window.windowTitle().toStdString()};
+    const auto collect = [&] {
+        QCoreApplication::processEvents();
+        for (const QWidget* widget : window.findChildren<QWidget*>()) {
+            texts.insert(widget->accessibleName().toStdString());
+            texts.insert(widget->accessibleDescription().toStdString());
+            texts.insert(widget->toolTip().toStdString());
+            if (const auto* label = qobject_cast<const QLabel*>(widget))
+                texts.insert(label->text().toStdString());
+            if (const auto* button = qobject_cast<const QAbstractButton*>(widget))
+                texts.insert(button->text().toStdString());
+        }
+    };
+    for (const bool snaps : {false, true}) {
+        settings.setSnappingEnabled(snaps);
+        for (const auto background : {AppSettings::WebcamBackground::original, AppSettings::WebcamBackground::blurred,
+                                      AppSettings::WebcamBackground::transparent}) {
+            settings.setWebcamBackground(background);
+            collect();
+        }
+    }
+    return texts;
+}
+
 bool namesAnotherSystem(const std::string& text)
 {
     const auto names = [&text](const char* words) { return text.find(words) != std::string::npos; };
-    return names("System Settings") || names("Privacy & Security") || names(" Mac");
+    return names("System Settings") || names("Privacy & Security") || names(" Mac") || names("⌘");
 }
 
 class SystemWordsTest : public testing::Test {
@@ -98,10 +160,7 @@ protected:
     SystemWordsTest() { QCoreApplication::installTranslator(&catalogue_); }
     ~SystemWordsTest() override { QCoreApplication::removeTranslator(&catalogue_); }
 
-    char name_[5] = "test";
-    char* arguments_[2] = {name_, nullptr};
-    int argumentCount_ = 1;
-    QCoreApplication application_{argumentCount_, arguments_};
+    OffscreenToolkit toolkit_;
     Catalogue catalogue_;
 };
 
@@ -117,9 +176,41 @@ TEST_F(SystemWordsTest, ReplaceNothingThatNoAlertSays)
 {
     QCoreApplication::removeTranslator(&catalogue_);
     const std::vector<std::string> texts = textsOfAlerts();
-    ASSERT_FALSE(catalogue_.replaced().empty());
-    for (const std::string& source : catalogue_.replaced())
+    const std::set<std::string> replaced = catalogue_.replaced()["AppDelegate"];
+    ASSERT_FALSE(replaced.empty());
+    for (const std::string& source : replaced)
         EXPECT_THAT(texts, Contains(source));
+}
+
+TEST_F(SystemWordsTest, TheWebcamsAlertDoesNotSpeakOfAnotherSystem)
+{
+    const std::vector<std::string> texts = textsOfTheWebcamsAlert();
+    EXPECT_THAT(texts, testing::Not(testing::IsEmpty()));
+    for (const std::string& text : texts)
+        EXPECT_FALSE(namesAnotherSystem(text)) << text;
+    QCoreApplication::removeTranslator(&catalogue_);
+    const std::vector<std::string> untranslated = textsOfTheWebcamsAlert();
+    EXPECT_EQ(std::ranges::count_if(untranslated, namesAnotherSystem), 2) << "the control: without the catalogue";
+    const std::set<std::string> replaced = catalogue_.replaced()["WebcamOverlay"];
+    EXPECT_FALSE(replaced.empty());
+    for (const std::string& source : replaced)
+        EXPECT_THAT(untranslated, Contains(source));
+}
+
+TEST_F(SystemWordsTest, SettingsDoNotSpeakOfAnotherSystem)
+{
+    for (const std::string& text : textsOfSettings())
+        EXPECT_FALSE(namesAnotherSystem(text)) << text;
+    QCoreApplication::removeTranslator(&catalogue_);
+    const std::set<std::string> untranslated = textsOfSettings();
+    EXPECT_EQ(std::ranges::count_if(untranslated, namesAnotherSystem), 5) << "the control: without the catalogue";
+    auto replaced = catalogue_.replaced();
+    EXPECT_EQ(replaced.size(), 5U) << "one for whose texts nobody asks here";
+    for (const char* const page : {"GeneralSettings", "WebcamSettings", "RecordingSettings"}) {
+        EXPECT_FALSE(replaced[page].empty()) << page;
+        for (const std::string& source : replaced[page])
+            EXPECT_THAT(untranslated, Contains(source));
+    }
 }
 
 TEST_F(SystemWordsTest, AButtonThatOpensNothingDoesNotSayThatItDoes)

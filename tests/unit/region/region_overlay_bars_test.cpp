@@ -78,6 +78,21 @@ TEST(RegionOverlayBarsTest, TheResizeButtonIsMovedOffBarsBelowAndAtTheRight)
     EXPECT_EQ(layout.button(FrameButton::close).x, 1428);
 }
 
+TEST(RegionOverlayBarsTest, ControlsAreMovedOffABarAtTheLeft)
+{
+    constexpr Rect besideTheBar{60, 0, 1452, 982};
+    const Rect narrow{5, 300, 50, 200};
+    const RegionOverlayLayout usual = layoutWithoutBars(narrow);
+    ASSERT_LT(usual.handle().x, 60);
+    ASSERT_LT(usual.resizeButton().x, 60);
+    const RegionOverlayLayout layout = layoutBesideBars(besideTheBar, narrow);
+    EXPECT_EQ(layout.handle(), (Rect{60, usual.handle().y, usual.handle().width, usual.handle().height}));
+    EXPECT_EQ(layout.resizeButton(), (Rect{60, usual.resizeButton().y, 22, 22}));
+    EXPECT_EQ(layout.button(FrameButton::close).x, 60);
+    const Rect apart{300, 300, 640, 200};
+    expectSamePlaces(layoutBesideBars(besideTheBar, apart), layoutWithoutBars(apart));
+}
+
 TEST(RegionOverlayBarsTest, ButtonsAreNotMovedUpOutOfTheWindow)
 {
     const Rect low{300, 0, 640, 50};

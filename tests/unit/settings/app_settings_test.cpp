@@ -142,6 +142,19 @@ TEST_F(AppSettingsTest, ToolkitReadsWhatIsWritten)
     EXPECT_EQ(file.value("webcamX").toDouble(), 0.1);
 }
 
+// The characters of a code go on as long as they look like its digits.
+TEST_F(AppSettingsTest, DigitsAfterAControlCharacterStayThemselves)
+{
+    AppSettings settings(pathText());
+    for (const char digit : std::string("0189afAFg")) {
+        const std::string text = {'\x01', digit, digit, '\x1f', digit};
+        settings.setWebcamDeviceID(text);
+        EXPECT_EQ(AppSettings(pathText()).webcamDeviceID(), text) << digit;
+        EXPECT_EQ(QSettings(path(), QSettings::IniFormat).value("webcamDeviceID").toString().toStdString(), text)
+            << digit;
+    }
+}
+
 TEST_F(AppSettingsTest, WhatTheToolkitWritesIsRead)
 {
     const std::string text = "a, \"b\"; c=d \\ \x01"

@@ -1,7 +1,9 @@
 // The captured pictures on their way to the product, and what area each is said to show.
 
+#include "tests/fakes/folder_events.h"
 #include "tests/fakes/region_capture_fixture.h"
 
+#include <filesystem>
 #include <gmock/gmock.h>
 #include <memory>
 
@@ -136,6 +138,28 @@ TEST_F(RegionCaptureTest, APictureCostsOneCallOnTheMainQueue)
     }
     queue.runPosted();
     EXPECT_EQ(frames.size(), 3u);
+}
+
+TEST_F(RegionCaptureTest, PicturesGoToNoDisk)
+{
+    FolderEvents folderEvents(folder.path().toStdString());
+    ASSERT_TRUE(folderEvents.isWatching());
+    startRunning();
+    // As if another program had written the file: whoever asks for a value now has to read it.
+    const std::filesystem::path file = folder.filePath("settings.conf").toStdString();
+    const auto touch = [&file] {
+        std::filesystem::last_write_time(file, std::filesystem::file_time_type::clock::now());
+    };
+    (void)folderEvents.take("settings.conf");
+    for (int picture = 0; picture < 100; ++picture) {
+        touch();
+        deliverPicture(800, 600);
+    }
+    EXPECT_THAT(frames, SizeIs(100));
+    EXPECT_FALSE(folderEvents.take("settings.conf").wasOpened);
+    touch();
+    (void)capture->settingsChanged();
+    EXPECT_TRUE(folderEvents.take("settings.conf").wasOpened) << "the control: a value that is asked for is read";
 }
 
 } // namespace

@@ -70,6 +70,30 @@ TEST_F(MovieFailureTest, FolderThatIsNotThereIsToldOf)
                                           ". The folder isn't there. Choose another folder in Settings.");
 }
 
+TEST_F(MovieFailureTest, FolderThatMayNotBeWrittenToIsToldOf)
+{
+    const auto message = [&] {
+        const auto writer = FfmpegMovieWriter::create(settingsFor(64, 48));
+        return writer ? std::string("It was created.") : writer.error().message;
+    };
+    namespace fs = std::filesystem;
+    fs::permissions(folder, fs::perms::owner_all | fs::perms::others_read | fs::perms::others_exec);
+    const int result = runInChild([&] {
+        // Root may write everywhere.
+        constexpr uid_t nobody = 65534;
+        if (getuid() != 0)
+            fs::permissions(folder, fs::perms::owner_read | fs::perms::owner_exec);
+        else if (setuid(nobody) != 0)
+            return couldNotPrepare;
+        return message() == "The movie couldn't be created in " + folder.string() + "." ? 0 : 1;
+    });
+    fs::permissions(folder, fs::perms::owner_all);
+    ASSERT_NE(result, couldNotPrepare);
+    EXPECT_EQ(result, 0);
+    EXPECT_THAT(names(), IsEmpty());
+    EXPECT_EQ(message(), "It was created.") << "the control";
+}
+
 TEST_F(MovieFailureTest, SizeThatCannotBeEncodedLeavesNoFile)
 {
     const auto writer = FfmpegMovieWriter::create(settingsFor(63, 48), {});
@@ -100,6 +124,31 @@ TEST_F(MovieFailureTest, FinishedMovieIsAllThatIsLeft)
     EXPECT_THAT(names(), ElementsAre("Movie.mov.unfinished"));
     ASSERT_TRUE(finish(*writer, 1s));
     EXPECT_THAT(names(), ElementsAre("Movie.mov"));
+}
+
+// Who looks for new movies, as a file manager or a synchronized folder does, must get a whole one.
+TEST_F(MovieFailureTest, MovieIsWholeFromTheMomentWhenItHasItsName)
+{
+    const auto contentOf = [](const std::filesystem::path& file) {
+        std::ifstream stream(file, std::ios::binary);
+        return std::string(std::istreambuf_iterator<char>(stream), {});
+    };
+    std::string contentBefore;
+    FileCalls calls;
+    calls.before = [&](const std::string& call) {
+        if (call == "renameat2" && !std::filesystem::exists(movie))
+            contentBefore = contentOf(movie.string() + std::string(MoviePlace::suffix));
+    };
+    Screen screen(64, 48);
+    const auto writer = begin(settingsFor(64, 48));
+    for (nanoseconds time = 0s; time < 4s; time += 500ms)
+        append(*writer, screen, time);
+    const auto finished = finish(*writer, 4s);
+    ASSERT_TRUE(finished);
+    EXPECT_EQ(*finished, movie);
+    EXPECT_FALSE(contentBefore.empty());
+    EXPECT_TRUE(contentOf(movie) == contentBefore) << "it was written to after it got its name";
+    EXPECT_GE(PlayedMovie(movie).pictures().size(), 8U);
 }
 
 TEST_F(MovieFailureTest, CancelledMovieIsRemoved)
