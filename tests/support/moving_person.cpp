@@ -67,9 +67,9 @@ QImage blurredRowsTurned(const QImage& picture, double deviation)
     for (int y = 0; y < picture.height(); ++y) {
         for (int x = 0; x < picture.width(); ++x) {
             std::array<double, 3> sum{};
-            for (int offset = -radius; offset <= radius; ++offset) {
-                const QRgb color = picture.pixel(std::clamp(x + offset, 0, picture.width() - 1), y);
-                const double weight = weights[static_cast<std::size_t>(offset + radius)] / total;
+            for (int tap = 0; tap <= 2 * radius; ++tap) {
+                const QRgb color = picture.pixel(std::clamp(x + tap - radius, 0, picture.width() - 1), y);
+                const double weight = weights[static_cast<std::size_t>(tap)] / total;
                 sum[0] += weight * qRed(color);
                 sum[1] += weight * qGreen(color);
                 sum[2] += weight * qBlue(color);

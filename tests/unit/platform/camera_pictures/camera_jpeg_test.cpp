@@ -51,7 +51,8 @@ TEST(CameraJpegTest, JpegsOfImpossibleSizesAreLeftOutWithoutALine)
     PictureMaker maker;
     const CameraFormat format{PictureEncoding::motionJpeg, 48, 32};
     const Bytes whole = jpegOf(48, 32, qRgb(10, 200, 90));
-    const auto header = std::ranges::search(whole, std::array<std::uint8_t, 2>{0xff, 0xc0}).begin();
+    constexpr std::array<std::uint8_t, 2> marker{0xff, 0xc0};
+    const auto header = std::search(whole.begin(), whole.end(), marker.begin(), marker.end());
     ASSERT_NE(header, whole.end());
     const auto size = header - whole.begin() + 5;
     testing::internal::CaptureStderr();
