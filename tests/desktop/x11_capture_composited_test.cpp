@@ -64,6 +64,8 @@ TEST_F(X11CaptureCompositedTest, AnOpacityThatNobodyAppliesAnyMoreIsNotDrawn)
     expectTheScreenIsCaptured();
     const QImage faded = captured->image();
     ASSERT_TRUE(desktop->stopCompositor());
+    // It says that it goes before it does.
+    ASSERT_TRUE(captured->pumpUntil([&] { return desktop->screenshot(region) != faded; }));
     expectSameAsScreen(region);
     EXPECT_NE(captured->image(), faded);
 }
