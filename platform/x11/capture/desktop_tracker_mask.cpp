@@ -52,12 +52,12 @@ void DesktopTracker::updateCompositor()
 
 void DesktopTracker::lookAround(RegionComposer& composer, SeenPicture& seen, ChangeCollector& changes)
 {
-    if (!changes.isMasked() || !stack_)
+    if (!stack_)
         return;
     handleEvents();
     stack_->classifyNew();
     const Clock::time_point now = Clock::now();
-    if (leftOutChange_ && now - *leftOutChange_ < HeldPlaces::longestPatience)
+    if (!changes.isMasked() || (leftOutChange_ && now - *leftOutChange_ < HeldPlaces::longestPatience))
         return;
     updateMasks(now);
     const PixelRect root = background_->rootBounds();
