@@ -70,30 +70,6 @@ TEST_F(MovieFailureTest, FolderThatIsNotThereIsToldOf)
                                           ". The folder isn't there. Choose another folder in Settings.");
 }
 
-TEST_F(MovieFailureTest, FolderThatMayNotBeWrittenToIsToldOf)
-{
-    const auto message = [&] {
-        const auto writer = FfmpegMovieWriter::create(settingsFor(64, 48));
-        return writer ? std::string("It was created.") : writer.error().message;
-    };
-    namespace fs = std::filesystem;
-    fs::permissions(folder, fs::perms::owner_all | fs::perms::others_read | fs::perms::others_exec);
-    const int result = runInChild([&] {
-        // Root may write everywhere.
-        constexpr uid_t nobody = 65534;
-        if (getuid() != 0)
-            fs::permissions(folder, fs::perms::owner_read | fs::perms::owner_exec);
-        else if (setuid(nobody) != 0)
-            return couldNotPrepare;
-        return message() == "The movie couldn't be created in " + folder.string() + "." ? 0 : 1;
-    });
-    fs::permissions(folder, fs::perms::owner_all);
-    ASSERT_NE(result, couldNotPrepare);
-    EXPECT_EQ(result, 0);
-    EXPECT_THAT(names(), IsEmpty());
-    EXPECT_EQ(message(), "It was created.") << "the control";
-}
-
 TEST_F(MovieFailureTest, SizeThatCannotBeEncodedLeavesNoFile)
 {
     const auto writer = FfmpegMovieWriter::create(settingsFor(63, 48), {});
