@@ -127,5 +127,22 @@ TEST_F(X11PaintProofTest, OneThatMissesDamageIsToldWithEachLightThatAllPanelsWer
     EXPECT_TRUE(watch.takePainted()) << "the next light";
 }
 
+TEST_F(X11PaintProofTest, WhatOthersDrewIsToldWithEachLightUntilItIsProven)
+{
+    const xcb_window_t other = addWindow(yellow, place.bottomRight());
+    const x11::OwnedWindow manager = nameManager("Mutter");
+    PaintWatch watch(std::move(*x11::Connection::open(desktop->displayName())), QRect(0, 0, 5, 5), other);
+    proof->addDrawn(other, x11::PixelRegion(0, 0, 5, 5), start);
+    const auto isTold = [&](std::chrono::milliseconds sinceStart) {
+        proof->advance(&host, panels, start + sinceStart, start + sinceStart);
+        connection->synchronize();
+        return watch.takePainted();
+    };
+    EXPECT_TRUE(isTold(10ms));
+    EXPECT_TRUE(isTold(20ms));
+    EXPECT_FALSE(isTold(30ms)) << "proven by now";
+    EXPECT_GT(proof->proven(), start) << "the control";
+}
+
 } // namespace
 } // namespace nimbrale::test

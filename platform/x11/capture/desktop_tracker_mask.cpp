@@ -104,6 +104,7 @@ void DesktopTracker::reportPainted(const CapturedWindow& window)
         return;
     carried.translate(-window.x - window.borderWidth, -window.y - window.borderWidth);
     reportDamage(connection_, window.id, carried);
+    proof_.addDrawn(window.id, carried, Clock::now());
 }
 
 void DesktopTracker::proveMasks(Clock::time_point now)

@@ -49,13 +49,13 @@ void PaintProof::advance(const CapturedWindow* host, std::span<const CapturedWin
                          Clock::time_point required, Clock::time_point now)
 {
     if (!host || !host->painted || connection_.screen().root_depth != 24) {
-        end();
+        takePixel();
         return;
     }
     if (host->id != host_)
         place(*host);
     if (!pixel_ || !locate()) {
-        end();
+        takePixel();
         return;
     }
     if (litAt_ && isOnScreen()) {
@@ -81,7 +81,8 @@ void PaintProof::advance(const CapturedWindow* host, std::span<const CapturedWin
         if (!pixel_ || !locate())
             return;
     }
-    light(panels, now);
+    reportDrawn(panels);
+    light(now);
 }
 
 void PaintProof::follow(const WindowList& windows)
@@ -93,16 +94,39 @@ void PaintProof::follow(const WindowList& windows)
         return;
     hostPlace_ = (*host)->bounds();
     if (!locate())
-        end();
+        takePixel();
 }
 
 void PaintProof::end()
+{
+    takePixel();
+    drawn_.clear();
+}
+
+void PaintProof::takePixel()
 {
     pixel_.reset();
     host_ = XCB_NONE;
     litAt_.reset();
     seenLitAt_.reset();
     places_.clear();
+}
+
+void PaintProof::addDrawn(xcb_window_t window, const PixelRegion& region, Clock::time_point now)
+{
+    drawn_.push_back({window, region, now});
+}
+
+// Before the light, so that the next one is behind both.
+void PaintProof::reportDrawn(std::span<const CapturedWindow* const> panels)
+{
+    std::erase_if(drawn_, [this](const Drawn& drawn) { return drawn.at < proven_; });
+    if (!isDamageMissed_)
+        return;
+    for (const CapturedWindow* const panel : panels)
+        reportDamage(connection_, panel->id, PixelRegion(0, 0, panel->width, panel->height));
+    for (const Drawn& drawn : drawn_)
+        reportDamage(connection_, drawn.window, drawn.region);
 }
 
 PixelRegion PaintProof::reach() const
@@ -118,7 +142,7 @@ PixelRegion PaintProof::reach() const
 // resized the pixel stays on the screen where it is, as what the panel shows does.
 void PaintProof::place(const CapturedWindow& host)
 {
-    end();
+    takePixel();
     std::vector<PixelRect> rects = host.painted->rects();
     std::sort(rects.begin(), rects.end(),
               [](const PixelRect& first, const PixelRect& second) { return first.area() > second.area(); });
@@ -152,17 +176,13 @@ std::optional<PaintProof::Color> PaintProof::colorIn(xcb_drawable_t drawable, Pi
     return pixelOf(image.get());
 }
 
-void PaintProof::light(std::span<const CapturedWindow* const> panels, Clock::time_point now)
+void PaintProof::light(Clock::time_point now)
 {
     code_ = static_cast<unsigned>((code_ + 1) % codes.size());
     const std::uint32_t color = base_ ^ codes[code_];
     xcb_connection_t* const raw = connection_.get();
     mayFail(raw, xcb_change_window_attributes_checked(raw, pixel_.get(), XCB_CW_BACK_PIXEL, &color));
     mayFail(raw, xcb_clear_area_checked(raw, 0, pixel_.get(), 0, 0, 0, 0));
-    if (isDamageMissed_) {
-        for (const CapturedWindow* const panel : panels)
-            reportDamage(connection_, panel->id, PixelRegion(0, 0, panel->width, panel->height));
-    }
     connection_.flush();
     litAt_ = now;
     toldAt_ = now;

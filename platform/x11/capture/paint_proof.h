@@ -18,9 +18,9 @@ namespace nimbrale::x11 {
 /// it has painted a pixel that was lit after a window had moved because of that light, it shows the window where it
 /// moved to as well. It may also have painted the place for something that happened before, and found the light already
 /// there: so a light counts when the next one, lit after it was seen, is seen too. One that misses damage may have
-/// painted both and nothing of what happened before, so it is told with each light that all of the panels was drawn.
-/// The pixel is one of a panel of this process, in which it differs so little that nobody sees it. Thread of its
-/// connection only.
+/// painted both and nothing of what happened before, so it is told before each light that all of the panels was drawn,
+/// and what else must be shown. The pixel is one of a panel of this process, in which it differs so little that nobody
+/// sees it. Thread of its connection only.
 class PaintProof {
 public:
     using Clock = std::chrono::steady_clock;
@@ -42,6 +42,9 @@ public:
     /// proven. `host` is the panel that it may be in, null for none, `panels` are all. Waits for the server.
     void advance(const CapturedWindow* host, std::span<const CapturedWindow* const> panels, Clock::time_point required,
                  Clock::time_point now);
+    /// What happened until `now` counts as shown only with that `region` of a window of another program, in the
+    /// window's own pixels.
+    void addDrawn(xcb_window_t window, const PixelRegion& region, Clock::time_point now);
     /// To be called before `reach`, with all windows: a panel that has moved has taken the pixel along. Waits for the
     /// server where that is so.
     void follow(const WindowList& windows);
@@ -55,10 +58,17 @@ public:
 
 private:
     using Color = std::uint32_t;
+    struct Drawn {
+        xcb_window_t window = XCB_NONE;
+        PixelRegion region;
+        Clock::time_point at;
+    };
 
     void place(const CapturedWindow& host);
     [[nodiscard]] std::optional<Color> colorIn(xcb_drawable_t drawable, PixelPoint point) const;
-    void light(std::span<const CapturedWindow* const> panels, Clock::time_point now);
+    void takePixel();
+    void reportDrawn(std::span<const CapturedWindow* const> panels);
+    void light(Clock::time_point now);
     /// Asks where the pixel is now; false when it is gone with its panel.
     [[nodiscard]] bool locate();
     [[nodiscard]] bool isOnScreen() const;
@@ -83,6 +93,8 @@ private:
     /// When the light before was lit, if it was seen.
     std::optional<Clock::time_point> seenLitAt_;
     Clock::time_point proven_;
+    /// By others, and not proven to be shown.
+    std::vector<Drawn> drawn_;
 };
 
 } // namespace nimbrale::x11
