@@ -293,7 +293,6 @@ INSTANTIATE_TEST_SUITE_P(
         Surroundings{"XvncMutter", Server::xvnc, WindowManager::mutter, Compositor::windowManagersOwn},
         Surroundings{"XvncMarco", Server::xvnc, WindowManager::marco, Compositor::none},
         Surroundings{"XvncMarcoCompositing", Server::xvnc, WindowManager::marco, Compositor::windowManagersOwn},
-        Surroundings{"XvncMutter", Server::xvnc, WindowManager::mutter, Compositor::windowManagersOwn},
         Surroundings{"DummyAlone", Server::xorgDummy, WindowManager::none, Compositor::none},
         Surroundings{"DummyOpenbox", Server::xorgDummy, WindowManager::openbox, Compositor::none},
         Surroundings{"DummyPicom", Server::xorgDummy, WindowManager::openbox, Compositor::picom},
