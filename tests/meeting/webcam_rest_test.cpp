@@ -7,6 +7,7 @@
 #include <fstream>
 #include <iostream>
 #include <span>
+#include <xcb/composite.h>
 #include <xcb/damage.h>
 #include <xcb/xcb.h>
 
@@ -24,17 +25,12 @@ public:
     {
         const Reply<xcb_damage_query_version_reply_t> version(
             xcb_damage_query_version_reply(connection_, xcb_damage_query_version(connection_, 1, 1), nullptr));
-        const Reply<xcb_query_tree_reply_t> tree(
-            xcb_query_tree_reply(connection_, xcb_query_tree(connection_, desktop.screen().root), nullptr));
-        for (const xcb_window_t window :
-             std::span(xcb_query_tree_children(tree.get()), static_cast<std::size_t>(tree->children_len))) {
-            const Reply<xcb_get_geometry_reply_t> geometry(
-                xcb_get_geometry_reply(connection_, xcb_get_geometry(connection_, window), nullptr));
-            const Reply<xcb_get_window_attributes_reply_t> attributes(
-                xcb_get_window_attributes_reply(connection_, xcb_get_window_attributes(connection_, window), nullptr));
-            if (geometry && attributes && attributes->map_state == XCB_MAP_STATE_VIEWABLE &&
-                QRect(geometry->x, geometry->y, geometry->width, geometry->height) == place)
-                window_ = window;
+        find(desktop.screen().root, place);
+        if (desktop.isComposited()) {
+            // Some compositing managers have it in the window that they draw into.
+            const Reply<xcb_composite_get_overlay_window_reply_t> overlay(xcb_composite_get_overlay_window_reply(
+                connection_, xcb_composite_get_overlay_window(connection_, desktop.screen().root), nullptr));
+            find(overlay->overlay_win, place);
         }
         xcb_damage_create(connection_, xcb_generate_id(connection_), window_, XCB_DAMAGE_REPORT_LEVEL_RAW_RECTANGLES);
         static_cast<void>(take());
@@ -67,6 +63,22 @@ public:
     }
 
 private:
+    void find(xcb_window_t parent, const QRect& place)
+    {
+        const Reply<xcb_query_tree_reply_t> tree(
+            xcb_query_tree_reply(connection_, xcb_query_tree(connection_, parent), nullptr));
+        for (const xcb_window_t window :
+             std::span(xcb_query_tree_children(tree.get()), static_cast<std::size_t>(tree->children_len))) {
+            const Reply<xcb_get_geometry_reply_t> geometry(
+                xcb_get_geometry_reply(connection_, xcb_get_geometry(connection_, window), nullptr));
+            const Reply<xcb_get_window_attributes_reply_t> attributes(
+                xcb_get_window_attributes_reply(connection_, xcb_get_window_attributes(connection_, window), nullptr));
+            if (geometry && attributes && attributes->map_state == XCB_MAP_STATE_VIEWABLE &&
+                QRect(geometry->x, geometry->y, geometry->width, geometry->height) == place)
+                window_ = window;
+        }
+    }
+
     xcb_connection_t* connection_;
     xcb_window_t window_ = XCB_WINDOW_NONE;
 };
