@@ -185,6 +185,29 @@ TEST_F(NimbraleAppTest, SettingsOfferEveryDisplayOfTheUsersAsTheyComeAndGo)
     EXPECT_EQ(offered(), before + 1) << "the frame is never put on the own one";
 }
 
+TEST_F(NimbraleAppTest, SettingsOfferCamerasAndMicrophonesAsTheyComeAndGo)
+{
+    app_->applicationWasReopened(std::nullopt);
+    const auto offered = [](const char* picker) {
+        QApplication::processEvents();
+        for (const QComboBox* box : settingsWindow()->findChildren<QComboBox*>()) {
+            if (box->accessibleName() == picker)
+                return box->count();
+        }
+        return -1;
+    };
+    const int cameras = offered("Camera");
+    platform_.cameras().plugIn({"desk", "Desk camera"});
+    EXPECT_EQ(offered("Camera"), cameras + 1);
+    platform_.cameras().unplug("desk");
+    EXPECT_EQ(offered("Camera"), cameras);
+    const int microphones = offered("Microphone");
+    platform_.microphones().plugIn({"desk", "Desk microphone"});
+    EXPECT_EQ(offered("Microphone"), microphones + 1);
+    platform_.microphones().unplug("desk");
+    EXPECT_EQ(offered("Microphone"), microphones);
+}
+
 TEST_F(NimbraleAppTest, FrameIsYellowUnlessATestWantsAnotherColor)
 {
     showFrame();

@@ -76,6 +76,19 @@ TEST_F(RecordingControlTest, TheFrameShowsTheTimeEveryHalfSecond)
     EXPECT_FALSE(timeOnFrame());
 }
 
+TEST_F(RecordingControlTest, OnceItHasEndedNothingWakesForItsTime)
+{
+    launch();
+    queue().advance(10s);
+    const std::size_t before = queue().pendingTimers();
+    startRecording();
+    EXPECT_GT(queue().pendingTimers(), before) << "the control: while it runs something does";
+    pressRecord();
+    capture().stream().completeStop();
+    finishMovie();
+    EXPECT_EQ(queue().pendingTimers(), before);
+}
+
 TEST_F(RecordingControlTest, WhileBusyTheButtonDoesNothing)
 {
     launch();
