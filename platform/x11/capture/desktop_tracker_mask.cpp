@@ -119,15 +119,12 @@ void DesktopTracker::proveMasks(Clock::time_point now)
     if (now - proofAsked_ < PaintProof::interval)
         return;
     proofAsked_ = now;
-    const CapturedWindow* host = nullptr;
     std::vector<const CapturedWindow*> panels;
     for (const CapturedWindow* const window : stack_->windows()) {
-        if (window->owner.isOwn && window->painted && !window->painted->isEmpty() && window->coversRoot()) {
-            host = window;
+        if (window->owner.isOwn && window->painted && !window->painted->isEmpty() && window->coversRoot())
             panels.push_back(window);
-        }
     }
-    proof_.advance(host, panels, *required, now);
+    proof_.advance(panels, *required, now);
 }
 
 void DesktopTracker::composeMasked(const Drawing& drawing, const CompositionTarget& target, const PixelRegion& region,

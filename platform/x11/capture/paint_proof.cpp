@@ -45,9 +45,10 @@ xcb_get_image_cookie_t askForPixel(xcb_connection_t* connection, xcb_drawable_t 
 
 } // namespace
 
-void PaintProof::advance(const CapturedWindow* host, std::span<const CapturedWindow* const> panels,
-                         Clock::time_point required, Clock::time_point now)
+void PaintProof::advance(std::span<const CapturedWindow* const> panels, Clock::time_point required,
+                         Clock::time_point now)
 {
+    const CapturedWindow* const host = panels.empty() ? nullptr : panels.back();
     if (!host || !host->painted || connection_.screen().root_depth != 24) {
         takePixel();
         return;

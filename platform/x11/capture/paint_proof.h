@@ -39,9 +39,8 @@ public:
     PaintProof& operator=(const PaintProof&) = delete;
 
     /// Looks whether the pixel is on the screen, and lights the next one where what happened until `required` is not
-    /// proven. `host` is the panel that it may be in, null for none, `panels` are all. Waits for the server.
-    void advance(const CapturedWindow* host, std::span<const CapturedWindow* const> panels, Clock::time_point required,
-                 Clock::time_point now);
+    /// proven. `panels` are all panels, bottom to top: the pixel may be in the topmost. Waits for the server.
+    void advance(std::span<const CapturedWindow* const> panels, Clock::time_point required, Clock::time_point now);
     /// What happened until `now` counts as shown only with that `region` of a window of another program, in the
     /// window's own pixels.
     void addDrawn(xcb_window_t window, const PixelRegion& region, Clock::time_point now);
