@@ -1,14 +1,13 @@
 // The pixel by which it is found out how far a compositing manager has got.
 
 #include "platform/x11/capture/paint_proof.h"
-#include "platform/x11/server/owned_id.h"
+#include "tests/desktop/named_manager.h"
 #include "tests/desktop/paint_watch.h"
 #include "tests/support/requirements.h"
 
 #include <gtest/gtest.h>
 #include <memory>
 #include <optional>
-#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -53,22 +52,6 @@ protected:
         xcb_map_window(connection->get(), window);
         connection->synchronize();
         return window;
-    }
-
-    /// As a window manager that goes by that name, for as long as the window is there.
-    x11::OwnedWindow nameManager(std::string_view name)
-    {
-        xcb_connection_t* const raw = connection->get();
-        x11::OwnedWindow manager(*connection, connection->newId());
-        xcb_create_window(raw, XCB_COPY_FROM_PARENT, manager.get(), connection->root(), -1, -1, 1, 1, 0,
-                          XCB_WINDOW_CLASS_INPUT_ONLY, XCB_COPY_FROM_PARENT, 0, nullptr);
-        const xcb_window_t id = manager.get();
-        xcb_change_property(raw, XCB_PROP_MODE_REPLACE, connection->root(),
-                            connection->atom("_NET_SUPPORTING_WM_CHECK"), XCB_ATOM_WINDOW, 32, 1, &id);
-        xcb_change_property(raw, XCB_PROP_MODE_REPLACE, id, connection->atom("_NET_WM_NAME"),
-                            connection->atom("UTF8_STRING"), 8, std::uint32_t(name.size()), name.data());
-        connection->synchronize();
-        return manager;
     }
 
     void advance(std::chrono::milliseconds sinceStart)
@@ -122,7 +105,7 @@ TEST_F(X11PaintProofTest, OneThatMissesDamageIsToldWithEachLightThatAllPanelsWer
     EXPECT_FALSE(watch.takePainted()) << "the control: there is no such manager";
     proof->end();
 
-    const x11::OwnedWindow manager = nameManager("Mutter");
+    const x11::OwnedWindow manager = nameManager(*connection, "Mutter");
     advance(10ms);
     EXPECT_TRUE(watch.takePainted());
     advance(20ms);
@@ -132,7 +115,7 @@ TEST_F(X11PaintProofTest, OneThatMissesDamageIsToldWithEachLightThatAllPanelsWer
 TEST_F(X11PaintProofTest, WhatOthersDrewIsToldWithEachLightUntilItIsProven)
 {
     const xcb_window_t other = addWindow(yellow, beside);
-    const x11::OwnedWindow manager = nameManager("Mutter");
+    const x11::OwnedWindow manager = nameManager(*connection, "Mutter");
     PaintWatch watch(std::move(*x11::Connection::open(desktop->displayName())), QRect(0, 0, 5, 5), other);
     proof->addDrawn(other, x11::PixelRegion(0, 0, 5, 5), start);
     const auto isTold = [&](std::chrono::milliseconds sinceStart) {
