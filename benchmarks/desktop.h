@@ -1,6 +1,7 @@
 #pragma once
 
 #include "tests/support/private_desktop.h"
+#include "tests/support/shown_windows.h"
 
 #include <QRect>
 #include <QSize>
@@ -10,6 +11,9 @@
 #include <string>
 
 namespace nimbrale::benchmarks {
+
+using test::overlayWindowAt;
+using test::windowAt;
 
 /// What puts the windows together on the screen.
 enum class Compositing { byServer, byPicom, byMarco, byXfwm4, byKwin, byMutter };
@@ -34,13 +38,6 @@ inline constexpr std::array compositingManagers{Compositing::byPicom, Compositin
 /// when it does not move.
 [[nodiscard]] std::unique_ptr<test::Process> startPointer(test::PrivateDesktop& desktop, const QRect& area,
                                                           int movesPerSecond);
-
-/// The topmost child of the root that a program made and that covers a place, in root pixels, clicks let through or
-/// not; 0 when there is none.
-[[nodiscard]] std::uint32_t windowAt(const test::PrivateDesktop& desktop, const QPoint& place);
-/// Like `windowAt`, but of the composite overlay window, which lies above the root's children: 0 where no compositing
-/// manager draws into one.
-[[nodiscard]] std::uint32_t overlayWindowAt(const test::PrivateDesktop& desktop, const QPoint& place);
 
 inline constexpr QSize fullHd{1920, 1080};
 inline constexpr QSize ultraHd{3840, 2160};

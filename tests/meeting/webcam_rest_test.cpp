@@ -1,13 +1,12 @@
 // A webcam that moves over a still screen: of the shared picture only its rectangle is drawn, and nothing is captured.
 
 #include "tests/meeting/webcam_journey.h"
+#include "tests/support/shown_windows.h"
 #include "tests/support/x_reply.h"
 
 #include <filesystem>
 #include <fstream>
 #include <iostream>
-#include <span>
-#include <xcb/composite.h>
 #include <xcb/damage.h>
 #include <xcb/xcb.h>
 
@@ -17,7 +16,7 @@ namespace {
 constexpr QRect box(20, 30, 320, 180);
 constexpr Milliseconds watched{2000};
 
-/// What is drawn into the window that lies exactly at a place of the screen.
+/// What is drawn into the window that is shown at a place of the screen.
 class DrawnArea {
 public:
     DrawnArea(const PrivateDesktop& desktop, const QRect& place)
@@ -25,14 +24,11 @@ public:
     {
         const Reply<xcb_damage_query_version_reply_t> version(
             xcb_damage_query_version_reply(connection_, xcb_damage_query_version(connection_, 1, 1), nullptr));
-        find(desktop.screen().root, place);
-        if (desktop.isComposited()) {
-            // Some compositing managers have it in the window that they draw into.
-            const Reply<xcb_composite_get_overlay_window_reply_t> overlay(xcb_composite_get_overlay_window_reply(
-                connection_, xcb_composite_get_overlay_window(connection_, desktop.screen().root), nullptr));
-            find(overlay->overlay_win, place);
-        }
-        xcb_damage_create(connection_, xcb_generate_id(connection_), window_, XCB_DAMAGE_REPORT_LEVEL_RAW_RECTANGLES);
+        // Some compositing managers have it in the window that they draw into.
+        xcb_window_t window = overlayWindowAt(desktop, place.center());
+        if (window == XCB_WINDOW_NONE)
+            window = windowAt(desktop, place.center());
+        xcb_damage_create(connection_, xcb_generate_id(connection_), window, XCB_DAMAGE_REPORT_LEVEL_RAW_RECTANGLES);
         static_cast<void>(take());
     }
     ~DrawnArea() { xcb_disconnect(connection_); }
@@ -63,24 +59,7 @@ public:
     }
 
 private:
-    void find(xcb_window_t parent, const QRect& place)
-    {
-        const Reply<xcb_query_tree_reply_t> tree(
-            xcb_query_tree_reply(connection_, xcb_query_tree(connection_, parent), nullptr));
-        for (const xcb_window_t window :
-             std::span(xcb_query_tree_children(tree.get()), static_cast<std::size_t>(tree->children_len))) {
-            const Reply<xcb_get_geometry_reply_t> geometry(
-                xcb_get_geometry_reply(connection_, xcb_get_geometry(connection_, window), nullptr));
-            const Reply<xcb_get_window_attributes_reply_t> attributes(
-                xcb_get_window_attributes_reply(connection_, xcb_get_window_attributes(connection_, window), nullptr));
-            if (geometry && attributes && attributes->map_state == XCB_MAP_STATE_VIEWABLE &&
-                QRect(geometry->x, geometry->y, geometry->width, geometry->height) == place)
-                window_ = window;
-        }
-    }
-
     xcb_connection_t* connection_;
-    xcb_window_t window_ = XCB_WINDOW_NONE;
 };
 
 class WebcamRest : public WebcamJourney, public testing::WithParamInterface<WebcamSurroundings> {
