@@ -137,12 +137,16 @@ TEST_P(X11MaskGapsTest, AnOwnWindowThatComesAndGoesWithItsWorkspaceIsInNoPicture
         return captured->pumpUntil([&] { return (ownPixels(desktop->screenshot(place)) > 1000) == isWanted; }, 5000);
     };
     ASSERT_TRUE(isShown(true));
+    // On all workspaces, as the frame is.
+    (void)makePanel({550, 400});
     captured->settle();
     watch.watch(*captured);
     for (std::uint32_t round = 0; round < 4; ++round) {
         requests.switchToWorkspace(round % 2 == 0 ? 1 : 0);
         EXPECT_TRUE(isShown(round % 2 != 0)) << "the control";
+        const int pictures = watch.pictures();
         captured->pumpFor(Milliseconds{1000});
+        EXPECT_TRUE(captured->pumpUntil([&] { return watch.pictures() > pictures; }, 5000)) << "it goes on";
     }
     captured->onFrame = nullptr;
     watch.expectNoneFound(4);

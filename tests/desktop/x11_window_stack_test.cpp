@@ -3,6 +3,7 @@
 #include "platform/x11/capture/window_stack.h"
 #include "platform/x11/server/handles.h"
 #include "tests/support/requirements.h"
+#include "tests/support/scene.h"
 
 #include <gtest/gtest.h>
 #include <memory>
@@ -144,6 +145,34 @@ TEST_F(X11WindowStackTest, WhereAPanelWasBeforeItIsLookedAtIsToldWithWhatItIs)
     untold -= told;
     EXPECT_TRUE(untold.isEmpty());
     EXPECT_EQ(stack->find(panel)->reachLately(), PixelRegion(300, 200, 60, 5)) << "now whoever listens holds it";
+}
+
+// A busy window manager maps its frame long before it says that it manages what is in there.
+TEST_F(X11WindowStackTest, AnOwnWindowThatIsHiddenInAFrameIsToldOfHoweverLateItWasCalledManaged)
+{
+    const std::unique_ptr<Scene> manager = Scene::start(*desktop);
+    ASSERT_TRUE(manager);
+    manager->add("frame", {.geometry = {300, 200, 80, 60}});
+    xcb_reparent_window(panels->get(), panel, manager->identifier("frame"), 10, 10);
+    panels->synchronize();
+    stack->setCompositing(x11::Compositing::running);
+    handleEvents();
+    stack->classifyNew();
+    stack->classifyNew();
+    ASSERT_TRUE(stack->find(manager->identifier("frame"))->owner.isOwn);
+    int hidings = 0;
+    stack->onHiding = [&](const x11::CapturedWindow& window) { hidings += window.owner.isOwn ? 1 : 0; };
+
+    const std::uint32_t normal[] = {1, XCB_NONE};
+    const xcb_atom_t managed = panels->atom("WM_STATE");
+    xcb_change_property(panels->get(), XCB_PROP_MODE_REPLACE, panel, managed, managed, 32, 2, normal);
+    const xcb_atom_t hidden = panels->atom("_NET_WM_STATE_HIDDEN");
+    xcb_change_property(panels->get(), XCB_PROP_MODE_REPLACE, panel, panels->atom("_NET_WM_STATE"), XCB_ATOM_ATOM, 32,
+                        1, &hidden);
+    panels->synchronize();
+    handleEvents();
+    stack->classifyNew();
+    EXPECT_EQ(hidings, 1);
 }
 
 } // namespace

@@ -47,16 +47,16 @@ void ChangeCollector::setMasked(bool isMasked)
     addAll();
 }
 
-void ChangeCollector::freeze(Clock::time_point now, std::chrono::milliseconds time, std::chrono::milliseconds patience)
+void ChangeCollector::freeze(Clock::time_point now, const HeldPlaces::Hold& hold)
 {
-    freeze_.add(ScreenMask::everything(), now, time, patience);
+    freeze_.add(ScreenMask::everything(), now, hold);
     addAll();
 }
 
 void ChangeCollector::addHiding(const CapturedWindow& window, Clock::time_point now)
 {
     if (isMasked_ && !isIncluded(window))
-        freeze(now, longestFade, longestLag);
+        freeze(now, throughFade);
 }
 
 std::optional<ChangeCollector::Clock::time_point> ChangeCollector::nextRelease() const
@@ -66,9 +66,9 @@ std::optional<ChangeCollector::Clock::time_point> ChangeCollector::nextRelease()
     return mask && whole ? std::min(mask, whole) : std::max(mask, whole);
 }
 
-std::optional<ChangeCollector::Clock::time_point> ChangeCollector::requiredProof() const
+std::optional<ChangeCollector::Clock::time_point> ChangeCollector::requiredProof(Clock::time_point now) const
 {
-    return std::max(mask_.requiredProof(), freeze_.lastLeft());
+    return std::max(mask_.requiredProof(now), freeze_.requiredProof(now));
 }
 
 void ChangeCollector::updateMask(const WindowList& windows, const PixelRegion& marks, Clock::time_point now,
@@ -101,7 +101,7 @@ void ChangeCollector::updateMask(const WindowList& windows, const PixelRegion& m
     PixelRegion newlyCovered(covered);
     newlyCovered -= covered_;
     if (!newlyCovered.isEmpty())
-        mask_.hold(newlyCovered, now, longestFade);
+        mask_.hold(newlyCovered, now, throughFade);
     covered_ = covered;
     holdMarks(current, marks, now);
     current |= marks;
@@ -118,7 +118,7 @@ void ChangeCollector::holdMarks(const PixelRegion& current, const PixelRegion& m
     gone -= marks;
     gone -= current;
     if (!gone.isEmpty())
-        mask_.hold(gone, now, longestLag);
+        mask_.hold(gone, now, {});
 }
 
 // Each window is on the screen as soon as it is heard of, and hides what is below.
@@ -150,7 +150,7 @@ void ChangeCollector::followMemory(const CapturedWindow& window, WindowChange ch
     leftOut_ |= carried;
     // Where the window was, a compositing manager may show it for a while.
     if (isMasked_)
-        mask_.hold(carried, now, lagAfter(change));
+        mask_.hold(carried, now, holdAfter(change));
     else
         add(carried);
     if (change == WindowChange::settled || change == WindowChange::vanished)
@@ -164,7 +164,7 @@ void ChangeCollector::addWindow(const CapturedWindow& window, WindowChange chang
         return;
     if (window.needsClassification) {
         if (isMasked_ && change == WindowChange::vanished)
-            mask_.hold(window.reachLately(), now, lagAfter(change));
+            mask_.hold(window.reachLately(), now, holdAfter(change));
         return;
     }
     if (!isIncluded(window)) {
@@ -193,7 +193,7 @@ void ChangeCollector::followLeftOut(const CapturedWindow& window, WindowChange c
     mask_.hold(window.unknownPlaces);
     // The trail of one that has vanished is not known any more.
     const bool isGone = change == WindowChange::vanished;
-    mask_.hold(isGone ? window.reachLately() : window.reach(), now, lagAfter(change));
+    mask_.hold(isGone ? window.reachLately() : window.reach(), now, holdAfter(change));
 }
 
 void ChangeCollector::addBackground()

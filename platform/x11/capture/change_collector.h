@@ -23,11 +23,12 @@ public:
     /// For how long a compositing manager may still show a window where it was; some fade out what has vanished.
     static constexpr std::chrono::milliseconds longestLag = HeldPlaces::longestLag;
     static constexpr std::chrono::milliseconds longestFade{500};
+    static constexpr HeldPlaces::Hold throughFade{.time = longestFade, .fade = longestFade};
 
     /// For how long a compositing manager may show a window as it was before that.
-    [[nodiscard]] static std::chrono::milliseconds lagAfter(WindowChange change)
+    [[nodiscard]] static HeldPlaces::Hold holdAfter(WindowChange change)
     {
-        return change == WindowChange::vanished ? longestFade : longestLag;
+        return change == WindowChange::vanished ? throughFade : HeldPlaces::Hold{};
     }
 
     /// `isIncluded`: whether the stream shows a window at all.
@@ -43,9 +44,8 @@ public:
     /// below the mask, goes what was seen last, and what windows there tell of. Everything is drawn anew.
     void setMasked(bool isMasked);
     [[nodiscard]] bool isMasked() const { return isMasked_; }
-    /// The screen may show anything for that time, and as long as it is not proven that it was painted anew, but no
-    /// longer than `patience`. No frame is drawn meanwhile, and the next one is drawn whole.
-    void freeze(Clock::time_point now, std::chrono::milliseconds time, std::chrono::milliseconds patience);
+    /// The screen may show anything for that long. No frame is drawn meanwhile, and the next one is drawn whole.
+    void freeze(Clock::time_point now, const HeldPlaces::Hold& hold);
     /// The window manager hides `window`, or shows it again. Until it is there or gone, a compositing manager may show
     /// it anywhere: some slide a whole workspace across the screen.
     void addHiding(const CapturedWindow& window, Clock::time_point now);
@@ -53,8 +53,9 @@ public:
     /// When a place or the whole picture may be let go of next; absent while nothing is held. Past where a proof is
     /// waited for.
     [[nodiscard]] std::optional<Clock::time_point> nextRelease() const;
-    /// Until when the screen has to be proven to show all that was heard of; absent where nothing is held.
-    [[nodiscard]] std::optional<Clock::time_point> requiredProof() const;
+    /// Until when the screen has to be proven, at `now`, to show all that was heard of; absent where nothing waits for
+    /// that.
+    [[nodiscard]] std::optional<Clock::time_point> requiredProof(Clock::time_point now) const;
     [[nodiscard]] ScreenMask& mask() { return mask_; }
     [[nodiscard]] const ScreenMask& mask() const { return mask_; }
     /// Finds out what of the screen is not to be in a frame, which is the mask of frames that are copied from it, when

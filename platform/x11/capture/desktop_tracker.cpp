@@ -202,7 +202,7 @@ void DesktopTracker::handleBackgroundChange(const xcb_generic_event_t& event)
     for (ChangeCollector* const changes : collectors_) {
         changes->addBackground();
         if (isResized && changes->isMasked())
-            changes->freeze(Clock::now(), ChangeCollector::longestLag, ChangeCollector::longestLag);
+            changes->freeze(Clock::now(), {.patience = ChangeCollector::longestLag});
     }
 }
 

@@ -23,7 +23,7 @@ void DesktopTracker::chooseMask(ChangeCollector& changes, std::chrono::milliseco
     changes.setMasked(isMasked);
     if (!isMasked)
         return;
-    changes.freeze(Clock::now(), time, std::chrono::milliseconds(0));
+    changes.freeze(Clock::now(), {.time = time, .patience = std::chrono::milliseconds(0)});
     changes.mask().hold(leftOutPlaces_);
 }
 
@@ -31,7 +31,7 @@ void DesktopTracker::noteLeftOut(const CapturedWindow& window, WindowChange chan
 {
     leftOutChange_ = now;
     if (compositing_ == Compositing::running)
-        leftOutPlaces_.add(window.reachLately(), now, ChangeCollector::lagAfter(change));
+        leftOutPlaces_.add(window.reachLately(), now, ChangeCollector::holdAfter(change));
 }
 
 void DesktopTracker::updateCompositor()
@@ -111,7 +111,7 @@ void DesktopTracker::proveMasks(Clock::time_point now)
 {
     std::optional<Clock::time_point> required;
     for (const ChangeCollector* const changes : collectors_)
-        required = std::max(required, changes->requiredProof());
+        required = std::max(required, changes->requiredProof(now));
     if (!required) {
         proof_.end();
         return;

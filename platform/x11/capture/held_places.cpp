@@ -4,11 +4,11 @@
 
 namespace nimbrale::x11 {
 
-void HeldPlaces::add(const PixelRegion& place, Clock::time_point now, std::chrono::milliseconds time,
-                     std::chrono::milliseconds patience)
+void HeldPlaces::add(const PixelRegion& place, Clock::time_point now, const Hold& hold)
 {
-    if (!place.isEmpty())
-        add({place, now, now + time, now + time + patience});
+    if (place.isEmpty())
+        return;
+    add({place, now, now + hold.time, now + hold.time + hold.patience, hold});
 }
 
 void HeldPlaces::add(const HeldPlaces& other)
@@ -20,8 +20,9 @@ void HeldPlaces::add(const HeldPlaces& other)
 void HeldPlaces::add(const Place& place)
 {
     // A window tells of many changes in a row without leaving its place.
-    const auto known =
-        std::find_if(places_.begin(), places_.end(), [&](const Place& each) { return each.region == place.region; });
+    const auto known = std::find_if(places_.begin(), places_.end(), [&](const Place& each) {
+        return each.isFading() == place.isFading() && each.region == place.region;
+    });
     if (known != places_.end()) {
         known->left = std::max(known->left, place.left);
         known->until = std::max(known->until, place.until);
@@ -32,10 +33,22 @@ void HeldPlaces::add(const Place& place)
     region_ |= place.region;
 }
 
+void HeldPlaces::beginFades(Clock::time_point now, Clock::time_point proven)
+{
+    for (Place& place : places_) {
+        if (!place.isFading() || place.left > proven)
+            continue;
+        place.left = place.until = now + place.fading.fade;
+        place.untilUnproven = place.until + place.fading.patience;
+        place.fading = {};
+    }
+}
+
 void HeldPlaces::release(Clock::time_point now, Clock::time_point proven)
 {
+    beginFades(now, proven);
     const auto isDue = [&](const Place& place) {
-        return now >= place.until && (place.left <= proven || now >= place.untilUnproven);
+        return now >= place.untilUnproven || (!place.isFading() && now >= place.until && place.left <= proven);
     };
     if (std::erase_if(places_, isDue) == 0)
         return;
@@ -53,20 +66,24 @@ std::vector<PixelRect> HeldPlaces::bounds() const
     return result;
 }
 
-std::optional<HeldPlaces::Clock::time_point> HeldPlaces::lastLeft() const
+std::optional<HeldPlaces::Clock::time_point> HeldPlaces::requiredProof(Clock::time_point now) const
 {
-    const auto last = std::max_element(places_.begin(), places_.end(), [](const Place& first, const Place& second) {
-        return first.left < second.left;
-    });
-    return last == places_.end() ? std::nullopt : std::optional(last->left);
+    std::optional<Clock::time_point> last;
+    for (const Place& place : places_) {
+        if (place.left <= now)
+            last = std::max(last, std::optional(place.left));
+    }
+    return last;
 }
 
 std::optional<HeldPlaces::Clock::time_point> HeldPlaces::nextRelease() const
 {
-    const auto next = std::min_element(places_.begin(), places_.end(), [](const Place& first, const Place& second) {
-        return first.until < second.until;
-    });
-    return next == places_.end() ? std::nullopt : std::optional(next->until);
+    std::optional<Clock::time_point> next;
+    for (const Place& place : places_) {
+        const Clock::time_point due = place.isFading() ? place.left : place.until;
+        next = std::min(next.value_or(due), due);
+    }
+    return next;
 }
 
 } // namespace nimbrale::x11

@@ -19,9 +19,20 @@ public:
     /// Beyond its time a place is not held for longer than this without a proof.
     static constexpr std::chrono::milliseconds longestPatience{2000};
 
+    /// How long a place is held.
+    struct Hold {
+        /// From when it was left.
+        std::chrono::milliseconds time = longestLag;
+        /// Beyond that, while it is not proven that it was left.
+        std::chrono::milliseconds patience = longestPatience;
+        /// From when that is proven, and until what the screen shows then is proven as well: what a compositing manager
+        /// fades or slides out begins when it hears of it, and a busy one shows the end of it late. It is waited for
+        /// from the moment in which the place was left.
+        std::chrono::milliseconds fade{0};
+    };
+
     /// `place` was left when it was `now`.
-    void add(const PixelRegion& place, Clock::time_point now, std::chrono::milliseconds time,
-             std::chrono::milliseconds patience = longestPatience);
+    void add(const PixelRegion& place, Clock::time_point now, const Hold& hold);
     /// What `other` holds is held as long as there.
     void add(const HeldPlaces& other);
     /// Lets go of what is due. What was left by `proven` has been left.
@@ -32,8 +43,8 @@ public:
     [[nodiscard]] std::vector<PixelRect> bounds() const;
     /// When something may be let go of next; absent while nothing is held. Past where a proof is waited for.
     [[nodiscard]] std::optional<Clock::time_point> nextRelease() const;
-    /// When the last of them was left; absent while nothing is held.
-    [[nodiscard]] std::optional<Clock::time_point> lastLeft() const;
+    /// What has to be proven for all to be let go of as far as can be by `now`; absent for nothing.
+    [[nodiscard]] std::optional<Clock::time_point> requiredProof(Clock::time_point now) const;
 
 private:
     struct Place {
@@ -41,9 +52,15 @@ private:
         Clock::time_point left;
         Clock::time_point until;
         Clock::time_point untilUnproven;
+        /// Not nothing until it is proven that the place was left.
+        Hold fading{};
+
+        [[nodiscard]] bool isFading() const { return fading.fade > std::chrono::milliseconds(0); }
     };
 
     void add(const Place& place);
+    /// Those that are proven to have been left are held for their fade from now on.
+    void beginFades(Clock::time_point now, Clock::time_point proven);
 
     std::vector<Place> places_;
     PixelRegion region_;

@@ -4,12 +4,12 @@ namespace nimbrale::x11 {
 
 void PaintTrail::leavePlace(const PixelRect& place, Clock::time_point now)
 {
-    places_.add(PixelRegion(place), now, HeldPlaces::longestLag);
+    places_.add(PixelRegion(place), now, {});
 }
 
 void PaintTrail::leavePaint(const PixelRegion& painted, Clock::time_point now)
 {
-    paints_.add(painted, now, HeldPlaces::longestLag);
+    paints_.add(painted, now, {});
 }
 
 void PaintTrail::release(Clock::time_point now, Clock::time_point proven)

@@ -39,10 +39,10 @@ public:
     /// Nothing is masked, and nothing was seen.
     void reset();
 
-    /// A window that is left out has been at this place, and a compositing manager may show it there for that time.
-    void hold(const PixelRegion& place, Clock::time_point now, std::chrono::milliseconds time)
+    /// A window that is left out has been at this place, and a compositing manager may show it there for that long.
+    void hold(const PixelRegion& place, Clock::time_point now, const HeldPlaces::Hold& hold)
     {
-        held_.add(place, now, time);
+        held_.add(place, now, hold);
     }
     /// The same of all these places, each for as long as there.
     void hold(const HeldPlaces& places) { held_.add(places); }
@@ -53,8 +53,12 @@ public:
     [[nodiscard]] const PixelRegion& region() const { return mask_; }
     /// When `update` will find that a place is not held any more; absent for never.
     [[nodiscard]] std::optional<Clock::time_point> nextRelease() const { return held_.nextRelease(); }
-    /// Until when the screen has to be proven to show all that was heard of; absent where nothing is held.
-    [[nodiscard]] std::optional<Clock::time_point> requiredProof() const { return held_.lastLeft(); }
+    /// Until when the screen has to be proven, at `now`, to show all that was heard of; absent where nothing waits for
+    /// that.
+    [[nodiscard]] std::optional<Clock::time_point> requiredProof(Clock::time_point now) const
+    {
+        return held_.requiredProof(now);
+    }
 
     /// The screen was drawn on there.
     void noteScreenDamage(const PixelRegion& damage);

@@ -147,7 +147,7 @@ void WindowClassifier::takeManagedState(const Subject& subject, const Cookies& c
     const Reply<xcb_get_property_reply_t> workspace(xcb_get_property_reply(raw, cookies.workspace, nullptr));
     // A window manager may say so later than it maps its frame. Until then another program's window in the frame is
     // taken for the client, so that it is heard.
-    const bool isForeign = subject.depth > 0 && facts.client && *facts.client != subject.window->owner.process;
+    const bool isForeign = subject.depth > 0 && facts.client && facts.client != subject.frameProcess;
     if (subject.window->managed.client != XCB_NONE || (!facts.isClient && !isForeign))
         return;
     subject.window->managed = {subject.id, containsAtom(state.get(), hiddenAtom_), firstValue(workspace.get())};
@@ -192,7 +192,8 @@ std::vector<WindowClassifier::Subject> WindowClassifier::classifyLevel(const std
             const Reply<xcb_query_tree_reply_t> tree(xcb_query_tree_reply(raw, *cookie.tree, nullptr));
             const xcb_window_t* const children = tree ? xcb_query_tree_children(tree.get()) : nullptr;
             for (int child = 0; tree && child < xcb_query_tree_children_length(tree.get()); ++child)
-                next.push_back({subject.window, children[child], subject.depth + 1});
+                next.push_back({subject.window, children[child], subject.depth + 1,
+                                subject.depth == 0 ? facts.client : subject.frameProcess});
         }
     }
     // An application's own inner windows say nothing more about it; without this a browser's or toolkit's tree of

@@ -23,6 +23,8 @@ private:
         CapturedWindow* window = nullptr;
         xcb_window_t id = XCB_NONE;
         int depth = 0;
+        /// Of the window at depth 0, which for a frame is the window manager; only deeper, and where the server tells.
+        std::optional<ProcessID> frameProcess = std::nullopt;
     };
 
     /// The questions about one window, all sent before the first answer is read.

@@ -228,7 +228,7 @@ void WindowStack::handleConfigure(const xcb_configure_notify_event_t& event)
     if (window.painted && (isMoved || isResized))
         window.trail.leavePlace(window.bounds(), Clock::now());
     if (window.needsClassification && window.isMapped && (isMoved || isResized))
-        window.unknownPlaces.add(window.reach(), Clock::now(), HeldPlaces::longestLag);
+        window.unknownPlaces.add(window.reach(), Clock::now(), {});
     window.x = event.x;
     window.y = event.y;
     window.width = event.width;

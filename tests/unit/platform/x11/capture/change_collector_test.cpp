@@ -283,9 +283,10 @@ TEST_F(ChangeCollectorTest, ofAHeldPlaceAndAFrozenPictureTheSoonerReleaseIsTheNe
     excluded.insert(panel.id);
     changes.setMasked(true);
     changes.addWindow(panel, WindowChange::vanished, start);
-    changes.freeze(start, ChangeCollector::longestFade + 50ms, 100ms);
+    changes.freeze(start, {ChangeCollector::longestFade + 50ms, 100ms});
+    changes.updateMask({}, {}, start, start);
     EXPECT_EQ(changes.nextRelease(), start + ChangeCollector::longestFade);
-    changes.updateMask({}, {}, start + ChangeCollector::longestFade, start);
+    changes.updateMask({}, {}, start + ChangeCollector::longestFade, start + ChangeCollector::longestFade);
     EXPECT_EQ(changes.nextRelease(), start + ChangeCollector::longestFade + 50ms) << "what is left of the two";
 }
 

@@ -65,6 +65,7 @@ TEST_F(MaskedChangesTest, aPanelThatVanishesMayFade)
     CapturedWindow& panel = addPanel({200, 200, 50, 50});
     changes.addWindow(panel, WindowChange::vanished, start);
     panel.isMapped = false;
+    changes.updateMask(windows, {}, start, start);
     changes.updateMask(windows, {}, start + ChangeCollector::longestFade - 1ms,
                        start + ChangeCollector::longestFade - 1ms);
     EXPECT_EQ(changes.mask().region(), PixelRegion(200, 200, 50, 50));
@@ -89,9 +90,15 @@ TEST_F(MaskedChangesTest, aWindowThatVanishedBeforeAnybodyKnewItMayFade)
     CapturedWindow& window = addWindow({200, 200, 50, 50});
     window.needsClassification = true;
     changes.addWindow(window, WindowChange::vanished, start);
-    changes.updateMask({}, {}, start + ChangeCollector::longestFade, start - 1ms);
+    constexpr auto later = start + ChangeCollector::longestFade;
+    changes.updateMask({}, {}, later, start - 1ms);
     EXPECT_EQ(changes.mask().region(), PixelRegion(136, 136, 178, 178)) << "nobody has proven that it is gone";
-    changes.updateMask({}, {}, start + ChangeCollector::longestFade, start);
+    changes.updateMask({}, {}, later, start);
+    EXPECT_EQ(changes.mask().region(), PixelRegion(136, 136, 178, 178)) << "it may fade from now on";
+    constexpr auto faded = later + ChangeCollector::longestFade;
+    changes.updateMask({}, {}, faded, faded - 1ms);
+    EXPECT_EQ(changes.mask().region(), PixelRegion(136, 136, 178, 178)) << "nobody has proven that it has faded";
+    changes.updateMask({}, {}, faded, faded);
     EXPECT_TRUE(changes.mask().region().isEmpty());
 }
 
@@ -99,7 +106,7 @@ TEST_F(MaskedChangesTest, whereAWindowWasBeforeAnybodyKnewItIsHeldIfItIsLeftOut)
 {
     const PixelRegion before(200, 200, 50, 50);
     CapturedWindow& window = addWindow({400, 300, 50, 50});
-    window.unknownPlaces.add(before, start, ChangeCollector::longestLag);
+    window.unknownPlaces.add(before, start, {});
     window.needsClassification = true;
     changes.updateMask(windows, {}, start, start);
     PixelRegion missed(before);
@@ -114,7 +121,7 @@ TEST_F(MaskedChangesTest, whereAWindowWasBeforeAnybodyKnewItIsHeldIfItIsLeftOut)
         return changes.mask().region();
     };
     EXPECT_TRUE(maskOnceItIsKnown().isEmpty()) << "it belongs in the picture";
-    window.unknownPlaces.add(before, start, ChangeCollector::longestLag);
+    window.unknownPlaces.add(before, start, {});
     window.painted = PixelRegion(0, 0, 50, 50);
     excluded.insert(window.id);
     PixelRegion both(before);
@@ -186,9 +193,15 @@ TEST_F(MaskedChangesTest, noPictureIsDrawnWhileAWindowThatIsLeftOutMayBeOnItsWay
     EXPECT_FALSE(changes.isFrozen()) << "one that is in the picture may be anywhere";
     excluded.insert(window.id);
     changes.addHiding(window, start);
-    changes.updateMask(windows, {}, start + ChangeCollector::longestFade - 1ms, start);
+    constexpr auto late = start + 2 * ChangeCollector::longestFade;
+    changes.updateMask(windows, {}, late - 1ms, start - 1ms);
+    EXPECT_TRUE(changes.isFrozen()) << "a busy compositing manager has not begun";
+    changes.updateMask(windows, {}, late, start);
+    changes.updateMask(windows, {}, late + ChangeCollector::longestFade - 1ms, late);
     EXPECT_TRUE(changes.isFrozen());
-    changes.updateMask(windows, {}, start + ChangeCollector::longestFade, start);
+    changes.updateMask(windows, {}, late + ChangeCollector::longestFade, late);
+    EXPECT_TRUE(changes.isFrozen()) << "nor shown the end";
+    changes.updateMask(windows, {}, late + ChangeCollector::longestFade, late + ChangeCollector::longestFade);
     EXPECT_FALSE(changes.isFrozen());
     changes.setMasked(false);
     changes.addHiding(window, start);
@@ -206,7 +219,7 @@ TEST_F(MaskedChangesTest, onlyWhatIsPaintedOfAPanelIsMasked)
 TEST_F(MaskedChangesTest, anotherCompositingManagerBeginsAnew)
 {
     addPanel({200, 200, 50, 50});
-    changes.freeze(start, 500ms, 100ms);
+    changes.freeze(start, {500ms, 100ms});
     changes.setMasked(true);
     EXPECT_TRUE(changes.mask().region().isEmpty());
     EXPECT_FALSE(changes.isFrozen());
@@ -215,9 +228,9 @@ TEST_F(MaskedChangesTest, anotherCompositingManagerBeginsAnew)
 
 TEST_F(MaskedChangesTest, aFrozenPictureIsDrawnWholeOnceTheScreenIsProvenToBePainted)
 {
-    changes.freeze(start + 10ms, 250ms, 100ms);
+    changes.freeze(start + 10ms, {250ms, 100ms});
     EXPECT_TRUE(changes.isFrozen());
-    EXPECT_EQ(changes.requiredProof(), start + 10ms);
+    EXPECT_EQ(changes.requiredProof(start + 10ms), start + 10ms);
     EXPECT_EQ(changes.nextRelease(), start + 260ms);
     changes.updateMask(windows, {}, start + 259ms, start + 10ms);
     EXPECT_TRUE(changes.isFrozen()) << "a proof does not end its time";
@@ -226,12 +239,12 @@ TEST_F(MaskedChangesTest, aFrozenPictureIsDrawnWholeOnceTheScreenIsProvenToBePai
     changes.updateMask(windows, {}, start + 260ms, start + 10ms);
     EXPECT_FALSE(changes.isFrozen());
     EXPECT_EQ(changes.take(), PixelRegion(source));
-    EXPECT_FALSE(changes.requiredProof());
+    EXPECT_FALSE(changes.requiredProof(start + 260ms));
 }
 
 TEST_F(MaskedChangesTest, aPictureIsNotFrozenForeverWithoutAProof)
 {
-    changes.freeze(start, 250ms, 100ms);
+    changes.freeze(start, {250ms, 100ms});
     changes.updateMask(windows, {}, start + 349ms, start - 1ms);
     EXPECT_TRUE(changes.isFrozen());
     changes.updateMask(windows, {}, start + 350ms, start - 1ms);
@@ -249,6 +262,9 @@ TEST_F(MaskedChangesTest, whatAWindowCoversOfOneThatIsLeftOutIsCopiedOnceTheScre
     changes.updateMask(windows, {}, later, start - 1ms);
     EXPECT_EQ(changes.mask().region(), PixelRegion(200, 200, 50, 50)) << "nobody has proven that it is not";
     changes.updateMask(windows, {}, later, start);
+    EXPECT_EQ(changes.mask().region(), PixelRegion(200, 200, 50, 50)) << "the cover may fade in";
+    constexpr auto faded = later + ChangeCollector::longestFade;
+    changes.updateMask(windows, {}, faded, faded);
     EXPECT_EQ(changes.mask().region(), PixelRegion(200, 200, 20, 50));
     EXPECT_EQ(changes.take(), PixelRegion(220, 200, 30, 50));
 }
@@ -319,9 +335,11 @@ TEST_F(MaskedChangesTest, aPanelThatWasMovedAndPaintedAnewIsMaskedWhereverItsPix
     EXPECT_EQ(changes.mask().region(), every);
 
     changes.addWindow(panel, WindowChange::vanished, start);
-    changes.updateMask({}, {}, start + ChangeCollector::longestFade - 1ms, start);
+    changes.updateMask({}, {}, start, start);
+    constexpr auto faded = start + ChangeCollector::longestFade;
+    changes.updateMask({}, {}, faded - 1ms, faded - 1ms);
     EXPECT_EQ(changes.mask().region(), every) << "its trail is held as long as itself when it has vanished";
-    changes.updateMask({}, {}, start + ChangeCollector::longestFade, start);
+    changes.updateMask({}, {}, faded, faded);
     EXPECT_TRUE(changes.mask().region().isEmpty());
 }
 

@@ -47,7 +47,7 @@ TEST_F(ProofMarksTest, oneThatWasBareIsMaskedUntilItIsProvenToBeGone)
     (void)maskWith(outside, start);
     const auto gone = start + 100ms;
     EXPECT_EQ(maskWith({}, gone), together(ofPanel, outside));
-    EXPECT_EQ(changes.requiredProof(), gone);
+    EXPECT_EQ(changes.requiredProof(gone), gone);
     const auto later = gone + ChangeCollector::longestLag;
     EXPECT_EQ(maskWith({}, later, gone - 1ms), together(ofPanel, outside));
     EXPECT_EQ(maskWith({}, later, gone), ofPanel);
@@ -57,7 +57,7 @@ TEST_F(ProofMarksTest, oneWithinItsPanelNeedsNoProofOfItsOwn)
 {
     EXPECT_EQ(maskWith(inside, start), ofPanel);
     EXPECT_EQ(maskWith({}, start + 1ms), ofPanel);
-    EXPECT_EQ(changes.requiredProof(), std::nullopt) << "or there would be proof after proof for ever";
+    EXPECT_EQ(changes.requiredProof(start + 1ms), std::nullopt) << "or there would be proof after proof for ever";
 }
 
 TEST_F(ProofMarksTest, oneThatIsBareWhereThePanelCameSinceNeedsNoneEither)
@@ -66,7 +66,7 @@ TEST_F(ProofMarksTest, oneThatIsBareWhereThePanelCameSinceNeedsNoneEither)
     panel->width = 150;
     panel->painted = PixelRegion(0, 0, 150, 50);
     EXPECT_EQ(maskWith({}, start + 1ms), PixelRegion(200, 200, 150, 50));
-    EXPECT_EQ(changes.requiredProof(), std::nullopt);
+    EXPECT_EQ(changes.requiredProof(start + 1ms), std::nullopt);
 }
 
 TEST_F(ProofMarksTest, withoutAMaskThereIsNothingToMark)

@@ -60,7 +60,7 @@ TEST_F(ScreenMaskTest, theSurroundingsOfTheMaskAreSeenWhenTheyChange)
 TEST_F(ScreenMaskTest, aMaskThatMovesCoversWhatWasSeen)
 {
     const PixelRegion next(430, 300, 20, 20);
-    mask.hold(button, start, 250ms);
+    mask.hold(button, start, {250ms});
     EXPECT_TRUE(mask.update(next, start, start).isEmpty());
     PixelRegion both(button);
     both |= next;
@@ -78,7 +78,7 @@ TEST_F(ScreenMaskTest, aMaskThatJumpsToWhatWasNotSeenIsComposed)
 
 TEST_F(ScreenMaskTest, aPlaceIsLeftWhenItIsHeldNoLonger)
 {
-    mask.hold(button, start, 250ms);
+    mask.hold(button, start, {250ms});
     EXPECT_TRUE(mask.update({}, start + 249ms, start + 249ms).isEmpty());
     EXPECT_EQ(mask.nextRelease(), start + 250ms);
     EXPECT_EQ(mask.update({}, start + 250ms, start + 250ms), button);
@@ -153,7 +153,7 @@ TEST_F(ScreenMaskTest, whatIsBelowTheMaskIsTrustedWhenTheScreenWasNot)
 
 TEST_F(ScreenMaskTest, aResetForgetsAll)
 {
-    mask.hold(button, start, 250ms);
+    mask.hold(button, start, {250ms});
     mask.noteWindowChange(button);
     mask.reset();
     EXPECT_TRUE(mask.region().isEmpty());

@@ -69,6 +69,7 @@ TEST_F(UnpaintedChangesTest, aWindowThatVanishesMayFadeWithIt)
     moveTo(window, 290);
     changes.addWindow(window, WindowChange::vanished, start);
     window.isMapped = false;
+    EXPECT_EQ(maskAt(start), panelAnd(300, 50));
     EXPECT_EQ(maskAt(start + ChangeCollector::longestFade - 1ms), panelAnd(300, 50));
     EXPECT_EQ(maskAt(start + ChangeCollector::longestFade), panel);
     window.isMapped = true;
