@@ -64,11 +64,16 @@ void QtMainQueue::post(std::function<void()> work)
 
 void QtMainQueue::Receiver::post(std::function<void()> work)
 {
-    const std::lock_guard lock(mutex_);
-    if (isEnded_ && QThread::currentThread() == thread())
-        return; // The work goes with the parameter, after the lock: releasing it may post.
-    work_.push_back(std::move(work));
-    if (!isEnded_ && !std::exchange(isWakePosted_, true))
+    bool isWakeDue = false;
+    {
+        const std::lock_guard lock(mutex_);
+        if (isEnded_ && QThread::currentThread() == thread())
+            return; // The work goes with the parameter, after the lock: releasing it may post.
+        work_.push_back(std::move(work));
+        isWakeDue = !isEnded_ && !std::exchange(isWakePosted_, true);
+    }
+    // After the lock, or the main thread would be woken only to wait for it.
+    if (isWakeDue)
         QCoreApplication::postEvent(this, new QEvent(QEvent::User));
 }
 
