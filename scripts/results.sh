@@ -52,8 +52,8 @@ run_suites() {
     shift
     rm -rf "$folder/test-results"
     mkdir -p "$folder/test-results"
-    # Suites are counted in halves of a processor: two that mostly wait share one.
-    ctest --test-dir "$folder" -j "$((2 * $(nproc)))" --no-tests=error --output-on-failure "$@" 2>&1 | tee "$folder/test-results/ctest.txt"
+    # Suites are counted in quarters of a processor: four that mostly wait share one.
+    ctest --test-dir "$folder" -j "$((4 * $(nproc)))" --no-tests=error --output-on-failure "$@" 2>&1 | tee "$folder/test-results/ctest.txt"
     local code="${PIPESTATUS[0]}"
     if [[ $code -ne 0 ]]; then
         run_failed_again "$folder"
