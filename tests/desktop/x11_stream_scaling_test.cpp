@@ -124,6 +124,7 @@ TEST_F(X11StreamTest, aPictureThatKeepsItsProportionStandsBetweenBlackBars)
     whole.sourceRect.reset();
     whole.preservesAspectRatio = true;
     const auto expected = [&](QSize display, QSize inside) {
+        scene->settle();
         return betweenBars(bilinear(desktop->screenshot(QRect(QPoint(), display)), inside), {400, 400});
     };
     ASSERT_TRUE(stream->start(filter(), whole));
@@ -134,6 +135,7 @@ TEST_F(X11StreamTest, aPictureThatKeepsItsProportionStandsBetweenBlackBars)
     ASSERT_TRUE(desktop->arrangeOutputs({{0, 0, 400, 800}}));
     EXPECT_TRUE(becomes(expected({400, 800}, {200, 400}), filterTolerance));
     ASSERT_TRUE(desktop->arrangeOutputs({{0, 0, 400, 400}}));
+    scene->settle();
     EXPECT_TRUE(becomes(desktop->screenshot({0, 0, 400, 400}))) << "now nothing is scaled";
 }
 
