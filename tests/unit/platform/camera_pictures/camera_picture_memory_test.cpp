@@ -17,6 +17,7 @@ struct MemoryCase {
     const char* name;
     PictureEncoding encoding;
     ColorCoding colors = ColorCoding::bt601Limited;
+    /// Each JPEG brings tables, of which the decoder makes some of its own.
     std::size_t largest = smallPiece;
 };
 
@@ -51,16 +52,15 @@ TEST_P(CameraPictureMemoryTest, NoPictureTakesMemoryOnceTheBuffersAreThere)
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    All, CameraPictureMemoryTest,
-    testing::Values(MemoryCase{"YUY2", PictureEncoding::yuy2}, MemoryCase{"UYVY", PictureEncoding::uyvy},
-                    MemoryCase{"YUY2OfOtherColors", PictureEncoding::yuy2, ColorCoding::bt709Full},
-                    MemoryCase{"NV12", PictureEncoding::nv12}, MemoryCase{"I420", PictureEncoding::i420},
-                    MemoryCase{
-                        "BGRx",
-                        PictureEncoding::bgrx}, // Each JPEG brings tables, of which the decoder makes some of its own.
-                    MemoryCase{"MJPG", PictureEncoding::motionJpeg, ColorCoding::bt601Full, 4096}),
-    [](const auto& test) { return test.param.name; });
+INSTANTIATE_TEST_SUITE_P(All, CameraPictureMemoryTest,
+                         testing::Values(MemoryCase{"YUY2", PictureEncoding::yuy2},
+                                         MemoryCase{"UYVY", PictureEncoding::uyvy},
+                                         MemoryCase{"YUY2OfOtherColors", PictureEncoding::yuy2, ColorCoding::bt709Full},
+                                         MemoryCase{"NV12", PictureEncoding::nv12},
+                                         MemoryCase{"I420", PictureEncoding::i420},
+                                         MemoryCase{"BGRx", PictureEncoding::bgrx},
+                                         MemoryCase{"MJPG", PictureEncoding::motionJpeg, ColorCoding::bt601Full, 4096}),
+                         [](const auto& test) { return test.param.name; });
 
 } // namespace
 } // namespace nimbrale
