@@ -31,7 +31,7 @@ TEST_P(CameraPictureMemoryTest, NoPictureTakesMemoryOnceTheBuffersAreThere)
         PictureMaker maker([halvings](int, int) { return halvings; });
         const CameraFormat format{GetParam().encoding, width, height, GetParam().colors};
         const bool isJpeg = GetParam().encoding == PictureEncoding::motionJpeg;
-        const Bytes small = isJpeg ? noisyJpeg(width, height, 30) : Bytes(width * height * 4U, 90);
+        const Bytes small = isJpeg ? noisyJpeg(width, height, 30) : Bytes(std::size_t{width} * height * 4, 90);
         const Bytes large = isJpeg ? noisyJpeg(width, height, 90) : small;
 
         const Taken byFirst;
@@ -48,7 +48,10 @@ TEST_P(CameraPictureMemoryTest, NoPictureTakesMemoryOnceTheBuffersAreThere)
             ASSERT_TRUE(shown);
         }
         EXPECT_LE(taken.largest(), GetParam().largest) << halvings << " halvings";
-        EXPECT_EQ(taken.givenBack(), taken.pieces());
+        // The decoder asks for memory by its alignment.
+        if (isAlignedMemoryCounted || !isJpeg) {
+            EXPECT_EQ(taken.givenBack(), taken.pieces());
+        }
     }
 }
 
