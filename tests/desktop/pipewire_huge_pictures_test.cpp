@@ -22,6 +22,12 @@ constexpr Milliseconds hugePatience{60'000};
 
 class PipewireHugePicturesTest : public PipewireTest {
 protected:
+    void SetUp() override
+    {
+        if (areHugePicturesTooSlow)
+            skipTest("too slow under the thread sanitizer");
+        PipewireTest::SetUp();
+    }
     [[nodiscard]] std::unique_ptr<VirtualCamera> plugInHuge(const std::string& format)
     {
         QImage image(16, 16, QImage::Format_RGB32);

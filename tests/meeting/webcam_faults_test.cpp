@@ -40,6 +40,8 @@ TEST_F(WebcamFaultsTest, WithPipewireItGoesBlackAndComesBack)
 /// Each of its pictures is a quarter of a gigabyte.
 TEST_F(WebcamFaultsTest, AHugeCameraIsShownAndItsMemoryGivenBack)
 {
+    if (areHugePicturesTooSlow)
+        skipTest("too slow under the thread sanitizer");
     prepare({.name = "Openbox"}, plainPicture());
     start();
     ASSERT_TRUE(bothShow(inWebcam, webcamColor)) << picture();

@@ -6,6 +6,14 @@
 
 namespace nimbrale::test {
 
+/// Under the thread sanitizer each byte costs four more, and a camera with a gigabyte of buffers is so slow that it is
+/// taken for one that gives no picture.
+#ifdef __SANITIZE_THREAD__
+constexpr bool areHugePicturesTooSlow = true;
+#else
+constexpr bool areHugePicturesTooSlow = false;
+#endif
+
 /// What a process has in memory besides its files: of its own, and what others share with it. In bytes; 0 once it is
 /// gone.
 [[nodiscard]] inline long residentMemory(pid_t process)
