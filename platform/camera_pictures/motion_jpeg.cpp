@@ -8,6 +8,7 @@
 
 extern "C" {
 #include <libavcodec/avcodec.h>
+#include <libavutil/buffer.h>
 }
 
 namespace nimbrale {
@@ -62,6 +63,11 @@ void MotionJpegDecoder::Release::operator()(AVPacket* packet) const
     av_packet_free(&packet);
 }
 
+void MotionJpegDecoder::Release::operator()(AVBufferPool* pool) const
+{
+    av_buffer_pool_uninit(&pool);
+}
+
 MotionJpegDecoder::MotionJpegDecoder() = default;
 MotionJpegDecoder::~MotionJpegDecoder() = default;
 
@@ -90,15 +96,33 @@ bool MotionJpegDecoder::isReady()
     return context_ != nullptr;
 }
 
+/// In memory that the decoder has let go of, where there is some: it keeps a picture until the next one is there.
+bool MotionJpegDecoder::takeBytes(std::span<const std::uint8_t> jpeg)
+{
+    // The decoder reads beyond the end, where it wants zeros.
+    const std::size_t needed = jpeg.size() + AV_INPUT_BUFFER_PADDING_SIZE;
+    if (!memory_ || pieceSize_ < needed) {
+        // A camera's pictures differ in their lengths; the next ones are to have room, too.
+        pieceSize_ = needed + jpeg.size() / 2;
+        memory_.reset(av_buffer_pool_init(pieceSize_, nullptr));
+    }
+    av_packet_unref(packet_.get());
+    packet_->buf = memory_ ? av_buffer_pool_get(memory_.get()) : nullptr;
+    if (!packet_->buf)
+        return false;
+    packet_->data = packet_->buf->data;
+    packet_->size = static_cast<int>(jpeg.size());
+    std::ranges::copy(jpeg, packet_->data);
+    std::fill_n(packet_->data + jpeg.size(), AV_INPUT_BUFFER_PADDING_SIZE, std::uint8_t{0});
+    return true;
+}
+
 const AVFrame* MotionJpegDecoder::decode(std::span<const std::uint8_t> jpeg)
 {
     if (jpeg.empty() || jpeg.size() > std::numeric_limits<int>::max() / 2 || !mayHavePossibleSize(jpeg) || !isReady())
         return nullptr;
-    av_packet_unref(packet_.get());
-    // The decoder reads beyond the end, where it wants zeros.
-    if (av_new_packet(packet_.get(), static_cast<int>(jpeg.size())) != 0)
+    if (!takeBytes(jpeg))
         return nullptr;
-    std::ranges::copy(jpeg, packet_->data);
     av_frame_unref(frame_.get());
     const bool isWhole = avcodec_send_packet(context_.get(), packet_.get()) == 0 &&
                          avcodec_receive_frame(context_.get(), frame_.get()) == 0 && frame_->decode_error_flags == 0 &&

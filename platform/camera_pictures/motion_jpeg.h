@@ -1,9 +1,11 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <span>
 
+struct AVBufferPool;
 struct AVCodecContext;
 struct AVFrame;
 struct AVPacket;
@@ -26,13 +28,17 @@ private:
         void operator()(AVCodecContext* context) const;
         void operator()(AVFrame* frame) const;
         void operator()(AVPacket* packet) const;
+        void operator()(AVBufferPool* pool) const;
     };
 
     [[nodiscard]] bool isReady();
+    [[nodiscard]] bool takeBytes(std::span<const std::uint8_t> jpeg);
 
     std::unique_ptr<AVCodecContext, Release> context_;
     std::unique_ptr<AVFrame, Release> frame_;
     std::unique_ptr<AVPacket, Release> packet_;
+    std::unique_ptr<AVBufferPool, Release> memory_; ///< for the bytes of pictures, in pieces of `pieceSize_`
+    std::size_t pieceSize_ = 0;
 };
 
 } // namespace nimbrale

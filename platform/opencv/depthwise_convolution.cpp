@@ -63,18 +63,17 @@ public:
     void forward(cv::InputArrayOfArrays inputs, cv::OutputArrayOfArrays outputs,
                  cv::OutputArrayOfArrays /*internals*/) override
     {
-        std::vector<cv::Mat> from;
-        std::vector<cv::Mat> to;
-        inputs.getMatVector(from);
-        outputs.getMatVector(to);
+        inputs.getMatVector(from_);
+        const cv::Mat& from = from_.front();
+        cv::Mat& to = outputs.getMatRef(0);
         // What is around the planes is zero, and stays so from one plane to the next.
-        part_ = (from[0].size[3] + 2 * padding_ + stride_ - 1) / stride_;
-        const int rows = from[0].size[2] + 2 * padding_;
+        part_ = (from.size[3] + 2 * padding_ + stride_ - 1) / stride_;
+        const int rows = from.size[2] + 2 * padding_;
         padded_.assign(static_cast<std::size_t>(rows) * rowLength(), 0);
-        for (int image = 0; image < from[0].size[0]; ++image) {
-            for (int channel = 0; channel < from[0].size[1]; ++channel) {
-                takePlane(from[0].ptr<float>(image, channel), {from[0].size[3], from[0].size[2]});
-                convolve(channel, to[0].ptr<float>(image, channel), {to[0].size[3], to[0].size[2]});
+        for (int image = 0; image < from.size[0]; ++image) {
+            for (int channel = 0; channel < from.size[1]; ++channel) {
+                takePlane(from.ptr<float>(image, channel), {from.size[3], from.size[2]});
+                convolve(channel, to.ptr<float>(image, channel), {to.size[3], to.size[2]});
             }
         }
     }
@@ -131,6 +130,8 @@ private:
 
     int stride_;
     int padding_;
+    /// Kept, since a matrix of four dimensions takes memory for its size alone.
+    std::vector<cv::Mat> from_;
     int part_ = 0; ///< columns of a row that one tap meets
     std::vector<float> padded_;
 };

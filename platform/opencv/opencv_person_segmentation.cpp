@@ -17,7 +17,7 @@ constexpr int modelHeight = 144;
 class OpenCvPersonSegmentation final : public PersonSegmentation {
 public:
     explicit OpenCvPersonSegmentation(const cv::dnn::Net& network)
-        : network_(network), input_({1, 3, modelHeight, modelWidth}, CV_32F)
+        : network_(network), result_(network_.getLayerNames().back()), input_({1, 3, modelHeight, modelWidth}, CV_32F)
     {}
 
     Result<PersonMask> findPerson(const PixelBuffer& picture) override
@@ -25,10 +25,12 @@ public:
         try {
             takePicture(picture);
             network_.setInput(input_);
-            network_.forward(probabilities_);
-            if (probabilities_.total() != static_cast<std::size_t>(modelWidth) * modelHeight)
+            network_.forward(probabilities_, result_);
+            if (!probabilities_.isContinuous() ||
+                probabilities_.total() != static_cast<std::size_t>(modelWidth) * modelHeight)
                 return fail(ErrorCode::temporary, "The model gave a mask of another size.");
-            probabilities_.reshape(1, modelHeight).convertTo(mask_, CV_8U, 255);
+            const cv::Mat plane(modelHeight, modelWidth, CV_32F, probabilities_.ptr());
+            plane.convertTo(mask_, CV_8U, 255);
         } catch (const std::exception& exception) {
             return fail(ErrorCode::temporary, exception.what());
         }
@@ -58,6 +60,8 @@ private:
     }
 
     cv::dnn::Net network_;
+    /// Without this name the library would list the names of all layers for each picture.
+    cv::String result_;
     PictureAverages averages_;
     cv::Mat small_;
     cv::Mat input_;

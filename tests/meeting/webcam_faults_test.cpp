@@ -1,6 +1,7 @@
 // The webcam when what brings its pictures goes, and comes back.
 
 #include "tests/meeting/webcam_journey.h"
+#include "tests/support/resident_memory.h"
 
 namespace nimbrale::test {
 namespace {
@@ -33,6 +34,29 @@ TEST_F(WebcamFaultsTest, WithPipewireItGoesBlackAndComesBack)
         camera = plugIn("test-camera", "Test camera", plainPicture());
         EXPECT_TRUE(bothShow(inWebcam, webcamColor, Milliseconds{15'000})) << picture();
     }
+    EXPECT_EQ(application->quit(), 0) << application->process().output();
+}
+
+/// Each of its pictures is a quarter of a gigabyte.
+TEST_F(WebcamFaultsTest, AHugeCameraIsShownAndItsMemoryGivenBack)
+{
+    if (areHugePicturesTooSlow)
+        skipTest("too slow under the thread sanitizer");
+    prepare({.name = "Openbox"}, plainPicture());
+    start();
+    ASSERT_TRUE(bothShow(inWebcam, webcamColor)) << picture();
+    const pid_t process = application->process().pid();
+    constexpr long megabyte = 1024L * 1024;
+    const long before = residentMemory(process);
+
+    camera->tell("offer BGRx:8192x8192@2");
+    camera->tell("show #2840c8");
+    EXPECT_TRUE(bothShow(inWebcam, QColor("#2840c8"), Milliseconds{20'000})) << picture();
+    EXPECT_GT(residentMemory(process), before + 256 * megabyte);
+    camera->tell("unplug");
+    EXPECT_TRUE(bothShow(inWebcam, Qt::black)) << picture();
+    EXPECT_TRUE(waitUntil([&] { return residentMemory(process) < before + 32 * megabyte; }, Milliseconds{5000}))
+        << residentMemory(process) / megabyte << " MB instead of " << before / megabyte;
     EXPECT_EQ(application->quit(), 0) << application->process().output();
 }
 

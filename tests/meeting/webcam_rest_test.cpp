@@ -64,6 +64,15 @@ private:
 
 class WebcamRest : public WebcamJourney, public testing::WithParamInterface<WebcamSurroundings> {
 protected:
+    void startOnAStillScreen(const WebcamSurroundings& surroundings)
+    {
+        QImage color(320, 180, QImage::Format_RGB32);
+        color.fill(QColor(200, 40, 40));
+        prepare(surroundings, color);
+        start({{"webcamX", "20"}, {"webcamY", "30"}, {"webcamWidth", "320"}, {"webcamHeight", "180"}});
+        ASSERT_TRUE(bothShow(box.center(), QColor(200, 40, 40))) << picture();
+        sleepFor(Milliseconds{3000}); // What follows a start, such as the display's settling, is over.
+    }
     /// How often the thread that captures has woken so far.
     [[nodiscard]] long wakesOfCapture()
     {
@@ -85,24 +94,21 @@ protected:
     }
 };
 
-// picom and marco are not here: they paint what changed in several places by one rectangle around all of it, here
-// around the webcam's two pictures, and what lies in between is captured anew each time.
+constexpr auto own = PrivateDesktop::Compositor::windowManagersOwn;
+
 INSTANTIATE_TEST_SUITE_P(, WebcamRest,
                          testing::Values(WebcamSurroundings{.name = "Openbox"},
-                                         WebcamSurroundings{
-                                             .name = "Mutter",
-                                             .manager = PrivateDesktop::WindowManager::mutter,
-                                             .compositor = PrivateDesktop::Compositor::windowManagersOwn}),
+                                         WebcamSurroundings{"Mutter", PrivateDesktop::WindowManager::mutter, own},
+                                         WebcamSurroundings{"Xfwm4", PrivateDesktop::WindowManager::xfwm4, own},
+                                         WebcamSurroundings{"Kwin", PrivateDesktop::WindowManager::kwin, own},
+                                         WebcamSurroundings{"Marco", PrivateDesktop::WindowManager::marco, own}),
                          testing::PrintToStringParamName());
 
 TEST_P(WebcamRest, OfAStillScreenOnlyTheWebcamsRectangleIsDrawnAndNothingIsCaptured)
 {
-    QImage color(320, 180, QImage::Format_RGB32);
-    color.fill(QColor(200, 40, 40));
-    prepare(GetParam(), color);
-    start({{"webcamX", "20"}, {"webcamY", "30"}, {"webcamWidth", "320"}, {"webcamHeight", "180"}});
-    ASSERT_TRUE(bothShow(box.center(), QColor(200, 40, 40))) << picture();
-    sleepFor(Milliseconds{3000}); // What follows a start, such as the display's settling, is over.
+    startOnAStillScreen(GetParam());
+    if (IsSkipped() || HasFatalFailure())
+        return;
     DrawnArea drawn(*desktop, desktop->monitorNamed("Nimbrale")->geometry);
     const long before = wakesOfCapture();
     sleepFor(watched);
@@ -123,6 +129,38 @@ TEST_P(WebcamRest, OfAStillScreenOnlyTheWebcamsRectangleIsDrawnAndNothingIsCaptu
     EXPECT_LT(wakes, wakesOfControl / 4) << "of " << wakesOfControl;
     std::cout << "[ FIGURE   ] the thread that captures woke " << wakes << " times, with content " << wakesOfControl
               << " times\n";
+}
+
+/// picom draws over windows in the overlay, so the shared window lies among all others, and picom paints both pictures
+/// of the webcam. What it paints at once the server tells of as one rectangle, and nobody can tell from that whether
+/// something in between has changed as well.
+class WebcamUnderPicom : public WebcamRest {};
+
+INSTANTIATE_TEST_SUITE_P(
+    , WebcamUnderPicom,
+    testing::Values(WebcamSurroundings{.name = "XRender", .compositor = PrivateDesktop::Compositor::picom},
+                    WebcamSurroundings{.name = "Glx", .compositor = PrivateDesktop::Compositor::picomGlx}),
+    testing::PrintToStringParamName());
+
+TEST_P(WebcamUnderPicom, NoMoreIsCapturedThanPicomPaintsAndNoMoreOftenThanTheCameraHasAPicture)
+{
+    startOnAStillScreen(GetParam());
+    if (IsSkipped() || HasFatalFailure())
+        return;
+    DrawnArea drawn(*desktop, desktop->monitorNamed("Nimbrale")->geometry);
+    const long before = wakesOfCapture();
+    sleepFor(watched);
+    const long wakes = wakesOfCapture() - before;
+    const DrawnArea::Drawing drawing = drawn.take();
+    // By XRender, from the panel to the shared picture beyond the region's right and lower edges; by GLX, all there is.
+    const QRect all({}, region.size());
+    const bool isByGlx = GetParam().compositor == PrivateDesktop::Compositor::picomGlx;
+    EXPECT_EQ(drawing.area, isByGlx ? all : QRect(box.topLeft(), all.bottomRight()));
+    constexpr int picturesWatched = 60;
+    constexpr int wakesOfAPicture = 8; // A capture that its own picture sets off again would take twice as many.
+    EXPECT_GT(wakes, picturesWatched / 2);
+    EXPECT_LT(wakes, picturesWatched * wakesOfAPicture);
+    std::cout << "[ FIGURE   ] the thread that captures woke " << wakes << " times\n";
 }
 
 } // namespace

@@ -126,6 +126,8 @@ CameraNode::~CameraNode()
 
 void CameraNode::plug()
 {
+    if (stream_)
+        return;
     static const pw_stream_events events = [] {
         pw_stream_events list{};
         list.version = PW_VERSION_STREAM_EVENTS;
@@ -170,6 +172,8 @@ void CameraNode::unplug()
 
 void CameraNode::offer()
 {
+    if (!stream_)
+        return; // What is offered is told when it is plugged in.
     std::array<std::uint8_t, 4096> bytes{};
     spa_pod_builder builder;
     spa_pod_builder_init(&builder, bytes.data(), static_cast<std::uint32_t>(bytes.size()));
