@@ -24,6 +24,11 @@ public:
             isHoldingUp_ = false;
         };
     }
+    /// Nobody is held up any longer.
+    ~StalledDisk() { goOn(); }
+    StalledDisk(const StalledDisk&) = delete;
+    StalledDisk& operator=(const StalledDisk&) = delete;
+
     void stall() { set(true); }
     void goOn() { set(false); }
     /// Whether somebody waits for it.
