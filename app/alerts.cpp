@@ -107,6 +107,15 @@ Alert recordingCouldNotBeSaved(const RecorderError& error)
                           error.message);
 }
 
+Alert folderNotChosen(const std::filesystem::path& folder)
+{
+    return oneButtonAlert(AlertStyle::warning,
+                          translated(QT_TRANSLATE_NOOP("AppDelegate", "The folder couldn't be chosen")),
+                          withPath(QT_TRANSLATE_NOOP("AppDelegate", "The disk of %1 doesn't answer. Choose another "
+                                                                    "folder."),
+                                   folder));
+}
+
 Notification recordingEnded(const std::string& reason)
 {
     return {translated(QT_TRANSLATE_NOOP("AppDelegate", "The recording has ended")), reason};
@@ -117,6 +126,20 @@ Notification recordingEndedForRestart()
     return recordingEnded(translated(QT_TRANSLATE_NOOP("AppDelegate", "The shared screen was set up anew. The movie is "
                                                                       "saved; press the record button to go on in "
                                                                       "another one.")));
+}
+
+Notification recordingNotSavedYet()
+{
+    return {translated(QT_TRANSLATE_NOOP("AppDelegate", "The recording isn't saved yet")),
+            translated(QT_TRANSLATE_NOOP("AppDelegate", "The disk doesn't answer. The movie is saved when it does."))};
+}
+
+Notification recordingSavedAtNextStart()
+{
+    return {
+        translated(QT_TRANSLATE_NOOP("AppDelegate", "The recording isn't saved yet")),
+        translated(QT_TRANSLATE_NOOP("AppDelegate", "The disk doesn't answer. Nimbrale saves what was recorded when "
+                                                    "it is started again."))};
 }
 
 Notification recordingGivenUpForRestart()

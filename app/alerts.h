@@ -37,10 +37,16 @@ inline constexpr int tryAgainButton = 0;
 [[nodiscard]] Alert recordingCouldNotStart(const RecorderError& error);
 /// One button.
 [[nodiscard]] Alert recordingCouldNotBeSaved(const RecorderError& error);
+/// The disk of a folder that was chosen for recordings does not answer.
+[[nodiscard]] Alert folderNotChosen(const std::filesystem::path& folder);
 /// The recording ended without the user's doing.
 [[nodiscard]] Notification recordingEnded(const std::string& reason);
 /// The same, since the shared screen is set up anew: after a lock, or on another display.
 [[nodiscard]] Notification recordingEndedForRestart();
+/// The disk keeps the movie of a recording that has ended from being saved.
+[[nodiscard]] Notification recordingNotSavedYet();
+/// The application ends before the disk has answered.
+[[nodiscard]] Notification recordingSavedAtNextStart();
 /// A recording was given up before it began, for the same reason.
 [[nodiscard]] Notification recordingGivenUpForRestart();
 /// A movie that was cut off has been saved.

@@ -320,6 +320,7 @@ bool AppDelegate::followsChanges() const
 
 void AppDelegate::settingsDidChange()
 {
+    recording_->settingsDidChange();
     if (!followsChanges())
         return;
     if (settings_.displayID() != capturedDisplaySetting_) {

@@ -106,6 +106,7 @@ std::unique_ptr<SettingsWindow> NimbraleApp::makeSettingsWindow()
     screensObserver_ = platform_.screens().observeChanges(followDevices);
     camerasObserver_ = platform_.cameras().observeDevices(followDevices);
     microphonesObserver_ = platform_.microphones().observeDevices(followDevices);
+    recordingFolder_.onNameChange = [settingsWindow = window.get()] { settingsWindow->recordingFolderDidChange(); };
     appDelegate_->onFramedAreaChange = [settingsWindow = window.get()] { settingsWindow->framedAreaDidChange(); };
     return window;
 }
@@ -113,27 +114,10 @@ std::unique_ptr<SettingsWindow> NimbraleApp::makeSettingsWindow()
 RecordingFolderSource NimbraleApp::recordingFolderSource()
 {
     RecordingFolderSource source;
-    source.name = [this] {
-        return platform_.workspace().folderName(recording_folder::resolve(settings_.recordFolderBookmark()));
-    };
+    source.name = [this] { return recordingFolder_.name(); };
     source.defaultName = [this] { return platform_.workspace().folderName(recording_folder::defaultFolder()); };
-    source.choose = [this] { chooseRecordingFolder(); };
+    source.choose = [this] { recordingFolder_.choose(); };
     return source;
-}
-
-void NimbraleApp::chooseRecordingFolder()
-{
-    FolderQuestion question;
-    question.message =
-        QCoreApplication::translate("RecordingSettings", "Choose where Nimbrale saves recordings").toStdString();
-    question.prompt = QCoreApplication::translate("RecordingSettings", "Choose").toStdString();
-    question.start = recording_folder::resolve(settings_.recordFolderBookmark());
-    folderQuestion_ =
-        platform_.workspace().chooseFolder(question, [this](const std::optional<std::filesystem::path>& folder) {
-            const auto bookmark = folder ? recording_folder::bookmarkOf(*folder) : recording_folder::Bookmark();
-            if (!bookmark.empty())
-                settings_.setRecordFolderBookmark(bookmark);
-        });
 }
 
 std::optional<FramedArea> NimbraleApp::framedArea() const

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "app/app_delegate.h"
+#include "app/recording_folder_choice.h"
 #include "app/termination_signals.h"
 #include "platform/platform.h"
 #include "ui/settings_window.h"
@@ -41,7 +42,6 @@ private:
     [[nodiscard]] std::unique_ptr<SettingsWindow> makeSettingsWindow();
     [[nodiscard]] std::optional<FramedArea> framedArea() const;
     [[nodiscard]] RecordingFolderSource recordingFolderSource();
-    void chooseRecordingFolder();
 
     Platform& platform_;
     AppSettings& settings_;
@@ -52,7 +52,7 @@ private:
     Subscription screensObserver_;
     Subscription camerasObserver_;
     Subscription microphonesObserver_;
-    std::unique_ptr<OpenQuestion> folderQuestion_;
+    RecordingFolderChoice recordingFolder_{platform_, settings_};
     /// While the settings window is key.
     Subscription panelsBelowSettings_;
     std::vector<Subscription> panelsBelowAlerts_;

@@ -13,7 +13,6 @@ namespace nimbrale {
 namespace {
 
 constexpr std::chrono::milliseconds timeRefreshInterval{500};
-constexpr std::chrono::milliseconds settingsDebounceTime{100};
 constexpr const char* microphonePrivacyLocation =
     "x-apple.systempreferences:com.apple.preference.security?Privacy_Microphone";
 
@@ -24,19 +23,10 @@ std::optional<std::uint64_t> freeSpace(const std::filesystem::path& folder)
     return error ? std::nullopt : std::optional<std::uint64_t>(space.available);
 }
 
-/// The default folder need not be there before the first recording. An error is `errno`'s; 0 where there was none.
-int makeIfDefault(const std::filesystem::path& folder)
-{
-    std::error_code error;
-    if (folder == recording_folder::defaultFolder())
-        std::filesystem::create_directories(folder, error);
-    return error.value();
-}
-
+/// Without the folder, which the disk is asked for.
 ScreenRecorder::Options recorderOptions(const AppSettings& settings)
 {
     ScreenRecorder::Options options;
-    options.folder = recording_folder::resolve(settings.recordFolderBookmark());
     options.quality = settings.recordQuality();
     options.framerate = settings.framerate();
     if (settings.recordMicrophone())
@@ -58,6 +48,10 @@ std::shared_ptr<RecordingControl> RecordingControl::create(Platform& platform, A
         if (const auto self = weak.lock())
             self->notices_->tell(alerts::recordingEnded(reason));
     };
+    control->recorder_->onSavingStalled = [weak = std::weak_ptr(control)] {
+        if (const auto self = weak.lock())
+            self->savingStalled();
+    };
     return control;
 }
 
@@ -65,14 +59,14 @@ RecordingControl::RecordingControl(Platform& platform, AppSettings& settings)
     : platform_(platform), settings_(settings),
       recorder_(ScreenRecorder::create({platform.mainQueue(), platform.screens(), platform.screenCapture(),
                                         platform.microphones(), platform.movies(), freeSpace})),
-      notices_(UserNotices::create(platform.workspace()))
+      notices_(UserNotices::create(platform.workspace())), disk_(platform.mainQueue(), "Nimbrale.folder")
 {}
 
 RecordingControl::~RecordingControl() = default;
 
 void RecordingControl::toggle(std::optional<DisplayID> displayID)
 {
-    if (recorder_->isBusy())
+    if (isBusy())
         return;
     if (recorder_->isRecording())
         recorder_->stop();
@@ -82,15 +76,52 @@ void RecordingControl::toggle(std::optional<DisplayID> displayID)
         notices_->show(alerts::recordingNotAvailable());
 }
 
+RecordingControl::Folder RecordingControl::findFolder(const recording_folder::Bookmark& bookmark)
+{
+    return {.path = recording_folder::resolve(bookmark), .isAtItsPlace = recording_folder::isAtItsPlace(bookmark)};
+}
+
+RecordingControl::Folder RecordingControl::findOrMakeFolder(const recording_folder::Bookmark& bookmark)
+{
+    Folder folder = findFolder(bookmark);
+    std::error_code error;
+    // The default folder need not be there before the first recording.
+    if (folder.path == recording_folder::defaultFolder())
+        std::filesystem::create_directories(folder.path, error);
+    folder.error = error.value();
+    return folder;
+}
+
 void RecordingControl::start(DisplayID displayID)
 {
-    const ScreenRecorder::Options options = recorderOptions(settings_);
-    if (const int error = makeIfDefault(options.folder); error != 0) {
+    const recording_folder::Bookmark bookmark = settings_.recordFolderBookmark();
+    startPatience_.emplace(platform_.mainQueue(), [this, bookmark] {
+        dropStart();
         notices_->show(
-            alerts::recordingCouldNotStart(RecorderError::notCreated(options.folder, whyNoFileIsMade(error))));
+            alerts::recordingCouldNotStart(RecorderError::noAnswerOf(recording_folder::lastKnownPath(bookmark))));
+    });
+    startQuestion_ = disk_.ask<Folder>([bookmark] { return findOrMakeFolder(bookmark); },
+                                       [this, displayID, options = recorderOptions(settings_)](const Folder& folder) {
+                                           dropStart();
+                                           startIn(folder, displayID, options);
+                                       });
+}
+
+void RecordingControl::dropStart()
+{
+    startPatience_.reset();
+    startQuestion_.reset();
+}
+
+void RecordingControl::startIn(const Folder& folder, DisplayID displayID, ScreenRecorder::Options options)
+{
+    if (folder.error != 0) {
+        notices_->show(
+            alerts::recordingCouldNotStart(RecorderError::notCreated(folder.path, whyNoFileIsMade(folder.error))));
         return;
     }
-    recoverIn(options.folder);
+    recoverIn(folder.path);
+    options.folder = folder.path;
     recorder_->start(displayID, options, [weak = weak_from_this()](const ScreenRecorder::StartResult& result) {
         if (const auto self = weak.lock())
             self->started(result);
@@ -118,16 +149,30 @@ void RecordingControl::endForRestart()
 {
     if (recorder_->isRecording())
         notices_->mention(alerts::recordingEndedForRestart());
-    else if (recorder_->isBusy() && !recorder_->isFinishing())
+    else if (isBusy() && !recorder_->isFinishing())
         notices_->mention(alerts::recordingGivenUpForRestart());
+    dropStart();
     recorder_->stop();
 }
 
 TerminateReply RecordingControl::applicationShouldTerminate()
 {
+    dropStart();
     recorder_->stop();
-    isTerminatingAfterRecording_ = recorder_->isFinishing();
+    if (recorder_->isFinishing() && recorder_->isStalled())
+        notices_->tell(alerts::recordingSavedAtNextStart());
+    isTerminatingAfterRecording_ = recorder_->isFinishing() && !recorder_->isStalled();
     return isTerminatingAfterRecording_ ? TerminateReply::later : TerminateReply::now;
+}
+
+void RecordingControl::savingStalled()
+{
+    if (!std::exchange(isTerminatingAfterRecording_, false)) {
+        notices_->tell(alerts::recordingNotSavedYet());
+        return;
+    }
+    notices_->tell(alerts::recordingSavedAtNextStart());
+    platform_.workspace().termination().reply(true);
 }
 
 void RecordingControl::refreshTime()
@@ -155,27 +200,32 @@ void RecordingControl::recordingFinished(const ScreenRecorder::MovieResult& movi
 
 void RecordingControl::recoverLeftovers()
 {
-    settingsObserver_ = settings_.observeChanges([this] {
-        settingsDebounce_ = platform_.mainQueue().schedule(settingsDebounceTime, [this] { settingsDidChange(); });
-    });
-    bookmark_ = settings_.recordFolderBookmark();
-    wasAtItsPlace_ = recording_folder::isAtItsPlace(bookmark_);
     // Recordings may have gone to the default folder while the chosen one was away.
-    const std::set<std::filesystem::path> folders{recording_folder::resolve(bookmark_),
-                                                  recording_folder::defaultFolder()};
-    for (const std::filesystem::path& folder : folders)
-        recoverIn(folder);
+    recoverIn(recording_folder::defaultFolder());
+    lookForFolder();
 }
 
-void RecordingControl::settingsDidChange()
+void RecordingControl::lookForFolder()
 {
     const recording_folder::Bookmark bookmark = settings_.recordFolderBookmark();
-    const bool isAtItsPlace = recording_folder::isAtItsPlace(bookmark);
+    if (searchQuestion_ && bookmark == askedBookmark_)
+        return;
+    askedBookmark_ = bookmark;
+    searchQuestion_ = disk_.ask<Folder>([bookmark] { return findFolder(bookmark); },
+                                        [this](const Folder& folder) { folderFound(folder); });
+}
+
+void RecordingControl::folderFound(const Folder& folder)
+{
+    searchQuestion_.reset();
     // Who chooses a folder once more that was away gets the same bookmark.
-    const bool isBack = isAtItsPlace && !wasAtItsPlace_;
-    wasAtItsPlace_ = isAtItsPlace;
-    if (std::exchange(bookmark_, bookmark) != bookmark || isBack)
-        recoverIn(recording_folder::resolve(bookmark));
+    const bool isBack = folder.isAtItsPlace && !wasAtItsPlace_;
+    wasAtItsPlace_ = folder.isAtItsPlace;
+    const auto before = std::exchange(bookmark_, askedBookmark_);
+    const bool isSearched =
+        before ? *before == askedBookmark_ && !isBack : folder.path == recording_folder::defaultFolder();
+    if (!isSearched)
+        recoverIn(folder.path);
 }
 
 void RecordingControl::recoverIn(const std::filesystem::path& folder)

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/audio_buffer.h"
+#include "platform/observers.h"
 #include "platform/result.h"
 #include "platform/surface_reader.h"
 
@@ -53,9 +54,10 @@ struct MovieSettings {
 /// A QuickTime movie that is being written. Until it is finished it lies beside its final place under another name, in
 /// pieces of a second that a crash leaves whole.
 ///
-/// All times are CLOCK_MONOTONIC. Made on the main thread, then used and destroyed on one thread of the caller's
-/// choice. Encoding and writing happen on threads of its own; nothing here waits for them but the destructor, which
-/// lets a finish under way come to its end, and leaves what was neither finished nor cancelled as a crash would.
+/// All times are CLOCK_MONOTONIC. Used and destroyed on one thread of the caller's choice. Encoding and writing happen
+/// on threads of its own; nothing here waits for them but the destructor, which lets a finish under way come to its end
+/// as long as the disk answers, and leaves what was neither finished nor cancelled as a crash would. A disk that
+/// answers only later still gets the movie then, if the process lives, and no completion runs any more.
 class MovieWriter {
 public:
     /// Runs on a thread of the writer's own, where it must neither wait nor destroy the writer.
@@ -90,6 +92,10 @@ public:
     /// What was written before can still be finished. Whoever asks logs it; what fails after `finish` the writer logs
     /// itself, and it is known when the completion runs. Any thread.
     [[nodiscard]] virtual std::optional<Error> failure() const = 0;
+    /// Whether the disk has not answered for ten seconds, before or after `finish`; what waits for it is written when
+    /// it does. Of the time between two questions a second counts at most: where nobody asked, the whole process may
+    /// have stood still. Any thread.
+    [[nodiscard]] virtual bool isStalled() = 0;
 };
 
 /// What became of a movie that its writer never finished.
@@ -111,8 +117,12 @@ public:
     /// the same video takes what was found. `completion` is called once on the main thread, within two seconds, perhaps
     /// before this returns; not when another preparation or the end comes first. There need not be one.
     virtual void prepare(const MovieVideo& video, std::function<void()> completion) = 0;
-    /// Fails when the file cannot be made.
-    [[nodiscard]] virtual Result<std::unique_ptr<MovieWriter>> create(const MovieSettings& settings) = 0;
+    /// Makes the movie's file, on another thread: the disk may not answer for as long as it likes. `completion` is
+    /// called on the main queue, later; where there is no movie with the reason, in sentences for the user. Whoever
+    /// drops what this returns before gives the movie up, and nothing is left of it when the disk has answered.
+    [[nodiscard]] virtual Subscription
+    create(const MovieSettings& settings,
+           std::function<void(Result<std::unique_ptr<MovieWriter>> writer)> completion) = 0;
     /// Finishes the movies in `folder` that a crash has left, and leaves alone those that somebody still writes.
     /// Movies of which nothing can be saved are removed when they hold no picture at all. `completion` is called on the
     /// main queue, with all that were found, unless the application ends before.

@@ -27,6 +27,12 @@ RecorderError RecorderError::notCreated(const std::filesystem::path& folder, con
     return failed(text.toStdString() + " " + why);
 }
 
+RecorderError RecorderError::noAnswerOf(const std::filesystem::path& folder)
+{
+    return notCreated(folder, translated(QT_TRANSLATE_NOOP(
+                                  "ScreenRecorder", "The disk doesn't answer. Choose another folder in Settings.")));
+}
+
 RecorderError RecorderError::noScreen()
 {
     return {Kind::noScreen,

@@ -156,6 +156,12 @@ fs::path resolve(const Bookmark& bookmark)
     return defaultFolder();
 }
 
+fs::path lastKnownPath(const Bookmark& bookmark)
+{
+    const std::optional<Place> place = parse(bookmark);
+    return place ? place->path : defaultFolder();
+}
+
 bool isAtItsPlace(const Bookmark& bookmark)
 {
     const std::optional<Place> place = parse(bookmark);

@@ -7,7 +7,7 @@
 namespace nimbrale {
 
 /// Where recordings go. The user's choice is kept as a bookmark: bytes that lead back to the folder, also when it was
-/// renamed or moved on its disk. Main thread only.
+/// renamed or moved on its disk. Any thread.
 namespace recording_folder {
 
 using Bookmark = std::vector<std::byte>;
@@ -20,7 +20,11 @@ using Bookmark = std::vector<std::byte>;
 /// folders near it. Never fails.
 [[nodiscard]] std::filesystem::path resolve(const Bookmark& bookmark);
 
-/// Whether there is a folder where the bookmark's was when it was made. Costs next to nothing.
+/// Where the bookmark's folder was when it was made; the default folder where there is no bookmark. Asks no disk, which
+/// everything else here may wait for.
+[[nodiscard]] std::filesystem::path lastKnownPath(const Bookmark& bookmark);
+
+/// Whether there is a folder where the bookmark's was when it was made.
 [[nodiscard]] bool isAtItsPlace(const Bookmark& bookmark);
 
 /// A bookmark of that folder; empty when it is not there.

@@ -96,6 +96,16 @@ void RecordingPipeline::tick(std::chrono::nanoseconds now)
     if (writer_->isReadyForVideo())
         keepPicture(now);
     checkWriter();
+    lookForStall();
+}
+
+void RecordingPipeline::lookForStall()
+{
+    if (hasStalled_ || !writer_->isStalled())
+        return;
+    hasStalled_ = true;
+    if (onStall)
+        onStall();
 }
 
 void RecordingPipeline::keepPicture(std::chrono::nanoseconds now)

@@ -33,6 +33,8 @@ public:
     /// Keeps a still picture, and the silence of a source that sleeps, in the movie up to about `now`, so that a crash
     /// loses no more of them than of what moves and sounds.
     void tick(std::chrono::nanoseconds now);
+    /// Looks whether the disk still answers, as `tick` does. To be called as often, also while the movie is finished.
+    void lookForStall();
 
     /// Ends the movie at `now`. `completion` gets the movie, or why there is none, on a thread of the writer's or
     /// within this call. Nothing is taken any more.
@@ -44,6 +46,9 @@ public:
     /// recorded before can still be finished. On this object's queue, or on the writer's thread before the completion
     /// of `finish`.
     std::function<void(const Error& error)> onFailure;
+    /// The disk has not answered for ten seconds; what was recorded is written when it does. Told once, on this
+    /// object's queue.
+    std::function<void()> onStall;
 
 private:
     void beginSession(std::chrono::nanoseconds time);
@@ -63,6 +68,7 @@ private:
     std::shared_ptr<const Surface> leftOut_;
     std::chrono::nanoseconds lastSoundTime_{};
     bool isFinishing_ = false;
+    bool hasStalled_ = false;
     std::atomic<bool> hasFailed_ = false;
 };
 

@@ -1,6 +1,7 @@
 #include "recording/screen_recorder.h"
 
 #include "platform/log.h"
+#include "recording/microphone_choice.h"
 
 #include <QCoreApplication>
 #include <QDateTime>
@@ -12,6 +13,8 @@
 namespace nimbrale {
 
 namespace {
+
+using Room = std::optional<std::uint64_t>;
 
 QString translated(const char* text)
 {
@@ -116,16 +119,58 @@ void ScreenRecorder::prepare(const CaptureDisplay& display)
 
 void ScreenRecorder::build(const MovieVideo& video)
 {
-    const auto microphone = chooseMicrophone();
+    const auto microphone = chooseMicrophone(services_.microphones, options_.microphoneID);
     if (!microphone) {
         failStart(microphone.error());
         return;
     }
-    StartResult built = makePipeline(video);
+    video_ = video;
+    chosenMicrophone_ = *microphone;
+    startPatience_.emplace(services_.mainQueue, [this] { failStart(RecorderError::noAnswerOf(options_.folder)); });
+    askForRoom();
+}
+
+void ScreenRecorder::askForRoom()
+{
+    startQuestion_ = disk_.ask<Room>(
+        [freeSpace = services_.freeSpace, folder = options_.folder] { return freeSpace(folder); },
+        [this](Room room) {
+            // Nothing would be left to end the movie with.
+            if (room.value_or(roomToKeep) < roomToKeep)
+                failStart(RecorderError::notCreated(
+                    options_.folder,
+                    translated(QT_TRANSLATE_NOOP("ScreenRecorder", "The disk is almost full. Make room there, "
+                                                                   "or choose another folder in Settings."))
+                        .toStdString()));
+            else
+                makeMovie();
+        });
+}
+
+void ScreenRecorder::makeMovie()
+{
+    MovieSettings settings;
+    settings.file = options_.folder / movieFileName(QDateTime::currentDateTime());
+    settings.video = video_;
+    if (recordsAudio())
+        settings.audio.emplace();
+    startQuestion_ = services_.movies.create(settings, [this](Result<std::unique_ptr<MovieWriter>> writer) {
+        startQuestion_.reset();
+        startPatience_.reset();
+        if (writer)
+            movieMade(*std::move(writer));
+        else
+            failStart(RecorderError::notCreated(options_.folder, writer.error().message));
+    });
+}
+
+void ScreenRecorder::movieMade(std::unique_ptr<MovieWriter> writer)
+{
+    StartResult built = makePipeline(std::move(writer));
     if (built)
-        built = makeStream(video);
-    if (built && *microphone)
-        built = openMicrophone(**microphone);
+        built = makeStream();
+    if (built && chosenMicrophone_)
+        built = openMicrophone(*chosenMicrophone_);
     if (!built) {
         failStart(built.error());
         return;
@@ -137,45 +182,14 @@ void ScreenRecorder::build(const MovieVideo& video)
     });
 }
 
-tl::expected<std::optional<MicrophoneDevice>, RecorderError> ScreenRecorder::chooseMicrophone()
+ScreenRecorder::StartResult ScreenRecorder::makePipeline(std::unique_ptr<MovieWriter> writer)
 {
-    if (!options_.microphoneID)
-        return std::nullopt;
-    const std::vector<MicrophoneDevice> devices = services_.microphones.devices();
-    for (const auto& id : {options_.microphoneID, services_.microphones.preferredDevice()}) {
-        const auto found = std::find_if(devices.begin(), devices.end(),
-                                        [&](const MicrophoneDevice& device) { return device.id == id; });
-        if (found != devices.end())
-            return *found;
-    }
-    if (!devices.empty())
-        return devices.front();
-    return tl::make_unexpected(RecorderError::failed(
-        translated(QT_TRANSLATE_NOOP("ScreenRecorder", "There's no microphone to record from.")).toStdString()));
-}
-
-ScreenRecorder::StartResult ScreenRecorder::makePipeline(const MovieVideo& video)
-{
-    // Nothing would be left to end the movie with.
-    if (services_.freeSpace(options_.folder).value_or(roomToKeep) < roomToKeep)
-        return tl::make_unexpected(RecorderError::notCreated(
-            options_.folder, translated(QT_TRANSLATE_NOOP("ScreenRecorder", "The disk is almost full. Make room there, "
-                                                                            "or choose another folder in Settings."))
-                                 .toStdString()));
-    MovieSettings settings;
-    settings.file = options_.folder / movieFileName(QDateTime::currentDateTime());
-    settings.video = video;
-    const bool recordsAudio = options_.microphoneID || options_.systemAudio;
-    if (recordsAudio)
-        settings.audio.emplace();
-
     auto reader = services_.screenCapture.makeSurfaceReader();
-    if (!reader)
+    if (!reader) {
+        queue_.post([unused = std::shared_ptr(std::move(writer))] { unused->cancel(); });
         return tl::make_unexpected(RecorderError::failed(reader.error().message));
-    auto writer = services_.movies.create(settings);
-    if (!writer)
-        return tl::make_unexpected(RecorderError::failed(writer.error().message));
-    pipeline_ = std::make_shared<RecordingPipeline>(std::move(*writer), std::move(*reader), recordsAudio);
+    }
+    pipeline_ = std::make_shared<RecordingPipeline>(std::move(writer), std::move(*reader), recordsAudio());
     pipeline_->onFailure = [weak = weak_from_this(), &main = services_.mainQueue](const Error& error) {
         qCCritical(recordingLog, "Recording failed: %s", error.message.c_str());
         main.post([weak, reason = error.message] {
@@ -183,12 +197,19 @@ ScreenRecorder::StartResult ScreenRecorder::makePipeline(const MovieVideo& video
                 self->pipelineFailed(reason);
         });
     };
+    pipeline_->onStall = [weak = weak_from_this(), &main = services_.mainQueue] {
+        qCCritical(recordingLog, "The disk doesn't answer.");
+        main.post([weak] {
+            if (const auto self = weak.lock())
+                self->pipelineStalled();
+        });
+    };
     return {};
 }
 
-ScreenRecorder::StartResult ScreenRecorder::makeStream(const MovieVideo& video)
+ScreenRecorder::StartResult ScreenRecorder::makeStream()
 {
-    stream_ = services_.screenCapture.makeStream({displayID_, {}}, streamConfiguration(video, options_.systemAudio),
+    stream_ = services_.screenCapture.makeStream({displayID_, {}}, streamConfiguration(video_, options_.systemAudio),
                                                  [weak = weak_from_this()](const Error& error) {
                                                      if (const auto self = weak.lock())
                                                          self->streamStopped(error);
@@ -215,10 +236,7 @@ ScreenRecorder::StartResult ScreenRecorder::openMicrophone(const MicrophoneDevic
         });
     if (!opened) {
         qCCritical(recordingLog, "Couldn't use microphone %s: %s", device.name.c_str(), opened.error().message.c_str());
-        return tl::make_unexpected(
-            RecorderError::failed(translated(QT_TRANSLATE_NOOP("ScreenRecorder", "The microphone %1 can't be used."))
-                                      .arg(QString::fromStdString(device.name))
-                                      .toStdString()));
+        return tl::make_unexpected(microphoneNotUsable(device));
     }
     microphone_ = std::move(*opened);
     return {};
@@ -250,17 +268,25 @@ void ScreenRecorder::failStart(const RecorderError& error)
 
 void ScreenRecorder::tick()
 {
-    queue_.post([weak = weak_from_this(), pipeline = pipeline_, now = services_.mainQueue.now(),
-                 freeSpace = services_.freeSpace, folder = options_.folder, &main = services_.mainQueue] {
-        pipeline->tick(now);
-        if (freeSpace(folder).value_or(roomToKeep) >= roomToKeep)
-            return;
-        main.post([weak] {
-            if (const auto self = weak.lock())
-                self->endByItself(
-                    translated(QT_TRANSLATE_NOOP("ScreenRecorder", "The disk is almost full.")).toStdString());
+    if (state_ != State::recording) {
+        queue_.post([pipeline = pipeline_] { pipeline->lookForStall(); });
+        return;
+    }
+    queue_.post([pipeline = pipeline_, now = services_.mainQueue.now()] { pipeline->tick(now); });
+    lookForRoom();
+}
+
+void ScreenRecorder::lookForRoom()
+{
+    if (roomQuestion_)
+        return;
+    roomQuestion_ = disk_.ask<Room>(
+        [freeSpace = services_.freeSpace, folder = options_.folder] { return freeSpace(folder); },
+        [this](Room room) {
+            roomQuestion_.reset();
+            if (room.value_or(roomToKeep) < roomToKeep)
+                endByItself(translated(QT_TRANSLATE_NOOP("ScreenRecorder", "The disk is almost full.")).toStdString());
         });
-    });
 }
 
 void ScreenRecorder::endByItself(const std::string& reason)
@@ -280,6 +306,17 @@ void ScreenRecorder::pipelineFailed(const std::string& reason)
         endByItself(reason);
     else if (onEndingByItself)
         onEndingByItself(reason);
+}
+
+void ScreenRecorder::pipelineStalled()
+{
+    isStalled_ = true;
+    if (state_ == State::recording)
+        endByItself(
+            translated(QT_TRANSLATE_NOOP("ScreenRecorder", "The recording ended because the disk doesn't answer."))
+                .toStdString());
+    else if (state_ == State::finishing && onSavingStalled)
+        onSavingStalled();
 }
 
 void ScreenRecorder::streamStopped(const Error& error)
@@ -310,7 +347,6 @@ void ScreenRecorder::stop()
     if (state_ != State::recording)
         return;
     state_ = State::finishing;
-    ticks_.reset();
     stream_->stop([weak = weak_from_this(), round = round_](const Result<void>&) {
         const auto self = weak.lock();
         if (self && self->state_ == State::finishing && self->round_ == round)
@@ -321,7 +357,6 @@ void ScreenRecorder::stop()
 // Samples that are on the queue by now belong to the movie.
 void ScreenRecorder::finish()
 {
-    ticks_.reset();
     microphone_.reset();
     const auto deliver = [weak = weak_from_this(), &main = services_.mainQueue](const MovieResult& movie) {
         main.post([weak, movie] {
@@ -346,6 +381,10 @@ void ScreenRecorder::release()
     microphone_.reset();
     stream_.reset();
     startDate_.reset();
+    startPatience_.reset();
+    startQuestion_.reset();
+    roomQuestion_.reset();
+    isStalled_ = false;
     // The writer and the reader go on the thread that used them.
     if (pipeline_)
         queue_.post([pipeline = std::exchange(pipeline_, nullptr)]() mutable { pipeline.reset(); });

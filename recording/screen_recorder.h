@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/audio_sources.h"
+#include "platform/disk_questions.h"
 #include "platform/main_queue.h"
 #include "platform/movie_writer.h"
 #include "platform/screen_capture.h"
@@ -45,8 +46,8 @@ public:
         ScreenCapture& screenCapture;
         Microphones& microphones;
         Movies& movies;
-        /// The bytes that this user may still write to the folder's file system; absent where that cannot be told. Any
-        /// thread; may wait.
+        /// The bytes that this user may still write to the folder's file system; absent where that cannot be told. Runs
+        /// on threads of the recorder's, may wait, and may even do so when the recorder is gone.
         std::function<std::optional<std::uint64_t>(const std::filesystem::path& folder)> freeSpace;
     };
 
@@ -59,7 +60,7 @@ public:
     static constexpr std::uint64_t roomToKeep = std::uint64_t{64} << 20;
 
     [[nodiscard]] static std::shared_ptr<ScreenRecorder> create(Services services);
-    /// Saves what is being recorded, untold, before it returns.
+    /// Saves what is being recorded, untold, before it returns, as long as the disk answers.
     ~ScreenRecorder();
     ScreenRecorder(const ScreenRecorder&) = delete;
     ScreenRecorder& operator=(const ScreenRecorder&) = delete;
@@ -69,6 +70,10 @@ public:
     /// The recording ends by itself, or ended before it was told to, and why, in words for the user; `onFinish`
     /// follows.
     std::function<void(const std::string& reason)> onEndingByItself;
+
+    /// The recording is over, but the disk that its movie is saved to has not answered for ten seconds. Told once,
+    /// where `onEndingByItself` has not told it already; `onFinish` follows when the disk answers.
+    std::function<void()> onSavingStalled;
 
     /// Starts a recording of that display. Ignored while busy or recording. `completion` is called once, later, on the
     /// main queue or within a call of the system's; after an error there is no `onFinish`.
@@ -80,6 +85,8 @@ public:
     [[nodiscard]] bool isBusy() const { return state_ == State::starting || state_ == State::finishing; }
     [[nodiscard]] bool isRecording() const { return state_ == State::recording; }
     [[nodiscard]] bool isFinishing() const { return state_ == State::finishing; }
+    /// The disk that the movie is written to has not answered for ten seconds.
+    [[nodiscard]] bool isStalled() const { return isStalled_; }
     /// When the recording began, on the main queue's clock; absent while none runs.
     [[nodiscard]] std::optional<std::chrono::nanoseconds> startDate() const { return startDate_; }
 
@@ -92,14 +99,19 @@ private:
     void findDisplay();
     void prepare(const CaptureDisplay& display);
     void build(const MovieVideo& video);
-    [[nodiscard]] tl::expected<std::optional<MicrophoneDevice>, RecorderError> chooseMicrophone();
-    [[nodiscard]] StartResult makePipeline(const MovieVideo& video);
-    [[nodiscard]] StartResult makeStream(const MovieVideo& video);
+    void askForRoom();
+    void makeMovie();
+    void movieMade(std::unique_ptr<MovieWriter> writer);
+    [[nodiscard]] bool recordsAudio() const { return options_.microphoneID || options_.systemAudio; }
+    [[nodiscard]] StartResult makePipeline(std::unique_ptr<MovieWriter> writer);
+    [[nodiscard]] StartResult makeStream();
     [[nodiscard]] StartResult openMicrophone(const MicrophoneDevice& device);
     void captureStarted(const Result<void>& result);
     void failStart(const RecorderError& error);
 
     void tick();
+    void lookForRoom();
+    void pipelineStalled();
     void endByItself(const std::string& reason);
     void pipelineFailed(const std::string& reason);
     void streamStopped(const Error& error);
@@ -113,9 +125,17 @@ private:
     int round_ = 0;
     DisplayID displayID_ = 0;
     Options options_;
+    MovieVideo video_;
+    std::optional<MicrophoneDevice> chosenMicrophone_;
     StartCompletion startCompletion_;
     std::optional<std::chrono::nanoseconds> startDate_;
     std::unique_ptr<Timer> ticks_;
+    bool isStalled_ = false;
+    DiskQuestions disk_{services_.mainQueue, "Nimbrale.room"};
+    /// Questions under way: of a start, and of a recording.
+    Subscription startQuestion_;
+    DiskQuestions::Asked roomQuestion_;
+    std::optional<DiskPatience> startPatience_;
     /// Ends, with what it has to do, after what posts to it.
     SerialQueue queue_{"Nimbrale.recording"};
     std::shared_ptr<RecordingPipeline> pipeline_;

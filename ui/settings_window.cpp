@@ -88,6 +88,11 @@ void SettingsWindow::devicesDidChange()
     scheduleRefresh();
 }
 
+void SettingsWindow::recordingFolderDidChange()
+{
+    scheduleRefresh();
+}
+
 void SettingsWindow::framedAreaDidChange()
 {
     if (isVisible())

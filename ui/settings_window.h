@@ -38,6 +38,8 @@ public:
     void present();
     /// The list of displays, cameras or microphones changed.
     void devicesDidChange();
+    /// The folder for recordings has another name.
+    void recordingFolderDidChange();
     /// The frame was moved or resized, or the sharing began or ended.
     void framedAreaDidChange();
 

@@ -1,7 +1,6 @@
 #include "platform/desktop/file_manager.h"
 
 #include "platform/desktop/bus_question.h"
-#include "platform/file_descriptor.h"
 
 #include <QDBusConnection>
 #include <QDBusMessage>
@@ -59,7 +58,13 @@ void FileManager::reveal(const std::filesystem::path& file)
 // The portal opens the folder of the file behind the descriptor.
 void FileManager::revealByPortal(const std::filesystem::path& file)
 {
-    const FileDescriptor descriptor(open(file.c_str(), O_RDONLY | O_CLOEXEC));
+    descriptor_ =
+        disk_.ask<FileDescriptor>([file] { return FileDescriptor(open(file.c_str(), O_RDONLY | O_CLOEXEC)); },
+                                  [this, file](const FileDescriptor& descriptor) { revealByPortal(file, descriptor); });
+}
+
+void FileManager::revealByPortal(const std::filesystem::path& file, const FileDescriptor& descriptor)
+{
     if (!descriptor) {
         openFolderOf(file);
         return;

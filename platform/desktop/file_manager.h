@@ -1,5 +1,9 @@
 #pragma once
 
+#include "platform/desktop/qt_main_queue.h"
+#include "platform/disk_questions.h"
+#include "platform/file_descriptor.h"
+
 #include <QObject>
 
 #include <filesystem>
@@ -21,9 +25,14 @@ public:
 
 private:
     void revealByPortal(const std::filesystem::path& file);
+    void revealByPortal(const std::filesystem::path& file, const FileDescriptor& descriptor);
     void openFolderOf(const std::filesystem::path& file);
 
     std::function<bool(const std::filesystem::path&)> openFolder_;
+    QtMainQueue mainQueue_;
+    DiskQuestions disk_{mainQueue_, "Nimbrale.reveal"};
+    /// Of the file that is to be shown last.
+    DiskQuestions::Asked descriptor_;
 };
 
 } // namespace nimbrale

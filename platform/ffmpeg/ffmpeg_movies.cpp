@@ -1,51 +1,96 @@
 #include "platform/ffmpeg/ffmpeg_movies.h"
 
+#include "platform/disk_questions.h"
 #include "platform/ffmpeg/ffmpeg_movie_writer.h"
 #include "platform/ffmpeg/hardware_preparation.h"
 #include "platform/ffmpeg/movie_recovery.h"
-#include "platform/serial_queue.h"
+
+#include <chrono>
+#include <list>
+#include <mutex>
+#include <utility>
 
 namespace nimbrale::ffmpeg {
 
 namespace {
 
+using Writer = Result<std::unique_ptr<MovieWriter>>;
+
+/// For a beginning or a recovery under way. Where one is cut off, the next recovery goes on with what it leaves.
+constexpr std::chrono::seconds patienceAtTheEnd{2};
+
+/// A movie that was begun, and is removed unless somebody takes it.
+class BegunMovie {
+public:
+    explicit BegunMovie(Writer writer) : writer_(std::move(writer)) {}
+    ~BegunMovie()
+    {
+        if (writer_ && *writer_)
+            (*writer_)->cancel();
+    }
+    BegunMovie(BegunMovie&& other) noexcept : writer_(std::exchange(other.writer_, nullptr)) {}
+    BegunMovie& operator=(BegunMovie&&) = delete;
+    BegunMovie(const BegunMovie&) = delete;
+    BegunMovie& operator=(const BegunMovie&) = delete;
+
+    [[nodiscard]] Writer take() { return std::exchange(writer_, nullptr); }
+
+private:
+    Writer writer_;
+};
+
+/// Shared with threads that a disk may hold up; one of them at a time.
+struct SharedRecovery {
+    std::mutex mutex;
+    MovieRecovery recovery;
+
+    std::vector<RecoveredMovie> recover(const std::filesystem::path& folder)
+    {
+        const std::lock_guard lock(mutex);
+        return recovery.recover(folder);
+    }
+};
+
 class FfmpegMovies final : public Movies {
 public:
     FfmpegMovies(MainQueue& mainQueue, HardwareSearch::Means means)
-        : mainQueue_(mainQueue), hardware_(mainQueue, std::move(means))
+        : hardware_(mainQueue, std::move(means)), disk_(mainQueue, "Nimbrale.movies")
     {}
+    ~FfmpegMovies() override { disk_.waitFor(patienceAtTheEnd); }
+    FfmpegMovies(const FfmpegMovies&) = delete;
+    FfmpegMovies& operator=(const FfmpegMovies&) = delete;
 
     void prepare(const MovieVideo& video, std::function<void()> completion) override
     {
         hardware_.prepare(video, std::move(completion));
     }
 
-    Result<std::unique_ptr<MovieWriter>> create(const MovieSettings& settings) override
+    Subscription create(const MovieSettings& settings, std::function<void(Writer writer)> completion) override
     {
-        return FfmpegMovieWriter::create(settings, {}, hardware_.take(settings.video));
+        const auto hardware = std::make_shared<HardwareVideo>(hardware_.take(settings.video));
+        return disk_.ask<BegunMovie>(
+            [settings, hardware] { return BegunMovie(FfmpegMovieWriter::create(settings, {}, std::move(*hardware))); },
+            [completion = std::move(completion)](BegunMovie movie) { completion(movie.take()); });
     }
 
     void recover(const std::filesystem::path& folder,
                  std::function<void(std::vector<RecoveredMovie> movies)> completion) override
     {
-        worker_.post([this, folder, completion = std::move(completion), alive = std::weak_ptr(alive_)]() mutable {
-            auto report = [movies = recovery_.recover(folder), completion = std::move(completion), alive] {
-                if (alive.lock())
-                    completion(movies);
-            };
-            mainQueue_.post(std::move(report));
-        });
+        const auto place = recoveries_.emplace(recoveries_.end());
+        *place = disk_.ask<std::vector<RecoveredMovie>>(
+            [recovery = recovery_, folder] { return recovery->recover(folder); },
+            [this, place, completion = std::move(completion)](const std::vector<RecoveredMovie>& movies) {
+                recoveries_.erase(place);
+                completion(movies);
+            });
     }
 
 private:
-    MainQueue& mainQueue_;
     HardwarePreparation hardware_;
-    /// Gone when there is nobody any more to hear of a recovery.
-    std::shared_ptr<const bool> alive_ = std::make_shared<const bool>(true);
-    /// The worker's alone.
-    MovieRecovery recovery_;
-    /// Last, so that it ends first.
-    SerialQueue worker_{"Nimbrale.movies"};
+    std::shared_ptr<SharedRecovery> recovery_ = std::make_shared<SharedRecovery>();
+    DiskQuestions disk_;
+    /// Those that are under way.
+    std::list<DiskQuestions::Asked> recoveries_;
 };
 
 } // namespace

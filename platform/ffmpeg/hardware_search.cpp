@@ -15,7 +15,8 @@ namespace {
 using std::chrono::steady_clock;
 
 /// How soon an end of the application is noticed.
-constexpr int waitStep = 20; // Milliseconds.
+constexpr int waitStep = 20;       // Milliseconds.
+constexpr int killPatience = 2000; // Milliseconds.
 
 } // namespace
 
@@ -73,7 +74,9 @@ std::string HardwareSearch::problemOf(const HardwareEncoder& candidate, const Mo
         if (!isStopping_ && steady_clock::now() < deadline)
             continue;
         probe.kill();
-        probe.waitForFinished(waitStep);
+        // On a busy machine a killed program takes its time to go, and one that is let go of before is complained
+        // about.
+        probe.waitForFinished(killPatience);
         return "It takes too long.";
     }
     if (probe.exitStatus() != QProcess::NormalExit)

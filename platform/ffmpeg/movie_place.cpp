@@ -128,7 +128,7 @@ Result<MoviePlace> MoviePlace::create(const std::filesystem::path& movie)
             return MoviePlace(movie, std::move(pieces), std::move(file));
     }
     qCWarning(recordingLog, "No file for %s: %s", movie.c_str(), std::strerror(error));
-    return tl::make_unexpected(notCreated(ErrorCode::temporary, movie, whyNoFileIsMade(error)));
+    return fail(ErrorCode::temporary, whyNoFileIsMade(error));
 }
 
 Result<std::optional<MoviePlace>> MoviePlace::claim(const std::filesystem::path& pieces)
@@ -224,12 +224,6 @@ void MoviePlace::removeCopy() const
 {
     if (::unlink(copyPath().c_str()) != 0 && errno != ENOENT)
         qCWarning(recordingLog, "%s was not removed: %s", copyPath().c_str(), std::strerror(errno));
-}
-
-Error MoviePlace::notCreated(ErrorCode code, const std::filesystem::path& movie, std::string_view reason)
-{
-    std::string message = "The movie couldn't be created in " + movie.parent_path().string() + ". ";
-    return {code, message.append(reason)};
 }
 
 Error MoviePlace::notSaved(ErrorCode code, std::string_view reason) const

@@ -21,7 +21,7 @@ public:
     static constexpr std::string_view suffix = ".unfinished";
 
     /// Makes an empty file for the movie that is to be at `movie`, whose folder must exist. A second movie of that name
-    /// is written under the next free one.
+    /// is written under the next free one. The error tells why there is none and what to do about it, in sentences.
     [[nodiscard]] static Result<MoviePlace> create(const std::filesystem::path& movie);
     /// Takes over the file `pieces`, whose name ends in the suffix, from a writer that is gone. Nothing where somebody
     /// still writes it or it is not a regular file of this user, which is not even opened then. An error when it cannot
@@ -48,9 +48,6 @@ public:
     /// Removes the copy, if there is one.
     void removeCopy() const;
 
-    /// "The movie couldn't be created in …", with the folder of the movie that was to be at `movie`, and `reason` in
-    /// sentences.
-    [[nodiscard]] static Error notCreated(ErrorCode code, const std::filesystem::path& movie, std::string_view reason);
     /// "The movie couldn't be saved.", `reason` (a sentence, or nothing), and where the pieces are.
     [[nodiscard]] Error notSaved(ErrorCode code, std::string_view reason = {}) const;
 

@@ -16,7 +16,6 @@ using std::chrono::nanoseconds;
 
 constexpr nanoseconds pieceLength = std::chrono::seconds(1);
 constexpr nanoseconds shortestEarlyPiece = pieceLength / 2;
-constexpr nanoseconds synchronizeInterval = std::chrono::seconds(5);
 /// What the tables of an ordinary movie's index take for a packet at most, and everything else in it.
 constexpr std::size_t indexBytesPerPacket = 40;
 constexpr std::size_t indexBytes = 65536;
@@ -99,16 +98,15 @@ Result<void> PieceWriter::endPiece()
     pieceBegin_ = reached_;
     if (Result<void> written = file_.append(*piece, indexSize()); !written)
         return written;
-    synchronizeNowAndThen();
+    synchronize();
     return {};
 }
 
-void PieceWriter::synchronizeNowAndThen()
+void PieceWriter::synchronize()
 {
-    if (reached_ - synchronized_ < synchronizeInterval || isSynchronizing_)
+    // A disk that takes longer gets the next piece together with those after it.
+    if (isSynchronizing_.exchange(true))
         return;
-    synchronized_ = reached_;
-    isSynchronizing_ = true;
     disk_.post([this] {
         if (const Result<void> done = file_.synchronize(); !done) {
             const std::lock_guard lock(mutex_);

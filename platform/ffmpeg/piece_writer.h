@@ -12,9 +12,9 @@
 
 namespace nimbrale::ffmpeg {
 
-/// Writes the encoders' packets to a file, in pieces of a second, each of which is handed to the system whole. The disk
-/// has them a few seconds later. One thread at a time. After an error only the destructor may be called, which waits
-/// for the disk.
+/// Writes the encoders' packets to a file, in pieces of a second, each of which is handed to the system whole and
+/// brought to the disk at once, on a thread of its own: a slow disk holds up nothing. One thread at a time. After an
+/// error only the destructor may be called, which waits for the disk.
 class PieceWriter {
 public:
     /// Writes the header. `descriptor`, an empty file, is used as long as this lives; the encoders for this call alone.
@@ -37,7 +37,7 @@ private:
     [[nodiscard]] Result<void> writeVideoUntil(std::int64_t tick);
     [[nodiscard]] Result<void> endPiece();
     [[nodiscard]] std::size_t indexSize() const;
-    void synchronizeNowAndThen();
+    void synchronize();
 
     std::unique_ptr<PieceMuxer> muxer_;
     PieceFile file_;
@@ -46,7 +46,6 @@ private:
     PacketHandle lastVideo_;
     std::chrono::nanoseconds pieceBegin_{0};
     std::chrono::nanoseconds reached_{0};
-    std::chrono::nanoseconds synchronized_{0};
     std::size_t packets_ = 0;
     std::atomic<bool> isSynchronizing_ = false;
     std::mutex mutex_;

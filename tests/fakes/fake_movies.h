@@ -36,6 +36,7 @@ public:
     std::atomic<bool> isAlive = true;
     std::atomic<bool> isFinishAwaited = false;
     std::optional<Error> failure;
+    std::atomic<bool> isStalled = false;
 
     /// Ends the finishing, as the writer's own thread does.
     void completeFinish(Result<std::filesystem::path> movie)
@@ -56,8 +57,8 @@ public:
     explicit FakeMovieWriter(std::shared_ptr<FakeMovie> movie) : movie_(std::move(movie)) {}
     ~FakeMovieWriter() override
     {
-        // A finish under way comes to its end.
-        if (movie_->isFinishAwaited)
+        // A finish under way comes to its end, where the disk answers.
+        if (movie_->isFinishAwaited && !movie_->isStalled)
             movie_->completeFinish(movie_->settings.file);
         movie_->isAlive = false;
     }
@@ -84,6 +85,7 @@ public:
     }
     void cancel() override { movie_->isCancelled = true; }
     [[nodiscard]] std::optional<Error> failure() const override { return movie_->failure; }
+    [[nodiscard]] bool isStalled() override { return movie_->isStalled; }
 
 private:
     std::shared_ptr<FakeMovie> movie_;
@@ -97,6 +99,11 @@ public:
         std::function<void(std::vector<RecoveredMovie> movies)> completion;
     };
 
+    struct Beginning {
+        MovieSettings settings;
+        std::function<void(Result<std::unique_ptr<MovieWriter>> writer)> completion;
+    };
+
     void prepare(const MovieVideo& video, std::function<void()> completion) override
     {
         prepared.push_back(video);
@@ -105,13 +112,15 @@ public:
         else
             completion();
     }
-    [[nodiscard]] Result<std::unique_ptr<MovieWriter>> create(const MovieSettings& settings) override
+    [[nodiscard]] Subscription
+    create(const MovieSettings& settings,
+           std::function<void(Result<std::unique_ptr<MovieWriter>> writer)> completion) override
     {
-        if (createError)
-            return tl::make_unexpected(*createError);
-        movies.push_back(std::make_shared<FakeMovie>());
-        movies.back()->settings = settings;
-        return std::make_unique<FakeMovieWriter>(movies.back());
+        const auto beginning = std::make_shared<Beginning>(Beginning{settings, std::move(completion)});
+        beginnings.push_back(beginning);
+        if (!holdsBeginnings)
+            answerBeginning();
+        return beginning;
     }
     void recover(const std::filesystem::path& folder,
                  std::function<void(std::vector<RecoveredMovie> found)> completion) override
@@ -119,6 +128,21 @@ public:
         recoveries.push_back({folder, std::move(completion)});
     }
 
+    /// The disk answers to the movie that was asked for last, if that was not given up.
+    void answerBeginning()
+    {
+        const auto beginning = beginnings.back().lock();
+        if (!beginning)
+            return;
+        const auto completion = std::exchange(beginning->completion, nullptr);
+        if (createError) {
+            completion(tl::make_unexpected(*createError));
+            return;
+        }
+        movies.push_back(std::make_shared<FakeMovie>());
+        movies.back()->settings = beginning->settings;
+        completion(std::make_unique<FakeMovieWriter>(movies.back()));
+    }
     void answerRecovery(const std::vector<RecoveredMovie>& found)
     {
         const Recovery recovery = std::move(recoveries.at(0));
@@ -133,6 +157,10 @@ public:
     /// Whether completions of preparations wait for the test.
     bool holdsPreparations = false;
     std::vector<std::function<void()>> preparations;
+    /// Whether completions of beginnings wait for the test.
+    bool holdsBeginnings = false;
+    /// Expired where they were given up.
+    std::vector<std::weak_ptr<Beginning>> beginnings;
     std::optional<Error> createError;
     /// In the order in which they were made.
     std::vector<std::shared_ptr<FakeMovie>> movies;

@@ -164,12 +164,13 @@ TEST_F(RecordingControlTest, ADeniedMicrophoneIsToldWithTheWayToTheSettings)
 
 TEST_F(RecordingControlTest, AnotherFailureToStartIsTold)
 {
-    platform_.movies().createError = Error{ErrorCode::permanent, "The movie couldn't be created in /videos."};
+    platform_.movies().createError = Error{ErrorCode::permanent, "The folder isn't there."};
     launch();
     pressRecord();
     answerOwnDisplay();
     EXPECT_EQ(toldAlert(), "Recording couldn't start");
-    EXPECT_EQ(workspace().alerts.back().informativeText, "The movie couldn't be created in /videos.");
+    EXPECT_EQ(workspace().alerts.back().informativeText,
+              "The movie couldn't be created in " + (home_ / "Videos").string() + ". The folder isn't there.");
     EXPECT_FALSE(timeOnFrame());
 }
 

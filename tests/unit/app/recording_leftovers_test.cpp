@@ -19,6 +19,21 @@ namespace fs = std::filesystem;
 
 class RecordingLeftoversTest : public RecordingControlTest {
 protected:
+    /// Both return when the disk has told where the folder is.
+    void launch()
+    {
+        RecordingControlTest::launch();
+        waitUntilFound();
+    }
+    void settle()
+    {
+        RecordingControlTest::settle();
+        waitUntilFound();
+    }
+    void waitUntilFound()
+    {
+        waitFor([this] { return !delegate_->recording().isLookingForFolder(); });
+    }
     /// Those that were searched since the last question.
     [[nodiscard]] std::vector<fs::path> searched()
     {

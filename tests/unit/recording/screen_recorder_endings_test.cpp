@@ -79,16 +79,94 @@ TEST_F(ScreenRecorderEndingsTest, ADiskThatIsAlmostFullEndsTheRecordingInOrder)
 {
     startRecording();
     stream().deliverPicture(640, 360, 1s);
-    platform_.mainQueue().advance(RecordingPipeline::tickInterval);
-    settle();
+    const int asked = roomQuestions_;
+    waitFor([&] {
+        platform_.mainQueue().advance(RecordingPipeline::tickInterval);
+        return roomQuestions_ >= asked + 2; // So the first of them was answered.
+    });
     EXPECT_THAT(reasons_, IsEmpty());
     freeSpace_ = ScreenRecorder::roomToKeep - 1;
-    platform_.mainQueue().advance(RecordingPipeline::tickInterval);
-    settle();
+    waitFor([&] {
+        platform_.mainQueue().advance(RecordingPipeline::tickInterval);
+        return !reasons_.empty();
+    });
     EXPECT_THAT(reasons_, ElementsAre("The disk is almost full."));
     EXPECT_EQ(stream().stops, 1);
     stream().completeStop();
     finishMovie();
+}
+
+TEST_F(ScreenRecorderEndingsTest, ADiskThatDoesNotTellItsRoomHoldsUpNoPicture)
+{
+    startRecording();
+    isDiskSilent_ = true;
+    const int asked = roomQuestions_;
+    waitFor([&] {
+        platform_.mainQueue().advance(RecordingPipeline::tickInterval);
+        return roomQuestions_ > asked;
+    });
+    for (int second = 1; second <= 20; ++second) {
+        platform_.mainQueue().advance(RecordingPipeline::tickInterval);
+        stream().deliverPicture(640, 360, second * 1s);
+    }
+    EXPECT_EQ(movie().pictures.size(), 20U);
+    EXPECT_EQ(roomQuestions_, asked + 1) << "a question is asked once";
+    EXPECT_TRUE(recorder_->isRecording());
+    isDiskSilent_ = false;
+    recorder_->stop();
+    stream().completeStop();
+    finishMovie();
+}
+
+TEST_F(ScreenRecorderEndingsTest, ADiskThatDoesNotAnswerEndsTheRecordingAndSavesIt)
+{
+    const LogCapture log;
+    startRecording();
+    stream().deliverPicture(640, 360, 1s);
+    movie().isStalled = true;
+    platform_.mainQueue().advance(RecordingPipeline::tickInterval);
+    settle();
+    EXPECT_THAT(reasons_, ElementsAre("The recording ended because the disk doesn't answer."));
+    EXPECT_THAT(log.lines(),
+                ElementsAre(LogCapture::Line{QtCriticalMsg, "Nimbrale.recording", "The disk doesn't answer."}));
+    EXPECT_TRUE(recorder_->isStalled());
+    stream().completeStop();
+    for (int tick = 0; tick < 60; ++tick) {
+        platform_.mainQueue().advance(RecordingPipeline::tickInterval);
+        settle();
+    }
+    EXPECT_EQ(reasons_.size() + static_cast<std::size_t>(savingStalls_), 1U) << "it is told once";
+    movie().isStalled = false;
+    finishMovie();
+    ASSERT_EQ(movies_.size(), 1U);
+    EXPECT_TRUE(movies_[0]);
+    EXPECT_FALSE(recorder_->isStalled());
+}
+
+TEST_F(ScreenRecorderEndingsTest, ADiskThatDoesNotAnswerAfterTheStopIsToldOnceAndTheMovieSavedWhenItDoes)
+{
+    const LogCapture log;
+    startRecording();
+    stream().deliverPicture(640, 360, 1s);
+    recorder_->stop();
+    stream().completeStop();
+    settle();
+    EXPECT_EQ(savingStalls_, 0);
+    movie().isStalled = true;
+    for (int tick = 0; tick < 60; ++tick) {
+        platform_.mainQueue().advance(RecordingPipeline::tickInterval);
+        settle();
+    }
+    EXPECT_EQ(savingStalls_, 1);
+    EXPECT_TRUE(recorder_->isStalled());
+    EXPECT_TRUE(recorder_->isBusy());
+    EXPECT_THAT(reasons_, IsEmpty());
+    EXPECT_THAT(movies_, IsEmpty());
+    movie().isStalled = false;
+    finishMovie();
+    ASSERT_EQ(movies_.size(), 1U);
+    EXPECT_TRUE(movies_[0]);
+    EXPECT_FALSE(recorder_->isBusy());
 }
 
 TEST_F(ScreenRecorderEndingsTest, AStillPictureIsKeptInTheMovie)

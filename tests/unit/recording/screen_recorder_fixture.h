@@ -3,11 +3,14 @@
 #include "recording/screen_recorder.h"
 #include "tests/fakes/fake_platform.h"
 
+#include <atomic>
+#include <chrono>
 #include <cstdint>
 #include <filesystem>
 #include <gtest/gtest.h>
 #include <memory>
 #include <optional>
+#include <stdexcept>
 #include <string>
 #include <thread>
 #include <utility>
@@ -25,6 +28,7 @@ protected:
         platform_.screens().list = {makeScreen(1, {0, 0, 1920, 1080}), makeScreen(ownDisplay, {1920, 0, 640, 360})};
         platform_.microphones().list = {{"desk", "Desk microphone"}, {"head", "Headset"}};
         recorder_->onFinish = [this](const ScreenRecorder::MovieResult& movie) { movies_.push_back(movie); };
+        recorder_->onSavingStalled = [this] { ++savingStalls_; };
         recorder_->onEndingByItself = [this](const std::string& reason) { reasons_.push_back(reason); };
     }
 
@@ -37,7 +41,21 @@ protected:
     {
         ShareableContent content;
         content.displays = std::move(displays);
+        const std::size_t begun = platform_.movies().beginnings.size();
         capture().answerContent(content);
+        if (!platform_.movies().holdsPreparations && !isDiskSilent_)
+            waitFor([&] { return !recorder_->isBusy() || platform_.movies().beginnings.size() > begun; });
+    }
+    /// Lets the main queue run until what other threads do has come to that.
+    template <typename Condition>
+    void waitFor(Condition condition)
+    {
+        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+        for (platform_.mainQueue().runPosted(); !condition(); platform_.mainQueue().runPosted()) {
+            if (std::chrono::steady_clock::now() > deadline)
+                throw std::runtime_error("What the test waits for does not come.");
+            std::this_thread::yield();
+        }
     }
     void startRecording(const ScreenRecorder::Options& options = {"/videos"})
     {
@@ -67,13 +85,23 @@ protected:
     [[nodiscard]] FakeMovie& movie() { return platform_.movies().movie(); }
 
     FakePlatform platform_;
-    std::uint64_t freeSpace_ = ScreenRecorder::roomToKeep;
-    std::shared_ptr<ScreenRecorder> recorder_ = ScreenRecorder::create(
-        {platform_.mainQueue(), platform_.screens(), platform_.screenCapture(), platform_.microphones(),
-         platform_.movies(), [this](const std::filesystem::path&) { return std::optional(freeSpace_); }});
+    std::atomic<std::uint64_t> freeSpace_ = ScreenRecorder::roomToKeep;
+    /// How often the disk was asked for its room.
+    std::atomic<int> roomQuestions_ = 0;
+    /// Whether it then does not answer.
+    std::atomic<bool> isDiskSilent_ = false;
+    std::shared_ptr<ScreenRecorder> recorder_ =
+        ScreenRecorder::create({platform_.mainQueue(), platform_.screens(), platform_.screenCapture(),
+                                platform_.microphones(), platform_.movies(), [this](const std::filesystem::path&) {
+                                    ++roomQuestions_;
+                                    while (isDiskSilent_)
+                                        std::this_thread::yield();
+                                    return std::optional<std::uint64_t>(freeSpace_);
+                                }});
     std::vector<ScreenRecorder::StartResult> starts_;
     std::vector<ScreenRecorder::MovieResult> movies_;
     std::vector<std::string> reasons_;
+    int savingStalls_ = 0;
 };
 
 } // namespace nimbrale

@@ -141,11 +141,11 @@ TEST_F(ScreenRecorderTest, DisplaysThatCannotBeListedFailTheStart)
 
 TEST_F(ScreenRecorderTest, AMovieThatCannotBeMadeFailsTheStart)
 {
-    platform_.movies().createError = Error{ErrorCode::permanent, "The movie couldn't be created in /videos."};
+    platform_.movies().createError = Error{ErrorCode::permanent, "The folder isn't there."};
     start({"/videos"});
     answerContent();
     ASSERT_EQ(starts_.size(), 1U);
-    EXPECT_EQ(starts_[0].error().message, "The movie couldn't be created in /videos.");
+    EXPECT_EQ(starts_[0].error().message, "The movie couldn't be created in /videos. The folder isn't there.");
     EXPECT_THAT(capture().streams, IsEmpty());
 }
 
@@ -194,6 +194,7 @@ TEST_F(ScreenRecorderTest, TheMovieIsMadeWhenItsEncoderWasLookedFor)
     EXPECT_THAT(platform_.movies().movies, IsEmpty());
     EXPECT_TRUE(recorder_->isBusy());
     platform_.movies().preparations.at(0)();
+    waitFor([&] { return !platform_.movies().movies.empty(); });
     EXPECT_EQ(movie().settings.video, platform_.movies().prepared.at(0));
     stream().completeStart();
     EXPECT_TRUE(recorder_->isRecording());
@@ -209,6 +210,80 @@ TEST_F(ScreenRecorderTest, AnEncoderThatIsFoundAfterTheStartWasGivenUpMakesNoMov
     start({"/videos"});
     platform_.movies().preparations.at(0)();
     EXPECT_THAT(platform_.movies().movies, IsEmpty());
+}
+
+TEST_F(ScreenRecorderTest, ADiskThatDoesNotTellItsRoomFailsTheStartAfterTenSeconds)
+{
+    isDiskSilent_ = true;
+    start({"/videos"});
+    answerContent();
+    platform_.mainQueue().advance(9900ms);
+    EXPECT_TRUE(recorder_->isBusy());
+    EXPECT_THAT(starts_, IsEmpty());
+    platform_.mainQueue().advance(100ms);
+    ASSERT_EQ(starts_.size(), 1U);
+    EXPECT_EQ(starts_[0].error().message, "The movie couldn't be created in /videos. The disk doesn't answer. Choose "
+                                          "another folder in Settings.");
+    EXPECT_FALSE(recorder_->isBusy());
+
+    isDiskSilent_ = false;
+    startRecording();
+    EXPECT_EQ(platform_.movies().movies.size(), 1U) << "the answer that came too late makes none";
+}
+
+TEST_F(ScreenRecorderTest, ADiskThatDoesNotMakeTheMovieFailsTheStartAfterTenSeconds)
+{
+    platform_.movies().holdsBeginnings = true;
+    start({"/videos"});
+    answerContent();
+    platform_.mainQueue().advance(9900ms);
+    EXPECT_TRUE(recorder_->isBusy());
+    platform_.mainQueue().advance(100ms);
+    ASSERT_EQ(starts_.size(), 1U);
+    EXPECT_EQ(starts_[0].error().message, "The movie couldn't be created in /videos. The disk doesn't answer. Choose "
+                                          "another folder in Settings.");
+    EXPECT_FALSE(recorder_->isBusy());
+    EXPECT_TRUE(platform_.movies().beginnings.at(0).expired()) << "the movie is given up";
+    EXPECT_THAT(capture().streams, IsEmpty());
+}
+
+TEST_F(ScreenRecorderTest, AnAnswerWithinTheTimeStartsTheRecording)
+{
+    platform_.movies().holdsBeginnings = true;
+    start({"/videos"});
+    answerContent();
+    platform_.mainQueue().advance(9s);
+    platform_.movies().answerBeginning();
+    stream().completeStart();
+    EXPECT_TRUE(recorder_->isRecording());
+    platform_.mainQueue().advance(2s);
+    EXPECT_TRUE(recorder_->isRecording()) << "nobody waits for the disk any more";
+    ASSERT_EQ(starts_.size(), 1U);
+    EXPECT_TRUE(starts_[0]);
+}
+
+TEST_F(ScreenRecorderTest, AStartThatIsGivenUpGivesItsMovieUp)
+{
+    platform_.movies().holdsBeginnings = true;
+    start({"/videos"});
+    answerContent();
+    ASSERT_FALSE(platform_.movies().beginnings.at(0).expired());
+    recorder_->stop();
+    EXPECT_TRUE(platform_.movies().beginnings.at(0).expired());
+    EXPECT_FALSE(recorder_->isBusy());
+    platform_.mainQueue().advance(11s);
+    EXPECT_THAT(starts_, IsEmpty());
+}
+
+TEST_F(ScreenRecorderTest, ARecorderThatGoesWhileTheDiskIsAskedWaitsForNothing)
+{
+    isDiskSilent_ = true;
+    start({"/videos"});
+    answerContent();
+    waitFor([&] { return roomQuestions_ > 0; });
+    recorder_.reset();
+    isDiskSilent_ = false;
+    EXPECT_THAT(platform_.movies().beginnings, IsEmpty());
 }
 
 TEST_F(ScreenRecorderTest, AStartThatIsGivenUpHasNoEnd)

@@ -2,7 +2,7 @@
 
 #include "platform/ffmpeg/ffmpeg_movies.h"
 
-#include "tests/fakes/fake_main_queue.h"
+#include "tests/unit/platform/ffmpeg/begun_movie.h"
 #include "tests/unit/platform/ffmpeg/movie_writer_fixture.h"
 
 #include <csignal>
@@ -60,7 +60,7 @@ protected:
 TEST_F(FfmpegMoviesTest, BegunMovieIsWritten)
 {
     const auto movies = createFfmpegMovies(queue, {});
-    auto writer = movies->create(settingsFor(64, 48));
+    auto writer = beginMovie(*movies, queue, settingsFor(64, 48));
     ASSERT_TRUE(writer);
     (*writer)->startSession(start);
     Screen screen(64, 48);

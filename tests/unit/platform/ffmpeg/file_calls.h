@@ -1,11 +1,13 @@
 #pragma once
 
+#include <atomic>
 #include <cerrno>
 #include <functional>
 #include <map>
 #include <string>
 #include <sys/syscall.h>
 #include <sys/types.h>
+#include <thread>
 #include <unistd.h>
 
 namespace nimbrale::ffmpeg {
@@ -15,7 +17,13 @@ namespace nimbrale::ffmpeg {
 class FileCalls {
 public:
     FileCalls() { current() = this; }
-    ~FileCalls() { current() = nullptr; }
+    /// Waits for threads that are in a call, such as one that was left behind.
+    ~FileCalls()
+    {
+        current() = nullptr;
+        while (inside() > 0)
+            std::this_thread::yield();
+    }
     FileCalls(const FileCalls&) = delete;
     FileCalls& operator=(const FileCalls&) = delete;
 
@@ -27,7 +35,16 @@ public:
     /// The error that the call is to fail with, or 0.
     static int enter(const std::string& call)
     {
-        FileCalls* calls = current();
+        ++inside();
+        const int failure = failureOf(call);
+        --inside();
+        return failure;
+    }
+
+private:
+    static int failureOf(const std::string& call)
+    {
+        const FileCalls* const calls = current();
         if (calls == nullptr)
             return 0;
         if (calls->before)
@@ -36,11 +53,15 @@ public:
         return failure == calls->failures.end() ? 0 : failure->second;
     }
 
-private:
-    static FileCalls*& current()
+    static std::atomic<FileCalls*>& current()
     {
-        static FileCalls* calls = nullptr;
+        static std::atomic<FileCalls*> calls = nullptr;
         return calls;
+    }
+    static std::atomic<int>& inside()
+    {
+        static std::atomic<int> threads = 0;
+        return threads;
     }
 };
 

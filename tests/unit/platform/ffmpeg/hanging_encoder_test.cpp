@@ -135,9 +135,9 @@ protected:
                            "echo run >> \"$(dirname \"$0\")/runs\"\necho '" +
                                ProbeQuestion{settings.video, means.candidates.front()}.confirmation() + "'");
     }
-    [[nodiscard]] std::unique_ptr<MovieWriter> beginOn(Movies& movies) const
+    [[nodiscard]] std::unique_ptr<MovieWriter> beginOn(Movies& movies)
     {
-        auto writer = movies.create(settings);
+        auto writer = beginMovie(movies, queue, settings);
         if (!writer)
             throw std::runtime_error(writer.error().message);
         (*writer)->startSession(start);

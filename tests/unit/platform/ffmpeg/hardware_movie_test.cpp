@@ -39,7 +39,7 @@ protected:
     /// Makes a movie of ten pictures and gives it as it is played.
     PlayedMovie madeBy(Movies& movies)
     {
-        auto writer = movies.create(settings);
+        auto writer = beginMovie(movies, queue, settings);
         if (!writer)
             throw std::runtime_error(writer.error().message);
         (*writer)->startSession(start);
@@ -206,7 +206,7 @@ TEST_F(HardwareMovieTest, EncoderThatFailsInAMovieLeavesItAndIsNotUsedAgain)
     useProgram(countRuns + "echo '" + confirmation() + "'");
     const auto movies = createFfmpegMovies(queue, means);
     ASSERT_TRUE(isPrepared(*movies));
-    auto writer = movies->create(settings);
+    auto writer = beginMovie(*movies, queue, settings);
     ASSERT_TRUE(writer);
     (*writer)->startSession(start);
     Screen screen(320, 240);

@@ -66,16 +66,14 @@ TEST_F(MovieFailureTest, FolderThatIsNotThereIsToldOf)
     settings.file = folder / "missing" / "Movie.mov";
     const auto writer = FfmpegMovieWriter::create(settings, {});
     ASSERT_FALSE(writer);
-    EXPECT_EQ(writer.error().message, "The movie couldn't be created in " + (folder / "missing").string() +
-                                          ". The folder isn't there. Choose another folder in Settings.");
+    EXPECT_EQ(writer.error().message, "The folder isn't there. Choose another folder in Settings.");
 }
 
 TEST_F(MovieFailureTest, SizeThatCannotBeEncodedLeavesNoFile)
 {
     const auto writer = FfmpegMovieWriter::create(settingsFor(63, 48), {});
     ASSERT_FALSE(writer);
-    EXPECT_EQ(writer.error().message,
-              "The movie couldn't be created in " + folder.string() + ". A movie's width and height must be even.");
+    EXPECT_EQ(writer.error().message, "A movie's width and height must be even.");
     EXPECT_THAT(names(), IsEmpty());
 }
 

@@ -1,12 +1,9 @@
 // More pictures than the machine can take.
 
 // First: its functions have the names of types that come with other headers.
-#include "tests/unit/platform/ffmpeg/file_calls.h"
+#include "tests/unit/platform/ffmpeg/stalled_disk.h"
 
 #include "tests/unit/platform/ffmpeg/movie_writer_fixture.h"
-
-#include <condition_variable>
-#include <mutex>
 
 namespace nimbrale::ffmpeg {
 namespace {
@@ -15,47 +12,6 @@ using namespace std::chrono_literals;
 using std::chrono::nanoseconds;
 using testing::ElementsAre;
 using testing::IsEmpty;
-
-/// A disk that holds up whoever writes, for as long as the test wants.
-class StalledDisk {
-public:
-    /// Only calls of that name are held up.
-    explicit StalledDisk(std::string held = "pwrite")
-    {
-        calls_.before = [this, held = std::move(held)](const std::string& call) {
-            if (call != held)
-                return;
-            std::unique_lock lock(mutex_);
-            isHoldingUp_ = isStalled_;
-            changed_.wait(lock, [this] { return !isStalled_; });
-            isHoldingUp_ = false;
-        };
-    }
-    void stall() { set(true); }
-    void goOn() { set(false); }
-    /// Whether somebody waits for it.
-    bool isHoldingUp()
-    {
-        const std::lock_guard lock(mutex_);
-        return isHoldingUp_;
-    }
-
-private:
-    void set(bool isStalled)
-    {
-        {
-            const std::lock_guard lock(mutex_);
-            isStalled_ = isStalled;
-        }
-        changed_.notify_all();
-    }
-
-    std::mutex mutex_;
-    std::condition_variable changed_;
-    bool isStalled_ = false;
-    bool isHoldingUp_ = false;
-    FileCalls calls_;
-};
 
 class SlowSynchronizationTest : public MovieWriterTest {
 protected:
@@ -137,30 +93,6 @@ TEST_F(MovieOverloadTest, PicturesBeyondTheQueueAreDroppedAndCounted)
     ASSERT_EQ(played.pictures().size(), taken + 1); // The last one is there again, at the end.
     EXPECT_LE(std::chrono::abs(played.pictures().at(taken - 1).time - timeOf(taken - 1)), 12us);
     EXPECT_THAT(messages(), ElementsAre("50 pictures are missing in a movie: they could not be encoded in time."));
-}
-
-TEST_F(MovieOverloadTest, DiskThatDoesNotAnswerIsAFailureAndWhatItTakesLaterAMovie)
-{
-    auto created = FfmpegMovieWriter::create(settingsFor(64, 48), {.withDisk = 500ms});
-    ASSERT_TRUE(created);
-    MovieWriter& writer = **created;
-    writer.startSession(start);
-    disk.stall();
-    // From the first piece on: the movie has no picture yet.
-    const auto deadline = std::chrono::steady_clock::now() + 20s;
-    while (!writer.failure() && std::chrono::steady_clock::now() < deadline) {
-        if (writer.isReadyForVideo() && count < 1000)
-            appendOne(writer);
-        std::this_thread::sleep_for(1ms);
-    }
-    const auto failure = writer.failure();
-    EXPECT_TRUE(disk.isHoldingUp());
-    disk.goOn();
-    ASSERT_TRUE(failure);
-    EXPECT_EQ(failure->message, "The recording ended because the disk doesn't answer.");
-    const auto finished = finish(writer, timeOf(count));
-    ASSERT_TRUE(finished);
-    EXPECT_EQ(PlayedMovie(*finished).pictures().size(), count);
 }
 
 TEST_F(MovieOverloadTest, NoSoundIsLeftOutWherePicturesAre)

@@ -2,6 +2,7 @@
 
 #include "platform/ffmpeg/ffmpeg_movies.h"
 #include "tests/fakes/fake_main_queue.h"
+#include "tests/unit/platform/ffmpeg/begun_movie.h"
 #include "tests/unit/platform/ffmpeg/movie_writer_fixture.h"
 #include "tests/unit/platform/ffmpeg/stand_in_encoders.h"
 
