@@ -49,6 +49,7 @@ public:
     void finish(nanoseconds /*time*/, Completion completion) override { completion(std::filesystem::path("movie")); }
     void cancel() override {}
     [[nodiscard]] std::optional<Error> failure() const override { return std::nullopt; }
+    [[nodiscard]] bool isStalled() override { return false; }
 
 private:
     std::size_t& frames_;
