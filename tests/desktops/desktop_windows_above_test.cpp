@@ -64,7 +64,10 @@ protected:
         ASSERT_TRUE(place().contains(content));
         ASSERT_NE(desktop().screenshot(content), frameAlone_.copy(content)) << "the control: the screen shows it there";
         const QRect inRegion = content.translated(-region.topLeft());
-        EXPECT_TRUE(imagesMatch(sharedPicture(desktop()).copy(inRegion), shared_.copy(inRegion)));
+        const QImage now = sharedPicture(desktop());
+        EXPECT_TRUE(imagesMatch(now.copy(inRegion), shared_.copy(inRegion)))
+            << "with the window at " << place().x() << ", " << place().y() << ", " << place().width() << " × "
+            << place().height() << ", and all that is shared kept as " << keepImage(now, "shared");
     }
 
     /// What a window of the scene paints below, without its frame, which tells whether it is the active one.
