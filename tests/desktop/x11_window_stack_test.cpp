@@ -147,6 +147,39 @@ TEST_F(X11WindowStackTest, WhereAPanelWasBeforeItIsLookedAtIsToldWithWhatItIs)
     EXPECT_EQ(stack->find(panel)->reachLately(), PixelRegion(300, 200, 60, 5)) << "now whoever listens holds it";
 }
 
+TEST_F(X11WindowStackTest, AWindowThatIsDraggedMayBeShownAheadOfWhereItIs)
+{
+    const xcb_window_t settings = panels->newId();
+    const std::uint32_t isUnmanaged = 1;
+    xcb_create_window(panels->get(), XCB_COPY_FROM_PARENT, settings, panels->root(), 300, 300, 60, 40, 0,
+                      XCB_WINDOW_CLASS_INPUT_OUTPUT, XCB_COPY_FROM_PARENT, XCB_CW_OVERRIDE_REDIRECT, &isUnmanaged);
+    xcb_map_window(panels->get(), settings);
+    const auto moveTo = [&](std::uint32_t x) {
+        xcb_configure_window(panels->get(), settings, XCB_CONFIG_WINDOW_X, &x);
+        panels->synchronize();
+        handleEvents();
+    };
+    moveTo(305);
+    stack->classifyNew();
+    moveTo(300);
+    EXPECT_EQ(stack->find(settings)->reach(), PixelRegion(236, 236, 188, 168)) << "with a shadow; nobody drags it";
+
+    const std::uint32_t normal[] = {1, XCB_NONE};
+    const xcb_atom_t managed = panels->atom("WM_STATE");
+    xcb_change_property(panels->get(), XCB_PROP_MODE_REPLACE, settings, managed, managed, 32, 2, normal);
+    panels->synchronize();
+    handleEvents();
+    stack->classifyNew();
+    moveTo(310);
+    EXPECT_EQ(stack->find(settings)->reach(), PixelRegion(118, 108, 444, 424));
+    const auto moved = std::chrono::steady_clock::now();
+    stack->releaseTrails(moved, moved);
+    EXPECT_EQ(stack->find(settings)->reach(), PixelRegion(118, 108, 444, 424));
+    const auto rested = moved + x11::HeldPlaces::longestLag;
+    stack->releaseTrails(rested, rested);
+    EXPECT_EQ(stack->find(settings)->reach(), PixelRegion(246, 236, 188, 168));
+}
+
 // A busy window manager maps its frame long before it says that it manages what is in there.
 TEST_F(X11WindowStackTest, AnOwnWindowThatIsHiddenInAFrameIsToldOfHoweverLateItWasCalledManaged)
 {

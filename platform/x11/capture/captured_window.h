@@ -110,6 +110,8 @@ struct CapturedWindow {
     std::optional<PixelRegion> painted;
     /// Of a window with `painted`.
     PaintTrail trail;
+    /// Of one without that a window manager manages: it was moved lately, and may be on its way until then.
+    std::optional<std::chrono::steady_clock::time_point> movingUntil;
     /// Where it has been while `needsClassification`.
     HeldPlaces unknownPlaces;
 
@@ -187,12 +189,15 @@ struct CapturedWindow {
     }
 
     /// Where the screen may show something of it. Compositing managers draw shadows around windows, but around the
-    /// panels that tell what is painted in them.
+    /// panels that tell what is painted in them. One that is dragged may be shown ahead of where the server has it:
+    /// muffin paints over another connection than the one that it moves windows by.
     [[nodiscard]] PixelRegion reach() const
     {
         constexpr int shadow = 64;
+        constexpr int farthestStep = 128;
+        const int around = movingUntil ? shadow + farthestStep : shadow;
         if (!painted)
-            return {x - shadow, y - shadow, width + 2 * (borderWidth + shadow), height + 2 * (borderWidth + shadow)};
+            return {x - around, y - around, width + 2 * (borderWidth + around), height + 2 * (borderWidth + around)};
         PixelRegion region(*painted);
         region.translate(x, y);
         region &= PixelRegion(bounds());

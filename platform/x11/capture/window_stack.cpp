@@ -227,6 +227,8 @@ void WindowStack::handleConfigure(const xcb_configure_notify_event_t& event)
     changed(window);
     if (window.painted && (isMoved || isResized))
         window.trail.leavePlace(window.bounds(), Clock::now());
+    else if (isMoved && window.managed.client != XCB_NONE)
+        window.movingUntil = Clock::now() + HeldPlaces::longestLag;
     if (window.needsClassification && window.isMapped && (isMoved || isResized))
         window.unknownPlaces.add(window.reach(), Clock::now(), {});
     window.x = event.x;

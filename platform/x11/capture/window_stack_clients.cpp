@@ -127,6 +127,8 @@ void WindowStack::releaseTrails(Clock::time_point now, Clock::time_point proven)
     for (CapturedWindow* const window : windows()) {
         if (window->painted)
             window->trail.release(now, proven);
+        if (window->movingUntil && now >= *window->movingUntil)
+            window->movingUntil.reset();
     }
 }
 
