@@ -27,15 +27,6 @@ constexpr double noiseOfCamera = 4;
 constexpr int pictures = 60;
 constexpr int placeAtRest = 20;
 
-QImage photograph(const std::string& name)
-{
-    const QSize size = MovingPerson::pictureSize;
-    const PixelBuffer pixels = requirePhotograph(name, size.width(), size.height());
-    return QImage(reinterpret_cast<const uchar*>(pixels.row(0)), size.width(), size.height(),
-                  static_cast<qsizetype>(pixels.stride()), QImage::Format_RGB32)
-        .copy();
-}
-
 /// The mean change of a pixel of the mask from one picture to the next, of 255.
 struct Flicker {
     double asFound = 0;
@@ -46,7 +37,8 @@ class MaskFlickerTest : public testing::Test {
 protected:
     void SetUp() override
     {
-        person_.emplace(photograph("messi5.jpg"), photograph("building.jpg"), Qt::black);
+        person_.emplace(requirePhotograph("messi5.jpg", MovingPerson::pictureSize),
+                        requirePhotograph("building.jpg", MovingPerson::pictureSize), Qt::black);
         auto created = opencv::createPersonSegmentation(opencv::modelFile(buildFolder()));
         ASSERT_TRUE(created) << created.error().message;
         segmentation_ = std::move(*created);

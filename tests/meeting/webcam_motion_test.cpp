@@ -27,20 +27,12 @@ constexpr Tolerances tolerancesFor(Background background)
 /// What the codec makes of it, above all of colors at edges.
 constexpr Tolerances behindTheCodec{.perChannel = 40, .ofPerson = 0.03, .ofBackground = 0.02};
 
-QImage photograph(const std::string& name)
-{
-    const QSize size = MovingPerson::pictureSize;
-    const PixelBuffer pixels = requirePhotograph(name, size.width(), size.height());
-    return QImage(reinterpret_cast<const uchar*>(pixels.row(0)), size.width(), size.height(),
-                  static_cast<qsizetype>(pixels.stride()), QImage::Format_RGB32)
-        .copy();
-}
-
 class WebcamMotion : public WebcamJourney, public testing::WithParamInterface<WebcamSurroundings> {
 protected:
     void SetUp() override
     {
-        person.emplace(photograph("messi5.jpg"), photograph("building.jpg"), wall);
+        person.emplace(requirePhotograph("messi5.jpg", MovingPerson::pictureSize),
+                       requirePhotograph("building.jpg", MovingPerson::pictureSize), wall);
         prepare(GetParam(), person->sliding().behind(), person->sliding().front());
     }
     void startWith(Background background)
@@ -128,7 +120,8 @@ TEST_P(WebcamMotion, BlurredTheBackgroundIsSoAroundThePersonAtEveryMoment)
 TEST(MovingPersonTest, ABlankPictureNoEffectAndAMaskOfAnotherPictureAreWrong)
 {
     const QColor wall(22, 110, 40);
-    const MovingPerson person(photograph("messi5.jpg"), photograph("building.jpg"), wall);
+    const MovingPerson person(requirePhotograph("messi5.jpg", MovingPerson::pictureSize),
+                              requirePhotograph("building.jpg", MovingPerson::pictureSize), wall);
     for (const Background background : {Background::removed, Background::blurred}) {
         const Tolerances tolerances = tolerancesFor(background);
         const auto isRight = [&](const QImage& webcam) {

@@ -2,23 +2,27 @@
 
 #include "tests/support/requirements.h"
 
-#include <QImage>
-
 #include <cstring>
 #include <filesystem>
 
 namespace nimbrale::test {
 
-PixelBuffer requirePhotograph(const std::string& name, int width, int height)
+QImage requirePhotograph(const std::string& name, QSize size)
 {
     const std::filesystem::path folder = "/usr/share/doc/opencv-doc/examples/data";
     if (!std::filesystem::exists(folder))
         skipTest("the photographs of opencv-doc are not installed");
     const QImage image = QImage(QString::fromStdString((folder / name).string()))
                              .convertToFormat(QImage::Format_RGB32)
-                             .scaled(width, height, Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
+                             .scaled(size, Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
     if (image.isNull())
         failTest("cannot read the photograph " + name);
+    return image;
+}
+
+PixelBuffer requirePhotograph(const std::string& name, int width, int height)
+{
+    const QImage image = requirePhotograph(name, QSize(width, height));
     PixelBuffer picture(width, height);
     for (int y = 0; y < height; ++y)
         std::memcpy(picture.row(y), image.constScanLine(y), picture.stride());

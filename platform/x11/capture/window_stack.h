@@ -52,7 +52,7 @@ public:
     [[nodiscard]] std::optional<Clock::time_point> nextAging() const;
     /// Takes over what this process has told since of what it paints.
     void takePainted();
-    /// The screen shows all that was heard of by `proven`.
+    /// The screen shows all that was heard of by `proven`. Ends moves that are over by `now`, too.
     void releaseTrails(Clock::time_point now, Clock::time_point proven);
 
     /// A compositing manager came or went. While one runs, own windows stay redirected like all others: it keeps their

@@ -131,10 +131,7 @@ TEST_F(ScreenRecorderEndingsTest, ADiskThatDoesNotAnswerEndsTheRecordingAndSaves
                 ElementsAre(LogCapture::Line{QtCriticalMsg, "Nimbrale.recording", "The disk doesn't answer."}));
     EXPECT_TRUE(recorder_->isStalled());
     stream().completeStop();
-    for (int tick = 0; tick < 60; ++tick) {
-        platform_.mainQueue().advance(RecordingPipeline::tickInterval);
-        settle();
-    }
+    letTicksPass(60);
     EXPECT_EQ(reasons_.size() + static_cast<std::size_t>(savingStalls_), 1U) << "it is told once";
     movie().isStalled = false;
     finishMovie();
@@ -153,10 +150,7 @@ TEST_F(ScreenRecorderEndingsTest, ADiskThatDoesNotAnswerAfterTheStopIsToldOnceAn
     settle();
     EXPECT_EQ(savingStalls_, 0);
     movie().isStalled = true;
-    for (int tick = 0; tick < 60; ++tick) {
-        platform_.mainQueue().advance(RecordingPipeline::tickInterval);
-        settle();
-    }
+    letTicksPass(60);
     EXPECT_EQ(savingStalls_, 1);
     EXPECT_TRUE(recorder_->isStalled());
     EXPECT_TRUE(recorder_->isBusy());
@@ -173,10 +167,7 @@ TEST_F(ScreenRecorderEndingsTest, AStillPictureIsKeptInTheMovie)
 {
     startRecording();
     stream().deliverPicture(640, 360, 0s);
-    for (int tick = 0; tick < 4; ++tick) {
-        platform_.mainQueue().advance(RecordingPipeline::tickInterval);
-        settle();
-    }
+    letTicksPass(4);
     EXPECT_THAT(movie().repeats, ElementsAre(500ms, 1s, 1500ms, 2s));
 }
 

@@ -72,6 +72,13 @@ protected:
         stream().deliver({OutputType::screen, FrameStatus::idle});
         platform_.mainQueue().runPosted();
     }
+    void letTicksPass(int count)
+    {
+        for (int tick = 0; tick < count; ++tick) {
+            platform_.mainQueue().advance(RecordingPipeline::tickInterval);
+            settle();
+        }
+    }
     void finishMovie(Result<std::filesystem::path> result = std::filesystem::path("/videos/movie.mov"))
     {
         while (!movie().isFinishAwaited)
