@@ -152,6 +152,37 @@ TEST_P(X11MaskGapsTest, AnOwnWindowThatComesAndGoesWithItsWorkspaceIsInNoPicture
     watch.expectNoneFound(4);
 }
 
+TEST_P(X11MaskGapsTest, AnOwnWindowThatItsManagerPutsElsewhereIsInNoPicture)
+{
+    const WindowRequests requests(*desktop);
+    const xcb_window_t own = makeOwnWindow({230, 190, 140, 100}, false);
+    const auto shownAt = [&](QPoint corner) {
+        return ownPixels(desktop->screenshot({corner + QPoint(20, 40), QSize(100, 50)})) == 5000;
+    };
+    ASSERT_TRUE(captured->pumpUntil([&] { return shownAt({230, 190}); }, 5000));
+    // The same for all workspaces, as the frame is.
+    (void)makePanel({550, 120});
+    captured->settle();
+    watch.watch(*captured);
+    constexpr int rounds = 20;
+    for (int round = 0; round < rounds; ++round) {
+        const QPoint corner = round % 2 == 0 ? QPoint(520, 380) : QPoint(230, 190);
+        // Other windows give the capture something to do at whatever moment the window jumps.
+        for (int step = 0; step < 3 + round % 7; ++step) {
+            scene->fill("lower", {5 + 10 * step, 5 + round, 8, 8}, QColor(20 * step, 90, 40));
+            captured->pumpFor(Milliseconds{7});
+        }
+        requests.putAt(own, corner);
+        for (int step = 0; step < 20; ++step) {
+            scene->fill("lower", {200 + 4 * step, 5 + round, 8, 8}, QColor(10 * step, 90, 140));
+            captured->pumpFor(Milliseconds{5});
+        }
+        ASSERT_TRUE(captured->pumpUntil([&] { return shownAt(corner); }, 5000)) << "the control";
+    }
+    captured->onFrame = nullptr;
+    watch.expectNoneFound(rounds);
+}
+
 /// A panel that the screen shows before the capture has heard of it, and goes on showing.
 class X11UnheardPanelTest : public X11MaskGapsTest {
 protected:

@@ -1,3 +1,4 @@
+#include "platform/x11/server/client_resources.h"
 #include "platform/x11/server/connection.h"
 #include "platform/x11/server/event_dispatcher.h"
 #include "platform/x11/server/owned_id.h"
@@ -6,6 +7,7 @@
 
 #include <QCoreApplication>
 
+#include <algorithm>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <memory>
@@ -166,6 +168,35 @@ TEST_F(X11ServerTest, whatAWindowTookAlongMayBeGivenBackAgain)
     connection->synchronize();
     events.dispatch();
     EXPECT_THAT(errorsLogged, ElementsAre());
+}
+
+TEST_F(X11ServerTest, clientsThatComeAndGoAreCounted)
+{
+    const xcb_atom_t hideCount = connection->atom("XFixesCursorHideCount");
+    x11::ClientCensus census(*connection);
+    const auto hiders = [&] {
+        const auto clients = census.take();
+        return std::count_if(clients.begin(), clients.end(),
+                             [&](const x11::ClientResources& client) { return client.has(hideCount); });
+    };
+    const auto hide = [&] {
+        auto program = std::move(*x11::Connection::open(desktop->displayName()));
+        xcb_xfixes_hide_cursor(program->get(), program->root());
+        program->synchronize();
+        return program;
+    };
+    EXPECT_EQ(hiders(), 0);
+    const auto first = hide();
+    EXPECT_EQ(hiders(), 1) << "one that came since the last time";
+    EXPECT_EQ(hiders(), 1) << "one that was there the last time";
+    auto second = hide();
+    EXPECT_EQ(hiders(), 2);
+    xcb_xfixes_show_cursor(first->get(), first->root());
+    first->synchronize();
+    EXPECT_EQ(hiders(), 1) << "one that was there and has changed";
+    second.reset();
+    EXPECT_TRUE(waitUntil([&] { return hiders() == 0; }, Milliseconds{2000})) << "one that has ended";
+    EXPECT_TRUE(errorsLogged.empty());
 }
 
 } // namespace

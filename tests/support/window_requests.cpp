@@ -13,8 +13,8 @@ constexpr std::uint32_t sourceIsPager = 2;
 
 } // namespace
 
-void WindowRequests::send(const std::string& message, std::uint32_t window, std::uint32_t value,
-                          std::uint32_t second) const
+void WindowRequests::send(const std::string& message, std::uint32_t window, std::uint32_t value, std::uint32_t second,
+                          std::uint32_t third) const
 {
     const xcb_window_t root = desktop_.screen().root;
     xcb_client_message_event_t event = {};
@@ -24,6 +24,7 @@ void WindowRequests::send(const std::string& message, std::uint32_t window, std:
     event.type = atom(message);
     event.data.data32[0] = value;
     event.data.data32[1] = second;
+    event.data.data32[2] = third;
     xcb_send_event(desktop_.connection(), 0, root,
                    XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT | XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY,
                    reinterpret_cast<const char*>(&event));
@@ -45,6 +46,13 @@ void WindowRequests::keepAbove(std::uint32_t window) const
 {
     constexpr std::uint32_t add = 1;
     send("_NET_WM_STATE", window, add, atom("_NET_WM_STATE_ABOVE"));
+}
+
+void WindowRequests::putAt(std::uint32_t window, QPoint corner) const
+{
+    constexpr std::uint32_t hasPosition = 3 << 8;
+    send("_NET_MOVERESIZE_WINDOW", window, XCB_GRAVITY_NORTH_WEST | hasPosition | sourceIsPager << 12,
+         std::uint32_t(corner.x()), std::uint32_t(corner.y()));
 }
 
 void WindowRequests::moveToWorkspace(std::uint32_t window, std::uint32_t workspace) const

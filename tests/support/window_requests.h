@@ -20,6 +20,8 @@ public:
     void activate(std::uint32_t window, std::uint32_t time) const;
     /// Puts a window in front of all that have not asked for that, for good.
     void keepAbove(std::uint32_t window) const;
+    /// Puts the top-left corner of a window, with its decoration, there at once, as a key does that tiles windows.
+    void putAt(std::uint32_t window, QPoint corner) const;
     /// Workspaces are counted from 0.
     void moveToWorkspace(std::uint32_t window, std::uint32_t workspace) const;
     void showOnAllWorkspaces(std::uint32_t window) const;
@@ -33,7 +35,8 @@ public:
     [[nodiscard]] QRect workArea() const;
 
 private:
-    void send(const std::string& message, std::uint32_t window, std::uint32_t value, std::uint32_t second = 0) const;
+    void send(const std::string& message, std::uint32_t window, std::uint32_t value, std::uint32_t second = 0,
+              std::uint32_t third = 0) const;
     [[nodiscard]] std::vector<std::uint32_t> rootNumbers(const std::string& property) const;
     [[nodiscard]] std::uint32_t atom(const std::string& name) const;
 

@@ -1,23 +1,21 @@
 #include "platform/x11/capture/pointer_hiding.h"
 
-#include "platform/x11/server/client_resources.h"
-
 #include <algorithm>
 #include <vector>
 
 namespace nimbrale::x11 {
 
-PointerHiding::PointerHiding(Connection& connection) : connection_(connection)
+PointerHiding::PointerHiding(Connection& connection) : census_(connection)
 {
-    if (connection_.extensions().resources.isPresent)
-        recordName_ = connection_.atom("XFixesCursorHideCount");
+    if (connection.extensions().resources.isPresent)
+        recordName_ = connection.atom("XFixesCursorHideCount");
 }
 
-bool PointerHiding::isHidden() const
+bool PointerHiding::isHidden()
 {
     if (recordName_ == XCB_ATOM_NONE)
         return false;
-    const std::vector<ClientResources> clients = resourcesOfClients(connection_);
+    const std::vector<ClientResources> clients = census_.take();
     return std::any_of(clients.begin(), clients.end(),
                        [this](const ClientResources& client) { return client.has(recordName_); });
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/x11/server/client_resources.h"
 #include "platform/x11/server/connection.h"
 
 #include <xcb/xcb.h>
@@ -15,11 +16,12 @@ public:
     /// `connection` must outlive it.
     explicit PointerHiding(Connection& connection);
 
-    /// Asks the server, in two round trips. False where the server cannot tell.
-    [[nodiscard]] bool isHidden() const;
+    /// Asks the server, in one round trip, or in two where programs have come since the last time. False where the
+    /// server cannot tell.
+    [[nodiscard]] bool isHidden();
 
 private:
-    Connection& connection_;
+    ClientCensus census_;
     xcb_atom_t recordName_ = XCB_ATOM_NONE;
 };
 

@@ -13,7 +13,7 @@ bool isScreenRead(Connection& connection)
     const xcb_atom_t sharedMemory = connection.atom("ShmSeg");
     const xcb_atom_t damage = connection.atom("DamageExt");
     const xcb_atom_t pointerImage = connection.atom("XFixesCursorClient");
-    const auto clients = resourcesOfClients(connection);
+    const auto clients = ClientCensus(connection).take();
     return std::any_of(clients.begin(), clients.end(), [&](const ClientResources& client) {
         return readsScreen({.hasWindows = client.has(window),
                             .hasSharedMemory = client.has(sharedMemory),
