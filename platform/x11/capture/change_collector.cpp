@@ -16,6 +16,12 @@ bool hidesWhatIsBelow(const CapturedWindow& window)
     return window.isDrawable() && window.isOpaque(Compositing::running) && !window.isShaped && !window.youngUntil;
 }
 
+void simplify(PixelRegion& region)
+{
+    if (region.count() > ChangeCollector::maximumRectangles)
+        region = PixelRegion(region.bounds());
+}
+
 } // namespace
 
 void ChangeCollector::setSource(const PixelRect& source, PointerVisibility pointer)
@@ -33,14 +39,14 @@ void ChangeCollector::add(const PixelRegion& region)
     PixelRegion shown(region);
     shown &= PixelRegion(source_);
     dirty_ |= shown;
-    if (dirty_.count() > maximumRectangles)
-        dirty_ = PixelRegion(dirty_.bounds());
+    simplify(dirty_);
 }
 
 void ChangeCollector::setMasked(bool isMasked)
 {
     isMasked_ = isMasked;
     mask_.reset();
+    awaited_.clear();
     covered_.clear();
     bareMarks_.clear();
     freeze_ = {};
@@ -105,8 +111,27 @@ void ChangeCollector::updateMask(const WindowList& windows, const PixelRegion& m
     covered_ = covered;
     holdMarks(current, marks, now);
     current |= marks;
+    const PixelRegion before = mask_.region();
     add(mask_.update(current, now, proven));
+    followGrowth(before);
     leftOut_ = mask_.region();
+}
+
+// Where the mask is new, the screen's news count no more. What windows drew there a moment ago may not be on the screen
+// yet, and what they drew beside all masks was never asked for: the server is silent about them until it is.
+void ChangeCollector::followGrowth(const PixelRegion& before)
+{
+    PixelRegion gained = mask_.region();
+    gained -= before;
+    gained &= PixelRegion(source_);
+    if (gained.isEmpty())
+        return;
+    expectChange();
+    PixelRegion late(awaited_);
+    late &= gained;
+    awaited_ -= gained;
+    if (!late.isEmpty())
+        noteWindowChange(late);
 }
 
 // A mark within what is left out goes with that. One that was left bare is held until it is proven to be gone, by
@@ -216,6 +241,7 @@ void ChangeCollector::addScreenDamage(const PixelRegion& damage)
         return;
     }
     mask_.noteScreenDamage(damage);
+    awaited_ -= damage;
     PixelRegion shown(damage);
     shown -= mask_.region();
     add(shown);
@@ -233,7 +259,14 @@ void ChangeCollector::addDamage(const WindowList& windows, const CapturedWindow&
 {
     if (!isIncluded(window))
         return;
-    noteWindowChange(visiblePart(damage, windows, window, compositing));
+    const PixelRegion shown = visiblePart(damage, windows, window, compositing);
+    if (isMasked_ && window.isDrawable()) {
+        PixelRegion beside(shown);
+        beside -= mask_.region();
+        awaited_ |= beside;
+        simplify(awaited_);
+    }
+    noteWindowChange(toldByWindows(shown));
 }
 
 void ChangeCollector::noteWindowChange(const PixelRegion& region)
@@ -284,13 +317,13 @@ bool ChangeCollector::isVisible(const WindowList& windows, const CapturedWindow&
 {
     if (contents_ == FrameContents::screen || (!window.needsClassification && !isIncluded(window)))
         return false;
-    return !visiblePart(window.extents(), windows, window, compositing).isEmpty();
+    return !visiblePart(toldByWindows(window.extents()), windows, window, compositing).isEmpty();
 }
 
 void ChangeCollector::expectDamage(const WindowList& windows, const CapturedWindow& window, const PixelRegion& area,
                                    Compositing compositing)
 {
-    if (isIncluded(window) && !visiblePart(area, windows, window, compositing).isEmpty())
+    if (isIncluded(window) && !visiblePart(toldByWindows(area), windows, window, compositing).isEmpty())
         expectation_ = ChangeExpectation::certain;
     else if (isVisible(windows, window, compositing))
         expectChange();
@@ -323,7 +356,6 @@ PixelRegion ChangeCollector::visiblePart(PixelRegion region, const WindowList& w
 {
     region &= PixelRegion(source_);
     region &= window.extents();
-    region = toldByWindows(region);
     // From the top: what hides a window most often is the topmost of all. A finely shaped one counts as hiding nothing:
     // to draw a little too much costs less than to find out.
     for (auto item = windows.rbegin(); item != windows.rend() && *item != &window && !region.isEmpty(); ++item) {

@@ -137,6 +137,8 @@ private:
     /// What frames have shown in the region so far is not to be shown any more.
     void leaveOut(const PixelRegion& region);
     void noteWindowChange(const PixelRegion& region);
+    /// The mask was there before.
+    void followGrowth(const PixelRegion& before);
     /// The part of the region that windows tell of, and not the screen.
     [[nodiscard]] PixelRegion toldByWindows(PixelRegion region) const;
 
@@ -149,6 +151,8 @@ private:
     /// Where the screen may have shown windows that are left out since the mask was updated last, masked or not.
     PixelRegion leftOut_;
     UnpaintedMemory unpainted_;
+    /// What windows have drawn beside the mask, and the screen has not told of yet.
+    PixelRegion awaited_;
     /// What is left out but covered, once the screen shows the cover.
     PixelRegion covered_;
     /// The proof's marks beside all that is left out for another reason.

@@ -21,6 +21,7 @@ TEST_F(MaskedChangesTest, whatIsDrawnOnTheScreenIsDrawnButWhereItIsMasked)
 TEST_F(MaskedChangesTest, onlyDamageOutsideOfTheMaskIsExpected)
 {
     addPanel({200, 200, 50, 50});
+    changes.clearExpectation();
     changes.expectScreenDamage(PixelRegion(200, 200, 50, 50));
     EXPECT_EQ(changes.expectation(), ChangeExpectation::none);
     changes.expectScreenDamage(PixelRegion(199, 200, 50, 50));
@@ -34,6 +35,8 @@ TEST_F(MaskedChangesTest, windowsCountBelowTheMaskAlone)
     changes.addDamage(windows, window, PixelRegion(110, 110, 300, 300), running);
     changes.addWindow(window, WindowChange::altered, start);
     EXPECT_TRUE(changes.isEmpty());
+    changes.addScreenDamage(PixelRegion(110, 110, 300, 300));
+    (void)changes.take();
 
     addPanel({200, 200, 50, 50});
     EXPECT_TRUE(changes.isVisible(windows, window, running));
@@ -43,6 +46,46 @@ TEST_F(MaskedChangesTest, windowsCountBelowTheMaskAlone)
         << "none of it was seen before";
     changes.addWindow(window, WindowChange::altered, start);
     EXPECT_EQ(changes.take(), PixelRegion(200, 200, 50, 50));
+}
+
+// The damage of a window that is on no masked place is left with the server, which then tells of no more.
+TEST_F(MaskedChangesTest, whatWindowsHaveDrawnIsAskedForWhenMoreIsMasked)
+{
+    addWindow({110, 110, 300, 300});
+    CapturedWindow& panel = addPanel({200, 200, 50, 50});
+    EXPECT_EQ(changes.expectation(), ChangeExpectation::possible);
+    changes.clearExpectation();
+    changes.updateMask(windows, {}, start, start);
+    EXPECT_EQ(changes.expectation(), ChangeExpectation::none) << "it is where it was";
+    panel.x = 201;
+    changes.updateMask(windows, {}, start, start);
+    (void)changes.take();
+    EXPECT_EQ(changes.expectation(), ChangeExpectation::possible);
+    changes.clearExpectation();
+    panel.isMapped = false;
+    changes.updateMask(windows, {}, start, start);
+    (void)changes.take();
+    EXPECT_EQ(changes.expectation(), ChangeExpectation::none) << "it has gone";
+}
+
+// The screen shows only later what a window has drawn, and below the mask it is not looked at.
+TEST_F(MaskedChangesTest, whatAWindowDrewJustBeforeItWasMaskedIsTakenFromItsPixels)
+{
+    CapturedWindow& window = addWindow({110, 110, 300, 300});
+    window.picture = 1;
+    addPanel({120, 120, 20, 20});
+    (void)changes.mask().divide(PixelRegion(source), {});
+    changes.addDamage(windows, window, PixelRegion(190, 190, 50, 50), running);
+    EXPECT_TRUE(changes.isEmpty()) << "the screen will tell";
+    changes.addScreenDamage(PixelRegion(190, 190, 50, 20));
+    (void)changes.take();
+    changes.mask().noteSeen(ScreenMask::everything());
+    addPanel({200, 200, 50, 50});
+    const PixelRegion late(200, 210, 40, 30);
+    EXPECT_EQ(changes.take(), late);
+    EXPECT_EQ(changes.mask().divide(PixelRegion(source), {}).composed, late);
+    addPanel({180, 180, 100, 100});
+    EXPECT_EQ(changes.take(), PixelRegion(190, 210, 10, 30)) << "of the rest the screen has told";
 }
 
 TEST_F(MaskedChangesTest, aPlaceThatAPanelLeftIsDrawnWhenItIsHeldNoLonger)
