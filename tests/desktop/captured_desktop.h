@@ -68,27 +68,28 @@ public:
                     onFrame();
             });
         }));
-        bool isStarted = false;
-        stream_->start([&isStarted](const Result<void>& result) { isStarted = result.has_value(); });
-        ASSERT_TRUE(pumpUntil([&] { return isStarted && surface_; }));
+        // Completions may come after a wait for them has been given up.
+        const auto isStarted = std::make_shared<bool>(false);
+        stream_->start([isStarted](const Result<void>& result) { *isStarted = result.has_value(); });
+        ASSERT_TRUE(pumpUntil([&] { return *isStarted && surface_; }));
     }
 
     void updateRegion(const Rect& region)
     {
         setRegion(region);
-        bool isDone = false;
-        stream_->updateConfiguration(configuration_, [&isDone](const Result<void>&) { isDone = true; });
+        const auto isDone = std::make_shared<bool>(false);
+        stream_->updateConfiguration(configuration_, [isDone](const Result<void>&) { *isDone = true; });
         const int before = frames_;
-        ASSERT_TRUE(pumpUntil([&] { return isDone && frames_ > before; }));
+        ASSERT_TRUE(pumpUntil([&] { return *isDone && frames_ > before; }));
     }
 
     void updateNotifications(bool excludesNotifications)
     {
         setExcluded(excludesNotifications);
-        bool isDone = false;
-        stream_->updateContentFilter(filter_, [&isDone](const Result<void>&) { isDone = true; });
+        const auto isDone = std::make_shared<bool>(false);
+        stream_->updateContentFilter(filter_, [isDone](const Result<void>&) { *isDone = true; });
         const int before = frames_;
-        ASSERT_TRUE(pumpUntil([&] { return isDone && frames_ > before; }));
+        ASSERT_TRUE(pumpUntil([&] { return *isDone && frames_ > before; }));
     }
 
     /// Handles events until the condition holds; false when it does not in time.

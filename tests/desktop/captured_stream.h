@@ -62,28 +62,26 @@ public:
     /// Starts it anew after it was stopped or did not start.
     [[nodiscard]] bool restart()
     {
-        std::optional<bool> isStarted;
-        error = {};
-        stream_->start([this, &isStarted](const Result<void>& result) {
-            isStarted = result.has_value();
-            if (!result)
-                error = result.error();
-        });
-        return pumpUntil([&] { return isStarted.has_value(); }) && *isStarted;
+        // Completions may come after a wait for them has been given up.
+        const auto outcome = std::make_shared<std::optional<Result<void>>>();
+        stream_->start([outcome](const Result<void>& result) { *outcome = result; });
+        const bool isOver = pumpUntil([&] { return outcome->has_value(); });
+        error = isOver && !**outcome ? (*outcome)->error() : Error{};
+        return isOver && **outcome;
     }
 
     /// Waits for the update's completion.
     [[nodiscard]] bool update(const StreamConfiguration& configuration)
     {
-        bool isDone = false;
-        stream_->updateConfiguration(configuration, [&isDone](const Result<void>& result) { isDone = bool(result); });
-        return pumpUntil([&] { return isDone; });
+        const auto isDone = std::make_shared<bool>(false);
+        stream_->updateConfiguration(configuration, [isDone](const Result<void>& result) { *isDone = bool(result); });
+        return pumpUntil([&] { return *isDone; });
     }
     [[nodiscard]] bool stop()
     {
-        bool isDone = false;
-        stream_->stop([&isDone](const Result<void>& result) { isDone = bool(result); });
-        return pumpUntil([&] { return isDone; });
+        const auto isDone = std::make_shared<bool>(false);
+        stream_->stop([isDone](const Result<void>& result) { *isDone = bool(result); });
+        return pumpUntil([&] { return *isDone; });
     }
     void destroy() { stream_.reset(); }
     /// Lets go of the picture delivered last.

@@ -3,6 +3,8 @@
 #include "tests/desktop/captured_stream.h"
 #include "tests/desktop/x11_capture_fixture.h"
 
+#include <QScopeGuard>
+
 #include <memory>
 
 namespace nimbrale::test {
@@ -33,6 +35,11 @@ protected:
                 .height = height,
                 .minimumFrameInterval = {1, 120},
                 .showsCursor = false};
+    }
+    /// Ends the stream with the scope, however the test leaves it: its handler may refer to what came before.
+    [[nodiscard]] auto endStreamWithScope()
+    {
+        return qScopeGuard([this] { stream.reset(); });
     }
     void TearDown() override
     {

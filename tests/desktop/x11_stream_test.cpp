@@ -31,6 +31,7 @@ TEST_F(X11StreamTest, presentationTimesRiseAndAreThoseOfTheComposition)
     scene->add("pattern", {.geometry = {60, 40, 700, 500}, .seed = 5});
     std::vector<std::pair<std::chrono::nanoseconds, Clock::time_point>> arrivals;
     std::mutex mutex;
+    const auto end = endStreamWithScope();
     stream->onSample = [&](const CaptureSample& sample) {
         const std::lock_guard lock(mutex);
         arrivals.emplace_back(sample.presentationTime, Clock::now());
@@ -72,6 +73,7 @@ TEST_F(X11StreamTest, whatIsDeliveredTheServerHasFinished)
     stream = makeStream();
     std::vector<QRgb> asDelivered;
     std::mutex mutex;
+    const auto end = endStreamWithScope();
     stream->onSample = [&](const CaptureSample& sample) {
         const std::lock_guard lock(mutex);
         asDelivered.push_back(stream->imageOf(*sample.surface).pixel(50, 50));
@@ -221,6 +223,7 @@ TEST_F(X11StreamTest, noOlderPictureComesAfterTheCompletionOfAnUpdate)
     std::atomic<int> completedWidth = 0;
     std::atomic<int> older = 0;
     std::atomic<int> samples = 0;
+    const auto end = endStreamWithScope();
     stream->onSample = [&](const CaptureSample& sample) {
         ++samples;
         older += sample.surface->width() < completedWidth;
@@ -267,6 +270,7 @@ TEST_F(X11StreamTest, aHandlerMayReadThePictureAndUpdateAndStopItsStream)
     };
     bool isUpdated = false;
     bool isStopped = false;
+    const auto end = endStreamWithScope();
     stream->onSample = [&](const CaptureSample& sample) {
         reads += reader->read(*sample.surface).has_value() ? 1 : 0;
         if (!std::exchange(isUpdated, true))
@@ -301,6 +305,7 @@ TEST_F(X11StreamTest, framesKeepTheirIntervalAndFollowAChangedRate)
     ASSERT_TRUE(video);
     std::vector<std::chrono::nanoseconds> times;
     std::mutex mutex;
+    const auto end = endStreamWithScope();
     stream->onSample = [&](const CaptureSample& sample) {
         const std::lock_guard lock(mutex);
         times.push_back(sample.presentationTime);

@@ -26,14 +26,19 @@ TEST_F(X11WindowSystemEndTest, aCaptureThatIsStillStoppingIsReleasedOnTheMainThr
     std::thread::id releasedOn;
     std::shared_ptr<void> witness(nullptr, [&releasedOn](void*) { releasedOn = std::this_thread::get_id(); });
     // The capture thread waits for the answer of a server that answers another client only, and stops after that.
-    xcb_grab_server(desktop->connection());
+    xcb_connection_t* const other = desktop->connection();
+    xcb_grab_server(other);
+    // Of a new window there is something to ask, once the capture has heard of it.
+    xcb_create_window(other, XCB_COPY_FROM_PARENT, xcb_generate_id(other), desktop->screen().root, 0, 0, 10, 10, 0,
+                      XCB_WINDOW_CLASS_INPUT_OUTPUT, XCB_COPY_FROM_PARENT, 0, nullptr);
     desktop->synchronize();
+    sleepFor(Milliseconds{50});
     host->platform->screenCapture().shareableContent([](const Result<ShareableContent>&) {});
     host->capture->stop([witness = std::move(witness)] {});
     host->capture.reset();
     host->queue.dropPending();
     EXPECT_EQ(releasedOn, std::thread::id()) << "it is still stopping";
-    xcb_ungrab_server(desktop->connection());
+    xcb_ungrab_server(other);
     desktop->synchronize();
     host->platform.reset();
     host.reset();
