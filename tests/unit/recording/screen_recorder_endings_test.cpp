@@ -79,13 +79,13 @@ TEST_F(ScreenRecorderEndingsTest, ADiskThatIsAlmostFullEndsTheRecordingInOrder)
 {
     startRecording();
     stream().deliverPicture(640, 360, 1s);
-    const int asked = roomQuestions_;
+    const int asked = disk_->roomQuestions;
     waitFor([&] {
         platform_.mainQueue().advance(RecordingPipeline::tickInterval);
-        return roomQuestions_ >= asked + 2; // So the first of them was answered.
+        return disk_->roomQuestions >= asked + 2; // So the first of them was answered.
     });
     EXPECT_THAT(reasons_, IsEmpty());
-    freeSpace_ = ScreenRecorder::roomToKeep - 1;
+    disk_->freeSpace = ScreenRecorder::roomToKeep - 1;
     waitFor([&] {
         platform_.mainQueue().advance(RecordingPipeline::tickInterval);
         return !reasons_.empty();
@@ -99,20 +99,20 @@ TEST_F(ScreenRecorderEndingsTest, ADiskThatIsAlmostFullEndsTheRecordingInOrder)
 TEST_F(ScreenRecorderEndingsTest, ADiskThatDoesNotTellItsRoomHoldsUpNoPicture)
 {
     startRecording();
-    isDiskSilent_ = true;
-    const int asked = roomQuestions_;
+    disk_->isSilent = true;
+    const int asked = disk_->roomQuestions;
     waitFor([&] {
         platform_.mainQueue().advance(RecordingPipeline::tickInterval);
-        return roomQuestions_ > asked;
+        return disk_->roomQuestions > asked;
     });
     for (int second = 1; second <= 20; ++second) {
         platform_.mainQueue().advance(RecordingPipeline::tickInterval);
         stream().deliverPicture(640, 360, second * 1s);
     }
     EXPECT_EQ(movie().pictures.size(), 20U);
-    EXPECT_EQ(roomQuestions_, asked + 1) << "a question is asked once";
+    EXPECT_EQ(disk_->roomQuestions, asked + 1) << "a question is asked once";
     EXPECT_TRUE(recorder_->isRecording());
-    isDiskSilent_ = false;
+    disk_->isSilent = false;
     recorder_->stop();
     stream().completeStop();
     finishMovie();

@@ -43,7 +43,7 @@ protected:
         content.displays = std::move(displays);
         const std::size_t begun = platform_.movies().beginnings.size();
         capture().answerContent(content);
-        if (!platform_.movies().holdsPreparations && !isDiskSilent_)
+        if (!platform_.movies().holdsPreparations && !disk_->isSilent)
             waitFor([&] { return !recorder_->isBusy() || platform_.movies().beginnings.size() > begun; });
     }
     /// Lets the main queue run until what other threads do has come to that.
@@ -91,20 +91,25 @@ protected:
     [[nodiscard]] FakeCaptureStream& stream() { return capture().stream(); }
     [[nodiscard]] FakeMovie& movie() { return platform_.movies().movie(); }
 
+    /// A question may outlive the recorder that asked it, and the test.
+    struct Disk {
+        std::atomic<std::uint64_t> freeSpace = ScreenRecorder::roomToKeep;
+        /// How often it was asked for its room.
+        std::atomic<int> roomQuestions = 0;
+        /// Whether it then does not answer.
+        std::atomic<bool> isSilent = false;
+    };
+
     FakePlatform platform_;
-    std::atomic<std::uint64_t> freeSpace_ = ScreenRecorder::roomToKeep;
-    /// How often the disk was asked for its room.
-    std::atomic<int> roomQuestions_ = 0;
-    /// Whether it then does not answer.
-    std::atomic<bool> isDiskSilent_ = false;
-    std::shared_ptr<ScreenRecorder> recorder_ =
-        ScreenRecorder::create({platform_.mainQueue(), platform_.screens(), platform_.screenCapture(),
-                                platform_.microphones(), platform_.movies(), [this](const std::filesystem::path&) {
-                                    ++roomQuestions_;
-                                    while (isDiskSilent_)
-                                        std::this_thread::yield();
-                                    return std::optional<std::uint64_t>(freeSpace_);
-                                }});
+    const std::shared_ptr<Disk> disk_ = std::make_shared<Disk>();
+    std::shared_ptr<ScreenRecorder> recorder_ = ScreenRecorder::create(
+        {platform_.mainQueue(), platform_.screens(), platform_.screenCapture(), platform_.microphones(),
+         platform_.movies(), [disk = disk_](const std::filesystem::path&) {
+             ++disk->roomQuestions;
+             while (disk->isSilent)
+                 std::this_thread::yield();
+             return std::optional<std::uint64_t>(disk->freeSpace);
+         }});
     std::vector<ScreenRecorder::StartResult> starts_;
     std::vector<ScreenRecorder::MovieResult> movies_;
     std::vector<std::string> reasons_;

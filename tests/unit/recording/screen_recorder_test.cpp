@@ -151,7 +151,7 @@ TEST_F(ScreenRecorderTest, AMovieThatCannotBeMadeFailsTheStart)
 
 TEST_F(ScreenRecorderTest, ADiskWithoutRoomFailsTheStart)
 {
-    freeSpace_ = ScreenRecorder::roomToKeep - 1;
+    disk_->freeSpace = ScreenRecorder::roomToKeep - 1;
     start({"/videos"});
     answerContent();
     ASSERT_EQ(starts_.size(), 1U);
@@ -214,7 +214,7 @@ TEST_F(ScreenRecorderTest, AnEncoderThatIsFoundAfterTheStartWasGivenUpMakesNoMov
 
 TEST_F(ScreenRecorderTest, ADiskThatDoesNotTellItsRoomFailsTheStartAfterTenSeconds)
 {
-    isDiskSilent_ = true;
+    disk_->isSilent = true;
     start({"/videos"});
     answerContent();
     platform_.mainQueue().advance(9900ms);
@@ -226,7 +226,7 @@ TEST_F(ScreenRecorderTest, ADiskThatDoesNotTellItsRoomFailsTheStartAfterTenSecon
                                           "another folder in Settings.");
     EXPECT_FALSE(recorder_->isBusy());
 
-    isDiskSilent_ = false;
+    disk_->isSilent = false;
     startRecording();
     EXPECT_EQ(platform_.movies().movies.size(), 1U) << "the answer that came too late makes none";
 }
@@ -277,12 +277,12 @@ TEST_F(ScreenRecorderTest, AStartThatIsGivenUpGivesItsMovieUp)
 
 TEST_F(ScreenRecorderTest, ARecorderThatGoesWhileTheDiskIsAskedWaitsForNothing)
 {
-    isDiskSilent_ = true;
+    disk_->isSilent = true;
     start({"/videos"});
     answerContent();
-    waitFor([&] { return roomQuestions_ > 0; });
+    waitFor([&] { return disk_->roomQuestions > 0; });
     recorder_.reset();
-    isDiskSilent_ = false;
+    disk_->isSilent = false;
     EXPECT_THAT(platform_.movies().beginnings, IsEmpty());
 }
 

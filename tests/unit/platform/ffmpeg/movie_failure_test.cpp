@@ -203,6 +203,7 @@ TEST_F(MovieFailureTest, DiskThatFailsLaterEndsTheMovieAndLeavesItsPieces)
     nanoseconds time = 0s;
     for (; time < 60s && !writer->failure(); time += 1s)
         append(*writer, screen, time);
+    waitForFailure(*writer);
     ASSERT_TRUE(writer->failure());
     EXPECT_EQ(writer->failure()->message, "The recording couldn't be written: Input/output error.");
     const auto finished = finish(*writer, time);
@@ -220,6 +221,7 @@ TEST_F(MovieFailureTest, FailureIsLoggedByWhoAsksForIt)
     calls.failures["pwrite"] = EIO;
     for (nanoseconds time = 0s; time < 60s && !writer->failure(); time += 1s)
         append(*writer, screen, time);
+    waitForFailure(*writer);
     ASSERT_TRUE(writer->failure());
     EXPECT_THAT(log.lines(), IsEmpty());
 }

@@ -107,6 +107,13 @@ protected:
         while (!writer.isReadyForVideo() && !writer.failure())
             std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
+    /// The disk is brought up to date beside the pictures, and says only later that it cannot be.
+    static void waitForFailure(const MovieWriter& writer)
+    {
+        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+        while (!writer.failure() && std::chrono::steady_clock::now() < deadline)
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
     static Result<std::filesystem::path> finish(MovieWriter& writer, nanoseconds time)
     {
         std::promise<Result<std::filesystem::path>> promise;
