@@ -116,6 +116,29 @@ TEST_P(X11MaskedCaptureTest, BelowAPanelWindowsShowWhatTheyDraw)
     EXPECT_TRUE(imagesMatch(drawn, shown));
 }
 
+TEST_P(X11MaskedCaptureTest, WhatAWindowDrewJustBeforeAPanelCameIsInThePicture)
+{
+    constexpr QPoint corner(480, 320);
+    const xcb_window_t panel = makePanel({330, 230});
+    waitUntilStill();
+    captured->settle();
+    ASSERT_TRUE(desktop->pauseCompositor());
+    const QColor color(200, 90, 20);
+    scene->fill("upper", {0, 0, 300, 220}, color);
+    captured->pumpFor(Milliseconds{100});
+    movePanel(panel, corner);
+    captured->pumpFor(Milliseconds{100});
+    desktop->resumeCompositor();
+    QImage expected(panelSize, QImage::Format_RGB32);
+    expected.fill(color);
+    const QRect below(corner - region.topLeft(), panelSize);
+    EXPECT_TRUE(captured->pumpUntil([&] { return imagesAreAlike(captured->image().copy(below), expected); }));
+    EXPECT_TRUE(captured->pumpUntil([&] {
+        return ownPixels(desktop->screenshot({corner, panelSize})) == panelSize.width() * panelSize.height();
+    })) << "the control: the panel is there";
+    EXPECT_TRUE(imagesAreAlike(captured->image().copy(below), expected)) << "and it stays";
+}
+
 TEST_P(X11MaskedCaptureTest, AWindowThatComesBelowAPanelIsThereOnceItHasPainted)
 {
     constexpr QPoint corner(330, 250);
