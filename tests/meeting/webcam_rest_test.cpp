@@ -92,6 +92,18 @@ protected:
         }
         failTest("the thread that captures is not there");
     }
+    struct Rest {
+        DrawnArea::Drawing drawing;
+        /// Of the thread that captures.
+        long wakes = 0;
+    };
+    [[nodiscard]] Rest watchRest(DrawnArea& drawn)
+    {
+        const long before = wakesOfCapture();
+        sleepFor(watched);
+        const long wakes = wakesOfCapture() - before;
+        return {drawn.take(), wakes};
+    }
 };
 
 constexpr auto own = PrivateDesktop::Compositor::windowManagersOwn;
@@ -110,10 +122,7 @@ TEST_P(WebcamRest, OfAStillScreenOnlyTheWebcamsRectangleIsDrawnAndNothingIsCaptu
     if (IsSkipped() || HasFatalFailure())
         return;
     DrawnArea drawn(*desktop, desktop->monitorNamed("Nimbrale")->geometry);
-    const long before = wakesOfCapture();
-    sleepFor(watched);
-    const long wakes = wakesOfCapture() - before;
-    const DrawnArea::Drawing drawing = drawn.take();
+    const auto [drawing, wakes] = watchRest(drawn);
     EXPECT_GT(drawing.times, 30);
     EXPECT_EQ(drawing.area, box);
 
@@ -148,10 +157,7 @@ TEST_P(WebcamUnderPicom, NoMoreIsCapturedThanPicomPaintsAndNoMoreOftenThanTheCam
     if (IsSkipped() || HasFatalFailure())
         return;
     DrawnArea drawn(*desktop, desktop->monitorNamed("Nimbrale")->geometry);
-    const long before = wakesOfCapture();
-    sleepFor(watched);
-    const long wakes = wakesOfCapture() - before;
-    const DrawnArea::Drawing drawing = drawn.take();
+    const auto [drawing, wakes] = watchRest(drawn);
     // By XRender, from the panel to the shared picture beyond the region's right and lower edges; by GLX, all there is.
     const QRect all({}, region.size());
     const bool isByGlx = GetParam().compositor == PrivateDesktop::Compositor::picomGlx;
