@@ -185,7 +185,7 @@ void ChangeCollector::followLeftOut(const CapturedWindow& window, WindowChange c
 {
     if (change == WindowChange::settled)
         return;
-    leftOut_ |= isMasked_ ? window.reach() : window.extents();
+    leftOut_ |= isMasked_ ? window.reachLately() : window.extents();
     if (!isMasked_)
         return;
     if (change == WindowChange::renamed)
