@@ -72,13 +72,13 @@ std::optional<ChangeCollector::Clock::time_point> ChangeCollector::requiredProof
 }
 
 void ChangeCollector::updateMask(const WindowList& windows, const PixelRegion& marks, Clock::time_point now,
-                                 Clock::time_point proven)
+                                 const HeldPlaces::Progress& progress)
 {
     if (!isMasked_) {
         updateLeftOut(windows);
         return;
     }
-    freeze_.release(now, proven);
+    freeze_.release(now, progress);
     PixelRegion current;
     PixelRegion covered;
     for (const CapturedWindow* const window : windows) {
@@ -105,7 +105,7 @@ void ChangeCollector::updateMask(const WindowList& windows, const PixelRegion& m
     covered_ = covered;
     holdMarks(current, marks, now);
     current |= marks;
-    add(mask_.update(current, now, proven));
+    add(mask_.update(current, now, progress));
     leftOut_ = mask_.region();
 }
 

@@ -44,12 +44,12 @@ void PaintTrail::leaveSize(const PixelRect& place, Clock::time_point now)
     resized_.add(PixelRegion(place), now, untilProven);
 }
 
-void PaintTrail::release(Clock::time_point now, Clock::time_point proven)
+void PaintTrail::release(Clock::time_point now, const HeldPlaces::Progress& progress)
 {
-    places_.release(now, proven);
-    paints_.release(now, proven);
-    resized_.release(now, proven);
-    stretched_.release(now, proven);
+    places_.release(now, progress);
+    paints_.release(now, progress);
+    resized_.release(now, progress);
+    stretched_.release(now, progress);
 }
 
 void PaintTrail::clear()

@@ -22,8 +22,8 @@ public:
     void leavePaint(const PixelRegion& painted, Clock::time_point now);
     /// The panel was at `place`, and of its size, until `now`.
     void leaveSize(const PixelRect& place, Clock::time_point now);
-    /// Lets go of what the screen shows no more, since it shows all that was heard of by `proven`.
-    void release(Clock::time_point now, Clock::time_point proven);
+    /// Lets go of what the screen shows no more.
+    void release(Clock::time_point now, const HeldPlaces::Progress& progress);
     void clear();
 
     /// In root pixels, of a panel that is at `place` now and shows `painted`. Empty where it was only moved, only
