@@ -78,13 +78,13 @@ std::optional<ChangeCollector::Clock::time_point> ChangeCollector::requiredProof
 }
 
 void ChangeCollector::updateMask(const WindowList& windows, const PixelRegion& marks, Clock::time_point now,
-                                 Clock::time_point proven)
+                                 const HeldPlaces::Progress& progress)
 {
     if (!isMasked_) {
         updateLeftOut(windows);
         return;
     }
-    freeze_.release(now, proven);
+    freeze_.release(now, progress);
     PixelRegion current;
     PixelRegion covered;
     for (const CapturedWindow* const window : windows) {
@@ -112,7 +112,7 @@ void ChangeCollector::updateMask(const WindowList& windows, const PixelRegion& m
     holdMarks(current, marks, now);
     current |= marks;
     const PixelRegion before = mask_.region();
-    add(mask_.update(current, now, proven));
+    add(mask_.update(current, now, progress));
     followGrowth(before);
     leftOut_ = mask_.region();
 }
@@ -210,7 +210,7 @@ void ChangeCollector::followLeftOut(const CapturedWindow& window, WindowChange c
 {
     if (change == WindowChange::settled)
         return;
-    leftOut_ |= isMasked_ ? window.reach() : window.extents();
+    leftOut_ |= isMasked_ ? window.reachLately() : window.extents();
     if (!isMasked_)
         return;
     if (change == WindowChange::renamed)

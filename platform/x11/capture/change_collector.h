@@ -59,10 +59,10 @@ public:
     [[nodiscard]] ScreenMask& mask() { return mask_; }
     [[nodiscard]] const ScreenMask& mask() const { return mask_; }
     /// Finds out what of the screen is not to be in a frame, which is the mask of frames that are copied from it, when
-    /// it shows all that was heard of by `proven`. `marks` is where the proof itself may be on the screen. To be called
+    /// the compositing manager has got that far. `marks` is where the proof itself may be on the screen. To be called
     /// before a frame is drawn and after a round trip behind that.
     void updateMask(const WindowList& windows, const PixelRegion& marks, Clock::time_point now,
-                    Clock::time_point proven);
+                    const HeldPlaces::Progress& progress);
     /// What windows of the frame show of others that are left out.
     [[nodiscard]] const UnpaintedMemory& unpainted() const { return unpainted_; }
     [[nodiscard]] bool showsPointer() const { return pointer_ == PointerVisibility::shown; }
@@ -81,6 +81,7 @@ public:
     void addWindow(const CapturedWindow& window, WindowChange change, Clock::time_point now);
     /// The screen was drawn on there, for a stream that is copied from it.
     void addScreenDamage(const PixelRegion& damage);
+    [[nodiscard]] const PixelRect& source() const { return source_; }
     /// Whether a pointer that covers `coverage` is in the stream's frames.
     [[nodiscard]] bool containsPointer(const PixelRect& coverage) const
     {

@@ -259,7 +259,7 @@ std::optional<std::chrono::nanoseconds> DesktopTracker::timeToPoll(Clock::time_p
         pollAt(bareRootDue_);
     for (const ChangeCollector* const changes : collectors_) {
         if (const auto release = changes->nextRelease())
-            pollAt(std::max(*release, now + PaintProof::interval));
+            pollAt(std::max(*release, now + proofInterval(now)));
     }
     if (const auto aging = nextAging())
         pollAt(std::max(*aging, now));
@@ -283,7 +283,6 @@ void DesktopTracker::collect()
 {
     if (mode_ == Mode::rootTimed)
         addAll();
-    xcb_connection_t* const raw = connection_.get();
     // Asked before and read after the damage: one round trip for all.
     std::optional<PointerQuestion> pointerQuestion;
     const auto now = Clock::now();
@@ -291,19 +290,28 @@ void DesktopTracker::collect()
         pointerQuestion = askForPointer();
     for (ChangeCollector* const changes : collectors_)
         changes->clearExpectation();
-    std::optional<xcb_xfixes_fetch_region_cookie_t> screenCookie;
-    if (std::exchange(isScreenDamaged_, false)) {
-        xcb_damage_subtract(raw, screenDamage_.get(), XCB_NONE, fetchedRegion_.get());
-        screenCookie = xcb_xfixes_fetch_region(raw, fetchedRegion_.get());
-    }
+    const auto screenCookie = askForScreenDamage();
     if (stack_)
         collectWindowDamage();
     if (screenCookie)
-        addScreenDamage(fetched(raw, *screenCookie));
+        addScreenDamage(fetchScreenDamage(*screenCookie));
     if (pointerQuestion)
         takePointer(*pointerQuestion, now);
     else if (follower_.isMoving())
         expectPointerMove();
+}
+
+std::optional<xcb_xfixes_fetch_region_cookie_t> DesktopTracker::askForScreenDamage()
+{
+    if (!std::exchange(isScreenDamaged_, false))
+        return std::nullopt;
+    xcb_damage_subtract(connection_.get(), screenDamage_.get(), XCB_NONE, fetchedRegion_.get());
+    return xcb_xfixes_fetch_region(connection_.get(), fetchedRegion_.get());
+}
+
+PixelRegion DesktopTracker::fetchScreenDamage(xcb_xfixes_fetch_region_cookie_t cookie) const
+{
+    return fetched(connection_.get(), cookie);
 }
 
 void DesktopTracker::collectWindowDamage()
@@ -347,6 +355,7 @@ void DesktopTracker::addBareRootDamage(const PixelRegion& rootDamage)
 
 void DesktopTracker::addScreenDamage(const PixelRegion& damage)
 {
+    notePainted(damage);
     for (ChangeCollector* const changes : collectors_) {
         if (isCopiedFromScreen(*changes))
             changes->addScreenDamage(damage);

@@ -4,6 +4,7 @@
 #include "platform/x11/capture/change_collector.h"
 #include "platform/x11/capture/hiding_pacer.h"
 #include "platform/x11/capture/paint_proof.h"
+#include "platform/x11/capture/painting_time.h"
 #include "platform/x11/capture/pointer_follower.h"
 #include "platform/x11/capture/pointer_hiding.h"
 #include "platform/x11/capture/pointer_image.h"
@@ -144,12 +145,22 @@ private:
     /// When a window has had the time to paint itself below a mask; absent for never.
     [[nodiscard]] std::optional<Clock::time_point> nextAging() const;
     void proveMasks(Clock::time_point now);
+    /// Has the compositing manager paint something, where there is no light that it would paint. False where there is
+    /// nothing to paint.
+    bool pokeManager(Clock::time_point now);
+    [[nodiscard]] HeldPlaces::Progress takeProgress(Clock::time_point now);
+    /// How often to look for a proof: hardly ever where nobody has had the time to paint anything for long.
+    [[nodiscard]] std::chrono::milliseconds proofInterval(Clock::time_point now) const;
     void reportPainted(const CapturedWindow& window);
     /// Of a window that streams may leave out.
     void noteLeftOut(const CapturedWindow& window, WindowChange change, Clock::time_point now);
     [[nodiscard]] bool isVisible(const CapturedWindow& window) const;
     void collectWindowDamage();
+    [[nodiscard]] std::optional<xcb_xfixes_fetch_region_cookie_t> askForScreenDamage();
+    [[nodiscard]] PixelRegion fetchScreenDamage(xcb_xfixes_fetch_region_cookie_t cookie) const;
     void addScreenDamage(const PixelRegion& damage);
+    /// Where a compositing manager was seen to paint.
+    void notePainted(const PixelRegion& damage);
     void addBareRootDamage(const PixelRegion& rootDamage);
     void measurePointerDistance();
     void movePointer(const PointerPlace& place, PointerFollower::NextChange nextChange, Clock::time_point askedAt);
@@ -173,6 +184,10 @@ private:
     OwnedRegion fetchedRegion_;
     PaintProof proof_;
     Clock::time_point proofAsked_;
+    PaintingTime paintingTime_;
+    /// Since when the compositing manager is known to have something to paint.
+    std::optional<Clock::time_point> paintingAwaited_;
+    Clock::time_point poked_;
     /// When a window that streams may leave out came, went or moved last.
     std::optional<Clock::time_point> leftOutChange_;
     /// Where such windows were lately, for streams that begin to be masked.

@@ -85,12 +85,33 @@ void DesktopTracker::updateMasks(Clock::time_point now)
     if (!stack_)
         return;
     stack_->takePainted();
-    stack_->releaseTrails(now, proof_.proven());
-    leftOutPlaces_.release(now, proof_.proven());
+    const HeldPlaces::Progress progress = takeProgress(now);
+    stack_->releaseTrails(now, progress);
+    leftOutPlaces_.release(now, progress);
     proof_.follow(stack_->windows());
     const PixelRegion marks = proof_.reach();
     for (ChangeCollector* const changes : collectors_)
-        changes->updateMask(stack_->windows(), marks, now, proof_.proven());
+        changes->updateMask(stack_->windows(), marks, now, progress);
+}
+
+// One that is known to have something to paint, and does not, has no time.
+HeldPlaces::Progress DesktopTracker::takeProgress(Clock::time_point now)
+{
+    const Clock::duration idle = paintingTime_.takeIdle(now);
+    return {proof_.proven(), paintingAwaited_ ? idle : Clock::duration(0)};
+}
+
+// The windows on the virtual display may be painted by the server itself.
+void DesktopTracker::notePainted(const PixelRegion& damage)
+{
+    PixelRegion watched = proof_.reach();
+    for (const ChangeCollector* const changes : collectors_) {
+        if (changes->isMasked())
+            watched.add(changes->source());
+    }
+    watched &= damage;
+    if (!watched.isEmpty())
+        paintingTime_.notePainted(Clock::now());
 }
 
 // What it took along of windows that are left out may be on the screen yet, although it has painted itself since:
@@ -114,17 +135,53 @@ void DesktopTracker::proveMasks(Clock::time_point now)
         required = std::max(required, changes->requiredProof(now));
     if (!required) {
         proof_.end();
+        paintingAwaited_.reset();
         return;
     }
     if (now - proofAsked_ < PaintProof::interval)
         return;
     proofAsked_ = now;
+    // Of the same place the server tells once only, and nobody asks while no picture is drawn.
+    if (const auto screenCookie = askForScreenDamage())
+        addScreenDamage(fetchScreenDamage(*screenCookie));
     std::vector<const CapturedWindow*> panels;
     for (const CapturedWindow* const window : stack_->windows()) {
         if (window->owner.isOwn && window->painted && !window->painted->isEmpty() && window->coversRoot())
             panels.push_back(window);
     }
     proof_.advance(panels, *required, now);
+    if (!proof_.isLit() && !pokeManager(now))
+        paintingAwaited_.reset();
+    else if (!paintingAwaited_)
+        paintingAwaited_ = now;
+}
+
+std::chrono::milliseconds DesktopTracker::proofInterval(Clock::time_point now) const
+{
+    const bool isResting = paintingAwaited_ && now - *paintingAwaited_ > PaintingTime::longestRest;
+    return isResting && paintingTime_.isResting(now) ? PaintProof::patience : PaintProof::interval;
+}
+
+bool DesktopTracker::pokeManager(Clock::time_point now)
+{
+    const WindowList& windows = stack_->windows();
+    for (auto item = windows.rbegin(); item != windows.rend(); ++item) {
+        const CapturedWindow& window = **item;
+        for (const ChangeCollector* const changes : collectors_) {
+            const PixelRect shown = window.bounds().intersectedWith(changes->source());
+            if (!changes->isMasked() || !window.coversRoot() || shown.isEmpty())
+                continue;
+            if (now - poked_ >= PaintProof::patience) {
+                poked_ = now;
+                reportDamage(
+                    connection_, window.id,
+                    PixelRegion(shown.x + shown.width / 2 - window.x, shown.y + shown.height / 2 - window.y, 1, 1));
+                connection_.flush();
+            }
+            return true;
+        }
+    }
+    return false;
 }
 
 void DesktopTracker::composeMasked(const Drawing& drawing, const CompositionTarget& target, const PixelRegion& region,

@@ -8,7 +8,7 @@ void HeldPlaces::add(const PixelRegion& place, Clock::time_point now, const Hold
 {
     if (place.isEmpty())
         return;
-    add({place, now, now + hold.time, now + hold.time + hold.patience, hold});
+    add({place, now, now + hold.time, now + hold.time + hold.patience, hold.patience, hold});
 }
 
 void HeldPlaces::add(const HeldPlaces& other)
@@ -27,6 +27,7 @@ void HeldPlaces::add(const Place& place)
         known->left = std::max(known->left, place.left);
         known->until = std::max(known->until, place.until);
         known->untilUnproven = std::max(known->untilUnproven, place.untilUnproven);
+        known->patience = std::max(known->patience, place.patience);
         return;
     }
     places_.push_back(place);
@@ -39,13 +40,24 @@ void HeldPlaces::beginFades(Clock::time_point now, Clock::time_point proven)
         if (!place.isFading() || place.left > proven)
             continue;
         place.left = place.until = now + place.fading.fade;
-        place.untilUnproven = place.until + place.fading.patience;
+        place.untilUnproven = place.until + place.patience;
         place.fading = {};
     }
 }
 
-void HeldPlaces::release(Clock::time_point now, Clock::time_point proven)
+void HeldPlaces::extendPatience(Clock::time_point now, Clock::duration idle)
 {
+    for (Place& place : places_) {
+        // It may have been left in the middle of that time.
+        if (place.patience > std::chrono::milliseconds(0))
+            place.untilUnproven += std::clamp(now - place.left, Clock::duration(0), idle);
+    }
+}
+
+void HeldPlaces::release(Clock::time_point now, const Progress& progress)
+{
+    const Clock::time_point proven = progress.proven;
+    extendPatience(now, progress.idle);
     beginFades(now, proven);
     const auto isDue = [&](const Place& place) {
         return now >= place.untilUnproven || (!place.isFading() && now >= place.until && place.left <= proven);

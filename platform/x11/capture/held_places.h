@@ -16,14 +16,15 @@ public:
 
     /// For how long a compositing manager may still show a window where it was: twice what any was seen to take.
     static constexpr std::chrono::milliseconds longestLag{250};
-    /// Beyond its time a place is not held for longer than this without a proof.
+    /// Beyond its time a place is not held for longer than this without a proof. Only time counts in which the
+    /// compositing manager was at work: what one shows that has no time may be any age.
     static constexpr std::chrono::milliseconds longestPatience{2000};
 
     /// How long a place is held.
     struct Hold {
         /// From when it was left.
         std::chrono::milliseconds time = longestLag;
-        /// Beyond that, while it is not proven that it was left.
+        /// Beyond that, while it is not proven that it was left. With none it is not held for a proof at all.
         std::chrono::milliseconds patience = longestPatience;
         /// From when that is proven, and until what the screen shows then is proven as well: what a compositing manager
         /// fades or slides out begins when it hears of it, and a busy one shows the end of it late. It is waited for
@@ -31,12 +32,23 @@ public:
         std::chrono::milliseconds fade{0};
     };
 
+    /// How far a compositing manager has got.
+    struct Progress {
+        /// A moment is progress enough for who knows of nothing else.
+        Progress(Clock::time_point byThen = {}, Clock::duration notAtWork = {}) : proven(byThen), idle(notAtWork) {}
+
+        /// What was left by then has been left.
+        Clock::time_point proven;
+        /// For how long it was not at work, of the time since this was told last.
+        Clock::duration idle;
+    };
+
     /// `place` was left when it was `now`.
     void add(const PixelRegion& place, Clock::time_point now, const Hold& hold);
     /// What `other` holds is held as long as there.
     void add(const HeldPlaces& other);
-    /// Lets go of what is due. What was left by `proven` has been left.
-    void release(Clock::time_point now, Clock::time_point proven);
+    /// Lets go of what is due.
+    void release(Clock::time_point now, const Progress& progress);
     /// All that is held.
     [[nodiscard]] const PixelRegion& region() const { return region_; }
     /// The rectangle around each place, in the order in which they were added.
@@ -52,6 +64,7 @@ private:
         Clock::time_point left;
         Clock::time_point until;
         Clock::time_point untilUnproven;
+        std::chrono::milliseconds patience;
         /// Not nothing until it is proven that the place was left.
         Hold fading{};
 
@@ -59,6 +72,7 @@ private:
     };
 
     void add(const Place& place);
+    void extendPatience(Clock::time_point now, Clock::duration idle);
     /// Those that are proven to have been left are held for their fade from now on.
     void beginFades(Clock::time_point now, Clock::time_point proven);
 

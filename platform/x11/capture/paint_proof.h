@@ -52,6 +52,8 @@ public:
 
     /// Everything that was heard of by then is on the screen.
     [[nodiscard]] Clock::time_point proven() const { return proven_; }
+    /// Whether a light is waited for: a compositing manager that is at work paints, if only because it is reminded.
+    [[nodiscard]] bool isLit() const { return litAt_.has_value(); }
     /// Where the screen may show the pixel, in root pixels. The panel may have moved what it shows away from there.
     [[nodiscard]] PixelRegion reach() const;
 

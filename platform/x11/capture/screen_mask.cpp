@@ -32,9 +32,9 @@ void ScreenMask::reset()
     unseen_ = everything();
 }
 
-PixelRegion ScreenMask::update(const PixelRegion& current, Clock::time_point now, Clock::time_point proven)
+PixelRegion ScreenMask::update(const PixelRegion& current, Clock::time_point now, const HeldPlaces::Progress& progress)
 {
-    held_.release(now, proven);
+    held_.release(now, progress);
     PixelRegion left(mask_);
     mask_ = current;
     mask_ |= held_.region();

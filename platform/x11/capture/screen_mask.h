@@ -46,9 +46,10 @@ public:
     }
     /// The same of all these places, each for as long as there.
     void hold(const HeldPlaces& places) { held_.add(places); }
-    /// The windows that are left out are at these places now, and the screen shows all that was heard of by `proven`.
-    /// Returns what the mask has left: nothing of ours is on the screen there any more, and what is there was not seen.
-    [[nodiscard]] PixelRegion update(const PixelRegion& current, Clock::time_point now, Clock::time_point proven);
+    /// The windows that are left out are at these places now, and the compositing manager has got that far. Returns
+    /// what the mask has left: nothing of ours is on the screen there any more, and what is there was not seen.
+    [[nodiscard]] PixelRegion update(const PixelRegion& current, Clock::time_point now,
+                                     const HeldPlaces::Progress& progress);
     /// As of the last `update`.
     [[nodiscard]] const PixelRegion& region() const { return mask_; }
     /// When `update` will find that a place is not held any more; absent for never.

@@ -225,7 +225,9 @@ void WindowStack::handleConfigure(const xcb_configure_notify_event_t& event)
     if (!isMoved && !isResized && !isRestacked)
         return;
     changed(window);
-    if (window.painted && (isMoved || isResized))
+    if (window.painted && isResized)
+        window.trail.leaveSize(window.bounds(), Clock::now());
+    else if (window.painted && isMoved)
         window.trail.leavePlace(window.bounds(), Clock::now());
     else if (isMoved && window.managed.client != XCB_NONE)
         window.movingUntil = Clock::now() + HeldPlaces::longestLag;

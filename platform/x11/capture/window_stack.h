@@ -52,8 +52,8 @@ public:
     [[nodiscard]] std::optional<Clock::time_point> nextAging() const;
     /// Takes over what this process has told since of what it paints.
     void takePainted();
-    /// The screen shows all that was heard of by `proven`. Ends moves that are over by `now`, too.
-    void releaseTrails(Clock::time_point now, Clock::time_point proven);
+    /// The compositing manager has got that far. Ends moves that are over by `now`, too.
+    void releaseTrails(Clock::time_point now, const HeldPlaces::Progress& progress);
 
     /// A compositing manager came or went. While one runs, own windows stay redirected like all others: it keeps their
     /// pixels anyway, and the server forgets to end its redirection when a window that one of two clients unredirected

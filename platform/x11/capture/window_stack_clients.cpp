@@ -122,11 +122,11 @@ void WindowStack::takePainted()
     }
 }
 
-void WindowStack::releaseTrails(Clock::time_point now, Clock::time_point proven)
+void WindowStack::releaseTrails(Clock::time_point now, const HeldPlaces::Progress& progress)
 {
     for (CapturedWindow* const window : windows()) {
         if (window->painted)
-            window->trail.release(now, proven);
+            window->trail.release(now, progress);
         if (window->movingUntil && now >= *window->movingUntil)
             window->movingUntil.reset();
     }

@@ -155,6 +155,34 @@ TEST(HeldPlacesTest, aPlaceThatIsLeftAgainWhileItFadesFadesAnew)
     EXPECT_TRUE(places.region().isEmpty());
 }
 
+TEST(HeldPlacesTest, timeInWhichTheCompositingManagerIsNotAtWorkDoesNotCountForTheLackOfAProof)
+{
+    HeldPlaces places;
+    places.add(PixelRegion(0, 0, 10, 10), start + 50ms, {.time = 100ms, .patience = 1000ms});
+    places.release(start + 1100ms, {start, 700ms});
+    places.release(start + 1849ms, {start, 0ms});
+    EXPECT_FALSE(places.region().isEmpty());
+    places.release(start + 1850ms, {start, 0ms});
+    EXPECT_TRUE(places.region().isEmpty());
+}
+
+TEST(HeldPlacesTest, timeBeforeAPlaceWasLeftDoesNotMakeItsPatienceLonger)
+{
+    HeldPlaces places;
+    places.add(PixelRegion(0, 0, 10, 10), start + 50ms, {.time = 100ms, .patience = 1000ms});
+    places.release(start + 60ms, {start, 700ms});
+    places.release(start + 1160ms, {start, 0ms});
+    EXPECT_TRUE(places.region().isEmpty());
+}
+
+TEST(HeldPlacesTest, aPlaceThatWaitsForNoProofIsHeldForItsTimeAlone)
+{
+    HeldPlaces places;
+    places.add(PixelRegion(0, 0, 10, 10), start, {.time = 100ms, .patience = 0ms});
+    places.release(start + 100ms, {start - 1ms, 100ms});
+    EXPECT_TRUE(places.region().isEmpty());
+}
+
 TEST(HeldPlacesTest, noPlaceAtAllIsNotHeld)
 {
     HeldPlaces places;

@@ -386,5 +386,27 @@ TEST_F(MaskedChangesTest, aPanelThatWasMovedAndPaintedAnewIsMaskedWhereverItsPix
     EXPECT_TRUE(changes.mask().region().isEmpty());
 }
 
+// Both are heard of in one go, before the mask is found out anew.
+TEST_F(MaskedChangesTest, aWindowTakesWhatAPanelMayShowThatWasMovedAndPaintedAnew)
+{
+    CapturedWindow& panel = addPanel({200, 200, 50, 50});
+    const PixelRegion newPaint(0, 40, 50, 10);
+    panel.painted = PixelRegion(0, 0, 50, 10);
+    changes.updateMask(windows, {}, start, start);
+    panel.trail.leavePlace(panel.bounds(), start);
+    panel.x = 300;
+    panel.trail.leavePaint(*panel.painted, start);
+    panel.painted = newPaint;
+    changes.addWindow(panel, WindowChange::altered, start);
+    const CapturedWindow& window = addWindow({190, 190, 200, 100});
+    changes.addWindow(window, WindowChange::filled, start);
+    PixelRegion everyCombination(200, 200, 50, 10);
+    everyCombination.add(200, 240, 50, 10);
+    everyCombination.add(300, 200, 50, 10);
+    everyCombination.add(300, 240, 50, 10);
+    everyCombination -= changes.unpainted().placeOf(window);
+    EXPECT_TRUE(everyCombination.isEmpty());
+}
+
 } // namespace
 } // namespace nimbrale::x11

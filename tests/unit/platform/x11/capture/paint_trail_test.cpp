@@ -10,6 +10,7 @@ using namespace std::chrono_literals;
 constexpr PaintTrail::Clock::time_point start{};
 constexpr PixelRect before{100, 100, 50, 50};
 constexpr PixelRect place{110, 120, 50, 50};
+constexpr PixelRect larger{90, 80, 120, 100};
 const PixelRegion oldPaint(0, 0, 10, 5);
 const PixelRegion newPaint(0, 30, 10, 5);
 
@@ -90,6 +91,34 @@ TEST_F(PaintTrailTest, itEndsWithThePanel)
     trail.leavePlace(before, start);
     trail.leavePaint(oldPaint, start);
     trail.clear();
+    EXPECT_TRUE(trail.region(place, newPaint).isEmpty());
+}
+
+TEST_F(PaintTrailTest, onePanelThatIsResizedOnceIsNotStretched)
+{
+    trail.leaveSize(before, start);
+    EXPECT_TRUE(trail.region(larger, newPaint).isEmpty());
+}
+
+TEST_F(PaintTrailTest, aPanelThatIsResizedAgainBeforeTheFirstTimeIsProvenMayBeOfAnySizeAtEveryPlace)
+{
+    trail.leaveSize(before, start);
+    trail.leaveSize(larger, start + 10ms);
+    PixelRegion whole(larger);
+    for (const PixelRect& each : {before, place})
+        whole.add(each.x, each.y, larger.width, larger.height);
+    EXPECT_EQ(trail.region(place, newPaint), whole);
+    trail.release(start + 20ms, start + 9ms);
+    EXPECT_EQ(trail.region(place, newPaint), whole) << "the last size is not proven";
+    trail.release(start + 20ms, start + 10ms);
+    EXPECT_TRUE(trail.region(place, newPaint).isEmpty()) << "a proof is all that it takes";
+}
+
+TEST_F(PaintTrailTest, aPanelThatIsResizedAgainOnceTheFirstTimeIsProvenIsNotStretched)
+{
+    trail.leaveSize(before, start);
+    trail.release(start + 10ms, start);
+    trail.leaveSize(larger, start + 20ms);
     EXPECT_TRUE(trail.region(place, newPaint).isEmpty());
 }
 
