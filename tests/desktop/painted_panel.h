@@ -60,12 +60,12 @@ public:
 
     [[nodiscard]] xcb_window_t window() const { return window_; }
     [[nodiscard]] const QRect& place() const { return place_; }
-    /// In root pixels.
-    [[nodiscard]] x11::PixelRegion shown() const
+    [[nodiscard]] int shownPixels() const
     {
-        x11::PixelRegion shown(paint_);
-        shown.translate(place_.x(), place_.y());
-        return shown;
+        int count = 0;
+        for (const PixelRect& rect : paint_.rects())
+            count += rect.width * rect.height;
+        return count;
     }
 
     /// What is painted stays where it is on the screen in a change of size, and goes along in a move.
@@ -104,6 +104,9 @@ public:
         paint_ = paint;
         painted_.set(window_, paint_);
     }
+
+    /// The server may have lost what was painted.
+    void repaint() { fill(paint_); }
 
     /// Cuts the window itself to that, too.
     void cutTo(const x11::PixelRegion& shape)

@@ -17,7 +17,8 @@ class X11MaskPatienceTest : public X11MaskedCaptureTest {
 protected:
     void TearDown() override
     {
-        desktop->resumeCompositor();
+        if (desktop)
+            desktop->resumeCompositor();
         X11MaskedCaptureTest::TearDown();
     }
 
