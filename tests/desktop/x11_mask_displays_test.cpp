@@ -17,8 +17,6 @@ class X11MaskDisplaysTest : public PaintedPanelsTest {
 protected:
     void arrange(const std::vector<QRect>& displays)
     {
-        std::fprintf(stderr, "%.3f arrange\n",
-                     std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count());
         EXPECT_TRUE(desktop->arrangeOutputs(displays));
         QRect whole;
         for (const QRect& display : displays)
@@ -83,8 +81,6 @@ TEST_P(X11MaskShrinkingDisplayTest, PanelsThatStandOrMoveWhileTheirDisplayShrink
                 flush();
                 pumpBusily(6);
             }
-            std::fprintf(stderr, "%.3f update region\n",
-                         std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count());
             // The place of the region is computed anew.
             draw(display == smaller ? region.height() - 1 : region.height());
             pumpBusily(30);
