@@ -45,7 +45,8 @@ protected:
     {
         QProcess process;
         process.setStandardErrorFile(QProcess::nullDevice());
-        // With something to do in the child it is forked: after a vfork the thread sanitizer sees no lock of this thread.
+        // With something to do in the child it is forked: after a vfork the thread sanitizer sees no lock of this
+        // thread.
         process.setChildProcessModifier([] {});
         process.start(program, arguments);
         return process.waitForFinished() && process.exitStatus() == QProcess::NormalExit && process.exitCode() == 0;
