@@ -22,6 +22,11 @@ protected:
         for (const QRect& display : displays)
             whole |= display;
         EXPECT_TRUE(captured->pumpUntil([&] { return desktop->screenSize() == whole.size(); }));
+        repaint();
+    }
+    /// The server keeps no pixels of them when the screen gets another size.
+    void repaint()
+    {
         for (const auto& panel : painted)
             panel->repaint();
         flush();
@@ -89,6 +94,25 @@ TEST_P(X11MaskShrinkingDisplayTest, PanelsThatStandOrMoveWhileTheirDisplayShrink
     }
     expectShown(standing);
     expectNothing(20);
+}
+
+// As for a virtual display whose size changes: KWin moves nothing then.
+TEST_P(X11MaskDisplaysTest, PanelsAreInNoPictureWhileTheScreenGrowsAndShrinksBesideTheDisplays)
+{
+    const PixelRegion whole(0, 0, size.width(), size.height());
+    arrange({leftDisplay});
+    const PaintedPanel& standing = addPanel({QPoint(200, 150), size}, whole);
+    ASSERT_TRUE(desktop->resizeScreen({2000, 1000}));
+    repaint();
+    pumpBusily(40);
+    beginWatch();
+    for (const int height : {1060, 1000, 1120, 1000}) {
+        ASSERT_TRUE(desktop->resizeScreen({1000 + height, height}));
+        repaint();
+        pumpBusily(50);
+    }
+    expectShown(standing);
+    expectNothing(4);
 }
 
 INSTANTIATE_TEST_SUITE_P(
