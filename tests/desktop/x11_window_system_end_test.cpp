@@ -29,8 +29,10 @@ TEST_F(X11WindowSystemEndTest, aCaptureThatIsStillStoppingIsReleasedOnTheMainThr
     xcb_connection_t* const other = desktop->connection();
     xcb_grab_server(other);
     // Of a new window there is something to ask, once the capture has heard of it.
-    xcb_create_window(other, XCB_COPY_FROM_PARENT, xcb_generate_id(other), desktop->screen().root, 0, 0, 10, 10, 0,
+    const xcb_window_t window = xcb_generate_id(other);
+    xcb_create_window(other, XCB_COPY_FROM_PARENT, window, desktop->screen().root, 0, 0, 10, 10, 0,
                       XCB_WINDOW_CLASS_INPUT_OUTPUT, XCB_COPY_FROM_PARENT, 0, nullptr);
+    xcb_map_window(other, window);
     desktop->synchronize();
     sleepFor(Milliseconds{50});
     host->platform->screenCapture().shareableContent([](const Result<ShareableContent>&) {});
